@@ -1,0 +1,325 @@
+#pragma once
+
+#include "capture/CaptureClassTimer.h"
+#include "framework/Canvas.h"
+#include "framework/Dictionary.h"
+#include "framework/FolderItem.h"
+#include "framework/MemoryBlock.h"
+#include "framework/Picture.h"
+#include "recording/GWorldWrapper.h"
+
+#include <cstdint>
+#include <functional>
+
+namespace velmora {
+
+using framework::FolderItem;
+using framework::Graphics;
+using framework::MemoryBlock;
+using framework::NewMemoryBlock;
+using framework::Picture;
+using framework::Reference;
+using framework::String;
+
+/// A four-character code by value, as `StringToOSType` makes it.
+using OSType = uint32_t;
+
+/// The capture control: a canvas that owns one session of the Sequence Grabber with a video and a sound channel, and
+/// everything that previewing, recording and settings need. Windows call its properties and methods and answer its
+/// events; it is used on the main thread only.
+///
+/// A property is a pair of functions of one name, the setter with an argument. In data procedure mode (`UseDataProc`)
+/// the grabber runs in record mode from `Initialize` on and hands each buffer to `DataProc`, which shows and records
+/// it; in direct mode the grabber draws into the window and writes the movie itself.
+///
+/// Operations report a failing platform call by the event `Error` with its code unless they say otherwise. A property
+/// of a channel that doesn't exist gives the platform's failure in the same way.
+class VelmoraCanvas : public framework::Canvas {
+public:
+    VelmoraCanvas() = default;
+    ~VelmoraCanvas() override = default;
+
+    /// Takes a key in `SeqGrabbers` and makes the poll timer. To be called once, with the control's own reference,
+    /// before the control is used.
+    void Constructor(const Reference<VelmoraCanvas>& self);
+
+    // Events. `Error` brings the platform's result code, `PaintInactive` answers True when it has drawn everything.
+    std::function<void(int32_t result)> Error;
+    std::function<void()> Close;
+    std::function<void(Graphics& graphics)> PaintActive;
+    std::function<bool(Graphics& graphics)> PaintInactive;
+    std::function<void()> Open; ///< the framework's event of a control that is ready for use
+
+    // Properties that windows touch.
+    bool isActive = false;
+    bool ColorBars = false;
+    String BlueScreenCaption = "";
+    bool EnableVideo = true;
+    bool EnableSound = false;
+    bool UseDataProc = false;
+    String LastError = "";
+
+    // Session (capture/Session.cpp).
+    virtual void Initialize();
+    virtual void StartPollTimer();
+    virtual void StopPollTimer();
+    /// Releases the session: device lists, channels, component, image sequences and the key. Reports each refusal in
+    /// `LastError` and `Error`.
+    virtual void Destructor();
+    virtual void Idle();
+    /// The control's rectangle in window coordinates: an 8-byte `Rect`.
+    virtual Reference<MemoryBlock> GetRect();
+    /// Ends the image sequences; the next frame builds them anew at the present size.
+    virtual void Resize();
+
+    // Preview, pause and channel enabling (capture/Preview.cpp).
+    virtual void Pause(bool value);
+    virtual bool Pause();
+    virtual int32_t PreviewMode();
+    virtual void PreviewMode(int32_t flags);
+    virtual String PreviewModeName(int32_t flags);
+    virtual bool VideoPreview();
+    virtual void VideoPreview(bool value);
+    virtual bool PreviewWhileRecording();
+    virtual void PreviewWhileRecording(bool value);
+    virtual bool VideoEnabled();
+    virtual void VideoEnabled(bool value);
+    virtual bool SoundEnabled();
+    virtual void SoundEnabled(bool value);
+
+    // Recording (recording/RecordingControl.cpp).
+    /// Begins a recording into `file`, replacing it; nil does nothing.
+    virtual void Record(const Reference<FolderItem>& file);
+    /// Ends a recording; in data procedure mode the movie is finished and the live picture goes on.
+    virtual void Stop();
+    /// Stops and releases the grabber and starts preview, in both modes; the result of the start. Finishes no movie.
+    virtual int32_t StopWithResult();
+    virtual bool RecordState();
+
+    // Still pictures (recording/PictureGrabbing.cpp).
+    /// The present picture; nil before the first frame. In data procedure mode the size is the frame's own.
+    virtual Reference<Picture> GrabPicture(int32_t width, int32_t height);
+
+    // Video format (recording/VideoFormat.cpp).
+    virtual int32_t VideoSourceWidth();
+    virtual int32_t VideoSourceHeight();
+    virtual int32_t VideoWidth();
+    virtual int32_t VideoHeight();
+    /// Size of the next movie's video track, in pixels.
+    virtual void VideoRecordSize(int32_t width, int32_t height);
+    virtual String VideoCompressionType();
+    virtual void VideoCompressionType(const String& code);
+    virtual int32_t VideoDepth();
+    virtual void VideoDepth(int32_t bits);
+    virtual int32_t VideoKeyFrameRate();
+    virtual void VideoKeyFrameRate(int32_t frames);
+    virtual int32_t VideoSpatialQuality();
+    virtual void VideoSpatialQuality(int32_t quality);
+    virtual int32_t VideoTemporalQuality();
+    virtual void VideoTemporalQuality(int32_t quality);
+    virtual double VideoFrameRate();
+    virtual void VideoFrameRate(double framesPerSecond);
+    virtual int32_t VideoTimeScale();
+    virtual int32_t SoundTimeScale();
+
+    // Transforms of the live picture (recording/Transforms.cpp).
+    virtual bool VideoFlipHorizontal();
+    virtual void VideoFlipHorizontal(bool value);
+    virtual bool VideoFlipVertical();
+    virtual void VideoFlipVertical(bool value);
+    virtual bool VideoRotate();
+    virtual void VideoRotate(bool on, int32_t angle); ///< `angle` in degrees
+
+    // Devices (devices/DeviceLists.cpp).
+    virtual int32_t VideoDeviceCount();
+    virtual String VideoDevice(int32_t index);
+    virtual String VideoDeviceName();
+    virtual int32_t VideoDeviceSelected();
+    virtual bool VideoDeviceAvailable(int32_t index);
+    virtual int32_t VideoDeviceInputCount(int32_t index);
+    virtual int32_t SoundDeviceCount();
+    virtual String SoundDevice(int32_t index);
+    virtual String SoundDeviceName();
+    virtual bool SoundDeviceAvailable(int32_t index);
+    virtual int32_t SoundInput(); ///< from 0, or -1
+    virtual void SoundInput(int32_t index);
+
+    // Sound (devices/SoundParameters.cpp).
+    virtual String SoundCompressionType();
+    virtual void SoundCompressionType(const String& code);
+    virtual int32_t SoundChannelCount();
+    virtual void SoundChannelCount(int32_t channels);
+    virtual int32_t SoundSampleSize(); ///< bits
+    virtual void SoundSampleSize(int32_t bits);
+    virtual int32_t SoundSampleRate(); ///< samples a second
+    virtual void SoundSampleRate(int32_t rate);
+    virtual int32_t SoundVolume(); ///< 256 is full
+    virtual void SoundVolume(int32_t volume);
+    virtual double SoundInputGain();
+    virtual void SoundInputGain(double gain);
+
+    // Level meter (devices/SoundLevelMeter.cpp).
+    virtual bool SoundLevelMeterActive();
+    virtual void SoundLevelMeterActive(bool value);
+    virtual int32_t SoundLevelMeterChannelCount();
+    virtual int32_t SoundLevelMeterLeft();  ///< 0 to 255
+    virtual int32_t SoundLevelMeterRight(); ///< 0 to 255
+
+    // Analog image controls, 0 to 65535 (devices/ImageControls.cpp).
+    virtual int32_t VideoBrightness();
+    virtual void VideoBrightness(int32_t value);
+    virtual int32_t VideoBrightnessMin();
+    virtual int32_t VideoBrightnessMax();
+    virtual int32_t VideoBrightnessDefault();
+    virtual int32_t VideoHue();
+    virtual void VideoHue(int32_t value);
+    virtual int32_t VideoHueMin();
+    virtual int32_t VideoHueMax();
+    virtual int32_t VideoHueDefault();
+    virtual int32_t VideoContrast();
+    virtual void VideoContrast(int32_t value);
+    virtual int32_t VideoContrastMin();
+    virtual int32_t VideoContrastMax();
+    virtual int32_t VideoContrastDefault();
+    virtual int32_t VideoSaturation();
+    virtual void VideoSaturation(int32_t value);
+    virtual int32_t VideoSaturationMin();
+    virtual int32_t VideoSaturationMax();
+    virtual int32_t VideoSaturationDefault();
+    virtual int32_t VideoSharpness();
+    virtual void VideoSharpness(int32_t value);
+    virtual int32_t VideoSharpnessMin();
+    virtual int32_t VideoSharpnessMax();
+    virtual int32_t VideoSharpnessDefault();
+    virtual int32_t VideoWhiteLevel();
+    virtual void VideoWhiteLevel(int32_t value);
+    virtual int32_t VideoWhiteLevelMin();
+    virtual int32_t VideoWhiteLevelMax();
+    virtual int32_t VideoWhiteLevelDefault();
+
+    // Settings (devices/Settings.cpp).
+    virtual void ShowVideoSettingsDialog();
+    virtual String ShowVideoSettingsDialogForName(); ///< the video device's name after the dialog
+    virtual void ShowSoundSettingsDialog();
+    virtual String ShowSoundSettingsDialogForName();
+    /// The whole session's settings as plain bytes; empty on failure.
+    virtual String UserSettings();
+    virtual void UserSettings(const String& settings);
+
+    // DV device control (devices/DeviceControl.cpp).
+    virtual void DeviceControlPlay();
+    virtual void DeviceControlStop();
+    virtual void DeviceControlFreeze();
+    virtual void DeviceControlFastForward();
+    virtual void DeviceControlRewind();
+    virtual void DeviceControlRewindPlay();
+    virtual void DeviceControlFastForwardPlay();
+    virtual void DeviceControlNextFrame();
+    virtual void DeviceControlPreviousFrame();
+    virtual void DeviceControlSlowForward();
+    virtual void DeviceControlSlowReverse();
+    virtual void DeviceControlRecord();
+    virtual void DeviceControlAVCCommand(int32_t ctype, int32_t subunit, int32_t opcode, int32_t operand);
+    virtual Reference<MemoryBlock> DeviceControlAVCQuery(int32_t ctype, int32_t subunit, int32_t opcode,
+                                                         int32_t operand);
+    virtual bool DeviceIsLoading();
+    virtual bool DeviceIsPlaying();
+    virtual bool DeviceIsRecording();
+    virtual bool DeviceIsWinding();
+
+    // IIDC features (devices/IIDCFeatures.cpp).
+    virtual void IIDCFeature(OSType feature, int32_t value);
+    virtual int32_t IIDCFeatureMaximum(OSType feature);
+    virtual int32_t IIDCFeatureMinimum(OSType feature);
+    virtual int32_t IIDCFeatureValue(OSType feature);
+    virtual bool isIIDC();
+    virtual bool isIIDCFeatureSupported(const String& name, OSType feature);
+
+    /// Every control by its key, which the data procedure gets as its last argument.
+    static Reference<framework::Dictionary<VelmoraCanvas>> SeqGrabbers;
+
+    /// A four-character code as a signed number, first character in the most significant byte; -1 for any other length.
+    static int32_t OSTypeToLong(const String& code);
+
+protected:
+    void Event_Open() override;
+    void Event_Close() override;
+    void Event_Paint(Graphics& graphics) override;
+
+private:
+    friend struct VelmoraCanvasInspector; // lets tests read the state that the operations keep
+
+    // Thin calls of the platform.
+    int32_t OpenDefaultComponent(const String& type);
+    int32_t SGInitialize(int32_t component);
+    int32_t SGIdle(int32_t component);
+    int32_t SGSetGWorld(int32_t component, int32_t port, int32_t device);
+    int32_t SGSetDataRef(int32_t component, int32_t a, int32_t b, int32_t c);
+    int32_t SGRelease(int32_t component);
+    int32_t SGStartPreview(int32_t component);
+    int32_t SGStop(int32_t component);
+    int32_t SGPause(int32_t component, int32_t pause);
+    void SGRecord();
+
+    // Channel set-up (capture/ChannelSetUp.cpp).
+    void CreateSGChannel();
+
+    // Painting (capture/Painting.cpp).
+    void triggerPaintEvent(Graphics& graphics);
+
+    // Data procedure (recording/DataProc.cpp).
+    static int32_t DataProc(int32_t c, int32_t p, int32_t len, int32_t offset, int32_t chRefCon, int32_t time,
+                            int16_t writeType, int32_t refCon);
+    void DestroyImageSeqs();
+
+    // Movie writer (recording/MovieWriter.cpp).
+    void createmoviestorage(const Reference<FolderItem>& file);
+    void addtracksToMovie(int32_t movie);
+    int32_t AppendDataProcDataToMovie(int32_t c, int32_t p, int32_t len, int32_t duration);
+    void FinishMovieEdits();
+    Reference<MemoryBlock> handletomemoryblock(int32_t handle);
+
+    static bool SeqGrabberModalFilterProc(int32_t dialog, int32_t event, int32_t itemHit, int32_t refCon);
+
+    void RaiseError(int32_t result);
+
+    int32_t theSGComp = 0;      // -1 while it is being opened; below 1: no session
+    int32_t sgVideoChannel = 0; // -1 while channel set-up runs
+    bool mPauseEnabled = false;
+    int32_t sgSoundChannel = 0;
+    int32_t previewMode = 0;
+    int32_t inDevNum = 0; // only told in a trace; operations ask for the driver afresh
+    bool mPreviewWhileRecording = false;
+    Reference<CaptureClassTimer> pollTimer;
+    Reference<MemoryBlock> theSGSoundDeviceList;
+    Reference<MemoryBlock> theSGVideoDeviceList;
+    bool VideoPreviewState = false;
+    Reference<GWorldWrapper> GWorld;
+    int32_t refCon = 0;
+    Reference<MemoryBlock> moviedatahandler;
+    Reference<MemoryBlock> outputMovie;
+    bool isRecording = false;
+    int32_t mysoundmedia = 0;
+    int32_t mysoundtrack = 0;
+    int32_t myvideotrack = 0;
+    int32_t myvideomedia = 0;
+    bool gotaudio = false;
+    Reference<GWorldWrapper> decompGworld;
+    Reference<Picture> decomppicture;
+    Reference<MemoryBlock> decompSeq;
+    Reference<GWorldWrapper> displayGworld;
+    Reference<MemoryBlock> displaySeq;
+    int32_t lastHeight = 0;
+    int32_t lastWidth = 0;
+    bool gFlipV = false;
+    bool gFlipH = false;
+    bool gRotate = false;
+    int32_t gRotateAngle = 0;
+    bool matrixChanged = false;
+    int32_t lasttimevalue = -1; // time of the last video buffer, -1 before the first
+    int32_t preaudiotimeval = 0;
+    int32_t videoRecordWidth = 0;
+    int32_t videoRecordHeight = 0;
+};
+
+} // namespace velmora

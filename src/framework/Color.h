@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+
+namespace framework {
+
+/// A colour, 8 bits a part.
+struct Color {
+    uint8_t red = 0;
+    uint8_t green = 0;
+    uint8_t blue = 0;
+    bool operator==(const Color&) const = default;
+};
+
+inline Color RGB(int red, int green, int blue)
+{
+    return {static_cast<uint8_t>(red), static_cast<uint8_t>(green), static_cast<uint8_t>(blue)};
+}
+
+} // namespace framework

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "framework/String.h"
+
+#include <QDateTime>
+
+namespace framework {
+
+/// A moment in local time; a new one is now.
+class Date {
+public:
+    Date() : moment(QDateTime::currentDateTime()) {}
+    int32_t Hour() const { return moment.time().hour(); }
+    int32_t Minute() const { return moment.time().minute(); }
+    int32_t Second() const { return moment.time().second(); }
+    /// The long form of the date in the user's locale.
+    String LongDate() const;
+
+private:
+    QDateTime moment;
+};
+
+} // namespace framework

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "framework/Reference.h"
+#include "framework/String.h"
+
+#include <cstdint>
+
+namespace framework {
+
+class TextInputStream;
+class TextOutputStream;
+
+/// A place in the file system: a file or folder that may or may not exist.
+class FolderItem {
+public:
+    /// From an absolute path, or one relative to the current folder, in UTF-8.
+    explicit FolderItem(const String& path);
+
+    String Name() const;
+    String AbsolutePath() const;
+
+    /// The path as a shell takes it: blanks, quotes, backslashes and the other special characters led by a backslash.
+    String ShellPath() const;
+
+    bool Exists() const;
+
+    /// Deletes a file; a failure is kept in `LastErrorCode`. Folders are left alone.
+    void Delete();
+    int32_t LastErrorCode() const { return lastErrorCode; }
+
+    /// The folder in the numbers of a file specification record.
+    int32_t MacVRefNum() const;
+    int32_t MacDirID() const;
+
+    /// Creates the file, replacing what was there, and opens it for writing; nil when that fails.
+    Reference<TextOutputStream> CreateTextFile();
+
+    /// Opens the file for reading; nil when that fails.
+    Reference<TextInputStream> OpenAsTextFile();
+
+private:
+    std::string path;
+    int32_t lastErrorCode = 0;
+};
+
+/// A kind of file that dialogs offer by its name.
+class FileType {
+public:
+    String Name, Extensions, MacType, MacCreator;
+    operator String() const { return Name; }
+};
+
+/// Lets the user choose a name for a new file. `filter` names a `FileType` or is empty. Nil after Cancel.
+Reference<FolderItem> GetSaveFolderItem(const String& filter, const String& defaultName);
+
+/// Lets the user choose an existing file. Nil after Cancel.
+Reference<FolderItem> GetOpenFolderItem(const String& filter);
+
+} // namespace framework

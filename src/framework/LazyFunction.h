@@ -1,0 +1,31 @@
+#pragma once
+
+#include "framework/Exceptions.h"
+#include "platform/components/FunctionTable.h"
+
+#include <string>
+
+namespace framework {
+
+/// A platform function bound by name at the moment of each call.
+/// Raises `FunctionNotFoundException` with both names when it can't be found.
+template <typename Signature> class LazyFunction;
+
+template <typename Return, typename... Arguments> class LazyFunction<Return(Arguments...)> {
+public:
+    LazyFunction(const char* library, const char* name) : library(library), name(name) {}
+
+    Return operator()(Arguments... arguments) const
+    {
+        const auto code = platform::FindFunction(library, name);
+        if (code == nullptr)
+            throw FunctionNotFoundException(name, library);
+        return reinterpret_cast<Return (*)(Arguments...)>(code)(arguments...);
+    }
+
+private:
+    const char* library;
+    const char* name;
+};
+
+} // namespace framework

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "framework/Reference.h"
+#include "framework/String.h"
+
+#include <vector>
+
+class QMenuBar;
+
+namespace framework {
+
+/// An item of a menu, a menu or a separator (text "-"). An ampersand in `Text` marks the mnemonic letter; "Cmd+S" as a
+/// shortcut is Ctrl+S on this system's keyboards.
+class MenuItem : public std::enable_shared_from_this<MenuItem> {
+public:
+    virtual ~MenuItem() = default;
+
+    String Name;
+    bool AutoEnable = true;
+    String Text;
+    String KeyboardShortcut;
+    bool Checked = false;
+    bool Enabled = true;
+
+    void Enable() { Enabled = true; }
+
+    void Append(Reference<MenuItem> item);
+    int32_t Count() const;
+    Reference<MenuItem> Item(int32_t index) const; ///< from 0; nil outside
+
+    /// The direct child of that name, nil when there is none.
+    Reference<MenuItem> Child(const String& name) const;
+
+    /// The first item of that name at any level, nil when there is none.
+    Reference<MenuItem> _Lookup(const String& name) const;
+
+private:
+    std::vector<Reference<MenuItem>> items;
+};
+
+/// Ends the application.
+class QuitMenuItem : public MenuItem {};
+
+class MenuBar : public MenuItem {};
+
+} // namespace framework

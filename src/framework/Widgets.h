@@ -1,0 +1,100 @@
+#pragma once
+
+#include "framework/Control.h"
+
+#include <functional>
+#include <vector>
+
+namespace framework {
+
+class PushButton : public RectControl {
+public:
+    String Caption() const;
+    void Caption(const String& value);
+    void Font(const ControlFont& font);
+    std::function<void()> Action; ///< pressed by the user, or `Push`
+    void Push();
+
+protected:
+    QWidget* MakeWidget(QWidget* parent) override;
+};
+
+class CheckBox : public RectControl {
+public:
+    String Caption() const;
+    void Caption(const String& value);
+    bool Value() const;
+    void Value(bool value);
+    void Font(const ControlFont& font);
+    std::function<void()> Action; ///< the value changed, by the user or by assignment
+
+protected:
+    QWidget* MakeWidget(QWidget* parent) override;
+};
+
+class PopupMenu : public RectControl {
+public:
+    void AddRow(const String& text);
+    String List(int32_t index) const;
+    int32_t ListCount() const;
+    int32_t ListIndex() const; ///< -1 for none
+    void ListIndex(int32_t value);
+    void Font(const ControlFont& font);
+    std::function<void()> Change; ///< another row was chosen, by the user or by assignment
+
+protected:
+    QWidget* MakeWidget(QWidget* parent) override;
+};
+
+class EditField : public RectControl {
+public:
+    String Text() const;
+    void Text(const String& value);
+    void Font(const ControlFont& font);
+
+protected:
+    QWidget* MakeWidget(QWidget* parent) override;
+};
+
+enum class TextAlignment { Left, Center, Right };
+
+class StaticText : public RectControl {
+public:
+    String Text() const;
+    void Text(const String& value);
+    void Font(const ControlFont& font);
+    void Alignment(TextAlignment value);
+
+protected:
+    QWidget* MakeWidget(QWidget* parent) override;
+};
+
+class ProgressBar : public RectControl {
+public:
+    int32_t Value() const;
+    void Value(int32_t value); ///< held between 0 and the maximum
+    int32_t Maximum() const;
+    void Maximum(int32_t value);
+
+protected:
+    QWidget* MakeWidget(QWidget* parent) override;
+};
+
+class Slider : public RectControl {
+public:
+    int32_t Minimum() const;
+    void Minimum(int32_t value);
+    int32_t Maximum() const;
+    void Maximum(int32_t value);
+    int32_t Value() const;
+    void Value(int32_t value); ///< held between minimum and maximum
+    void LineStep(int32_t value);
+    void PageStep(int32_t value);
+    void LiveScroll(bool value); ///< whether `ValueChanged` comes while the thumb is dragged or at its release
+    std::function<void()> ValueChanged; ///< the value differs from before, by the user or by assignment
+
+protected:
+    QWidget* MakeWidget(QWidget* parent) override;
+};
+
+} // namespace framework

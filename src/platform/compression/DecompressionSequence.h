@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/drawing/GraphicsWorlds.h"
+#include "platform/memory/Handles.h"
+
+namespace platform {
+
+/// Accuracies and decompressors as callers pass them.
+inline constexpr int32_t kCodecNormalQuality = 768;
+inline constexpr int32_t kBestSpeedCodec = -1;
+
+/// Begins a sequence that decodes frames of one description into a port.
+/// Writes its number as 32 bits at `sequence` (0 on failure). `description` is a handle with an image description,
+/// which is copied. `data` and `dataSize` name a first frame and may be 0. `port` is the target, 0 refused.
+/// `device` is 0. `sourceRect` (address of a rectangle within the image) may be 0: the whole image.
+/// `matrix` (address of 36 bytes) maps image points to port points; 0: the identity. `mode` and `mask` are 0.
+/// `flags`, `accuracy` and `codec` are accepted and make no difference.
+/// `paramErr` for a dead handle or port, `codecBadDataErr` for a description that is cut short or of an impossible
+/// size, `noCodecErr` for a codec that can't be decoded.
+Result DecompressSequenceBeginS(Address sequence, Handle description, Address data, int32_t dataSize,
+                                PortReference port, int32_t device, Address sourceRect, Address matrix, int16_t mode,
+                                int32_t mask, uint32_t flags, int32_t accuracy, int32_t codec);
+
+/// Decodes one frame into the sequence's port, clipped to it, and tells the port's owner what changed.
+/// Writes 0 as 32 bits at `outFlags` unless that is 0. `completion` and `frameTime` are 0.
+/// `paramErr` for a dead sequence or data outside of living blocks, `codecBadDataErr` for a frame that doesn't decode:
+/// what was decoded of it before the fault may show.
+Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataSize, int32_t inFlags, Address outFlags,
+                                   int32_t completion, Address frameTime);
+
+/// Ends a sequence; `paramErr` for a dead number.
+Result CDSequenceEnd(int32_t sequence);
+
+} // namespace platform

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "platform/compression/ImageDescription.h"
+#include "platform/memory/AddressSpace.h"
+
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+/// A picture as a device delivers it, borrowed. `format` is a pixel format of `PixelFormat.h` with packed rows, or
+/// a codec's code ("jpeg", "dvc ", ...) for a frame that the device has compressed itself.
+struct RawFrame {
+    std::span<const uint8_t> bytes;
+    FourCharCode format = 0;
+    int32_t width = 0;
+    int32_t height = 0;
+};
+
+/// What a channel asks of its compressor. Qualities run from 0 to 1024, 512 is normal.
+struct CompressionSettings {
+    FourCharCode codec = CodeOf("jpeg");
+    int32_t depth = 24;
+    int32_t spatialQuality = 512;
+    int32_t temporalQuality = 0;
+    int32_t keyFrameRate = 0;
+};
+
+struct CompressorName {
+    FourCharCode codec;
+    std::string name; ///< readable, for people
+};
+
+/// The compressors that `FrameCompressor::Create` knows, the default first.
+std::vector<CompressorName> AvailableCompressors();
+
+/// Turns raw frames into frames of one codec. An object belongs to one thread at a time.
+class FrameCompressor {
+public:
+    virtual ~FrameCompressor() = default;
+
+    /// Compresses a frame into a block of the address space that the caller owns: its size is the frame's.
+    /// A frame that the device compressed in another codec is decoded first. An empty block means that the frame could
+    /// not be read.
+    virtual OwnedBlock Compress(const RawFrame& frame) = 0;
+
+    /// The description that goes with the frames compressed so far from frames of that size.
+    virtual ImageDescription Description(int32_t width, int32_t height) const = 0;
+
+    /// A compressor for the settings, or null when the codec is unknown.
+    static std::unique_ptr<FrameCompressor> Create(const CompressionSettings& settings);
+};
+
+/// The description of frames that pass through as the device delivers them.
+ImageDescription DescriptionOfPassThrough(FourCharCode format, int32_t width, int32_t height);
+
+} // namespace platform

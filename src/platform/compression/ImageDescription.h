@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/drawing/GraphicsWorlds.h"
+#include "platform/memory/Handles.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+/// What an image description says. The record is that of the QuickTime file format's video sample description
+/// ("stsd" entry) held in host byte order: size at 0 (32 bits), codec at 4, data reference index at 14, vendor at 20,
+/// temporal quality at 24, spatial quality at 28, width at 32 (16 bits), height at 34, horizontal and vertical
+/// resolution at 36 and 40 (`Fixed`), data size at 44, frame count at 48 (16 bits), codec name at 50 (Pascal string in
+/// 32 bytes), depth at 82 (16 bits), colour table at 84 (-1: none); 86 bytes, then extensions.
+struct ImageDescription {
+    FourCharCode codec = 0;
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t depth = 24;
+    int32_t temporalQuality = 0;
+    int32_t spatialQuality = 512;
+    int32_t rowBytes = 0; ///< of raw pixels with a stride of their own; 0: rows are packed. Held in an extension
+    std::string name;     ///< readable name of the codec, at most 31 bytes
+    std::vector<uint8_t> extensions; ///< atoms behind the 86 bytes (big-endian size and type each), as stored in files
+};
+
+inline constexpr int32_t kImageDescriptionSize = 86;
+
+/// The record of a description.
+std::vector<uint8_t> RecordOf(const ImageDescription& description);
+
+/// Reads a record. False where it is cut short, where a side is below 1 or above 16384, or its size field is wrong.
+bool ReadImageDescription(std::span<const uint8_t> record, ImageDescription& description);
+
+/// Fills the handle at address `handleCell` (a 32-bit cell that holds the handle) with the description of a pixel
+/// map's pixels. `paramErr` for a dead map or handle.
+Result MakeImageDescriptionForPixMap(PixMapReference map, Address handleCell);
+
+} // namespace platform

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "platform/components/Components.h"
+#include "platform/digitizer/Digitizer.h"
+
+namespace platform {
+
+/// Fills the handle with the description of what the digitizer delivers now: its own codec and size.
+/// `badComponentInstance` for a number that is no digitizer, `nilHandleErr` for a dead handle.
+Result VDGetImageDescription(ComponentInstance digitizer, int32_t handle);
+
+/// The six analog values: unsigned 16 bits at the address, 0 to 65535 over the device's own range.
+/// A write leaves there what the device took. `digiUnimpErr` where the device lacks the control,
+/// `badComponentInstance` for a number that is no digitizer, `paramErr` for a bad address.
+Result VDGetBrightness(ComponentInstance digitizer, Address value);
+Result VDSetBrightness(ComponentInstance digitizer, Address value);
+Result VDGetHue(ComponentInstance digitizer, Address value);
+Result VDSetHue(ComponentInstance digitizer, Address value);
+Result VDGetContrast(ComponentInstance digitizer, Address value);
+Result VDSetContrast(ComponentInstance digitizer, Address value);
+Result VDGetSaturation(ComponentInstance digitizer, Address value);
+Result VDSetSaturation(ComponentInstance digitizer, Address value);
+Result VDGetSharpness(ComponentInstance digitizer, Address value);
+Result VDSetSharpness(ComponentInstance digitizer, Address value);
+Result VDGetWhiteLevelValue(ComponentInstance digitizer, Address value);
+Result VDSetWhiteLevelValue(ComponentInstance digitizer, Address value);
+
+/// Reads the settings of one IIDC feature (or of a V4L2 control of that meaning) into a new atom container, whose
+/// number is written as 32 bits at `container`; the caller disposes it. The root holds one "feat" atom with the child
+/// "fstg", id 1: the 24-byte settings record. `digiUnimpErr` where the device has no such features.
+Result VDIIDCGetFeaturesForSpecifier(ComponentInstance digitizer, FourCharCode feature, Address container);
+
+/// Applies the state of every feature in the container.
+Result VDIIDCSetFeatures(ComponentInstance digitizer, int32_t container);
+
+// What the grabber uses.
+
+/// The open instance of a digitizer.
+class DigitizerInstance : public ComponentObject {
+public:
+    explicit DigitizerInstance(std::shared_ptr<Digitizer> device) : device(std::move(device)) {}
+    std::shared_ptr<Digitizer> device;
+};
+
+/// Opens a component instance of type "vdig" around a device; `CloseComponent` gives it back.
+ComponentInstance OpenDigitizerInstance(std::shared_ptr<Digitizer> device);
+
+} // namespace platform

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "platform/drawing/GraphicsWorlds.h"
+#include "platform/drawing/PixelFormat.h"
+
+#include <functional>
+#include <optional>
+
+namespace platform {
+
+/// Where a port's pixels lie. `pixels` points into the address space and stays valid until the port changes size.
+struct PortPixels {
+    uint8_t* pixels = nullptr;
+    int32_t rowBytes = 0;
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t top = 0; ///< the port's rectangle begins here; 0 for windows and pictures
+    int32_t left = 0;
+    FourCharCode format = kPixelFormat32;
+};
+
+/// A rectangle in a port's pixels. Empty unless both sides are above 0.
+struct PortRect {
+    int32_t left = 0;
+    int32_t top = 0;
+    int32_t width = 0;
+    int32_t height = 0;
+};
+
+/// Called on the main thread when the platform has changed pixels of a port, with the rectangle that it touched.
+using PortChanged = std::function<void(const PortRect& area)>;
+
+/// Makes a port of 32-bit pixels for a window's or a picture's content. Its owner gives it back with `ReleasePort`.
+/// 0 for a size below 1 or above 16384, or without memory.
+PortReference NewPort(int32_t width, int32_t height, PortChanged changed = {});
+
+/// Changes a port's size. What fits of the old content is kept, the rest is zero. False as `NewPort`.
+bool ResizePort(PortReference port, int32_t width, int32_t height);
+
+/// Gives a port of `NewPort` back; the number is dead from then on.
+void ReleasePort(PortReference port);
+
+/// The pixels of a living port.
+std::optional<PortPixels> PixelsOfPort(PortReference port);
+
+/// The pixels of a living pixel map.
+std::optional<PortPixels> PixelsOfPixMap(PixMapReference map);
+
+/// Tells the owner of a port that pixels changed.
+void NotePortChanged(PortReference port, const PortRect& area);
+
+/// A number for a window whose content is `port`, for `GetWindowPort`; and its end.
+int32_t RegisterWindow(PortReference port);
+void UnregisterWindow(int32_t window);
+
+/// Exports the calls that are bound by name.
+void StartDrawing();
+
+} // namespace platform

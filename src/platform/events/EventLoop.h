@@ -1,0 +1,36 @@
+#pragma once
+
+#include "platform/memory/AddressSpace.h"
+#include "platform/memory/ResultCodes.h"
+
+#include <cstdint>
+
+namespace platform {
+
+using EventLoop = int32_t;
+using EventLoopTimer = int32_t;
+
+/// Called on the main thread with the timer that fired and the user data given at its installation.
+using EventLoopTimerProc = void (*)(EventLoopTimer timer, int32_t userData);
+
+/// The one event loop of the process: the thread that runs the windows.
+EventLoop GetMainEventLoop();
+
+/// Makes a callback of a procedure's code address (`CodeAddressOf`). The result needs no release.
+int32_t NewEventLoopTimerUPP(int32_t codeAddress);
+
+/// Installs a timer that fires after `firstDelay` seconds and then every `interval` seconds, until it is removed; an
+/// interval of 0 makes it fire once. It fires between events of the main loop, never inside another callback of it,
+/// and ticks missed while the loop was busy are not made up for. Writes the timer's number as 32 bits at `timer`.
+/// `paramErr` for a dead callback, a negative or unbounded time, or nowhere to write to.
+Result InstallEventLoopTimer(EventLoop loop, double firstDelay, double interval, int32_t callback, int32_t userData,
+                             Address timer);
+
+/// The same for a timer that fires only while no user event is waiting.
+Result InstallEventLoopIdleTimer(EventLoop loop, double firstDelay, double interval, int32_t callback,
+                                 int32_t userData, Address timer);
+
+/// Stops a timer and forgets its number. `eventLoopInvalidTimer` for a dead number.
+Result RemoveEventLoopTimer(EventLoopTimer timer);
+
+} // namespace platform

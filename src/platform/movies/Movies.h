@@ -1,0 +1,84 @@
+#pragma once
+
+#include "platform/memory/AddressSpace.h"
+#include "platform/memory/FixedPoint.h"
+#include "platform/memory/FourCharCode.h"
+#include "platform/memory/Handles.h"
+
+#include <cstdint>
+#include <string>
+
+namespace platform {
+
+// Movies, tracks and media by number. Calls answer `invalidMovie`, `invalidTrack` or `invalidMedia` for dead numbers.
+
+using Movie = int32_t;
+using Track = int32_t;
+using Media = int32_t;
+using DataHandler = int32_t;
+
+/// Makes a data reference (a handle that holds the absolute path, in UTF-8) of a full path and writes the handle and
+/// its type ("alis") as 32 bits each. The caller disposes the handle. `bdNamErr` for an empty or relative path;
+/// `pathStyle` -1 and `flags` 0 are the only ones.
+Result QTNewDataReferenceFromFullPathCFString(int32_t path, int32_t pathStyle, int32_t flags, Address dataRef,
+                                              Address dataRefType);
+
+/// Flag of `CreateMovieStorage`: an existing file is replaced.
+inline constexpr uint32_t createMovieFileDeleteCurFile = 0x80000000U;
+
+/// Creates the file and an empty movie, and opens the file for media data on a writing thread of its own. Writes the
+/// numbers as 32 bits each at `handler` and `movie` (0 on failure). `dupFNErr` for a file that exists without the
+/// flag; `permErr`, `dskFulErr`, `dirNFErr`, `ioErr` for what the system answers.
+Result CreateMovieStorage(int32_t dataRef, FourCharCode dataRefType, FourCharCode creator, int32_t scriptTag,
+                          uint32_t flags, Address handler, Address movie);
+
+/// Writes the movie's header behind the media data, which makes the file complete. Waits until all data is on its
+/// way to the disk; a failure of the writing thread since the last call is the result.
+Result AddMovieToStorage(Movie movie, DataHandler handler);
+
+/// Closes the file. What the header lacked to be complete stays recoverable.
+Result CloseMovieStorage(DataHandler handler);
+
+/// Ends a movie with its tracks and media, written or not.
+void DisposeMovie(Movie movie);
+
+/// Creates an empty file. Flags: 0x80000000 replaces an existing one; the others that are passed mean that no movie is made in it and that it is
+/// not opened, which is all this platform offers. `file`: as `SGSetDataOutput`. `refNum` and `resId` are 0.
+Result CreateMovieFile(Address file, FourCharCode creator, int32_t scriptTag, uint32_t flags, Address refNum,
+                       Address resId);
+
+/// Adds a track with a display size (`Fixed`, 0 for sound) and a volume (256 is full). 0 on failure.
+Track NewMovieTrack(Movie movie, Fixed width, Fixed height, int16_t volume);
+
+/// Gives a track its media: "vide" or "soun", in units of `timeScale` a second. The last two arguments are 0. 0 on
+/// failure: a dead track, one that has media already, another type, or a scale below 1.
+Media NewTrackMedia(Track track, FourCharCode mediaType, int32_t timeScale, int32_t dataRef, FourCharCode dataRefType);
+
+/// Opens and closes media for samples.
+Result BeginMediaEdits(Media media);
+Result EndMediaEdits(Media media);
+
+/// Adds `count` samples of `durationPerSample` units each, whose bytes are `size` bytes from `offset` of the handle
+/// `data`, in the description of the handle `description`: an image description, or a sound description of 36 bytes
+/// or more in host byte order. The data is copied before the call returns. `flags` 0 marks sync samples.
+/// Writes the media time of the first as 32 bits at `time` unless that is 0.
+/// `paramErr` for a range outside of the handle or a count below 1, `invalidDuration` for a negative duration,
+/// `badImageDescription` for a description that can't be read, `invalidMedia` outside of edits. A failure of the
+/// writing thread (`dskFulErr`, `ioErr`) is the result of the next call.
+Result AddMediaSample(Media media, Handle data, int32_t offset, int32_t size, int32_t durationPerSample,
+                      Handle description, int32_t count, int16_t flags, Address time);
+
+/// Sum of the durations added so far, in the media's units, held at 2^31 - 1; 0 for dead media.
+int32_t GetMediaDuration(Media media);
+int32_t GetMediaTimeScale(Media media);
+
+/// Puts a piece of the media into the track: at the track's time `trackStart` (in the movie's units; -1: its end), from
+/// `mediaTime` on, for `mediaDuration` units, at `mediaRate` (`Fixed` 1.0). A length of 0 is well and puts nothing in.
+/// `invalidTime` or `invalidDuration` for a piece that the media doesn't hold.
+Result InsertMediaIntoTrack(Track track, int32_t trackStart, int32_t mediaTime, int32_t mediaDuration,
+                            Fixed mediaRate);
+
+/// Path in a data reference handle, empty for any other handle.
+std::string PathOfDataReference(Handle dataRef);
+
+} // namespace platform

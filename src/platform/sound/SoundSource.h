@@ -1,0 +1,87 @@
+#pragma once
+
+#include "platform/memory/FourCharCode.h"
+#include "platform/memory/ResultCodes.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+/// What is asked of a source and what it delivers: linear PCM in host byte order, interleaved.
+struct SoundFormat {
+    double sampleRate = 44100; ///< samples a second and channel
+    int32_t channels = 2;      ///< 1 or 2
+    int32_t sampleSize = 16;   ///< bits: 8 (unsigned, 128 is silence) or 16 (signed)
+
+    int32_t BytesPerFrame() const { return channels * sampleSize / 8; }
+    bool operator==(const SoundFormat&) const = default;
+};
+
+/// Sound as it left the device. `bytes` is borrowed for the length of the call and holds whole sample frames.
+struct CapturedSound {
+    std::span<const uint8_t> bytes;
+    SoundFormat format;
+    int64_t captureTime = 0; ///< nanoseconds of the monotonic clock at which the first sample was captured
+    uint64_t framesLost = 0; ///< sample frames that the source knows it lost just before these
+};
+
+/// Takes what a source delivers, on the source's thread.
+class SoundSink {
+public:
+    virtual ~SoundSink() = default;
+    virtual void SoundArrived(const CapturedSound& sound) = 0;
+    virtual void SoundFailed(Result result) = 0;
+};
+
+/// One source of sound. Called on the main thread; `Stop` returns only when no further call of the sink can come.
+class SoundSource {
+public:
+    virtual ~SoundSource() = default;
+
+    virtual std::string Name() const = 0;     ///< for people, UTF-8
+    virtual std::string Identity() const = 0; ///< the same on the next day
+
+    virtual std::vector<std::string> Inputs() const { return {}; } ///< ports of the device
+    virtual int Input() const { return 0; }                        ///< index of the port in use
+    virtual Result SelectInput(int) { return siUnknownInfoType; }
+
+    /// Gain as a factor: 1.0 is the source's normal level. `siUnknownInfoType` where there is none to set.
+    virtual Result GetGain(double&) const { return siUnknownInfoType; }
+    virtual Result SetGain(double) { return siUnknownInfoType; }
+
+    virtual SoundFormat Format() const = 0;
+
+    /// Takes effect at the next buffer while the source runs. `siInvalidSampleRate`, `siInvalidSampleSize` or
+    /// `siBadSoundInDevice` for what it can't do, which changes nothing.
+    virtual Result SetFormat(const SoundFormat& format) = 0;
+
+    virtual Result Start(SoundSink& sink) = 0;
+    virtual void Stop() = 0;
+};
+
+struct SoundSourceEntry {
+    std::string name;
+    std::string identity;
+    std::vector<std::string> inputs;
+    bool available = true;
+};
+
+/// All sound sources: those of the sound server first (its default one leading), the Test Tone last.
+std::vector<SoundSourceEntry> ListSoundSources();
+
+/// Opens the source of that identity, else the first of that name, else the first in the list. Never null.
+std::unique_ptr<SoundSource> OpenSoundSource(const std::string& identity = {}, const std::string& name = {});
+
+/// Replaces the list with one of the test's own making until it is called with empty functions.
+struct SoundSourceProvider {
+    std::function<std::vector<SoundSourceEntry>()> list;
+    std::function<std::unique_ptr<SoundSource>(const std::string& identity)> open;
+};
+void SetSoundSourceProvider(SoundSourceProvider provider);
+
+} // namespace platform

@@ -1,0 +1,174 @@
+#include "platform/memory/AddressSpace.h"
+#include "platform/memory/CodeAddress.h"
+#include "platform/memory/FixedPoint.h"
+#include "platform/memory/Handles.h"
+#include "platform/memory/ReferenceTable.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <thread>
+
+using namespace platform;
+
+TEST(AddressSpace, BlocksAreZeroedAlignedAndBounded)
+{
+    for (const int64_t size : {int64_t{0}, int64_t{1}, int64_t{63}, int64_t{64}, int64_t{65}, int64_t{4096},
+                               int64_t{600'000}, int64_t{33'177'600}}) {
+        const OwnedBlock block(size);
+        ASSERT_GT(block.Get(), 0) << size;
+        EXPECT_EQ(block.Get() % 64, 0) << size;
+        EXPECT_EQ(BlockSize(block.Get()), size);
+        EXPECT_TRUE(std::ranges::all_of(block.Bytes(), [](uint8_t byte) { return byte == 0; })) << size;
+        EXPECT_TRUE(BytesAt(block.Get(), size + 1).empty()) << size;
+        EXPECT_EQ(BytesFrom(static_cast<Address>(block.Get() + size)), 0) << size;
+        std::ranges::fill(block.Bytes(), uint8_t{0xAA});
+    }
+    // A block that is used again is zeroed again.
+    EXPECT_EQ(Peek<uint64_t>(OwnedBlock(4096).Get()), 0U);
+}
+
+TEST(AddressSpace, RefusesWhatItCannotHold)
+{
+    EXPECT_EQ(AllocateBlock(-1), 0);
+    EXPECT_EQ(AllocateBlock(int64_t{1} << 31), 0);
+    EXPECT_EQ(PointerAt(0), nullptr);
+    EXPECT_TRUE(BytesAt(0, 1).empty());
+    EXPECT_TRUE(BytesAt(12345, 1).empty());
+    EXPECT_EQ(BlockSize(-7), -1);
+    int outside = 0;
+    EXPECT_EQ(AddressOf(&outside), 0);
+    FreeBlock(-1);
+    FreeBlock(77);
+}
+
+TEST(AddressSpace, AddressesAndPointersAgreeInsideABlock)
+{
+    const OwnedBlock block(100);
+    EXPECT_EQ(AddressOf(PointerAt(block.Get() + 40)), block.Get() + 40);
+    EXPECT_EQ(BytesFrom(block.Get() + 40), 60);
+    EXPECT_TRUE(Poke<int32_t>(block.Get() + 96, -5));
+    EXPECT_FALSE(Poke<int32_t>(block.Get() + 97, 1));
+    EXPECT_EQ(Peek<int32_t>(block.Get() + 96), -5);
+    EXPECT_EQ(Peek<int32_t>(block.Get() + 97), 0);
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+TEST(AddressSpaceDeathTest, ACheckedBuildCatchesAReadPastTheEnd)
+{
+    const OwnedBlock block(100);
+    volatile const uint8_t* bytes = PointerAt<uint8_t>(block.Get());
+    EXPECT_DEATH(static_cast<void>(bytes[100]), "AddressSanitizer");
+    const Address freed = block.Get();
+    FreeBlock(freed);
+    EXPECT_DEATH(static_cast<void>(bytes[0]), "AddressSanitizer");
+}
+#endif
+
+// Blocks of random sizes keep what was written into them while others come and go, on several threads.
+TEST(AddressSpace, BlocksNeverOverlap)
+{
+    const int64_t before = BytesInUse();
+    const auto work = [](unsigned seed) {
+        std::mt19937 random(seed);
+        std::vector<OwnedBlock> blocks(64);
+        for (int round = 0; round < 4000; ++round) {
+            auto& block = blocks[random() % blocks.size()];
+            const auto bytes = block.Bytes();
+            ASSERT_TRUE(std::ranges::all_of(bytes, [&](uint8_t byte) { return byte == bytes.front(); }));
+            block = OwnedBlock(static_cast<int64_t>(random() % 5000));
+            std::ranges::fill(block.Bytes(), static_cast<uint8_t>(random()));
+        }
+    };
+    std::thread other(work, 1);
+    work(2);
+    other.join();
+    EXPECT_EQ(BytesInUse(), before);
+}
+
+TEST(Handles, GrowMoveShrinkAndEnd)
+{
+    const Handle handle = NewHandleClear(3);
+    ASSERT_GT(handle, 0);
+    std::ranges::copy(std::array<uint8_t, 3>{1, 2, 3}, HandleBytes(handle).begin());
+    const auto oldData = Peek<Address>(handle);
+    EXPECT_EQ(SetHandleSize(handle, 100'000), noErr);
+    EXPECT_NE(Peek<Address>(handle), oldData);
+    EXPECT_EQ(GetHandleSize(handle), 100'000);
+    EXPECT_EQ(HandleBytes(handle)[2], 3);
+    EXPECT_EQ(HandleBytes(handle)[3], 0);
+    EXPECT_EQ(SetHandleSize(handle, 2), noErr);
+    EXPECT_EQ(GetHandleSize(handle), 2);
+    EXPECT_EQ(SetHandleSize(handle, -1), memFullErr);
+    EXPECT_EQ(GetHandleSize(handle), 2);
+    DisposeHandle(handle);
+    EXPECT_EQ(GetHandleSize(handle), 0);
+    EXPECT_EQ(SetHandleSize(handle, 5), nilHandleErr);
+    EXPECT_TRUE(HandleBytes(handle).empty());
+    DisposeHandle(handle);
+    DisposeHandle(0);
+}
+
+TEST(Handles, BlockMoveStaysWithinBothBlocks)
+{
+    const OwnedBlock source(8);
+    const OwnedBlock target(4);
+    std::ranges::fill(source.Bytes(), uint8_t{9});
+    BlockMove(source.Get(), target.Get(), 8);
+    EXPECT_EQ(Peek<int32_t>(target.Get()), 0);
+    BlockMove(source.Get(), target.Get(), -4);
+    BlockMove(0, target.Get(), 4);
+    EXPECT_EQ(Peek<int32_t>(target.Get()), 0);
+    BlockMove(source.Get() + 4, target.Get(), 4);
+    EXPECT_EQ(Peek<int32_t>(target.Get()), 0x09090909);
+}
+
+TEST(FixedPoint, ConvertsAndHoldsItsRange)
+{
+    EXPECT_EQ(Long2Fix(8000), 8000 << 16);
+    EXPECT_EQ(Long2Fix(-1), static_cast<Fixed>(0xFFFF0000));
+    EXPECT_EQ(X2Fix(1.5), 0x18000);
+    EXPECT_EQ(X2Fix(-0.5), -0x8000);
+    EXPECT_EQ(X2Fix(std::nan("")), 0);
+    EXPECT_EQ(X2Fix(1e9), INT32_MAX);
+    EXPECT_EQ(X2Fix(-1e9), INT32_MIN);
+    EXPECT_EQ(Fix2X(0x18000), 1.5);
+    EXPECT_EQ(UnsignedFixedMulDiv(44100, 65536, 1), 44100U << 16);
+    EXPECT_EQ(UnsignedFixedMulDiv(44100U << 16, 1, 65536), 44100U);
+    EXPECT_EQ(UnsignedFixedMulDiv(70000, 65536, 1), UINT32_MAX);
+    EXPECT_EQ(UnsignedFixedMulDiv(1, 1, 0), UINT32_MAX);
+    EXPECT_EQ(FixMul(0x18000, 0x20000), 0x30000);
+    EXPECT_EQ(FixDiv(0x10000, 0x40000), 0x4000);
+    EXPECT_EQ(FixDiv(-1, 0), INT32_MIN);
+}
+
+TEST(References, StaleAndForeignNumbersFindNothing)
+{
+    ReferenceTable<int> channels(kChannelReference);
+    ReferenceTable<int> movies(kMovieReference);
+    const int32_t first = channels.Add(std::make_shared<int>(1));
+    const int32_t second = channels.Add(std::make_shared<int>(2));
+    EXPECT_GT(first, 0);
+    EXPECT_EQ(*channels.Find(second), 2);
+    EXPECT_FALSE(movies.Find(first));
+    EXPECT_EQ(*channels.Remove(first), 1);
+    EXPECT_FALSE(channels.Find(first));
+    EXPECT_FALSE(channels.Remove(first));
+    EXPECT_NE(channels.Add(std::make_shared<int>(3)), first);
+    EXPECT_FALSE(channels.Find(0));
+    EXPECT_FALSE(channels.Find(-1));
+}
+
+TEST(CodeAddress, OneNumberForOneProcedure)
+{
+    void (*nothing)() = [] {};
+    int (*something)(int) = [](int value) { return value + 1; };
+    const int32_t number = CodeAddressOf(something);
+    EXPECT_EQ(CodeAddressOf(something), number);
+    EXPECT_NE(CodeAddressOf(nothing), number);
+    EXPECT_EQ(CodeAt<int(int)>(number)(4), 5);
+    EXPECT_EQ(CodeAt(number + 1000), nullptr);
+    EXPECT_EQ(CodeAddressOf(static_cast<void (*)()>(nullptr)), 0);
+}
