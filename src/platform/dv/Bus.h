@@ -1,0 +1,47 @@
+#pragma once
+
+#include "platform/memory/ResultCodes.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+/// A device on the bus that takes AV/C commands for a tape subunit. Its GUID stays the same through bus resets.
+struct BusDevice {
+    uint64_t guid = 0;
+    std::string name; ///< of maker and model, UTF-8
+};
+
+/// What AV/C needs of a FireWire bus: frames of the Function Control Protocol (IEC 61883-1) to and from one device.
+/// Used on the main thread only.
+class Bus {
+public:
+    virtual ~Bus() = default;
+
+    virtual std::vector<BusDevice> Devices() = 0;
+
+    /// Writes a command frame (at most 512 bytes) to the device. `ioErr` when the write fails or the device is gone.
+    /// Responses that still waited are forgotten.
+    virtual Result SendCommand(uint64_t guid, std::span<const uint8_t> frame) = 0;
+
+    /// The next response frame of the device, or nothing when none comes in that time.
+    virtual std::optional<std::vector<uint8_t>> NextResponse(uint64_t guid, std::chrono::milliseconds wait) = 0;
+};
+
+/// The machine's FireWire bus; null where kernel, library, adapter or permission is missing, which is found out at once.
+std::shared_ptr<Bus> OpenBus();
+
+/// Replaces the machine's bus with one of the test's own making until called with an empty function.
+void SetBusProvider(std::function<std::shared_ptr<Bus>()> provider);
+
+/// The machine's bus through libraw1394, null without it.
+std::shared_ptr<Bus> OpenFireWireBus();
+
+} // namespace platform

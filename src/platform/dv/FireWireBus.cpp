@@ -1,0 +1,170 @@
+// The machine's FireWire bus.
+//
+// One handle of libraw1394 for each adapter. A device is a node whose configuration ROM says AV/C and that answers for
+// a tape subunit; it is told by its GUID, since node numbers change with every bus reset. Responses come through the
+// library's callback while this file polls its descriptor, so nothing runs between two calls of ours.
+#include "platform/dv/Bus.h"
+
+#ifdef VELMORA_HAVE_AVC
+#include <libavc1394/avc1394.h>
+#include <libavc1394/rom1394.h>
+#include <libraw1394/raw1394.h>
+
+#include <algorithm>
+#include <deque>
+#include <iterator>
+#include <poll.h>
+
+namespace platform {
+namespace {
+
+constexpr nodeaddr_t kFcpCommandAddress = 0xFFFFF0000B00; // IEC 61883-1
+constexpr nodeid_t kLocalBus = 0xFFC0;
+
+struct HandleCloser {
+    void operator()(raw1394_handle* handle) const
+    {
+        raw1394_stop_fcp_listen(handle);
+        raw1394_destroy_handle(handle);
+    }
+};
+
+class Adapter {
+public:
+    explicit Adapter(raw1394handle_t opened) : handle(opened)
+    {
+        raw1394_set_userdata(opened, this);
+        raw1394_set_fcp_handler(opened, &Adapter::FrameReceived);
+        raw1394_start_fcp_listen(opened);
+    }
+
+    std::vector<BusDevice> Devices() const
+    {
+        std::vector<BusDevice> devices;
+        for (int node = 0; node < raw1394_get_nodecount(handle.get()); ++node)
+            if (auto device = DeviceAt(static_cast<nodeid_t>(node)))
+                devices.push_back(std::move(*device));
+        return devices;
+    }
+
+    std::optional<nodeid_t> NodeOf(uint64_t guid) const
+    {
+        for (int node = 0; node < raw1394_get_nodecount(handle.get()); ++node)
+            if (rom1394_get_guid(handle.get(), static_cast<nodeid_t>(node)) == guid)
+                return static_cast<nodeid_t>(node);
+        return std::nullopt;
+    }
+
+    Result Send(nodeid_t node, std::span<const uint8_t> frame)
+    {
+        responses.clear();
+        sender = static_cast<nodeid_t>(kLocalBus | node);
+        // Frames are quadlets on the wire.
+        std::vector<quadlet_t> quadlets((frame.size() + 3) / 4);
+        std::copy(frame.begin(), frame.end(), reinterpret_cast<uint8_t*>(quadlets.data()));
+        const int written = raw1394_write(handle.get(), sender, kFcpCommandAddress, quadlets.size() * 4,
+                                          quadlets.data());
+        return written < 0 ? ioErr : noErr;
+    }
+
+    std::optional<std::vector<uint8_t>> Next(std::chrono::milliseconds wait)
+    {
+        const auto until = std::chrono::steady_clock::now() + wait;
+        while (responses.empty()) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+            pollfd ready{raw1394_get_fd(handle.get()), POLLIN, 0};
+            if (left.count() <= 0 || poll(&ready, 1, static_cast<int>(left.count())) <= 0)
+                return std::nullopt;
+            raw1394_loop_iterate(handle.get());
+        }
+        auto frame = std::move(responses.front());
+        responses.pop_front();
+        return frame;
+    }
+
+private:
+    std::optional<BusDevice> DeviceAt(nodeid_t node) const
+    {
+        rom1394_directory directory{};
+        if (rom1394_get_directory(handle.get(), node, &directory) < 0)
+            return std::nullopt;
+        const bool isAvc = rom1394_get_node_type(&directory) == ROM1394_NODE_TYPE_AVC;
+        BusDevice device{rom1394_get_guid(handle.get(), node), directory.label ? directory.label : "DV camcorder"};
+        rom1394_free_directory(&directory);
+        if (!isAvc || !avc1394_check_subunit_type(handle.get(), node, AVC1394_SUBUNIT_TYPE_VCR))
+            return std::nullopt;
+        return device;
+    }
+
+    static int FrameReceived(raw1394handle_t handle, nodeid_t node, int isResponse, size_t length, unsigned char* data)
+    {
+        auto* adapter = static_cast<Adapter*>(raw1394_get_userdata(handle));
+        if (isResponse != 0 && node == adapter->sender && length <= 512)
+            adapter->responses.emplace_back(data, data + length);
+        return 0;
+    }
+
+    std::unique_ptr<raw1394_handle, HandleCloser> handle;
+    std::deque<std::vector<uint8_t>> responses;
+    nodeid_t sender = 0;
+};
+
+class FireWireBus : public Bus {
+public:
+    explicit FireWireBus(std::vector<std::unique_ptr<Adapter>> opened) : adapters(std::move(opened)) {}
+
+    std::vector<BusDevice> Devices() override
+    {
+        std::vector<BusDevice> all;
+        for (const auto& adapter : adapters)
+            std::ranges::move(adapter->Devices(), std::back_inserter(all));
+        return all;
+    }
+
+    Result SendCommand(uint64_t guid, std::span<const uint8_t> frame) override
+    {
+        for (const auto& adapter : adapters)
+            if (const auto node = adapter->NodeOf(guid))
+                return adapter->Send(*node, frame);
+        return ioErr;
+    }
+
+    std::optional<std::vector<uint8_t>> NextResponse(uint64_t guid, std::chrono::milliseconds wait) override
+    {
+        for (const auto& adapter : adapters)
+            if (adapter->NodeOf(guid))
+                return adapter->Next(wait);
+        return std::nullopt;
+    }
+
+private:
+    std::vector<std::unique_ptr<Adapter>> adapters;
+};
+
+} // namespace
+
+std::shared_ptr<Bus> OpenFireWireBus()
+{
+    const raw1394handle_t probe = raw1394_new_handle();
+    if (probe == nullptr)
+        return nullptr;
+    raw1394_portinfo ports[16];
+    const int count = raw1394_get_port_info(probe, ports, 16);
+    raw1394_destroy_handle(probe);
+    std::vector<std::unique_ptr<Adapter>> adapters;
+    for (int port = 0; port < std::min(count, 16); ++port)
+        if (const raw1394handle_t handle = raw1394_new_handle_on_port(port))
+            adapters.push_back(std::make_unique<Adapter>(handle));
+    return adapters.empty() ? nullptr : std::make_shared<FireWireBus>(std::move(adapters));
+}
+
+} // namespace platform
+
+#else
+
+std::shared_ptr<platform::Bus> platform::OpenFireWireBus()
+{
+    return nullptr;
+}
+
+#endif

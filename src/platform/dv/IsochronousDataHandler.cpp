@@ -1,0 +1,144 @@
+// The isochronous data handler.
+//
+// An open instance holds the bus and the device that the configuration chose. A device control is the number of a
+// bus and a device's GUID, so it outlives the instance that gave it and simply finds nobody once the device is gone.
+#include "platform/dv/IsochronousDataHandler.h"
+
+#include "platform/atoms/AtomContainers.h"
+#include "platform/dv/AvcTransaction.h"
+#include "platform/memory/ReferenceTable.h"
+
+#include <algorithm>
+
+namespace platform {
+namespace {
+
+constexpr FourCharCode kDeviceAtom = CodeOf("devc");
+constexpr FourCharCode kIsochronousAtom = CodeOf("isoc");
+constexpr FourCharCode kModeAtom = CodeOf("mode");
+constexpr FourCharCode kMediaTypeAtom = CodeOf("av  ");
+constexpr FourCharCode kGuidAtom = CodeOf("guid");
+constexpr FourCharCode kNameAtom = CodeOf("name");
+
+struct DeviceControl {
+    std::shared_ptr<Bus> bus;
+    uint64_t guid = 0;
+};
+
+ReferenceTable<DeviceControl>& DeviceControls()
+{
+    static auto* table = new ReferenceTable<DeviceControl>(kDeviceControlReference);
+    return *table;
+}
+
+struct DataHandler : ComponentObject {
+    std::shared_ptr<Bus> bus = OpenBus();
+    int32_t deviceControl = 0;
+
+    ~DataHandler() override { DeviceControls().Remove(deviceControl); }
+};
+
+// The parameter record of a transaction, as callers lay it out.
+struct TransactionParameters {
+    Address command;
+    int32_t commandLength;
+    Address response;
+    int32_t responseSize;
+    int32_t responseHandler;
+};
+
+Atom InsertAtom(AtomContainer container, Atom parent, FourCharCode type, std::span<const uint8_t> data = {})
+{
+    const OwnedBlock bytes(static_cast<int64_t>(data.size()));
+    std::ranges::copy(data, bytes.Bytes().begin());
+    const OwnedBlock atom(sizeof(Atom));
+    QTInsertChild(container, parent, type, 0, 0, static_cast<int32_t>(data.size()), bytes.Get(), atom.Get());
+    return Peek<Atom>(atom.Get());
+}
+
+template <typename T> std::span<const uint8_t> BytesOf(const T& value)
+{
+    return {reinterpret_cast<const uint8_t*>(&value), sizeof(T)};
+}
+
+void InsertDevice(AtomContainer container, const BusDevice& device)
+{
+    const Atom deviceAtom = InsertAtom(container, 0, kDeviceAtom);
+    InsertAtom(container, deviceAtom, kNameAtom, {reinterpret_cast<const uint8_t*>(device.name.data()),
+                                                  device.name.size()});
+    const Atom isochronous = InsertAtom(container, deviceAtom, kIsochronousAtom);
+    const Atom mode = InsertAtom(container, isochronous, kModeAtom);
+    InsertAtom(container, mode, kMediaTypeAtom, BytesOf(kVideoMediaType));
+    // The mode leads back to its device when a configuration names it.
+    InsertAtom(container, mode, kGuidAtom, BytesOf(device.guid));
+}
+
+} // namespace
+
+Result IDHGetDeviceList(ComponentInstance handler, Address container)
+{
+    const auto instance = FindInstance<DataHandler>(handler);
+    if (!instance)
+        return badComponentInstance;
+    if (const Result result = QTNewAtomContainer(container); result != noErr)
+        return result;
+    if (instance->bus)
+        for (const auto& device : instance->bus->Devices())
+            InsertDevice(Peek<AtomContainer>(container), device);
+    return noErr;
+}
+
+Result IDHSetDeviceConfiguration(ComponentInstance handler, Address configuration)
+{
+    const auto instance = FindInstance<DataHandler>(handler);
+    if (!instance)
+        return badComponentInstance;
+    if (BytesAt(configuration, 8).empty())
+        return paramErr;
+    const auto container = Peek<AtomContainer>(configuration);
+    const Atom guidAtom = QTFindChildByIndex(container, Peek<Atom>(configuration + 4), kGuidAtom, 1, 0);
+    const OwnedBlock guid(sizeof(uint64_t));
+    if (guidAtom == 0 || QTCopyAtomDataToPtr(container, guidAtom, 0, sizeof(uint64_t), guid.Get(), 0) != noErr)
+        return cannotFindAtomErr;
+    DeviceControls().Remove(instance->deviceControl);
+    instance->deviceControl = DeviceControls().Add(
+        std::make_shared<DeviceControl>(DeviceControl{instance->bus, Peek<uint64_t>(guid.Get())}));
+    return noErr;
+}
+
+Result IDHGetDeviceControl(ComponentInstance handler, Address deviceControl)
+{
+    const auto instance = FindInstance<DataHandler>(handler);
+    if (!instance)
+        return badComponentInstance;
+    return Poke(deviceControl, instance->deviceControl) ? noErr : paramErr;
+}
+
+Result DeviceControlDoAVCTransaction(int32_t deviceControl, Address parameters)
+{
+    const auto control = DeviceControls().Find(deviceControl);
+    if (!control || !control->bus)
+        return badComponentInstance;
+    auto record = Peek<TransactionParameters>(parameters);
+    const auto command = BytesAt(record.command, record.commandLength);
+    const auto room = BytesAt(record.response, record.responseSize);
+    if (command.empty() || room.empty())
+        return paramErr;
+    std::vector<uint8_t> response;
+    const Result result = DoAvcTransaction(*control->bus, control->guid, command, response);
+    if (result != noErr)
+        return result;
+    const size_t length = std::min(response.size(), room.size());
+    std::copy_n(response.begin(), length, room.begin());
+    record.responseSize = static_cast<int32_t>(length);
+    Poke(parameters, record);
+    return noErr;
+}
+
+void StartIsochronousDataHandler()
+{
+    RegisterComponent({.type = CodeOf("ihlr"), .subtype = CodeOf("dv  ")}, "DV devices on FireWire",
+                      [] { return std::make_shared<DataHandler>(); });
+}
+
+} // namespace platform

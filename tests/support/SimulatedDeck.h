@@ -1,0 +1,100 @@
+#pragma once
+
+#include "platform/dv/Bus.h"
+
+#include <deque>
+#include <map>
+
+namespace test {
+
+/// A tape deck as AV/C describes it: a transport with a protect tab, and the ways in which real decks answer badly.
+class SimulatedDeck {
+public:
+    enum class Manner { Prompt, InterimThenLate, LosesFirstCommand, Silent, AnswersOthersFirst };
+
+    uint8_t transport = 0xC4; ///< opcode of the transport's state: 0xC3 play, 0xC4 wind, 0xC2 record
+    uint8_t operand = 0x60;   ///< its operand: 0x60 stopped
+    bool protectTab = false;
+    Manner manner = Manner::Prompt;
+    std::vector<std::vector<uint8_t>> received;
+
+    /// The frames with which the deck answers a command, in order.
+    std::vector<std::vector<uint8_t>> Take(std::vector<uint8_t> command)
+    {
+        received.push_back(command);
+        if (manner == Manner::Silent || (manner == Manner::LosesFirstCommand && received.size() == 1))
+            return {};
+        auto final = Answer(command);
+        if (manner == Manner::InterimThenLate) {
+            auto interim = final;
+            interim[0] = 0x0F;
+            return {interim, final};
+        }
+        if (manner == Manner::AnswersOthersFirst)
+            return {{0x09, 0x28, command[2], 0}, {0x09, 0x20, 0x01, 0}, {0x0C}, final};
+        return {final};
+    }
+
+private:
+    std::vector<uint8_t> Answer(std::vector<uint8_t> frame)
+    {
+        const bool control = frame[0] == 0;
+        if (frame[1] != 0x20)
+            return With(frame, 0x08);
+        if (!control && frame[2] == 0xD0)
+            return {0x0C, 0x20, transport, operand};
+        if (!control || frame[2] < 0xC2 || frame[2] > 0xC4)
+            return With(frame, 0x08);
+        if (frame[2] == 0xC2 && protectTab)
+            return With(frame, 0x0A);
+        transport = frame[2];
+        operand = frame[3];
+        return With(frame, 0x09);
+    }
+
+    static std::vector<uint8_t> With(std::vector<uint8_t> frame, uint8_t response)
+    {
+        frame[0] = response;
+        return frame;
+    }
+};
+
+/// A bus with decks on it.
+class SimulatedBus : public platform::Bus {
+public:
+    std::map<uint64_t, SimulatedDeck> decks;
+    int resetsToCome = 0; ///< so many writes fail as in a bus reset
+
+    std::vector<platform::BusDevice> Devices() override
+    {
+        std::vector<platform::BusDevice> devices;
+        for (const auto& deck : decks)
+            devices.push_back({deck.first, "Deck"});
+        return devices;
+    }
+
+    platform::Result SendCommand(uint64_t guid, std::span<const uint8_t> frame) override
+    {
+        waiting.clear();
+        const auto deck = decks.find(guid);
+        if (deck == decks.end() || (resetsToCome > 0 && resetsToCome-- > 0))
+            return platform::ioErr;
+        for (auto& answer : deck->second.Take({frame.begin(), frame.end()}))
+            waiting.push_back(std::move(answer));
+        return platform::noErr;
+    }
+
+    std::optional<std::vector<uint8_t>> NextResponse(uint64_t, std::chrono::milliseconds) override
+    {
+        if (waiting.empty())
+            return std::nullopt;
+        auto frame = std::move(waiting.front());
+        waiting.pop_front();
+        return frame;
+    }
+
+private:
+    std::deque<std::vector<uint8_t>> waiting;
+};
+
+} // namespace test
