@@ -8,11 +8,13 @@
 #include <memory>
 #include <vector>
 
-namespace velmora {
+namespace velmora
+{
 
 /// A repeating timer on the platform's main event loop. The platform calls back one shared procedure, which finds the
 /// object by its timer reference. An object stays in `timers`, and so alive, until the end of the process.
-class CarbonTimer : public std::enable_shared_from_this<CarbonTimer> {
+class CarbonTimer : public std::enable_shared_from_this<CarbonTimer>
+{
 public:
     virtual ~CarbonTimer();
 
@@ -31,8 +33,8 @@ public:
     /// Raises `action`.
     virtual void FireAction();
 
-    /// Install a timer of that interval over the code address in `callback` and return its reference: 0 after a failure,
-    /// which is shown in a message box.
+    /// Install a timer of that interval over the code address in `callback` and return its reference: 0 after a
+    /// failure, which is shown in a message box.
     virtual int32_t AttachTimer(double interval, const framework::Reference<framework::MemoryBlock>& callback);
     virtual int32_t AttachIdleTimer(double interval, const framework::Reference<framework::MemoryBlock>& callback);
     virtual void RemoveTimer(int32_t ref);

@@ -11,7 +11,8 @@
 #include <cstdint>
 #include <functional>
 
-namespace velmora {
+namespace velmora
+{
 
 using framework::FolderItem;
 using framework::Graphics;
@@ -34,7 +35,8 @@ using OSType = uint32_t;
 ///
 /// Operations report a failing platform call by the event `Error` with its code unless they say otherwise. A property
 /// of a channel that doesn't exist gives the platform's failure in the same way.
-class VelmoraCanvas : public framework::Canvas {
+class VelmoraCanvas : public framework::Canvas
+{
 public:
     VelmoraCanvas() = default;
     ~VelmoraCanvas() override = default;
@@ -72,7 +74,7 @@ public:
     /// Ends the image sequences; the next frame builds them anew at the present size.
     virtual void Resize();
 
-    // Preview, pause and channel enabling (capture/Preview.cpp).
+    // Preview and pause (capture/Preview.cpp).
     virtual void Pause(bool value);
     virtual bool Pause();
     virtual int32_t PreviewMode();
@@ -82,6 +84,8 @@ public:
     virtual void VideoPreview(bool value);
     virtual bool PreviewWhileRecording();
     virtual void PreviewWhileRecording(bool value);
+
+    // Channel enabling (capture/ChannelSetUp.cpp).
     virtual bool VideoEnabled();
     virtual void VideoEnabled(bool value);
     virtual bool SoundEnabled();
@@ -249,6 +253,9 @@ protected:
 private:
     friend struct VelmoraCanvasInspector; // lets tests read the state that the operations keep
 
+    void OpenSession();
+    bool EndSequenceQuietly(Reference<MemoryBlock>& sequence);
+
     // Thin calls of the platform.
     int32_t OpenDefaultComponent(const String& type);
     int32_t SGInitialize(int32_t component);
@@ -262,7 +269,18 @@ private:
     void SGRecord();
 
     // Channel set-up (capture/ChannelSetUp.cpp).
+    struct ChannelKind;
+    static const ChannelKind kVideo;
+    static const ChannelKind kSound;
     void CreateSGChannel();
+    bool NewChannel(const ChannelKind& kind, MemoryBlock& block);
+    void PlaceChannel(int32_t channel);
+    void SetCaptureUsage(int32_t channel, const String& name);
+    bool EnableChannel(bool value, const ChannelKind& kind);
+    void StartWishedPreview();
+
+    // Preview (capture/Preview.cpp).
+    int32_t PlayUsage(bool preview) const;
 
     // Painting (capture/Painting.cpp).
     void triggerPaintEvent(Graphics& graphics);
@@ -271,6 +289,10 @@ private:
     static int32_t DataProc(int32_t c, int32_t p, int32_t len, int32_t offset, int32_t chRefCon, int32_t time,
                             int16_t writeType, int32_t refCon);
     void DestroyImageSeqs();
+    bool BeginDecompression(int32_t c, int32_t p, int32_t len);
+    bool BeginDisplay();
+    Reference<MemoryBlock> DisplayMatrix();
+    void ShowFrame(int32_t p, int32_t len);
 
     // Movie writer (recording/MovieWriter.cpp).
     void createmoviestorage(const Reference<FolderItem>& file);
@@ -278,10 +300,49 @@ private:
     int32_t AppendDataProcDataToMovie(int32_t c, int32_t p, int32_t len, int32_t duration);
     void FinishMovieEdits();
     Reference<MemoryBlock> handletomemoryblock(int32_t handle);
+    void RecordDirectly(const FolderItem& file);
+    void AppendVideo(int32_t c, const Reference<MemoryBlock>& data, int32_t len, int32_t duration);
+    void AppendSound(int32_t c, const Reference<MemoryBlock>& data, int32_t len);
+
+    // Video format (recording/VideoFormat.cpp).
+    struct CompressorSettings;
+    void ReadCompressor(const CompressorSettings& now);
+    int32_t DescriptionField(int32_t offset);
+    int32_t TimeScaleOf(int32_t channel);
+
+    // Devices (devices/DeviceLists.cpp).
+    bool DeviceAvailable(Reference<MemoryBlock>& list, int32_t channel, int32_t index);
+
+    // Sound (devices/SoundParameters.cpp).
+    struct SoundParameters;
+    int32_t ReadSoundParameters(const SoundParameters& now);
+    void WriteSoundParameters(int32_t sampleSize, int32_t channels, int32_t compression);
+
+    // Analog image controls (devices/ImageControls.cpp).
+    using ImageControlCall = int32_t (*)(int32_t digitizer, int32_t value);
+    int32_t ImageControl(ImageControlCall read);
+    void ImageControl(ImageControlCall write, int32_t value);
+
+    // Settings (devices/Settings.cpp).
+    struct SettingsDialogKind;
+    void ShowSettingsDialog(int32_t channel, const SettingsDialogKind& kind);
+    void FindChannels();
+
+    // DV device control (devices/DeviceControl.cpp).
+    int32_t FindVideoMode(int32_t container, int32_t devices);
+    bool IsVideoMode(int32_t container, int32_t mode);
+    void SendToVideoDevice(int32_t instance, const MemoryBlock& frame);
+    bool IsTransportMode(int32_t mode);
+
+    // IIDC features (devices/IIDCFeatures.cpp).
+    struct FeatureSettings;
+    bool FetchFeature(OSType feature, FeatureSettings& settings);
+    int32_t RawLimit(OSType feature, int32_t offset);
 
     static bool SeqGrabberModalFilterProc(int32_t dialog, int32_t event, int32_t itemHit, int32_t refCon);
 
     void RaiseError(int32_t result);
+    void RaiseFailure(int32_t result); // an `Error` unless the result is 0
 
     int32_t theSGComp = 0;      // -1 while it is being opened; below 1: no session
     int32_t sgVideoChannel = 0; // -1 while channel set-up runs

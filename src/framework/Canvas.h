@@ -32,7 +32,11 @@ protected:
 private:
     friend class CanvasWidget;
     void PaintIntoPort();
+    void FillBackground(int32_t x, int32_t y, int32_t width, int32_t height);
     bool paintPending = false;
+    bool erasePending = false;
+    int32_t filledWidth = 0; // of the canvas's rectangle, what holds pixels of its own
+    int32_t filledHeight = 0;
 };
 
 } // namespace framework

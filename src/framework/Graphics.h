@@ -22,7 +22,7 @@ public:
     int32_t Width() const;
     int32_t Height() const;
 
-    void ForeColor(Color color); ///< black at first
+    void ForeColor(Color color);   ///< black at first
     void TextSize(int32_t points); ///< in pixels; 0 is the system's small size
     void Bold(bool bold);
     void TextFont(const String& family); ///< "System" and "SmallSystem" name the interface fonts

@@ -32,11 +32,11 @@ public:
 
     int32_t Long(int32_t offset) const;
     void Long(int32_t offset, int32_t value);
-    int32_t Short(int32_t offset) const; ///< signed 16 bits
+    int32_t Short(int32_t offset) const;       ///< signed 16 bits
     void Short(int32_t offset, int32_t value); ///< stores the low 16 bits
-    int32_t Byte(int32_t offset) const; ///< 0 to 255
-    void Byte(int32_t offset, int32_t value); ///< stores the low 8 bits
-    bool BooleanValue(int32_t offset) const; ///< whether the byte is not 0
+    int32_t Byte(int32_t offset) const;        ///< 0 to 255
+    void Byte(int32_t offset, int32_t value);  ///< stores the low 8 bits
+    bool BooleanValue(int32_t offset) const;   ///< whether the byte is not 0
     float SingleValue(int32_t offset) const;
     void SingleValue(int32_t offset, float value);
 

@@ -19,7 +19,7 @@ public:
 
     int32_t Mode() const;
     void Mode(int32_t value); ///< assigning one of the running modes starts the period anew
-    int32_t Period() const; ///< milliseconds
+    int32_t Period() const;   ///< milliseconds
     void Period(int32_t value);
     std::function<void()> Action;
 

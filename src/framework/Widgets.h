@@ -17,6 +17,7 @@ public:
 
 protected:
     QWidget* MakeWidget(QWidget* parent) override;
+    void Event_Resized() override;
 };
 
 class CheckBox : public RectControl {
@@ -30,6 +31,7 @@ public:
 
 protected:
     QWidget* MakeWidget(QWidget* parent) override;
+    void Event_Resized() override;
 };
 
 class PopupMenu : public RectControl {
@@ -44,6 +46,9 @@ public:
 
 protected:
     QWidget* MakeWidget(QWidget* parent) override;
+
+private:
+    int32_t chosen = -1; // the row of which `Change` told last
 };
 
 class EditField : public RectControl {
@@ -67,6 +72,7 @@ public:
 
 protected:
     QWidget* MakeWidget(QWidget* parent) override;
+    void Event_Resized() override;
 };
 
 class ProgressBar : public RectControl {
@@ -90,11 +96,15 @@ public:
     void Value(int32_t value); ///< held between minimum and maximum
     void LineStep(int32_t value);
     void PageStep(int32_t value);
-    void LiveScroll(bool value); ///< whether `ValueChanged` comes while the thumb is dragged or at its release
+    void LiveScroll(bool value);        ///< whether `ValueChanged` comes while the thumb is dragged or at its release
     std::function<void()> ValueChanged; ///< the value differs from before, by the user or by assignment
 
 protected:
     QWidget* MakeWidget(QWidget* parent) override;
+    void Event_Resized() override;
+
+private:
+    template <typename Assignment> void Assign(const Assignment& assignment);
 };
 
 } // namespace framework

@@ -76,6 +76,12 @@ public:
         return dynamic_cast<T*>(FindControl(name, index).get());
     }
 
+    /// The same as a counted reference, for a caller that keeps the control or may find none.
+    template <typename T> Reference<T> ControlReference(const String& name, int32_t index = -1) const
+    {
+        return Reference<T>(std::dynamic_pointer_cast<T>(FindControl(name, index)));
+    }
+
     /// Binds the menu items of a name to a handler while this window is in front. A handler answers whether the command
     /// was dealt with.
     void _AddMenuHandler(const String& itemName, std::function<bool()> handler);
@@ -107,16 +113,22 @@ protected:
 private:
     void AddControl(const String& name, std::shared_ptr<Control> control);
     std::shared_ptr<Control> FindControl(const String& name, int32_t index) const;
+    void MakeWidget();
+    void SetSize(int32_t width, int32_t height);
+    void ContentResized(int32_t width, int32_t height);
+    void BringToScreen();
+    void RaiseCloseEvents();
+    void FinishClosing();
+    friend class Application;
     friend class WindowWidget;
     friend class RectControl;
     struct State;
     std::unique_ptr<State> state;
 };
 
-/// The implicit instance of a window class, kept under a name ("MovieWindow.MovieWindow"): made and opened when there is
-/// none, forgotten when the window closes.
-std::shared_ptr<Window> _GetImplicitWindow(const String& name,
-                                           const std::function<std::shared_ptr<Window>()>& make);
+/// The implicit instance of a window class, kept under a name ("MovieWindow.MovieWindow"): when there is none, `make`
+/// makes the object and its start sequence is run; it is forgotten when the window closes.
+std::shared_ptr<Window> _GetImplicitWindow(const String& name, const std::function<std::shared_ptr<Window>()>& make);
 
 /// Whether an implicit window lives under that name, which this does not make.
 bool HasImplicitWindow(const String& name);

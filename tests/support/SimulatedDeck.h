@@ -2,6 +2,7 @@
 
 #include "platform/dv/Bus.h"
 
+#include <atomic>
 #include <deque>
 #include <map>
 
@@ -93,7 +94,27 @@ public:
         return frame;
     }
 
+    std::unique_ptr<platform::DvStream> OpenStream(uint64_t guid) override
+    {
+        return decks.contains(guid) ? std::make_unique<Stream>(*this) : nullptr;
+    }
+
+    /// The sink of the running stream, which a test feeds with frames; null while none runs.
+    std::atomic<platform::DvStreamSink*> streaming{nullptr};
+
 private:
+    struct Stream : platform::DvStream {
+        explicit Stream(SimulatedBus& owner) : bus(owner) {}
+        ~Stream() override { Stream::Stop(); }
+        platform::Result Start(platform::DvStreamSink& sink) override
+        {
+            bus.streaming = &sink;
+            return platform::noErr;
+        }
+        void Stop() override { bus.streaming = nullptr; }
+        SimulatedBus& bus;
+    };
+
     std::deque<std::vector<uint8_t>> waiting;
 };
 

@@ -15,8 +15,8 @@ inline constexpr int32_t kBestSpeedCodec = -1;
 /// `device` is 0. `sourceRect` (address of a rectangle within the image) may be 0: the whole image.
 /// `matrix` (address of 36 bytes) maps image points to port points; 0: the identity. `mode` and `mask` are 0.
 /// `flags`, `accuracy` and `codec` are accepted and make no difference.
-/// `paramErr` for a dead handle or port, `codecBadDataErr` for a description that is cut short or of an impossible
-/// size, `noCodecErr` for a codec that can't be decoded.
+/// `paramErr` for a dead handle or port and for a port whose pixels are not 32-bit ones, `codecBadDataErr` for a
+/// description that is cut short or of an impossible size, `noCodecErr` for a codec that can't be decoded.
 Result DecompressSequenceBeginS(Address sequence, Handle description, Address data, int32_t dataSize,
                                 PortReference port, int32_t device, Address sourceRect, Address matrix, int16_t mode,
                                 int32_t mask, uint32_t flags, int32_t accuracy, int32_t codec);

@@ -4,6 +4,7 @@
 #include "platform/memory/Handles.h"
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -37,5 +38,8 @@ bool ReadImageDescription(std::span<const uint8_t> record, ImageDescription& des
 /// Fills the handle at address `handleCell` (a 32-bit cell that holds the handle) with the description of a pixel
 /// map's pixels. `paramErr` for a dead map or handle.
 Result MakeImageDescriptionForPixMap(PixMapReference map, Address handleCell);
+
+/// Exports the call that is bound by name.
+void StartCompression();
 
 } // namespace platform

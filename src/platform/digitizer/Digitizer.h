@@ -56,6 +56,16 @@ struct ImageControl {
     std::vector<std::pair<int64_t, std::string>> choices; ///< of a menu
 };
 
+/// A feature as IIDC cameras have them (1394 TA, IIDC 1.31), in the device's own units.
+struct CameraFeature {
+    int32_t minimum = 0;
+    int32_t maximum = 0;
+    int32_t value = 0;
+    float absoluteMinimum = 0; ///< in physical units, where the camera tells them; else both 0
+    float absoluteMaximum = 0;
+    bool writable = true;
+};
+
 /// One source of pictures: a camera, a capture card, a camcorder, or the built-in pattern.
 ///
 /// All functions but the sink's are called on the main thread. A device that is started delivers until it is stopped;
@@ -94,6 +104,11 @@ public:
 
     virtual std::vector<ImageControl> Controls() const { return {}; }
     virtual Result SetControl(uint32_t, int64_t) { return digiUnimpErr; }
+
+    /// A feature by its IIDC code ("zoom", "shtr", ...). `digiUnimpErr` where the device has none. Setting holds the
+    /// value in the feature's range and takes the feature out of its automatic mode.
+    virtual Result GetFeature(FourCharCode, CameraFeature&) const { return digiUnimpErr; }
+    virtual Result SetFeature(FourCharCode, int32_t) { return digiUnimpErr; }
 };
 
 /// A device that can be opened, as a list shows it.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/memory/ResultCodes.h"
+#include "platform/dv/DvStream.h"
 
 #include <chrono>
 #include <cstdint>
@@ -33,6 +33,9 @@ public:
 
     /// The next response frame of the device, or nothing when none comes in that time.
     virtual std::optional<std::vector<uint8_t>> NextResponse(uint64_t guid, std::chrono::milliseconds wait) = 0;
+
+    /// The device's DV stream; null when it is gone or can't be received.
+    virtual std::unique_ptr<DvStream> OpenStream(uint64_t guid) = 0;
 };
 
 /// The machine's FireWire bus; null where kernel, library, adapter or permission is missing, which is found out at once.

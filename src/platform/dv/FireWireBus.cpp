@@ -137,6 +137,8 @@ public:
         return std::nullopt;
     }
 
+    std::unique_ptr<DvStream> OpenStream(uint64_t guid) override { return OpenFireWireStream(guid); }
+
 private:
     std::vector<std::unique_ptr<Adapter>> adapters;
 };

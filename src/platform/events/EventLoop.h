@@ -27,8 +27,8 @@ Result InstallEventLoopTimer(EventLoop loop, double firstDelay, double interval,
                              Address timer);
 
 /// The same for a timer that fires only while no user event is waiting.
-Result InstallEventLoopIdleTimer(EventLoop loop, double firstDelay, double interval, int32_t callback,
-                                 int32_t userData, Address timer);
+Result InstallEventLoopIdleTimer(EventLoop loop, double firstDelay, double interval, int32_t callback, int32_t userData,
+                                 Address timer);
 
 /// Stops a timer and forgets its number. `eventLoopInvalidTimer` for a dead number.
 Result RemoveEventLoopTimer(EventLoopTimer timer);

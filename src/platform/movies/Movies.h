@@ -10,7 +10,8 @@
 
 namespace platform {
 
-// Movies, tracks and media by number. Calls answer `invalidMovie`, `invalidTrack` or `invalidMedia` for dead numbers.
+// Movies, tracks and media by number. Calls answer `invalidMovie`, `invalidTrack` or `invalidMedia` for dead numbers,
+// and `badComponentInstance` for a dead data handler. All calls for one movie are made by one thread.
 
 using Movie = int32_t;
 using Track = int32_t;
@@ -36,16 +37,22 @@ Result CreateMovieStorage(int32_t dataRef, FourCharCode dataRefType, FourCharCod
 /// way to the disk; a failure of the writing thread since the last call is the result.
 Result AddMovieToStorage(Movie movie, DataHandler handler);
 
-/// Closes the file. What the header lacked to be complete stays recoverable.
+/// Closes the file. What the header lacked to be complete stays recoverable. The movie's numbers stay valid.
 Result CloseMovieStorage(DataHandler handler);
 
 /// Ends a movie with its tracks and media, written or not.
 void DisposeMovie(Movie movie);
 
-/// Creates an empty file. Flags: 0x80000000 replaces an existing one; the others that are passed mean that no movie is made in it and that it is
-/// not opened, which is all this platform offers. `file`: as `SGSetDataOutput`. `refNum` and `resId` are 0.
+/// Creates an empty file. Flags: 0x80000000 replaces an existing one (else `dupFNErr`); the others that are passed mean
+/// that no movie is made in it and that it is not opened, which is all this platform offers. `file`: as
+/// `SGSetDataOutput`. `refNum` and `resId` are 0.
 Result CreateMovieFile(Address file, FourCharCode creator, int32_t scriptTag, uint32_t flags, Address refNum,
                        Address resId);
+
+/// The full path that a file specification record stands for: 16-bit volume, 32-bit directory, Pascal string name.
+/// `paramErr` for an address that holds none, `bdNamErr` for a name that is empty, cut short by the block's end or no
+/// file's, `dirNFErr` for a folder unknown.
+Result PathOfFileRecord(Address file, std::string& path);
 
 /// Adds a track with a display size (`Fixed`, 0 for sound) and a volume (256 is full). 0 on failure.
 Track NewMovieTrack(Movie movie, Fixed width, Fixed height, int16_t volume);
@@ -62,9 +69,11 @@ Result EndMediaEdits(Media media);
 /// `data`, in the description of the handle `description`: an image description, or a sound description of 36 bytes
 /// or more in host byte order. The data is copied before the call returns. `flags` 0 marks sync samples.
 /// Writes the media time of the first as 32 bits at `time` unless that is 0.
-/// `paramErr` for a range outside of the handle or a count below 1, `invalidDuration` for a negative duration,
-/// `badImageDescription` for a description that can't be read, `invalidMedia` outside of edits. A failure of the
-/// writing thread (`dskFulErr`, `ioErr`) is the result of the next call.
+/// `paramErr` for a range outside of the handle, a size or count below 1, or a size that is not that of so many
+/// samples; `invalidDuration` for a negative duration, `badImageDescription` for a description that can't be read,
+/// `invalidMedia` outside of edits, `couldNotResolveDataRef` for a closed file, `invalidSampleTable` for more samples
+/// than a file can count. A failure of the writing thread (`dskFulErr`, `ioErr`) is the result of the next call and of
+/// all that follow; what was written before stays and can be recovered.
 Result AddMediaSample(Media media, Handle data, int32_t offset, int32_t size, int32_t durationPerSample,
                       Handle description, int32_t count, int16_t flags, Address time);
 
@@ -73,10 +82,10 @@ int32_t GetMediaDuration(Media media);
 int32_t GetMediaTimeScale(Media media);
 
 /// Puts a piece of the media into the track: at the track's time `trackStart` (in the movie's units; -1: its end), from
-/// `mediaTime` on, for `mediaDuration` units, at `mediaRate` (`Fixed` 1.0). A length of 0 is well and puts nothing in.
+/// `mediaTime` on, for `mediaDuration` units, at `mediaRate`, which is `Fixed` 1.0. A length of 0 is well and puts
+/// nothing in; 2^31 - 1 from time 0 stands for the whole of a longer media.
 /// `invalidTime` or `invalidDuration` for a piece that the media doesn't hold.
-Result InsertMediaIntoTrack(Track track, int32_t trackStart, int32_t mediaTime, int32_t mediaDuration,
-                            Fixed mediaRate);
+Result InsertMediaIntoTrack(Track track, int32_t trackStart, int32_t mediaTime, int32_t mediaDuration, Fixed mediaRate);
 
 /// Path in a data reference handle, empty for any other handle.
 std::string PathOfDataReference(Handle dataRef);

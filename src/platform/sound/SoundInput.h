@@ -29,16 +29,16 @@ public:
     void Switch(int32_t channelsMetered); ///< 0 switches off
     int32_t State() const;                ///< the number given to `Switch`
 
-    /// Takes a buffer into account: the peak holds until the next one is read, then falls to what came since.
+    /// Takes a buffer into account, on the source's thread: the peak holds until it is read.
     void Feed(const CapturedSound& sound);
 
-    /// Peaks since the last read, 0 to 255 of full scale, left and right; a mono source has both alike.
+    /// Peaks 0 to 255 of full scale, left and right; a mono source has both alike, and a meter that is off zeros. Read
+    /// levels hold until the next buffer, so that two reads in a row, one for each side, tell the same.
     std::pair<uint8_t, uint8_t> Levels();
 
 private:
     std::atomic<int32_t> metered{0};
-    std::atomic<uint8_t> left{0};
-    std::atomic<uint8_t> right{0};
+    std::atomic<uint32_t> peaks{0}; // left, right above it, and above both whether they have been read
 };
 
 /// A number for a source and its meter, for the SPB calls; and its end.

@@ -12,6 +12,8 @@
 
 namespace platform {
 
+inline constexpr double kHighestGain = 4.0;
+
 /// What is asked of a source and what it delivers: linear PCM in host byte order, interleaved.
 struct SoundFormat {
     double sampleRate = 44100; ///< samples a second and channel
@@ -21,6 +23,17 @@ struct SoundFormat {
     int32_t BytesPerFrame() const { return channels * sampleSize / 8; }
     bool operator==(const SoundFormat&) const = default;
 };
+
+/// Whether a format is one that sources are asked for: 8000 to 48000 samples a second, else `siInvalidSampleRate`; 8 or
+/// 16 bits, else `siInvalidSampleSize`; 1 or 2 channels, else `siBadSoundInDevice`.
+inline Result CheckSoundFormat(const SoundFormat& format)
+{
+    if (!(format.sampleRate >= 8000 && format.sampleRate <= 48000))
+        return siInvalidSampleRate;
+    if (format.sampleSize != 8 && format.sampleSize != 16)
+        return siInvalidSampleSize;
+    return format.channels == 1 || format.channels == 2 ? noErr : siBadSoundInDevice;
+}
 
 /// Sound as it left the device. `bytes` is borrowed for the length of the call and holds whole sample frames.
 struct CapturedSound {
@@ -50,7 +63,8 @@ public:
     virtual int Input() const { return 0; }                        ///< index of the port in use
     virtual Result SelectInput(int) { return siUnknownInfoType; }
 
-    /// Gain as a factor: 1.0 is the source's normal level. `siUnknownInfoType` where there is none to set.
+    /// Gain as a factor, 0 to `kHighestGain`: 1.0 is the source's normal level. `siUnknownInfoType` where there is none
+    /// to set, `paramErr` for a value out of range, `siInputDeviceErr` while the device is absent or doesn't answer.
     virtual Result GetGain(double&) const { return siUnknownInfoType; }
     virtual Result SetGain(double) { return siUnknownInfoType; }
 
@@ -60,6 +74,9 @@ public:
     /// `siBadSoundInDevice` for what it can't do, which changes nothing.
     virtual Result SetFormat(const SoundFormat& format) = 0;
 
+    /// Starts delivery to `sink`, which outlives the stop. A device that is absent at the moment answers
+    /// `noDeviceForChannel`, counts as started and is taken up when it returns. When the device goes away while it
+    /// runs, the sink is told once and delivery goes on by itself once the device is back.
     virtual Result Start(SoundSink& sink) = 0;
     virtual void Stop() = 0;
 };
@@ -77,11 +94,17 @@ std::vector<SoundSourceEntry> ListSoundSources();
 /// Opens the source of that identity, else the first of that name, else the first in the list. Never null.
 std::unique_ptr<SoundSource> OpenSoundSource(const std::string& identity = {}, const std::string& name = {});
 
-/// Replaces the list with one of the test's own making until it is called with empty functions.
+/// Where sources come from: all of a kind, and one of them by its identity (null for an identity of another kind).
 struct SoundSourceProvider {
     std::function<std::vector<SoundSourceEntry>()> list;
     std::function<std::unique_ptr<SoundSource>(const std::string& identity)> open;
 };
+
+/// Adds a kind of source that another room knows, such as camcorders: it stands between those of the sound server and
+/// the Test Tone.
+void AddSoundSources(SoundSourceProvider provider);
+
+/// Replaces the whole list with one of the test's own making until it is called with empty functions.
 void SetSoundSourceProvider(SoundSourceProvider provider);
 
 } // namespace platform

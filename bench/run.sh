@@ -1,0 +1,17 @@
+#!/bin/bash
+# Builds the release programs, runs every benchmark and prints one table: what was measured, the figure, its bound, and
+# how it came about. Each figure is a ratio to a peer in the same run, or a physical quantity.
+set -eu
+cd "$(dirname "$0")/.."
+packaging/install-packages.sh
+cmake --preset release >/dev/null
+cmake --build build/release
+programs=$PWD/build/release/bin
+
+printf '%-34s %16s   %-14s %s\n' measured figure bound how
+"$programs/bench_live_path"
+"$programs/bench_writer"
+python3 bench/whole_process.py "$programs" start
+tests/support/with_pipewire.sh python3 bench/whole_process.py "$programs" peers
+tests/support/with_pipewire.sh python3 bench/whole_process.py "$programs" record
+python3 bench/whole_process.py "$programs" memory

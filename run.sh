@@ -1,0 +1,19 @@
+#!/bin/sh
+# Builds Velmora and starts it, installing first what is missing. On a machine without a display it runs on a screen in
+# memory: there it records five seconds of the live picture with real clicks and tells where movie and screenshot are.
+set -eu
+cd "$(dirname "$0")"
+
+has_display() { [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; }
+
+packaging/install-packages.sh build
+has_display || packaging/install-packages.sh screen
+
+[ -f build/release/build.ninja ] || cmake --preset release
+ninja --quiet -C build/release velmora velmora-record velmora-recover
+
+if has_display; then
+    exec build/release/bin/velmora
+fi
+ninja --quiet -C build/release read_pattern
+exec python3 packaging/demo.py build/release/bin build/demo

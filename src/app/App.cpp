@@ -1,0 +1,61 @@
+#include "app/App.h"
+
+#include "app/FileTypes.h"
+#include "app/MovieWindow.h"
+#include "capture/VelmoraCanvas.h"
+#include "framework/Window.h"
+#include "ui/MenuBar1.h"
+
+// The process from its start to its end. Modules hold what outlives a window: the windows under their names, the file
+// types, the menu bar, the controls under their keys, the timers. Nothing of it is made or released by static
+// construction, because most of it needs the framework's runtime; `_InitialiseModules` and `_FinaliseModules` bracket
+// `_Main` instead.
+
+namespace velmora {
+
+framework::Reference<App> App::Instance()
+{
+    return framework::Reference<App>(std::dynamic_pointer_cast<App>(framework::TheApplication()));
+}
+
+void _NewAppInstance()
+{
+    const auto app = std::make_shared<App>();
+    app->MenuBar(MenuBar1::Instance());
+    framework::RegisterApplication(app);
+}
+
+void _ApplicationAddMenuHandlers() {}
+
+void _MakeDefaultView()
+{
+    MovieWindow::Instance();
+}
+
+int _Main()
+{
+    _InitFileTypes();
+    _NewAppInstance();
+    _ApplicationAddMenuHandlers();
+    _MakeDefaultView();
+    return framework::RunEventLoop();
+}
+
+void _InitialiseModules()
+{
+    CarbonTimer::timers = std::make_unique<std::vector<framework::Reference<CarbonTimer>>>();
+}
+
+// Windows go first, since closing them still uses the menu bar and the controls. The controls and the timers refer to
+// each other and go last.
+void _FinaliseModules()
+{
+    framework::ReleaseImplicitWindows();
+    FileTypes::pText = nullptr;
+    FileTypes::pDv = nullptr;
+    MenuBar1::Release();
+    VelmoraCanvas::SeqGrabbers = nullptr;
+    CarbonTimer::timers.reset();
+}
+
+} // namespace velmora

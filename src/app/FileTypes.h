@@ -1,0 +1,21 @@
+#pragma once
+
+#include "framework/FolderItem.h"
+#include "framework/Reference.h"
+
+namespace velmora {
+
+/// The kinds of file that the application knows by name.
+namespace FileTypes {
+
+extern framework::Reference<framework::FileType> pText; ///< settings files
+extern framework::Reference<framework::FileType> pDv;   ///< part of the set, used by nothing
+
+/// Makes both objects.
+void _Initialize();
+
+} // namespace FileTypes
+
+void _InitFileTypes();
+
+} // namespace velmora

@@ -1,0 +1,105 @@
+// A timer over one timer of the platform's event loop.
+//
+// The platform calls back a plain procedure that carries no object, so all timers share `timeraction`, which compares
+// the reference it is given with those of all living timers. States: constructed (`ref` -1), running, stopped (`ref`
+// keeps the old value, so that a further stop removes a dead reference and is ignored). `timers` owns every timer until
+// the process ends.
+#include "capture/CarbonTimer.h"
+
+#include "framework/Application.h"
+#include "platform/events/EventLoop.h"
+#include "platform/memory/CodeAddress.h"
+
+namespace velmora
+{
+namespace
+{
+
+using framework::MemoryBlock;
+using framework::Reference;
+
+using InstallTimer = platform::Result (*)(platform::EventLoop, double, double, int32_t, int32_t, platform::Address);
+
+// The new timer's reference; 0 after a failure, which is shown under the operation's name.
+int32_t Attach(InstallTimer install, const char* operation, double interval, const Reference<MemoryBlock>& callback)
+{
+    const platform::EventLoop loop = platform::GetMainEventLoop();
+    const int32_t upp = platform::NewEventLoopTimerUPP(callback->Long(0));
+    const MemoryBlock out(4);
+    const platform::Result result = install(loop, interval, interval, upp, 0, out.Pointer());
+    if (result != 0) {
+        framework::MsgBox(framework::String(operation) + " error " + framework::Str(result));
+        framework::Break();
+    }
+    return out.Long(0);
+}
+
+} // namespace
+
+std::unique_ptr<std::vector<Reference<CarbonTimer>>> CarbonTimer::timers;
+
+CarbonTimer::~CarbonTimer()
+{
+    CarbonTimer::Stop();
+}
+
+void CarbonTimer::Constructor(double value)
+{
+    duration = value;
+    if (!timers)
+        throw framework::NilObjectException();
+    timers->push_back(Reference<CarbonTimer>(shared_from_this()));
+}
+
+void CarbonTimer::Start()
+{
+    const auto block = framework::New<MemoryBlock>(4);
+    block->Long(0, platform::CodeAddressOf(&CarbonTimer::timeraction));
+    ref = AttachTimer(duration, block);
+}
+
+void CarbonTimer::Stop()
+{
+    if (ref != -1)
+        RemoveTimer(ref);
+}
+
+void CarbonTimer::Duration(double value)
+{
+    Stop();
+    duration = value;
+    Start();
+}
+
+void CarbonTimer::FireAction()
+{
+    if (action)
+        action();
+}
+
+int32_t CarbonTimer::AttachTimer(double interval, const Reference<MemoryBlock>& callback)
+{
+    return Attach(platform::InstallEventLoopTimer, "AttachTimer", interval, callback);
+}
+
+int32_t CarbonTimer::AttachIdleTimer(double interval, const Reference<MemoryBlock>& callback)
+{
+    return Attach(platform::InstallEventLoopIdleTimer, "AttachIdleTimer", interval, callback);
+}
+
+void CarbonTimer::RemoveTimer(int32_t timer)
+{
+    platform::RemoveEventLoopTimer(timer);
+}
+
+void CarbonTimer::timeraction(int32_t ref, int32_t)
+{
+    // An action may make further timers or release all of them, so both are looked at anew each time.
+    for (size_t i = 0; timers && i < timers->size(); ++i) {
+        const Reference<CarbonTimer> timer = (*timers)[i];
+        if (timer->ref == ref)
+            timer->FireAction();
+    }
+}
+
+} // namespace velmora

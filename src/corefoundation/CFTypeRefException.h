@@ -1,0 +1,26 @@
+#pragma once
+
+#include "framework/Exceptions.h"
+#include "framework/String.h"
+
+namespace velmora {
+
+/// A platform call gave a null reference where an object was needed.
+class CFTypeRefException : public framework::RuntimeException {
+public:
+    CFTypeRefException(framework::String className, framework::String methodName, framework::String functionName);
+
+    virtual framework::String ClassName() const;
+    virtual framework::String MethodName() const;
+    virtual framework::String FunctionName() const;
+
+    /// Writes "class.method: function failed." to the system log, as a warning.
+    virtual void Log() const;
+
+private:
+    framework::String pClassName;
+    framework::String pMethodName;
+    framework::String pFunctionName;
+};
+
+} // namespace velmora

@@ -1,0 +1,253 @@
+// Commands to a DV camcorder or deck: AV/C frames of four bytes.
+//
+// Nothing is kept between commands. Each opens the isochronous data handler, takes the first device that has a mode
+// with video, configures the handler for it, sends its frame and closes the handler again, so that a device that joined
+// or left the bus is simply found or not. Whether the device carried a command out is not looked at.
+#include "capture/VelmoraCanvas.h"
+
+#include "framework/Application.h"
+#include "platform/atoms/AtomContainers.h"
+#include "platform/components/Components.h"
+#include "platform/dv/IsochronousDataHandler.h"
+
+namespace velmora
+{
+
+using framework::New;
+
+namespace
+{
+
+constexpr int32_t kRoot = 0;
+constexpr int32_t kResponseSize = 16;
+
+// Frame bytes.
+constexpr int32_t kControl = 0;
+constexpr int32_t kStatus = 1;
+constexpr int32_t kTapeDevice = 32; // subunit type 4, id 0
+constexpr int32_t kRecordOpcode = 0xC2;
+constexpr int32_t kPlayOpcode = 0xC3;
+constexpr int32_t kWindOpcode = 0xC4;
+constexpr int32_t kTransportStateOpcode = 0xD0;
+constexpr int32_t kTransportStateOperand = 0x7F;
+
+// Responses to a status frame, and what the tape is doing then.
+constexpr int32_t kInTransition = 0x0B;
+constexpr int32_t kStable = 0x0C;
+constexpr int32_t kModeLoading = 0xC1;
+constexpr int32_t kModeRecording = 0xC2;
+constexpr int32_t kModePlaying = 0xC3;
+constexpr int32_t kModeWinding = 0xC4;
+
+int32_t Code(const char* text)
+{
+    return VelmoraCanvas::OSTypeToLong(text);
+}
+
+int32_t FindHandlerComponent()
+{
+    MemoryBlock description(20);
+    description.Long(0, Code("ihlr"));
+    description.Long(4, Code("dv  "));
+    return platform::FindNextComponent(0, description.Pointer());
+}
+
+void FillFrame(MemoryBlock& frame, int32_t ctype, int32_t subunit, int32_t opcode, int32_t operand)
+{
+    frame.Byte(0, ctype);
+    frame.Byte(1, subunit);
+    frame.Byte(2, opcode);
+    frame.Byte(3, operand);
+}
+
+// Sends the frame; the response goes into a zeroed block of 16 bytes.
+int32_t Transact(int32_t deviceControl, const MemoryBlock& frame, const MemoryBlock& response)
+{
+    MemoryBlock parameters(20);
+    parameters.Long(0, frame.Pointer());
+    parameters.Long(4, 4);
+    parameters.Long(8, response.Pointer());
+    parameters.Long(12, kResponseSize);
+    parameters.Long(16, 0);
+    return platform::DeviceControlDoAVCTransaction(deviceControl, parameters.Pointer());
+}
+
+} // namespace
+
+void VelmoraCanvas::DeviceControlPlay()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x75);
+}
+
+void VelmoraCanvas::DeviceControlFreeze()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x7D);
+}
+
+void VelmoraCanvas::DeviceControlNextFrame()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x30);
+}
+
+void VelmoraCanvas::DeviceControlPreviousFrame()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x40);
+}
+
+void VelmoraCanvas::DeviceControlSlowForward()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x35);
+}
+
+void VelmoraCanvas::DeviceControlSlowReverse()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x45);
+}
+
+void VelmoraCanvas::DeviceControlFastForwardPlay()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x3E);
+}
+
+void VelmoraCanvas::DeviceControlRewindPlay()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x4E);
+}
+
+void VelmoraCanvas::DeviceControlFastForward()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kWindOpcode, 0x75);
+}
+
+void VelmoraCanvas::DeviceControlRewind()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kWindOpcode, 0x65);
+}
+
+void VelmoraCanvas::DeviceControlStop()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kWindOpcode, 0x60);
+}
+
+void VelmoraCanvas::DeviceControlRecord()
+{
+    DeviceControlAVCCommand(kControl, kTapeDevice, kRecordOpcode, 0x75);
+}
+
+void VelmoraCanvas::DeviceControlAVCCommand(int32_t ctype, int32_t subunit, int32_t opcode, int32_t operand)
+{
+    const MemoryBlock instance(4);
+    if (const int32_t result = platform::OpenAComponent(FindHandlerComponent(), instance.Pointer()); result != 0) {
+        RaiseError(result);
+    } else {
+        MemoryBlock frame(4);
+        FillFrame(frame, ctype, subunit, opcode, operand);
+        SendToVideoDevice(instance.Long(0), frame);
+    }
+    platform::CloseComponent(instance.Long(0));
+}
+
+// Finds the device, configures the handler for it and sends the frame. The frame goes out even if the handler refuses
+// the configuration.
+void VelmoraCanvas::SendToVideoDevice(int32_t instance, const MemoryBlock& frame)
+{
+    const MemoryBlock container(4);
+    const int32_t result = platform::IDHGetDeviceList(instance, container.Pointer());
+    if (result != 0) {
+        RaiseError(result);
+        return;
+    }
+    const int32_t devices = platform::QTCountChildrenOfType(container.Long(0), kRoot, Code("devc"));
+    if (devices == 0) {
+        RaiseError(result); // an event, though its code is 0
+        return;
+    }
+    const int32_t mode = FindVideoMode(container.Long(0), devices);
+    if (mode == 0)
+        return;
+
+    MemoryBlock configuration(8);
+    configuration.Long(0, container.Long(0));
+    configuration.Long(4, mode);
+    RaiseFailure(platform::IDHSetDeviceConfiguration(instance, configuration.Pointer()));
+    const MemoryBlock deviceControl(4);
+    RaiseFailure(platform::IDHGetDeviceControl(instance, deviceControl.Pointer()));
+    Transact(deviceControl.Long(0), frame, MemoryBlock(kResponseSize));
+}
+
+// The first mode of the first device that carries video; 0 without one.
+int32_t VelmoraCanvas::FindVideoMode(int32_t container, int32_t devices)
+{
+    for (int32_t i = 1; i <= devices; ++i) {
+        framework::YieldToBackground();
+        const int32_t device = platform::QTFindChildByIndex(container, kRoot, Code("devc"), i, 0);
+        const int32_t isoc = device == 0 ? 0 : platform::QTFindChildByIndex(container, device, Code("isoc"), 1, 0);
+        if (isoc == 0)
+            continue;
+        const int32_t modes = platform::QTCountChildrenOfType(container, isoc, Code("mode"));
+        for (int32_t j = 1; j <= modes; ++j) {
+            framework::YieldToBackground();
+            const int32_t mode = platform::QTFindChildByIndex(container, isoc, Code("mode"), j, 0);
+            if (mode != 0 && IsVideoMode(container, mode))
+                return mode;
+        }
+    }
+    return 0;
+}
+
+// Whether the media type in a mode is video. Data that can't be copied is an event and counts as no type.
+bool VelmoraCanvas::IsVideoMode(int32_t container, int32_t mode)
+{
+    const int32_t mediaType = platform::QTFindChildByIndex(container, mode, Code("av  "), 1, 0);
+    if (mediaType == 0)
+        return false;
+    platform::QTLockContainer(container);
+    const MemoryBlock type(4);
+    const MemoryBlock size(4);
+    RaiseFailure(platform::QTCopyAtomDataToPtr(container, mediaType, 1, 4, type.Pointer(), size.Pointer()));
+    platform::QTUnlockContainer(container);
+    return type.Long(0) == Code("vide");
+}
+
+// Raises `NilObjectException` always: the handler that it is to ask is opened by nobody.
+Reference<MemoryBlock> VelmoraCanvas::DeviceControlAVCQuery(int32_t ctype, int32_t subunit, int32_t opcode,
+                                                            int32_t operand)
+{
+    MemoryBlock frame(4);
+    FillFrame(frame, ctype, subunit, opcode, operand);
+    auto response = New<MemoryBlock>(kResponseSize);
+    const Reference<MemoryBlock> instance;
+    const MemoryBlock deviceControl(4);
+    platform::IDHGetDeviceControl(instance->Long(0), deviceControl.Pointer());
+    return Transact(deviceControl.Long(0), frame, *response) != 0 ? nullptr : response;
+}
+
+bool VelmoraCanvas::DeviceIsLoading()
+{
+    return IsTransportMode(kModeLoading);
+}
+
+bool VelmoraCanvas::DeviceIsPlaying()
+{
+    return IsTransportMode(kModePlaying);
+}
+
+bool VelmoraCanvas::DeviceIsRecording()
+{
+    return IsTransportMode(kModeRecording);
+}
+
+bool VelmoraCanvas::DeviceIsWinding()
+{
+    return IsTransportMode(kModeWinding);
+}
+
+bool VelmoraCanvas::IsTransportMode(int32_t mode)
+{
+    const Reference<MemoryBlock> response =
+        DeviceControlAVCQuery(kStatus, kTapeDevice, kTransportStateOpcode, kTransportStateOperand);
+    const int32_t code = response->Byte(0);
+    return (code == kStable || code == kInTransition) && response->Byte(2) == mode;
+}
+
+} // namespace velmora

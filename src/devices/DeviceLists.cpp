@@ -1,0 +1,188 @@
+// What devices the two channels could use and do use. Nothing is cached and nothing is chosen here, but for the input
+// of the sound driver: a channel's device changes by the settings dialog or by restored settings.
+//
+// Each question takes a new list of the channel. The list before it is forgotten, not disposed; the one that is left at
+// the control's end is.
+#include "capture/VelmoraCanvas.h"
+
+#include "devices/SoundDriver.h"
+#include "framework/Application.h"
+#include "recording/Utilities.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace velmora
+{
+
+using framework::New;
+
+namespace
+{
+
+constexpr int32_t kWithInputs = 4; // flag of a list
+constexpr int32_t kDevicesOnly = 0;
+
+// Records of the lists.
+constexpr int32_t kCount = 0;
+constexpr int32_t kSelected = 2;
+constexpr int32_t kFirstEntry = 8;
+constexpr int32_t kDeviceSize = 80;
+constexpr int32_t kInputSize = 76;
+constexpr int32_t kFlags = 68; // of a device
+constexpr int32_t kUnavailable = 1;
+
+int32_t FetchList(Reference<MemoryBlock>& list, int32_t channel, int32_t flags)
+{
+    list = New<MemoryBlock>(4);
+    return platform::SGGetChannelDeviceList(channel, flags, list->Pointer());
+}
+
+// The record behind a fetched list, or behind any block that holds a handle.
+Reference<MemoryBlock> RecordOf(const Reference<MemoryBlock>& list)
+{
+    return list->Ptr(0)->Ptr(0);
+}
+
+// Where an entry begins. An index outside of the list leads outside of it, which the block refuses to read.
+int32_t EntryOffset(int32_t index, int32_t entrySize)
+{
+    constexpr int64_t highest = std::numeric_limits<int32_t>::max();
+    return static_cast<int32_t>(std::clamp(kFirstEntry + int64_t{index} * entrySize, -highest, highest));
+}
+
+Reference<MemoryBlock> CopyOfEntry(const MemoryBlock& list, int32_t index, int32_t entrySize)
+{
+    auto entry = New<MemoryBlock>(entrySize);
+    entry->StringValue(0, entrySize, list.StringValue(EntryOffset(index, entrySize), entrySize));
+    return entry;
+}
+
+// A name without the unused end of its field, its length byte kept.
+String NameWithLength(const String& field)
+{
+    return Mid(field, 1, Asc(LeftB(field, 1)) + 1);
+}
+
+// A number from a fresh list, or the platform's code.
+int32_t NumberFromList(Reference<MemoryBlock>& list, int32_t channel, int32_t flags, int32_t offset)
+{
+    const int32_t result = FetchList(list, channel, flags);
+    return result != 0 ? result : RecordOf(list)->Short(offset);
+}
+
+String NameOfDeviceInUse(int32_t channel)
+{
+    const MemoryBlock device(255);
+    const MemoryBlock input(255);
+    const MemoryBlock inputNumber(4);
+    platform::SGGetChannelDeviceAndInputNames(channel, device.Pointer(), input.Pointer(), inputNumber.Pointer());
+    return device.PString(0);
+}
+
+} // namespace
+
+int32_t VelmoraCanvas::VideoDeviceCount()
+{
+    return NumberFromList(theSGVideoDeviceList, sgVideoChannel, kWithInputs, kCount);
+}
+
+int32_t VelmoraCanvas::VideoDeviceSelected()
+{
+    return NumberFromList(theSGVideoDeviceList, sgVideoChannel, kWithInputs, kSelected);
+}
+
+int32_t VelmoraCanvas::SoundDeviceCount()
+{
+    return NumberFromList(theSGSoundDeviceList, sgSoundChannel, kDevicesOnly, kCount);
+}
+
+// The device, the number of its inputs, and these.
+String VelmoraCanvas::VideoDevice(int32_t index)
+{
+    if (FetchList(theSGVideoDeviceList, sgVideoChannel, kWithInputs) != 0)
+        return "";
+    const Utilities::SGDeviceName device{CopyOfEntry(*RecordOf(theSGVideoDeviceList), index, kDeviceSize)};
+    String inputText = "";
+    int32_t count = 0;
+    if (const auto inputs = device.inputs()) {
+        count = inputs->Short(kCount);
+        for (int32_t i = 0; i < count; ++i) {
+            const Utilities::SGDeviceInputName input{CopyOfEntry(*inputs, i, kInputSize)};
+            inputText = inputText + " " + NameWithLength(input.name());
+            framework::YieldToBackground();
+        }
+    }
+    return NameWithLength(device.name()) + framework::Str(count) + " - " + inputText;
+}
+
+// The plain name, other than for video.
+String VelmoraCanvas::SoundDevice(int32_t index)
+{
+    if (FetchList(theSGSoundDeviceList, sgSoundChannel, kDevicesOnly) != 0)
+        return "";
+    return RecordOf(theSGSoundDeviceList)->PString(EntryOffset(index, kDeviceSize));
+}
+
+String VelmoraCanvas::VideoDeviceName()
+{
+    return NameOfDeviceInUse(sgVideoChannel);
+}
+
+String VelmoraCanvas::SoundDeviceName()
+{
+    return NameOfDeviceInUse(sgSoundChannel);
+}
+
+bool VelmoraCanvas::VideoDeviceAvailable(int32_t index)
+{
+    return DeviceAvailable(theSGVideoDeviceList, sgVideoChannel, index);
+}
+
+bool VelmoraCanvas::SoundDeviceAvailable(int32_t index)
+{
+    return DeviceAvailable(theSGSoundDeviceList, sgSoundChannel, index);
+}
+
+// The flags of an unavailable device are exactly 1; with further bits it counts as available.
+bool VelmoraCanvas::DeviceAvailable(Reference<MemoryBlock>& list, int32_t channel, int32_t index)
+{
+    if (const int32_t result = FetchList(list, channel, kDevicesOnly); result != 0) {
+        RaiseError(result);
+        return false;
+    }
+    const auto record = RecordOf(list);
+    if (index < 0 || index >= record->Short(kCount))
+        return false;
+    return record->Long(EntryOffset(index, kDeviceSize) + kFlags) != kUnavailable;
+}
+
+// Inert: asks for the list and counts nothing.
+int32_t VelmoraCanvas::VideoDeviceInputCount(int32_t)
+{
+    NumberFromList(theSGVideoDeviceList, sgVideoChannel, kWithInputs, kCount);
+    return 0;
+}
+
+// Inputs count from 0 here and from 1 in the driver.
+int32_t VelmoraCanvas::SoundInput()
+{
+    const MemoryBlock input(4);
+    if (const int32_t result = ReadSoundDriver(sgSoundChannel, "sour", input); result != 0) {
+        RaiseError(result);
+        return -1;
+    }
+    return input.Short(0) - 1;
+}
+
+void VelmoraCanvas::SoundInput(int32_t index)
+{
+    MemoryBlock input(4);
+    const int32_t driver = platform::SGGetSoundInputDriver(sgSoundChannel);
+    if (driver < 1)
+        return;
+    input.Short(0, static_cast<int32_t>(int64_t{index} + 1));
+    RaiseFailure(platform::SPBSetDeviceInfo(driver, OSTypeToLong("sour"), input.Pointer()));
+}
+
+} // namespace velmora

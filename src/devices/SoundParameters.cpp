@@ -1,0 +1,124 @@
+// Format, rate, volume and gain of the sound channel. Nothing is kept here: each read and write goes to the platform.
+// Three of the parameters share one call, so that writing one means reading all three and writing all three back.
+#include "capture/VelmoraCanvas.h"
+
+#include "devices/SoundDriver.h"
+#include "framework/LazyFunction.h"
+
+namespace velmora
+{
+namespace
+{
+
+constexpr uint32_t kFixedOne = 65536;
+
+const framework::LazyFunction<int32_t(int32_t, uint32_t, int32_t)>
+    lazySPBSetDeviceInfo("/System/Library/Frameworks/Carbon.framework/Carbon", "SPBSetDeviceInfo");
+
+} // namespace
+
+struct VelmoraCanvas::SoundParameters {
+    MemoryBlock sampleSize{4};
+    MemoryBlock channels{4};
+    MemoryBlock compression{4};
+};
+
+int32_t VelmoraCanvas::ReadSoundParameters(const SoundParameters& now)
+{
+    return platform::SGGetSoundInputParameters(sgSoundChannel, now.sampleSize.Pointer(), now.channels.Pointer(),
+                                               now.compression.Pointer());
+}
+
+void VelmoraCanvas::WriteSoundParameters(int32_t sampleSize, int32_t channels, int32_t compression)
+{
+    RaiseFailure(platform::SGSetSoundInputParameters(sgSoundChannel, static_cast<int16_t>(sampleSize),
+                                                     static_cast<int16_t>(channels), compression));
+}
+
+int32_t VelmoraCanvas::SoundSampleSize()
+{
+    const SoundParameters now;
+    ReadSoundParameters(now);
+    return now.sampleSize.Short(0);
+}
+
+void VelmoraCanvas::SoundSampleSize(int32_t bits)
+{
+    const SoundParameters now;
+    RaiseFailure(ReadSoundParameters(now));
+    WriteSoundParameters(bits, now.channels.Short(0), now.compression.Long(0));
+}
+
+int32_t VelmoraCanvas::SoundChannelCount()
+{
+    const SoundParameters now;
+    ReadSoundParameters(now);
+    return now.channels.Short(0);
+}
+
+void VelmoraCanvas::SoundChannelCount(int32_t channels)
+{
+    const SoundParameters now;
+    RaiseFailure(ReadSoundParameters(now));
+    WriteSoundParameters(now.sampleSize.Short(0), channels, now.compression.Long(0));
+}
+
+// The bytes as they lie: on a little-endian machine the reverse of what the setter takes.
+String VelmoraCanvas::SoundCompressionType()
+{
+    const SoundParameters now;
+    ReadSoundParameters(now);
+    return now.compression.StringValue(0, 4);
+}
+
+// Takes the two others as addresses, so that a 0 in either is a nil reference, whose use is an exception.
+void VelmoraCanvas::SoundCompressionType(const String& code)
+{
+    const SoundParameters now;
+    RaiseFailure(ReadSoundParameters(now));
+    const int32_t sampleSize = now.sampleSize.Ptr(0)->Pointer();
+    const int32_t channels = now.channels.Ptr(0)->Pointer();
+    WriteSoundParameters(sampleSize, channels, OSTypeToLong(code));
+}
+
+// Whole hertz; a fraction is lost.
+int32_t VelmoraCanvas::SoundSampleRate()
+{
+    const platform::Fixed rate = platform::SGGetSoundInputRate(sgSoundChannel);
+    return static_cast<int32_t>(platform::UnsignedFixedMulDiv(rate, 1, kFixedOne));
+}
+
+void VelmoraCanvas::SoundSampleRate(int32_t rate)
+{
+    platform::SGSetSoundInputRate(sgSoundChannel, platform::UnsignedFixedMulDiv(rate, kFixedOne, 1));
+}
+
+int32_t VelmoraCanvas::SoundVolume()
+{
+    const MemoryBlock volume(4);
+    platform::SGGetChannelVolume(sgSoundChannel, volume.Pointer());
+    return volume.Short(0);
+}
+
+void VelmoraCanvas::SoundVolume(int32_t volume)
+{
+    platform::SGSetChannelVolume(sgSoundChannel, static_cast<int16_t>(volume));
+}
+
+double VelmoraCanvas::SoundInputGain()
+{
+    const MemoryBlock gain(4);
+    RaiseFailure(ReadSoundDriver(sgSoundChannel, "gain", gain));
+    return platform::Fix2X(gain.Long(0));
+}
+
+// The one write to a driver that is bound by name.
+void VelmoraCanvas::SoundInputGain(double value)
+{
+    MemoryBlock gain(4);
+    const int32_t driver = platform::SGGetSoundInputDriver(sgSoundChannel);
+    gain.Long(0, platform::X2Fix(value));
+    RaiseFailure(lazySPBSetDeviceInfo(driver, OSTypeToLong("gain"), gain.Pointer()));
+}
+
+} // namespace velmora

@@ -1,0 +1,120 @@
+#include "framework/FolderItem.h"
+
+#include "framework/TextStreams.h"
+#include "platform/files/DirectoryNumbers.h"
+#include "platform/memory/ResultCodes.h"
+
+#include <filesystem>
+#include <string_view>
+
+namespace framework {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kPlainInShell = "+-./:=@_,%^";
+
+bool IsPlainInShell(char c)
+{
+    return static_cast<signed char>(c) < 0 || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') ||
+           (c >= 'a' && c <= 'z') || kPlainInShell.find(c) != std::string_view::npos;
+}
+
+std::string Absolute(const std::string& path)
+{
+    std::error_code error;
+    const fs::path absolute = fs::absolute(path, error).lexically_normal();
+    if (error)
+        return path;
+    return absolute.has_filename() ? absolute.string() : absolute.parent_path().string();
+}
+
+platform::DirectoryNumbers NumbersOfFolder(const std::string& path)
+{
+    return platform::NumbersOfDirectory(fs::path(path).parent_path().string());
+}
+
+int32_t CodeOfError(const std::error_code& error)
+{
+    if (error == std::errc::permission_denied || error == std::errc::operation_not_permitted ||
+        error == std::errc::read_only_file_system)
+        return platform::permErr;
+    return platform::ioErr;
+}
+
+} // namespace
+
+FolderItem::FolderItem(const String& path) : path(Absolute(path.Bytes())) {}
+
+String FolderItem::Name() const
+{
+    return fs::path(path).filename().string();
+}
+
+String FolderItem::AbsolutePath() const
+{
+    return path;
+}
+
+String FolderItem::ShellPath() const
+{
+    std::string escaped;
+    for (const char c : path) {
+        if (!IsPlainInShell(c))
+            escaped += '\\';
+        escaped += c;
+    }
+    return escaped;
+}
+
+bool FolderItem::Exists() const
+{
+    std::error_code error;
+    return fs::exists(path, error);
+}
+
+void FolderItem::Delete()
+{
+    std::error_code error;
+    const auto kind = fs::symlink_status(path, error).type();
+    if (kind == fs::file_type::not_found)
+        lastErrorCode = platform::fnfErr;
+    else if (kind == fs::file_type::directory)
+        lastErrorCode = platform::permErr;
+    else if (fs::remove(path, error))
+        lastErrorCode = platform::noErr;
+    else
+        lastErrorCode = CodeOfError(error);
+}
+
+int32_t FolderItem::MacVRefNum() const
+{
+    return NumbersOfFolder(path).volume;
+}
+
+int32_t FolderItem::MacDirID() const
+{
+    return NumbersOfFolder(path).directory;
+}
+
+Reference<TextOutputStream> FolderItem::CreateTextFile()
+{
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    if (!file)
+        return nullptr;
+    return New<TextOutputStream>(std::move(file));
+}
+
+Reference<TextInputStream> FolderItem::OpenAsTextFile()
+{
+    // Opening a folder succeeds and opening a pipe would wait for its writer, so both are refused beforehand.
+    std::error_code error;
+    if (!fs::is_regular_file(path, error))
+        return nullptr;
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        return nullptr;
+    return New<TextInputStream>(std::move(file));
+}
+
+} // namespace framework

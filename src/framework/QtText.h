@@ -1,0 +1,26 @@
+#pragma once
+
+#include "framework/Control.h"
+#include "framework/String.h"
+
+#include <QFont>
+#include <QString>
+
+namespace framework {
+
+/// A text for Qt. Bytes that are no UTF-8 count as one character each.
+QString ToQt(const String& text);
+String FromQt(const QString& text);
+
+/// The font of that family ("System" and "SmallSystem" name the interface fonts), size in pixels (0: the family's own).
+QFont InterfaceFont(const String& family, int32_t size, bool bold);
+
+inline QFont InterfaceFont(const ControlFont& font)
+{
+    return InterfaceFont(font.family, font.size, font.bold);
+}
+
+/// Size in pixels of the small interface font.
+inline constexpr int32_t kSmallSystemSize = 11;
+
+} // namespace framework

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "framework/Window.h"
+
+namespace framework {
+
+/// Whether the runtime was started for a screen. Without one, nothing waits for an answer of the user.
+bool HasDisplay();
+
+/// Ends the event loop; one that has not begun yet ends at once when it does.
+void EndEventLoop(int exitCode);
+
+/// Tells the runtime that a window opened, and that one closed.
+void NoteWindowOpened(Window& window);
+void NoteWindowClosed(Window& window);
+
+/// All windows that are open, in order of opening.
+const std::vector<Window*>& OpenWindows();
+
+} // namespace framework

@@ -1,0 +1,370 @@
+// Controls over Qt's widgets, which hold their state.
+//
+// The user's changes come by the signals that only users raise, or with the widget's signals blocked while code
+// assigns. What code assigns calls the handler directly, so that an exception of the handler reaches that code.
+//
+// Places are fixed while the user's interface font may be a wide one: a text that would be cut off at the edge of its
+// control is set in narrower letters.
+#include "framework/Widgets.h"
+
+#include "framework/Exceptions.h"
+#include "framework/Guard.h"
+#include "framework/QtText.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFontMetrics>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QSlider>
+#include <QStyle>
+
+#include <algorithm>
+#include <utility>
+
+namespace framework {
+namespace {
+
+constexpr int kNarrowest = 70; // percent of a letter's width that can still be read with ease
+constexpr int kButtonMargin = 8;
+
+// The widget behind a control. A control that is in no window has none.
+template <typename T> T& WidgetOf(const RectControl& control)
+{
+    if (control.Widget() == nullptr)
+        throw NilObjectException();
+    return *static_cast<T*>(control.Widget());
+}
+
+template <typename T> String TextOf(const RectControl& control)
+{
+    return FromQt(WidgetOf<T>(control).text());
+}
+
+void ApplyFont(const RectControl& control, const ControlFont& font)
+{
+    WidgetOf<QWidget>(control).setFont(InterfaceFont(font));
+}
+
+// Sets a text in letters so narrow that it fits beside the `margin` pixels which its control needs for other things.
+template <typename T> void FitText(const RectControl& control, int margin)
+{
+    if (control.Widget() == nullptr)
+        return;
+    auto& widget = WidgetOf<T>(control);
+    QFont font = widget.font();
+    font.setStretch(QFont::Unstretched);
+    const QString text = widget.text().remove('&');
+    const int room = control.Width() - margin;
+    for (int stretch = QFont::Unstretched; stretch >= kNarrowest; stretch -= 3) {
+        font.setStretch(stretch);
+        if (QFontMetrics(font).horizontalAdvance(text) <= room)
+            break;
+    }
+    widget.setFont(font);
+}
+
+int IndicatorWidth(const QWidget& box)
+{
+    return box.style()->pixelMetric(QStyle::PM_IndicatorWidth, nullptr, &box) +
+           box.style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing, nullptr, &box);
+}
+
+} // namespace
+
+QWidget* PushButton::MakeWidget(QWidget* parent)
+{
+    auto* button = new QPushButton(parent);
+    QObject::connect(button, &QPushButton::clicked, button, [this] { Guard([this] { Raise(Action); }); });
+    return button;
+}
+
+String PushButton::Caption() const
+{
+    return TextOf<QPushButton>(*this);
+}
+
+void PushButton::Caption(const String& value)
+{
+    WidgetOf<QPushButton>(*this).setText(ToQt(value));
+    FitText<QPushButton>(*this, kButtonMargin);
+}
+
+void PushButton::Font(const ControlFont& font)
+{
+    ApplyFont(*this, font);
+    FitText<QPushButton>(*this, kButtonMargin);
+}
+
+void PushButton::Event_Resized()
+{
+    FitText<QPushButton>(*this, kButtonMargin);
+}
+
+void PushButton::Push()
+{
+    if (Enabled())
+        Raise(Action);
+}
+
+QWidget* CheckBox::MakeWidget(QWidget* parent)
+{
+    auto* box = new QCheckBox(parent);
+    QObject::connect(box, &QCheckBox::clicked, box, [this] { Guard([this] { Raise(Action); }); });
+    return box;
+}
+
+String CheckBox::Caption() const
+{
+    return TextOf<QCheckBox>(*this);
+}
+
+void CheckBox::Caption(const String& value)
+{
+    WidgetOf<QCheckBox>(*this).setText(ToQt(value));
+    Event_Resized();
+}
+
+bool CheckBox::Value() const
+{
+    return WidgetOf<QCheckBox>(*this).isChecked();
+}
+
+void CheckBox::Value(bool value)
+{
+    if (value == Value())
+        return;
+    WidgetOf<QCheckBox>(*this).setChecked(value);
+    Raise(Action);
+}
+
+void CheckBox::Font(const ControlFont& font)
+{
+    ApplyFont(*this, font);
+    Event_Resized();
+}
+
+void CheckBox::Event_Resized()
+{
+    if (Widget() != nullptr)
+        FitText<QCheckBox>(*this, IndicatorWidth(*Widget()));
+}
+
+QWidget* PopupMenu::MakeWidget(QWidget* parent)
+{
+    auto* box = new QComboBox(parent);
+    // Comes also when the user chooses the row that was chosen already.
+    QObject::connect(box, &QComboBox::activated, box, [this](int row) {
+        if (std::exchange(chosen, row) != row)
+            Guard([this] { Raise(Change); });
+    });
+    return box;
+}
+
+void PopupMenu::AddRow(const String& text)
+{
+    auto& box = WidgetOf<QComboBox>(*this);
+    box.addItem(ToQt(text));
+    // The widget would choose its first row by itself.
+    box.setCurrentIndex(chosen);
+}
+
+String PopupMenu::List(int32_t index) const
+{
+    return FromQt(WidgetOf<QComboBox>(*this).itemText(index));
+}
+
+int32_t PopupMenu::ListCount() const
+{
+    return WidgetOf<QComboBox>(*this).count();
+}
+
+int32_t PopupMenu::ListIndex() const
+{
+    return WidgetOf<QComboBox>(*this).currentIndex();
+}
+
+void PopupMenu::ListIndex(int32_t value)
+{
+    const int32_t row = value < ListCount() ? std::max(value, -1) : -1;
+    WidgetOf<QComboBox>(*this).setCurrentIndex(row);
+    if (std::exchange(chosen, row) != row)
+        Raise(Change);
+}
+
+void PopupMenu::Font(const ControlFont& font)
+{
+    ApplyFont(*this, font);
+}
+
+QWidget* EditField::MakeWidget(QWidget* parent)
+{
+    auto* field = new QLineEdit(parent);
+    QPalette colors = field->palette();
+    for (const auto group : {QPalette::Active, QPalette::Inactive}) {
+        colors.setColor(group, QPalette::Base, Qt::white);
+        colors.setColor(group, QPalette::Text, Qt::black);
+    }
+    field->setPalette(colors);
+    return field;
+}
+
+String EditField::Text() const
+{
+    return TextOf<QLineEdit>(*this);
+}
+
+void EditField::Text(const String& value)
+{
+    WidgetOf<QLineEdit>(*this).setText(ToQt(value));
+}
+
+void EditField::Font(const ControlFont& font)
+{
+    ApplyFont(*this, font);
+}
+
+QWidget* StaticText::MakeWidget(QWidget* parent)
+{
+    auto* label = new QLabel(parent);
+    label->setTextFormat(Qt::PlainText);
+    return label;
+}
+
+String StaticText::Text() const
+{
+    return TextOf<QLabel>(*this);
+}
+
+void StaticText::Text(const String& value)
+{
+    WidgetOf<QLabel>(*this).setText(ToQt(value));
+    FitText<QLabel>(*this, 0);
+}
+
+void StaticText::Font(const ControlFont& font)
+{
+    ApplyFont(*this, font);
+    FitText<QLabel>(*this, 0);
+}
+
+void StaticText::Event_Resized()
+{
+    FitText<QLabel>(*this, 0);
+}
+
+void StaticText::Alignment(TextAlignment value)
+{
+    const Qt::Alignment side = value == TextAlignment::Left    ? Qt::AlignLeft
+                               : value == TextAlignment::Right ? Qt::AlignRight
+                                                               : Qt::AlignHCenter;
+    WidgetOf<QLabel>(*this).setAlignment(side | Qt::AlignVCenter);
+}
+
+QWidget* ProgressBar::MakeWidget(QWidget* parent)
+{
+    auto* bar = new QProgressBar(parent);
+    bar->setTextVisible(false);
+    bar->setRange(0, 100);
+    bar->setValue(0);
+    return bar;
+}
+
+int32_t ProgressBar::Value() const
+{
+    return WidgetOf<QProgressBar>(*this).value();
+}
+
+void ProgressBar::Value(int32_t value)
+{
+    WidgetOf<QProgressBar>(*this).setValue(std::clamp(value, 0, Maximum()));
+}
+
+int32_t ProgressBar::Maximum() const
+{
+    return WidgetOf<QProgressBar>(*this).maximum();
+}
+
+void ProgressBar::Maximum(int32_t value)
+{
+    // A bar without a range would show that something of unknown length is going on.
+    const int32_t maximum = std::max(value, 1);
+    const int32_t shown = std::min(Value(), maximum);
+    WidgetOf<QProgressBar>(*this).setMaximum(maximum);
+    Value(shown);
+}
+
+QWidget* Slider::MakeWidget(QWidget* parent)
+{
+    auto* slider = new QSlider(Qt::Horizontal, parent);
+    QObject::connect(slider, &QSlider::valueChanged, slider, [this] { Guard([this] { Raise(ValueChanged); }); });
+    return slider;
+}
+
+void Slider::Event_Resized()
+{
+    if (Widget() != nullptr)
+        WidgetOf<QSlider>(*this).setOrientation(Width() >= Height() ? Qt::Horizontal : Qt::Vertical);
+}
+
+template <typename Assignment> void Slider::Assign(const Assignment& assignment)
+{
+    auto& slider = WidgetOf<QSlider>(*this);
+    const int32_t before = slider.value();
+    {
+        const QSignalBlocker blocker(slider);
+        assignment(slider);
+    }
+    if (slider.value() != before)
+        Raise(ValueChanged);
+}
+
+int32_t Slider::Minimum() const
+{
+    return WidgetOf<QSlider>(*this).minimum();
+}
+
+void Slider::Minimum(int32_t value)
+{
+    Assign([=](QSlider& slider) { slider.setMinimum(value); });
+}
+
+int32_t Slider::Maximum() const
+{
+    return WidgetOf<QSlider>(*this).maximum();
+}
+
+void Slider::Maximum(int32_t value)
+{
+    Assign([=](QSlider& slider) { slider.setMaximum(value); });
+}
+
+int32_t Slider::Value() const
+{
+    return WidgetOf<QSlider>(*this).value();
+}
+
+void Slider::Value(int32_t value)
+{
+    Assign([=](QSlider& slider) { slider.setValue(value); });
+}
+
+void Slider::LineStep(int32_t value)
+{
+    WidgetOf<QSlider>(*this).setSingleStep(value);
+}
+
+void Slider::PageStep(int32_t value)
+{
+    WidgetOf<QSlider>(*this).setPageStep(value);
+}
+
+void Slider::LiveScroll(bool value)
+{
+    WidgetOf<QSlider>(*this).setTracking(value);
+}
+
+} // namespace framework

@@ -1,0 +1,140 @@
+// A menu bar of widgets over the application's tree of items.
+//
+// The tree is plain data that code changes as it likes. So the widgets follow it at the moments that count: before a
+// menu shows and before a shortcut is looked for. Each action holds the item that it shows; a menu whose items are no
+// longer those of the tree is filled anew.
+#include "framework/WindowMenus.h"
+
+#include "framework/Guard.h"
+#include "framework/QtText.h"
+#include "framework/Window.h"
+
+#include <QAction>
+#include <QKeyEvent>
+#include <QKeySequence>
+#include <QMenu>
+#include <QMenuBar>
+
+namespace framework {
+namespace {
+
+class ItemAction : public QAction {
+public:
+    ItemAction(Reference<MenuItem> item, QObject* parent) : QAction(parent), item(std::move(item)) {}
+    const Reference<MenuItem> item;
+    bool showsMenu = false;
+};
+
+QKeySequence ShortcutOf(const MenuItem& item)
+{
+    return QKeySequence(ToQt(ReplaceAll(item.KeyboardShortcut, "Cmd+", "Ctrl+")));
+}
+
+// A menu is what has items, or stands in the bar.
+bool IsMenu(const MenuItem& item, const QWidget* parent)
+{
+    return item.Count() > 0 || qobject_cast<const QMenuBar*>(parent) != nullptr;
+}
+
+bool Shows(const QWidget* parent, const MenuItem& owner)
+{
+    const auto actions = parent->actions();
+    if (actions.size() != owner.Count())
+        return false;
+    for (int32_t i = 0; i < owner.Count(); ++i) {
+        const auto* action = static_cast<const ItemAction*>(actions[i]);
+        if (!(action->item == owner.Item(i)) || action->showsMenu != IsMenu(*action->item, parent))
+            return false;
+    }
+    return true;
+}
+
+void UpdateAction(ItemAction& action)
+{
+    const MenuItem& item = *action.item;
+    action.setSeparator(item.Text == "-");
+    action.setText(ToQt(item.Text));
+    action.setShortcut(ShortcutOf(item));
+    action.setCheckable(item.Checked);
+    action.setChecked(item.Checked);
+    action.setEnabled(action.showsMenu || item.Enabled);
+}
+
+// `openMenu` is told of each menu that is about to show, `choose` of each item that was chosen.
+template <typename OpenMenu, typename Choose>
+void FillMenu(QWidget* parent, const MenuItem& owner, const OpenMenu& openMenu, const Choose& choose)
+{
+    // Deleted later: this may run within a signal of one of them.
+    for (QAction* action : parent->actions()) {
+        parent->removeAction(action);
+        if (auto* menu = action->menu<QMenu*>())
+            menu->deleteLater();
+        action->deleteLater();
+    }
+    for (int32_t i = 0; i < owner.Count(); ++i) {
+        const auto item = owner.Item(i);
+        auto* action = new ItemAction(item, parent);
+        action->setObjectName(ToQt(item->Name));
+        action->showsMenu = IsMenu(*item, parent);
+        if (action->showsMenu) {
+            auto* menu = new QMenu(parent);
+            menu->setObjectName(ToQt(item->Name));
+            action->setMenu(menu);
+            QObject::connect(menu, &QMenu::aboutToShow, parent, openMenu);
+        } else {
+            QObject::connect(action, &QAction::triggered, parent, [choose, item] { choose(item); });
+        }
+        parent->addAction(action);
+    }
+}
+
+template <typename OpenMenu, typename Choose>
+void FollowMenu(QWidget* parent, const MenuItem& owner, const OpenMenu& openMenu, const Choose& choose)
+{
+    if (!Shows(parent, owner))
+        FillMenu(parent, owner, openMenu, choose);
+    for (QAction* plain : parent->actions()) {
+        auto* action = static_cast<ItemAction*>(plain);
+        UpdateAction(*action);
+        if (action->showsMenu)
+            FollowMenu(action->menu<QMenu*>(), *action->item, openMenu, choose);
+    }
+}
+
+bool ShowsShortcut(const QWidget* parent, const QKeySequence& key)
+{
+    for (const QAction* action : parent->actions()) {
+        if (action->shortcut() == key)
+            return true;
+        if (const QWidget* menu = action->menu<QMenu*>(); menu != nullptr && ShowsShortcut(menu, key))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+WindowMenus::WindowMenus(Window& window, QWidget* parent, Reference<MenuBar> bar)
+    : bar(std::move(bar)), widget(std::make_unique<QMenuBar>(parent)), window(window)
+{
+    // The bar belongs to the layout of the window, also where a desktop would take it to the screen's edge.
+    widget->setNativeMenuBar(false);
+    Follow();
+}
+
+WindowMenus::~WindowMenus() = default;
+
+void WindowMenus::Follow()
+{
+    Window* target = &window;
+    FollowMenu(
+        widget.get(), *bar, [target] { Guard([target] { target->UpdateMenus(); }); },
+        [target](const Reference<MenuItem>& item) { Guard([&] { target->ChooseMenuItem(item); }); });
+}
+
+bool WindowMenus::HasShortcut(const QKeyEvent& key) const
+{
+    return ShowsShortcut(widget.get(), QKeySequence(key.keyCombination()));
+}
+
+} // namespace framework

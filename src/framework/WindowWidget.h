@@ -1,0 +1,66 @@
+#pragma once
+
+#include "framework/Window.h"
+#include "framework/WindowMenus.h"
+
+#include <QWidget>
+
+class QPainter;
+
+namespace framework {
+
+/// The widget of a window: a menu bar above the content, which is a widget of its own.
+class WindowWidget : public QWidget {
+public:
+    explicit WindowWidget(Window& owner);
+
+    QWidget* Content() const { return content; }
+
+    /// Builds the menu bar anew from that of the application.
+    void RebuildMenus();
+    WindowMenus* Menus() const { return menus.get(); }
+
+    /// Gives the content a size; a window that the user can't resize is held at it.
+    void FitContent(int32_t width, int32_t height);
+
+    /// The limits of the user's resizing.
+    void ApplyLimits();
+
+    /// Draws what lies behind the controls in a rectangle of the content.
+    void PaintBackground(QPainter& painter, const QRect& area) const;
+
+    /// Shows a rectangle of the window's port in the canvases that it meets, at once.
+    void RepaintPort(const platform::PortRect& area);
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    bool event(QEvent* event) override;
+
+private:
+    int BarHeight() const;
+    void PlaceContent();
+
+    Window& owner;
+    QWidget* content;
+    std::unique_ptr<WindowMenus> menus;
+};
+
+/// What a window keeps.
+struct Window::State {
+    String title;
+    int32_t width = 300;
+    int32_t height = 300;
+    bool visible = true;
+    bool opened = false;
+    bool closed = false;
+    Reference<Picture> backdrop;
+    std::vector<std::shared_ptr<Control>> controls;
+    std::map<std::string, std::function<bool()>> handlers;
+    platform::PortReference port = 0;
+    int32_t reference = 0;
+    std::unique_ptr<WindowWidget> widget; // null before `Construct`
+};
+
+} // namespace framework

@@ -1,0 +1,224 @@
+// Compressing by libavcodec. Every codec here stores each frame by itself, so a frame in is a frame out.
+//
+// A codec has one pixel layout, and DV two sizes besides; whatever comes is converted and scaled to that. The encoder
+// is opened with the first frame and again when the size changes. Colours stay those of BT.601, which is what cameras
+// deliver, and are marked so where a codec can tell.
+#include "platform/compression/CodecCompressor.h"
+
+#include "platform/compression/CodecTags.h"
+#include "platform/compression/FrameReader.h"
+#include "platform/compression/LibavOwners.h"
+#include "platform/compression/PictureConversion.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace platform {
+namespace {
+
+struct Encoder {
+    FourCharCode code;
+    const char* name; ///< the library's
+    AVPixelFormat format;
+    const char* options; ///< names and values with "=" and ":" between
+    int quantizer;       ///< at normal quality, 0 for codecs that have no choice
+};
+
+constexpr Encoder kEncoders[] = {
+    {CodeOf("png "), "png", AV_PIX_FMT_RGB24, "compression_level=1:pred=sub", 0},
+    {CodeOf("dvc "), "dvvideo", AV_PIX_FMT_YUV411P, "", 0},
+    {CodeOf("apco"), "prores_ks", AV_PIX_FMT_YUV422P10, "profile=proxy", 16},
+    {CodeOf("apcs"), "prores_ks", AV_PIX_FMT_YUV422P10, "profile=lt", 10},
+    {CodeOf("apcn"), "prores_ks", AV_PIX_FMT_YUV422P10, "profile=standard", 6},
+    {CodeOf("apch"), "prores_ks", AV_PIX_FMT_YUV422P10, "profile=hq", 4},
+};
+
+// The quantizer doubles from normal quality to the lowest and halves to the highest. A fixed one spares ProRes the
+// search for one that fills a given rate, which takes five times as long as all the rest.
+int QuantizerOf(const Encoder& encoder, int32_t spatialQuality)
+{
+    const double steps = (512 - std::clamp(spatialQuality, 0, 1024)) / 512.0;
+    return static_cast<int>(std::lround(encoder.quantizer * std::exp2(steps)));
+}
+
+struct Size {
+    int32_t width = 0;
+    int32_t height = 0;
+
+    bool operator==(const Size&) const = default;
+};
+
+bool IsDv(const Encoder& encoder)
+{
+    return encoder.code == CodeOf("dvc ");
+}
+
+// Sources of 576 or 288 lines are PAL, all others are stored as NTSC.
+bool IsPal(int32_t height)
+{
+    return height == 576 || height == 288;
+}
+
+Size StoredSize(const Encoder& encoder, const Size& size)
+{
+    if (!IsDv(encoder))
+        return size;
+    return {720, IsPal(size.height) ? 576 : 480};
+}
+
+AVPixelFormat FormatOf(FourCharCode layout)
+{
+    switch (layout) {
+    case k2vuyPixelFormat:
+        return AV_PIX_FMT_UYVY422;
+    case kYuvsPixelFormat:
+        return AV_PIX_FMT_YUYV422;
+    case kY420PixelFormat:
+        return AV_PIX_FMT_YUV420P;
+    case kNV12PixelFormat:
+        return AV_PIX_FMT_NV12;
+    case kRGB24PixelFormat:
+        return AV_PIX_FMT_RGB24;
+    case kBGR24PixelFormat:
+        return AV_PIX_FMT_BGR24;
+    case kGreyPixelFormat:
+        return AV_PIX_FMT_GRAY8;
+    default:
+        return AV_PIX_FMT_BGR0;
+    }
+}
+
+class CodecCompressor : public FrameCompressor {
+public:
+    CodecCompressor(const CompressionSettings& settings, const Encoder& encoder) : settings(settings), encoder(encoder)
+    {
+    }
+
+    OwnedBlock Compress(const RawFrame& frame) override
+    {
+        const auto picture = reader.Read(frame);
+        if (!picture || !OpenFor({picture->width, picture->height}))
+            return {};
+        AVFrame& stored = *converted;
+        if (av_frame_make_writable(&stored) < 0 || !conversion.Convert(Wrapped(*picture), stored))
+            return {};
+        stored.pts = next++;
+        if (avcodec_send_frame(context.get(), &stored) < 0 || avcodec_receive_packet(context.get(), packet.get()) < 0) {
+            context.reset();
+            return {};
+        }
+        OwnedBlock block = BlockOf({packet->data, static_cast<size_t>(packet->size)});
+        av_packet_unref(packet.get());
+        return block;
+    }
+
+    ImageDescription Description(int32_t width, int32_t height) const override
+    {
+        const Size size = StoredSize(encoder, {width, height});
+        const bool isDvPal = IsDv(encoder) && IsPal(height);
+        ImageDescription description =
+            DescriptionOfPassThrough(isDvPal ? CodeOf("dvcp") : encoder.code, size.width, size.height);
+        description.spatialQuality = settings.spatialQuality;
+        return description;
+    }
+
+private:
+    bool OpenFor(const Size& size)
+    {
+        if (context && size == opened)
+            return true;
+        SilenceLibav();
+        opened = size;
+        const AVCodec* codec = avcodec_find_encoder_by_name(encoder.name);
+        context.reset(avcodec_alloc_context3(codec));
+        if (!packet)
+            packet.reset(av_packet_alloc());
+        source.reset(av_frame_alloc());
+        if (codec == nullptr || !context || !packet || !source || !MakeTarget(StoredSize(encoder, size)))
+            return false;
+        context->width = converted->width;
+        context->height = converted->height;
+        context->pix_fmt = static_cast<AVPixelFormat>(converted->format);
+        context->colorspace = converted->colorspace;
+        context->color_range = converted->color_range;
+        // DV alone has a rate in its frames, that of its television system.
+        context->time_base = IsPal(converted->height) ? AVRational{1, 25} : AVRational{1001, 30000};
+        context->thread_count = 1;
+        if (encoder.quantizer != 0) {
+            context->flags |= AV_CODEC_FLAG_QSCALE;
+            context->global_quality = QuantizerOf(encoder, settings.spatialQuality) * FF_QP2LAMBDA;
+        }
+        AVDictionary* options = nullptr;
+        av_dict_parse_string(&options, encoder.options, "=", ":", 0);
+        const int result = avcodec_open2(context.get(), codec, &options);
+        av_dict_free(&options);
+        if (result < 0)
+            context.reset();
+        return result >= 0;
+    }
+
+    bool MakeTarget(const Size& size)
+    {
+        converted.reset(av_frame_alloc());
+        if (!converted)
+            return false;
+        const bool isPal = IsDv(encoder) && IsPal(size.height);
+        converted->format = isPal ? AV_PIX_FMT_YUV420P : encoder.format;
+        converted->width = size.width;
+        converted->height = size.height;
+        const bool isRgb = encoder.format == AV_PIX_FMT_RGB24;
+        converted->colorspace = isRgb ? AVCOL_SPC_RGB : AVCOL_SPC_SMPTE170M;
+        converted->color_range = isRgb ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+        return av_frame_get_buffer(converted.get(), 0) >= 0;
+    }
+
+    // The picture as the library's frame. The scaler may read a little past a row's end, so that the pixels are copied
+    // to where there is room behind them.
+    const AVFrame& Wrapped(const RawPicture& picture)
+    {
+        constexpr size_t kRoom = 64;
+        const int64_t size = PackedImageSize(picture.layout, picture.width, picture.height);
+        const auto bytes = static_cast<size_t>(size);
+        if (padded.size() < bytes + kRoom)
+            padded.resize(bytes + kRoom);
+        std::copy_n(picture.pixels, bytes, padded.begin());
+        const int32_t half = (picture.width + 1) / 2;
+        const ptrdiff_t luma = ptrdiff_t{picture.rowBytes} * picture.height;
+        const ptrdiff_t chroma = ptrdiff_t{half} * ((picture.height + 1) / 2);
+        source->format = FormatOf(picture.layout);
+        source->width = picture.width;
+        source->height = picture.height;
+        source->colorspace = AVCOL_SPC_SMPTE170M;
+        source->data[0] = padded.data();
+        source->linesize[0] = picture.rowBytes;
+        source->data[1] = padded.data() + luma;
+        source->data[2] = padded.data() + luma + chroma;
+        source->linesize[1] = picture.layout == kNV12PixelFormat ? 2 * half : half;
+        source->linesize[2] = half;
+        return *source;
+    }
+
+    CompressionSettings settings;
+    Encoder encoder;
+    Size opened;
+    CodecContextOwner context;
+    PacketOwner packet;
+    FrameOwner source;
+    FrameOwner converted;
+    PictureConversion conversion;
+    FrameReader reader;
+    std::vector<uint8_t> padded;
+    int64_t next = 0;
+};
+
+} // namespace
+
+std::unique_ptr<FrameCompressor> MakeCodecCompressor(const CompressionSettings& settings)
+{
+    const auto* encoder = std::ranges::find(kEncoders, settings.codec, &Encoder::code);
+    if (encoder == std::end(kEncoders) || avcodec_find_encoder_by_name(encoder->name) == nullptr)
+        return nullptr;
+    return std::make_unique<CodecCompressor>(settings, *encoder);
+}
+
+} // namespace platform

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "platform/compression/FrameCompressor.h"
+
+namespace platform {
+
+/// A compressor by libavcodec for an intra-frame codec ("png ", "dvc ", the ProRes family), or null for another.
+std::unique_ptr<FrameCompressor> MakeCodecCompressor(const CompressionSettings& settings);
+
+} // namespace platform

@@ -1,0 +1,185 @@
+// Decoding by libavcodec, for all that is neither JPEG nor raw.
+//
+// One frame in, one picture out: the context runs without frame threads and with low delay, so a codec that doesn't
+// reorder answers each packet at once. Where a codec does hold a picture back, a frame shows nothing and the next one
+// shows both in turn, which is the most a live picture needs.
+//
+// The library reads some bytes past a packet's end, so each frame is copied into a buffer of the decoder's own with
+// that room behind it. The buffer is kept from frame to frame.
+#include "platform/compression/CodecDecoder.h"
+
+#include "platform/compression/CodecTags.h"
+#include "platform/compression/LibavOwners.h"
+#include "platform/compression/PictureConversion.h"
+
+#include <cstring>
+
+namespace platform {
+namespace {
+
+// The bytes of a decoder's own set-up among a description's extensions: the content of an atom, or what the
+// descriptors within "esds" hold.
+class CodecSetUp {
+public:
+    explicit CodecSetUp(std::span<const uint8_t> extensions)
+    {
+        while (extensions.size() >= 8) {
+            const size_t size = Big32(extensions);
+            if (size < 8 || size > extensions.size())
+                return;
+            ReadAtom(Big32(extensions.subspan(4)), extensions.subspan(8, size - 8));
+            extensions = extensions.subspan(size);
+        }
+    }
+
+    std::span<const uint8_t> bytes;
+
+private:
+    static uint32_t Big32(std::span<const uint8_t> at)
+    {
+        return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | at[3];
+    }
+
+    void ReadAtom(FourCharCode type, std::span<const uint8_t> content)
+    {
+        if (type == CodeOf("avcC") || type == CodeOf("hvcC") || type == CodeOf("glbl"))
+            bytes = content;
+        else if (type == CodeOf("esds") && content.size() > 4)
+            ReadDescriptors(content.subspan(4));
+    }
+
+    // Descriptors nest: a tag, a length of up to four bytes of seven bits, fields of a known size, further descriptors.
+    void ReadDescriptors(std::span<const uint8_t> at)
+    {
+        constexpr uint8_t kElementaryStream = 3, kDecoderConfiguration = 4, kDecoderSpecific = 5;
+        while (at.size() >= 2) {
+            const uint8_t tag = at[0];
+            size_t length = 0, used = 1;
+            bool more = true;
+            while (more && used < 5 && used < at.size()) {
+                length = length << 7 | (at[used] & 0x7F);
+                more = (at[used++] & 0x80) != 0;
+            }
+            at = at.subspan(used);
+            if (tag == kDecoderSpecific) {
+                bytes = at.first(std::min(length, at.size()));
+                return;
+            }
+            const size_t fields = tag == kElementaryStream ? 3 : tag == kDecoderConfiguration ? 13 : length;
+            at = at.subspan(std::min(fields, at.size()));
+        }
+    }
+};
+
+class CodecDecoder : public FrameDecoder {
+public:
+    static std::unique_ptr<FrameDecoder> Make(const ImageDescription& description, AVCodecID codec)
+    {
+        auto decoder = std::make_unique<CodecDecoder>();
+        return decoder->Open(description, codec) ? std::move(decoder) : nullptr;
+    }
+
+    Result Decode(std::span<const uint8_t> frame, const PortPixels& target) override
+    {
+        if (target.width != width || target.height != height)
+            return paramErr;
+        if (frame.empty() || !FillPacket(frame))
+            return codecBadDataErr;
+        if (const int sent = avcodec_send_packet(context.get(), packet.get()); sent < 0) {
+            Recover();
+            return codecBadDataErr;
+        }
+        const int received = avcodec_receive_frame(context.get(), picture.get());
+        if (received == AVERROR(EAGAIN))
+            return noErr;
+        if (received < 0) {
+            Recover();
+            return codecBadDataErr;
+        }
+        if (picture->width != width || picture->height != height)
+            return codecSizeErr;
+        return conversion.To32(*picture, target.pixels, target.rowBytes) ? noErr : codecErr;
+    }
+
+private:
+    bool Open(const ImageDescription& description, AVCodecID codec)
+    {
+        SilenceLibav();
+        const AVCodec* implementation = avcodec_find_decoder(codec);
+        context.reset(avcodec_alloc_context3(implementation));
+        packet.reset(av_packet_alloc());
+        picture.reset(av_frame_alloc());
+        if (implementation == nullptr || !context || !packet || !picture)
+            return false;
+        width = description.width;
+        height = description.height;
+        context->width = width;
+        context->height = height;
+        context->codec_tag = __builtin_bswap32(description.codec);
+        context->bits_per_coded_sample = description.depth;
+        context->thread_count = 1;
+        context->flags |= AV_CODEC_FLAG_LOW_DELAY;
+        context->err_recognition = 0;
+        // A frame that claims a far larger size is refused before memory is taken for it. The room is for codecs that
+        // round sides up to blocks and lay borders around the picture.
+        constexpr int32_t kRoom = 512;
+        context->max_pixels = int64_t{width + kRoom} * (height + kRoom);
+        const CodecSetUp setUp(description.extensions);
+        return AddExtraData(setUp.bytes) && avcodec_open2(context.get(), implementation, nullptr) == 0;
+    }
+
+    bool AddExtraData(std::span<const uint8_t> bytes)
+    {
+        if (bytes.empty())
+            return true;
+        context->extradata = static_cast<uint8_t*>(av_mallocz(bytes.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+        if (context->extradata == nullptr)
+            return false;
+        std::memcpy(context->extradata, bytes.data(), bytes.size());
+        context->extradata_size = static_cast<int>(bytes.size());
+        return true;
+    }
+
+    // The packet's buffer is used again unless the codec still holds the last frame's.
+    bool FillPacket(std::span<const uint8_t> frame)
+    {
+        const size_t needed = frame.size() + AV_INPUT_BUFFER_PADDING_SIZE;
+        if (!buffer || buffer->size < needed || av_buffer_is_writable(buffer.get()) == 0)
+            buffer.reset(av_buffer_alloc(needed + needed / 4));
+        if (!buffer)
+            return false;
+        std::memcpy(buffer->data, frame.data(), frame.size());
+        std::memset(buffer->data + frame.size(), 0, AV_INPUT_BUFFER_PADDING_SIZE);
+        av_packet_unref(packet.get());
+        packet->buf = av_buffer_ref(buffer.get());
+        packet->data = buffer->data;
+        packet->size = static_cast<int>(frame.size());
+        packet->flags = AV_PKT_FLAG_KEY;
+        return packet->buf != nullptr;
+    }
+
+    // Forgets what a bad frame left behind, so that it can't harm the next.
+    void Recover()
+    {
+        av_packet_unref(packet.get());
+        avcodec_flush_buffers(context.get());
+    }
+
+    CodecContextOwner context;
+    PacketOwner packet;
+    FrameOwner picture;
+    BufferOwner buffer;
+    PictureConversion conversion;
+    int32_t width = 0;
+    int32_t height = 0;
+};
+
+} // namespace
+
+std::unique_ptr<FrameDecoder> MakeCodecDecoder(const ImageDescription& description)
+{
+    const CodecTag* tag = FindCodecTag(description.codec);
+    return tag == nullptr ? nullptr : CodecDecoder::Make(description, tag->codec);
+}
+
+} // namespace platform

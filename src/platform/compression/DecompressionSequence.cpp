@@ -1,0 +1,184 @@
+// Decompression sequences.
+//
+// A sequence is everything that one description needs to get onto one port, built once and used for each frame: the
+// decoder, the transform, the block that a frame is decoded into before it is transformed. Which of these a sequence
+// has is settled when it begins:
+//
+//   32-bit pixels                     no decoder; drawn from where they lie
+//   anything else, upright, unscaled  decoded straight into the port when that has the picture's size
+//   anything else                     decoded into the block, drawn from there
+//
+// The port is only borrowed: its pixels are asked for again with each frame, since a window may have changed size or
+// gone. A sequence is used by one thread at a time.
+#include "platform/compression/DecompressionSequence.h"
+
+#include "platform/compression/FrameDecoder.h"
+#include "platform/compression/Matrix.h"
+#include "platform/compression/PictureDrawing.h"
+#include "platform/compression/RawPictures.h"
+#include "platform/memory/ReferenceTable.h"
+
+namespace platform {
+namespace {
+
+constexpr int32_t kRowAlignment = 64;
+
+struct Sides {
+    int16_t top, left, bottom, right;
+};
+
+bool IsIdentity(const Transform& t)
+{
+    return t.a == 1 && t.b == 0 && t.c == 0 && t.d == 1 && t.tx == 0 && t.ty == 0;
+}
+
+class Sequence {
+public:
+    Result Begin(const ImageDescription& newDescription, PortReference newPort, Address sourceRect, Address matrix)
+    {
+        description = newDescription;
+        port = newPort;
+        if (!ReadMatrix(matrix) || !ReadPart(sourceRect))
+            return paramErr;
+        if (LayoutOf(description) != kPixelFormat32) {
+            decoder = FrameDecoder::Create(description);
+            if (!decoder)
+                return noCodecErr;
+        }
+        return noErr;
+    }
+
+    Result Show(std::span<const uint8_t> frame)
+    {
+        const auto target = PixelsOfPort(port);
+        if (!target)
+            return paramErr;
+        Transform mapping = transform;
+        mapping.tx -= target->left;
+        mapping.ty -= target->top;
+        if (decoder && IsWhole() && IsIdentity(mapping) && target->width == description.width &&
+            target->height == description.height) {
+            const Result result = decoder->Decode(frame, *target);
+            if (result == noErr)
+                NotePortChanged(port, {0, 0, target->width, target->height});
+            return result;
+        }
+        SourcePixels source;
+        const Result result = decoder ? DecodeAside(frame, source) : UseInPlace(frame, source);
+        if (result != noErr)
+            return result;
+        DrawPart(source, mapping, *target);
+        return noErr;
+    }
+
+private:
+    bool ReadMatrix(Address matrix)
+    {
+        if (matrix != 0 && BytesAt(matrix, 36).empty())
+            return false;
+        transform = TransformAt(matrix);
+        return true;
+    }
+
+    bool ReadPart(Address sourceRect)
+    {
+        part = {0, 0, description.width, description.height};
+        if (sourceRect == 0)
+            return true;
+        if (BytesAt(sourceRect, sizeof(Sides)).empty())
+            return false;
+        const auto sides = Peek<Sides>(sourceRect);
+        part = {sides.left, sides.top, sides.right - sides.left, sides.bottom - sides.top};
+        return sides.left >= 0 && sides.top >= 0 && part.width > 0 && part.height > 0 &&
+               sides.right <= description.width && sides.bottom <= description.height;
+    }
+
+    bool IsWhole() const { return part.width == description.width && part.height == description.height; }
+
+    Result DecodeAside(std::span<const uint8_t> frame, SourcePixels& source)
+    {
+        const int32_t rowBytes = (description.width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+        if (decoded.Get() == 0)
+            decoded = OwnedBlock(int64_t{rowBytes} * description.height);
+        if (decoded.Get() == 0)
+            return memFullErr;
+        PortPixels pixels;
+        pixels.pixels = PointerAt<uint8_t>(decoded.Get());
+        pixels.rowBytes = rowBytes;
+        pixels.width = description.width;
+        pixels.height = description.height;
+        source = {pixels.pixels, rowBytes, pixels.width, pixels.height};
+        return decoder->Decode(frame, pixels);
+    }
+
+    Result UseInPlace(std::span<const uint8_t> frame, SourcePixels& source) const
+    {
+        const auto picture =
+            PictureIn(frame, kPixelFormat32, description.width, description.height, description.rowBytes);
+        if (!picture)
+            return codecBadDataErr;
+        source = {picture->pixels, picture->rowBytes, picture->width, picture->height};
+        return noErr;
+    }
+
+    // The part keeps its place: the transform maps the points of the whole image.
+    void DrawPart(SourcePixels source, Transform mapping, const PortPixels& target)
+    {
+        source.pixels += ptrdiff_t{part.top} * source.rowBytes + ptrdiff_t{part.left} * 4;
+        source.width = part.width;
+        source.height = part.height;
+        mapping.tx += mapping.a * part.left + mapping.c * part.top;
+        mapping.ty += mapping.b * part.left + mapping.d * part.top;
+        NotePortChanged(port, drawing.Draw(source, mapping, target));
+    }
+
+    ImageDescription description;
+    PortReference port = 0;
+    Transform transform;
+    PortRect part;
+    std::unique_ptr<FrameDecoder> decoder;
+    OwnedBlock decoded;
+    PictureDrawing drawing;
+};
+
+ReferenceTable<Sequence>& Sequences()
+{
+    static auto* table = new ReferenceTable<Sequence>(kSequenceReference);
+    return *table;
+}
+
+} // namespace
+
+Result DecompressSequenceBeginS(Address sequence, Handle description, Address, int32_t, PortReference port, int32_t,
+                                Address sourceRect, Address matrix, int16_t, int32_t, uint32_t, int32_t, int32_t)
+{
+    const auto record = HandleBytes(description);
+    const auto target = PixelsOfPort(port);
+    if (!Poke(sequence, int32_t{0}) || record.data() == nullptr || !target || target->format != kPixelFormat32)
+        return paramErr;
+    ImageDescription read;
+    if (!ReadImageDescription(record, read))
+        return codecBadDataErr;
+    const auto begun = std::make_shared<Sequence>();
+    if (const Result result = begun->Begin(read, port, sourceRect, matrix); result != noErr)
+        return result;
+    Poke(sequence, Sequences().Add(begun));
+    return noErr;
+}
+
+Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataSize, int32_t, Address outFlags, int32_t,
+                                   Address)
+{
+    const auto found = Sequences().Find(sequence);
+    const auto frame = BytesAt(data, dataSize);
+    if (!found || frame.empty() || (outFlags != 0 && !Poke(outFlags, int32_t{0})))
+        return paramErr;
+    return found->Show(frame);
+}
+
+Result CDSequenceEnd(int32_t sequence)
+{
+    return Sequences().Remove(sequence) ? noErr : paramErr;
+}
+
+} // namespace platform

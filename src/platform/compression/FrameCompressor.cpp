@@ -1,0 +1,66 @@
+#include "platform/compression/FrameCompressor.h"
+
+#include "platform/compression/CodecCompressor.h"
+#include "platform/compression/CodecTags.h"
+#include "platform/compression/JpegCompressor.h"
+#include "platform/compression/RawCompressor.h"
+#include "platform/compression/RawPictures.h"
+
+#include <algorithm>
+
+namespace platform {
+namespace {
+
+using Maker = std::unique_ptr<FrameCompressor> (*)(const CompressionSettings&);
+
+struct Entry {
+    FourCharCode codec;
+    const char* name;
+    Maker make;
+};
+
+// In the order in which dialogs list them.
+constexpr Entry kCompressors[] = {
+    {CodeOf("jpeg"), "Photo JPEG", MakeJpegCompressor},
+    {CodeOf("png "), "PNG", MakeCodecCompressor},
+    {CodeOf("apco"), "ProRes 422 Proxy", MakeCodecCompressor},
+    {CodeOf("apcs"), "ProRes 422 LT", MakeCodecCompressor},
+    {CodeOf("apcn"), "ProRes 422", MakeCodecCompressor},
+    {CodeOf("apch"), "ProRes 422 HQ", MakeCodecCompressor},
+    {CodeOf("dvc "), "DV", MakeCodecCompressor},
+    {CodeOf("2vuy"), "Uncompressed YUV 4:2:2", MakeRawCompressor},
+    {CodeOf("yuvs"), "Uncompressed YUV 4:2:2 (luma first)", MakeRawCompressor},
+    {CodeOf("raw "), "Uncompressed RGB", MakeRawCompressor},
+};
+
+} // namespace
+
+std::vector<CompressorName> AvailableCompressors()
+{
+    std::vector<CompressorName> names;
+    for (const Entry& entry : kCompressors)
+        if (FrameCompressor::Create({.codec = entry.codec}))
+            names.push_back({entry.codec, entry.name});
+    return names;
+}
+
+std::unique_ptr<FrameCompressor> FrameCompressor::Create(const CompressionSettings& settings)
+{
+    const auto* entry = std::ranges::find(kCompressors, settings.codec, &Entry::codec);
+    return entry == std::end(kCompressors) ? nullptr : entry->make(settings);
+}
+
+ImageDescription DescriptionOfPassThrough(FourCharCode format, int32_t width, int32_t height)
+{
+    if (PackedRowBytes(format, 1) != 0)
+        return DescriptionOfLayout(format, width, height);
+    ImageDescription description;
+    description.codec = format;
+    description.width = width;
+    description.height = height;
+    const CodecTag* tag = FindCodecTag(format);
+    description.name = tag == nullptr ? TextOf(format) : std::string(tag->name);
+    return description;
+}
+
+} // namespace platform

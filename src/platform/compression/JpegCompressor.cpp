@@ -1,0 +1,179 @@
+// Compressing JPEG by TurboJPEG.
+//
+// Pictures that come as luma and chroma go in as planes, without a detour through RGB: 4:2:2 stays 4:2:2 and 4:2:0
+// stays 4:2:0. Cameras use the video range (luma 16 to 235, chroma 16 to 240) while JPEG uses all 256 values, so the
+// planes are stretched on the way. Pictures of an odd width or height, which the planes can't express exactly, and
+// all RGB ones go in as RGB and are stored as 4:2:2.
+#include "platform/compression/JpegCompressor.h"
+
+#include "platform/compression/FrameReader.h"
+
+#include <libyuv.h>
+#include <turbojpeg.h>
+
+#include <algorithm>
+
+namespace platform {
+namespace {
+
+struct TurboDeleter {
+    void operator()(void* handle) const { tjDestroy(handle); }
+};
+
+// 512, the normal quality, is where artefacts stop being noticed at a glance.
+int QualityOf(int32_t spatialQuality)
+{
+    constexpr int kLowest = 25, kNormal = 85, kHighest = 100;
+    const int32_t quality = std::clamp(spatialQuality, 0, 1024);
+    if (quality <= 512)
+        return kLowest + (kNormal - kLowest) * quality / 512;
+    return kNormal + (kHighest - kNormal) * (quality - 512) / 512;
+}
+
+// Applies a function to bytes. The inner loop's fixed length is what lets the compiler use vector instructions.
+template <typename Function> void ForEachByte(std::span<uint8_t> bytes, Function function)
+{
+    constexpr size_t kRun = 64;
+    uint8_t* at = bytes.data();
+    uint8_t* const end = at + bytes.size();
+    for (; end - at >= static_cast<ptrdiff_t>(kRun); at += kRun)
+        for (size_t i = 0; i < kRun; ++i)
+            at[i] = function(at[i]);
+    for (; at != end; ++at)
+        *at = function(*at);
+}
+
+// 16 to 235 becomes 0 to 255; the products stay within 16 bits.
+uint8_t StretchedLuma(uint8_t value)
+{
+    const uint8_t held = std::clamp<uint8_t>(value, 16, 235);
+    return static_cast<uint8_t>(static_cast<uint16_t>((held - 16) * 149 + 64) >> 7);
+}
+
+// 16 to 240 becomes 0 to 255, and 128 stays 128.
+uint8_t StretchedChroma(uint8_t value)
+{
+    const uint8_t held = std::clamp<uint8_t>(value, 16, 240);
+    return static_cast<uint8_t>(static_cast<uint16_t>((held - 16) * 291 + 256) >> 8);
+}
+
+// Three planes in one buffer.
+struct Planes {
+    uint8_t* plane[3];
+    int32_t rowBytes[3];
+};
+
+class JpegCompressor : public FrameCompressor {
+public:
+    explicit JpegCompressor(const CompressionSettings& settings) : settings(settings), turbo(tjInitCompress()) {}
+
+    OwnedBlock Compress(const RawFrame& frame) override
+    {
+        const auto picture = reader.Read(frame);
+        if (!turbo || !picture)
+            return {};
+        const bool isEven = picture->width % 2 == 0 && picture->height % 2 == 0;
+        switch (picture->layout) {
+        case k2vuyPixelFormat:
+        case kYuvsPixelFormat:
+            return isEven ? CompressPlanes(*picture, TJSAMP_422) : CompressAs32(*picture);
+        case kY420PixelFormat:
+        case kNV12PixelFormat:
+            return isEven ? CompressPlanes(*picture, TJSAMP_420) : CompressAs32(*picture);
+        case kGreyPixelFormat:
+            return CompressPixels(*picture, TJPF_GRAY, TJSAMP_GRAY);
+        case kRGB24PixelFormat:
+            return CompressPixels(*picture, TJPF_RGB, TJSAMP_422);
+        case kBGR24PixelFormat:
+            return CompressPixels(*picture, TJPF_BGR, TJSAMP_422);
+        default:
+            return CompressAs32(*picture);
+        }
+    }
+
+    ImageDescription Description(int32_t width, int32_t height) const override
+    {
+        ImageDescription description = DescriptionOfPassThrough(CodeOf("jpeg"), width, height);
+        description.spatialQuality = settings.spatialQuality;
+        return description;
+    }
+
+private:
+    OwnedBlock CompressAs32(const RawPicture& picture)
+    {
+        const auto pixels = reader.As32(picture);
+        return pixels ? CompressPixels(*pixels, TJPF_BGRX, TJSAMP_422) : OwnedBlock();
+    }
+
+    OwnedBlock CompressPixels(const RawPicture& picture, TJPF pixelFormat, TJSAMP sampling)
+    {
+        unsigned long size = Reserve(picture, sampling);
+        uint8_t* target = output.data();
+        const int result =
+            tjCompress2(turbo.get(), picture.pixels, picture.width, picture.rowBytes, picture.height, pixelFormat,
+                        &target, &size, sampling, QualityOf(settings.spatialQuality), TJFLAG_NOREALLOC);
+        return result == 0 ? BlockOf({output.data(), size}) : OwnedBlock();
+    }
+
+    OwnedBlock CompressPlanes(const RawPicture& picture, TJSAMP sampling)
+    {
+        const Planes split = Split(picture, sampling);
+        unsigned long size = Reserve(picture, sampling);
+        uint8_t* target = output.data();
+        const uint8_t* const sources[3] = {split.plane[0], split.plane[1], split.plane[2]};
+        const int result = tjCompressFromYUVPlanes(turbo.get(), const_cast<const uint8_t**>(sources), picture.width,
+                                                   split.rowBytes, picture.height, sampling, &target, &size,
+                                                   QualityOf(settings.spatialQuality), TJFLAG_NOREALLOC);
+        return result == 0 ? BlockOf({output.data(), size}) : OwnedBlock();
+    }
+
+    unsigned long Reserve(const RawPicture& picture, TJSAMP sampling)
+    {
+        const unsigned long most = tjBufSize(picture.width, picture.height, sampling);
+        if (output.size() < most)
+            output.resize(most);
+        return most;
+    }
+
+    // The picture's planes, in JPEG's range.
+    Planes Split(const RawPicture& picture, TJSAMP sampling)
+    {
+        const int32_t width = picture.width, height = picture.height;
+        const size_t luma = static_cast<size_t>(width) * static_cast<size_t>(height);
+        const size_t chroma = luma / (sampling == TJSAMP_420 ? 4 : 2);
+        if (planes.size() < luma + 2 * chroma)
+            planes.resize(luma + 2 * chroma);
+        uint8_t* y = planes.data();
+        const Planes split{{y, y + luma, y + luma + chroma}, {width, width / 2, width / 2}};
+        const uint8_t* second = picture.pixels + static_cast<ptrdiff_t>(luma);
+        if (picture.layout == k2vuyPixelFormat)
+            libyuv::UYVYToI422(picture.pixels, picture.rowBytes, split.plane[0], width, split.plane[1], width / 2,
+                               split.plane[2], width / 2, width, height);
+        else if (picture.layout == kYuvsPixelFormat)
+            libyuv::YUY2ToI422(picture.pixels, picture.rowBytes, split.plane[0], width, split.plane[1], width / 2,
+                               split.plane[2], width / 2, width, height);
+        else if (picture.layout == kNV12PixelFormat)
+            libyuv::NV12ToI420(picture.pixels, width, second, width, split.plane[0], width, split.plane[1], width / 2,
+                               split.plane[2], width / 2, width, height);
+        else
+            std::copy_n(picture.pixels, luma + 2 * chroma, y);
+        ForEachByte({y, luma}, StretchedLuma);
+        ForEachByte({y + luma, 2 * chroma}, StretchedChroma);
+        return split;
+    }
+
+    CompressionSettings settings;
+    std::unique_ptr<void, TurboDeleter> turbo;
+    FrameReader reader;
+    std::vector<uint8_t> planes;
+    std::vector<uint8_t> output;
+};
+
+} // namespace
+
+std::unique_ptr<FrameCompressor> MakeJpegCompressor(const CompressionSettings& settings)
+{
+    return std::make_unique<JpegCompressor>(settings);
+}
+
+} // namespace platform

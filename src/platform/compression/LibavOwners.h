@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libswscale/swscale.h>
+}
+
+namespace platform {
+
+/// Gives back what libavcodec's and libswscale's own functions have made.
+struct LibavDeleter {
+    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+    void operator()(AVBufferRef* buffer) const { av_buffer_unref(&buffer); }
+    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+};
+
+using CodecContextOwner = std::unique_ptr<AVCodecContext, LibavDeleter>;
+using PacketOwner = std::unique_ptr<AVPacket, LibavDeleter>;
+using FrameOwner = std::unique_ptr<AVFrame, LibavDeleter>;
+using BufferOwner = std::unique_ptr<AVBufferRef, LibavDeleter>;
+using ScalerOwner = std::unique_ptr<SwsContext, LibavDeleter>;
+
+/// Keeps the library from writing about each damaged frame to the terminal: results tell about those.
+inline void SilenceLibav()
+{
+    av_log_set_level(AV_LOG_QUIET);
+}
+
+} // namespace platform

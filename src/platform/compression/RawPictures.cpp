@@ -1,0 +1,139 @@
+#include "platform/compression/RawPictures.h"
+
+#include <libyuv.h>
+
+namespace platform {
+namespace {
+
+constexpr FourCharCode kBGRACodec = CodeOf("BGRA");
+
+bool IsPlanar(FourCharCode layout)
+{
+    return layout == kY420PixelFormat || layout == kNV12PixelFormat;
+}
+
+// A packed row of the first plane. ARGB and the ports' pixels differ only in the order of their bytes.
+int32_t PackedRow(FourCharCode layout, int32_t width)
+{
+    return PackedRowBytes(layout == kARGBLayout ? kPixelFormat32 : layout, width);
+}
+
+// Stride of one chroma plane of y420; two of them make the stride of nv12's second plane.
+int32_t ChromaRowBytes(const RawPicture& picture)
+{
+    return (picture.rowBytes + 1) / 2;
+}
+
+void ConvertPlanar(const RawPicture& picture, uint8_t* target, int32_t targetRowBytes)
+{
+    const uint8_t* chroma = picture.pixels + ptrdiff_t{picture.rowBytes} * picture.height;
+    const int32_t rowBytes = ChromaRowBytes(picture);
+    if (picture.layout == kNV12PixelFormat) {
+        libyuv::NV12ToARGB(picture.pixels, picture.rowBytes, chroma, 2 * rowBytes, target, targetRowBytes,
+                           picture.width, picture.height);
+        return;
+    }
+    const uint8_t* second = chroma + ptrdiff_t{rowBytes} * ((picture.height + 1) / 2);
+    libyuv::I420ToARGB(picture.pixels, picture.rowBytes, chroma, rowBytes, second, rowBytes, target, targetRowBytes,
+                       picture.width, picture.height);
+}
+
+using Conversion = int (*)(const uint8_t*, int, uint8_t*, int, int, int);
+
+// The library names 32-bit orders as they stand in a register, which is the reverse of memory; its "RAW" is red first
+// in memory and its "RGB24" blue first. Grey comes from cameras that use the full range.
+Conversion ConversionOf(FourCharCode layout)
+{
+    switch (layout) {
+    case kPixelFormat32:
+        return libyuv::ARGBCopy;
+    case kARGBLayout:
+        return libyuv::BGRAToARGB;
+    case kRGB24PixelFormat:
+        return libyuv::RAWToARGB;
+    case kBGR24PixelFormat:
+        return libyuv::RGB24ToARGB;
+    case k2vuyPixelFormat:
+        return libyuv::UYVYToARGB;
+    case kYuvsPixelFormat:
+        return libyuv::YUY2ToARGB;
+    default:
+        return libyuv::J400ToARGB;
+    }
+}
+
+} // namespace
+
+FourCharCode LayoutOf(const ImageDescription& description)
+{
+    switch (description.codec) {
+    case kRawPixelFormat:
+        return description.depth == 24 ? kRGB24PixelFormat : description.depth == 32 ? kARGBLayout : 0;
+    case kBGRACodec:
+        return kPixelFormat32;
+    default:
+        return PackedRowBytes(description.codec, 1) != 0 ? description.codec : 0;
+    }
+}
+
+ImageDescription DescriptionOfLayout(FourCharCode layout, int32_t width, int32_t height)
+{
+    ImageDescription description;
+    description.codec = layout;
+    description.width = width;
+    description.height = height;
+    description.spatialQuality = 1024;
+    description.name = "Uncompressed RGB";
+    switch (layout) {
+    case kPixelFormat32:
+        description.codec = kBGRACodec;
+        description.depth = 32;
+        break;
+    case kARGBLayout:
+        description.codec = kRawPixelFormat;
+        description.depth = 32;
+        break;
+    case kRGB24PixelFormat:
+        description.codec = kRawPixelFormat;
+        break;
+    case kBGR24PixelFormat:
+        break;
+    case kGreyPixelFormat:
+        description.depth = 40; // depths above 32 stand for shades of grey
+        description.name = "Uncompressed Grey";
+        break;
+    case kY420PixelFormat:
+    case kNV12PixelFormat:
+        description.name = "Uncompressed YUV 4:2:0";
+        break;
+    default:
+        description.name = "Uncompressed YUV 4:2:2";
+    }
+    return description;
+}
+
+std::optional<RawPicture> PictureIn(std::span<const uint8_t> bytes, FourCharCode layout, int32_t width, int32_t height,
+                                    int32_t rowBytes)
+{
+    const int32_t packed = PackedRow(layout, width);
+    if (packed == 0 || height < 1 || (rowBytes != 0 && rowBytes < packed))
+        return std::nullopt;
+    const RawPicture picture{bytes.data(), rowBytes == 0 ? packed : rowBytes, width, height, layout};
+    int64_t needed = int64_t{picture.rowBytes} * (height - 1) + packed;
+    if (IsPlanar(layout)) {
+        const int32_t chromaRows = (height + 1) / 2 * 2;
+        needed = int64_t{picture.rowBytes} * height + int64_t{ChromaRowBytes(picture)} * chromaRows;
+    }
+    return static_cast<int64_t>(bytes.size()) < needed ? std::nullopt : std::optional(picture);
+}
+
+void ConvertTo32(const RawPicture& picture, uint8_t* target, int32_t targetRowBytes)
+{
+    if (IsPlanar(picture.layout))
+        ConvertPlanar(picture, target, targetRowBytes);
+    else
+        ConversionOf(picture.layout)(picture.pixels, picture.rowBytes, target, targetRowBytes, picture.width,
+                                     picture.height);
+}
+
+} // namespace platform

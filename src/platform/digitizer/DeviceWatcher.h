@@ -1,0 +1,37 @@
+#pragma once
+
+#include <libudev.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace platform
+{
+
+/// Tells when video devices come and go, by the system's device events: nothing is asked while nothing happens.
+/// Belongs to one thread.
+class DeviceWatcher
+{
+public:
+    struct Event {
+        enum class Kind { Arrived, Left, Changed };
+        Kind kind = Kind::Changed;
+        std::string node; ///< such as "/dev/video0"; empty for a device without one
+    };
+
+    /// Watches the devices of one kernel subsystem.
+    explicit DeviceWatcher(const char* subsystem = "video4linux");
+
+    /// A descriptor that is readable when `Read` has something to tell; -1 on a machine without device events. It
+    /// belongs to the watcher.
+    int Descriptor() const;
+
+    /// The events since the last call. Never waits.
+    std::vector<Event> Read();
+
+private:
+    std::unique_ptr<udev, decltype(&udev_unref)> context;
+    std::unique_ptr<udev_monitor, decltype(&udev_monitor_unref)> monitor;
+};
+
+} // namespace platform

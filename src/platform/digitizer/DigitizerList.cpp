@@ -1,0 +1,60 @@
+#include "platform/digitizer/Digitizer.h"
+
+#include "platform/digitizer/DvDigitizer.h"
+#include "platform/digitizer/TestPattern.h"
+#include "platform/digitizer/V4L2Digitizer.h"
+
+#include <algorithm>
+
+namespace platform
+{
+namespace
+{
+
+DigitizerProvider& TheProvider()
+{
+    static DigitizerProvider provider;
+    return provider;
+}
+
+std::unique_ptr<Digitizer> OpenByIdentity(const std::string& identity)
+{
+    if (TheProvider().open)
+        return TheProvider().open(identity);
+    if (auto camcorder = OpenDvDigitizer(identity))
+        return camcorder;
+    return OpenV4L2Digitizer(V4L2System::Current(), identity);
+}
+
+} // namespace
+
+std::vector<DigitizerEntry> ListDigitizers()
+{
+    if (TheProvider().list)
+        return TheProvider().list();
+    auto entries = ListV4L2Digitizers(V4L2System::Current());
+    for (auto& camcorder : ListDvDigitizers())
+        entries.push_back(std::move(camcorder));
+    entries.push_back({TestPattern::kName, TestPattern::kIdentity, {}, true});
+    return entries;
+}
+
+std::unique_ptr<Digitizer> OpenDigitizer(const std::string& identity, const std::string& name)
+{
+    const auto entries = ListDigitizers();
+    auto chosen = std::ranges::find(entries, identity, &DigitizerEntry::identity);
+    if (chosen == entries.end())
+        chosen = std::ranges::find(entries, name, &DigitizerEntry::name);
+    if (chosen == entries.end())
+        chosen = entries.begin();
+    // The device may go between the list and the opening.
+    auto digitizer = chosen == entries.end() ? nullptr : OpenByIdentity(chosen->identity);
+    return digitizer ? std::move(digitizer) : std::make_unique<TestPattern>();
+}
+
+void SetDigitizerProvider(DigitizerProvider provider)
+{
+    TheProvider() = std::move(provider);
+}
+
+} // namespace platform

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "platform/digitizer/Digitizer.h"
+#include "platform/sound/SoundSource.h"
+
+namespace platform {
+
+/// The DV camcorders on the bus, as entries of the video and of the sound list: one camcorder is both, under one name.
+std::vector<DigitizerEntry> ListDvDigitizers();
+std::vector<SoundSourceEntry> ListDvSoundSources();
+
+/// Opens a camcorder's picture or sound by its identity ("dv:" and the GUID in hexadecimal digits); null for an
+/// identity of another kind or a device that is not on the bus. Both share one stream, so sound and picture carry times
+/// of one frame.
+std::unique_ptr<Digitizer> OpenDvDigitizer(const std::string& identity);
+std::unique_ptr<SoundSource> OpenDvSoundSource(const std::string& identity);
+
+} // namespace platform

@@ -1,0 +1,122 @@
+#include "platform/digitizer/VideoDigitizer.h"
+
+#include "platform/compression/FrameCompressor.h"
+#include "platform/memory/Handles.h"
+
+namespace platform {
+namespace {
+
+Component DigitizerComponent()
+{
+    static const Component component = RegisterComponent({.type = CodeOf("vdig")}, "Video Digitizer", [] {
+        return std::make_shared<DigitizerInstance>(std::shared_ptr<Digitizer>(OpenDigitizer()));
+    });
+    return component;
+}
+
+// The value is 16 bits at an address for the write as well: the device's own takes its place.
+Result GetAnalog(ComponentInstance digitizer, AnalogControl control, Address address)
+{
+    const auto instance = FindInstance<DigitizerInstance>(digitizer);
+    if (!instance)
+        return badComponentInstance;
+    if (BytesAt(address, sizeof(uint16_t)).empty())
+        return paramErr;
+    uint16_t value = 0;
+    const Result result = instance->device->GetAnalog(control, value);
+    if (result == noErr)
+        Poke(address, value);
+    return result;
+}
+
+Result SetAnalog(ComponentInstance digitizer, AnalogControl control, Address address)
+{
+    const auto instance = FindInstance<DigitizerInstance>(digitizer);
+    if (!instance)
+        return badComponentInstance;
+    if (BytesAt(address, sizeof(uint16_t)).empty())
+        return paramErr;
+    const Result result = instance->device->SetAnalog(control, Peek<uint16_t>(address));
+    uint16_t taken = 0;
+    if (result == noErr && instance->device->GetAnalog(control, taken) == noErr)
+        Poke(address, taken);
+    return result;
+}
+
+} // namespace
+
+Result VDGetImageDescription(ComponentInstance digitizer, int32_t handle)
+{
+    const auto instance = FindInstance<DigitizerInstance>(digitizer);
+    if (!instance)
+        return badComponentInstance;
+    const CaptureFormat format = instance->device->Format();
+    return SetHandleBytes(handle, RecordOf(DescriptionOfPassThrough(format.format, format.width, format.height)));
+}
+
+Result VDGetBrightness(ComponentInstance digitizer, Address value)
+{
+    return GetAnalog(digitizer, AnalogControl::Brightness, value);
+}
+
+Result VDSetBrightness(ComponentInstance digitizer, Address value)
+{
+    return SetAnalog(digitizer, AnalogControl::Brightness, value);
+}
+
+Result VDGetHue(ComponentInstance digitizer, Address value)
+{
+    return GetAnalog(digitizer, AnalogControl::Hue, value);
+}
+
+Result VDSetHue(ComponentInstance digitizer, Address value)
+{
+    return SetAnalog(digitizer, AnalogControl::Hue, value);
+}
+
+Result VDGetContrast(ComponentInstance digitizer, Address value)
+{
+    return GetAnalog(digitizer, AnalogControl::Contrast, value);
+}
+
+Result VDSetContrast(ComponentInstance digitizer, Address value)
+{
+    return SetAnalog(digitizer, AnalogControl::Contrast, value);
+}
+
+Result VDGetSaturation(ComponentInstance digitizer, Address value)
+{
+    return GetAnalog(digitizer, AnalogControl::Saturation, value);
+}
+
+Result VDSetSaturation(ComponentInstance digitizer, Address value)
+{
+    return SetAnalog(digitizer, AnalogControl::Saturation, value);
+}
+
+Result VDGetSharpness(ComponentInstance digitizer, Address value)
+{
+    return GetAnalog(digitizer, AnalogControl::Sharpness, value);
+}
+
+Result VDSetSharpness(ComponentInstance digitizer, Address value)
+{
+    return SetAnalog(digitizer, AnalogControl::Sharpness, value);
+}
+
+Result VDGetWhiteLevelValue(ComponentInstance digitizer, Address value)
+{
+    return GetAnalog(digitizer, AnalogControl::WhiteLevel, value);
+}
+
+Result VDSetWhiteLevelValue(ComponentInstance digitizer, Address value)
+{
+    return SetAnalog(digitizer, AnalogControl::WhiteLevel, value);
+}
+
+ComponentInstance OpenDigitizerInstance(std::shared_ptr<Digitizer> device)
+{
+    return OpenInstance(DigitizerComponent(), std::make_shared<DigitizerInstance>(std::move(device)));
+}
+
+} // namespace platform

@@ -1,0 +1,242 @@
+// Ports and their pixels.
+//
+// A port is one object under two numbers: its own, and that of its pixel map. Both tables share it, which is why a
+// map always tells the port's present pixels, also after the port has changed size. The pixels are one block of the
+// address space that belongs to the port; a resize replaces the block. Rows begin at multiples of 64 bytes, so that
+// the pixel loops of the codecs find them aligned.
+//
+// Off-screen worlds belong to whoever made them (`DisposeGWorld`), other ports to a window or picture
+// (`ReleasePort`): neither call touches the other's ports, since a caller that was handed a window's port may well
+// try to dispose of it as a world.
+//
+// Worlds and ports are made, resized and drawn into on the main thread. The tables may be asked from any thread.
+#include "platform/drawing/Ports.h"
+
+#include "platform/components/FunctionTable.h"
+#include "platform/memory/Handles.h"
+#include "platform/memory/ReferenceTable.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+namespace platform
+{
+namespace
+{
+
+constexpr int32_t kRowAlignment = 64;
+constexpr int32_t kLargestSide = 16384;
+
+struct Port {
+    OwnedBlock block;
+    PortPixels view;
+    PortChanged changed;
+    PixMapReference map = 0;
+    bool isWorld = false;
+};
+
+ReferenceTable<Port>& PortTable()
+{
+    static auto* table = new ReferenceTable<Port>(kPortReference);
+    return *table;
+}
+
+ReferenceTable<Port>& PixMapTable()
+{
+    static auto* table = new ReferenceTable<Port>(kPixMapReference);
+    return *table;
+}
+
+ReferenceTable<PortReference>& WindowTable()
+{
+    static auto* table = new ReferenceTable<PortReference>(kWindowReference);
+    return *table;
+}
+
+bool IsPortSize(int32_t width, int32_t height)
+{
+    return width >= 1 && width <= kLargestSide && height >= 1 && height <= kLargestSide;
+}
+
+// Gives the port a fresh block of zeroed pixels. The planes of a planar format follow each other, the chroma planes
+// with half of the first one's stride. False without memory: the port is then as it was.
+bool GivePixels(Port& port, int32_t width, int32_t height, FourCharCode format)
+{
+    const int32_t packed = PackedRowBytes(format, width);
+    const int32_t rowBytes = (packed + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+    const bool isPlanar = format == kY420PixelFormat || format == kNV12PixelFormat;
+    const int64_t rows = isPlanar ? height + (height + 1) / 2 : height;
+    OwnedBlock block(rowBytes * rows);
+    if (block.Get() == 0)
+        return false;
+    port.block = std::move(block);
+    port.view.pixels = PointerAt<uint8_t>(port.block.Get());
+    port.view.rowBytes = rowBytes;
+    port.view.width = width;
+    port.view.height = height;
+    port.view.format = format;
+    return true;
+}
+
+PortReference AddPort(const std::shared_ptr<Port>& port)
+{
+    port->map = PixMapTable().Add(port);
+    return PortTable().Add(port);
+}
+
+void RemovePort(PortReference reference, bool isWorld)
+{
+    const auto port = PortTable().Find(reference);
+    if (!port || port->isWorld != isWorld)
+        return;
+    PortTable().Remove(reference);
+    PixMapTable().Remove(port->map);
+}
+
+void CopyRows(const PortPixels& from, const PortPixels& to)
+{
+    const auto bytes = static_cast<size_t>(PackedRowBytes(from.format, std::min(from.width, to.width)));
+    for (int32_t y = 0; y < std::min(from.height, to.height); ++y)
+        std::memcpy(to.pixels + ptrdiff_t{y} * to.rowBytes, from.pixels + ptrdiff_t{y} * from.rowBytes, bytes);
+}
+
+} // namespace
+
+Result QTNewGWorld(Address world, FourCharCode pixelFormat, Address bounds, int32_t, int32_t, int32_t)
+{
+    struct Bounds {
+        int16_t top, left, bottom, right;
+    };
+    if (!Poke(world, PortReference{0}) || BytesAt(bounds, sizeof(Bounds)).empty())
+        return paramErr;
+    const auto rect = Peek<Bounds>(bounds);
+    const int32_t width = rect.right - rect.left;
+    const int32_t height = rect.bottom - rect.top;
+    if (width < 1 || height < 1 || PackedRowBytes(pixelFormat, 1) == 0)
+        return paramErr;
+    const auto port = std::make_shared<Port>();
+    if (!IsPortSize(width, height) || !GivePixels(*port, width, height, pixelFormat))
+        return memFullErr;
+    port->isWorld = true;
+    port->view.top = rect.top;
+    port->view.left = rect.left;
+    Poke(world, AddPort(port));
+    return noErr;
+}
+
+void DisposeGWorld(PortReference world)
+{
+    RemovePort(world, true);
+}
+
+PixMapReference GetGWorldPixMap(PortReference port)
+{
+    const auto found = PortTable().Find(port);
+    return found ? found->map : 0;
+}
+
+int32_t LockPixels(PixMapReference map)
+{
+    return PixMapTable().Find(map) ? 1 : 0;
+}
+
+// Pixels are never moved, so there is nothing to undo.
+void UnlockPixels(PixMapReference) {}
+
+Address GetPixBaseAddr(PixMapReference map)
+{
+    const auto port = PixMapTable().Find(map);
+    return port ? port->block.Get() : 0;
+}
+
+int32_t GetPixRowBytes(PixMapReference map)
+{
+    const auto port = PixMapTable().Find(map);
+    return port ? port->view.rowBytes : 0;
+}
+
+PortReference GetWindowPort(int32_t window)
+{
+    const auto port = WindowTable().Find(window);
+    return port ? *port : 0;
+}
+
+PortReference NewPort(int32_t width, int32_t height, PortChanged changed)
+{
+    const auto port = std::make_shared<Port>();
+    if (!IsPortSize(width, height) || !GivePixels(*port, width, height, kPixelFormat32))
+        return 0;
+    port->changed = std::move(changed);
+    return AddPort(port);
+}
+
+bool ResizePort(PortReference port, int32_t width, int32_t height)
+{
+    const auto found = PortTable().Find(port);
+    if (!found || found->isWorld || !IsPortSize(width, height))
+        return false;
+    // The old block has to outlive the copy: it stays with a port of its own until then.
+    Port old;
+    old.block = std::move(found->block);
+    old.view = found->view;
+    if (!GivePixels(*found, width, height, kPixelFormat32)) {
+        found->block = std::move(old.block);
+        return false;
+    }
+    CopyRows(old.view, found->view);
+    return true;
+}
+
+void ReleasePort(PortReference port)
+{
+    RemovePort(port, false);
+}
+
+std::optional<PortPixels> PixelsOfPort(PortReference port)
+{
+    const auto found = PortTable().Find(port);
+    return found ? std::optional(found->view) : std::nullopt;
+}
+
+std::optional<PortPixels> PixelsOfPixMap(PixMapReference map)
+{
+    const auto found = PixMapTable().Find(map);
+    return found ? std::optional(found->view) : std::nullopt;
+}
+
+void NotePortChanged(PortReference port, const PortRect& area)
+{
+    const auto found = PortTable().Find(port);
+    if (found && found->changed && area.width > 0 && area.height > 0)
+        found->changed(area);
+}
+
+int32_t RegisterWindow(PortReference port)
+{
+    return WindowTable().Add(std::make_shared<PortReference>(port));
+}
+
+void UnregisterWindow(int32_t window)
+{
+    WindowTable().Remove(window);
+}
+
+void StartDrawing()
+{
+    constexpr auto carbon = "Carbon.framework";
+    ExportFunction(carbon, "GetGWorldPixMap", GetGWorldPixMap);
+    ExportFunction(carbon, "LockPixels", LockPixels);
+    ExportFunction(carbon, "UnlockPixels", UnlockPixels);
+    ExportFunction(carbon, "GetPixBaseAddr", GetPixBaseAddr);
+    ExportFunction(carbon, "GetPixRowBytes", GetPixRowBytes);
+    ExportFunction(carbon, "GetWindowPort", GetWindowPort);
+    ExportFunction("QuickTime.framework", "QTNewGWorld", QTNewGWorld);
+
+    constexpr auto carbonBinary = "/System/Library/Frameworks/Carbon.framework/Carbon";
+    ExportFunction(carbonBinary, "NewHandleClear", NewHandleClear);
+    ExportFunction(carbonBinary, "DisposeHandle", DisposeHandle);
+}
+
+} // namespace platform

@@ -1,0 +1,147 @@
+// Isochronous reception through libiec61883.
+//
+// The stream has a handle of its own, so that its thread shares nothing with AV/C commands. A connection is made by the
+// connection management procedures, which give the channel; where the device has no plugs, it broadcasts on channel 63.
+#include "platform/dv/DvStream.h"
+
+#ifdef VELMORA_HAVE_DV_STREAM
+#include <libavc1394/rom1394.h>
+#include <libiec61883/iec61883.h>
+#include <libraw1394/raw1394.h>
+
+#include <atomic>
+#include <ctime>
+#include <poll.h>
+#include <thread>
+
+namespace platform {
+namespace {
+
+constexpr int kBroadcastChannel = 63;
+constexpr int kPollMilliseconds = 50;
+constexpr int64_t kSilenceNanoseconds = 1'000'000'000;
+
+int64_t MonotonicNow()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
+}
+
+class FireWireStream : public DvStream {
+public:
+    FireWireStream(raw1394handle_t opened, nodeid_t deviceNode) : handle(opened), node(deviceNode) {}
+
+    ~FireWireStream() override
+    {
+        FireWireStream::Stop();
+        raw1394_destroy_handle(handle);
+    }
+
+    Result Start(DvStreamSink& newSink) override
+    {
+        Stop();
+        sink = &newSink;
+        int bandwidth = 1;
+        const int connected =
+            iec61883_cmp_connect(handle, node, &outputPlug, raw1394_get_local_id(handle), &inputPlug, &bandwidth);
+        channel = connected < 0 ? kBroadcastChannel : connected;
+        allocated = connected < 0 ? 0 : bandwidth;
+        receiver = iec61883_dv_fb_init(handle, &FireWireStream::FrameReceived, this);
+        if (receiver == nullptr || iec61883_dv_fb_start(receiver, channel) != 0) {
+            Disconnect();
+            return ioErr;
+        }
+        running = true;
+        lastFrame = MonotonicNow();
+        thread = std::thread([this] { Receive(); });
+        return noErr;
+    }
+
+    void Stop() override
+    {
+        running = false;
+        if (thread.joinable())
+            thread.join();
+        Disconnect();
+    }
+
+private:
+    void Receive()
+    {
+        while (running) {
+            pollfd ready{raw1394_get_fd(handle), POLLIN, 0};
+            const int events = poll(&ready, 1, kPollMilliseconds);
+            if (events > 0 && raw1394_loop_iterate(handle) != 0)
+                return sink->DvStreamFailed(ioErr);
+            // A deck that stands still sends no frames; a bus without packets at all has lost its device.
+            if (MonotonicNow() - lastFrame > kSilenceNanoseconds && !DeviceIsThere())
+                return sink->DvStreamFailed(noDeviceForChannel);
+        }
+    }
+
+    bool DeviceIsThere() { return rom1394_get_guid(handle, node) != 0; }
+
+    void Disconnect()
+    {
+        if (receiver != nullptr) {
+            iec61883_dv_fb_stop(receiver);
+            iec61883_dv_fb_close(receiver);
+            receiver = nullptr;
+        }
+        if (channel >= 0 && channel != kBroadcastChannel)
+            iec61883_cmp_disconnect(handle, node, outputPlug, raw1394_get_local_id(handle), inputPlug,
+                                    static_cast<unsigned>(channel), static_cast<unsigned>(allocated));
+        channel = -1;
+    }
+
+    static int FrameReceived(unsigned char* data, int length, int complete, void* context)
+    {
+        auto* stream = static_cast<FireWireStream*>(context);
+        // The callback comes with the last packet of the frame; its first one came a frame's length before.
+        const int64_t now = MonotonicNow();
+        const int64_t frameLength = length == 144'000 ? 40'000'000 : 33'366'667;
+        stream->lastFrame = now;
+        stream->sink->DvFrameArrived({data, static_cast<size_t>(length)}, complete != 0, now - frameLength);
+        return 0;
+    }
+
+    raw1394handle_t handle;
+    nodeid_t node;
+    DvStreamSink* sink = nullptr;
+    iec61883_dv_fb_t receiver = nullptr;
+    int outputPlug = -1;
+    int inputPlug = -1;
+    int channel = -1;
+    int allocated = 0;
+    std::atomic<bool> running{false};
+    int64_t lastFrame = 0;
+    std::thread thread;
+};
+
+} // namespace
+
+std::unique_ptr<DvStream> OpenFireWireStream(uint64_t guid)
+{
+    for (int port = 0; port < 16; ++port) {
+        const raw1394handle_t handle = raw1394_new_handle_on_port(port);
+        if (handle == nullptr)
+            return nullptr;
+        for (int node = 0; node < raw1394_get_nodecount(handle); ++node)
+            if (rom1394_get_guid(handle, static_cast<nodeid_t>(node)) == guid)
+                return std::make_unique<FireWireStream>(handle, static_cast<nodeid_t>(0xFFC0 | node));
+        raw1394_destroy_handle(handle);
+    }
+    return nullptr;
+}
+
+} // namespace platform
+
+#else
+
+std::unique_ptr<platform::DvStream> platform::OpenFireWireStream(uint64_t)
+{
+    return nullptr;
+}
+
+#endif

@@ -1,0 +1,271 @@
+// Timers of the main event loop.
+//
+// One object of the loop's thread receives the ticks of all timers; a timer is an entry of the reference table that
+// knows its tick's number in the event loop. Nothing is ever deleted inside of its own tick: a callback may remove its
+// timer, or any other, and the entry lives on until the callback has returned.
+//
+// A callback that runs a loop of its own (a message box) holds all timers up. A repeating timer loses the ticks of that
+// time, one that fires once is put off.
+//
+// An idle timer's tick posts a mark behind the events that wait. It fires when the mark comes back with no user event
+// handled on the way, and posts the mark once more otherwise.
+#include "platform/events/EventLoop.h"
+
+#include "platform/memory/CodeAddress.h"
+#include "platform/memory/ReferenceTable.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QObject>
+#include <QTimerEvent>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <memory>
+
+namespace platform {
+namespace {
+
+constexpr EventLoop kMainEventLoop = 1;
+// In seconds: what the event loop holds as milliseconds in 31 bits.
+constexpr double kLongestTime = 2147483.0;
+constexpr int kPutOffMilliseconds = 10;
+
+struct LoopTimer {
+    EventLoopTimerProc callback = nullptr;
+    int32_t userData = 0;
+    int firstDelay = 0; // milliseconds, as the interval
+    int interval = 0;
+    bool idleOnly = false;
+    int tick = 0; // number of its ticks in the event loop
+    bool markPosted = false;
+    uint64_t userEventsAtMark = 0;
+};
+
+ReferenceTable<LoopTimer>& Timers()
+{
+    static auto* table = new ReferenceTable<LoopTimer>(kEventTimerReference);
+    return *table;
+}
+
+class IdleMark : public QEvent {
+public:
+    static Type MarkType()
+    {
+        static const auto type = static_cast<Type>(registerEventType());
+        return type;
+    }
+    explicit IdleMark(EventLoopTimer timer) : QEvent(MarkType()), timer(timer) {}
+    const EventLoopTimer timer;
+};
+
+bool IsUserEvent(const QEvent& event)
+{
+    switch (event.type()) {
+    case QEvent::KeyPress:
+    case QEvent::KeyRelease:
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonRelease:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::MouseMove:
+    case QEvent::Wheel:
+    case QEvent::TouchBegin:
+    case QEvent::TouchUpdate:
+    case QEvent::TouchEnd:
+    case QEvent::TabletMove:
+    case QEvent::TabletPress:
+    case QEvent::TabletRelease:
+        return true;
+    default:
+        return false;
+    }
+}
+
+class TickReceiver : public QObject {
+public:
+    void Start(EventLoopTimer number, LoopTimer& timer, int milliseconds)
+    {
+        Stop(timer);
+        timer.tick = startTimer(milliseconds, Qt::PreciseTimer);
+        numbers[timer.tick] = number;
+    }
+
+    void Stop(LoopTimer& timer)
+    {
+        if (timer.tick == 0)
+            return;
+        killTimer(timer.tick);
+        numbers.erase(timer.tick);
+        timer.tick = 0;
+    }
+
+    // Counts the events that users make, from the first idle timer on.
+    void WatchUserEvents()
+    {
+        if (watching || QCoreApplication::instance() == nullptr)
+            return;
+        QCoreApplication::instance()->installEventFilter(this);
+        watching = true;
+    }
+
+protected:
+    void timerEvent(QTimerEvent* event) override
+    {
+        const auto found = numbers.find(event->timerId());
+        if (found == numbers.end())
+            return;
+        const EventLoopTimer number = found->second;
+        if (const auto timer = Timers().Find(number))
+            Tick(number, *timer);
+    }
+
+    bool event(QEvent* event) override
+    {
+        if (event->type() != IdleMark::MarkType())
+            return QObject::event(event);
+        const EventLoopTimer number = static_cast<const IdleMark*>(event)->timer;
+        if (const auto timer = Timers().Find(number))
+            MarkCameBack(number, *timer);
+        return true;
+    }
+
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (IsUserEvent(*event))
+            ++userEvents;
+        return false;
+    }
+
+private:
+    void Tick(EventLoopTimer number, LoopTimer& timer)
+    {
+        if (timer.interval == 0)
+            Stop(timer);
+        else if (timer.interval != timer.firstDelay)
+            Repeat(number, timer);
+        if (insideCallback) {
+            PutOff(number, timer);
+            return;
+        }
+        if (!timer.idleOnly)
+            Fire(number, timer);
+        else if (!timer.markPosted)
+            PostMark(number, timer);
+    }
+
+    void PostMark(EventLoopTimer number, LoopTimer& timer)
+    {
+        timer.markPosted = true;
+        timer.userEventsAtMark = userEvents;
+        QCoreApplication::postEvent(this, new IdleMark(number), Qt::LowEventPriority);
+    }
+
+    void MarkCameBack(EventLoopTimer number, LoopTimer& timer)
+    {
+        timer.markPosted = false;
+        if (timer.userEventsAtMark != userEvents)
+            PostMark(number, timer);
+        else if (insideCallback)
+            PutOff(number, timer);
+        else
+            Fire(number, timer);
+    }
+
+    // The first delay is over.
+    void Repeat(EventLoopTimer number, LoopTimer& timer)
+    {
+        timer.firstDelay = timer.interval;
+        Start(number, timer, timer.interval);
+    }
+
+    void PutOff(EventLoopTimer number, LoopTimer& timer)
+    {
+        if (timer.interval == 0)
+            Start(number, timer, kPutOffMilliseconds);
+    }
+
+    void Fire(EventLoopTimer number, const LoopTimer& timer)
+    {
+        struct Inside {
+            explicit Inside(bool& flag) : flag(flag) { flag = true; }
+            ~Inside() { flag = false; }
+            bool& flag;
+        } const inside(insideCallback);
+        timer.callback(number, timer.userData);
+    }
+
+    std::map<int, EventLoopTimer> numbers;
+    uint64_t userEvents = 0;
+    bool insideCallback = false;
+    bool watching = false;
+};
+
+// Lives to the end of the process: timers may be removed after the application object has gone.
+TickReceiver& Receiver()
+{
+    static auto* receiver = new TickReceiver;
+    return *receiver;
+}
+
+bool IsTime(double seconds)
+{
+    return std::isfinite(seconds) && seconds >= 0 && seconds <= kLongestTime;
+}
+
+// A time above 0 stays above 0.
+int Milliseconds(double seconds)
+{
+    return seconds <= 0 ? 0 : std::max(1, static_cast<int>(std::lround(seconds * 1000)));
+}
+
+Result Install(EventLoop loop, LoopTimer settings, double firstDelay, double interval, int32_t callback, Address out)
+{
+    settings.callback = CodeAt<void(EventLoopTimer, int32_t)>(callback);
+    if (loop != kMainEventLoop || settings.callback == nullptr || !IsTime(firstDelay) || !IsTime(interval) ||
+        BytesAt(out, sizeof(EventLoopTimer)).empty())
+        return paramErr;
+    settings.firstDelay = Milliseconds(firstDelay);
+    settings.interval = Milliseconds(interval);
+    const auto timer = std::make_shared<LoopTimer>(settings);
+    const EventLoopTimer number = Timers().Add(timer);
+    Receiver().Start(number, *timer, timer->firstDelay);
+    Poke(out, number);
+    return noErr;
+}
+
+} // namespace
+
+EventLoop GetMainEventLoop()
+{
+    return kMainEventLoop;
+}
+
+int32_t NewEventLoopTimerUPP(int32_t codeAddress)
+{
+    return CodeAt(codeAddress) == nullptr ? 0 : codeAddress;
+}
+
+Result InstallEventLoopTimer(EventLoop loop, double firstDelay, double interval, int32_t callback, int32_t userData,
+                             Address timer)
+{
+    return Install(loop, {.userData = userData}, firstDelay, interval, callback, timer);
+}
+
+Result InstallEventLoopIdleTimer(EventLoop loop, double firstDelay, double interval, int32_t callback, int32_t userData,
+                                 Address timer)
+{
+    Receiver().WatchUserEvents();
+    return Install(loop, {.userData = userData, .idleOnly = true}, firstDelay, interval, callback, timer);
+}
+
+Result RemoveEventLoopTimer(EventLoopTimer timer)
+{
+    const auto removed = Timers().Remove(timer);
+    if (!removed)
+        return eventLoopInvalidTimer;
+    Receiver().Stop(*removed);
+    return noErr;
+}
+
+} // namespace platform

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/memory/AddressSpace.h"
+
+#include <cstdint>
+
+namespace platform {
+
+/// The four 16-bit values of a published rectangle.
+struct Bounds {
+    int16_t top = 0;
+    int16_t left = 0;
+    int16_t bottom = 0;
+    int16_t right = 0;
+
+    bool Empty() const { return bottom <= top || right <= left; }
+    int32_t Width() const { return right - left; }
+    int32_t Height() const { return bottom - top; }
+    bool operator==(const Bounds&) const = default;
+};
+
+/// Of a size, from 0, 0.
+inline Bounds BoundsOfSize(int32_t width, int32_t height)
+{
+    return {0, 0, static_cast<int16_t>(height), static_cast<int16_t>(width)};
+}
+
+} // namespace platform

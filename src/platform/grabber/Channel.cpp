@@ -1,0 +1,111 @@
+#include "platform/grabber/Channel.h"
+
+#include "platform/grabber/MonotonicClock.h"
+#include "platform/memory/ReferenceTable.h"
+
+#include <algorithm>
+
+namespace platform {
+namespace {
+
+// How long a device may be silent, beyond its usual break between two samples, before the others go on without it. A
+// busy machine holds a thread up for some tens of milliseconds; a picture that freezes for much longer is noticed.
+constexpr int64_t kPatience = 400 * kNanosecondsPerMillisecond;
+constexpr int64_t kLongestBreak = 2 * kNanosecondsPerSecond;
+
+ReferenceTable<Channel>& Channels()
+{
+    static auto* table = new ReferenceTable<Channel>(kChannelReference);
+    return *table;
+}
+
+} // namespace
+
+bool Channel::IsUsedIn(GrabMode mode) const
+{
+    return (mode == GrabMode::Preview && (usage & seqGrabPreview) != 0) ||
+           (mode == GrabMode::Record && (usage & seqGrabRecord) != 0);
+}
+
+Result Channel::Run()
+{
+    if (running)
+        return noErr;
+    arrivedSinceStart = false;
+    gone = false;
+    startTime = MonotonicNow();
+    const Result result = StartDevice();
+    running = result == noErr || result == noDeviceForChannel;
+    if (result != noErr)
+        gone = true;
+    return result;
+}
+
+void Channel::Halt()
+{
+    accepting = false;
+    if (running)
+        StopDevice();
+    running = false;
+}
+
+bool Channel::IsAwaitedAt(int64_t now, int64_t startPatience) const
+{
+    if (!running || gone)
+        return false;
+    return arrivedSinceStart ? now - lastArrival < kPatience + usualBreak : now - startTime < startPatience;
+}
+
+SGChannelCounts Channel::Counts() const
+{
+    return {counts.delivered, counts.droppedInQueue, counts.lostBeforeUs, counts.unreadable};
+}
+
+void Channel::ResetCounts()
+{
+    for (auto* count : {&counts.delivered, &counts.droppedInQueue, &counts.lostBeforeUs, &counts.unreadable})
+        *count = 0;
+}
+
+void Channel::NoteArrival(int64_t now, int64_t breakBetween)
+{
+    lastArrival = now;
+    usualBreak = std::clamp<int64_t>(breakBetween, 0, kLongestBreak);
+    arrivedSinceStart = true;
+    gone = false;
+}
+
+void Channel::NoteFailure(Result result)
+{
+    failure = result;
+    gone = true;
+}
+
+std::shared_ptr<Channel> FindChannel(SGChannel number)
+{
+    return Channels().Find(number);
+}
+
+void RegisterChannel(std::shared_ptr<Channel> channel)
+{
+    Channel& registered = *channel;
+    registered.number = Channels().Add(std::move(channel));
+}
+
+void UnregisterChannel(SGChannel number)
+{
+    Channels().Remove(number);
+}
+
+std::vector<uint8_t> PascalString(const std::string& text, size_t most)
+{
+    size_t length = std::min(text.size(), most);
+    // A byte of the form 10xxxxxx belongs to the character before it.
+    while (length < text.size() && length > 0 && (static_cast<uint8_t>(text[length]) & 0xC0) == 0x80)
+        --length;
+    std::vector<uint8_t> bytes{static_cast<uint8_t>(length)};
+    bytes.insert(bytes.end(), text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length));
+    return bytes;
+}
+
+} // namespace platform

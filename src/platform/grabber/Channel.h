@@ -1,0 +1,139 @@
+#pragma once
+
+#include "platform/atoms/TaggedItems.h"
+#include "platform/grabber/Sample.h"
+#include "platform/grabber/SampleQueue.h"
+#include "platform/grabber/SequenceGrabber.h"
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+/// A device of either kind, as the published lists show it.
+struct ListedDevice {
+    std::string name;
+    std::string identity;
+    std::vector<std::string> inputs;
+    int input = 0; ///< the one in use, known of the channel's own device
+    bool available = true;
+};
+
+/// What a session does with its devices.
+enum class GrabMode { Stopped, Preview, Record };
+
+/// One channel of a session: a device, how it is used, and the lane of the session's queue that its samples come
+/// through. Called on the main thread but for the sinks of the derived classes.
+class Channel {
+public:
+    Channel(FourCharCode type, SampleQueue& queue) : type(type), queue(queue) {}
+    virtual ~Channel() = default;
+    Channel(const Channel&) = delete;
+    Channel& operator=(const Channel&) = delete;
+
+    const FourCharCode type;
+    class Session* owner = nullptr; ///< outlives the channel's number
+    SGChannel number = 0;           ///< given by the session, before the channel is first started
+    int32_t usage = 0;
+    int32_t playFlags = 0;
+
+    /// Of the buffer being handed over, or of the newest one.
+    SharedDescription description;
+
+    /// Whether the channel has something to do in a mode.
+    bool IsUsedIn(GrabMode mode) const;
+
+    /// Starts the device, or lets it run. A device that is absent counts as running: it delivers once it is back.
+    Result Run();
+
+    /// Stops the device; when it returns, no further sample comes.
+    void Halt();
+
+    bool Running() const { return running; }
+
+    /// Whether samples are wanted; others are dropped where they arrive and counted nowhere.
+    void Accept(bool wanted) { accepting = wanted; }
+
+    /// The failure of the device since the last call, or 0.
+    Result TakeFailure() { return failure.exchange(noErr); }
+
+    /// Whether the device failed and has delivered nothing since.
+    bool DeviceIsGone() const { return gone; }
+
+    /// Whether a sample is to be expected soon: the device's last one came not much longer ago than its usual break,
+    /// or, before its first one, it was started no longer than `startPatience` ago.
+    bool IsAwaitedAt(int64_t now, int64_t startPatience) const;
+
+    /// Waits until all that has arrived stands in the queue.
+    virtual void FinishArrived() {}
+
+    /// Forgets what has arrived and isn't in the queue yet.
+    virtual void DiscardArrived() {}
+
+    virtual int32_t TimeScale() const = 0;
+
+    /// Opens the channel's lane of the queue, for at most so many waiting samples.
+    void OpenLane(size_t mostSamples) { queue.OpenLane(number, mostSamples, counts.droppedInQueue); }
+
+    SGChannelCounts Counts() const;
+    void ResetCounts();
+    void CountDelivered() { ++counts.delivered; }
+
+    virtual std::vector<ListedDevice> Devices() const = 0;
+    virtual ListedDevice Device() const = 0;
+
+    /// Takes a device of the list. A device that can't be started leaves the present one in use.
+    virtual Result TakeDevice(const ListedDevice& device) = 0;
+
+    /// All settings of the channel as items, and back: what the machine can't meet is left out.
+    virtual TaggedItems Settings() const = 0;
+    virtual void ApplySettings(const TaggedItems& settings) = 0;
+
+protected:
+    struct Counters {
+        std::atomic<uint64_t> delivered{0};
+        std::atomic<uint64_t> droppedInQueue{0};
+        std::atomic<uint64_t> lostBeforeUs{0};
+        std::atomic<uint64_t> unreadable{0};
+    };
+
+    virtual Result StartDevice() = 0;
+    virtual void StopDevice() = 0;
+
+    /// Called by the sinks, on the device's thread.
+    void NoteArrival(int64_t now, int64_t usualBreak);
+    void NoteFailure(Result result);
+    bool Accepting() const { return accepting; }
+
+    SampleQueue& queue;
+    Counters counts;
+
+private:
+    bool running = false;
+    int64_t startTime = 0;
+    std::atomic<bool> accepting{false};
+    std::atomic<bool> arrivedSinceStart{false};
+    std::atomic<bool> gone{false};
+    std::atomic<int64_t> lastArrival{0};
+    std::atomic<int64_t> usualBreak{0};
+    std::atomic<Result> failure{noErr};
+};
+
+/// The living channel of a number, or null.
+std::shared_ptr<Channel> FindChannel(SGChannel number);
+
+template <typename T> std::shared_ptr<T> FindChannel(SGChannel number)
+{
+    return std::dynamic_pointer_cast<T>(FindChannel(number));
+}
+
+/// Gives a channel its number, and ends that.
+void RegisterChannel(std::shared_ptr<Channel> channel);
+void UnregisterChannel(SGChannel number);
+
+/// `text` as a Pascal string of at most `most` bytes of text, cut between two characters.
+std::vector<uint8_t> PascalString(const std::string& text, size_t most);
+
+} // namespace platform

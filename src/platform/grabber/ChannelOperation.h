@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/grabber/SoundChannel.h"
+#include "platform/grabber/VideoChannel.h"
+
+namespace platform {
+
+/// Runs an operation on the living channel of a number, of any kind or of one.
+template <typename Kind, typename Operation> Result OnChannelOf(SGChannel number, Operation operation)
+{
+    const auto found = FindChannel<Kind>(number);
+    return found ? operation(*found) : badSGChannel;
+}
+
+template <typename Operation> Result OnChannel(SGChannel number, Operation operation)
+{
+    return OnChannelOf<Channel>(number, operation);
+}
+
+template <typename Operation> Result OnVideo(SGChannel number, Operation operation)
+{
+    return OnChannelOf<VideoChannel>(number, operation);
+}
+
+template <typename Operation> Result OnSound(SGChannel number, Operation operation)
+{
+    return OnChannelOf<SoundChannel>(number, operation);
+}
+
+/// Writes an answer where the caller wants it.
+template <typename T> Result Written(Address place, const T& value)
+{
+    return Poke(place, value) ? noErr : paramErr;
+}
+
+/// The same where the caller may not want it at all.
+template <typename T> Result WrittenIfWanted(Address place, const T& value)
+{
+    return place == 0 ? noErr : Written(place, value);
+}
+
+} // namespace platform

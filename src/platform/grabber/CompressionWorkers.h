@@ -1,0 +1,77 @@
+#pragma once
+
+#include "platform/compression/FrameCompressor.h"
+#include "platform/grabber/Sample.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace platform {
+
+/// Compresses the frames of one video channel on threads of its own, and hands them on in the order in which they
+/// were captured. One device thread feeds it.
+class CompressionWorkers {
+public:
+    using Settings = std::shared_ptr<const CompressionSettings>;
+
+    /// A frame to be compressed: packed pixels, or what the device itself compressed in another codec.
+    struct Frame {
+        Sample sample;
+        FourCharCode format = 0;
+        int32_t width = 0;
+        int32_t height = 0;
+        Settings settings; ///< null: the sample goes on as it is
+    };
+
+    /// What becomes of frames; both are called on a worker.
+    struct Outlet {
+        std::function<void(Sample)> finished;
+        std::function<void()> unreadable;
+        std::function<void()> dropped; ///< called on the device's thread
+    };
+
+    explicit CompressionWorkers(Outlet outlet);
+    ~CompressionWorkers();
+    CompressionWorkers(const CompressionWorkers&) = delete;
+    CompressionWorkers& operator=(const CompressionWorkers&) = delete;
+
+    /// Takes a frame. With too many waiting, the one that waits longest is dropped.
+    void Submit(Frame frame);
+
+    /// Whether a frame is on its way through, so that a later one must follow it.
+    bool Busy() const;
+
+    /// Waits until every frame has been handed on.
+    void Finish();
+
+    /// Forgets the frames that wait and waits for those in work, which are forgotten as well.
+    void Discard();
+
+private:
+    enum class State { Waiting, InWork, Finished, Forgotten };
+    struct Job {
+        Frame frame;
+        State state = State::Waiting;
+    };
+    class Compressor;
+
+    void Work();
+    Job* NextWaiting();
+    void HandOnFinished();
+
+    Outlet outlet;
+    mutable std::mutex mutex;
+    std::condition_variable work;
+    std::condition_variable done;
+    std::deque<std::unique_ptr<Job>> jobs;
+    bool ending = false;
+    std::vector<std::thread> threads;
+};
+
+} // namespace platform

@@ -1,0 +1,58 @@
+#include "platform/grabber/Preview.h"
+
+#include "platform/compression/DecompressionSequence.h"
+#include "platform/compression/Matrix.h"
+#include "platform/drawing/Ports.h"
+
+namespace platform {
+namespace {
+
+constexpr int64_t kMatrixSize = 36;
+
+} // namespace
+
+void Preview::Draw(const Sample& frame, PortReference port, const Bounds& target)
+{
+    // Worlds of other layouts only tell the grabber where it could draw; a window has pixels of this one.
+    const auto pixels = PixelsOfPort(port);
+    if (!pixels || pixels->format != kPixelFormat32)
+        return;
+    const bool sameFrames = drawn && (drawn == frame.description || drawn->record == frame.description->record);
+    if (!sameFrames || port != drawnInto || target != drawnAt) {
+        End();
+        drawn = frame.description;
+        drawnInto = port;
+        drawnAt = target;
+        Begin();
+    }
+    if (sequence != 0)
+        DecompressSequenceFrameWhen(sequence, frame.data.Start(), static_cast<int32_t>(frame.data.Size()), 0, 0, 0, 0);
+}
+
+void Preview::Begin()
+{
+    const OwnedBlock matrix(kMatrixSize);
+    const OwnedBlock source(sizeof(Bounds));
+    const OwnedBlock target(sizeof(Bounds));
+    Poke(source.Get(), BoundsOfSize(drawn->image.width, drawn->image.height));
+    Poke(target.Get(), drawnAt);
+    RectMatrix(matrix.Get(), source.Get(), target.Get());
+
+    const OwnedBlock begun(sizeof sequence);
+    const Handle record = NewHandle(0);
+    SetHandleBytes(record, drawn->record);
+    if (DecompressSequenceBeginS(begun.Get(), record, 0, 0, drawnInto, 0, 0, matrix.Get(), 0, 0, 0,
+                                 kCodecNormalQuality, kBestSpeedCodec) == noErr)
+        sequence = Peek<int32_t>(begun.Get());
+    DisposeHandle(record);
+}
+
+void Preview::End()
+{
+    if (sequence != 0)
+        CDSequenceEnd(sequence);
+    sequence = 0;
+    drawn = nullptr;
+}
+
+} // namespace platform

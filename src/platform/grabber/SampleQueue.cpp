@@ -1,0 +1,87 @@
+#include "platform/grabber/SampleQueue.h"
+
+namespace platform {
+
+void SampleQueue::OpenLane(int32_t lane, size_t mostSamples, std::atomic<uint64_t>& dropped)
+{
+    const std::lock_guard lock(mutex);
+    Waiting& opened = lanes[lane];
+    opened.most = mostSamples;
+    opened.dropped = &dropped;
+}
+
+void SampleQueue::CloseLane(int32_t lane)
+{
+    const std::lock_guard lock(mutex);
+    const auto found = lanes.find(lane);
+    if (found == lanes.end())
+        return;
+    for (const Sample& sample : found->second.samples)
+        bytes -= sample.data.Size();
+    lanes.erase(found);
+}
+
+void SampleQueue::Put(int32_t lane, Sample sample)
+{
+    const std::lock_guard lock(mutex);
+    const auto found = lanes.find(lane);
+    if (found == lanes.end())
+        return;
+    Waiting& target = found->second;
+    if (target.samples.size() >= target.most) {
+        TakeFirst(target);
+        ++*target.dropped;
+    }
+    bytes += sample.data.Size();
+    target.samples.push_back(std::move(sample));
+    while (bytes > kMostBytes)
+        DropOldest();
+}
+
+SampleQueue::Lane SampleQueue::Look(int32_t lane) const
+{
+    const std::lock_guard lock(mutex);
+    const auto found = lanes.find(lane);
+    if (found == lanes.end() || found->second.samples.empty())
+        return {};
+    const Sample& first = found->second.samples.front();
+    return {found->second.samples.size(), first.captureTime, first.arrivalTime};
+}
+
+std::optional<Sample> SampleQueue::Take(int32_t lane)
+{
+    const std::lock_guard lock(mutex);
+    const auto found = lanes.find(lane);
+    if (found == lanes.end() || found->second.samples.empty())
+        return std::nullopt;
+    return TakeFirst(found->second);
+}
+
+void SampleQueue::Clear()
+{
+    const std::lock_guard lock(mutex);
+    for (auto& [number, lane] : lanes)
+        lane.samples.clear();
+    bytes = 0;
+}
+
+Sample SampleQueue::TakeFirst(Waiting& lane)
+{
+    Sample first = std::move(lane.samples.front());
+    lane.samples.pop_front();
+    bytes -= first.data.Size();
+    return first;
+}
+
+void SampleQueue::DropOldest()
+{
+    Waiting* oldest = nullptr;
+    for (auto& [number, lane] : lanes)
+        if (!lane.samples.empty() &&
+            (!oldest || lane.samples.front().captureTime < oldest->samples.front().captureTime))
+            oldest = &lane;
+    TakeFirst(*oldest);
+    ++*oldest->dropped;
+}
+
+} // namespace platform

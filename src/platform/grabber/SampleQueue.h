@@ -1,0 +1,61 @@
+#pragma once
+
+#include "platform/grabber/Sample.h"
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <optional>
+
+namespace platform {
+
+/// The bounded queue of one session, a lane for each channel. Devices and compressors put samples in on their own
+/// threads, the main thread takes them out; each lane keeps the order in which its samples came.
+class SampleQueue {
+public:
+    /// What waits in a lane.
+    struct Lane {
+        size_t waiting = 0;
+        int64_t captureTime = 0; ///< of the first sample
+        int64_t arrivalTime = 0; ///< of the first sample
+    };
+
+    /// Opens a lane that holds at most `mostSamples`; what it has to give up is counted in `dropped`, which outlives it.
+    void OpenLane(int32_t lane, size_t mostSamples, std::atomic<uint64_t>& dropped);
+
+    /// Ends a lane with what waits in it. Samples put into it later are ignored.
+    void CloseLane(int32_t lane);
+
+    /// Puts a sample at the end of a lane. A full lane gives its first sample up; a queue that holds too many bytes
+    /// gives up the oldest sample of all.
+    void Put(int32_t lane, Sample sample);
+
+    Lane Look(int32_t lane) const;
+
+    /// The first sample of a lane, if there is any.
+    std::optional<Sample> Take(int32_t lane);
+
+    /// Forgets all that waits, uncounted.
+    void Clear();
+
+    /// Bytes that may wait in all lanes together.
+    static constexpr int64_t kMostBytes = int64_t{256} << 20;
+
+private:
+    struct Waiting {
+        std::deque<Sample> samples;
+        size_t most = 0;
+        std::atomic<uint64_t>* dropped = nullptr;
+    };
+
+    Sample TakeFirst(Waiting& lane);
+    void DropOldest();
+
+    mutable std::mutex mutex;
+    std::map<int32_t, Waiting> lanes;
+    int64_t bytes = 0;
+};
+
+} // namespace platform

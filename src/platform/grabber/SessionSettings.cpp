@@ -1,0 +1,327 @@
+// A session's settings as user data.
+//
+// One item per channel, of the channel's type, in the order of the channels; each holds a list of items of its own.
+// Devices are named by identity and by name, choices (inputs, standards) by name and by number, so that another
+// machine can look for the nearest thing it has. Fractions are stored in millionths. The order of all items is fixed,
+// and the same settings always give the same bytes.
+#include "platform/atoms/UserData.h"
+#include "platform/grabber/Session.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+namespace platform {
+namespace {
+
+constexpr FourCharCode kSession = CodeOf("sgrb");
+constexpr int64_t kSettingsVersion = 1;
+// Each channel opens a device: a file can't ask for any number of them.
+constexpr size_t kMostChannels = 16;
+
+constexpr FourCharCode kIdentity = CodeOf("devi");
+constexpr FourCharCode kName = CodeOf("devn");
+constexpr FourCharCode kInput = CodeOf("inpt");
+constexpr FourCharCode kInputName = CodeOf("inpn");
+constexpr FourCharCode kUsage = CodeOf("usag");
+constexpr FourCharCode kPlayFlags = CodeOf("plyf");
+// Video.
+constexpr FourCharCode kStandard = CodeOf("stnd");
+constexpr FourCharCode kStandardName = CodeOf("stnn");
+constexpr FourCharCode kFormat = CodeOf("fmt ");
+constexpr FourCharCode kWidth = CodeOf("widt");
+constexpr FourCharCode kHeight = CodeOf("heig");
+constexpr FourCharCode kRate = CodeOf("rate");
+constexpr FourCharCode kCodec = CodeOf("codc");
+constexpr FourCharCode kDepth = CodeOf("dept");
+constexpr FourCharCode kSpatialQuality = CodeOf("sptl");
+constexpr FourCharCode kTemporalQuality = CodeOf("tprl");
+constexpr FourCharCode kKeyFrameRate = CodeOf("keyf");
+constexpr FourCharCode kBounds = CodeOf("bnds");
+constexpr FourCharCode kControls = CodeOf("ctrl");
+// Sound.
+constexpr FourCharCode kSampleSize = CodeOf("size");
+constexpr FourCharCode kChannels = CodeOf("chan");
+constexpr FourCharCode kCompression = CodeOf("cmpr");
+constexpr FourCharCode kGain = CodeOf("gain");
+constexpr FourCharCode kVolume = CodeOf("volu");
+constexpr FourCharCode kAdditionalRates = CodeOf("arat");
+
+struct NamedControl {
+    AnalogControl control;
+    FourCharCode tag;
+};
+constexpr std::array<NamedControl, 6> kAnalogControls{{{AnalogControl::Brightness, CodeOf("brig")},
+                                                       {AnalogControl::Hue, CodeOf("hue ")},
+                                                       {AnalogControl::Contrast, CodeOf("cont")},
+                                                       {AnalogControl::Saturation, CodeOf("satu")},
+                                                       {AnalogControl::Sharpness, CodeOf("shar")},
+                                                       {AnalogControl::WhiteLevel, CodeOf("whtl")}}};
+
+int64_t Millionths(double value)
+{
+    return std::llround(value * 1e6);
+}
+
+// A number of the settings as the type that takes it; one that was made for a larger range stays out.
+template <typename T> T Fitting(const TaggedItems& settings, FourCharCode tag, T standard)
+{
+    const auto value = settings.Number(tag);
+    return value && *value >= std::numeric_limits<T>::min() && *value <= std::numeric_limits<T>::max()
+               ? static_cast<T>(*value)
+               : standard;
+}
+
+// The place of a choice: by its name, or by its number where no such name is there.
+std::optional<int> Choice(const std::vector<std::string>& offered, const std::string& name,
+                          std::optional<int64_t> number)
+{
+    if (const auto found = std::ranges::find(offered, name); found != offered.end())
+        return static_cast<int>(found - offered.begin());
+    if (number && *number >= 0 && *number < static_cast<int64_t>(offered.size()))
+        return static_cast<int>(*number);
+    return std::nullopt;
+}
+
+void AddChoice(TaggedItems& settings, FourCharCode tag, FourCharCode nameTag, const std::vector<std::string>& offered,
+               int chosen)
+{
+    if (chosen < 0 || static_cast<size_t>(chosen) >= offered.size())
+        return;
+    settings.AddNumber(tag, chosen);
+    settings.AddText(nameTag, offered[static_cast<size_t>(chosen)]);
+}
+
+void AddCommon(TaggedItems& settings, const Channel& channel)
+{
+    const ListedDevice device = channel.Device();
+    settings.AddText(kIdentity, device.identity);
+    settings.AddText(kName, device.name);
+    AddChoice(settings, kInput, kInputName, device.inputs, device.input);
+    settings.AddNumber(kUsage, channel.usage);
+    settings.AddNumber(kPlayFlags, channel.playFlags);
+}
+
+void ApplyCommon(const TaggedItems& settings, Channel& channel)
+{
+    channel.usage = Fitting(settings, kUsage, channel.usage);
+    channel.playFlags = Fitting(settings, kPlayFlags, channel.playFlags);
+}
+
+void AddControls(TaggedItems& settings, const Digitizer& digitizer)
+{
+    for (const auto& [control, tag] : kAnalogControls) {
+        uint16_t value = 0;
+        if (digitizer.GetAnalog(control, value) == noErr)
+            settings.AddNumber(tag, value);
+    }
+    TaggedItems controls;
+    for (const ImageControl& control : digitizer.Controls())
+        if (control.kind != ImageControl::Kind::Button && !control.readOnly)
+            controls.AddNumber(control.identity, control.value);
+    settings.AddItems(kControls, controls);
+}
+
+void ApplyControls(const TaggedItems& settings, Digitizer& digitizer)
+{
+    for (const auto& [control, tag] : kAnalogControls)
+        if (settings.Number(tag))
+            digitizer.SetAnalog(control, Fitting<uint16_t>(settings, tag, 0));
+    const auto* flattened = settings.Find(kControls);
+    const auto controls = flattened ? TaggedItems::Read(*flattened) : std::nullopt;
+    if (!controls)
+        return;
+    // An automatic control makes others inactive, whichever stands first: what was refused is tried once more.
+    std::vector<std::pair<uint32_t, int64_t>> refused;
+    for (const auto& item : controls->All())
+        if (const auto value = controls->Number(item.tag); value && digitizer.SetControl(item.tag, *value) != noErr)
+            refused.emplace_back(item.tag, *value);
+    for (const auto& [identity, value] : refused)
+        digitizer.SetControl(identity, value);
+}
+
+Bounds BoundsFrom(const TaggedItems& settings)
+{
+    const auto packed = static_cast<uint64_t>(settings.Number(kBounds, 0));
+    return {static_cast<int16_t>(packed >> 48), static_cast<int16_t>(packed >> 32), static_cast<int16_t>(packed >> 16),
+            static_cast<int16_t>(packed)};
+}
+
+int64_t PackedBounds(const Bounds& bounds)
+{
+    uint64_t packed = 0;
+    for (const int16_t side : {bounds.top, bounds.left, bounds.bottom, bounds.right})
+        packed = packed << 16 | static_cast<uint16_t>(side);
+    return static_cast<int64_t>(packed);
+}
+
+} // namespace
+
+TaggedItems VideoChannel::Settings() const
+{
+    TaggedItems settings;
+    AddCommon(settings, *this);
+    AddChoice(settings, kStandard, kStandardName, digitizer->Standards(), digitizer->Standard());
+    const CaptureFormat format = digitizer->Format();
+    settings.AddNumber(kFormat, format.format);
+    settings.AddNumber(kWidth, format.width);
+    settings.AddNumber(kHeight, format.height);
+    settings.AddNumber(kRate, Millionths(format.frameRate));
+    const CompressionSettings compressed = Compression();
+    settings.AddNumber(kCodec, compressed.codec);
+    settings.AddNumber(kDepth, compressed.depth);
+    settings.AddNumber(kSpatialQuality, compressed.spatialQuality);
+    settings.AddNumber(kTemporalQuality, compressed.temporalQuality);
+    settings.AddNumber(kKeyFrameRate, compressed.keyFrameRate);
+    if (bounds)
+        settings.AddNumber(kBounds, PackedBounds(*bounds));
+    AddControls(settings, *digitizer);
+    return settings;
+}
+
+void VideoChannel::ApplySettings(const TaggedItems& settings)
+{
+    ApplyCommon(settings, *this);
+    if (const auto input = Choice(digitizer->Inputs(), settings.Text(kInputName), settings.Number(kInput)))
+        digitizer->SelectInput(*input);
+    if (const auto standard = Choice(digitizer->Standards(), settings.Text(kStandardName), settings.Number(kStandard)))
+        digitizer->SelectStandard(*standard);
+    CaptureFormat format = digitizer->Format();
+    format.format = Fitting(settings, kFormat, format.format);
+    format.width = Fitting(settings, kWidth, format.width);
+    format.height = Fitting(settings, kHeight, format.height);
+    format.frameRate = static_cast<double>(settings.Number(kRate, Millionths(format.frameRate))) / 1e6;
+    digitizer->SetFormat(format);
+    CompressionSettings compressed = Compression();
+    compressed.codec = Fitting(settings, kCodec, compressed.codec);
+    SetCompression(compressed);
+    // The codec may be unknown here; the rest is taken all the same.
+    compressed = Compression();
+    compressed.depth = Fitting<int16_t>(settings, kDepth, static_cast<int16_t>(compressed.depth));
+    compressed.spatialQuality = std::clamp(Fitting(settings, kSpatialQuality, compressed.spatialQuality), 0, 1024);
+    compressed.temporalQuality = std::clamp(Fitting(settings, kTemporalQuality, compressed.temporalQuality), 0, 1024);
+    compressed.keyFrameRate = std::clamp(Fitting(settings, kKeyFrameRate, compressed.keyFrameRate), 0, 65535);
+    SetCompression(compressed);
+    if (const Bounds stored = BoundsFrom(settings); !stored.Empty())
+        bounds = stored;
+    ApplyControls(settings, *digitizer);
+}
+
+TaggedItems SoundChannel::Settings() const
+{
+    TaggedItems settings;
+    AddCommon(settings, *this);
+    const Parameters present = GetParameters();
+    settings.AddNumber(kSampleSize, present.sampleSize);
+    settings.AddNumber(kChannels, present.channels);
+    settings.AddNumber(kCompression, present.compression);
+    settings.AddNumber(kRate, Millionths(Rate()));
+    double gain = 0;
+    if (source->GetGain(gain) == noErr)
+        settings.AddNumber(kGain, Millionths(gain));
+    settings.AddNumber(kVolume, volume);
+    TaggedItems rates;
+    for (const Fixed rate : additionalRates)
+        rates.AddNumber(kRate, static_cast<uint32_t>(rate));
+    settings.AddItems(kAdditionalRates, rates);
+    return settings;
+}
+
+void SoundChannel::ApplySettings(const TaggedItems& settings)
+{
+    ApplyCommon(settings, *this);
+    if (const auto input = Choice(source->Inputs(), settings.Text(kInputName), settings.Number(kInput)))
+        source->SelectInput(*input);
+    Parameters wanted = GetParameters();
+    wanted.sampleSize = Fitting(settings, kSampleSize, wanted.sampleSize);
+    wanted.channels = Fitting(settings, kChannels, wanted.channels);
+    wanted.compression = Fitting(settings, kCompression, wanted.compression);
+    SetParameters(wanted);
+    if (const auto rate = settings.Number(kRate))
+        SetRate(static_cast<double>(*rate) / 1e6);
+    if (const auto gain = settings.Number(kGain))
+        source->SetGain(static_cast<double>(*gain) / 1e6);
+    volume = Fitting(settings, kVolume, volume);
+    const auto* flattened = settings.Find(kAdditionalRates);
+    const auto rates = flattened ? TaggedItems::Read(*flattened) : std::nullopt;
+    additionalRates.clear();
+    for (size_t i = 0; rates && i < rates->All().size(); ++i) {
+        TaggedItems one;
+        one.Add(kRate, rates->All()[i].bytes);
+        additionalRates.push_back(static_cast<Fixed>(Fitting<uint32_t>(one, kRate, 0)));
+    }
+}
+
+TaggedItems Session::Settings() const
+{
+    TaggedItems settings;
+    settings.AddNumber(kSession, kSettingsVersion);
+    for (const auto& channel : channels)
+        settings.AddItems(channel->type, channel->Settings());
+    return settings;
+}
+
+Result Session::ApplySettings(const TaggedItems& settings)
+{
+    // All of it is read before anything is touched.
+    if (settings.Number(kSession, 0) != kSettingsVersion)
+        return paramErr;
+    std::vector<std::pair<FourCharCode, TaggedItems>> wanted;
+    for (const auto& item : settings.All()) {
+        if (item.tag != kVideoMediaType && item.tag != kSoundMediaType)
+            continue;
+        auto inner = TaggedItems::Read(item.bytes);
+        if (!inner || wanted.size() == kMostChannels)
+            return paramErr;
+        wanted.emplace_back(item.tag, std::move(*inner));
+    }
+    if (recording)
+        return cantDoThatInCurrentMode;
+    // A device can be set only while nobody captures from it.
+    HaltChannels();
+    while (!channels.empty())
+        RemoveChannel(*channels.back());
+    for (const auto& [type, inner] : wanted) {
+        const std::string identity = inner.Text(kIdentity);
+        const std::string name = inner.Text(kName);
+        std::shared_ptr<Channel> channel;
+        if (type == kVideoMediaType)
+            channel = std::make_shared<VideoChannel>(queue, OpenDigitizer(identity, name));
+        else
+            channel = std::make_shared<SoundChannel>(queue, OpenSoundSource(identity, name));
+        channel->ApplySettings(inner);
+        AddChannel(std::move(channel));
+    }
+    if (mode != GrabMode::Stopped)
+        RunChannels();
+    return noErr;
+}
+
+// User data crosses the border in its flattened form.
+
+Result SGGetSettings(SGComponent session, Address settings, [[maybe_unused]] int32_t flags)
+{
+    const auto found = FindSession(session);
+    if (!found)
+        return badComponentInstance;
+    const Handle flattened = NewHandle(0);
+    SetHandleBytes(flattened, found->Settings().Flatten());
+    const Result result = NewUserDataFromHandle(flattened, settings);
+    DisposeHandle(flattened);
+    return result;
+}
+
+Result SGSetSettings(SGComponent session, int32_t settings, [[maybe_unused]] int32_t flags)
+{
+    const auto found = FindSession(session);
+    if (!found)
+        return badComponentInstance;
+    const Handle flattened = NewHandle(0);
+    const Result result = PutUserDataIntoHandle(settings, flattened);
+    const auto items = result == noErr ? TaggedItems::Read(HandleBytes(flattened)) : std::nullopt;
+    DisposeHandle(flattened);
+    return items ? found->ApplySettings(*items) : paramErr;
+}
+
+} // namespace platform

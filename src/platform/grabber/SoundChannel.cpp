@@ -1,0 +1,190 @@
+// A sound channel.
+//
+// The source delivers PCM on its own thread; there each buffer is coded as the channel was told, into the block from
+// which pieces are handed over later. The description goes with the buffer, so a change of format takes effect exactly
+// where the first buffer of the new format begins.
+//
+// The channel owns the source, its level meter and the driver number under which both can be reached.
+#include "platform/grabber/SoundChannel.h"
+
+#include "platform/grabber/MonotonicClock.h"
+
+#include <cmath>
+
+namespace platform {
+namespace {
+
+constexpr double kLowestRate = 8000;
+constexpr double kHighestRate = 48000;
+
+SharedDescription MakeDescription(const SoundFormat& format, const SoundCoding& coding)
+{
+    auto description = std::make_shared<SampleDescription>();
+    description->coding = coding;
+    description->sampleRate = format.sampleRate;
+    description->channels = format.channels;
+    const SoundDescription record = DescribeSound(coding, format.sampleRate, format.channels);
+    description->record.assign(record.begin(), record.end());
+    return description;
+}
+
+// Whether whole sample frames can be cut from a buffer of that format.
+bool IsSound(const SoundFormat& format)
+{
+    return format.sampleRate >= 1 && (format.channels == 1 || format.channels == 2) &&
+           (format.sampleSize == 8 || format.sampleSize == 16);
+}
+
+} // namespace
+
+SoundChannel::SoundChannel(SampleQueue& queue, std::shared_ptr<SoundSource> adopted) : Channel(kSoundMediaType, queue)
+{
+    AdoptSource(std::move(adopted));
+    SetParameters(parameters);
+}
+
+SoundChannel::~SoundChannel()
+{
+    Halt();
+    UnregisterSoundDriver(driver);
+}
+
+void SoundChannel::AdoptSource(std::shared_ptr<SoundSource> adopted)
+{
+    UnregisterSoundDriver(driver);
+    source = std::move(adopted);
+    driver = RegisterSoundDriver(source, meter);
+}
+
+int32_t SoundChannel::TimeScale() const
+{
+    return static_cast<int32_t>(std::lround(source->Format().sampleRate));
+}
+
+SoundStream& SoundChannel::Stream()
+{
+    if (!stream)
+        stream = std::make_unique<SoundStream>(queue, number);
+    return *stream;
+}
+
+std::vector<ListedDevice> SoundChannel::Devices() const
+{
+    std::vector<ListedDevice> devices;
+    for (const SoundSourceEntry& entry : ListSoundSources())
+        devices.push_back({entry.name, entry.identity, entry.inputs, 0, entry.available});
+    return devices;
+}
+
+ListedDevice SoundChannel::Device() const
+{
+    return {source->Name(), source->Identity(), source->Inputs(), source->Input(), true};
+}
+
+Result SoundChannel::TakeDevice(const ListedDevice& device)
+{
+    if (device.identity == source->Identity())
+        return noErr;
+    std::shared_ptr<SoundSource> other = OpenSoundSource(device.identity, device.name);
+    if (other->Identity() != device.identity)
+        return noDeviceForChannel;
+    // A source that can't do the present format keeps its own: sound in another format is better than none.
+    other->SetFormat(source->Format());
+    if (Running()) {
+        StopDevice();
+        const Result result = other->Start(*this);
+        if (result != noErr && result != noDeviceForChannel) {
+            StartDevice();
+            return result;
+        }
+        if (result != noErr)
+            NoteFailure(result);
+    }
+    AdoptSource(std::move(other));
+    return noErr;
+}
+
+Result SoundChannel::SetParameters(const Parameters& wanted)
+{
+    SoundCoding found;
+    if (const Result result = FindSoundCoding(wanted.compression, wanted.sampleSize, found); result != noErr)
+        return result;
+    if (wanted.channels != 1 && wanted.channels != 2)
+        return siBadSoundInDevice;
+    SoundFormat format = source->Format();
+    format.channels = wanted.channels;
+    format.sampleSize = SourceSampleSize(found);
+    if (const Result result = source->SetFormat(format); result != noErr)
+        return result;
+    parameters = wanted;
+    const std::lock_guard lock(codingMutex);
+    coding = found;
+    return noErr;
+}
+
+SoundChannel::Parameters SoundChannel::GetParameters() const
+{
+    Parameters present = parameters;
+    present.channels = static_cast<int16_t>(source->Format().channels);
+    return present;
+}
+
+Result SoundChannel::SetRate(double rate)
+{
+    if (rateIsFixed)
+        return cantDoThatInCurrentMode;
+    if (!(rate >= kLowestRate && rate <= kHighestRate))
+        return siInvalidSampleRate;
+    SoundFormat format = source->Format();
+    format.sampleRate = rate;
+    return source->SetFormat(format);
+}
+
+SoundCoding SoundChannel::Coding() const
+{
+    const std::lock_guard lock(codingMutex);
+    return coding;
+}
+
+SharedDescription SoundChannel::PresentDescription() const
+{
+    const SoundFormat format = source->Format();
+    return MakeDescription(IsSound(format) ? format : SoundFormat(), Coding());
+}
+
+SharedDescription SoundChannel::DescriptionOf(const SoundFormat& format, const SoundCoding& coded)
+{
+    if (!delivered || delivered->coding != coded || delivered->sampleRate != format.sampleRate ||
+        delivered->channels != format.channels)
+        delivered = MakeDescription(format, coded);
+    return delivered;
+}
+
+void SoundChannel::SoundArrived(const CapturedSound& sound)
+{
+    if (!IsSound(sound.format))
+        return;
+    const int64_t now = MonotonicNow();
+    const auto frames = static_cast<double>(sound.bytes.size()) / sound.format.BytesPerFrame();
+    NoteArrival(now, static_cast<int64_t>(frames / sound.format.sampleRate * kNanosecondsPerSecond));
+    meter->Feed(sound);
+    const size_t whole = sound.bytes.size() - sound.bytes.size() % static_cast<size_t>(sound.format.BytesPerFrame());
+    if (!Accepting() || whole == 0)
+        return;
+    counts.lostBeforeUs += sound.framesLost;
+    const SoundCoding coded = Coding();
+    Sample sample;
+    sample.data = SampleData::Uncleared(static_cast<int64_t>(CodedSize(whole, sound.format.sampleSize, coded)));
+    if (sample.data.Size() == 0) {
+        ++counts.droppedInQueue;
+        return;
+    }
+    ConvertSound(sound.bytes.first(whole), sound.format.sampleSize, coded, sample.data.Bytes());
+    sample.captureTime = sound.captureTime;
+    sample.arrivalTime = now;
+    sample.framesLost = static_cast<int64_t>(sound.framesLost);
+    sample.description = DescriptionOf(sound.format, coded);
+    queue.Put(number, std::move(sample));
+}
+
+} // namespace platform

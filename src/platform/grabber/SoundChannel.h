@@ -1,0 +1,74 @@
+#pragma once
+
+#include "platform/grabber/Channel.h"
+#include "platform/grabber/SoundStream.h"
+#include "platform/sound/SoundInput.h"
+
+#include <mutex>
+
+namespace platform {
+
+/// A channel over a sound source.
+class SoundChannel final : public Channel, private SoundSink {
+public:
+    /// What a caller asked for; what is delivered follows from it (`FindSoundCoding`).
+    struct Parameters {
+        int16_t sampleSize = 16;
+        int16_t channels = 2;
+        FourCharCode compression = CodeOf("raw ");
+    };
+
+    SoundChannel(SampleQueue& queue, std::shared_ptr<SoundSource> source);
+    ~SoundChannel() override;
+
+    int32_t TimeScale() const override;
+
+    std::vector<ListedDevice> Devices() const override;
+    ListedDevice Device() const override;
+    Result TakeDevice(const ListedDevice& device) override;
+    TaggedItems Settings() const override;
+    void ApplySettings(const TaggedItems& settings) override;
+
+    int32_t Driver() const { return driver; }
+
+    Parameters GetParameters() const;
+    Result SetParameters(const Parameters& wanted);
+
+    double Rate() const { return source->Format().sampleRate; }
+    Result SetRate(double rate);
+
+    /// What a buffer would be now.
+    SharedDescription PresentDescription() const;
+
+    /// The channel's sound on the main thread. Made when the channel has its number.
+    SoundStream& Stream();
+
+    /// While the grabber itself writes a movie, in which sound is counted in samples of one rate.
+    bool rateIsFixed = false;
+
+    int16_t volume = 256;
+    std::vector<Fixed> additionalRates;
+
+private:
+    Result StartDevice() override { return source->Start(*this); }
+    void StopDevice() override { source->Stop(); }
+    void SoundArrived(const CapturedSound& sound) override;
+    void SoundFailed(Result result) override { NoteFailure(result); }
+
+    void AdoptSource(std::shared_ptr<SoundSource> adopted);
+    SoundCoding Coding() const;
+    SharedDescription DescriptionOf(const SoundFormat& format, const SoundCoding& coded);
+
+    std::shared_ptr<SoundSource> source;
+    std::shared_ptr<LevelMeter> meter = std::make_shared<LevelMeter>();
+    int32_t driver = 0;
+    Parameters parameters;
+    std::unique_ptr<SoundStream> stream;
+
+    mutable std::mutex codingMutex;
+    SoundCoding coding;
+
+    SharedDescription delivered; ///< of the source's thread
+};
+
+} // namespace platform

@@ -1,0 +1,200 @@
+// One line of sound.
+//
+// Whoever records sound counts its samples: what is missing in the middle shifts all that follows. So the line has no
+// holes. It has an end on the clock, and each captured buffer finds its place by its own time: where buffers were
+// lost, or the session stood still, silence fills up; what comes twice, because silence stood in for it before, is
+// left out.
+//
+// The times that a source gives jitter by some milliseconds, and its crystal runs a little faster or slower than the
+// system's clock. Within the tolerance buffers therefore follow one another sample by sample, whatever their times
+// say, and a smoothed difference is worked off by leaving out or repeating a single frame now and then: an hour's
+// sound ends with the hour's last picture. A source with exact times is never touched.
+#include "platform/grabber/SoundStream.h"
+
+#include "platform/grabber/MonotonicClock.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace platform {
+namespace {
+
+constexpr int64_t kTolerance = 40 * kNanosecondsPerMillisecond;
+constexpr double kDriftSmoothing = 2.0 * kNanosecondsPerSecond;
+constexpr double kDriftAllowed = 3.0 * kNanosecondsPerMillisecond;
+constexpr int64_t kLongestSilence = kNanosecondsPerSecond;
+
+int64_t FramesIn(int64_t nanoseconds, double rate)
+{
+    return static_cast<int64_t>(std::floor(static_cast<double>(nanoseconds) * rate / kNanosecondsPerSecond));
+}
+
+int64_t DurationOf(int64_t frames, double rate)
+{
+    return std::llround(static_cast<double>(frames) * kNanosecondsPerSecond / rate);
+}
+
+int64_t FramesOf(const Sample& sample)
+{
+    return sample.data.Size() / sample.description->BytesPerFrame();
+}
+
+} // namespace
+
+int64_t SoundStream::Position() const
+{
+    return description ? base + DurationOf(frames, description->sampleRate) : base;
+}
+
+void SoundStream::MoveTo(int64_t time)
+{
+    begun = true;
+    base = time;
+    frames = 0;
+    align = true;
+}
+
+bool SoundStream::Reaches(int64_t time) const
+{
+    return description ? FramesUntil(time) < 1 : base >= time;
+}
+
+int64_t SoundStream::FramesUntil(int64_t time) const
+{
+    // Half a nanosecond's rounding must not cost a frame that just fits.
+    return FramesIn(time - Position() + 1, description->sampleRate);
+}
+
+void SoundStream::Rebase(const SharedDescription& next)
+{
+    base = Position();
+    frames = 0;
+    description = next;
+}
+
+bool SoundStream::TakeSample()
+{
+    if (interrupted) {
+        current = {};
+        align = true;
+        interrupted = false;
+    }
+    if (current.description && offset < FramesOf(current))
+        return true;
+    auto next = queue.Take(lane);
+    if (!next)
+        return false;
+    current = std::move(*next);
+    offset = 0;
+    placed = false;
+    if (current.description != description)
+        Rebase(current.description);
+    if (!begun)
+        MoveTo(current.captureTime);
+    return true;
+}
+
+std::optional<SoundStream::Piece> SoundStream::Next(int64_t limit, int64_t longestSilence)
+{
+    while (TakeSample()) {
+        if (!placed)
+            if (auto hole = FindPlace(limit, longestSilence))
+                return hole;
+        const int64_t left = FramesOf(current) - offset;
+        if (left <= 0)
+            continue;
+        const int64_t room = FramesUntil(limit);
+        if (!placed || room < 1)
+            return std::nullopt;
+        const int64_t longest = std::max<int64_t>(1, FramesIn(kLongestPiece, description->sampleRate));
+        return Cut(std::min({left, room, longest}));
+    }
+    return std::nullopt;
+}
+
+// Compares the sample's own time with the end of the line. Gives a piece of silence when there is a hole before it,
+// and leaves the sample without a place when that hole reaches beyond the limit.
+std::optional<SoundStream::Piece> SoundStream::FindPlace(int64_t limit, int64_t longestSilence)
+{
+    const int64_t error = current.captureTime - Position();
+    if (!align && current.framesLost == 0 && std::abs(error) <= kTolerance) {
+        FollowDrift(error);
+        placed = true;
+        return std::nullopt;
+    }
+    const int64_t hole = FramesIn(error + 1, description->sampleRate);
+    if (hole > 0) {
+        align = true;
+        const int64_t frame = std::min({hole, FramesUntil(limit), FramesIn(longestSilence, description->sampleRate)});
+        return frame < 1 ? std::nullopt : std::optional(Quiet(frame));
+    }
+    // The line may have got this far without the sample: then only what lies behind its end is new.
+    offset = std::min(FramesOf(current), std::max<int64_t>(0, FramesIn(-error, description->sampleRate)));
+    placed = true;
+    if (offset < FramesOf(current))
+        align = false;
+    drift = 0;
+    repeatFrame = false;
+    return std::nullopt;
+}
+
+void SoundStream::FollowDrift(int64_t error)
+{
+    const double frame = kNanosecondsPerSecond / description->sampleRate;
+    const double weight = std::min(1.0, static_cast<double>(DurationOf(FramesOf(current), description->sampleRate)) /
+                                            kDriftSmoothing);
+    drift += (static_cast<double>(error) - drift) * weight;
+    if (drift > kDriftAllowed) {
+        repeatFrame = true;
+        drift -= frame;
+    } else if (drift < -kDriftAllowed) {
+        ++offset;
+        drift += frame;
+    }
+}
+
+SoundStream::Piece SoundStream::Cut(int64_t count)
+{
+    const int64_t frameBytes = description->BytesPerFrame();
+    const Piece piece{current.data.Start() + static_cast<Address>(offset * frameBytes),
+                      static_cast<int32_t>(count * frameBytes), static_cast<int32_t>(count), Position(), description};
+    offset += count;
+    frames += count;
+    if (repeatFrame && count > 1) {
+        --offset;
+        repeatFrame = false;
+    }
+    return piece;
+}
+
+std::optional<SoundStream::Piece> SoundStream::Silence(int64_t limit, int64_t longest,
+                                                       const SharedDescription& standard)
+{
+    if (!description)
+        Rebase(standard);
+    const int64_t count = std::min(FramesUntil(limit), FramesIn(longest, description->sampleRate));
+    if (count < 1)
+        return std::nullopt;
+    align = true;
+    return Quiet(count);
+}
+
+SoundStream::Piece SoundStream::Quiet(int64_t count)
+{
+    const int64_t frameBytes = description->BytesPerFrame();
+    if (quietDescription != description) {
+        const auto most = static_cast<size_t>(FramesIn(kLongestSilence, description->sampleRate));
+        const std::vector<uint8_t> level(most * static_cast<size_t>(description->channels), 128);
+        quiet = SampleData::Uncleared(static_cast<int64_t>(most) * frameBytes);
+        ConvertSound(level, 8, description->coding, quiet.Bytes());
+        quietDescription = description;
+    }
+    count = std::min(count, quiet.Size() / frameBytes);
+    const Piece piece{quiet.Start(), static_cast<int32_t>(count * frameBytes), static_cast<int32_t>(count), Position(),
+                      description};
+    frames += count;
+    return piece;
+}
+
+} // namespace platform

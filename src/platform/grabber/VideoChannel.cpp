@@ -1,0 +1,212 @@
+// A video channel.
+//
+// The digitizer delivers on its own thread. A frame in the chosen compressor's own format is copied once, into the
+// block that the data procedure will see; any other is copied once for the workers, which compress it. Either way the
+// queue gets the frames in the order of their capture.
+//
+// The channel owns the digitizer together with the component instance around it, through which callers reach the
+// device's image controls. Both live until the channel takes another device.
+#include "platform/grabber/VideoChannel.h"
+
+#include "platform/grabber/MonotonicClock.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace platform {
+namespace {
+
+// The device's count steps back or far ahead when it starts anew; such a step tells of no loss.
+constexpr uint32_t kLargestGap = 0x10000;
+
+bool CanCompress(const CompressionSettings& settings)
+{
+    return std::ranges::any_of(AvailableCompressors(),
+                               [&](const CompressorName& known) { return known.codec == settings.codec; });
+}
+
+} // namespace
+
+VideoChannel::VideoChannel(SampleQueue& queue, std::shared_ptr<Digitizer> device)
+    : Channel(kVideoMediaType, queue), compression(std::make_shared<CompressionSettings>())
+{
+    AdoptDevice(std::move(device));
+}
+
+VideoChannel::~VideoChannel()
+{
+    Halt();
+    workers.reset();
+    CloseComponent(instance);
+}
+
+void VideoChannel::AdoptDevice(std::shared_ptr<Digitizer> device)
+{
+    CloseComponent(instance);
+    digitizer = std::move(device);
+    instance = OpenDigitizerInstance(digitizer);
+}
+
+void VideoChannel::FinishArrived()
+{
+    if (workers)
+        workers->Finish();
+}
+
+void VideoChannel::DiscardArrived()
+{
+    if (workers)
+        workers->Discard();
+}
+
+void VideoChannel::StopDevice()
+{
+    digitizer->Stop();
+    lastSequence.reset();
+}
+
+std::vector<ListedDevice> VideoChannel::Devices() const
+{
+    std::vector<ListedDevice> devices;
+    for (const DigitizerEntry& entry : ListDigitizers())
+        devices.push_back({entry.name, entry.identity, entry.inputs, 0, entry.available});
+    return devices;
+}
+
+ListedDevice VideoChannel::Device() const
+{
+    return {digitizer->Name(), digitizer->Identity(), digitizer->Inputs(), digitizer->Input(), true};
+}
+
+Result VideoChannel::TakeDevice(const ListedDevice& device)
+{
+    if (device.identity == digitizer->Identity())
+        return noErr;
+    std::shared_ptr<Digitizer> other = OpenDigitizer(device.identity, device.name);
+    if (other->Identity() != device.identity)
+        return noDeviceForChannel;
+    if (Running()) {
+        StopDevice();
+        const Result result = other->Start(*this);
+        if (result != noErr && result != noDeviceForChannel) {
+            StartDevice();
+            return result;
+        }
+        if (result != noErr)
+            NoteFailure(result);
+    }
+    AdoptDevice(std::move(other));
+    description = nullptr;
+    return noErr;
+}
+
+Bounds VideoChannel::SourceRect() const
+{
+    // A device may change its size by itself: then the newest frame knows better.
+    if (Running() && description)
+        return BoundsOfSize(description->image.width, description->image.height);
+    const CaptureFormat format = digitizer->Format();
+    return BoundsOfSize(format.width, format.height);
+}
+
+CompressionSettings VideoChannel::Compression() const
+{
+    return *CompressionInUse();
+}
+
+CompressionWorkers::Settings VideoChannel::CompressionInUse() const
+{
+    const std::lock_guard lock(compressionMutex);
+    return compression;
+}
+
+Result VideoChannel::SetCompression(const CompressionSettings& settings)
+{
+    if (!CanCompress(settings) && settings.codec != digitizer->Format().format)
+        return noCodecErr;
+    const std::lock_guard lock(compressionMutex);
+    compression = std::make_shared<CompressionSettings>(settings);
+    return noErr;
+}
+
+Result VideoChannel::SetFrameRate(double rate)
+{
+    CaptureFormat wanted = digitizer->Format();
+    wanted.frameRate = rate;
+    if (rate == 0)
+        for (const CaptureFormat& offered : digitizer->Formats())
+            if (offered.format == wanted.format && offered.width == wanted.width && offered.height == wanted.height)
+                wanted.frameRate = std::max(wanted.frameRate, offered.frameRate);
+    return digitizer->SetFormat(wanted);
+}
+
+void VideoChannel::DrawPreview(const Sample& frame, PortReference port)
+{
+    preview.Draw(frame, port, bounds.value_or(SourceRect()));
+}
+
+void VideoChannel::FrameArrived(const CapturedFrame& frame)
+{
+    const int64_t now = MonotonicNow();
+    NoteArrival(now, lastCaptureTime == 0 ? 0 : frame.captureTime - lastCaptureTime);
+    lastCaptureTime = frame.captureTime;
+    CountLost(frame.sequence);
+    if (!Accepting())
+        return;
+    const RawFrame& picture = frame.picture;
+    if (picture.bytes.empty()) {
+        ++counts.unreadable;
+        return;
+    }
+    Sample sample;
+    sample.data = SampleData::CopyOf(picture.bytes);
+    sample.captureTime = frame.captureTime;
+    sample.arrivalTime = now;
+    if (sample.data.Size() == 0) {
+        ++counts.droppedInQueue;
+        return;
+    }
+    auto settings = CompressionInUse();
+    if (picture.format == settings->codec)
+        PassThrough(picture, std::move(sample));
+    else
+        Workers().Submit(
+            {std::move(sample), picture.format, picture.width, picture.height, std::move(settings)});
+}
+
+void VideoChannel::CountLost(uint32_t sequence)
+{
+    const uint32_t step = lastSequence ? sequence - *lastSequence : 1;
+    if (Accepting() && step > 1 && step < kLargestGap)
+        counts.lostBeforeUs += step - 1;
+    lastSequence = sequence;
+}
+
+void VideoChannel::PassThrough(const RawFrame& picture, Sample sample)
+{
+    const auto& known = passThroughDescription;
+    if (!known || known->image.codec != picture.format || known->image.width != picture.width ||
+        known->image.height != picture.height) {
+        auto fresh = std::make_shared<SampleDescription>();
+        fresh->image = DescriptionOfPassThrough(picture.format, picture.width, picture.height);
+        fresh->record = RecordOf(fresh->image);
+        passThroughDescription = std::move(fresh);
+    }
+    sample.description = passThroughDescription;
+    // Frames that came before this one, when it still was another format, go first.
+    if (workers && workers->Busy())
+        workers->Submit({std::move(sample), picture.format, picture.width, picture.height, nullptr});
+    else
+        queue.Put(number, std::move(sample));
+}
+
+CompressionWorkers& VideoChannel::Workers()
+{
+    if (!workers)
+        workers = std::make_unique<CompressionWorkers>(
+            CompressionWorkers::Outlet{[this](Sample sample) { queue.Put(number, std::move(sample)); },
+                                       [this] { ++counts.unreadable; }, [this] { ++counts.droppedInQueue; }});
+    return *workers;
+}
+
+} // namespace platform

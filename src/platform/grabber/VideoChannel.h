@@ -1,0 +1,77 @@
+#pragma once
+
+#include "platform/digitizer/VideoDigitizer.h"
+#include "platform/grabber/Bounds.h"
+#include "platform/grabber/Channel.h"
+#include "platform/grabber/CompressionWorkers.h"
+#include "platform/grabber/Preview.h"
+
+#include <mutex>
+#include <optional>
+
+namespace platform {
+
+/// A channel over a digitizer.
+class VideoChannel final : public Channel, private FrameSink {
+public:
+    VideoChannel(SampleQueue& queue, std::shared_ptr<Digitizer> device);
+    ~VideoChannel() override;
+
+    int32_t TimeScale() const override { return 600; }
+    void FinishArrived() override;
+    void DiscardArrived() override;
+
+    std::vector<ListedDevice> Devices() const override;
+    ListedDevice Device() const override;
+    Result TakeDevice(const ListedDevice& device) override;
+    TaggedItems Settings() const override;
+    void ApplySettings(const TaggedItems& settings) override;
+
+    Digitizer& TheDigitizer() { return *digitizer; }
+    ComponentInstance DigitizerReference() const { return instance; }
+
+    /// The frame's own rectangle, from 0, 0.
+    Bounds SourceRect() const;
+
+    CompressionSettings Compression() const;
+
+    /// `noCodecErr` for a compressor that can't be made.
+    Result SetCompression(const CompressionSettings& settings);
+
+    Result SetFrameRate(double rate);
+
+    std::optional<Bounds> bounds; ///< where previews are drawn; none: the frame's own rectangle
+
+    /// Draws a frame into the port, and keeps no sample.
+    void DrawPreview(const Sample& frame, PortReference port);
+
+    /// The newest frame that came to the main thread, for grabbing it later.
+    Sample newest;
+
+private:
+    Result StartDevice() override { return digitizer->Start(*this); }
+    void StopDevice() override;
+    void FrameArrived(const CapturedFrame& frame) override;
+    void CaptureFailed(Result result) override { NoteFailure(result); }
+
+    void AdoptDevice(std::shared_ptr<Digitizer> device);
+    void CountLost(uint32_t sequence);
+    void PassThrough(const RawFrame& picture, Sample sample);
+    CompressionWorkers& Workers();
+    CompressionWorkers::Settings CompressionInUse() const;
+
+    std::shared_ptr<Digitizer> digitizer;
+    ComponentInstance instance = 0;
+    Preview preview;
+
+    mutable std::mutex compressionMutex;
+    CompressionWorkers::Settings compression;
+
+    // Of the device's thread, or of the main thread while the device is stopped.
+    std::optional<uint32_t> lastSequence;
+    int64_t lastCaptureTime = 0;
+    SharedDescription passThroughDescription;
+    std::unique_ptr<CompressionWorkers> workers; ///< made with the first frame that needs them
+};
+
+} // namespace platform

@@ -1,0 +1,211 @@
+// Model: one stream of bytes, filled at its end by the thread that records and emptied by the writing thread.
+//
+// The stream waits in chunks. Those that are written go to a small pool and are filled again, so that a steady
+// recording allocates nothing and the same few chunks stay in the processor's cache; only while the disk stalls are
+// there many. A sample is copied in whole, under the lock, and the lock is never held while a thread writes: the
+// recording thread waits for the disk when the buffer is full, and then loses nothing. A caller that gives faster than
+// any disk takes is held for a moment, once, before the buffer is used: that keeps such a stream in the cache as well.
+//
+// The writing thread writes as soon as a chunk is full, or a fifth of a second after data came. A second thread asks
+// the disk to make durable what was written: that can take long on a busy disk, and writing goes on meanwhile.
+//
+// The first failure of either thread ends the writing. What waits is dropped, since bytes behind a gap are of no use,
+// and every later call gets the failure.
+#include "platform/movies/MediaDataWriter.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <unistd.h>
+
+namespace platform {
+namespace {
+
+// One chunk is one write. No power of two: the system then takes the largest blocks of memory it can get for its
+// cache, which was measured to make writing three to seven times as expensive on a virtual machine.
+constexpr size_t kChunkSize = size_t{600} << 10;
+constexpr int64_t kMuch = int64_t{16} << 20;
+constexpr int64_t kLittle = kMuch / 4;
+constexpr size_t kFreeChunks = kMuch / kChunkSize;
+constexpr auto kMoment = std::chrono::milliseconds(50);
+constexpr auto kLongestWait = std::chrono::milliseconds(200);
+
+// Two seconds of the largest pictures without compression, but no more than an eighth of the machine's memory.
+int64_t BufferForThisMachine()
+{
+    constexpr int64_t kLargest = int64_t{512} << 20;
+    const int64_t memory = int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
+    return std::min(kLargest, std::max<int64_t>(memory / 8, kChunkSize));
+}
+
+// Signals are the main thread's. That of a file grown past the allowed size would else end the process.
+void BlockSignals()
+{
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
+} // namespace
+
+MediaDataWriter::MediaDataWriter(std::unique_ptr<OutputFile> outputFile, int64_t position, int64_t bufferLimit)
+    : file(std::move(outputFile)),
+      limit(bufferLimit > 0 ? bufferLimit : BufferForThisMachine()),
+      end(position),
+      writtenEnd(position),
+      writer([this] { WriteOn(); }),
+      syncer([this] { SyncOn(); })
+{
+}
+
+MediaDataWriter::~MediaDataWriter()
+{
+    {
+        const std::lock_guard lock(mutex);
+        stopping = true;
+    }
+    dataWaits.notify_one();
+    syncWanted.notify_one();
+    writer.join();
+    syncer.join();
+}
+
+Result MediaDataWriter::Append(std::span<const uint8_t> bytes)
+{
+    const auto size = static_cast<int64_t>(bytes.size());
+    std::unique_lock lock(mutex);
+    WaitForRoom(lock, size);
+    if (failure != noErr)
+        return failure;
+    const bool wasIdle = waiting == 0 || !IsChunkFull();
+    AddToChunks(bytes);
+    waiting += size;
+    end += size;
+    if (wasIdle)
+        dataWaits.notify_one();
+    return noErr;
+}
+
+void MediaDataWriter::WaitForRoom(std::unique_lock<std::mutex>& lock, int64_t size)
+{
+    if (waiting > kMuch && !stalled)
+        stalled = !roomMade.wait_for(lock, kMoment, [&] { return failure != noErr || waiting <= kLittle; });
+    // A sample larger than the whole buffer goes in when nothing else waits.
+    roomMade.wait(lock, [&] { return failure != noErr || waiting == 0 || waiting + size <= limit; });
+}
+
+void MediaDataWriter::AddToChunks(std::span<const uint8_t> bytes)
+{
+    while (!bytes.empty()) {
+        if (queue.empty() || queue.back().filled == kChunkSize)
+            queue.push_back(TakeFreeChunk());
+        Chunk& chunk = queue.back();
+        const size_t part = std::min(bytes.size(), kChunkSize - chunk.filled);
+        std::memcpy(chunk.bytes.get() + chunk.filled, bytes.data(), part);
+        chunk.filled += part;
+        bytes = bytes.subspan(part);
+    }
+}
+
+MediaDataWriter::Chunk MediaDataWriter::TakeFreeChunk()
+{
+    if (freeChunks.empty())
+        return {std::make_unique_for_overwrite<uint8_t[]>(kChunkSize)};
+    Chunk chunk = std::move(freeChunks.back());
+    freeChunks.pop_back();
+    return chunk;
+}
+
+void MediaDataWriter::RequestSync()
+{
+    const std::lock_guard lock(mutex);
+    syncTarget = end;
+}
+
+Result MediaDataWriter::Flush()
+{
+    std::unique_lock lock(mutex);
+    hurry = true;
+    dataWaits.notify_one();
+    roomMade.wait(lock, [&] { return failure != noErr || waiting == 0; });
+    hurry = false;
+    return failure;
+}
+
+int64_t MediaDataWriter::Waiting() const
+{
+    const std::lock_guard lock(mutex);
+    return waiting;
+}
+
+bool MediaDataWriter::IsChunkFull() const
+{
+    return !queue.empty() && queue.front().filled == kChunkSize;
+}
+
+void MediaDataWriter::WriteOn()
+{
+    BlockSignals();
+    std::unique_lock lock(mutex);
+    while (failure == noErr) {
+        dataWaits.wait(lock, [&] { return waiting > 0 || stopping; });
+        if (waiting == 0)
+            return;
+        dataWaits.wait_for(lock, kLongestWait, [&] { return IsChunkFull() || hurry || stopping; });
+        // The bytes stay where they are: the recording thread only adds behind them.
+        const Chunk& chunk = queue.front();
+        const std::span bytes(chunk.bytes.get() + chunk.written, chunk.filled - chunk.written);
+        const int64_t position = writtenEnd;
+        lock.unlock();
+        const Result result = file->Write(bytes, position);
+        lock.lock();
+        if (result == noErr)
+            NoteWritten(bytes.size());
+        else if (failure == noErr)
+            failure = result;
+        if (stalled || waiting <= kLittle || failure != noErr)
+            roomMade.notify_all();
+    }
+}
+
+void MediaDataWriter::NoteWritten(size_t bytes)
+{
+    Chunk& chunk = queue.front();
+    chunk.written += bytes;
+    // A chunk that is not full yet may have been added to meanwhile.
+    if (chunk.written == chunk.filled) {
+        chunk.filled = chunk.written = 0;
+        if (freeChunks.size() < kFreeChunks)
+            freeChunks.push_back(std::move(chunk));
+        queue.pop_front();
+    }
+    waiting -= static_cast<int64_t>(bytes);
+    writtenEnd += static_cast<int64_t>(bytes);
+    if (waiting <= kLittle)
+        stalled = false;
+    if (syncTarget > syncedEnd && writtenEnd >= syncTarget)
+        syncWanted.notify_one();
+}
+
+void MediaDataWriter::SyncOn()
+{
+    BlockSignals();
+    std::unique_lock lock(mutex);
+    for (;;) {
+        syncWanted.wait(lock, [&] { return stopping || (syncTarget > syncedEnd && writtenEnd >= syncTarget); });
+        if (stopping)
+            return;
+        const int64_t target = writtenEnd;
+        lock.unlock();
+        const Result result = file->Sync();
+        lock.lock();
+        syncedEnd = target;
+        if (result != noErr && failure == noErr) {
+            failure = result;
+            dataWaits.notify_one();
+            roomMade.notify_all();
+        }
+    }
+}
+
+} // namespace platform

@@ -1,0 +1,137 @@
+#include "platform/movies/SampleDescriptions.h"
+
+#include "platform/compression/ImageDescription.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace platform {
+namespace {
+
+constexpr size_t kFormat = 4;
+constexpr size_t kDataReferenceIndex = 14;
+constexpr size_t kImageDataSize = 44;
+constexpr size_t kSoundVersion = 16;
+constexpr size_t kSoundChannels = 24;
+constexpr size_t kSoundSampleSize = 26;
+constexpr size_t kSoundDescriptionSize = 36;
+constexpr size_t kSoundDescriptionV1Size = 52;
+
+constexpr size_t kImage32[] = {0, 4, 20, 24, 28, 36, 40, 44};
+constexpr size_t kImage16[] = {14, 16, 18, 32, 34, 48, 82, 84};
+constexpr size_t kSound32[] = {0, 4, 20, 32};
+constexpr size_t kSound16[] = {14, 16, 18, 24, 26, 28, 30};
+constexpr size_t kSoundV132[] = {36, 40, 44, 48};
+
+void Swap(std::vector<uint8_t>& record, std::span<const size_t> fields, size_t width)
+{
+    for (const size_t field : fields)
+        std::reverse(record.begin() + static_cast<std::ptrdiff_t>(field),
+                     record.begin() + static_cast<std::ptrdiff_t>(field + width));
+}
+
+template <typename T> T HostField(std::span<const uint8_t> record, size_t at)
+{
+    T value{};
+    std::memcpy(&value, record.data() + at, sizeof(T));
+    return value;
+}
+
+uint32_t FileField16(std::span<const uint8_t> record, size_t at)
+{
+    return ByteReader(record.subspan(at)).U16();
+}
+
+Result FileFormOfImage(std::span<const uint8_t> record, std::vector<uint8_t>& fileForm)
+{
+    ImageDescription description;
+    if (!ReadImageDescription(record, description))
+        return badImageDescription;
+    fileForm.assign(record.begin(), record.begin() + HostField<int32_t>(record, 0));
+    Swap(fileForm, kImage32, 4);
+    Swap(fileForm, kImage16, 2);
+    // The size of one frame's data says nothing about the track, and would make each frame's description another.
+    std::fill_n(fileForm.begin() + kImageDataSize, 4, uint8_t{0});
+    return noErr;
+}
+
+Result FileFormOfSound(std::span<const uint8_t> record, std::vector<uint8_t>& fileForm)
+{
+    if (record.size() < kSoundDescriptionSize)
+        return badImageDescription;
+    const auto size = HostField<uint32_t>(record, 0);
+    const auto version = HostField<uint16_t>(record, kSoundVersion);
+    const size_t fixedPart = version == 0 ? kSoundDescriptionSize : kSoundDescriptionV1Size;
+    if (version > 1 || size < fixedPart || size > record.size() || HostField<int16_t>(record, kSoundChannels) < 1)
+        return badImageDescription;
+    fileForm.assign(record.begin(), record.begin() + size);
+    Swap(fileForm, kSound32, 4);
+    Swap(fileForm, kSound16, 2);
+    if (version == 1)
+        Swap(fileForm, kSoundV132, 4);
+    return noErr;
+}
+
+} // namespace
+
+Result FileFormOfDescription(FourCharCode mediaType, std::span<const uint8_t> record, std::vector<uint8_t>& fileForm)
+{
+    const Result result =
+        mediaType == kVideoMediaType ? FileFormOfImage(record, fileForm) : FileFormOfSound(record, fileForm);
+    if (result == noErr) {
+        // The movie's data lies in one file, the first and only data reference.
+        fileForm[kDataReferenceIndex] = 0;
+        fileForm[kDataReferenceIndex + 1] = 1;
+    }
+    return result;
+}
+
+int64_t BytesPerSoundFrame(std::span<const uint8_t> fileForm)
+{
+    if (fileForm.size() < kSoundDescriptionSize)
+        return 0;
+    const int64_t channels = FileField16(fileForm, kSoundChannels);
+    switch (ByteReader(fileForm.subspan(kFormat)).U32()) {
+    case CodeOf("raw "):
+    case CodeOf("twos"):
+    case CodeOf("sowt"):
+        return channels * FileField16(fileForm, kSoundSampleSize) / 8;
+    case CodeOf("ulaw"):
+    case CodeOf("alaw"):
+        return channels;
+    default:
+        return 0;
+    }
+}
+
+std::vector<uint8_t> DescriptionOfEmptyTrack(const TrackContents& track)
+{
+    constexpr uint32_t kImageSize = kImageDescriptionSize;
+    const bool video = track.mediaType == kVideoMediaType;
+    ByteWriter out;
+    out.U32(video ? kImageSize : kSoundDescriptionSize);
+    out.U32(CodeOf(video ? "raw " : "twos"));
+    out.Zeros(6);
+    out.U16(1); // data reference
+    out.Zeros(8);
+    if (video) {
+        out.Zeros(8); // qualities
+        out.U16(static_cast<uint16_t>(std::clamp(track.width >> 16, 1, 16384)));
+        out.U16(static_cast<uint16_t>(std::clamp(track.height >> 16, 1, 16384)));
+        out.U32(72U << 16); // pixels to an inch
+        out.U32(72U << 16);
+        out.U32(0);
+        out.U16(1);    // frames to a sample
+        out.Zeros(32); // name
+        out.U16(24);
+        out.U16(0xFFFF); // no colour table
+    } else {
+        out.U16(1);
+        out.U16(16);
+        out.U32(0);
+        out.U32(static_cast<uint32_t>(std::clamp(track.timeScale, 1, 65535)) << 16);
+    }
+    return {out.Bytes().begin(), out.Bytes().end()};
+}
+
+} // namespace platform

@@ -1,0 +1,318 @@
+// The connection to the sound server.
+//
+// The library's loop runs on a thread of its own, and everything that touches the library does so with the loop's
+// lock. What the main thread asks most, the list of sources, lies behind a mutex of its own, so that neither a busy nor
+// a hanging server can hold it up.
+//
+// The link is Down (not tried, refused or lost), Connecting (the server has not yet sent its first list) or Up. It is
+// brought up by whoever first asks for the list. From then on, and while anybody wants a stream or watches the list, a
+// timer tries again twice a second. Each list that arrives, and the same timer, let the clients open missing streams.
+#include "platform/sound/PulseServer.h"
+
+#include "platform/sound/SoundWatcher.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace platform {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kLongestListWait = 80ms;
+constexpr auto kLongestAnswer = 200ms;
+constexpr pa_usec_t kRetryMicroseconds = 500'000;
+
+PulseServer& ServerOf(void* argument)
+{
+    return *static_cast<PulseServer*>(argument);
+}
+
+std::string TextOrEmpty(const char* text)
+{
+    return text == nullptr ? std::string() : text;
+}
+
+void Forget(pa_operation* operation)
+{
+    if (operation != nullptr)
+        pa_operation_unref(operation);
+}
+
+PulseSourceInfo InfoOf(const pa_source_info& source, const std::string& defaultSource)
+{
+    PulseSourceInfo info;
+    info.name = TextOrEmpty(source.name);
+    info.description = TextOrEmpty(source.description);
+    info.isDefault = info.name == defaultSource;
+    info.isMonitor = source.monitor_of_sink != PA_INVALID_INDEX;
+    info.volume = source.volume;
+    for (uint32_t i = 0; i < source.n_ports; ++i) {
+        const pa_source_port_info& port = *source.ports[i];
+        if (&port == source.active_port)
+            info.port = static_cast<int>(i);
+        info.ports.push_back({TextOrEmpty(port.name), TextOrEmpty(port.description)});
+    }
+    return info;
+}
+
+} // namespace
+
+std::shared_ptr<PulseServer> PulseServer::Shared()
+{
+    static const auto server = std::make_shared<PulseServer>();
+    return server;
+}
+
+PulseServer::PulseServer() : loop(pa_threaded_mainloop_new()), api(pa_threaded_mainloop_get_api(loop))
+{
+    // The library's lock looks at data that its thread sets up when it starts: wait until that has been done.
+    pa_mainloop_api_once(
+        api,
+        [](pa_mainloop_api*, void* argument) {
+            PulseServer& server = ServerOf(argument);
+            const std::lock_guard lock(server.mutex);
+            server.running = true;
+            server.answered.notify_all();
+        },
+        this);
+    pa_threaded_mainloop_set_name(loop, "sound server");
+    if (pa_threaded_mainloop_start(loop) < 0)
+        return;
+    std::unique_lock lock(mutex);
+    answered.wait(lock, [this] { return running; });
+}
+
+PulseServer::~PulseServer()
+{
+    pa_threaded_mainloop_stop(loop);
+    if (timer != nullptr)
+        api->time_free(timer);
+    if (context != nullptr) {
+        pa_context_set_state_callback(context, nullptr, nullptr);
+        pa_context_disconnect(context);
+        pa_context_unref(context);
+    }
+    pa_threaded_mainloop_free(loop);
+}
+
+std::vector<PulseSourceInfo> PulseServer::Sources()
+{
+    Prompt();
+    std::unique_lock lock(mutex);
+    answered.wait_until(lock, deadline, [this] { return link != Link::Connecting; });
+    return sources;
+}
+
+std::optional<PulseSourceInfo> PulseServer::Find(const std::string& name)
+{
+    const std::lock_guard lock(mutex);
+    const auto found = std::ranges::find(sources, name, &PulseSourceInfo::name);
+    return found == sources.end() ? std::nullopt : std::optional(*found);
+}
+
+// Making a context may itself look around (a display, files), so that the loop's thread does it.
+void PulseServer::Prompt()
+{
+    {
+        const std::lock_guard lock(mutex);
+        if (link != Link::Down)
+            return;
+        link = Link::Connecting;
+        deadline = std::chrono::steady_clock::now() + kLongestListWait;
+    }
+    const Lock lock(*this);
+    pa_mainloop_api_once(
+        api, [](pa_mainloop_api*, void* argument) { ServerOf(argument).Connect(); }, this);
+}
+
+void PulseServer::Connect()
+{
+    if (context != nullptr)
+        return;
+    {
+        const std::lock_guard lock(mutex);
+        if (std::exchange(link, Link::Connecting) == Link::Down)
+            deadline = std::chrono::steady_clock::now() + kLongestListWait;
+    }
+    context = pa_context_new(api, "Velmora");
+    pa_context_set_state_callback(
+        context, [](pa_context*, void* argument) { ServerOf(argument).ContextChanged(); }, this);
+    // Most failures have been told to the state callback by now.
+    if (pa_context_connect(context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0 && context != nullptr)
+        Disconnect();
+}
+
+void PulseServer::ContextChanged()
+{
+    const pa_context_state_t state = pa_context_get_state(context);
+    if (!PA_CONTEXT_IS_GOOD(state)) {
+        Disconnect();
+    } else if (state == PA_CONTEXT_READY) {
+        pa_context_set_subscribe_callback(
+            context,
+            [](pa_context*, pa_subscription_event_type_t, uint32_t, void* argument) {
+                ServerOf(argument).RequestList();
+            },
+            this);
+        const auto mask =
+            static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SERVER);
+        Forget(pa_context_subscribe(context, mask, nullptr, nullptr));
+        RequestList();
+    }
+}
+
+void PulseServer::Disconnect()
+{
+    pa_context_set_state_callback(context, nullptr, nullptr);
+    pa_context_set_subscribe_callback(context, nullptr, nullptr);
+    for (Client* client : clients)
+        client->ConnectionLost();
+    pa_context_unref(std::exchange(context, nullptr));
+    listing = listAgain = false;
+    Publish({}, Link::Down);
+    if (IsWanted())
+        TendLater();
+}
+
+// Two questions whose answers come in order: which source is the default one, and all sources. Changes that are told
+// while the answers are on their way may have missed them and are asked about once more.
+void PulseServer::RequestList()
+{
+    if (listing) {
+        listAgain = true;
+        return;
+    }
+    listing = true;
+    listAgain = false;
+    arriving.clear();
+    Forget(pa_context_get_server_info(
+        context,
+        [](pa_context*, const pa_server_info* info, void* argument) {
+            if (info != nullptr)
+                ServerOf(argument).defaultSource = TextOrEmpty(info->default_source_name);
+        },
+        this));
+    Forget(pa_context_get_source_info_list(
+        context,
+        [](pa_context*, const pa_source_info* info, int end, void* argument) {
+            PulseServer& server = ServerOf(argument);
+            if (end == 0)
+                server.arriving.push_back(InfoOf(*info, server.defaultSource));
+            else
+                server.ListArrived();
+        },
+        this));
+}
+
+void PulseServer::ListArrived()
+{
+    listing = false;
+    if (listAgain) {
+        RequestList();
+        return;
+    }
+    std::ranges::stable_sort(arriving, {}, [](const PulseSourceInfo& source) {
+        return source.isDefault ? 0 : source.isMonitor ? 2 : 1;
+    });
+    wasUp = true;
+    Publish(std::move(arriving), Link::Up);
+    Tend();
+}
+
+void PulseServer::Publish(std::vector<PulseSourceInfo> list, Link state)
+{
+    bool looksAlike = false;
+    {
+        const std::lock_guard lock(mutex);
+        looksAlike = std::ranges::equal(sources, list, &PulseSourceInfo::LooksLike);
+        sources = std::move(list);
+        link = state;
+    }
+    answered.notify_all();
+    if (!looksAlike)
+        NoteSoundSourcesChanged();
+}
+
+Result PulseServer::Change(const std::string& name, const Request& request,
+                           const std::function<void(PulseSourceInfo&)>& amend)
+{
+    struct Answer {
+        PulseServer* server;
+        std::optional<bool> success;
+    } answer{this, {}};
+    const auto done = [](pa_context*, int success, void* argument) {
+        auto& waiting = *static_cast<Answer*>(argument);
+        const std::lock_guard lock(waiting.server->mutex);
+        waiting.success = success != 0;
+        waiting.server->answered.notify_all();
+    };
+    pa_operation* operation = nullptr;
+    {
+        const Lock lock(*this);
+        if (context != nullptr)
+            operation = request(context, done, &answer);
+    }
+    if (operation == nullptr)
+        return siInputDeviceErr;
+    {
+        std::unique_lock lock(mutex);
+        answered.wait_for(lock, kLongestAnswer, [&] { return answer.success.has_value(); });
+    }
+    const Lock lock(*this);
+    pa_operation_cancel(operation); // from here on the answer can't come any more
+    pa_operation_unref(operation);
+    if (!answer.success.value_or(false))
+        return siInputDeviceErr;
+    const std::lock_guard listLock(mutex);
+    if (const auto found = std::ranges::find(sources, name, &PulseSourceInfo::name); found != sources.end())
+        amend(*found);
+    return noErr;
+}
+
+void PulseServer::Add(Client& client)
+{
+    clients.push_back(&client);
+}
+
+void PulseServer::Remove(Client& client)
+{
+    std::erase(clients, &client);
+}
+
+bool PulseServer::IsWanted() const
+{
+    return wasUp || SoundSourcesAreWatched() || std::ranges::any_of(clients, &Client::WantsStream);
+}
+
+void PulseServer::TendLater()
+{
+    if (timer != nullptr)
+        return;
+    timeval soon{};
+    pa_gettimeofday(&soon);
+    pa_timeval_add(&soon, kRetryMicroseconds);
+    timer = api->time_new(
+        api, &soon,
+        [](pa_mainloop_api* loopApi, pa_time_event* event, const timeval*, void* argument) {
+            loopApi->time_free(event);
+            ServerOf(argument).timer = nullptr;
+            ServerOf(argument).Tend();
+        },
+        this);
+}
+
+void PulseServer::Tend()
+{
+    if (context == nullptr) {
+        Connect();
+        return;
+    }
+    bool complete = true;
+    for (Client* client : clients)
+        complete = client->Tend(context) && complete;
+    if (!complete)
+        TendLater();
+}
+
+} // namespace platform

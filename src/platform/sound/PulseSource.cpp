@@ -1,0 +1,311 @@
+// A source of the sound server.
+//
+// It is started while it has a sink. A started source has a stream, or misses it because the server or the device is
+// away; then the sink has been told once, and the connection lets it open a new one as soon as that can be. The stream
+// stays on the source that was chosen: the server may not move it to another one, which would record something else
+// unawares.
+//
+// All of the stream's life runs under the loop's lock: its callbacks on the loop's thread, starts and stops on the main
+// thread. Samples are stamped with the present time less the latency that the stream reports for them.
+#include "platform/sound/PulseSource.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+namespace platform {
+namespace {
+
+constexpr double kFragmentSeconds = 0.02;
+constexpr double kLargestBufferSeconds = 0.02;
+
+uint32_t BytesFor(double seconds, const SoundFormat& format)
+{
+    return static_cast<uint32_t>(std::lround(seconds * format.sampleRate) * format.BytesPerFrame());
+}
+
+int64_t Now()
+{
+    return std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
+}
+
+PulseSource& SourceOf(void* argument)
+{
+    return *static_cast<PulseSource*>(argument);
+}
+
+} // namespace
+
+PulseSource::PulseSource(std::shared_ptr<PulseServer> server, std::string pulseName, std::string name)
+    : server(std::move(server)), pulseName(std::move(pulseName)), name(std::move(name))
+{
+    const PulseServer::Lock lock(*this->server);
+    this->server->Add(*this);
+}
+
+PulseSource::~PulseSource()
+{
+    Stop();
+    const PulseServer::Lock lock(*server);
+    server->Remove(*this);
+}
+
+std::vector<std::string> PulseSource::Inputs() const
+{
+    const auto info = server->Find(pulseName);
+    return info ? info->PortNames() : std::vector<std::string>();
+}
+
+int PulseSource::Input() const
+{
+    const auto info = server->Find(pulseName);
+    return info ? info->port : 0;
+}
+
+Result PulseSource::SelectInput(int index)
+{
+    const auto info = server->Find(pulseName);
+    if (!info)
+        return siInputDeviceErr;
+    if (info->ports.empty())
+        return siUnknownInfoType;
+    if (index < 0 || index >= static_cast<int>(info->ports.size()))
+        return paramErr;
+    const auto& port = info->ports[static_cast<size_t>(index)].name;
+    return server->Change(
+        pulseName,
+        [&](pa_context* context, pa_context_success_cb_t done, void* argument) {
+            return pa_context_set_source_port_by_name(context, pulseName.c_str(), port.c_str(), done, argument);
+        },
+        [index](PulseSourceInfo& source) { source.port = index; });
+}
+
+Result PulseSource::GetGain(double& gain) const
+{
+    const auto info = server->Find(pulseName);
+    if (!info)
+        return siInputDeviceErr;
+    if (!pa_cvolume_valid(&info->volume))
+        return siUnknownInfoType;
+    const pa_volume_t volume = pa_cvolume_max(&info->volume);
+    const bool asSet = volumeSet != PA_VOLUME_INVALID && std::abs(int64_t{volume} - int64_t{volumeSet}) <= 1;
+    gain = asSet ? gainSet : pa_sw_volume_to_linear(volume);
+    return noErr;
+}
+
+Result PulseSource::SetGain(double gain)
+{
+    if (!(gain >= 0 && gain <= kHighestGain))
+        return paramErr;
+    const auto info = server->Find(pulseName);
+    if (!info)
+        return siInputDeviceErr;
+    if (!pa_cvolume_valid(&info->volume))
+        return siUnknownInfoType;
+    const pa_volume_t level = pa_sw_volume_from_linear(gain);
+    pa_cvolume volume = info->volume;
+    pa_cvolume_set(&volume, volume.channels, level);
+    const Result result = server->Change(
+        pulseName,
+        [&](pa_context* context, pa_context_success_cb_t done, void* argument) {
+            return pa_context_set_source_volume_by_name(context, pulseName.c_str(), &volume, done, argument);
+        },
+        [&volume](PulseSourceInfo& source) { source.volume = volume; });
+    if (result == noErr) {
+        gainSet = gain;
+        volumeSet = level;
+    }
+    return result;
+}
+
+SoundFormat PulseSource::Format() const
+{
+    const PulseServer::Lock lock(*server);
+    return format;
+}
+
+Result PulseSource::SetFormat(const SoundFormat& wanted)
+{
+    if (const Result result = CheckSoundFormat(wanted); result != noErr)
+        return result;
+    const PulseServer::Lock lock(*server);
+    const SoundFormat old = format;
+    format = wanted;
+    format.sampleRate = std::round(wanted.sampleRate); // the server counts in whole hertz
+    if (stream != nullptr && format != old) {
+        DropStream();
+        OpenStream(server->Context());
+    }
+    return noErr;
+}
+
+Result PulseSource::Start(SoundSink& wanted)
+{
+    Stop();
+    const PulseServer::Lock lock(*server);
+    sink = &wanted;
+    clock.Reset();
+    framesLost = 0;
+    failureTold = true; // an absent device is this call's own result
+    if (server->Context() != nullptr && Tend(server->Context())) {
+        failureTold = false;
+        return noErr;
+    }
+    server->TendLater();
+    return noDeviceForChannel;
+}
+
+void PulseSource::Stop()
+{
+    const PulseServer::Lock lock(*server);
+    DropStream();
+    sink = nullptr;
+}
+
+bool PulseSource::Tend(pa_context* context)
+{
+    if (sink != nullptr && stream == nullptr && server->Find(pulseName))
+        OpenStream(context);
+    return sink == nullptr || stream != nullptr;
+}
+
+void PulseSource::ConnectionLost()
+{
+    if (stream == nullptr)
+        return;
+    DropStream();
+    Fail();
+}
+
+void PulseSource::OpenStream(pa_context* context)
+{
+    const SoundFormat streamed = StreamFormat();
+    const pa_sample_spec spec{.format = streamed.sampleSize == 8 ? PA_SAMPLE_U8 : PA_SAMPLE_S16NE,
+                              .rate = static_cast<uint32_t>(streamed.sampleRate),
+                              .channels = static_cast<uint8_t>(streamed.channels)};
+    stream = pa_stream_new(context, name.c_str(), &spec, nullptr);
+    if (stream == nullptr) {
+        Fail();
+        return;
+    }
+    pa_stream_set_state_callback(
+        stream, [](pa_stream*, void* source) { SourceOf(source).StreamChanged(); }, this);
+    pa_stream_set_read_callback(
+        stream, [](pa_stream*, size_t, void* source) { SourceOf(source).ReadAll(); }, this);
+    clock.Interrupt();
+    pa_buffer_attr sizes{};
+    sizes.maxlength = sizes.tlength = sizes.prebuf = sizes.minreq = static_cast<uint32_t>(-1);
+    sizes.fragsize = BytesFor(kFragmentSeconds, streamed);
+    const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_AUTO_TIMING_UPDATE |
+                                                      PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_DONT_MOVE);
+    if (pa_stream_connect_record(stream, pulseName.c_str(), &sizes, flags) < 0 && stream != nullptr) {
+        DropStream();
+        Fail();
+    }
+}
+
+void PulseSource::DropStream()
+{
+    if (stream == nullptr)
+        return;
+    pa_stream_set_state_callback(stream, nullptr, nullptr);
+    pa_stream_set_read_callback(stream, nullptr, nullptr);
+    pa_stream_disconnect(stream);
+    pa_stream_unref(std::exchange(stream, nullptr));
+}
+
+void PulseSource::StreamChanged()
+{
+    if (PA_STREAM_IS_GOOD(pa_stream_get_state(stream)))
+        return;
+    DropStream();
+    Fail();
+}
+
+void PulseSource::Fail()
+{
+    if (!std::exchange(failureTold, true))
+        sink->SoundFailed(siInputDeviceErr);
+    server->TendLater();
+}
+
+void PulseSource::ReadAll()
+{
+    const void* data = nullptr;
+    size_t size = 0;
+    const auto frameBytes = static_cast<size_t>(StreamFormat().BytesPerFrame());
+    while (pa_stream_peek(stream, &data, &size) == 0 && size > 0) {
+        if (data == nullptr) {
+            framesLost += size / frameBytes;
+            clock.Skip(static_cast<int64_t>(size / frameBytes), format.sampleRate);
+        } else {
+            Deliver({static_cast<const uint8_t*>(data), size / frameBytes * frameBytes});
+        }
+        pa_stream_drop(stream);
+    }
+}
+
+// The stream always has two channels, and one is made of them here: servers differ in how they do it, and a mean,
+// unlike a sum, can't exceed full scale.
+SoundFormat PulseSource::StreamFormat() const
+{
+    SoundFormat streamed = format;
+    streamed.channels = 2;
+    return streamed;
+}
+
+std::span<const uint8_t> PulseSource::AsWanted(std::span<const uint8_t> stereo)
+{
+    if (format.channels == 2)
+        return stereo;
+    mixed.resize(stereo.size() / 2);
+    for (size_t i = 0; i < mixed.size(); i += static_cast<size_t>(format.BytesPerFrame())) {
+        if (format.sampleSize == 8) {
+            mixed[i] = static_cast<uint8_t>((stereo[2 * i] + stereo[2 * i + 1]) / 2);
+        } else {
+            std::array<int16_t, 2> frame;
+            std::memcpy(frame.data(), &stereo[2 * i], sizeof frame);
+            const auto mean = static_cast<int16_t>((frame[0] + frame[1]) / 2);
+            std::memcpy(&mixed[i], &mean, sizeof mean);
+        }
+    }
+    return mixed;
+}
+
+// A server that was held up sends much at once; the grabber is promised small buffers.
+void PulseSource::Deliver(std::span<const uint8_t> bytes)
+{
+    failureTold = false;
+    const SoundFormat streamed = StreamFormat();
+    const size_t largest = BytesFor(kLargestBufferSeconds, streamed);
+    int64_t measured = MeasuredCaptureTime();
+    while (!bytes.empty()) {
+        const auto piece = bytes.first(std::min(largest, bytes.size()));
+        const auto frames = static_cast<int64_t>(piece.size()) / streamed.BytesPerFrame();
+        const CaptureClock::Stamp stamp = clock.Take(measured, frames, format.sampleRate);
+        sink->SoundArrived({.bytes = AsWanted(piece),
+                            .format = format,
+                            .captureTime = stamp.time,
+                            .framesLost = std::exchange(framesLost, 0) + stamp.framesLost});
+        measured += static_cast<int64_t>(static_cast<double>(frames) / format.sampleRate * 1e9);
+        bytes = bytes.subspan(piece.size());
+    }
+}
+
+// What waits here has been captured already: no latency can be shorter than that, whatever the server makes of it, and
+// until it has told one, there is nothing better.
+int64_t PulseSource::MeasuredCaptureTime() const
+{
+    pa_usec_t latency = 0;
+    int negative = 0;
+    if (pa_stream_get_latency(stream, &latency, &negative) < 0 || negative != 0)
+        latency = 0;
+    const pa_usec_t waiting = pa_bytes_to_usec(pa_stream_readable_size(stream), pa_stream_get_sample_spec(stream));
+    return Now() - static_cast<int64_t>(std::max(latency, waiting)) * 1000;
+}
+
+} // namespace platform

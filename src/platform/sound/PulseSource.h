@@ -1,0 +1,63 @@
+#pragma once
+
+#include "platform/sound/CaptureClock.h"
+#include "platform/sound/PulseServer.h"
+#include "platform/sound/SoundSource.h"
+
+namespace platform {
+
+/// A source of the sound server: a microphone, a line input, what a sink plays.
+class PulseSource : public SoundSource, private PulseServer::Client {
+public:
+    /// `pulseName` is the server's name of it, `name` the one for people.
+    PulseSource(std::shared_ptr<PulseServer> server, std::string pulseName, std::string name);
+    ~PulseSource() override;
+
+    std::string Name() const override { return name; }
+    std::string Identity() const override { return IdentityOf(pulseName); }
+    static std::string IdentityOf(const std::string& pulseName) { return "pulse:" + pulseName; }
+
+    std::vector<std::string> Inputs() const override;
+    int Input() const override;
+    Result SelectInput(int index) override;
+    Result GetGain(double& gain) const override;
+    Result SetGain(double gain) override;
+    SoundFormat Format() const override;
+    Result SetFormat(const SoundFormat& wanted) override;
+    Result Start(SoundSink& sink) override;
+    void Stop() override;
+
+private:
+    bool Tend(pa_context* context) override;
+    bool WantsStream() const override { return sink != nullptr; }
+    void ConnectionLost() override;
+
+    void OpenStream(pa_context* context);
+    void DropStream();
+    void StreamChanged();
+    void Fail();
+    void ReadAll();
+    void Deliver(std::span<const uint8_t> bytes);
+    SoundFormat StreamFormat() const;
+    std::span<const uint8_t> AsWanted(std::span<const uint8_t> stereo);
+    int64_t MeasuredCaptureTime() const;
+
+    const std::shared_ptr<PulseServer> server;
+    const std::string pulseName;
+    const std::string name;
+
+    // The gain as it was last set here: the server's steps are coarser than ours.
+    double gainSet = -1;
+    pa_volume_t volumeSet = PA_VOLUME_INVALID;
+
+    // Guarded by the loop's lock.
+    SoundFormat format;
+    SoundSink* sink = nullptr;
+    pa_stream* stream = nullptr;
+    bool failureTold = false;
+    uint64_t framesLost = 0;
+    CaptureClock clock;
+    std::vector<uint8_t> mixed;
+};
+
+} // namespace platform

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/memory/FourCharCode.h"
+#include "platform/sound/SoundSource.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace platform {
+
+/// How the samples handed over by a channel are coded.
+struct SoundCoding {
+    FourCharCode format = CodeOf("sowt"); ///< "raw ", "twos", "sowt", "ulaw" or "alaw"
+    int32_t sampleSize = 16;              ///< bits that one stored sample takes: 8 or 16
+
+    bool operator==(const SoundCoding&) const = default;
+};
+
+/// What is delivered when a compression type and a sample size are asked for. "raw " is unsigned and so has 8 bits: at
+/// 16 bits it becomes "sowt". "ulaw" and "alaw" store 8 bits a sample, whatever was asked for.
+/// `siInvalidCompression` and `siInvalidSampleSize` leave `coding` as it was.
+Result FindSoundCoding(FourCharCode compression, int32_t sampleSize, SoundCoding& coding);
+
+/// The sample size that a source should deliver for a coding: 16 for "ulaw" and "alaw", else its own.
+int32_t SourceSampleSize(const SoundCoding& coding);
+
+/// Bytes that `sourceBytes` of PCM at `sourceSampleSize` bits take in a coding.
+size_t CodedSize(size_t sourceBytes, int32_t sourceSampleSize, const SoundCoding& coding);
+
+/// Converts PCM as a source delivers it (host byte order, 8 bits unsigned or 16 bits signed) into `target`, which has
+/// room for `CodedSize`. Returns the bytes written: whole samples only, and no more than there is room for. Source and
+/// target don't overlap.
+size_t ConvertSound(std::span<const uint8_t> source, int32_t sourceSampleSize, const SoundCoding& coding,
+                    std::span<uint8_t> target);
+
+/// The sound description record in host byte order: size (32 bits at 0), format (32 at 4), data reference index (16 at
+/// 14), version 0, channels (16 at 24), sample size (16 at 26), rate (unsigned, 16 fraction bits, at 32).
+using SoundDescription = std::array<uint8_t, 36>;
+SoundDescription DescribeSound(const SoundCoding& coding, double sampleRate, int32_t channels);
+
+} // namespace platform

@@ -1,0 +1,156 @@
+// The built-in sound source.
+//
+// Its samples have a place in time of their own: frame n belongs to the instant n / rate of the monotonic clock, and
+// the tone is a function of that instant alone. So the stamps are exact, and the beep starts on the very frame of the
+// whole second, however late the thread that delivers it wakes.
+//
+// The thread renders 10 ms at a time once they have gone by, and sleeps towards absolute instants in between. The
+// mutex guards the format, which counts from the next buffer on, and the wish to end.
+#include "platform/sound/TestTone.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <numbers>
+
+namespace platform {
+namespace {
+
+constexpr double kNanoseconds = 1e9;
+constexpr double kFrequency = 1000;
+constexpr double kBeepSeconds = 0.1;
+constexpr double kRampSeconds = 0.001;
+constexpr double kBufferSeconds = 0.01;
+// A thread that was held up for longer gives up what it missed.
+constexpr int64_t kLongestDelay = 1'000'000'000;
+
+int64_t Now()
+{
+    return std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
+}
+
+// The tone `seconds` behind a whole second, 1.0 being full scale. It starts at a zero of the sine and has its full
+// strength within a millisecond, so that the onset is sharp without a click.
+double ToneAt(double seconds)
+{
+    if (seconds >= kBeepSeconds)
+        return 0;
+    static const double amplitude = std::pow(10.0, -12.0 / 20.0);
+    const double ramp = std::min({1.0, seconds / kRampSeconds, (kBeepSeconds - seconds) / kRampSeconds});
+    return amplitude * ramp * std::sin(2 * std::numbers::pi * kFrequency * seconds);
+}
+
+void PutSample(uint8_t* bytes, int32_t sampleSize, double value)
+{
+    if (sampleSize == 8) {
+        *bytes = static_cast<uint8_t>(std::clamp<long>(std::lround(value * 128) + 128, 0, 255));
+        return;
+    }
+    const auto sample = static_cast<int16_t>(std::clamp<long>(std::lround(value * 32768), -32768, 32767));
+    std::memcpy(bytes, &sample, sizeof sample);
+}
+
+} // namespace
+
+int64_t TimeOfFrame(int64_t frame, double sampleRate)
+{
+    // A long double keeps the nanosecond for centuries of frames.
+    return std::llround(static_cast<long double>(frame) / sampleRate * kNanoseconds);
+}
+
+int64_t FrameAtOrAfter(int64_t time, double sampleRate)
+{
+    auto frame = static_cast<int64_t>(static_cast<long double>(time) / kNanoseconds * sampleRate);
+    while (TimeOfFrame(frame, sampleRate) < time)
+        ++frame;
+    return frame;
+}
+
+void RenderTestTone(int64_t startFrame, const SoundFormat& format, std::span<uint8_t> bytes)
+{
+    const auto frameBytes = static_cast<size_t>(format.BytesPerFrame());
+    const auto sampleBytes = static_cast<size_t>(format.sampleSize / 8);
+    const auto frames = static_cast<int64_t>(bytes.size() / frameBytes);
+    uint8_t* sample = bytes.data();
+    for (int64_t frame = startFrame; frame < startFrame + frames; ++frame) {
+        const long double time = static_cast<long double>(frame) / format.sampleRate;
+        const double value = ToneAt(static_cast<double>(time - std::floor(time)));
+        for (int32_t channel = 0; channel < format.channels; ++channel, sample += sampleBytes)
+            PutSample(sample, format.sampleSize, value);
+    }
+}
+
+SoundFormat TestTone::Format() const
+{
+    const std::lock_guard lock(mutex);
+    return format;
+}
+
+Result TestTone::SetFormat(const SoundFormat& wanted)
+{
+    if (const Result result = CheckSoundFormat(wanted); result != noErr)
+        return result;
+    const std::lock_guard lock(mutex);
+    format = wanted;
+    return noErr;
+}
+
+Result TestTone::Start(SoundSink& sink)
+{
+    Stop();
+    ending = false;
+    thread = std::thread([this, &sink] { Run(sink); });
+    return noErr;
+}
+
+void TestTone::Stop()
+{
+    if (!thread.joinable())
+        return;
+    {
+        const std::lock_guard lock(mutex);
+        ending = true;
+    }
+    ended.notify_one();
+    thread.join();
+}
+
+bool TestTone::WaitUntil(int64_t time)
+{
+    const std::chrono::steady_clock::time_point instant{std::chrono::nanoseconds(time)};
+    std::unique_lock lock(mutex);
+    return !ended.wait_until(lock, instant, [this] { return ending; });
+}
+
+void TestTone::Run(SoundSink& sink)
+{
+    CapturedSound sound;
+    sound.format = Format();
+    std::vector<uint8_t> buffer;
+    int64_t frame = FrameAtOrAfter(Now(), sound.format.sampleRate);
+    for (;;) {
+        const auto frames = std::llround(sound.format.sampleRate * kBufferSeconds);
+        buffer.resize(static_cast<size_t>(frames * sound.format.BytesPerFrame()));
+        const int64_t end = TimeOfFrame(frame + frames, sound.format.sampleRate);
+        if (!WaitUntil(end))
+            return;
+        sound.framesLost = 0;
+        if (Now() - end > kLongestDelay) {
+            const int64_t next = FrameAtOrAfter(Now(), sound.format.sampleRate) - frames;
+            sound.framesLost = static_cast<uint64_t>(next - frame);
+            frame = next;
+        }
+        RenderTestTone(frame, sound.format, buffer);
+        sound.bytes = buffer;
+        sound.captureTime = TimeOfFrame(frame, sound.format.sampleRate);
+        sink.SoundArrived(sound);
+        frame += frames;
+        if (const SoundFormat wanted = Format(); wanted != sound.format) {
+            frame = FrameAtOrAfter(TimeOfFrame(frame, sound.format.sampleRate), wanted.sampleRate);
+            sound.format = wanted;
+        }
+    }
+}
+
+} // namespace platform

@@ -1,0 +1,95 @@
+// velmora-recover: makes a playable movie out of a recording that was cut off.
+
+#include "platform/movies/MovieRecovery.h"
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace {
+
+enum ExitCode {
+    kDone = 0,
+    kFailed = 1,
+    kWrongUsage = 2,
+    kNoRecording = 3,
+};
+
+constexpr const char* kUsage = "Usage: velmora-recover FILE [OUTPUT]\n";
+
+constexpr const char* kHelp =
+    "Makes a playable movie out of a recording that was cut off: by a failure of power, a full disk or a killed\n"
+    "program. FILE stays as it is. OUTPUT must not exist; without it the movie is written beside FILE, under its name\n"
+    "with \" recovered\" before the ending. A movie that is complete is left alone.\n"
+    "\n"
+    "Exit status: 0 when a movie was written or FILE is complete, 1 when a file can't be read or written,\n"
+    "2 for wrong usage, 3 when FILE holds no recording.\n";
+
+const char* TextOfResult(platform::Result result)
+{
+    switch (result) {
+    case platform::fnfErr:
+        return "there is no such file";
+    case platform::invalidMovie:
+        return "the file holds no recording";
+    case platform::dupFNErr:
+        return "the output exists already";
+    case platform::dskFulErr:
+        return "the disk is full";
+    case platform::permErr:
+        return "permission denied";
+    case platform::dirNFErr:
+        return "the output's folder doesn't exist";
+    case platform::bdNamErr:
+        return "the output's name is not allowed";
+    default:
+        return "reading or writing failed";
+    }
+}
+
+int Recover(const std::string& input, const std::string& output)
+{
+    platform::RecoveredMovie found;
+    std::string written;
+    const platform::Result result = platform::RecoverMovie(input, output, found, written);
+    if (result != platform::noErr) {
+        const bool aboutOutput = !written.empty();
+        std::fprintf(stderr, "velmora-recover: %s: %s\n", (aboutOutput ? written : input).c_str(),
+                     TextOfResult(result));
+        return result == platform::invalidMovie ? kNoRecording : kFailed;
+    }
+    std::printf("%s: %.2f s, %llu frames, %llu sound samples, %.1f MB\n", written.c_str(), found.seconds,
+                static_cast<unsigned long long>(found.videoFrames), static_cast<unsigned long long>(found.soundFrames),
+                static_cast<double>(found.bytes) / 1e6);
+    if (found.wasComplete)
+        std::printf("The movie is complete; nothing was written.\n");
+    return kDone;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::vector<std::string> names;
+    bool optionsEnded = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (!optionsEnded && (argument == "--help" || argument == "-h")) {
+            std::printf("%s\n%s", kUsage, kHelp);
+            return kDone;
+        }
+        if (!optionsEnded && argument == "--") {
+            optionsEnded = true;
+        } else if (!optionsEnded && argument.starts_with('-') && argument.size() > 1) {
+            std::fprintf(stderr, "velmora-recover: unknown option %s\n%s", argv[i], kUsage);
+            return kWrongUsage;
+        } else {
+            names.push_back(argument);
+        }
+    }
+    if (names.empty() || names.size() > 2 || names.front().empty()) {
+        std::fputs(kUsage, stderr);
+        return kWrongUsage;
+    }
+    return Recover(names.front(), names.size() == 2 ? names.back() : "");
+}

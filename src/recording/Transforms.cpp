@@ -1,0 +1,42 @@
+// Flips and rotation of the live picture. They only note what is wanted: the data procedure builds its matrix anew at
+// the next video frame. What is recorded is never transformed.
+#include "capture/VelmoraCanvas.h"
+
+namespace velmora
+{
+
+bool VelmoraCanvas::VideoFlipHorizontal()
+{
+    return gFlipH;
+}
+
+void VelmoraCanvas::VideoFlipHorizontal(bool value)
+{
+    gFlipH = value;
+    matrixChanged = true;
+}
+
+bool VelmoraCanvas::VideoFlipVertical()
+{
+    return gFlipV;
+}
+
+void VelmoraCanvas::VideoFlipVertical(bool value)
+{
+    gFlipV = value;
+    matrixChanged = true;
+}
+
+bool VelmoraCanvas::VideoRotate()
+{
+    return gRotate;
+}
+
+void VelmoraCanvas::VideoRotate(bool on, int32_t angle)
+{
+    gRotate = on;
+    gRotateAngle = angle;
+    matrixChanged = true;
+}
+
+} // namespace velmora

@@ -1,0 +1,190 @@
+// What the captured video looks like: sizes, compressor, frame rate, time scales. Everything is asked of the channels
+// at each call; only the size of the next movie is the control's own.
+#include "capture/VelmoraCanvas.h"
+
+#include "platform/digitizer/VideoDigitizer.h"
+#include "platform/grabber/SequenceGrabber.h"
+#include "platform/memory/Handles.h"
+#include "recording/Utilities.h"
+
+namespace velmora
+{
+
+using Utilities::Trace;
+
+namespace
+{
+
+constexpr double kFixedOne = 65536.0;
+
+// Fields of an image description.
+constexpr int32_t kDescriptionWidth = 32;
+constexpr int32_t kDescriptionHeight = 34;
+
+} // namespace
+
+// The source's bounds are asked for and dropped: the sizes are those of the standard source.
+int32_t VelmoraCanvas::VideoSourceWidth()
+{
+    const MemoryBlock rect(8);
+    platform::SGGetSrcVideoBounds(sgVideoChannel, rect.Pointer());
+    return 640;
+}
+
+int32_t VelmoraCanvas::VideoSourceHeight()
+{
+    const MemoryBlock rect(8);
+    Trace("SGGetSrcVideoBounds err =", platform::SGGetSrcVideoBounds(sgVideoChannel, rect.Pointer()));
+    return 480;
+}
+
+int32_t VelmoraCanvas::VideoWidth()
+{
+    return DescriptionField(kDescriptionWidth);
+}
+
+int32_t VelmoraCanvas::VideoHeight()
+{
+    return DescriptionField(kDescriptionHeight);
+}
+
+// A field of what the digitizer delivers. The trace names another call than the one made, as it always has, and the
+// handle is left to the session.
+int32_t VelmoraCanvas::DescriptionField(int32_t offset)
+{
+    const MemoryBlock rect(8);
+    Trace("SGGetSrcVideoBounds err =", platform::SGGetVideoRect(sgVideoChannel, rect.Pointer()));
+    const int32_t description = platform::NewHandle(0);
+    platform::VDGetImageDescription(platform::SGGetVideoDigitizerComponent(sgVideoChannel), description);
+    return MemoryBlock::At(description)->Ptr(0)->Short(offset);
+}
+
+void VelmoraCanvas::VideoRecordSize(int32_t width, int32_t height)
+{
+    videoRecordWidth = width;
+    videoRecordHeight = height;
+}
+
+// Setting packs the first character into the most significant byte and reading takes the bytes as they lie, so on a
+// little-endian machine a code comes back reversed.
+String VelmoraCanvas::VideoCompressionType()
+{
+    const MemoryBlock type(4);
+    platform::SGGetVideoCompressorType(sgVideoChannel, type.Pointer());
+    return type.StringValue(0, 4);
+}
+
+void VelmoraCanvas::VideoCompressionType(const String& code)
+{
+    RaiseFailure(platform::SGSetVideoCompressorType(sgVideoChannel, OSTypeToLong(code)));
+}
+
+struct VelmoraCanvas::CompressorSettings {
+    MemoryBlock depth{4};
+    MemoryBlock spatial{4};
+    MemoryBlock temporal{4};
+    MemoryBlock keyFrame{4};
+};
+
+void VelmoraCanvas::ReadCompressor(const CompressorSettings& now)
+{
+    RaiseFailure(platform::SGGetVideoCompressor(sgVideoChannel, now.depth.Pointer(), 0, now.spatial.Pointer(),
+                                                now.temporal.Pointer(), now.keyFrame.Pointer()));
+}
+
+int32_t VelmoraCanvas::VideoDepth()
+{
+    const CompressorSettings now;
+    ReadCompressor(now);
+    return now.depth.Short(0);
+}
+
+int32_t VelmoraCanvas::VideoSpatialQuality()
+{
+    const CompressorSettings now;
+    ReadCompressor(now);
+    return now.spatial.Long(0);
+}
+
+int32_t VelmoraCanvas::VideoTemporalQuality()
+{
+    const CompressorSettings now;
+    ReadCompressor(now);
+    return now.temporal.Long(0);
+}
+
+int32_t VelmoraCanvas::VideoKeyFrameRate()
+{
+    const CompressorSettings now;
+    ReadCompressor(now);
+    return now.keyFrame.Long(0);
+}
+
+// The setters read the settings too, but of these only the addresses of the blocks go to the platform, which takes
+// values: no setting has such a value, so the platform leaves the others alone.
+
+void VelmoraCanvas::VideoDepth(int32_t bits)
+{
+    const CompressorSettings now;
+    ReadCompressor(now);
+    RaiseFailure(platform::SGSetVideoCompressor(sgVideoChannel, static_cast<int16_t>(bits), 0, now.spatial.Pointer(),
+                                                now.temporal.Pointer(), now.keyFrame.Pointer()));
+}
+
+void VelmoraCanvas::VideoSpatialQuality(int32_t quality)
+{
+    const CompressorSettings now;
+    ReadCompressor(now);
+    RaiseFailure(platform::SGSetVideoCompressor(sgVideoChannel, static_cast<int16_t>(now.depth.Pointer()), 0, quality,
+                                                now.temporal.Pointer(), now.keyFrame.Pointer()));
+}
+
+void VelmoraCanvas::VideoTemporalQuality(int32_t quality)
+{
+    const CompressorSettings now;
+    ReadCompressor(now);
+    RaiseFailure(platform::SGSetVideoCompressor(sgVideoChannel, static_cast<int16_t>(now.depth.Pointer()), 0,
+                                                now.spatial.Pointer(), quality, now.keyFrame.Pointer()));
+}
+
+void VelmoraCanvas::VideoKeyFrameRate(int32_t frames)
+{
+    const CompressorSettings now;
+    ReadCompressor(now);
+    RaiseFailure(platform::SGSetVideoCompressor(sgVideoChannel, static_cast<int16_t>(now.depth.Pointer()), 0,
+                                                now.spatial.Pointer(), now.temporal.Pointer(), frames));
+}
+
+double VelmoraCanvas::VideoFrameRate()
+{
+    const MemoryBlock rate(4);
+    RaiseFailure(platform::SGGetFrameRate(sgVideoChannel, rate.Pointer()));
+    return rate.Long(0) / kFixedOne;
+}
+
+void VelmoraCanvas::VideoFrameRate(double framesPerSecond)
+{
+    RaiseFailure(platform::SGSetFrameRate(sgVideoChannel, Utilities::double2int(framesPerSecond * kFixedOne)));
+}
+
+int32_t VelmoraCanvas::VideoTimeScale()
+{
+    return TimeScaleOf(sgVideoChannel);
+}
+
+int32_t VelmoraCanvas::SoundTimeScale()
+{
+    return TimeScaleOf(sgSoundChannel);
+}
+
+// A scale of 0 is as good as a failure, and its event then has the code of the call, which is 0.
+int32_t VelmoraCanvas::TimeScaleOf(int32_t channel)
+{
+    const MemoryBlock scale(4);
+    const int32_t result = platform::SGGetChannelTimeScale(channel, scale.Pointer());
+    if (result != 0 || scale.Long(0) == 0)
+        RaiseError(result);
+    return scale.Long(0);
+}
+
+} // namespace velmora

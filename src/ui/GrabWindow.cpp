@@ -1,0 +1,76 @@
+#include "ui/GrabWindow.h"
+
+#include "framework/Date.h"
+#include "ui/MenuBar1.h"
+
+namespace velmora {
+
+framework::Reference<GrabWindow> GrabWindow::Instance()
+{
+    const auto window =
+        framework::_GetImplicitWindow("GrabWindow.GrabWindow", [] { return std::make_shared<GrabWindow>(); });
+    return framework::Reference<GrabWindow>(std::dynamic_pointer_cast<GrabWindow>(window));
+}
+
+void GrabWindow::Layout()
+{
+    Placement = 0;
+    Width(640);
+    Height(480);
+    MinWidth = 64;
+    MinHeight = 64;
+    MaxWidth = 32000;
+    MaxHeight = 32000;
+    Frame = Floating;
+    Composite = false;
+    HasBackColor = false;
+    BackColor = framework::RGB(255, 255, 255);
+    Title("");
+    Visible(true);
+    FullScreen = false;
+    MenuBarVisible = true;
+    CloseButton = true;
+    Resizeable = false;
+    LiveResize = false;
+    MaximizeButton = false;
+    MinimizeButton = true;
+    MacProcID = 0;
+}
+
+void GrabWindow::CreateControls()
+{
+    _CreateControls0();
+}
+
+// The canvas has no handler and draws nothing: the backdrop shows through.
+void GrabWindow::_CreateControls0()
+{
+    auto* canvas = Add<framework::Canvas>("Canvas1");
+    canvas->Place(0, 0, 640, 480);
+    canvas->UseFocusRing = true;
+    canvas->AcceptFocus = false;
+    canvas->AcceptTabs = false;
+}
+
+void GrabWindow::AddMenuHandlers()
+{
+    _AddMenuHandler("FileClose", [this] { return _FileClose_Action(); });
+}
+
+void GrabWindow::Event_EnableMenuItems()
+{
+    MenuBar1::FileClose()->Enabled = true;
+}
+
+void GrabWindow::Event_Open()
+{
+    Title(framework::Date().LongDate());
+}
+
+bool GrabWindow::_FileClose_Action()
+{
+    Close();
+    return false;
+}
+
+} // namespace velmora

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "framework/Canvas.h"
+#include "framework/Window.h"
+
+namespace velmora {
+
+/// Shows a still picture as the window's backdrop. All grabs go to the same window while it is open.
+class GrabWindow : public framework::Window {
+public:
+    /// The one window of this class; made and opened when there is none.
+    static framework::Reference<GrabWindow> Instance();
+
+protected:
+    void Layout() override;
+    void CreateControls() override;
+    virtual void _CreateControls0();
+    void AddMenuHandlers() override;
+    void Event_EnableMenuItems() override;
+    void Event_Open() override;
+    virtual bool _FileClose_Action();
+};
+
+} // namespace velmora

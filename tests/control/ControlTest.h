@@ -1,0 +1,74 @@
+#pragma once
+
+#include "capture/VelmoraCanvas.h"
+#include "control/ScriptedPlatform.h"
+#include "framework/Application.h"
+#include "platform/components/Components.h"
+#include "recording/Utilities.h"
+
+#include <gtest/gtest.h>
+
+namespace velmora {
+
+using Lines = std::vector<std::string>;
+
+/// Opens what the control keeps to itself.
+struct VelmoraCanvasInspector {
+    VelmoraCanvas& canvas;
+    int32_t& theSGComp = canvas.theSGComp;
+    int32_t& sgVideoChannel = canvas.sgVideoChannel;
+    int32_t& sgSoundChannel = canvas.sgSoundChannel;
+    int32_t& refCon = canvas.refCon;
+    bool& VideoPreviewState = canvas.VideoPreviewState;
+    bool& isRecording = canvas.isRecording;
+    bool& gotaudio = canvas.gotaudio;
+    int32_t& lasttimevalue = canvas.lasttimevalue;
+    int32_t& preaudiotimeval = canvas.preaudiotimeval;
+    int32_t& videoRecordWidth = canvas.videoRecordWidth;
+    int32_t& videoMedia = canvas.myvideomedia;
+    Reference<CaptureClassTimer>& pollTimer = canvas.pollTimer;
+    Reference<GWorldWrapper>& GWorld = canvas.GWorld;
+    Reference<Picture>& decomppicture = canvas.decomppicture;
+    Reference<MemoryBlock>& decompSeq = canvas.decompSeq;
+    Reference<MemoryBlock>& displaySeq = canvas.displaySeq;
+    Reference<MemoryBlock>& outputMovie = canvas.outputMovie;
+    Reference<MemoryBlock>& videoList = canvas.theSGVideoDeviceList;
+    Reference<MemoryBlock>& soundList = canvas.theSGSoundDeviceList;
+
+    void Paint(Graphics& graphics) { canvas.Event_Paint(graphics); }
+    void CloseEvent() { canvas.Event_Close(); }
+    void CreateChannels() { canvas.CreateSGChannel(); }
+    void Append(int32_t c, int32_t p, int32_t len) { canvas.AppendDataProcDataToMovie(c, p, len, 40); }
+    int32_t Deliver(int32_t c, int32_t p, int32_t len, int32_t time, int16_t writeType = 0)
+    {
+        return VelmoraCanvas::DataProc(c, p, len, 0, 0, time, writeType, refCon);
+    }
+};
+
+/// A control of 640 by 480 at 20, 14 in a window that doesn't show, on a healthy scripted machine. Traces are noted as
+/// "> text", with the component's number written "session"; so are events and message boxes.
+class ControlTest : public ::testing::Test {
+protected:
+    ControlTest();
+    ~ControlTest() override;
+
+    /// Makes a component for sessions, for as long as the test runs.
+    void OfferSession();
+
+    /// A session is open and has both channels.
+    void OpenSession();
+
+    /// What was noted since the last time.
+    void Expect(const Lines& expected) { EXPECT_EQ(script.Take(), expected); }
+
+    /// The lines of `expected` were noted in this order, whatever lies between.
+    void ExpectAmong(const Lines& expected);
+
+    scripted::Script& script = scripted::TheScript();
+    framework::Window window;
+    Reference<VelmoraCanvas> canvas = framework::New<VelmoraCanvas>();
+    VelmoraCanvasInspector inside{*canvas};
+    platform::Component component = 0;
+};
+
+} // namespace velmora

@@ -1,0 +1,121 @@
+#include "control/ControlTest.h"
+
+namespace velmora {
+namespace {
+
+TEST_F(ControlTest, VideoPreviewOnAndOff)
+{
+    const struct {
+        bool dataProc, whileRecording, value;
+        Lines expected;
+    } cases[] = {
+        {false, true, true, {"SGPause(12, 1)", "SGSetChannelUsage(22, 7)", "SGStartPreview(12)"}},
+        {false, false, true, {"SGPause(12, 1)", "SGSetChannelUsage(22, 3)", "SGStartPreview(12)"}},
+        {false, true, false, {"SGPause(12, 1)", "SGSetChannelUsage(22, 5)", "SGStop(12)", "> SGStop=0"}},
+        {false, false, false, {"SGPause(12, 1)", "SGSetChannelUsage(22, 1)", "SGStop(12)", "> SGStop=0"}},
+        {true, true, true, {"CDSequenceEnd(0)", "SGStartRecord(12)"}},
+        {true, true, false, {"SGStop(12)", "> SGStop=0"}},
+    };
+    OpenSession();
+    for (const auto& c : cases) {
+        canvas->UseDataProc = c.dataProc;
+        canvas->PreviewWhileRecording(c.whileRecording);
+        inside.displaySeq = framework::New<MemoryBlock>(4);
+        script.Take();
+        canvas->VideoPreview(c.value);
+        Expect(c.expected);
+        EXPECT_EQ(inside.VideoPreviewState, c.value);
+    }
+}
+
+TEST_F(ControlTest, ModesAreAskedForWithAnEventOnSuccess)
+{
+    const struct {
+        bool dataProc;
+        uint8_t preview, record;
+        int32_t result;
+        bool previews;
+    } cases[] = {
+        {true, 0, 1, 0, true},  {true, 1, 0, 0, false},  {false, 0, 1, 0, false},
+        {false, 1, 0, 0, true}, {true, 0, 0, -5, false},
+    };
+    OpenSession();
+    for (const auto& c : cases) {
+        canvas->UseDataProc = c.dataProc;
+        script.answers["SGGetMode"] = [&c](const auto& a) {
+            return platform::Poke(a[1], c.preview) && platform::Poke(a[2], c.record) ? c.result : -1;
+        };
+        EXPECT_EQ(canvas->VideoPreview(), c.previews);
+        EXPECT_EQ(inside.VideoPreviewState, c.previews);
+        EXPECT_EQ(canvas->RecordState(), c.record != 0);
+        const std::string call = "SGGetMode(12, @, @)";
+        Expect(c.result == 0 ? Lines{call, "Error(0)", call, "Error(0)"} : Lines{call, call});
+    }
+}
+
+TEST_F(ControlTest, PauseAndPlayFlags)
+{
+    OpenSession();
+    script.Returns("SGPause", -4);
+    canvas->Pause(true);
+    EXPECT_TRUE(canvas->Pause());
+    canvas->PreviewMode(2);
+    script.Returns("SGGetChannelPlayFlags", -9406);
+    EXPECT_EQ(canvas->PreviewMode(), -9406); // a code takes the place of the flags
+    Expect({"SGPause(12, 1)", "> Pause = -4", "> here comes n =2", "SGSetChannelPlayFlags(22, 2)",
+            "> SGSetChannelPlayFlags err =0", "SGGetChannelPlayFlags(22, @)"});
+    const std::pair<int32_t, const char*> names[] = {
+        {0, "Channel Play Normal"}, {32, "Channel Play Pre Conversion"}, {3, ""}, {-1, ""}};
+    for (const auto& [flags, name] : names)
+        EXPECT_EQ(canvas->PreviewModeName(flags), String(name));
+}
+
+TEST_F(ControlTest, PreviewWhileRecordingChangesBothChannels)
+{
+    OpenSession();
+    script.Writes("SGGetMode", {{1, 0}, {2, 1}});
+    canvas->PreviewWhileRecording(false);
+    Expect({"SGPause(12, 1)", "SGGetMode(12, @, @)", "Error(0)", "SGSetChannelUsage(22, 3)", "SGSetChannelUsage(21, 3)",
+            "SGPause(12, 0)"});
+    inside.sgVideoChannel = -1;
+    inside.sgSoundChannel = 0;
+    canvas->PreviewWhileRecording(true);
+    Expect({"SGPause(12, 1)", "SGGetMode(12, @, @)", "Error(0)", "SGPause(12, 0)"});
+}
+
+TEST_F(ControlTest, EnablingChannels)
+{
+    OpenSession();
+    for (const bool video : {true, false})
+        for (const bool dataProc : {true, false}) {
+            SCOPED_TRACE(::testing::Message() << video << dataProc);
+            const auto enable = [&](bool value) { video ? canvas->VideoEnabled(value) : canvas->SoundEnabled(value); };
+            const std::string number = video ? "22" : "21", kind = video ? "Video" : "Sound";
+            canvas->UseDataProc = dataProc;
+            enable(false);
+            enable(false); // no channel, no call
+            enable(true);
+            Lines expected{"SGDisposeChannel(12, " + number + ")",
+                           std::string("SGNewChannel(12, ") + (video ? "'vide'" : "'soun'") + ", @)",
+                           "> New " + kind + "Channel err: 0",
+                           "SGSetChannelBounds(" + number + ", [14 20 494 660])",
+                           "> SGSetChannelBounds = 0",
+                           "SGSetChannelUsage(" + number + (dataProc ? ", 1)" : ", 7)"),
+                           std::string(dataProc ? "> UseDataProc " : "> ") + "SGSetChannelUsage sg" + kind +
+                               "Channel2 = 0"};
+            if (video) // sound leaves the session alone
+                expected.push_back(dataProc ? "SGStartRecord(12)" : "SGStartPreview(12)");
+            Expect(expected);
+        }
+    inside.sgVideoChannel = -1; // only 0 counts as no channel
+    script.Returns("SGDisposeChannel", -6);
+    canvas->VideoEnabled(false);
+    script.Returns("SGNewChannel", 0); // a channel of number 0
+    canvas->SoundEnabled(true);
+    Expect({"SGDisposeChannel(12, -1)", "Error(-6)", "SGNewChannel(12, 'soun', @)", "> New SoundChannel err: 0",
+            "> Invalid Channel err: 0"});
+    EXPECT_EQ(inside.sgVideoChannel, -1);
+}
+
+} // namespace
+} // namespace velmora

@@ -1,0 +1,114 @@
+#include "framework/String.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <limits>
+
+namespace framework {
+namespace {
+
+TEST(String, CountsCharactersAndBytes)
+{
+    const String text = "aé…😀z"; // 1, 2, 3, 4 and 1 bytes
+    EXPECT_EQ(Len(text), 5);
+    EXPECT_EQ(Mid(text, 2, 2), "é…");
+    EXPECT_EQ(Mid(text, 4, 100), "😀z");
+    EXPECT_EQ(Mid(text, -1, 4), "aé") << "positions -1 and 0 hold nothing";
+    EXPECT_EQ(Mid(text, 6, 1), "");
+    EXPECT_EQ(Mid(text, 2, -1), "");
+    EXPECT_EQ(Mid(text, 2, std::numeric_limits<int32_t>::max()), "é…😀z");
+    EXPECT_EQ(Left(text, 2), "aé");
+    EXPECT_EQ(LeftB(text, 2), "a\xC3");
+    EXPECT_EQ(LeftB(text, -1), "");
+    EXPECT_EQ(Asc(Mid(text, 4, 1)), 0x1F600);
+    EXPECT_EQ(Asc(""), 0);
+
+    const String bytes = DefineEncoding(text, kEncodingNone);
+    EXPECT_EQ(Len(bytes), 11);
+    EXPECT_EQ(Asc(Mid(bytes, 2, 1)), 0xC3);
+    EXPECT_EQ(Len("\xC3"
+                  "A\xFF\xE2\x82"),
+              5)
+        << "each byte of what is no UTF-8 counts as a character";
+    EXPECT_TRUE((text + "b").HasEncoding());
+    EXPECT_FALSE((text + bytes).HasEncoding());
+}
+
+TEST(String, Replaces)
+{
+    EXPECT_EQ(ReplaceAll("/a\\ b\\ c", "\\", ""), "/a b c");
+    EXPECT_EQ(ReplaceAll("aaa", "aa", "b"), "ba");
+    EXPECT_EQ(ReplaceAll("aaa", "", "b"), "aaa");
+}
+
+TEST(String, WritesNumbersWithoutALocale)
+{
+    // The comma of such a locale must not come in, where the machine has it.
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8"})
+        if (std::setlocale(LC_ALL, name) != nullptr)
+            break;
+    const double infinite = std::numeric_limits<double>::infinity();
+    const std::pair<double, const char*> numbers[] = {
+        {0, "0"},
+        {-0.0, "0"},
+        {29.92, "29.92"},
+        {1.0 / 3, "0.3333333"},
+        {12345678, "12345678"},
+        {-2.5, "-2.5"},
+        {1e300, "1e+300"},
+        {infinite, "inf"},
+        {-infinite, "-inf"},
+        {1e-9, "1e-09"},
+        {std::nan(""), "nan"},
+    };
+    for (const auto& [value, text] : numbers)
+        EXPECT_EQ(Str(value).Bytes(), text);
+    EXPECT_EQ(Str(std::numeric_limits<int32_t>::min()), "-2147483648");
+
+    const struct {
+        double value;
+        const char *mask, *text;
+    } cases[] = {
+        {-5, "-#", "-5"},
+        {0, "-#", "0"},
+        {7, "00", "07"},
+        {123, "00", "123"},
+        {49.8, "#", "50"},
+        {50.196, "#", "50"},
+        {0.4, "#", "0"},
+        {2.5, "#", "3"},
+        {-0.4, "-#", "0"},
+        {-7, "#", "7"},
+        {-9400, "-#", "-9400"},
+        {3.14159, "0.00", "3.14"},
+        {5, "#.##", "5"},
+        {5.5, "#.##", "5.5"},
+        {5.5, "#.0#", "5.5"},
+        {5, "#.00", "5.00"},
+        {0.5, "0.0", "0.5"},
+        {9.999, "0.00", "10.00"},
+        {42, "<000> %", "<042> %"},
+        {1234, "0-00", "1234"},
+        {infinite, "#", "inf"},
+        {-infinite, "-#", "-inf"},
+        {std::nan(""), "#", "nan"},
+        {1e20, "#", "100000000000000000000"},
+    };
+    for (const auto& each : cases)
+        EXPECT_EQ(Format(each.value, each.mask).Bytes(), each.text) << each.value << " by " << each.mask;
+    std::setlocale(LC_ALL, before.c_str());
+}
+
+TEST(String, CodesOfFourCharacters)
+{
+    EXPECT_EQ(StringToOSType("vide"), 0x76696465U);
+    EXPECT_EQ(StringToOSType("ab"), 0x61620000U);
+    EXPECT_EQ(StringToOSType("abcdef"), 0x61626364U);
+    EXPECT_EQ(StringFromOSType(0x76696465), "vide");
+}
+
+} // namespace
+} // namespace framework

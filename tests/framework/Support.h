@@ -1,0 +1,115 @@
+#pragma once
+
+#include "framework/Application.h"
+#include "framework/Canvas.h"
+#include "framework/PortImage.h"
+#include "framework/Timer.h"
+#include "framework/Widgets.h"
+#include "framework/Window.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QWidget>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace framework {
+
+using Log = std::vector<std::string>;
+
+/// Handles what waits, and what that brings about at once.
+inline void Turn()
+{
+    for (int i = 0; i < 5; ++i)
+        QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+/// Runs the event loop until something is so; False when it does not become so in ten seconds.
+inline bool TurnUntil(const std::function<bool()>& done)
+{
+    QElapsedTimer clock;
+    clock.start();
+    while (!done() && clock.elapsed() < 10000)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    return done();
+}
+
+/// A canvas that tells of its events and paints one colour.
+class TestCanvas : public Canvas {
+public:
+    Log* log = nullptr;
+    Color color{10, 20, 30};
+    int paints = 0;
+
+protected:
+    void Event_Open() override { Tell("open"); }
+    void Event_Close() override { Tell("close"); }
+    void Event_EnableMenuItems() override
+    {
+        Tell("enable");
+        Canvas::Event_EnableMenuItems();
+    }
+    void Event_Paint(Graphics& graphics) override
+    {
+        ++paints;
+        graphics.ForeColor(color);
+        graphics.FillRect(0, 0, Width(), Height());
+    }
+
+private:
+    void Tell(const std::string& what)
+    {
+        if (log != nullptr)
+            log->push_back(Name().Bytes() + " " + what);
+    }
+};
+
+/// A window whose parts a test lays down as functions.
+class TestWindow : public Window {
+public:
+    std::function<void(TestWindow&)> layout, controls, handlers;
+    std::function<void()> onOpen, onResized, onEnable;
+    Log log;
+
+protected:
+    void Layout() override { Run("layout", layout); }
+    void CreateControls() override { Run("controls", controls); }
+    void AddMenuHandlers() override { Run("handlers", handlers); }
+    void Event_Open() override { Tell("open", onOpen); }
+    void Event_Close() override { log.push_back("window close"); }
+    void Event_Resized() override { Tell("resized", onResized); }
+    void Event_EnableMenuItems() override { Tell("enable", onEnable); }
+
+private:
+    void Run(const char* what, const std::function<void(TestWindow&)>& step)
+    {
+        log.push_back(std::string("window ") + what);
+        if (step)
+            step(*this);
+    }
+    void Tell(const char* what, const std::function<void()>& handler)
+    {
+        log.push_back(std::string("window ") + what);
+        if (handler)
+            handler();
+    }
+};
+
+inline Color PixelAt(platform::PortReference port, int x, int y)
+{
+    const QRgb pixel = ImageOfPort(port).pixel(x, y);
+    return RGB(qRed(pixel), qGreen(pixel), qBlue(pixel));
+}
+
+/// What a widget shows, as it comes to the screen.
+inline Color ShownAt(QWidget* widget, int x, int y)
+{
+    const QRgb pixel = widget->grab().toImage().pixel(x, y);
+    return RGB(qRed(pixel), qGreen(pixel), qBlue(pixel));
+}
+
+} // namespace framework

@@ -1,0 +1,479 @@
+#pragma once
+
+#include "platform/digitizer/FrameGrid.h"
+#include "platform/digitizer/V4L2Device.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <string>
+#include <sys/eventfd.h>
+#include <vector>
+
+/// A V4L2 device in memory. Set up before it is plugged in; `Emit` lets it deliver.
+struct SimulatedCamera {
+    struct Format {
+        uint32_t pixelFormat = V4L2_PIX_FMT_YUYV;
+        std::vector<v4l2_frmsizeenum> sizes;     ///< empty: the device can't list them
+        std::vector<v4l2_frmivalenum> intervals; ///< empty: the same
+    };
+    struct Control {
+        v4l2_queryctrl query{};
+        int32_t value = 0;
+        std::map<uint32_t, std::string> choices;
+    };
+    struct Frame {
+        std::vector<uint8_t> bytes;
+        uint32_t sequence = 0;
+        uint32_t flags = V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
+        int64_t time = 0; ///< nanoseconds; 0: now
+    };
+
+    int node = 0;
+    std::string card = "Simulated Camera";
+    std::string busInfo = "usb-1";
+    std::string serial;
+    uint32_t capabilities = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
+    std::vector<Format> formats;
+    std::vector<Control> controls;
+    std::vector<std::string> inputs;
+    std::vector<v4l2_standard> standards;
+    v4l2_pix_format now{}; ///< as it is set
+    v4l2_fract interval{1, 30};
+    uint32_t padding = 0; ///< bytes that each row has behind its pixels
+    uint32_t bufferSize = 65536;
+    int input = 0;
+    v4l2_std_id standard = 0;
+    bool busy = false; ///< another process has its buffers
+
+    static v4l2_frmsizeenum Discrete(uint32_t width, uint32_t height)
+    {
+        v4l2_frmsizeenum size{};
+        size.type = V4L2_FRMSIZE_TYPE_DISCRETE;
+        size.discrete = {width, height};
+        return size;
+    }
+    static v4l2_frmivalenum Interval(uint32_t numerator, uint32_t denominator)
+    {
+        v4l2_frmivalenum one{};
+        one.type = V4L2_FRMIVAL_TYPE_DISCRETE;
+        one.discrete = {numerator, denominator};
+        return one;
+    }
+    static Control IntegerControl(uint32_t identity, const char* name, int32_t minimum, int32_t maximum, int32_t step,
+                                  int32_t value)
+    {
+        Control control;
+        control.query.id = identity;
+        control.query.type = V4L2_CTRL_TYPE_INTEGER;
+        std::copy_n(name, std::min(std::string(name).size(), sizeof(control.query.name)), control.query.name);
+        control.query.minimum = minimum;
+        control.query.maximum = maximum;
+        control.query.step = step;
+        control.query.default_value = value;
+        control.value = value;
+        return control;
+    }
+    /// A camera that offers one format and size at 30 frames a second, and is set to it.
+    static SimulatedCamera Simple(uint32_t pixelFormat = V4L2_PIX_FMT_YUYV, uint32_t width = 16, uint32_t height = 4)
+    {
+        SimulatedCamera camera;
+        camera.formats = {{pixelFormat, {Discrete(width, height)}, {Interval(1, 30)}}};
+        camera.now.pixelformat = pixelFormat;
+        camera.now.width = width;
+        camera.now.height = height;
+        return camera;
+    }
+};
+
+/// The cameras of a machine. Any call can be made to fail, at any turn.
+class SimulatedCameras : public platform::V4L2System {
+public:
+    using Camera = SimulatedCamera;
+    static constexpr unsigned long kMap = 1; ///< stands for the mapping of memory among the requests
+
+    void Plug(Camera camera)
+    {
+        const std::lock_guard lock(mutex);
+        Slot slot;
+        slot.camera = std::move(camera);
+        slots[slot.camera.node] = std::move(slot);
+    }
+
+    void Unplug(int node)
+    {
+        const std::lock_guard lock(mutex);
+        slots.erase(node);
+        for (const auto& [descriptor, at] : open)
+            if (at == node)
+                eventfd_write(descriptor, 1);
+    }
+
+    /// Lets the camera change by itself.
+    void Alter(int node, const std::function<void(Camera&)>& change)
+    {
+        const std::lock_guard lock(mutex);
+        change(slots.at(node).camera);
+    }
+    Camera At(int node)
+    {
+        const std::lock_guard lock(mutex);
+        return slots.at(node).camera;
+    }
+
+    /// Puts a frame into the next buffer; waits until the device streams and has one. False after ten seconds.
+    bool Emit(int node, Camera::Frame frame)
+    {
+        std::unique_lock lock(mutex);
+        const auto ready = [&] { return slots.contains(node) && slots[node].streaming && !slots[node].queued.empty(); };
+        if (!changed.wait_for(lock, std::chrono::seconds(10), ready))
+            return false;
+        Slot& slot = slots[node];
+        const uint32_t index = slot.queued.front();
+        slot.queued.pop_front();
+        std::copy_n(frame.bytes.begin(), std::min<size_t>(frame.bytes.size(), slot.camera.bufferSize),
+                    slot.memory[index].begin());
+        slot.done.push_back({index, std::move(frame)});
+        eventfd_write(slot.streamer, 1);
+        return true;
+    }
+
+    /// Reports a change of the source, as an event.
+    void SendSourceChange(int node)
+    {
+        const std::lock_guard lock(mutex);
+        slots[node].events = 1;
+        eventfd_write(slots[node].streamer, 1);
+    }
+
+    /// The call of that kind after `skipped` others fails once, or for ever.
+    void Fail(unsigned long request, int error, int skipped = 0, bool always = false)
+    {
+        const std::lock_guard lock(mutex);
+        failures[request] = {error, skipped, always};
+    }
+    void FailNothing()
+    {
+        const std::lock_guard lock(mutex);
+        failures.clear();
+    }
+
+    /// Whether the device of a node has buffers or streams: none may after a stop.
+    bool IsIdle(int node)
+    {
+        const std::lock_guard lock(mutex);
+        return !slots[node].streaming && slots[node].memory.empty();
+    }
+    size_t Mapped()
+    {
+        const std::lock_guard lock(mutex);
+        return mapped;
+    }
+
+    platform::UniqueFD Open(const char* path) override
+    {
+        const std::lock_guard lock(mutex);
+        const int node = std::stoi(std::string(path).substr(10));
+        if (!slots.contains(node)) {
+            errno = ENOENT;
+            return {};
+        }
+        platform::UniqueFD descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+        open[descriptor.Get()] = node;
+        return descriptor;
+    }
+
+    int Ioctl(int descriptor, unsigned long request, void* argument) override
+    {
+        const std::lock_guard lock(mutex);
+        const auto at = open.find(descriptor);
+        if (at == open.end() || !slots.contains(at->second))
+            return ENODEV;
+        if (const int error = Failure(request); error != 0)
+            return error;
+        const int error = Answer(slots[at->second], descriptor, request, argument);
+        changed.notify_all();
+        return error;
+    }
+
+    void* Map(int descriptor, size_t, int64_t offset) override
+    {
+        const std::lock_guard lock(mutex);
+        if (const int error = Failure(kMap); error != 0) {
+            errno = error;
+            return nullptr;
+        }
+        ++mapped;
+        return slots[open[descriptor]].memory[static_cast<size_t>(offset)].data();
+    }
+
+    void Unmap(void*, size_t) override
+    {
+        const std::lock_guard lock(mutex);
+        --mapped;
+    }
+
+    int Poll(std::span<pollfd> descriptors, int milliseconds) override
+    {
+        const int ready = V4L2System::Poll(descriptors, milliseconds);
+        const std::lock_guard lock(mutex);
+        for (auto& descriptor : descriptors) {
+            const auto at = open.find(descriptor.fd);
+            if (at == open.end() || descriptor.revents == 0)
+                continue;
+            if (!slots.contains(at->second))
+                descriptor.revents = POLLERR | POLLHUP;
+            else if (slots[at->second].events > 0)
+                descriptor.revents |= POLLPRI;
+        }
+        return ready;
+    }
+
+    std::string SerialName(int descriptor) override
+    {
+        const std::lock_guard lock(mutex);
+        return slots[open[descriptor]].camera.serial;
+    }
+
+private:
+    struct Slot {
+        Camera camera;
+        std::vector<std::vector<uint8_t>> memory;
+        std::deque<uint32_t> queued;
+        std::deque<std::pair<uint32_t, Camera::Frame>> done;
+        int streamer = -1;
+        int events = 0;
+        bool streaming = false;
+    };
+    struct PlannedFailure {
+        int error = 0;
+        int skipped = 0;
+        bool always = false;
+    };
+
+    int Failure(unsigned long request)
+    {
+        const auto found = failures.find(request);
+        if (found == failures.end() || found->second.skipped-- > 0)
+            return 0;
+        const int error = found->second.error;
+        if (!found->second.always)
+            failures.erase(found);
+        else
+            found->second.skipped = 0;
+        return error;
+    }
+
+    static int Answer(Slot& slot, int descriptor, unsigned long request, void* argument)
+    {
+        for (const auto answer : {AnswerFormat, AnswerList, AnswerControl})
+            if (const int error = answer(slot.camera, request, argument); error >= 0)
+                return error;
+        return AnswerStream(slot, descriptor, request, argument);
+    }
+
+    template <size_t size> static void CopyText(const std::string& text, uint8_t (&field)[size])
+    {
+        std::copy_n(text.begin(), std::min(text.size(), size), field);
+    }
+
+    static void SetLayout(Camera& camera, v4l2_pix_format& layout)
+    {
+        const bool packedPairs = layout.pixelformat == V4L2_PIX_FMT_YUYV || layout.pixelformat == V4L2_PIX_FMT_UYVY;
+        const uint32_t bytes = packedPairs ? 2 : 1;
+        layout.bytesperline = layout.pixelformat == V4L2_PIX_FMT_MJPEG ? 0 : layout.width * bytes + camera.padding;
+    }
+
+    // Each part answers 0 or an error, and -1 for what is another part's.
+    static int AnswerFormat(Camera& camera, unsigned long request, void* argument)
+    {
+        auto& format = *static_cast<v4l2_format*>(argument);
+        auto& rate = *static_cast<v4l2_streamparm*>(argument);
+        switch (request) {
+        case VIDIOC_G_FMT:
+            SetLayout(camera, camera.now);
+            format.fmt.pix = camera.now;
+            return 0;
+        case VIDIOC_TRY_FMT:
+        case VIDIOC_S_FMT:
+            if (std::ranges::find(camera.formats, format.fmt.pix.pixelformat, &Camera::Format::pixelFormat) ==
+                camera.formats.end())
+                return EINVAL;
+            SetLayout(camera, format.fmt.pix);
+            if (request == VIDIOC_S_FMT)
+                camera.now = format.fmt.pix;
+            return 0;
+        case VIDIOC_S_PARM:
+            camera.interval = rate.parm.capture.timeperframe;
+            return 0;
+        case VIDIOC_G_PARM:
+            rate.parm.capture.timeperframe = camera.interval;
+            return 0;
+        default:
+            return -1;
+        }
+    }
+
+    template <typename List, typename Entry> static int AnswerFrom(const List& list, Entry& entry)
+    {
+        const uint32_t index = entry.index;
+        if (index >= list.size())
+            return EINVAL;
+        entry = list[index];
+        entry.index = index;
+        return 0;
+    }
+
+    static int AnswerList(Camera& camera, unsigned long request, void* argument)
+    {
+        switch (request) {
+        case VIDIOC_QUERYCAP: {
+            auto& capability = *static_cast<v4l2_capability*>(argument);
+            CopyText("simulated", capability.driver);
+            CopyText(camera.card, capability.card);
+            CopyText(camera.busInfo, capability.bus_info);
+            capability.capabilities = V4L2_CAP_DEVICE_CAPS;
+            capability.device_caps = camera.capabilities;
+            return 0;
+        }
+        case VIDIOC_ENUM_FMT: {
+            auto& entry = *static_cast<v4l2_fmtdesc*>(argument);
+            if (entry.index >= camera.formats.size())
+                return EINVAL;
+            entry.pixelformat = camera.formats[entry.index].pixelFormat;
+            return 0;
+        }
+        case VIDIOC_ENUM_FRAMESIZES: {
+            auto& entry = *static_cast<v4l2_frmsizeenum*>(argument);
+            const auto found = std::ranges::find(camera.formats, entry.pixel_format, &Camera::Format::pixelFormat);
+            return found->sizes.empty() ? ENOTTY : AnswerFrom(found->sizes, entry);
+        }
+        case VIDIOC_ENUM_FRAMEINTERVALS: {
+            auto& entry = *static_cast<v4l2_frmivalenum*>(argument);
+            const auto found = std::ranges::find(camera.formats, entry.pixel_format, &Camera::Format::pixelFormat);
+            return found->intervals.empty() ? ENOTTY : AnswerFrom(found->intervals, entry);
+        }
+        case VIDIOC_ENUMINPUT: {
+            auto& entry = *static_cast<v4l2_input*>(argument);
+            if (entry.index >= camera.inputs.size())
+                return EINVAL;
+            CopyText(camera.inputs[entry.index], entry.name);
+            return 0;
+        }
+        case VIDIOC_ENUMSTD:
+            return AnswerFrom(camera.standards, *static_cast<v4l2_standard*>(argument));
+        case VIDIOC_G_INPUT:
+            *static_cast<int*>(argument) = camera.input;
+            return 0;
+        case VIDIOC_S_INPUT:
+            camera.input = *static_cast<int*>(argument);
+            return 0;
+        case VIDIOC_G_STD:
+            *static_cast<v4l2_std_id*>(argument) = camera.standard;
+            return camera.standards.empty() ? ENOTTY : 0;
+        case VIDIOC_S_STD:
+            camera.standard = *static_cast<v4l2_std_id*>(argument);
+            return 0;
+        default:
+            return -1;
+        }
+    }
+
+    static int AnswerControl(Camera& camera, unsigned long request, void* argument)
+    {
+        if (request != VIDIOC_QUERYCTRL && request != VIDIOC_G_CTRL && request != VIDIOC_S_CTRL &&
+            request != VIDIOC_QUERYMENU)
+            return -1;
+        uint32_t identity = *static_cast<uint32_t*>(argument); // the first field of all four records
+        const bool next = (identity & V4L2_CTRL_FLAG_NEXT_CTRL) != 0;
+        identity &= ~V4L2_CTRL_FLAG_NEXT_CTRL;
+        const auto found = std::ranges::find_if(camera.controls, [=](const Camera::Control& control) {
+            return next ? control.query.id > identity : control.query.id == identity;
+        });
+        if (found == camera.controls.end())
+            return EINVAL;
+        if (request == VIDIOC_QUERYCTRL)
+            *static_cast<v4l2_queryctrl*>(argument) = found->query;
+        else if (request == VIDIOC_G_CTRL)
+            static_cast<v4l2_control*>(argument)->value = found->value;
+        else if (request == VIDIOC_S_CTRL)
+            found->value = static_cast<v4l2_control*>(argument)->value;
+        else if (auto& entry = *static_cast<v4l2_querymenu*>(argument); found->choices.contains(entry.index))
+            std::copy_n(found->choices[entry.index].c_str(), found->choices[entry.index].size(), entry.name);
+        else
+            return EINVAL;
+        return 0;
+    }
+
+    static int AnswerStream(Slot& slot, int descriptor, unsigned long request, void* argument)
+    {
+        auto& buffer = *static_cast<v4l2_buffer*>(argument);
+        switch (request) {
+        case VIDIOC_REQBUFS: {
+            auto& wish = *static_cast<v4l2_requestbuffers*>(argument);
+            if (slot.camera.busy || (slot.streamer >= 0 && slot.streamer != descriptor))
+                return EBUSY;
+            slot.memory.assign(wish.count, std::vector<uint8_t>(slot.camera.bufferSize));
+            slot.streamer = wish.count == 0 ? -1 : descriptor;
+            slot.queued.clear();
+            slot.done.clear();
+            return 0;
+        }
+        case VIDIOC_QUERYBUF:
+            buffer.length = slot.camera.bufferSize;
+            buffer.m.offset = buffer.index;
+            return 0;
+        case VIDIOC_QBUF:
+            slot.queued.push_back(buffer.index);
+            return 0;
+        case VIDIOC_DQBUF:
+            return TakeDone(slot, buffer);
+        case VIDIOC_STREAMON:
+            slot.streaming = true;
+            return 0;
+        case VIDIOC_STREAMOFF:
+            slot.streaming = false;
+            return 0;
+        case VIDIOC_DQEVENT:
+            if (slot.events == 0)
+                return ENOENT;
+            --slot.events;
+            static_cast<v4l2_event*>(argument)->type = V4L2_EVENT_SOURCE_CHANGE;
+            return 0;
+        case VIDIOC_SUBSCRIBE_EVENT:
+            return 0;
+        default:
+            return ENOTTY;
+        }
+    }
+
+    static int TakeDone(Slot& slot, v4l2_buffer& buffer)
+    {
+        eventfd_t count = 0;
+        eventfd_read(slot.streamer, &count);
+        if (slot.done.empty())
+            return EAGAIN;
+        const auto [index, frame] = std::move(slot.done.front());
+        slot.done.pop_front();
+        if (!slot.done.empty())
+            eventfd_write(slot.streamer, 1);
+        buffer.index = index;
+        buffer.bytesused = static_cast<uint32_t>(frame.bytes.size());
+        buffer.sequence = frame.sequence;
+        buffer.flags = frame.flags;
+        const int64_t time = frame.time == 0 ? platform::MonotonicNow() : frame.time;
+        buffer.timestamp = {static_cast<time_t>(time / 1'000'000'000),
+                            static_cast<suseconds_t>(time % 1'000'000'000 / 1000)};
+        return 0;
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::map<int, Slot> slots;
+    std::map<int, int> open; // descriptor to node; a number may come back for another node
+    std::map<unsigned long, PlannedFailure> failures;
+    size_t mapped = 0;
+};

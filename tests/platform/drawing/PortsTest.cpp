@@ -1,0 +1,156 @@
+#include "platform/drawing/Ports.h"
+#include "platform/components/FunctionTable.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+
+using namespace platform;
+
+namespace
+{
+
+OwnedBlock RectBlock(std::array<int16_t, 4> sides)
+{
+    OwnedBlock block(8);
+    std::memcpy(block.Bytes().data(), sides.data(), 8);
+    return block;
+}
+
+uint32_t PixelOf(const PortPixels& port, int32_t x, int32_t y)
+{
+    uint32_t pixel = 0;
+    std::memcpy(&pixel, port.pixels + y * port.rowBytes + x * 4, 4);
+    return pixel;
+}
+
+void SetPixel(const PortPixels& port, int32_t x, int32_t y, uint32_t pixel)
+{
+    std::memcpy(port.pixels + y * port.rowBytes + x * 4, &pixel, 4);
+}
+
+} // namespace
+
+TEST(PixelFormat, SizesOfPackedImages)
+{
+    struct Case {
+        FourCharCode format;
+        int32_t width, height, rowBytes;
+        int64_t bytes;
+    };
+    for (const Case& c :
+         {Case{32, 5, 3, 20, 60}, Case{CodeOf("2vuy"), 5, 3, 12, 36}, Case{CodeOf("yuvs"), 4, 3, 8, 24},
+          Case{CodeOf("y420"), 5, 3, 5, 15 + 2 * 6}, Case{CodeOf("nv12"), 4, 2, 4, 12},
+          Case{CodeOf("24RG"), 5, 3, 15, 45}, Case{CodeOf("24BG"), 5, 3, 15, 45}, Case{CodeOf("grey"), 5, 3, 5, 15},
+          Case{CodeOf("raw "), 5, 3, 0, 0}, Case{CodeOf("jpeg"), 5, 3, 0, 0},
+          Case{32, 16384, 16384, 65536, int64_t{1} << 30}, Case{32, 16385, 1, 0, 0}, Case{32, 0, 1, 0, 0}}) {
+        EXPECT_EQ(PackedRowBytes(c.format, c.width), c.rowBytes) << TextOf(c.format) << c.width;
+        EXPECT_EQ(PackedImageSize(c.format, c.width, c.height), c.bytes) << TextOf(c.format) << c.width;
+    }
+    EXPECT_EQ(PackedImageSize(32, 1, 16385), 0);
+    EXPECT_EQ(PackedImageSize(32, 1, 0), 0);
+}
+
+TEST(GraphicsWorlds, MakesAndRefusesWorlds)
+{
+    struct Case {
+        FourCharCode format;
+        std::array<int16_t, 4> rect;
+        Result result;
+        int32_t rowBytes;
+        int64_t bytes;
+    };
+    const OwnedBlock cell(4);
+    for (const Case& c :
+         {Case{32, {10, 20, 13, 37}, noErr, 128, 384}, Case{CodeOf("2vuy"), {0, 0, 480, 640}, noErr, 1280, 614400},
+          Case{CodeOf("y420"), {0, 0, 3, 5}, noErr, 64, 5 * 64}, Case{32, {0, 0, 0, 5}, paramErr, 0, 0},
+          Case{32, {0, 5, 5, 0}, paramErr, 0, 0}, Case{CodeOf("xyz!"), {0, 0, 5, 5}, paramErr, 0, 0},
+          Case{32, {-32768, 0, 32767, 5}, memFullErr, 0, 0}}) {
+        const int64_t before = BytesInUse();
+        const OwnedBlock rect = RectBlock(c.rect);
+        Poke(cell.Get(), -1);
+        ASSERT_EQ(QTNewGWorld(cell.Get(), c.format, rect.Get(), 0, 0, 0), c.result);
+        const auto world = Peek<PortReference>(cell.Get());
+        EXPECT_EQ(world > 0, c.result == noErr);
+        const PixMapReference map = GetGWorldPixMap(world);
+        EXPECT_EQ(LockPixels(map), c.result == noErr ? 1 : 0);
+        EXPECT_EQ(GetPixRowBytes(map), c.rowBytes);
+        EXPECT_EQ(BytesFrom(GetPixBaseAddr(map)), c.bytes);
+        if (const auto pixels = PixelsOfPort(world)) {
+            EXPECT_EQ(pixels->top, c.rect[0]);
+            EXPECT_EQ(pixels->left, c.rect[1]);
+            EXPECT_EQ(AddressOf(pixels->pixels), GetPixBaseAddr(map));
+        }
+        ReleasePort(world); // not the owner's call for a world
+        EXPECT_EQ(GetGWorldPixMap(world), map);
+        DisposeGWorld(world);
+        EXPECT_EQ(GetGWorldPixMap(world), 0);
+        EXPECT_EQ(GetPixBaseAddr(map), 0);
+        EXPECT_EQ(BytesInUse(), before + 8);
+    }
+    const OwnedBlock rect = RectBlock({0, 0, 5, 5});
+    EXPECT_EQ(QTNewGWorld(0, 32, rect.Get(), 0, 0, 0), paramErr);
+    EXPECT_EQ(QTNewGWorld(cell.Get(), 32, 0, 0, 0, 0), paramErr);
+}
+
+TEST(Ports, APixelMapFollowsItsPortThroughAResize)
+{
+    const PortReference port = NewPort(20, 10);
+    const PixMapReference map = GetGWorldPixMap(port);
+    SetPixel(*PixelsOfPort(port), 3, 4, 0xFF112233);
+    SetPixel(*PixelsOfPort(port), 19, 9, 0xFF445566);
+
+    ASSERT_TRUE(ResizePort(port, 100, 50));
+    EXPECT_EQ(GetGWorldPixMap(port), map);
+    EXPECT_EQ(GetPixRowBytes(map), 448);
+    EXPECT_EQ(PixelOf(*PixelsOfPixMap(map), 3, 4), 0xFF112233);
+    EXPECT_EQ(PixelOf(*PixelsOfPixMap(map), 19, 9), 0xFF445566);
+    EXPECT_EQ(PixelOf(*PixelsOfPixMap(map), 20, 9), 0U);
+
+    ASSERT_TRUE(ResizePort(port, 5, 6));
+    EXPECT_EQ(PixelOf(*PixelsOfPixMap(map), 3, 4), 0xFF112233);
+    EXPECT_FALSE(ResizePort(port, 0, 6));
+    EXPECT_FALSE(ResizePort(port, 5, 16385));
+    EXPECT_EQ(PixelsOfPort(port)->height, 6);
+
+    DisposeGWorld(port); // a window's port is not a world
+    EXPECT_EQ(LockPixels(map), 1);
+    ReleasePort(port);
+    EXPECT_EQ(LockPixels(map), 0);
+    EXPECT_FALSE(PixelsOfPort(port) || PixelsOfPixMap(map) || ResizePort(port, 5, 5));
+    EXPECT_EQ(NewPort(0, 5), 0);
+}
+
+TEST(Ports, ChangesAreToldToTheOwnerAndWindowsNameTheirPort)
+{
+    PortRect seen;
+    int calls = 0;
+    const PortReference port = NewPort(20, 10, [&](const PortRect& area) {
+        seen = area;
+        ++calls;
+    });
+    const int32_t window = RegisterWindow(port);
+    EXPECT_EQ(GetWindowPort(window), port);
+    NotePortChanged(port, {1, 2, 3, 4});
+    NotePortChanged(port, {1, 2, 0, 4});
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(seen.top, 2);
+    EXPECT_EQ(seen.height, 4);
+    UnregisterWindow(window);
+    EXPECT_EQ(GetWindowPort(window), 0);
+    ReleasePort(port);
+    NotePortChanged(port, {1, 2, 3, 4});
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(Drawing, CallsBoundByNameAreFound)
+{
+    StartDrawing();
+    for (const char* name :
+         {"GetGWorldPixMap", "LockPixels", "UnlockPixels", "GetPixBaseAddr", "GetPixRowBytes", "GetWindowPort"})
+        EXPECT_NE(FindFunction("Carbon.framework", name), nullptr) << name;
+    EXPECT_NE(FindFunction("QuickTime.framework", "QTNewGWorld"), nullptr);
+    for (const char* name : {"NewHandleClear", "DisposeHandle"})
+        EXPECT_NE(FindFunction("/System/Library/Frameworks/Carbon.framework/Carbon", name), nullptr) << name;
+}

@@ -1,0 +1,215 @@
+#include "platform/events/EventLoop.h"
+
+#include "platform/memory/CodeAddress.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTimer>
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+#include <map>
+#include <vector>
+
+using namespace platform;
+
+namespace {
+
+// What each timer's user data stands for, and the timers in the order in which they fired.
+std::map<int32_t, std::function<void(EventLoopTimer)>> actions;
+std::vector<int32_t> fired;
+
+void Fire(EventLoopTimer timer, int32_t userData)
+{
+    fired.push_back(userData);
+    if (actions.contains(userData))
+        actions[userData](timer);
+}
+
+bool RunUntil(const std::function<bool()>& done)
+{
+    QElapsedTimer clock;
+    clock.start();
+    while (!done() && clock.elapsed() < 10000)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return done();
+}
+
+int64_t CountOf(int32_t userData)
+{
+    return std::count(fired.begin(), fired.end(), userData);
+}
+
+class EventLoopTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        fired.clear();
+        actions.clear();
+    }
+
+    EventLoopTimer Install(double first, double interval, int32_t userData, bool idle = false)
+    {
+        const auto install = idle ? InstallEventLoopIdleTimer : InstallEventLoopTimer;
+        EXPECT_EQ(install(GetMainEventLoop(), first, interval, callback, userData, out.Get()), noErr);
+        return Peek<EventLoopTimer>(out.Get());
+    }
+
+    OwnedBlock out{4};
+    int32_t callback = NewEventLoopTimerUPP(CodeAddressOf(Fire));
+};
+
+TEST_F(EventLoopTest, RepeatsUntilItIsRemovedAndForgetsTheNumber)
+{
+    QElapsedTimer clock;
+    clock.start();
+    const EventLoopTimer timer = Install(0.02, 0.01, 7);
+    ASSERT_TRUE(RunUntil([] { return CountOf(7) == 4; }));
+    EXPECT_GE(clock.elapsed(), 48) << "four ticks: one of 20 ms and three of 10 ms";
+    EXPECT_EQ(RemoveEventLoopTimer(timer), noErr);
+    const EventLoopTimer other = Install(0.05, 0, 8);
+    ASSERT_TRUE(RunUntil([] { return CountOf(8) == 1; }));
+    EXPECT_EQ(CountOf(7), 4) << "a removed timer is silent";
+    EXPECT_EQ(RemoveEventLoopTimer(timer), eventLoopInvalidTimer);
+    EXPECT_EQ(RemoveEventLoopTimer(0), eventLoopInvalidTimer);
+    EXPECT_EQ(RemoveEventLoopTimer(other), noErr);
+}
+
+TEST_F(EventLoopTest, FiresOnceWithoutAnInterval)
+{
+    const EventLoopTimer once = Install(0, 0, 1);
+    const EventLoopTimer clock = Install(0.005, 0.005, 2);
+    ASSERT_TRUE(RunUntil([] { return CountOf(2) == 5; }));
+    EXPECT_EQ(CountOf(1), 1);
+    EXPECT_EQ(RemoveEventLoopTimer(once), noErr);
+    RemoveEventLoopTimer(clock);
+}
+
+TEST_F(EventLoopTest, MayRemoveItselfAndOthersInItsCallback)
+{
+    const EventLoopTimer other = Install(0.02, 0.02, 2);
+    actions[1] = [&](EventLoopTimer timer) {
+        EXPECT_EQ(RemoveEventLoopTimer(timer), noErr);
+        EXPECT_EQ(RemoveEventLoopTimer(other), noErr);
+    };
+    Install(0.005, 0.005, 1);
+    const EventLoopTimer clock = Install(0.06, 0.06, 3);
+    ASSERT_TRUE(RunUntil([] { return CountOf(3) == 1; }));
+    EXPECT_EQ(fired, (std::vector<int32_t>{1, 3}));
+    RemoveEventLoopTimer(clock);
+}
+
+// A callback that runs a loop of its own holds repeating timers up and puts the others off.
+TEST_F(EventLoopTest, NeverFiresInsideACallback)
+{
+    actions[1] = [](EventLoopTimer timer) {
+        RemoveEventLoopTimer(timer);
+        QEventLoop nested;
+        QTimer::singleShot(60, &nested, &QEventLoop::quit);
+        nested.exec();
+        EXPECT_EQ(fired, std::vector<int32_t>{1});
+    };
+    Install(0.001, 0, 1);
+    const EventLoopTimer repeating = Install(0.01, 0.01, 2);
+    const EventLoopTimer once = Install(0.02, 0, 3);
+    ASSERT_TRUE(RunUntil([] { return CountOf(3) == 1 && CountOf(2) > 0; }));
+    RemoveEventLoopTimer(repeating);
+    RemoveEventLoopTimer(once);
+}
+
+TEST_F(EventLoopTest, MissedTicksAreNotMadeUpFor)
+{
+    const EventLoopTimer timer = Install(0.01, 0.01, 1);
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < 100)
+        continue;
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+    EXPECT_GE(CountOf(1), 1);
+    EXPECT_LE(CountOf(1), 3);
+    RemoveEventLoopTimer(timer);
+}
+
+// Each of these events makes the next, as a user's would keep coming.
+class ChainOfKeys : public QObject {
+public:
+    explicit ChainOfKeys(int count) : left(count) { Next(); }
+    int left;
+
+protected:
+    bool event(QEvent* event) override
+    {
+        if (event->type() != QEvent::KeyPress)
+            return QObject::event(event);
+        if (--left > 0)
+            Next();
+        return true;
+    }
+
+private:
+    void Next() { QCoreApplication::postEvent(this, new QEvent(QEvent::KeyPress), Qt::LowEventPriority); }
+};
+
+TEST_F(EventLoopTest, AnIdleTimerWaitsForTheEventsOfTheUser)
+{
+    const EventLoopTimer warmUp = Install(0, 0, 9, true); // the user is watched from the first one on
+    ASSERT_TRUE(RunUntil([] { return CountOf(9) == 1; }));
+    RemoveEventLoopTimer(warmUp);
+
+    ChainOfKeys keys(50);
+    int leftAtIdle = -1;
+    int leftAtPlain = -1;
+    actions[1] = [&](EventLoopTimer) { leftAtIdle = keys.left; };
+    actions[2] = [&](EventLoopTimer) { leftAtPlain = keys.left; };
+    const EventLoopTimer idle = Install(0, 0, 1, true);
+    const EventLoopTimer plain = Install(0, 0, 2);
+    ASSERT_TRUE(RunUntil([] { return CountOf(1) == 1 && CountOf(2) == 1; }));
+    EXPECT_EQ(leftAtIdle, 0);
+    EXPECT_GT(leftAtPlain, 0);
+    RemoveEventLoopTimer(idle);
+    RemoveEventLoopTimer(plain);
+}
+
+TEST_F(EventLoopTest, RefusesWhatItCannotInstall)
+{
+    const double infinite = std::numeric_limits<double>::infinity();
+    const double noNumber = std::numeric_limits<double>::quiet_NaN();
+    const struct {
+        EventLoop loop;
+        double first, interval;
+        int32_t callback;
+        Address out;
+    } cases[] = {
+        {0, 0.01, 0.01, callback, out.Get()},
+        {GetMainEventLoop(), -0.01, 0.01, callback, out.Get()},
+        {GetMainEventLoop(), 0.01, -1, callback, out.Get()},
+        {GetMainEventLoop(), infinite, 0.01, callback, out.Get()},
+        {GetMainEventLoop(), 0.01, noNumber, callback, out.Get()},
+        {GetMainEventLoop(), 1e9, 0.01, callback, out.Get()},
+        {GetMainEventLoop(), 0.01, 0.01, 0, out.Get()},
+        {GetMainEventLoop(), 0.01, 0.01, 123, out.Get()},
+        {GetMainEventLoop(), 0.01, 0.01, callback, 0},
+        {GetMainEventLoop(), 0.01, 0.01, callback, out.Get() + 1},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(&each - cases);
+        EXPECT_EQ(InstallEventLoopTimer(each.loop, each.first, each.interval, each.callback, 0, each.out), paramErr);
+        EXPECT_EQ(InstallEventLoopIdleTimer(each.loop, each.first, each.interval, each.callback, 0, each.out),
+                  paramErr);
+    }
+    EXPECT_EQ(NewEventLoopTimerUPP(123), 0);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    QCoreApplication application(argc, argv);
+    return RUN_ALL_TESTS();
+}

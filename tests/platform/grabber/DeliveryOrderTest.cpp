@@ -1,0 +1,299 @@
+#include "TestSession.h"
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+using namespace grabbertest;
+
+namespace {
+
+constexpr int64_t kStart = 10 * kSecond;
+constexpr int64_t kInterval = kSecond / 30;
+const std::vector<uint8_t> kFrame{0xFF, 0xD8, 0xFF, 0xD9};
+
+} // namespace
+
+/// The camera and the microphone run, with sound in buffers of 20 ms that come that much later than they began.
+class DeliveryTest : public GrabberTest {
+protected:
+    /// Lets devices deliver up to a moment and gives the session time every ten milliseconds.
+    void RunUntil(int64_t end)
+    {
+        for (; now < end; now += 10 * kMillisecond) {
+            TestDevices::SetTime(now);
+            while (frameTimes.back() + cameraLatency <= now) {
+                devices.Camera()->Send(frameTimes.back(), kFrame);
+                frameTimes.push_back(frameTimes.back() + NextInterval());
+            }
+            for (; soundTime + (20 + soundLatency) * kMillisecond <= now; soundTime += 20 * kMillisecond)
+                if (microphoneOn && devices.Microphone())
+                    devices.Microphone()->Send(soundTime, 20);
+            EXPECT_EQ(SGIdle(session), noErr);
+            if (onIdle)
+                onIdle();
+        }
+    }
+
+    int64_t NextInterval()
+    {
+        const double share = std::uniform_real_distribution(1 - jitter, 1 + jitter)(random);
+        return static_cast<int64_t>(static_cast<double>(kInterval) * share);
+    }
+
+    int64_t now = kStart;
+    std::vector<int64_t> frameTimes{kStart};
+    int64_t soundTime = kStart - 7 * kMillisecond;
+    int64_t cameraLatency = 20 * kMillisecond;
+    int64_t soundLatency = 5;
+    double jitter = 0;
+    bool microphoneOn = true;
+    std::mt19937 random{1};
+    std::function<void()> onIdle;
+};
+
+TEST_F(DeliveryTest, ComesInTheOrderOfCapture)
+{
+    for (const int64_t latency : {0, 60}) {
+        StartBoth();
+        soundLatency = latency;
+        jitter = 0.3;
+        RunUntil(now + 5 * kSecond);
+        ASSERT_GT(VideoCount(), 130U);
+        ASSERT_TRUE(delivered[0].isVideo);
+        // The lead-in ends where the first frame begins.
+        EXPECT_EQ(delivered[1].Frames(), 48000 / 5);
+        int64_t position = 0; // in sample frames since the first frame
+        int32_t lastTime = 0;
+        for (size_t i = 2; i < delivered.size(); ++i) {
+            const Delivered& buffer = delivered[i];
+            ASSERT_GE(buffer.time, buffer.isVideo ? lastTime : 0);
+            if (buffer.isVideo) {
+                // All sound up to the frame has come, and none that ends behind it. Times are cut to units.
+                ASSERT_NEAR(static_cast<double>(position) / 48000, buffer.time / 600.0, 0.002) << i;
+                lastTime = buffer.time;
+            } else {
+                ASSERT_LE(buffer.Frames(), 480);
+                ASSERT_NEAR(buffer.time, position, 2);
+                position += buffer.Frames();
+            }
+        }
+        EXPECT_EQ(SGGetChannelCounts(video).droppedInQueue, 0U);
+        CloseComponent(session);
+        session = OpenDefaultComponent(CodeOf("barg"), 0);
+        SGInitialize(session);
+        delivered.clear();
+        frameTimes = {now};
+        soundTime = now;
+    }
+}
+
+// What the microphone gave comes out sample by sample, whatever pieces it was cut into.
+TEST_F(DeliveryTest, SoundIsHandedOverUntouched)
+{
+    StartBoth();
+    RunUntil(kStart + 3 * kSecond);
+    std::vector<uint16_t> samples;
+    for (size_t i = 2; i < delivered.size(); ++i)
+        for (size_t byte = 0; !delivered[i].isVideo && byte < delivered[i].bytes.size(); byte += 4)
+            samples.push_back(static_cast<uint16_t>(delivered[i].bytes[byte] | delivered[i].bytes[byte + 1] << 8));
+    ASSERT_GT(samples.size(), 48000U * 2);
+    const auto first = std::ranges::find_if(samples, [](uint16_t sample) { return sample != 0; }) - samples.begin();
+    EXPECT_LT(first, 48000 / 10);
+    for (size_t i = static_cast<size_t>(first) + 1; i < samples.size(); ++i)
+        ASSERT_EQ(samples[i], static_cast<uint16_t>(samples[i - 1] + 1)) << i;
+}
+
+// A microphone that falls silent holds a frame up once, then silence stands in for it, and its return finds its place.
+TEST_F(DeliveryTest, SilenceStandsInForAMissingMicrophone)
+{
+    StartBoth();
+    RunUntil(kStart + kSecond);
+    microphoneOn = false;
+    RunUntil(kStart + 3 * kSecond);
+    EXPECT_GT(VideoCount(), 84U);
+    EXPECT_NEAR(static_cast<double>(SoundFrames()), 48000 * 3.2, 48000 * 0.1);
+    microphoneOn = true;
+    RunUntil(kStart + 5 * kSecond);
+    EXPECT_NEAR(static_cast<double>(SoundFrames()), 48000 * 5.2, 48000 * 0.1);
+    const auto& last = delivered.back().isVideo ? delivered[delivered.size() - 2] : delivered.back();
+    // The sample says when it was captured: the line is right to the sample after all that.
+    const auto expected = static_cast<uint16_t>((kStart / kSecond * 48000) + last.time);
+    EXPECT_NEAR(static_cast<int16_t>(last.FirstSample() - expected), 0, 1);
+}
+
+TEST_F(DeliveryTest, LostSoundAndPausesAreFilledUp)
+{
+    StartBoth();
+    RunUntil(kStart + kSecond);
+    soundTime += 100 * kMillisecond; // a tenth of a second never comes
+    RunUntil(kStart + 2 * kSecond);
+    SGPause(session, 1);
+    RunUntil(kStart + 3 * kSecond);
+    SGPause(session, 0);
+    RunUntil(kStart + 4 * kSecond);
+    SGStop(session);
+    RunUntil(kStart + 6 * kSecond);
+    SGStartRecord(session);
+    RunUntil(kStart + 8 * kSecond);
+    int64_t position = 0;
+    for (size_t i = 2; i < delivered.size(); ++i)
+        if (delivered[i].isVideo)
+            ASSERT_NEAR(static_cast<double>(position) / 48000, delivered[i].time / 600.0, 0.003) << i;
+        else
+            position += delivered[i].Frames();
+    EXPECT_GT(position, 48000 * 7);
+}
+
+// Without frames the sound flows; without sound the frames do.
+TEST_F(DeliveryTest, OneChannelNeedsNoOther)
+{
+    StartBoth();
+    cameraLatency = 100 * kSecond;
+    RunUntil(kStart + 3 * kSecond);
+    EXPECT_EQ(VideoCount(), 0U);
+    EXPECT_GT(SoundFrames(), 48000 * 2);
+    EXPECT_EQ(SGDisposeChannel(session, sound), noErr);
+    cameraLatency = 0;
+    delivered.clear();
+    RunUntil(kStart + 4 * kSecond);
+    EXPECT_GT(VideoCount(), 25U);
+    EXPECT_EQ(SoundFrames(), 0);
+}
+
+// A crystal that runs 200 millionths fast or slow: after minutes the sound is still in step, by single frames.
+TEST_F(DeliveryTest, DriftingCrystalIsFollowed)
+{
+    for (const double error : {-2e-4, 2e-4}) {
+        sound = NewChannel(kSoundMediaType);
+        CollectDeliveries();
+        SGStartRecord(session);
+        for (int buffer = 0; buffer < 10000; ++buffer) {
+            const auto time = static_cast<int64_t>(std::llround(buffer * 10.0 * kMillisecond * (1 + error)));
+            devices.Microphone()->Send(kStart + time, 10);
+            ASSERT_EQ(IdleAt(kStart + time), noErr);
+        }
+        const double end = 100 * (1 + error) * 48000;
+        EXPECT_NEAR(static_cast<double>(SoundFrames()), end, 48000 * 0.006) << error;
+        EXPECT_GT(std::abs(SoundFrames() - 100 * 48000), 700);
+        for (const Delivered& piece : delivered)
+            ASSERT_LE(piece.Frames(), 480);
+        delivered.clear();
+        SGDisposeChannel(session, sound);
+        CloseComponent(session);
+        session = OpenDefaultComponent(CodeOf("barg"), 0);
+        SGInitialize(session);
+    }
+}
+
+/// What the movie writer of the capture control does with the buffers, in numbers: where frames and sound of a
+/// recording come to lie in the file.
+class Writer {
+public:
+    void Take(const Delivered& buffer)
+    {
+        const int32_t duration = lastTime == -1 ? 100 : buffer.time - lastTime;
+        if (recording && buffer.isVideo) {
+            shown.emplace_back(buffer.time, videoEnd);
+            videoEnd += duration;
+            preAudio += duration;
+        }
+        if (recording && !buffer.isVideo)
+            TakeSound(buffer);
+        if (buffer.isVideo)
+            lastTime = buffer.time;
+    }
+
+    void Record()
+    {
+        recording = true;
+        videoEnd = 0;
+        shown.clear();
+        soundBegin.reset();
+    }
+
+    /// Seconds by which sound is behind the picture, for what happens just when a frame is captured: at its worst
+    /// over the recording. The frame's neighbour in time gives what happens just after it.
+    std::pair<double, double> Behind() const
+    {
+        double least = 1e9;
+        double most = -1e9;
+        for (size_t frame = 1; frame < shown.size(); ++frame)
+            for (const int32_t time : {shown[frame].first, shown[frame - 1].first}) {
+                const double heard = time / 600.0 - *soundBegin;
+                const double seen = shown[frame].second / 600.0;
+                least = std::min(least, heard - seen);
+                most = std::max(most, heard - seen);
+            }
+        return {least, most};
+    }
+
+    bool recording = false;
+    std::optional<double> soundBegin; ///< time of the first sound sample in the file, in seconds of the run
+    std::vector<std::pair<int32_t, int32_t>> shown; ///< time of capture and place in the file, of each frame
+
+private:
+    void TakeSound(const Delivered& buffer)
+    {
+        const int32_t count = buffer.Frames();
+        // No time is below zero, also that of the lead-in, which ends there.
+        const double time = buffer.time == 0 && count > 480 ? -count / 48000.0 : buffer.time / 48000.0;
+        const auto keep = static_cast<int32_t>(preAudio / 600.0 * 48000);
+        if (gotAudio && !soundBegin)
+            soundBegin = time;
+        // More than there is can't be added, and leaves the buffer out.
+        if (!gotAudio && keep > 0 && keep <= count)
+            soundBegin = time + (count - keep) / 48000.0;
+        gotAudio = true;
+    }
+
+    int32_t lastTime = -1;
+    int32_t videoEnd = 0;
+    int32_t preAudio = 0;
+    bool gotAudio = false;
+};
+
+// Recordings that begin at any moment: flash and beep lie within one frame and ten milliseconds of each other, in the
+// first, second and third one, with steady and with jittering cameras, and whichever device is the quicker one.
+TEST_F(DeliveryTest, RecordingsAreInStep)
+{
+    struct Case {
+        int64_t cameraLatency;
+        int64_t soundLatency;
+        double jitter;
+    };
+    double worst = 0;
+    for (const Case& given : {Case{20, 5, 0}, Case{5, 60, 0}, Case{40, 0, 0.3}, Case{0, 30, 0.3}})
+        for (int beginning = 0; beginning < 12; ++beginning) {
+            cameraLatency = given.cameraLatency * kMillisecond;
+            soundLatency = given.soundLatency;
+            jitter = given.jitter;
+            frameTimes = {now};
+            soundTime = now - 3 * kMillisecond;
+            Writer writer;
+            StartBoth();
+            onDelivery = [&](const Delivered& buffer) {
+                writer.Take(buffer);
+                return noErr;
+            };
+            // Not before anything: the beginning of all is a case of its own.
+            RunUntil(now + (beginning == 0 ? 0 : kSecond + beginning * 10 * kMillisecond));
+            for (int recording = 0; recording < 3; ++recording) {
+                writer.Record();
+                RunUntil(now + 2 * kSecond);
+                writer.recording = false;
+                ASSERT_TRUE(writer.soundBegin);
+                ASSERT_GT(writer.shown.size(), 50U);
+                const auto [least, most] = writer.Behind();
+                const double frame = 0.0334 * (1 + given.jitter);
+                EXPECT_GE(least, -frame - 0.010) << beginning << ' ' << recording;
+                EXPECT_LE(most, frame + 0.010) << beginning << ' ' << recording;
+                worst = std::max({worst, -least, most});
+                RunUntil(now + 110 * kMillisecond + beginning * 7 * kMillisecond);
+            }
+            CloseComponent(session);
+            session = OpenDefaultComponent(CodeOf("barg"), 0);
+            SGInitialize(session);
+        }
+    RecordProperty("worst_ms", std::to_string(worst * 1000));
+}

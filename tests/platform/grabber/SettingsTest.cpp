@@ -1,0 +1,147 @@
+#include "TestSession.h"
+
+#include "platform/atoms/UserData.h"
+
+#include <array>
+#include <random>
+
+using namespace grabbertest;
+
+class SettingsTest : public GrabberTest {
+protected:
+    SettingsTest()
+    {
+        devices.cameraList = {{"Other", "id of Other", {}, true}, {"Camera", "id of Camera", {}, true}};
+        sound = NewChannel(kSoundMediaType, 5);
+        video = NewChannel(kVideoMediaType, 7);
+        Poke(cell.Get(), std::array<char, 7>{6, 'C', 'a', 'm', 'e', 'r', 'a'});
+        EXPECT_EQ(SGSetChannelDevice(video, cell.Get()), noErr);
+    }
+
+    std::vector<uint8_t> Save()
+    {
+        EXPECT_EQ(SGGetSettings(session, cell.Get(), 0), noErr);
+        const auto settings = Peek<UserData>(cell.Get());
+        const Handle handle = NewHandle(0);
+        EXPECT_EQ(PutUserDataIntoHandle(settings, handle), noErr);
+        EXPECT_EQ(DisposeUserData(settings), noErr);
+        const auto bytes = HandleBytes(handle);
+        const std::vector<uint8_t> saved(bytes.begin(), bytes.end());
+        DisposeHandle(handle);
+        return saved;
+    }
+
+    Result Restore(std::span<const uint8_t> saved)
+    {
+        const Handle handle = NewHandle(0);
+        SetHandleBytes(handle, saved);
+        NewUserDataFromHandle(handle, cell.Get());
+        DisposeHandle(handle);
+        const auto settings = Peek<UserData>(cell.Get());
+        const Result result = SGSetSettings(session, settings, 0);
+        DisposeUserData(settings);
+        return result;
+    }
+
+    SGChannel ChannelAt(int16_t index)
+    {
+        return SGGetIndChannel(session, index, cell.Get(), cell.Get() + 4) == noErr ? Peek<SGChannel>(cell.Get()) : 0;
+    }
+
+    void ChangeEverything()
+    {
+        TestCamera& camera = *devices.Camera();
+        camera.inputs = {"Composite", "S-Video"};
+        camera.input = 1;
+        camera.format = {CodeOf("yuvs"), 320, 240, 29.97};
+        camera.analog[AnalogControl::Hue] = 777;
+        SGSetVideoCompressor(video, 32, CodeOf("png "), 11, 22, 33);
+        Poke(cell.Get(), std::array<int16_t, 4>{-1, 2, 300, 400});
+        SGSetChannelBounds(video, cell.Get());
+        SGSetChannelUsage(video, 3);
+        SGSetChannelPlayFlags(video, 16);
+        SGSetSoundInputParameters(sound, 8, 1, CodeOf("raw "));
+        SGSetSoundInputRate(sound, 22050 << 16);
+        SGSetChannelVolume(sound, 99);
+        devices.Microphone()->gain = 0.25;
+    }
+};
+
+TEST_F(SettingsTest, EverythingComesBack)
+{
+    const auto standard = Save();
+    EXPECT_EQ(Save(), standard);
+    ChangeEverything();
+    const auto changed = Save();
+    EXPECT_NE(changed, standard);
+    EXPECT_EQ(Restore(standard), noErr);
+    EXPECT_EQ(SGSetChannelUsage(video, 1), badSGChannel); // channels are new ones
+    sound = ChannelAt(1);
+    video = ChannelAt(2);
+    EXPECT_EQ(ChannelAt(3), 0);
+    EXPECT_EQ(devices.Camera()->format, (CaptureFormat{CodeOf("jpeg"), 64, 48, 30}));
+    EXPECT_EQ(Save(), standard);
+    EXPECT_EQ(devices.Camera()->analog[AnalogControl::Hue], 2);
+
+    devices.Camera()->inputs = {"Composite", "S-Video"};
+    EXPECT_EQ(Restore(changed), noErr);
+    video = ChannelAt(2);
+    EXPECT_EQ(devices.Camera()->format, (CaptureFormat{CodeOf("yuvs"), 320, 240, 29.97}));
+    EXPECT_EQ(devices.Camera()->analog[AnalogControl::Hue], 777);
+    EXPECT_EQ(devices.Microphone()->gain, 0.25);
+    EXPECT_EQ(devices.Microphone()->format, (SoundFormat{22050, 1, 8}));
+    SGGetChannelBounds(video, cell.Get());
+    EXPECT_EQ(Peek<int16_t>(cell.Get()), -1);
+    EXPECT_EQ(Peek<int16_t>(cell.Get() + 6), 400);
+}
+
+// Where the camera is missing, one of the same name serves, else the first; the session runs on in its mode.
+TEST_F(SettingsTest, TakesWhatTheMachineHas)
+{
+    CollectDeliveries();
+    const auto saved = Save();
+    SGStartRecord(session);
+    devices.cameraList = {{"Other", "id of Other", {}, true}, {"Camera", "id of Same name", {}, true}};
+    EXPECT_EQ(Restore(saved), noErr);
+    ASSERT_NE(devices.Camera("Same name"), nullptr);
+    EXPECT_NE(devices.Camera("Same name")->sink, nullptr);
+    devices.cameraList.pop_back();
+    EXPECT_EQ(Restore(saved), noErr);
+    ASSERT_NE(devices.Camera("Other"), nullptr);
+    devices.Camera("Other")->Send(kSecond, std::vector<uint8_t>{1});
+    IdleAt(kSecond);
+    EXPECT_EQ(VideoCount(), 1U);
+}
+
+// Nothing that a file may hold does harm, and what is refused leaves the session as it was.
+TEST_F(SettingsTest, DamagedSettingsAreRefused)
+{
+    ChangeEverything();
+    const auto saved = Save();
+    size_t accepted = 0;
+    for (size_t length = 0; length < saved.size(); ++length)
+        EXPECT_EQ(Restore(std::span(saved).first(length)), paramErr) << length;
+    EXPECT_EQ(ChannelAt(2), video);
+    EXPECT_EQ(Save(), saved);
+    for (size_t i = 0; i < saved.size(); ++i)
+        for (const uint8_t flip : {0x01, 0x80, 0xFF}) {
+            auto flipped = saved;
+            flipped[i] ^= flip;
+            const SGChannel before = ChannelAt(2);
+            if (Restore(flipped) == noErr)
+                ++accepted;
+            else
+                ASSERT_EQ(ChannelAt(2), before);
+        }
+    EXPECT_GT(accepted, 100U);
+    std::mt19937 random(1);
+    std::vector<uint8_t> noise(1 << 20);
+    std::ranges::generate(noise, [&] { return static_cast<uint8_t>(random()); });
+    EXPECT_EQ(Restore(noise), paramErr);
+    // A list of items is no session's settings by that alone.
+    NewUserData(cell.Get());
+    const auto empty = Peek<UserData>(cell.Get());
+    EXPECT_EQ(SGSetSettings(session, empty, 0), paramErr);
+    EXPECT_EQ(DisposeUserData(empty), noErr);
+    EXPECT_EQ(SGSetSettings(session, empty, 0), paramErr);
+}

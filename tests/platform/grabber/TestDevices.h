@@ -1,0 +1,165 @@
+#pragma once
+
+#include "platform/digitizer/Digitizer.h"
+#include "platform/sound/SoundSource.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace grabbertest {
+
+using namespace platform;
+
+inline constexpr int64_t kMillisecond = 1'000'000;
+inline constexpr int64_t kSecond = 1000 * kMillisecond;
+
+/// A camera whose frames the test sends.
+class TestCamera : public Digitizer {
+public:
+    TestCamera(std::string name, TestCamera*& place) : name(std::move(name)), place(place) { place = this; }
+    ~TestCamera() override
+    {
+        if (place == this)
+            place = nullptr;
+    }
+
+    std::string Name() const override { return name; }
+    std::string Identity() const override { return "id of " + name; }
+    std::vector<std::string> Inputs() const override { return inputs; }
+    int Input() const override { return input; }
+    Result SelectInput(int wanted) override
+    {
+        input = wanted;
+        return noErr;
+    }
+    std::vector<CaptureFormat> Formats() const override { return formats; }
+    CaptureFormat Format() const override { return format; }
+    Result SetFormat(const CaptureFormat& wanted) override
+    {
+        format = wanted;
+        return noErr;
+    }
+    Result Start(FrameSink& to) override
+    {
+        ++starts;
+        if (startResult == noErr || startResult == noDeviceForChannel)
+            sink = &to;
+        return startResult;
+    }
+    void Stop() override { sink = nullptr; }
+    Result GetAnalog(AnalogControl control, uint16_t& value) const override
+    {
+        value = analog.at(control);
+        return noErr;
+    }
+    Result SetAnalog(AnalogControl control, uint16_t value) override
+    {
+        analog[control] = value;
+        return noErr;
+    }
+    std::vector<ImageControl> Controls() const override { return controls; }
+    Result SetControl(uint32_t identity, int64_t value) override;
+
+    /// Sends a frame of JPEG bytes (or of another format and size) captured at `time`.
+    void Send(int64_t time, std::vector<uint8_t> bytes);
+    void Send(int64_t time, const RawFrame& picture);
+    void Fail(Result result) { sink->CaptureFailed(result); }
+
+    std::string name;
+    std::vector<std::string> inputs;
+    int input = 0;
+    std::vector<CaptureFormat> formats{{CodeOf("jpeg"), 64, 48, 30}, {CodeOf("jpeg"), 64, 48, 60}};
+    CaptureFormat format{CodeOf("jpeg"), 64, 48, 30};
+    std::map<AnalogControl, uint16_t> analog{{AnalogControl::Brightness, 1}, {AnalogControl::Hue, 2},
+                                             {AnalogControl::Contrast, 3},   {AnalogControl::Saturation, 4},
+                                             {AnalogControl::Sharpness, 5},  {AnalogControl::WhiteLevel, 6}};
+    std::vector<ImageControl> controls;
+    Result startResult = noErr;
+    int starts = 0;
+    uint32_t sequence = 0;
+    FrameSink* sink = nullptr;
+
+private:
+    TestCamera*& place; ///< where the test finds the device while it lives
+};
+
+/// A microphone whose sound the test sends.
+class TestMicrophone : public SoundSource {
+public:
+    TestMicrophone(std::string name, TestMicrophone*& place) : name(std::move(name)), place(place) { place = this; }
+    ~TestMicrophone() override
+    {
+        if (place == this)
+            place = nullptr;
+    }
+
+    std::string Name() const override { return name; }
+    std::string Identity() const override { return "id of " + name; }
+    std::vector<std::string> Inputs() const override { return inputs; }
+    Result GetGain(double& value) const override
+    {
+        value = gain;
+        return noErr;
+    }
+    Result SetGain(double value) override
+    {
+        gain = value;
+        return noErr;
+    }
+    SoundFormat Format() const override { return format; }
+    Result SetFormat(const SoundFormat& wanted) override
+    {
+        if (wanted.sampleRate == refusedRate)
+            return siInvalidSampleRate;
+        format = wanted;
+        return noErr;
+    }
+    Result Start(SoundSink& to) override
+    {
+        sink = &to;
+        return noErr;
+    }
+    void Stop() override { sink = nullptr; }
+
+    /// Sends so many milliseconds of 16-bit sound captured from `time` on; each sample frame holds the low bits of
+    /// its own place on the clock, in frames.
+    void Send(int64_t time, int milliseconds, uint64_t lost = 0);
+
+    std::string name;
+    std::vector<std::string> inputs;
+    SoundFormat format{48000, 2, 16};
+    double refusedRate = 0;
+    double gain = 1;
+    SoundSink* sink = nullptr;
+
+private:
+    TestMicrophone*& place;
+};
+
+/// Offers devices of the test's own making instead of the machine's, and holds the clock, while it lives.
+class TestDevices {
+public:
+    TestDevices();
+    ~TestDevices();
+
+    /// The device of that name that was opened last; null when there is none.
+    TestCamera* Camera(const std::string& name = "Camera") { return cameras[name]; }
+    TestMicrophone* Microphone(const std::string& name = "Microphone") { return microphones[name]; }
+
+    static void SetTime(int64_t now);
+    static int64_t Time();
+
+    std::vector<DigitizerEntry> cameraList;
+    std::vector<SoundSourceEntry> microphoneList;
+
+private:
+    std::map<std::string, TestCamera*> cameras;
+    std::map<std::string, TestMicrophone*> microphones;
+};
+
+/// A small valid JPEG picture of one colour.
+std::vector<uint8_t> JpegPicture(int width, int height, uint8_t brightness);
+
+} // namespace grabbertest

@@ -1,0 +1,84 @@
+#include "TestSession.h"
+
+namespace grabbertest {
+
+GrabberTest* GrabberTest::current = nullptr;
+
+GrabberTest::GrabberTest()
+{
+    current = this;
+    session = OpenDefaultComponent(CodeOf("barg"), 0);
+    EXPECT_EQ(SGInitialize(session), noErr);
+}
+
+GrabberTest::~GrabberTest()
+{
+    CloseComponent(session);
+}
+
+SGChannel GrabberTest::NewChannel(FourCharCode type, int32_t usage)
+{
+    EXPECT_EQ(SGNewChannel(session, type, cell.Get()), noErr);
+    const auto channel = Peek<SGChannel>(cell.Get());
+    EXPECT_EQ(SGSetChannelUsage(channel, usage), noErr);
+    return channel;
+}
+
+void GrabberTest::CollectDeliveries()
+{
+    EXPECT_EQ(SGSetDataRef(session, 0, 0, seqGrabDontMakeMovie), noErr);
+    EXPECT_EQ(SGSetDataProc(session, NewSGDataUPP(&Collect), 77), noErr);
+}
+
+void GrabberTest::StartBoth()
+{
+    sound = NewChannel(kSoundMediaType);
+    video = NewChannel(kVideoMediaType);
+    CollectDeliveries();
+    EXPECT_EQ(SGStartRecord(session), noErr);
+}
+
+Result GrabberTest::IdleAt(int64_t now)
+{
+    TestDevices::SetTime(now);
+    return SGIdle(session);
+}
+
+size_t GrabberTest::VideoCount() const
+{
+    return static_cast<size_t>(std::ranges::count(delivered, true, &Delivered::isVideo));
+}
+
+int64_t GrabberTest::SoundFrames() const
+{
+    int64_t frames = 0;
+    for (const Delivered& piece : delivered)
+        frames += piece.isVideo ? 0 : piece.Frames();
+    return frames;
+}
+
+int32_t GrabberTest::Collect(SGChannel channel, Address p, int32_t len, Address offset, int32_t chRefCon, int32_t time,
+                             int16_t writeType, int32_t refCon)
+{
+    EXPECT_NE(offset, 0);
+    EXPECT_EQ(chRefCon, 0);
+    EXPECT_EQ(writeType, seqGrabWriteAppend);
+    EXPECT_EQ(refCon, 77);
+    Delivered buffer;
+    buffer.channel = channel;
+    buffer.time = time;
+    const OwnedBlock info(4);
+    SGGetChannelInfo(channel, info.Get());
+    buffer.isVideo = (Peek<int32_t>(info.Get()) & seqGrabHasBounds) != 0;
+    const auto bytes = BytesAt(p, len);
+    buffer.bytes.assign(bytes.begin(), bytes.end());
+    const Handle description = NewHandle(0);
+    EXPECT_EQ(SGGetChannelSampleDescription(channel, description), noErr);
+    const auto record = HandleBytes(description);
+    buffer.description.assign(record.begin(), record.end());
+    DisposeHandle(description);
+    current->delivered.push_back(buffer);
+    return current->onDelivery ? current->onDelivery(buffer) : noErr;
+}
+
+} // namespace grabbertest

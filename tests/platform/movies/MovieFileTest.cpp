@@ -1,0 +1,270 @@
+// Movies written by the calls and read back by other people's programs.
+
+#include "RecordedMovie.h"
+#include "platform/movies/MovieHeader.h"
+#include "platform/movies/OutputFile.h"
+#include "platform/movies/SampleDescriptions.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+
+using namespace platform;
+using namespace movietest;
+
+namespace {
+
+// What ffprobe says of each stream: codec, tag, number of samples, duration in the stream's units, size or rate.
+std::string StreamsOf(const std::string& path)
+{
+    return OutputOf("ffprobe -v error -of csv=p=0 -show_entries "
+                    "stream=codec_name,codec_tag_string,width,height,sample_rate,channels,duration_ts,nb_frames " +
+                    Quoted(path));
+}
+
+std::string DecodingErrorsOf(const std::string& path)
+{
+    return OutputOf("ffmpeg -v error -i " + Quoted(path) + " -enc_time_base -1 -f null -");
+}
+
+Bytes StreamBytes(const std::string& path, const std::string& stream, const std::string& format)
+{
+    const std::string copy = path + "." + stream;
+    OutputOf("ffmpeg -v error -y -i " + Quoted(path) + " -map 0:" + stream + " -c copy -f " + format + " " +
+             Quoted(copy));
+    return ReadFile(copy);
+}
+
+std::vector<int64_t> PresentationTimes(const std::string& path, const std::string& stream)
+{
+    std::istringstream lines(OutputOf("ffprobe -v error -of csv=p=0 -show_entries packet=pts -select_streams " +
+                                      stream + " " + Quoted(path)));
+    std::vector<int64_t> times;
+    for (std::string line; std::getline(lines, line);)
+        times.push_back(std::stoll(line));
+    return times;
+}
+
+bool HasTool(const std::string& name)
+{
+    return !OutputOf("command -v " + name).empty();
+}
+
+void Append(Bytes& to, const Bytes& more)
+{
+    to.insert(to.end(), more.begin(), more.end());
+}
+
+TEST(MovieFile, HoldsEverySampleByteForByteAtItsTime)
+{
+    if (!HasTool("ffprobe"))
+        GTEST_SKIP() << "needs ffprobe and ffmpeg";
+    const TemporaryFolder folder;
+    for (const std::string name : {"plain.mov", "it's \"two words\".mov", "back\\slash.mov", "Приклад 映画.mov"}) {
+        SCOPED_TRACE(name);
+        const std::string path = folder / name;
+        RecordedMovie movie(path);
+        ASSERT_EQ(movie.created, noErr);
+        Bytes pictures;
+        Bytes sounds;
+        std::vector<int64_t> times;
+        int64_t time = 0;
+        for (int i = 0; i < 40; ++i) {
+            const Bytes picture = JpegFrame(64, 48, i);
+            const Bytes sound = Noise(static_cast<size_t>(1000 + i) * 4, static_cast<uint32_t>(i));
+            ASSERT_EQ(movie.AddVideo(picture, ImageRecord("jpeg", 64, 48), 14 + i * 7 % 13), noErr);
+            ASSERT_EQ(movie.AddSound(sound, SoundRecord("sowt", 2, 16, 44100), 1000 + i), noErr);
+            Append(pictures, picture);
+            Append(sounds, sound);
+            times.push_back(time);
+            time += 14 + i * 7 % 13;
+        }
+        EXPECT_EQ(MediaDataEndOf(ReadFile(path)), 0) << "the file is a movie too early";
+        ASSERT_EQ(movie.Finish(), noErr);
+        ASSERT_EQ(movie.Close(), noErr);
+        EXPECT_EQ(StreamsOf(path), "mjpeg,jpeg,64,48," + std::to_string(time) + ",40\npcm_s16le,sowt,44100,2," +
+                                       std::to_string(sounds.size() / 4) + "," + std::to_string(sounds.size() / 4) +
+                                       "\n");
+        EXPECT_EQ(DecodingErrorsOf(path), "");
+        EXPECT_EQ(PresentationTimes(path, "v"), times);
+        EXPECT_EQ(StreamBytes(path, "v", "image2pipe"), pictures);
+        EXPECT_EQ(StreamBytes(path, "a", "s16le"), sounds);
+    }
+}
+
+TEST(MovieFile, IsReadAlikeByEveryReaderEvenWithAnEmptyTrack)
+{
+    struct Case {
+        const char* name;
+        int pictures;
+        int sounds;
+        const char* mediainfo;
+        std::vector<std::string> discovered;
+    };
+    const Case cases[] = {
+        {"both", 60, 60, "1|1|2000|60", {"Duration: 0:00:02.0", "video #1: JPEG", "audio #2", "Frame rate: 30/1"}},
+        {"silent", 60, 0, "1|1|2000|60", {"Duration: 0:00:02.0", "video #1: JPEG"}},
+        {"blind", 0, 60, "1|1|2000|0", {"Duration: 0:00:02.0", "Raw 16-bit PCM audio", "Sample rate: 48000"}},
+        {"empty", 0, 0, "1|1||0", {}},
+    };
+    const TemporaryFolder folder;
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        const std::string path = folder / (std::string(test.name) + ".mov");
+        RecordedMovie movie(path, 48000);
+        for (int i = 0; i < 60; ++i) {
+            if (i < test.pictures) {
+                ASSERT_EQ(movie.AddVideo(JpegFrame(64, 48, i), ImageRecord("jpeg", 64, 48), 20), noErr);
+            }
+            if (i < test.sounds) {
+                ASSERT_EQ(movie.AddSound(Noise(1600 * 4, 1), SoundRecord("twos", 2, 16, 48000), 1600), noErr);
+            }
+        }
+        ASSERT_EQ(movie.Finish(), noErr);
+        ASSERT_EQ(movie.Close(), noErr);
+        if (HasTool("ffprobe")) {
+            EXPECT_EQ(OutputOf("ffprobe -v warning -of csv=p=0 -show_entries stream=codec_type " + Quoted(path)),
+                      "video\naudio\n");
+        }
+        if (HasTool("ffmpeg") && test.pictures + test.sounds > 0) {
+            EXPECT_EQ(DecodingErrorsOf(path), "");
+        }
+        if (HasTool("mediainfo")) {
+            EXPECT_EQ(OutputOf("mediainfo '--Inform=General;%VideoCount%|%AudioCount%|%Duration%|' " + Quoted(path) +
+                               " | tr -d '\\n'; mediainfo '--Inform=Video;%FrameCount%' " + Quoted(path)),
+                      std::string(test.mediainfo) + "\n");
+        }
+        if (HasTool("gst-discoverer-1.0")) {
+            const std::string discovered = OutputOf("gst-discoverer-1.0 " + Quoted(path));
+            for (const std::string& line : test.discovered)
+                EXPECT_NE(discovered.find(line), std::string::npos) << line << " is not in " << discovered;
+        }
+    }
+}
+
+TEST(MovieFile, TakesEverySoundFormat)
+{
+    if (!HasTool("ffprobe"))
+        GTEST_SKIP() << "needs ffprobe and ffmpeg";
+    struct Case {
+        const char* format;
+        int channels;
+        int bits;
+        int rate;
+        const char* codec;
+    };
+    const Case cases[] = {
+        {"raw ", 1, 8, 8000, "pcm_u8"},      {"raw ", 2, 8, 22050, "pcm_u8"}, {"twos", 1, 16, 11025, "pcm_s16be"},
+        {"sowt", 2, 16, 48000, "pcm_s16le"}, {"twos", 2, 8, 44100, "pcm_s8"}, {"ulaw", 1, 8, 8000, "pcm_mulaw"},
+        {"alaw", 2, 8, 32000, "pcm_alaw"},
+    };
+    const TemporaryFolder folder;
+    for (const Case& test : cases) {
+        SCOPED_TRACE(std::string(test.format) + std::to_string(test.channels));
+        const std::string path = folder / "sound.mov";
+        RecordedMovie movie(path, test.rate);
+        const size_t frameBytes = static_cast<size_t>(test.channels) * test.bits / 8;
+        Bytes all;
+        for (uint32_t i = 0; i < 10; ++i) {
+            const Bytes sound = Noise(frameBytes * 500, i);
+            Append(all, sound);
+            ASSERT_EQ(movie.AddSound(sound, SoundRecord(test.format, test.channels, test.bits, test.rate), 500), noErr);
+        }
+        ASSERT_EQ(movie.Finish(), noErr);
+        ASSERT_EQ(movie.Close(), noErr);
+        const std::string expected = std::string(test.codec) + "," + test.format + "," + std::to_string(test.rate) +
+                                     "," + std::to_string(test.channels) + ",5000,5000\n";
+        EXPECT_NE(StreamsOf(path).find(expected), std::string::npos) << StreamsOf(path);
+        EXPECT_EQ(StreamBytes(path, "a", "data"), all);
+    }
+}
+
+TEST(MovieFile, KeepsDescriptionsThatChangeAndSamplesThatNeedOthers)
+{
+    if (!HasTool("ffprobe"))
+        GTEST_SKIP() << "needs ffprobe and ffmpeg";
+    const TemporaryFolder folder;
+    const std::string path = folder / "changing.mov";
+    RecordedMovie movie(path);
+    std::string sizes;
+    for (int i = 0; i < 12; ++i) {
+        const int width = i / 4 % 2 == 0 ? 64 : 32;
+        Bytes record = ImageRecord("jpeg", width, 48);
+        record[44] = static_cast<uint8_t>(i); // the size of the data, which makes no other description
+        ASSERT_EQ(movie.AddVideo(JpegFrame(width, 48, i), record, 20, i % 3 == 0 ? 0 : 1), noErr);
+        sizes += std::to_string(width) + "\n";
+    }
+    ASSERT_EQ(movie.Finish(), noErr);
+    ASSERT_EQ(movie.Close(), noErr);
+    EXPECT_EQ(OutputOf("ffprobe -v error -of csv=p=0 -show_entries frame=width " + Quoted(path)), sizes);
+    const Bytes file = ReadFile(path);
+    const std::string text(file.begin(), file.end());
+    const size_t table = text.find("stsd");
+    EXPECT_EQ(text.substr(table + 4, 8), std::string("\0\0\0\0\0\0\0\2", 8)) << "two descriptions";
+    const size_t keys = text.find("stss");
+    EXPECT_EQ(text.substr(keys + 4, 24), std::string("\0\0\0\0\0\0\0\4\0\0\0\1\0\0\0\4\0\0\0\7\0\0\0\n", 24));
+    EXPECT_NE(text.find(std::string("cre8TVOD")), std::string::npos);
+}
+
+TEST(MovieFile, ReachesPastFourGigabytes)
+{
+    if (!HasTool("ffprobe"))
+        GTEST_SKIP() << "needs ffprobe and ffmpeg";
+    const TemporaryFolder folder;
+    const std::string path = folder / "large.mov";
+    std::unique_ptr<DiskFile> file;
+    ASSERT_EQ(CreateOutputFile(path, false, 0, file), noErr);
+    MovieContents movie;
+    movie.tracks.resize(1);
+    TrackContents& track = movie.tracks[0];
+    track.mediaType = kVideoMediaType;
+    track.timeScale = 600;
+    track.width = Long2Fix(64);
+    track.height = Long2Fix(48);
+    track.descriptions.resize(1);
+    ASSERT_EQ(FileFormOfDescription(kVideoMediaType, ImageRecord("jpeg", 64, 48), track.descriptions[0]), noErr);
+    // Ten frames with holes between them, which take no room on the disk.
+    Bytes all;
+    int64_t position = kFileHeadSize;
+    for (int i = 0; i < 10; ++i) {
+        const Bytes frame = JpegFrame(64, 48, i);
+        ASSERT_EQ(file->Write(frame, position), noErr);
+        Append(all, frame);
+        movie.samples.Add({0, 0, true, 1, 20, position, static_cast<int64_t>(frame.size())});
+        position += int64_t{600} << 20;
+    }
+    track.samples = 10;
+    track.duration = 200;
+    track.edits.push_back({200, 0});
+    ASSERT_EQ(file->Write(MovieHeader(movie), position), noErr);
+    ASSERT_EQ(file->Write(FileHead(position), 0), noErr);
+    EXPECT_EQ(StreamsOf(path), "mjpeg,jpeg,64,48,200,10\n");
+    EXPECT_EQ(StreamBytes(path, "v", "image2pipe"), all);
+    // The frame at 0.3 s lies at 5.3 GB.
+    EXPECT_EQ(OutputOf("ffmpeg -v error -y -ss 0.3 -i " + Quoted(path) + " -frames:v 1 -c copy -f image2pipe " +
+                       Quoted(folder / "one.jpg")),
+              "");
+    EXPECT_EQ(ReadFile(folder / "one.jpg"), JpegFrame(64, 48, 9));
+}
+
+TEST(MovieFile, ShowsThePiecesThatWereInserted)
+{
+    if (!HasTool("ffprobe"))
+        GTEST_SKIP() << "needs ffprobe and ffmpeg";
+    const TemporaryFolder folder;
+    const std::string path = folder / "pieces.mov";
+    RecordedMovie movie(path);
+    for (int i = 0; i < 10; ++i)
+        ASSERT_EQ(movie.AddVideo(JpegFrame(64, 48, i), ImageRecord("jpeg", 64, 48), 100), noErr);
+    ASSERT_EQ(EndMediaEdits(movie.video), noErr);
+    ASSERT_EQ(InsertMediaIntoTrack(movie.videoTrack, -1, 500, 500, Long2Fix(1)), noErr);
+    ASSERT_EQ(InsertMediaIntoTrack(movie.videoTrack, 0, 0, 200, Long2Fix(1)), noErr);
+    ASSERT_EQ(AddMovieToStorage(movie.movie, movie.handler), noErr);
+    ASSERT_EQ(movie.Close(), noErr);
+    // The first two frames, then the last five.
+    EXPECT_EQ(OutputOf("ffprobe -v error -select_streams v -of csv=p=0 -show_entries frame=pts " + Quoted(path) +
+                       " | tr '\\n' ' '"),
+              "0 100 200 300 400 500 600 ");
+    EXPECT_EQ(OutputOf("ffprobe -v error -of csv=p=0 -show_entries format=duration " + Quoted(path)), "1.166667\n");
+}
+
+} // namespace

@@ -1,0 +1,69 @@
+#include "platform/sound/CaptureClock.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <random>
+
+using platform::CaptureClock;
+
+namespace {
+
+constexpr int64_t kMillisecond = 1'000'000;
+constexpr int64_t kBuffer = 10 * kMillisecond; // 480 frames at 48000
+
+TEST(CaptureClock, EvensOutMeasurementsThatScatter)
+{
+    CaptureClock clock;
+    std::mt19937 random(1);
+    std::uniform_int_distribution<int64_t> scatter(-5 * kMillisecond, 5 * kMillisecond);
+    const double drift = 1.0005; // the device's clock is slow by 500 millionths
+    int64_t last = -1;
+    for (int i = 0; i < 6000; ++i) {
+        const auto truth = static_cast<int64_t>(static_cast<double>(i * kBuffer) * drift) + 1000 * kMillisecond;
+        const auto stamp = clock.Take(truth + scatter(random), 480, 48000);
+        ASSERT_GT(stamp.time, last);
+        ASSERT_EQ(stamp.framesLost, 0U);
+        ASSERT_LT(std::abs(stamp.time - truth), (i > 64 ? 3 : 10) * kMillisecond) << i;
+        last = stamp.time;
+    }
+}
+
+TEST(CaptureClock, CountsWhatIsMissing)
+{
+    CaptureClock clock;
+    int64_t now = 0;
+    const auto take = [&] { return clock.Take(std::exchange(now, now + kBuffer), 480, 48000); };
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(take().framesLost, 0U);
+
+    now += 500 * kMillisecond; // a jump in mid-stream
+    auto stamp = take();
+    EXPECT_EQ(stamp.framesLost, 24000U);
+    EXPECT_EQ(stamp.time, 600 * kMillisecond);
+
+    now += 50 * kMillisecond; // known to the source, which reports it itself
+    clock.Skip(2400, 48000);
+    stamp = take();
+    EXPECT_EQ(stamp.framesLost, 0U);
+    EXPECT_EQ(stamp.time, 660 * kMillisecond);
+
+    now += 20 * kMillisecond; // too short to be told from scatter, but for an interruption that is known
+    clock.Interrupt();
+    stamp = take();
+    EXPECT_EQ(stamp.framesLost, 960U);
+    EXPECT_EQ(stamp.time, 690 * kMillisecond);
+}
+
+TEST(CaptureClock, NeverGoesBack)
+{
+    CaptureClock clock;
+    int64_t last = clock.Take(1000 * kMillisecond, 480, 48000).time;
+    for (int i = 0; i < 300; ++i) { // measurements fall back by 200 ms and stay there
+        const auto stamp = clock.Take(800 * kMillisecond + (i + 1) * kBuffer, 480, 48000);
+        ASSERT_GT(stamp.time, last);
+        last = stamp.time;
+    }
+    EXPECT_LT(last - (800 * kMillisecond + 300 * kBuffer), 5 * kMillisecond);
+}
+
+} // namespace

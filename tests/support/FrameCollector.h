@@ -1,0 +1,105 @@
+#pragma once
+
+#include "platform/compression/FrameDecoder.h"
+#include "platform/digitizer/Digitizer.h"
+#include "platform/digitizer/FrameGrid.h"
+#include "platform/digitizer/TestPatternLayout.h"
+#include "platform/drawing/PixelFormat.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+/// What is kept of a delivered frame.
+struct SeenFrame {
+    std::optional<uint32_t> number; ///< read from the picture
+    bool flash = false;
+    uint32_t sequence = 0;
+    int64_t captureTime = 0;
+    int64_t arrival = 0;
+    int32_t width = 0;
+    int32_t height = 0;
+    platform::FourCharCode format = 0;
+    size_t bytes = 0;
+};
+
+/// Takes the frames of a digitizer and reads the numbers of those that show the Test Pattern.
+class FrameCollector : public platform::FrameSink {
+public:
+    void FrameArrived(const platform::CapturedFrame& frame) override
+    {
+        SeenFrame one;
+        one.sequence = frame.sequence;
+        one.captureTime = frame.captureTime;
+        one.arrival = platform::MonotonicNow();
+        one.width = frame.picture.width;
+        one.height = frame.picture.height;
+        one.format = frame.picture.format;
+        one.bytes = frame.picture.bytes.size();
+        Read(frame.picture, one);
+        const std::lock_guard lock(mutex);
+        seen.push_back(one);
+        changed.notify_all();
+    }
+
+    void CaptureFailed(platform::Result result) override
+    {
+        const std::lock_guard lock(mutex);
+        failures.push_back(result);
+        changed.notify_all();
+    }
+
+    /// False when half a minute passes without so many frames, or a failure, in all.
+    bool WaitFor(size_t frames)
+    {
+        return Wait([=, this] { return seen.size() >= frames; });
+    }
+    bool WaitForFailure(size_t count = 1)
+    {
+        return Wait([=, this] { return failures.size() >= count; });
+    }
+
+    std::vector<SeenFrame> Seen() const
+    {
+        const std::lock_guard lock(mutex);
+        return seen;
+    }
+    std::vector<platform::Result> Failures() const
+    {
+        const std::lock_guard lock(mutex);
+        return failures;
+    }
+
+private:
+    template <typename Condition> bool Wait(Condition condition)
+    {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(30), condition);
+    }
+
+    void Read(const platform::RawFrame& frame, SeenFrame& one)
+    {
+        using namespace platform;
+        if (frame.width < 160 || frame.height < 60)
+            return;
+        const auto decoder = FrameDecoder::Create(DescriptionOfPassThrough(frame.format, frame.width, frame.height));
+        pixels.resize(static_cast<size_t>(frame.width) * static_cast<size_t>(frame.height) * 4);
+        PortPixels target;
+        target.pixels = pixels.data();
+        target.rowBytes = frame.width * 4;
+        target.width = frame.width;
+        target.height = frame.height;
+        if (!decoder || decoder->Decode(frame.bytes, target) != noErr)
+            return;
+        one.number = ReadFrameNumber(pixels.data(), frame.width, frame.height, frame.width * 4);
+        one.flash = ReadFlash(pixels.data(), frame.width, frame.height, frame.width * 4);
+    }
+
+    mutable std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<SeenFrame> seen;
+    std::vector<platform::Result> failures;
+    std::vector<uint8_t> pixels;
+};

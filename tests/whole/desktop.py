@@ -1,0 +1,233 @@
+"""The real application on a screen of its own: a screen in memory, a window manager, real clicks and keys, and the
+pixels that come out. The screen's memory is a file, so looking at it costs the application nothing."""
+
+import os
+import re
+import shutil
+import struct
+import subprocess
+import tempfile
+import time
+import zlib
+
+
+class Failure(Exception):
+    """Something that should have happened on the screen did not."""
+
+
+def wait_for(what, seconds, condition):
+    """Asks `condition` until it gives something, and returns that."""
+    end = time.monotonic() + seconds
+    while True:
+        result = condition()
+        if result:
+            return result
+        if time.monotonic() > end:
+            raise Failure(f"waited {seconds} s for {what}")
+        time.sleep(0.02)
+
+
+class Screen:
+    """An X server without hardware. Its programs get a home and a runtime folder of their own, hence no servers."""
+
+    def __init__(self, width=1280, height=960):
+        self.folder = tempfile.mkdtemp(prefix="velmora-screen-")
+        self.children = []
+        self.environment = {
+            key: value for key, value in os.environ.items()
+            if key not in ("WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "PULSE_SERVER", "QT_QPA_PLATFORM")
+        }
+        self.environment.update(HOME=self.folder, XDG_RUNTIME_DIR=self.folder, LC_ALL="C.UTF-8")
+        read_end, write_end = os.pipe()
+        server = ["Xvfb", "-displayfd", str(write_end), "-screen", "0", f"{width}x{height}x24", "-fbdir", self.folder,
+                  "-nolisten", "tcp"]
+        self.start(server, pass_fds=[write_end])
+        os.close(write_end)
+        with os.fdopen(read_end) as pipe:
+            self.environment["DISPLAY"] = ":" + pipe.readline().strip()
+        self.memory = os.path.join(self.folder, "Xvfb_screen0")
+        self.start(["openbox"])
+        wait_for("the window manager", 10, lambda: self.output("xprop", "-root", "_NET_SUPPORTING_WM_CHECK").count("#"))
+
+    def start(self, command, **options):
+        options.setdefault("stdout", subprocess.DEVNULL)
+        options.setdefault("stderr", subprocess.DEVNULL)
+        child = subprocess.Popen(command, env=self.environment, **options)
+        self.children.append(child)
+        return child
+
+    def output(self, *command):
+        """What a command prints, or nothing where it fails."""
+        return subprocess.run(command, env=self.environment, capture_output=True, text=True, check=False).stdout
+
+    def xdotool(self, *arguments):
+        subprocess.run(["xdotool", *map(str, arguments)], env=self.environment, check=True, capture_output=True)
+
+    def click(self, x, y):
+        self.xdotool("mousemove", x, y, "click", 1)
+
+    def key(self, *names):
+        self.xdotool("key", "--clearmodifiers", *names)
+
+    def type(self, text):
+        self.xdotool("type", "--delay", 5, text)
+
+    def windows(self, process):
+        """Windows of a process that are on the screen."""
+        return [int(line) for line in self.output("xdotool", "search", "--all", "--onlyvisible", "--pid",
+                                                  str(process.pid), "--class", ".").split()]
+
+    def rectangle(self, window):
+        """Left, top, width and height of a window's inside on the screen."""
+        information = self.output("xwininfo", "-id", str(window))
+        names = ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")
+        return tuple(int(re.search(name + r":\s+(-?\d+)", information).group(1)) for name in names)
+
+    def pixels(self, left, top, width, height):
+        """Rows of (red, green, blue). The memory is read at once, so that little changes meanwhile."""
+        with open(self.memory, "rb") as file:
+            header = struct.unpack(">25I", file.read(100))
+            stride = header[12]
+            file.seek(header[0] + 12 * header[19] + top * stride)
+            memory = file.read(height * stride)
+        rows = [memory[start + left * 4:start + (left + width) * 4] for start in range(0, height * stride, stride)]
+        return [list(zip(row[2::4], row[1::4], row[0::4])) for row in rows]
+
+    def pixel(self, x, y):
+        return self.pixels(x, y, 1, 1)[0][0]
+
+    def screenshot(self, path, rectangle):
+        """Writes a part of the screen as a PNG."""
+        rows = self.pixels(*rectangle)
+        raw = b"".join(b"\0" + bytes(part for pixel in row for part in pixel) for row in rows)
+
+        def chunk(kind, data):
+            return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+
+        header = struct.pack(">IIBBBBB", len(rows[0]), len(rows), 8, 2, 0, 0, 0)
+        with open(path, "wb") as file:
+            file.write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(raw, 6)) +
+                       chunk(b"IEND", b""))
+
+    def close(self):
+        for child in reversed(self.children):
+            if child.poll() is None:
+                child.terminate()
+                try:
+                    child.wait(5)
+                except subprocess.TimeoutExpired:
+                    child.kill()
+                    child.wait()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+
+class Velmora:
+    """The running application and its main window. Places are those of the window's layout, in pixels from the top
+    left corner of its content, at the size it opens with."""
+
+    PICTURE = (20, 14, 640, 480)
+    BOTTOM_LEFT = {
+        "PushButton1": (363, 555), "PopupMenu1": (214, 522), "EditField1": (363, 521), "PopupMenu2": (214, 555),
+        "CheckBox1": (312, 593), "CheckBox2": (410, 591), "CheckBox3": (508, 589),
+    }
+    BOTTOM_RIGHT = {"btnstartcapture1": (620, 522)}
+    CONTENT = (680, 634)
+
+    def __init__(self, screen, folder):
+        self.screen = screen
+        self.folder = folder
+        self.process = screen.start([os.path.join(folder, "velmora")], stderr=None)
+        self.window = wait_for("the main window", 10, lambda: screen.windows(self.process))[0]
+        wait_for("the live picture", 10, lambda: self.frame_number() is not None)
+        # The menu bar is part of the window but not of its content.
+        self.menu_height = screen.rectangle(self.window)[3] - self.CONTENT[1]
+
+    def content(self):
+        """Left, top, width and height of the window's content on the screen."""
+        left, top, width, height = self.screen.rectangle(self.window)
+        menu = getattr(self, "menu_height", height - self.CONTENT[1])
+        return left, top + menu, width, height - menu
+
+    def picture(self):
+        """Where the capture control lies on the screen: it grows with the window."""
+        left, top, width, height = self.content()
+        return (left + self.PICTURE[0], top + self.PICTURE[1], self.PICTURE[2] + width - self.CONTENT[0],
+                self.PICTURE[3] + height - self.CONTENT[1])
+
+    def title(self):
+        return self.screen.output("xdotool", "getwindowname", str(self.window)).strip()
+
+    def read_pattern(self, *seconds):
+        reader = os.path.join(self.folder, "read_pattern")
+        arguments = [*self.picture(), *seconds]
+        return self.screen.output(reader, self.screen.memory, *map(str, arguments)).split()
+
+    def frame_number(self):
+        first = self.read_pattern()[:1]
+        return int(first[0]) if first and first[0] != "none" else None
+
+    def corners(self):
+        """The marks seen at the top left, top right, bottom left and bottom right."""
+        return self.read_pattern()[1:]
+
+    def click(self, control):
+        left, top, width, height = self.content()
+        if control in self.BOTTOM_RIGHT:
+            x, y = self.BOTTOM_RIGHT[control]
+            x += width - self.CONTENT[0]
+        else:
+            x, y = self.BOTTOM_LEFT[control]
+        self.screen.click(left + x, top + y + height - self.CONTENT[1])
+
+    def choose(self, control, row):
+        """Chooses a row of a pop-up menu by keyboard."""
+        self.click(control)
+        time.sleep(0.3)
+        self.screen.key("Home", *["Down"] * row, "Return")
+        time.sleep(0.3)
+
+    def record(self, path):
+        """Presses "Record" and gives the save dialog the path."""
+        self.click("btnstartcapture1")
+        self.answer_dialog("ctrl+a", path)
+
+    def answer_dialog(self, key, text=""):
+        """Waits for a dialog, presses a key in it, types a text followed by Return, and waits for it to go."""
+        dialog = wait_for("a dialog", 10, self.dialogs)[0]
+        self.screen.xdotool("windowactivate", "--sync", dialog)
+        self.screen.key(key)
+        if text:
+            self.screen.type(text)
+            self.screen.key("Return")
+        wait_for("the dialog to close", 10, lambda: dialog not in self.dialogs())
+
+    def dialogs(self):
+        return [window for window in self.screen.windows(self.process) if window != self.window]
+
+    def screenshot(self, path):
+        self.screen.screenshot(path, self.screen.rectangle(self.window))
+
+    def close(self):
+        """Closes the window as a user does and returns the exit code."""
+        if self.process.poll() is None:
+            self.screen.xdotool("windowactivate", "--sync", self.window)
+            self.screen.key("alt+F4")
+        return self.process.wait(10)
+
+
+def probe(path):
+    """The tracks of a movie as ffprobe sees them: kind to its fields."""
+    fields = "codec_type,codec_name,width,height,sample_rate,channels,nb_read_packets,duration"
+    text = subprocess.run(["ffprobe", "-v", "error", "-count_packets", "-show_entries", "stream=" + fields, "-of",
+                           "default", path], capture_output=True, text=True, check=True).stdout
+    tracks = {}
+    for part in text.split("[STREAM]")[1:]:
+        track = dict(line.split("=", 1) for line in part.splitlines() if "=" in line)
+        tracks[track["codec_type"]] = track
+    return tracks
+
+
+def decode_errors(path):
+    """What a full decode of a movie complains of; empty for a sound one."""
+    return subprocess.run(["ffmpeg", "-v", "error", "-i", path, "-f", "null", "-"], capture_output=True, text=True,
+                          check=False).stderr

@@ -1,0 +1,127 @@
+// Reads the Test Pattern from a part of a screen kept in a file (Xvfb's -fbdir).
+//
+//   read_pattern FILE X Y WIDTH HEIGHT          the frame number, then what stands in the four corners, one a line
+//   read_pattern FILE X Y WIDTH HEIGHT SECONDS  every frame number as it appears, one a line
+//   read_pattern FILE X Y WIDTH HEIGHT first    the monotonic time at which the first one is seen, in seconds
+
+#include "platform/digitizer/TestPatternLayout.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <span>
+#include <string_view>
+#include <thread>
+
+namespace {
+
+using namespace platform;
+
+// The file starts with 25 big-endian words; what is needed of them here, and the pixels behind header and colours.
+struct Screen {
+    const uint8_t* pixels = nullptr;
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t rowBytes = 0;
+};
+
+uint32_t HeaderWord(const uint8_t* file, int index)
+{
+    const uint8_t* bytes = file + size_t{4} * index;
+    return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
+}
+
+bool OpenScreen(const char* path, Screen& screen)
+{
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    struct stat status {};
+    if (file < 0 || fstat(file, &status) != 0)
+        return false;
+    const auto size = static_cast<size_t>(status.st_size);
+    void* mapped = mmap(nullptr, size, PROT_READ, MAP_SHARED, file, 0);
+    close(file);
+    if (mapped == MAP_FAILED || size < 100)
+        return false;
+    const auto* bytes = static_cast<const uint8_t*>(mapped);
+    const size_t start = HeaderWord(bytes, 0) + size_t{12} * HeaderWord(bytes, 19);
+    screen = {bytes + start, static_cast<int32_t>(HeaderWord(bytes, 4)), static_cast<int32_t>(HeaderWord(bytes, 5)),
+              static_cast<int32_t>(HeaderWord(bytes, 12))};
+    return HeaderWord(bytes, 11) == 32 && start + size_t{HeaderWord(bytes, 12)} * HeaderWord(bytes, 5) <= size;
+}
+
+const char* CornerName(std::optional<PatternCorner> corner)
+{
+    if (!corner)
+        return "none";
+    constexpr const char* names[] = {"TopLeft", "TopRight", "BottomLeft", "BottomRight"};
+    return names[static_cast<int>(*corner)];
+}
+
+void PrintOnce(const uint8_t* picture, int32_t width, int32_t height, int32_t rowBytes)
+{
+    if (const auto number = ReadFrameNumber(picture, width, height, rowBytes))
+        std::printf("%u\n", *number);
+    else
+        std::printf("none\n");
+    for (const auto corner :
+         {PatternCorner::TopLeft, PatternCorner::TopRight, PatternCorner::BottomLeft, PatternCorner::BottomRight})
+        std::printf("%s\n", CornerName(ReadCornerMark(corner, picture, width, height, rowBytes)));
+}
+
+void Watch(const uint8_t* picture, int32_t width, int32_t height, int32_t rowBytes, double seconds)
+{
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::duration<double>(seconds);
+    std::optional<uint32_t> last;
+    while (Clock::now() < end) {
+        const auto number = ReadFrameNumber(picture, width, height, rowBytes);
+        if (number && number != last) {
+            std::printf("%u\n", *number);
+            last = number;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}
+
+bool PrintTimeOfFirst(const uint8_t* picture, int32_t width, int32_t height, int32_t rowBytes)
+{
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::seconds(10);
+    while (!ReadFrameNumber(picture, width, height, rowBytes)) {
+        if (Clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    std::printf("%.4f\n", std::chrono::duration<double>(Clock::now().time_since_epoch()).count());
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Screen screen;
+    if (argc < 6 || !OpenScreen(argv[1], screen)) {
+        std::fprintf(stderr, "usage: read_pattern FILE X Y WIDTH HEIGHT [SECONDS]\n");
+        return 2;
+    }
+    const int32_t x = std::atoi(argv[2]), y = std::atoi(argv[3]), width = std::atoi(argv[4]),
+                  height = std::atoi(argv[5]);
+    if (x < 0 || y < 0 || width <= 0 || height <= 0 || x + width > screen.width || y + height > screen.height) {
+        std::fprintf(stderr, "read_pattern: outside of the screen\n");
+        return 2;
+    }
+    const uint8_t* picture = screen.pixels + int64_t{y} * screen.rowBytes + int64_t{x} * 4;
+    if (argc > 6 && std::string_view(argv[6]) == "first")
+        return PrintTimeOfFirst(picture, width, height, screen.rowBytes) ? 0 : 1;
+    if (argc > 6)
+        Watch(picture, width, height, screen.rowBytes, std::atof(argv[6]));
+    else
+        PrintOnce(picture, width, height, screen.rowBytes);
+    return 0;
+}
