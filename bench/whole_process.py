@@ -56,15 +56,6 @@ class Camera:
         self.process.wait()
 
 
-def private_screen():
-    """A screen whose programs reach the PipeWire session that this script runs in."""
-    screen = Screen()
-    for key in ("XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS", "PULSE_SERVER"):
-        if key in os.environ:
-            screen.environment[key] = os.environ[key]
-    return screen
-
-
 def missing_frames(numbers):
     """Frames that were not seen between the first and the last one, and repeats or steps back."""
     numbers = [int(number) for number in numbers]
@@ -74,15 +65,11 @@ def missing_frames(numbers):
 def run_velmora(screen):
     with Camera():
         began = time.monotonic()
-        process = screen.start(["pw-v4l2", os.path.join(PROGRAMS, "velmora")])
-        window = screen.wait_for_window("Test Camera", process)
-        watched = Velmora.__new__(Velmora)
-        watched.screen, watched.folder, watched.process, watched.window = screen, PROGRAMS, process, window
-        wait_for("the live picture", 10, lambda: watched.frame_number() is not None)
-        numbers = watched.read_pattern(began + SECONDS - time.monotonic())
-        used = cpu_seconds(process.pid)
-        process.terminate()
-        process.wait()
+        application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
+        numbers = application.read_pattern(began + SECONDS - time.monotonic())
+        used = cpu_seconds(application.process.pid)
+        application.process.terminate()
+        application.process.wait()
     return used, numbers
 
 
@@ -106,12 +93,12 @@ def run_pipeline(screen):
 def peers():
     ratios = []
     for _ in range(3):
-        screen = private_screen()
+        screen = Screen(reach_session=True)
         try:
             ours, our_numbers = run_velmora(screen)
         finally:
             screen.close()
-        screen = private_screen()
+        screen = Screen(reach_session=True)
         try:
             theirs, their_numbers = run_pipeline(screen)
         finally:
@@ -173,7 +160,7 @@ def record():
                 "clockoverlay ! videoconvert ! videoscale ! video/x-raw,width=640,height=480 ! ximagesink "
                 f"t. ! queue ! mux. pulsesrc num-buffers=1000 ! audioconvert ! mux. qtmux name=mux ! "
                 f"filesink location={tee}").split()
-    screen = private_screen()
+    screen = Screen(reach_session=True)
     recorder = os.path.join(PROGRAMS, "velmora-record")
     try:
         with Camera() as _:

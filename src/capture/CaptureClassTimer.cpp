@@ -5,8 +5,7 @@
 #include "capture/VelmoraCanvas.h"
 #include "framework/Application.h"
 
-namespace velmora
-{
+namespace velmora {
 
 void CaptureClassTimer::Constructor(const Reference<VelmoraCanvas>& control)
 {

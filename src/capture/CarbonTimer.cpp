@@ -10,10 +10,8 @@
 #include "platform/events/EventLoop.h"
 #include "platform/memory/CodeAddress.h"
 
-namespace velmora
-{
-namespace
-{
+namespace velmora {
+namespace {
 
 using framework::MemoryBlock;
 using framework::Reference;

@@ -8,13 +8,11 @@
 #include <memory>
 #include <vector>
 
-namespace velmora
-{
+namespace velmora {
 
 /// A repeating timer on the platform's main event loop. The platform calls back one shared procedure, which finds the
 /// object by its timer reference. An object stays in `timers`, and so alive, until the end of the process.
-class CarbonTimer : public std::enable_shared_from_this<CarbonTimer>
-{
+class CarbonTimer : public std::enable_shared_from_this<CarbonTimer> {
 public:
     virtual ~CarbonTimer();
 

@@ -11,8 +11,7 @@
 
 #include <array>
 
-namespace velmora
-{
+namespace velmora {
 
 using framework::StringToOSType;
 using Utilities::Trace;
@@ -30,8 +29,7 @@ const VelmoraCanvas::ChannelKind VelmoraCanvas::kVideo{"vide", "New VideoChannel
 const VelmoraCanvas::ChannelKind VelmoraCanvas::kSound{"soun", "New SoundChannel err: ", "sgSoundChannel2",
                                                        &VelmoraCanvas::sgSoundChannel, &VelmoraCanvas::EnableSound};
 
-namespace
-{
+namespace {
 
 constexpr int16_t kSampleSize = 16;
 constexpr int16_t kSoundChannels = 2;

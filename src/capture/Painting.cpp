@@ -4,15 +4,13 @@
 
 #include "recording/Utilities.h"
 
-namespace velmora
-{
+namespace velmora {
 
 using framework::Color;
 using framework::RGB;
 using Utilities::double2int;
 
-namespace
-{
+namespace {
 
 struct Column {
     Color top;

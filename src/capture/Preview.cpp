@@ -5,8 +5,7 @@
 #include "platform/grabber/SequenceGrabber.h"
 #include "recording/Utilities.h"
 
-namespace velmora
-{
+namespace velmora {
 
 using Utilities::Trace;
 

@@ -18,8 +18,7 @@
 
 #include <cmath>
 
-namespace velmora
-{
+namespace velmora {
 
 using framework::New;
 using framework::StringToOSType;

@@ -11,8 +11,7 @@
 #include <cstdint>
 #include <functional>
 
-namespace velmora
-{
+namespace velmora {
 
 using framework::FolderItem;
 using framework::Graphics;
@@ -25,6 +24,12 @@ using framework::String;
 /// A four-character code by value, as `StringToOSType` makes it.
 using OSType = uint32_t;
 
+/// Frames of the video channel since its session was last started.
+struct CaptureCounts {
+    uint64_t delivered = 0; ///< handed over
+    uint64_t lost = 0;      ///< by the device before us, by a full queue, or because they could not be read
+};
+
 /// The capture control: a canvas that owns one session of the Sequence Grabber with a video and a sound channel, and
 /// everything that previewing, recording and settings need. Windows call its properties and methods and answer its
 /// events; it is used on the main thread only.
@@ -35,8 +40,7 @@ using OSType = uint32_t;
 ///
 /// Operations report a failing platform call by the event `Error` with its code unless they say otherwise. A property
 /// of a channel that doesn't exist gives the platform's failure in the same way.
-class VelmoraCanvas : public framework::Canvas
-{
+class VelmoraCanvas : public framework::Canvas {
 public:
     VelmoraCanvas() = default;
     ~VelmoraCanvas() override = default;
@@ -123,6 +127,9 @@ public:
     virtual void VideoTemporalQuality(int32_t quality);
     virtual double VideoFrameRate();
     virtual void VideoFrameRate(double framesPerSecond);
+    /// Asks the camera for frames of that size; the nearest that it has is taken.
+    virtual void VideoCaptureSize(int32_t width, int32_t height);
+    virtual CaptureCounts VideoCounts();
     virtual int32_t VideoTimeScale();
     virtual int32_t SoundTimeScale();
 

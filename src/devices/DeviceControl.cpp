@@ -10,13 +10,11 @@
 #include "platform/components/Components.h"
 #include "platform/dv/IsochronousDataHandler.h"
 
-namespace velmora
-{
+namespace velmora {
 
 using framework::New;
 
-namespace
-{
+namespace {
 
 constexpr int32_t kRoot = 0;
 constexpr int32_t kResponseSize = 16;

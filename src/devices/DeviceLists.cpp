@@ -12,13 +12,11 @@
 #include <algorithm>
 #include <limits>
 
-namespace velmora
-{
+namespace velmora {
 
 using framework::New;
 
-namespace
-{
+namespace {
 
 constexpr int32_t kWithInputs = 4; // flag of a list
 constexpr int32_t kDevicesOnly = 0;

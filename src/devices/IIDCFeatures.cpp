@@ -14,16 +14,14 @@
 
 #include <bit>
 
-namespace velmora
-{
+namespace velmora {
 
 using framework::Str;
 using framework::StringFromOSType;
 using framework::StringToOSType;
 using framework::System::DebugLog;
 
-namespace
-{
+namespace {
 
 constexpr int32_t kRoot = 0;
 

@@ -7,10 +7,8 @@
 #include "platform/digitizer/VideoDigitizer.h"
 #include "platform/grabber/SequenceGrabber.h"
 
-namespace velmora
-{
-namespace
-{
+namespace velmora {
+namespace {
 
 constexpr int32_t kMinimum = 0;
 constexpr int32_t kMaximum = 65535;

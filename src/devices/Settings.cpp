@@ -12,8 +12,7 @@
 #include "recording/NullMemoryBlock.h"
 #include "recording/Utilities.h"
 
-namespace velmora
-{
+namespace velmora {
 
 using Utilities::Trace;
 

@@ -4,8 +4,7 @@
 #include "platform/grabber/SequenceGrabber.h"
 #include "platform/sound/SoundInput.h"
 
-namespace velmora
-{
+namespace velmora {
 
 /// Reads a property of the driver behind a sound channel into `block`. The driver is asked for at each call, since a
 /// channel may change its device between any two.

@@ -4,10 +4,8 @@
 
 #include "devices/SoundDriver.h"
 
-namespace velmora
-{
-namespace
-{
+namespace velmora {
+namespace {
 
 // Bytes of "lmac": the meter's levels.
 constexpr int32_t kLeft = 2;

@@ -5,10 +5,8 @@
 #include "devices/SoundDriver.h"
 #include "framework/LazyFunction.h"
 
-namespace velmora
-{
-namespace
-{
+namespace velmora {
+namespace {
 
 constexpr uint32_t kFixedOne = 65536;
 

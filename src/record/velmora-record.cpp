@@ -195,6 +195,12 @@ void Recorder::ShowProgress(bool last)
     std::fflush(stdout);
 }
 
+// The control's text of a video device leads with the length of its name and goes on with its inputs.
+String NameIn(const String& deviceText)
+{
+    return framework::Mid(deviceText, 2, framework::Asc(framework::LeftB(deviceText, 1)));
+}
+
 ExitCode ListDevices()
 {
     auto control = std::make_shared<VelmoraCanvas>();
@@ -204,13 +210,13 @@ ExitCode ListDevices()
     canvas->Place(0, 0, 640, 480);
     canvas->Initialize();
     std::printf("Video:\n");
-    const auto& names = canvas->VideoDeviceNames();
-    for (const String& name : names)
-        std::printf("  %s\n", name.Bytes().c_str());
+    const int32_t videoDevices = canvas->VideoDeviceCount();
+    for (int32_t i = 0; i < videoDevices; ++i)
+        std::printf("  %s\n", NameIn(canvas->VideoDevice(i)).Bytes().c_str());
     std::printf("Sound:\n");
     for (int32_t i = 0; i < canvas->SoundDeviceCount(); ++i)
         std::printf("  %s\n", canvas->SoundDevice(i).Bytes().c_str());
-    return names.empty() ? NoDevice : Recorded;
+    return videoDevices < 1 ? NoDevice : Recorded;
 }
 
 int Main(int argc, char** argv)

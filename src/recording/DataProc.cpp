@@ -15,14 +15,12 @@
 #include "platform/grabber/SequenceGrabber.h"
 #include "recording/Utilities.h"
 
-namespace velmora
-{
+namespace velmora {
 
 using framework::New;
 using Utilities::int2fixed;
 
-namespace
-{
+namespace {
 
 constexpr int32_t kDurationOfFirstFrame = 100;
 constexpr int32_t kPictureDepth = 32;

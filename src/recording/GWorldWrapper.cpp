@@ -10,8 +10,7 @@
 #include "framework/LazyFunction.h"
 #include "recording/Utilities.h"
 
-namespace velmora
-{
+namespace velmora {
 
 using framework::LazyFunction;
 using framework::MemoryBlock;
@@ -20,8 +19,7 @@ using framework::Picture;
 using framework::Reference;
 using framework::String;
 
-namespace
-{
+namespace {
 
 constexpr const char* kCarbon = "Carbon.framework";
 constexpr const char* kQuickTime = "QuickTime.framework";

@@ -8,12 +8,10 @@
 
 #include <cstdint>
 
-namespace velmora
-{
+namespace velmora {
 
 /// What the image code asks of a source of pixels.
-class imageSrc
-{
+class imageSrc {
 public:
     virtual ~imageSrc() = default;
     virtual int32_t GetImageDescription() = 0; ///< a handle that the caller owns, or 0
@@ -24,8 +22,7 @@ public:
 
 /// A buffer of pixels over one of the platform's graphics worlds or ports: a new off-screen world, a window's port, or
 /// the port behind a picture. The platform's world is never given back: the buffers of a session live as long as it.
-class GWorldWrapper : public imageSrc
-{
+class GWorldWrapper : public imageSrc {
 public:
     /// A new world of 32-bit pixels. A failure is shown in a message box and raises `RuntimeException`.
     GWorldWrapper(int32_t width, int32_t height);

@@ -17,8 +17,7 @@
 #include "platform/movies/Movies.h"
 #include "recording/Utilities.h"
 
-namespace velmora
-{
+namespace velmora {
 
 using framework::Break;
 using framework::MsgBox;
@@ -28,8 +27,7 @@ using framework::StringToOSType;
 using Utilities::double2int;
 using Utilities::int2fixed;
 
-namespace
-{
+namespace {
 
 constexpr int32_t kNativePathStyle = -1;
 constexpr int16_t kFullVolume = 256;

@@ -2,12 +2,10 @@
 
 #include "framework/MemoryBlock.h"
 
-namespace velmora
-{
+namespace velmora {
 
 /// A block without memory, to pass a null pointer where a block is wanted.
-class NullMemoryBlock : public framework::MemoryBlock
-{
+class NullMemoryBlock : public framework::MemoryBlock {
 public:
     NullMemoryBlock() = default;
     void Constructor() {}

@@ -5,10 +5,8 @@
 #include "framework/Application.h"
 #include "platform/grabber/SequenceGrabber.h"
 
-namespace velmora
-{
-namespace
-{
+namespace velmora {
+namespace {
 
 constexpr int32_t kIgnoreClip = 2;
 

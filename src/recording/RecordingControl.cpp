@@ -6,13 +6,11 @@
 #include "platform/grabber/SequenceGrabber.h"
 #include "platform/movies/Movies.h"
 
-namespace velmora
-{
+namespace velmora {
 
-namespace
-{
+namespace {
 
-// A file specification: volume, folder, and the name with its length in one byte.
+// The record that names a file: volume, folder, and the name with its length in one byte.
 constexpr int32_t kFileSpecSize = 69;
 
 // No movie is made in the file, it is not opened, and it gets no resources.

@@ -2,8 +2,7 @@
 // the next video frame. What is recorded is never transformed.
 #include "capture/VelmoraCanvas.h"
 
-namespace velmora
-{
+namespace velmora {
 
 bool VelmoraCanvas::VideoFlipHorizontal()
 {

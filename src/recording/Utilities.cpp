@@ -6,10 +6,8 @@
 
 #include <limits>
 
-namespace velmora::Utilities
-{
-namespace
-{
+namespace velmora::Utilities {
+namespace {
 
 using framework::LazyFunction;
 using framework::MemoryBlock;

@@ -7,8 +7,7 @@
 #include <cstdint>
 #include <functional>
 
-namespace velmora::Utilities
-{
+namespace velmora::Utilities {
 
 /// The one trace point of the system. The text is dropped unless a hook is wired up.
 void Display(const framework::String& text);

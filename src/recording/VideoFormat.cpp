@@ -7,13 +7,11 @@
 #include "platform/memory/Handles.h"
 #include "recording/Utilities.h"
 
-namespace velmora
-{
+namespace velmora {
 
 using Utilities::Trace;
 
-namespace
-{
+namespace {
 
 constexpr double kFixedOne = 65536.0;
 
@@ -165,6 +163,17 @@ double VelmoraCanvas::VideoFrameRate()
 void VelmoraCanvas::VideoFrameRate(double framesPerSecond)
 {
     RaiseFailure(platform::SGSetFrameRate(sgVideoChannel, Utilities::double2int(framesPerSecond * kFixedOne)));
+}
+
+void VelmoraCanvas::VideoCaptureSize(int32_t width, int32_t height)
+{
+    RaiseFailure(platform::SGSetVideoFrameSize(sgVideoChannel, width, height));
+}
+
+CaptureCounts VelmoraCanvas::VideoCounts()
+{
+    const platform::SGChannelCounts counts = platform::SGGetChannelCounts(sgVideoChannel);
+    return {.delivered = counts.delivered, .lost = counts.droppedInQueue + counts.lostBeforeUs + counts.unreadable};
 }
 
 int32_t VelmoraCanvas::VideoTimeScale()

@@ -72,10 +72,10 @@ TEST_F(FormatTest, CompressorSettingsAreWrittenOneAtATime)
 
 TEST_F(FormatTest, SoundParameters)
 {
-    int16_t channels = 2;
+    int16_t bits = 16, channels = 2;
     int32_t result = 0;
     script.answers["SGGetSoundInputParameters"] = [&](const Arguments& a) {
-        platform::Poke<int16_t>(a[1], 16);
+        platform::Poke(a[1], bits);
         platform::Poke(a[2], channels);
         platform::Poke(a[3], platform::CodeOf("twos"));
         return result;
@@ -91,8 +91,11 @@ TEST_F(FormatTest, SoundParameters)
     script.Returns("SGSetSoundInputParameters", -2);
     canvas->SoundChannelCount(1); // both failures are told, and the write is tried
     EXPECT_THROW(canvas->SoundCompressionType("raw "), framework::NilObjectException);
+    bits = 0;
+    channels = 2;
+    EXPECT_THROW(canvas->SoundCompressionType("raw "), framework::NilObjectException);
     Expect({"SGSetSoundInputParameters(21, 8, 2, 'twos')", "SGSetSoundInputParameters(21, 16, 2, 'ulaw')", "Error(-1)",
-            "SGSetSoundInputParameters(21, 16, 1, 'twos')", "Error(-2)", "Error(-1)"});
+            "SGSetSoundInputParameters(21, 16, 1, 'twos')", "Error(-2)", "Error(-1)", "Error(-1)"});
 }
 
 TEST_F(FormatTest, RateVolumeAndGain)

@@ -118,6 +118,7 @@ TEST_F(RecordingTest, BeginningFailures)
         Expect(UpTo(begun, c.calls, c.message));
         EXPECT_TRUE(inside.isRecording) << "a recording begins whatever was met";
     }
+    scripted::Reset();
     script.Returns("QTNewDataReferenceFromFullPathCFString", -37);
     script.Returns("CreateMovieStorage", -54);
     const int32_t breaks = framework::BreakCount();

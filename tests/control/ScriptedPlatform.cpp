@@ -216,6 +216,8 @@ Result SGGetVideoCompressorType(SGChannel c, Address type) { return Play("SGGetV
 Result SGSetVideoCompressor(SGChannel c, int16_t depth, FourCharCode type, int32_t spatial, int32_t temporal, int32_t keyFrame) { return Play("SGSetVideoCompressor", c, int32_t{depth}, Code{type}, spatial, temporal, keyFrame); }
 Result SGGetVideoCompressor(SGChannel c, Address depth, Address type, Address spatial, Address temporal, Address keyFrame) { return Play("SGGetVideoCompressor", c, At{depth}, At{type}, At{spatial}, At{temporal}, At{keyFrame}); }
 Result SGSetFrameRate(SGChannel c, Fixed rate) { return Play("SGSetFrameRate", c, rate); }
+Result SGSetVideoFrameSize(SGChannel c, int32_t width, int32_t height) { return Play("SGSetVideoFrameSize", c, width, height); }
+SGChannelCounts SGGetChannelCounts(SGChannel c) { Play("SGGetChannelCounts", c); return {}; }
 Result SGGetFrameRate(SGChannel c, Address rate) { return Play("SGGetFrameRate", c, At{rate}); }
 int32_t SGGetSoundInputDriver(SGChannel c) { return Play("SGGetSoundInputDriver", c); }
 Result SGSetSoundInputParameters(SGChannel c, int16_t bits, int16_t channels, FourCharCode type) { return Play("SGSetSoundInputParameters", c, int32_t{bits}, int32_t{channels}, Code{type}); }

@@ -17,12 +17,14 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <pipewire/pipewire.h>
 #include <random>
 #include <spa/param/video/format-utils.h>
 #include <string>
 #include <sys/prctl.h>
+#include <tuple>
 #include <vector>
 
 // Some of the server's macros leave fields of their records out.
@@ -138,6 +140,11 @@ class Camera {
 public:
     explicit Camera(Options wanted) : options(std::move(wanted))
     {
+        for (const auto& [width, height] : options.sizes)
+            for (const bool compressed : {false, true})
+                if (std::ranges::find(options.formats, compressed ? "mjpeg" : "yuyv") != options.formats.end())
+                    prepared[{width, height, compressed}] =
+                        std::make_unique<Pictures>(width, height, compressed, options);
         loop = pw_main_loop_new(nullptr);
         pw_loop* events = pw_main_loop_get_loop(loop);
         for (const int signal : {SIGINT, SIGTERM})
@@ -166,7 +173,7 @@ public:
         spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory.data(), static_cast<uint32_t>(memory.size()));
         auto parameters = OfferedFormats(builder);
         const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS |
-                                                      PW_STREAM_FLAG_NO_CONVERT);
+                                                        PW_STREAM_FLAG_NO_CONVERT);
         if (pw_stream_connect(stream, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, parameters.data(),
                               static_cast<uint32_t>(parameters.size())) < 0)
             return 1;
@@ -183,8 +190,9 @@ private:
             static_cast<Camera*>(self)->StateChanged(state, error);
         };
         callbacks.param_changed = [](void* self, uint32_t id, const spa_pod* parameter) {
-            if (id == SPA_PARAM_Format && parameter != nullptr)
-                static_cast<Camera*>(self)->FormatChosen(parameter);
+            auto* camera = static_cast<Camera*>(self);
+            if (id == SPA_PARAM_Format)
+                parameter == nullptr ? camera->FormatDropped() : camera->FormatChosen(parameter);
         };
         return callbacks;
     }
@@ -253,9 +261,21 @@ private:
         const auto width = static_cast<int>(size.width);
         const auto height = static_cast<int>(size.height);
         grid = FrameGrid::ForRate(rate.denom == 0 ? 30 : static_cast<double>(rate.num) / rate.denom);
-        pictures = std::make_unique<Pictures>(width, height, compressed, options);
+        pictures = prepared.at({width, height, compressed}).get();
         stride = compressed ? 0 : width * 2;
         AnswerBuffers(width * 2 * height);
+    }
+
+    // The server would go on telling the last format as the present one, and receivers would take no other. One that
+    // says nothing takes its place.
+    void FormatDropped()
+    {
+        uint8_t memory[64];
+        spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof(memory));
+        spa_pod_frame frame{};
+        spa_pod_builder_push_object(&builder, &frame, SPA_TYPE_OBJECT_Format, SPA_PARAM_Format);
+        const auto* nothing = static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &frame));
+        pw_stream_update_params(stream, &nothing, 1);
     }
 
     void AnswerBuffers(int size)
@@ -315,7 +335,7 @@ private:
         const uint32_t made = number++;
         ++madeWithBuffers;
         pw_buffer* buffer = pw_stream_dequeue_buffer(stream);
-        if (buffer == nullptr || !pictures) {
+        if (buffer == nullptr || pictures == nullptr) {
             std::cerr << "test_camera: no free buffer for frame " << made << '\n';
             if (++starved == kStarved)
                 Suspend();
@@ -347,7 +367,8 @@ private:
     pw_main_loop* loop = nullptr;
     pw_stream* stream = nullptr;
     spa_source* timer = nullptr;
-    std::unique_ptr<Pictures> pictures;
+    std::map<std::tuple<int, int, bool>, std::unique_ptr<Pictures>> prepared; // for all that is offered
+    Pictures* pictures = nullptr;                                             // of the format in use
     std::minstd_rand random{1};
     FrameGrid grid;
     int64_t place = 0;

@@ -33,8 +33,8 @@ protected:
         auto made = std::make_shared<SpiedMovieWindow>();
         spy = made->spy;
         // A control and its poll timer hold each other up to the end of the process.
-        static std::vector<std::shared_ptr<SpyCanvas>> controls;
-        controls.push_back(spy);
+        static auto* const controls = new std::vector<std::shared_ptr<SpyCanvas>>;
+        controls->push_back(spy);
         spy->texts["VideoDeviceName"] = "Camera";
         spy->videoDevices = {"Camera", "Test Pattern"};
         spy->soundDevices = {"Microphone", "Line", "Test Tone"};

@@ -28,9 +28,12 @@ def wait_for(what, seconds, condition):
 
 
 class Screen:
-    """An X server without hardware. Its programs get a home and a runtime folder of their own, hence no servers."""
+    """An X server without hardware. Its programs get a home and a runtime folder of their own, hence no servers, unless
+    they are to reach the sound server and the cameras of the session that this script runs in."""
 
-    def __init__(self, width=1280, height=960):
+    SESSION = ("XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS", "PULSE_SERVER")
+
+    def __init__(self, width=1280, height=960, reach_session=False):
         self.folder = tempfile.mkdtemp(prefix="velmora-screen-")
         self.children = []
         self.environment = {
@@ -38,6 +41,8 @@ class Screen:
             if key not in ("WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "PULSE_SERVER", "QT_QPA_PLATFORM")
         }
         self.environment.update(HOME=self.folder, XDG_RUNTIME_DIR=self.folder, LC_ALL="C.UTF-8")
+        if reach_session:
+            self.environment.update({key: os.environ[key] for key in self.SESSION if key in os.environ})
         read_end, write_end = os.pipe()
         server = ["Xvfb", "-displayfd", str(write_end), "-screen", "0", f"{width}x{height}x24", "-fbdir", self.folder,
                   "-nolisten", "tcp"]
@@ -133,10 +138,10 @@ class Velmora:
     BOTTOM_RIGHT = {"btnstartcapture1": (620, 522)}
     CONTENT = (680, 634)
 
-    def __init__(self, screen, folder):
+    def __init__(self, screen, folder, wrapper=()):
         self.screen = screen
         self.folder = folder
-        self.process = screen.start([os.path.join(folder, "velmora")], stderr=None)
+        self.process = screen.start([*wrapper, os.path.join(folder, "velmora")], stderr=None)
         self.window = wait_for("the main window", 10, lambda: screen.windows(self.process))[0]
         wait_for("the live picture", 10, lambda: self.frame_number() is not None)
         # The menu bar is part of the window but not of its content.

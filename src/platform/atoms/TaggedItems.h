@@ -32,8 +32,8 @@ public:
 
     /// Item `index` (from 0) of that tag, or null.
     const std::vector<uint8_t>* Find(FourCharCode tag, size_t index = 0) const;
-    std::string Text(FourCharCode tag) const;                ///< empty when there is no such item
-    std::optional<int64_t> Number(FourCharCode tag) const;   ///< nothing for an item that is no number
+    std::string Text(FourCharCode tag) const;              ///< empty when there is no such item
+    std::optional<int64_t> Number(FourCharCode tag) const; ///< nothing for an item that is no number
     int64_t Number(FourCharCode tag, int64_t standard) const { return Number(tag).value_or(standard); }
 
     const std::vector<Item>& All() const { return items; }

@@ -1,9 +1,9 @@
 #include "platform/components/Components.h"
 
 #include "platform/memory/Handles.h"
+#include "platform/memory/PascalString.h"
 #include "platform/memory/ReferenceTable.h"
 
-#include <algorithm>
 #include <string>
 
 namespace platform {
@@ -54,14 +54,6 @@ Component FindNext(Component previous, const ComponentDescription& wanted)
     return 0;
 }
 
-// A name is a Pascal string: one length byte, then at most 255 bytes of text.
-void SetPascalString(Handle handle, std::string_view text)
-{
-    std::vector<uint8_t> bytes{static_cast<uint8_t>(std::min<size_t>(text.size(), 255))};
-    bytes.insert(bytes.end(), text.begin(), text.begin() + bytes.front());
-    SetHandleBytes(handle, bytes);
-}
-
 } // namespace
 
 ComponentInstance OpenDefaultComponent(FourCharCode type, FourCharCode subtype)
@@ -103,8 +95,8 @@ Result GetComponentInfo(int32_t componentOrInstance, Address description, int32_
         return invalidComponentID;
     if (description != 0 && !Poke(description, registration->description))
         return paramErr;
-    SetPascalString(name, registration->name);
-    SetPascalString(info, {});
+    SetHandleBytes(name, PascalString(registration->name));
+    SetHandleBytes(info, PascalString({}));
     SetHandleSize(icon, 0);
     return noErr;
 }

@@ -8,10 +8,17 @@ namespace platform {
 namespace {
 
 using Key = std::pair<std::string, std::string>;
+using KeyView = std::pair<std::string_view, std::string_view>;
 
-std::map<Key, CodePointer>& Functions()
+// Compares views, so that the look-ups of the live path make no strings.
+struct KeyLess {
+    using is_transparent = void;
+    bool operator()(const KeyView& a, const KeyView& b) const { return a < b; }
+};
+
+std::map<Key, CodePointer, KeyLess>& Functions()
 {
-    static std::map<Key, CodePointer> functions;
+    static std::map<Key, CodePointer, KeyLess> functions;
     return functions;
 }
 
@@ -29,7 +36,7 @@ void WithdrawFunction(std::string_view library, std::string_view name)
 
 CodePointer FindFunction(std::string_view library, std::string_view name)
 {
-    const auto found = Functions().find({std::string(library), std::string(name)});
+    const auto found = Functions().find(KeyView(library, name));
     return found == Functions().end() ? nullptr : found->second;
 }
 

@@ -1,9 +1,9 @@
 // The Test Pattern.
 //
 // One thread delivers: it waits for each frame's time on the grid and hands the frame to the sink. Raw frames it draws
-// itself, just before their time. Compressed ones come from further threads that draw and compress a few frames ahead;
-// a frame that is not ready in time is awaited for as long as a camera's own buffers would bridge, then it is lost and
-// the sequence numbers tell of it.
+// itself, just before their time. Compressed ones come from further threads that draw and compress a few frames ahead.
+// On a machine that is too slow frames come late at first, as far as a camera's own buffers would bridge it; then
+// frames are left out and the sequence numbers tell of it.
 //
 // Each thread that draws has two pictures of its own, one of them white. What is the same in all frames is drawn once,
 // at the start; a frame then costs the stripes, the digits and the cells.
@@ -17,10 +17,8 @@
 #include <chrono>
 #include <cstdlib>
 
-namespace platform
-{
-namespace
-{
+namespace platform {
+namespace {
 
 constexpr std::array<std::pair<int32_t, int32_t>, 4> kSizes{{{640, 480}, {1280, 720}, {1920, 1080}, {3840, 2160}}};
 constexpr std::array<double, 6> kRates{60, 50, 30, 29.97, 25, 15};
@@ -30,8 +28,7 @@ constexpr int64_t kFramesAhead = 4;
 // How many periods late a frame may still be delivered: as many as a camera has buffers.
 constexpr int64_t kBridged = 4;
 
-class Picture
-{
+class Picture {
 public:
     Picture(int32_t width, int32_t height)
         : plain(static_cast<size_t>(PackedImageSize(k2vuyPixelFormat, width, height))),
@@ -124,6 +121,7 @@ void TestPattern::Begin(FrameSink& target)
     firstFrame = grid.FrameAt(MonotonicNow()) + 1;
     firstNumber = nextNumber;
     nextJob = due = firstFrame;
+    compressed.clear();
     deliverer = std::thread([this] { format.format == kCompressed ? DeliverCompressed() : DeliverRaw(); });
 }
 
@@ -143,7 +141,7 @@ void TestPattern::DeliverCompressed()
     std::vector<std::thread> compressing;
     for (int i = 0; i < kCompressingThreads; ++i)
         compressing.emplace_back([this] { CompressFrames(); });
-    for (int64_t frame = firstFrame; WaitFor(frame); frame = Following(frame)) {
+    for (int64_t frame = firstFrame; WaitFor(frame); frame = FollowingJob(frame)) {
         const OwnedBlock block = TakeCompressed(frame);
         if (block.Size() > 0)
             Deliver(frame, block.Bytes());
@@ -176,12 +174,11 @@ bool TestPattern::TakeJob(int64_t& frame)
     return !stopping;
 }
 
-// The compressed frame, awaited while it is not too late; empty when it is.
+// The compressed frame, awaited when it is not ready; empty when it can't be compressed or the device stops.
 OwnedBlock TestPattern::TakeCompressed(int64_t frame)
 {
     std::unique_lock lock(mutex);
-    changed.wait_until(lock, ClockTime(grid.TimeOf(frame + kBridged)),
-                       [&] { return stopping || compressed.contains(frame); });
+    changed.wait(lock, [&] { return stopping || compressed.contains(frame); });
     OwnedBlock block;
     if (const auto found = compressed.find(frame); found != compressed.end())
         block = std::move(found->second);
@@ -209,6 +206,13 @@ bool TestPattern::WaitFor(int64_t frame)
 int64_t TestPattern::Following(int64_t frame) const
 {
     return std::max(frame + 1, grid.FrameAt(MonotonicNow()) - kBridged + 1);
+}
+
+// What is being compressed is delivered, however late: to leave it out would cost more time than it saves.
+int64_t TestPattern::FollowingJob(int64_t frame)
+{
+    const std::lock_guard lock(mutex);
+    return nextJob > frame + 1 ? frame + 1 : Following(frame);
 }
 
 } // namespace platform

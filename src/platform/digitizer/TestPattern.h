@@ -8,13 +8,11 @@
 #include <mutex>
 #include <thread>
 
-namespace platform
-{
+namespace platform {
 
 /// The built-in device: the picture of `TestPatternLayout.h`, a frame at each point of the rate's grid on the
 /// monotonic clock, with a flash on the first frame of each second. A frame's number is its sequence number.
-class TestPattern : public Digitizer
-{
+class TestPattern : public Digitizer {
 public:
     TestPattern() = default;
     ~TestPattern() override { Stop(); }
@@ -40,6 +38,7 @@ private:
     void Deliver(int64_t frame, std::span<const uint8_t> bytes);
     bool WaitFor(int64_t frame);
     int64_t Following(int64_t frame) const;
+    int64_t FollowingJob(int64_t frame);
     uint32_t NumberOf(int64_t frame) const { return firstNumber + static_cast<uint32_t>(frame - firstFrame); }
 
     CaptureFormat format{CodeOf("2vuy"), 640, 480, 30};

@@ -246,7 +246,7 @@ Result V4L2Digitizer::Start(FrameSink& target)
 {
     Stop();
     nextSequence = 0;
-    outageTold = false;
+    restartsWithoutFrame = 0;
     sink = &target;
     const Result result = BeginStream();
     if (result == noErr || result == noDeviceForChannel) {
@@ -285,13 +285,11 @@ void V4L2Digitizer::Halt()
 template <typename Change> Result V4L2Digitizer::WhileHalted(Change change)
 {
     FrameSink* const running = sink;
-    const uint32_t sequence = nextSequence;
     Stop();
     const Result result = change();
     if (running == nullptr)
         return result;
     sink = running;
-    nextSequence = sequence;
     const Result begun = BeginStream();
     outageTold = begun != noErr;
     Resume();

@@ -97,15 +97,4 @@ void UnregisterChannel(SGChannel number)
     Channels().Remove(number);
 }
 
-std::vector<uint8_t> PascalString(const std::string& text, size_t most)
-{
-    size_t length = std::min(text.size(), most);
-    // A byte of the form 10xxxxxx belongs to the character before it.
-    while (length < text.size() && length > 0 && (static_cast<uint8_t>(text[length]) & 0xC0) == 0x80)
-        --length;
-    std::vector<uint8_t> bytes{static_cast<uint8_t>(length)};
-    bytes.insert(bytes.end(), text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length));
-    return bytes;
-}
-
 } // namespace platform

@@ -133,7 +133,4 @@ template <typename T> std::shared_ptr<T> FindChannel(SGChannel number)
 void RegisterChannel(std::shared_ptr<Channel> channel);
 void UnregisterChannel(SGChannel number);
 
-/// `text` as a Pascal string of at most `most` bytes of text, cut between two characters.
-std::vector<uint8_t> PascalString(const std::string& text, size_t most);
-
 } // namespace platform

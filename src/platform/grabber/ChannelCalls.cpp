@@ -38,9 +38,8 @@ Result SGSetChannelBounds(SGChannel channel, Address bounds)
 
 Result SGGetChannelBounds(SGChannel channel, Address bounds)
 {
-    return OnVideo(channel, [&](const VideoChannel& found) {
-        return Written(bounds, found.bounds.value_or(found.SourceRect()));
-    });
+    return OnVideo(
+        channel, [&](const VideoChannel& found) { return Written(bounds, found.bounds.value_or(found.SourceRect())); });
 }
 
 Result SGSetChannelPlayFlags(SGChannel channel, int32_t flags)

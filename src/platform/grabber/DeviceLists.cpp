@@ -1,6 +1,7 @@
 #include "platform/grabber/DeviceLists.h"
 
 #include "platform/grabber/Session.h"
+#include "platform/memory/PascalString.h"
 
 #include <algorithm>
 
@@ -77,8 +78,8 @@ Handle MakeDeviceList(const Channel& channel, bool withInputs)
     if (list == 0)
         return 0;
     // A device in use that has gone is none of the list.
-    auto entry = BeginList(list, devices.size(),
-                           selected == devices.end() ? -1 : static_cast<int>(selected - devices.begin()));
+    auto entry =
+        BeginList(list, devices.size(), selected == devices.end() ? -1 : static_cast<int>(selected - devices.begin()));
     for (auto device = devices.begin(); device != devices.end(); ++device) {
         std::ranges::copy(PascalString(device->name, kLongestListedName), entry.begin());
         PutAt(entry, kFlagsOffset, device->available ? 0 : kUnavailable);

@@ -59,9 +59,8 @@ Result DirectRecording::Create(const Plan& plan)
     const OwnedBlock numbers(sizeof handler + sizeof movie);
     const Handle reference = NewHandle(0);
     SetHandleBytes(reference, {reinterpret_cast<const uint8_t*>(plan.path.data()), plan.path.size()});
-    const Result result =
-        CreateMovieStorage(reference, CodeOf("alis"), kCreator, 0, createMovieFileDeleteCurFile, numbers.Get(),
-                           numbers.Get() + static_cast<Address>(sizeof handler));
+    const Result result = CreateMovieStorage(reference, CodeOf("alis"), kCreator, 0, createMovieFileDeleteCurFile,
+                                             numbers.Get(), numbers.Get() + static_cast<Address>(sizeof handler));
     DisposeHandle(reference);
     if (result != noErr)
         return result;
@@ -75,8 +74,8 @@ Result DirectRecording::Create(const Plan& plan)
 Result DirectRecording::MakeLine(Line& line, FourCharCode type, int32_t scale, const Plan& plan)
 {
     const bool pictures = type == kVideoMediaType;
-    line.track = NewMovieTrack(movie, Long2Fix(pictures ? plan.width : 0), Long2Fix(pictures ? plan.height : 0),
-                               kFullVolume);
+    line.track =
+        NewMovieTrack(movie, Long2Fix(pictures ? plan.width : 0), Long2Fix(pictures ? plan.height : 0), kFullVolume);
     line.media = NewTrackMedia(line.track, type, scale, 0, 0);
     line.data = NewHandle(0);
     line.record = NewHandle(0);

@@ -16,11 +16,11 @@ namespace platform {
 class DirectRecording {
 public:
     struct Plan {
-        std::string path; ///< absolute
+        std::string path;    ///< absolute
         bool append = false; ///< the file may exist, but only if it is empty
         int32_t width = 0;
         int32_t height = 0;
-        int32_t soundScale = 0; ///< sample rate
+        int32_t soundScale = 0;   ///< sample rate
         bool withPictures = true; ///< sound waits for the first frame
     };
 

@@ -41,8 +41,8 @@ void Preview::Begin()
     const OwnedBlock begun(sizeof sequence);
     const Handle record = NewHandle(0);
     SetHandleBytes(record, drawn->record);
-    if (DecompressSequenceBeginS(begun.Get(), record, 0, 0, drawnInto, 0, 0, matrix.Get(), 0, 0, 0,
-                                 kCodecNormalQuality, kBestSpeedCodec) == noErr)
+    if (DecompressSequenceBeginS(begun.Get(), record, 0, 0, drawnInto, 0, 0, matrix.Get(), 0, 0, 0, kCodecNormalQuality,
+                                 kBestSpeedCodec) == noErr)
         sequence = Peek<int32_t>(begun.Get());
     DisposeHandle(record);
 }

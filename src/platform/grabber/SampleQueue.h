@@ -22,7 +22,8 @@ public:
         int64_t arrivalTime = 0; ///< of the first sample
     };
 
-    /// Opens a lane that holds at most `mostSamples`; what it has to give up is counted in `dropped`, which outlives it.
+    /// Opens a lane that holds at most `mostSamples`; what it has to give up is counted in `dropped`, which outlives
+    /// it.
     void OpenLane(int32_t lane, size_t mostSamples, std::atomic<uint64_t>& dropped);
 
     /// Ends a lane with what waits in it. Samples put into it later are ignored.

@@ -38,8 +38,9 @@ inline constexpr int16_t seqGrabWriteReserve = 1;
 inline constexpr int16_t seqGrabWriteFill = 2;
 
 /// Takes one captured buffer: `p` holds `len` bytes in the channel's present sample description and is borrowed for
-/// the length of the call. `time` is the capture time in the channel's time scale, from the start of the running
-/// record or preview. A result other than 0 stops the session and is the result of the `SGIdle` that delivered.
+/// the length of the call. `time` is the capture time in the channel's time scale, from the first buffer of the
+/// session's life on; it runs on over stops and pauses. A result other than 0 stops the session and is the result of
+/// the `SGIdle` that delivered.
 using SGDataProc = int32_t (*)(SGChannel channel, Address p, int32_t len, Address offset, int32_t chRefCon,
                                int32_t time, int16_t writeType, int32_t refCon);
 
@@ -52,11 +53,13 @@ Result SGInitialize(SGComponent session);
 /// Names the port that previews are drawn into and recorded frames are sized for; `device` is 0.
 Result SGSetGWorld(SGComponent session, int32_t port, int32_t device);
 
-/// Says where the next recording goes: a data reference handle and its type (0 for none) and the flags above.
-/// `paramErr` for neither an output nor `seqGrabDontMakeMovie`, `cantDoThatInCurrentMode` while running.
+/// Says where the next recording goes: a data reference handle and its type (0 for none) and the flags above. One
+/// output serves one recording. `paramErr` for neither an output nor `seqGrabDontMakeMovie`,
+/// `cantDoThatInCurrentMode` while such a movie is being recorded.
 Result SGSetDataRef(SGComponent session, int32_t dataRef, FourCharCode dataRefType, int32_t whereFlags);
 
 /// The same with a file specification record at `file`: 16-bit volume, 32-bit directory, Pascal string name.
+/// `bdNamErr` for an empty name, `dirNFErr` for an unknown directory.
 Result SGSetDataOutput(SGComponent session, Address file, int32_t whereFlags);
 
 /// Makes a callback of a data procedure; it needs no release.
@@ -66,7 +69,10 @@ int32_t NewSGDataUPP(SGDataProc procedure);
 Result SGSetDataProc(SGComponent session, int32_t callback, int32_t refCon);
 
 /// Gives the session time: draws previews, hands waiting samples over in the order of their capture times, takes up
-/// devices that came back. Result: 0, the data procedure's, or the failure of a device since the last call.
+/// devices that came back. Sound comes in pieces of at most 10 ms that end no later than the next frame's time, and
+/// without holes: silence stands for what the source lost, for pauses and for stops. The first frame of a session's
+/// life comes before all sound, and behind it one piece of 200 ms of silence that ends at its time.
+/// Result: 0, the data procedure's, or the failure of a device or of the grabber's own movie since the last call.
 Result SGIdle(SGComponent session);
 
 /// Readies the devices for preview and/or record (each 0 or 1). `noDeviceForChannel` where a channel's device is gone.
@@ -78,14 +84,16 @@ Result SGRelease(SGComponent session);
 /// Starts previewing on all channels whose usage says so; ends a pause. A running recording is stopped first.
 Result SGStartPreview(SGComponent session);
 
-/// Starts recording on all channels whose usage says so; ends a pause and a preview. Without an output and without a
-/// data procedure, nothing is kept. Starting what runs already begins the time count anew.
+/// Starts recording on all channels whose usage says so; ends a pause and a preview. With an output that isn't used up
+/// yet, a movie is written there (`dupFNErr` where `seqGrabAppendToFile` meets a file that holds anything); without
+/// one and without a data procedure, nothing is kept. What runs already goes on running.
 Result SGStartRecord(SGComponent session);
 
 /// Stops whatever runs; a movie being recorded is finished and its failure is the result. 0 when nothing runs.
 Result SGStop(SGComponent session);
 
-/// Pauses (1) or goes on (0). A paused session's devices run on; what they deliver is dropped, uncounted as lost.
+/// Pauses (1) or goes on (0). A paused session's devices run on; what they deliver is dropped, uncounted as lost. The
+/// count of time runs on.
 Result SGPause(SGComponent session, int32_t pause);
 
 /// Writes the mode as one byte each (0 or 1), zeros behind it up to 4 bytes: previewing and recording. A paused
@@ -171,12 +179,13 @@ Result SGGetFrameRate(SGChannel channel, Address rate);
 int32_t SGGetSoundInputDriver(SGChannel channel);
 
 /// Sample size (8 or 16), channels (1 or 2) and format: "raw " (8 bits unsigned), "twos" (big-endian), "sowt"
-/// (little-endian), "ulaw", "alaw". "raw " at 16 bits delivers "sowt". Takes effect at the next buffer. What the source can't do gives its code and changes
-/// nothing. Reading: 16, 16 and 32 bits.
+/// (little-endian), "ulaw", "alaw". "raw " at 16 bits delivers "sowt". Takes effect at the next buffer. What the source
+/// can't do gives its code and changes nothing. Reading: 16, 16 and 32 bits.
 Result SGSetSoundInputParameters(SGChannel channel, int16_t sampleSize, int16_t channels, FourCharCode compression);
 Result SGGetSoundInputParameters(SGChannel channel, Address sampleSize, Address channels, Address compression);
 
-/// Samples a second as unsigned `Fixed`. `siInvalidSampleRate` outside of 8000 to 48000.
+/// Samples a second as unsigned `Fixed`. `siInvalidSampleRate` outside of 8000 to 48000, `cantDoThatInCurrentMode`
+/// while the grabber writes a movie.
 Result SGSetSoundInputRate(SGChannel channel, Fixed rate);
 Fixed SGGetSoundInputRate(SGChannel channel);
 
@@ -186,9 +195,11 @@ Result SGSetAdditionalSoundRates(SGChannel channel, int32_t rates);
 // Devices.
 
 /// Makes a list of the channel's devices as a handle, written as 32 bits at `list`; `SGDisposeDeviceList` gives it
-/// back. Flags: 4 includes each device's inputs. Records in host byte order; list: count (16 bits), selected index (16), 4 reserved,
-/// then 80 bytes a device: name (Pascal string in 64), icon, flags (32 bits at 68; 1: unavailable), reference, handle of the input list or 0.
-/// Input list: count, selected, 4 reserved, then 76 bytes an input: name in 64, icon, flags, reserved.
+/// back, and the end of the session those that nobody gave back. The selected index is -1 where the device in use has
+/// gone from the list. Flags: 4 includes each device's inputs. Records in host byte order; list: count (16 bits),
+/// selected index (16), 4 reserved, then 80 bytes a device: name (Pascal string in 64), icon, flags (32 bits at 68; 1:
+/// unavailable), reference, handle of the input list or 0. Input list: count, selected, 4 reserved, then 76 bytes an
+/// input: name in 64, icon, flags, reserved.
 Result SGGetChannelDeviceList(SGChannel channel, int32_t flags, Address list);
 Result SGDisposeDeviceList(SGComponent session, int32_t list);
 
@@ -206,7 +217,8 @@ Result SGGetChannelDeviceAndInputNames(SGChannel channel, Address device, Addres
 Result SGGetSettings(SGComponent session, Address settings, int32_t flags);
 
 /// Replaces the session's channels by ones with the settings given, as far as this machine can meet them. A failure
-/// (`paramErr` for user data that holds none) leaves the session as it was.
+/// (`paramErr` for user data that holds none, `cantDoThatInCurrentMode` while the grabber writes a movie) leaves the
+/// session as it was.
 Result SGSetSettings(SGComponent session, int32_t settings, int32_t flags);
 
 /// Called for each event of a dialog before the dialog itself; 1 takes the event away.
@@ -230,6 +242,10 @@ struct SGChannelCounts {
     uint64_t unreadable = 0;     ///< frames that could not be compressed because they do not decode
 };
 SGChannelCounts SGGetChannelCounts(SGChannel channel);
+
+/// Asks a video channel's device for frames of that size in pixels; the nearest that it has is taken, at its present
+/// rate or the nearest to it. `paramErr` for a side below 1, else the device's own refusal.
+Result SGSetVideoFrameSize(SGChannel channel, int32_t width, int32_t height);
 
 /// Offers the component.
 void StartSequenceGrabber();

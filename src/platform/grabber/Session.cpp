@@ -165,7 +165,8 @@ void Session::Pause(bool pause)
 Result Session::Prepare(bool forPreview, bool forRecord) const
 {
     for (const auto& channel : channels) {
-        if (!(forPreview && channel->IsUsedIn(GrabMode::Preview)) && !(forRecord && channel->IsUsedIn(GrabMode::Record)))
+        if (!(forPreview && channel->IsUsedIn(GrabMode::Preview)) &&
+            !(forRecord && channel->IsUsedIn(GrabMode::Record)))
             continue;
         if (channel->Running() ? channel->DeviceIsGone() : !IsListed(*channel))
             return noDeviceForChannel;
@@ -219,8 +220,8 @@ Result Session::TakeFailure()
 
 Result Session::BeginRecording()
 {
-    DirectRecording::Plan plan{.path = outputPath, .append = (outputFlags & seqGrabAppendToFile) != 0,
-                               .withPictures = false};
+    DirectRecording::Plan plan{
+        .path = outputPath, .append = (outputFlags & seqGrabAppendToFile) != 0, .withPictures = false};
     for (const auto& video : ChannelsOf<VideoChannel>()) {
         if (!video->IsUsedIn(GrabMode::Record))
             continue;

@@ -118,9 +118,9 @@ private:
     Result recordingFailure = noErr;
 
     // The run: from the session's first start on, over all stops.
-    std::optional<int64_t> origin;   ///< capture time that counts as 0
-    std::optional<int64_t> pictureAt; ///< capture time of the last frame handed over
-    std::optional<int64_t> soundAt;   ///< capture time up to which sound has been handed over
+    std::optional<int64_t> origin;       ///< capture time that counts as 0
+    std::optional<int64_t> pictureAt;    ///< capture time of the last frame handed over
+    std::optional<int64_t> soundAt;      ///< capture time up to which sound has been handed over
     std::array<int64_t, 4> lastBreaks{}; ///< between frames
     size_t breaksKnown = 0;
     size_t handedOver = 0; ///< pieces of sound in this call of Idle

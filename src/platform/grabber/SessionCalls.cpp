@@ -30,8 +30,7 @@ Result PathOfSpecification(Address file, std::string& path)
         return paramErr;
     if (length == 0)
         return bdNamErr;
-    const std::string directory =
-        DirectoryOfNumbers({Peek<int16_t>(file), Peek<int32_t>(file + kDirectoryOffset)});
+    const std::string directory = DirectoryOfNumbers({Peek<int16_t>(file), Peek<int32_t>(file + kDirectoryOffset)});
     if (directory.empty())
         return dirNFErr;
     path = directory + '/' + std::string(name.begin() + 1, name.end());
@@ -64,8 +63,7 @@ Result SGSetGWorld(SGComponent session, int32_t port, [[maybe_unused]] int32_t d
     });
 }
 
-Result SGSetDataRef(SGComponent session, int32_t dataRef, [[maybe_unused]] FourCharCode dataRefType,
-                    int32_t whereFlags)
+Result SGSetDataRef(SGComponent session, int32_t dataRef, [[maybe_unused]] FourCharCode dataRefType, int32_t whereFlags)
 {
     return OnSession(session,
                      [&](Session& found) { return found.SetOutput(PathOfDataReference(dataRef), whereFlags); });
@@ -104,8 +102,7 @@ Result SGIdle(SGComponent session)
 
 Result SGPrepare(SGComponent session, int32_t forPreview, int32_t forRecord)
 {
-    return OnSession(session,
-                     [&](const Session& found) { return found.Prepare(forPreview != 0, forRecord != 0); });
+    return OnSession(session, [&](const Session& found) { return found.Prepare(forPreview != 0, forRecord != 0); });
 }
 
 Result SGRelease(SGComponent session)

@@ -31,9 +31,8 @@ Result SGGetSoundInputParameters(SGChannel channel, Address sampleSize, Address 
 {
     return OnSound(channel, [&](const SoundChannel& found) {
         const auto parameters = found.GetParameters();
-        for (const Result result :
-             {Written(sampleSize, parameters.sampleSize), Written(channels, parameters.channels),
-              Written(compression, parameters.compression)})
+        for (const Result result : {Written(sampleSize, parameters.sampleSize), Written(channels, parameters.channels),
+                                    Written(compression, parameters.compression)})
             if (result != noErr)
                 return result;
         return noErr;
@@ -42,9 +41,8 @@ Result SGGetSoundInputParameters(SGChannel channel, Address sampleSize, Address 
 
 Result SGSetSoundInputRate(SGChannel channel, Fixed rate)
 {
-    return OnSound(channel, [&](SoundChannel& found) {
-        return found.SetRate(static_cast<uint32_t>(rate) / kOneHertz);
-    });
+    return OnSound(channel,
+                   [&](SoundChannel& found) { return found.SetRate(static_cast<uint32_t>(rate) / kOneHertz); });
 }
 
 Fixed SGGetSoundInputRate(SGChannel channel)

@@ -142,8 +142,8 @@ std::optional<SoundStream::Piece> SoundStream::FindPlace(int64_t limit, int64_t 
 void SoundStream::FollowDrift(int64_t error)
 {
     const double frame = kNanosecondsPerSecond / description->sampleRate;
-    const double weight = std::min(1.0, static_cast<double>(DurationOf(FramesOf(current), description->sampleRate)) /
-                                            kDriftSmoothing);
+    const double weight =
+        std::min(1.0, static_cast<double>(DurationOf(FramesOf(current), description->sampleRate)) / kDriftSmoothing);
     drift += (static_cast<double>(error) - drift) * weight;
     if (drift > kDriftAllowed) {
         repeatFrame = true;

@@ -140,6 +140,14 @@ Result VideoChannel::SetFrameRate(double rate)
     return digitizer->SetFormat(wanted);
 }
 
+Result VideoChannel::SetFrameSize(int32_t width, int32_t height)
+{
+    CaptureFormat wanted = digitizer->Format();
+    wanted.width = width;
+    wanted.height = height;
+    return digitizer->SetFormat(wanted);
+}
+
 void VideoChannel::DrawPreview(const Sample& frame, PortReference port)
 {
     preview.Draw(frame, port, bounds.value_or(SourceRect()));
@@ -170,8 +178,7 @@ void VideoChannel::FrameArrived(const CapturedFrame& frame)
     if (picture.format == settings->codec)
         PassThrough(picture, std::move(sample));
     else
-        Workers().Submit(
-            {std::move(sample), picture.format, picture.width, picture.height, std::move(settings)});
+        Workers().Submit({std::move(sample), picture.format, picture.width, picture.height, std::move(settings)});
 }
 
 void VideoChannel::CountLost(uint32_t sequence)

@@ -39,6 +39,7 @@ public:
     Result SetCompression(const CompressionSettings& settings);
 
     Result SetFrameRate(double rate);
+    Result SetFrameSize(int32_t width, int32_t height);
 
     std::optional<Bounds> bounds; ///< where previews are drawn; none: the frame's own rectangle
 

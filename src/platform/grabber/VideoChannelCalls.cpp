@@ -47,8 +47,7 @@ Result SGSetVideoCompressorType(SGChannel channel, FourCharCode compressor)
 
 Result SGGetVideoCompressorType(SGChannel channel, Address compressor)
 {
-    return OnVideo(channel,
-                   [&](const VideoChannel& found) { return Written(compressor, found.Compression().codec); });
+    return OnVideo(channel, [&](const VideoChannel& found) { return Written(compressor, found.Compression().codec); });
 }
 
 Result SGSetVideoCompressor(SGChannel channel, int16_t depth, FourCharCode compressor, int32_t spatialQuality,
@@ -72,11 +71,11 @@ Result SGGetVideoCompressor(SGChannel channel, Address depth, Address compressor
 {
     return OnVideo(channel, [&](const VideoChannel& found) {
         const CompressionSettings settings = found.Compression();
-        for (const Result result : {WrittenIfWanted(depth, static_cast<int16_t>(settings.depth)),
-                                    WrittenIfWanted(compressor, settings.codec),
-                                    WrittenIfWanted(spatialQuality, settings.spatialQuality),
-                                    WrittenIfWanted(temporalQuality, settings.temporalQuality),
-                                    WrittenIfWanted(keyFrameRate, settings.keyFrameRate)})
+        for (const Result result :
+             {WrittenIfWanted(depth, static_cast<int16_t>(settings.depth)), WrittenIfWanted(compressor, settings.codec),
+              WrittenIfWanted(spatialQuality, settings.spatialQuality),
+              WrittenIfWanted(temporalQuality, settings.temporalQuality),
+              WrittenIfWanted(keyFrameRate, settings.keyFrameRate)})
             if (result != noErr)
                 return result;
         return noErr;
@@ -85,16 +84,20 @@ Result SGGetVideoCompressor(SGChannel channel, Address depth, Address compressor
 
 Result SGSetFrameRate(SGChannel channel, Fixed rate)
 {
+    return OnVideo(channel, [&](VideoChannel& found) { return rate < 0 ? paramErr : found.SetFrameRate(Fix2X(rate)); });
+}
+
+Result SGSetVideoFrameSize(SGChannel channel, int32_t width, int32_t height)
+{
     return OnVideo(channel, [&](VideoChannel& found) {
-        return rate < 0 ? paramErr : found.SetFrameRate(Fix2X(rate));
+        return width < 1 || height < 1 ? paramErr : found.SetFrameSize(width, height);
     });
 }
 
 Result SGGetFrameRate(SGChannel channel, Address rate)
 {
-    return OnVideo(channel, [&](VideoChannel& found) {
-        return Written(rate, X2Fix(found.TheDigitizer().Format().frameRate));
-    });
+    return OnVideo(channel,
+                   [&](VideoChannel& found) { return Written(rate, X2Fix(found.TheDigitizer().Format().frameRate)); });
 }
 
 } // namespace platform

@@ -57,6 +57,7 @@ private:
     Chunk TakeFreeChunk();
     void NoteWritten(size_t bytes);
     bool IsChunkFull() const;
+    bool IsSyncDue() const;
 
     std::unique_ptr<OutputFile> file;
     int64_t limit;
@@ -71,6 +72,7 @@ private:
     int64_t waiting = 0;
     int64_t writtenEnd;
     int64_t syncTarget = 0; // what was appended before is to be made durable
+    int64_t lastRequest = 0;
     int64_t syncedEnd = 0;
     bool stalled = false; // much has been waiting for longer than a moment
     bool hurry = false;

@@ -184,6 +184,7 @@ Result WriteMovie(const Recording& recording, int64_t dataEnd, const MovieConten
 
 Result RecoverMovie(const std::string& input, const std::string& output, RecoveredMovie& found, std::string& written)
 {
+    written.clear();
     Recording recording;
     if (const Result result = recording.Open(input); result != noErr)
         return result;

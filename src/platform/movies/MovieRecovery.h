@@ -18,9 +18,10 @@ struct RecoveredMovie {
 
 /// Makes a playable movie at `output` out of the recording at `input` that was cut off, which stays untouched. An
 /// empty `output` stands for the input's name with " recovered" before its ending; `written` receives the name used.
-/// For a movie that is complete nothing is written, and `written` is the input itself. `fnfErr` for no such file,
-/// `invalidMovie` for one that holds no recording of this system, `dupFNErr` for an output that exists, `dskFulErr` and
-/// the like for one that can't be written.
+/// For a movie that is complete nothing is written, and `written` is the input itself.
+/// `fnfErr` for no such file, `invalidMovie` for one that holds no recording of this system, `dupFNErr` for an output
+/// that exists, `dskFulErr` and the like for one that can't be written; `written` is empty unless it is the output
+/// that failed.
 Result RecoverMovie(const std::string& input, const std::string& output, RecoveredMovie& found, std::string& written);
 
 } // namespace platform

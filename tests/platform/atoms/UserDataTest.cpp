@@ -1,5 +1,5 @@
-#include "platform/atoms/TaggedItems.h"
 #include "platform/atoms/UserData.h"
+#include "platform/atoms/TaggedItems.h"
 
 #include <gtest/gtest.h>
 
@@ -29,8 +29,8 @@ TEST(UserData, ItemsGoThereAndBack)
     }
     EXPECT_EQ(PutUserDataIntoHandle(data, handle), noErr);
     const Bytes flattened = BytesOfHandle(handle);
-    EXPECT_EQ(flattened, (Bytes{'V', 'S', 'e', 't', 0, 0, 0, 1, 0, 0, 0, 3, 'o', 'n', 'e', ' ', 0, 0, 0, 3, 1, 2, 3,
-                                'o', 'n', 'e', ' ', 0, 0, 0, 0, 't', 'w', 'o', ' ', 0, 0, 0, 1, 4}));
+    EXPECT_EQ(flattened, (Bytes{'V', 'S', 'e', 't', 0,   0,   0,   1, 0, 0, 0, 3,   'o', 'n', 'e', ' ', 0, 0, 0, 3,
+                                1,   2,   3,   'o', 'n', 'e', ' ', 0, 0, 0, 0, 't', 'w', 'o', ' ', 0,   0, 0, 1, 4}));
     ASSERT_EQ(NewUserDataFromHandle(handle, cell.Get()), noErr);
     const auto copy = Peek<UserData>(cell.Get());
     EXPECT_EQ(GetUserData(copy, handle, CodeOf("one "), 1), noErr);

@@ -87,13 +87,13 @@ TEST_F(GrabberTest, CompressorSettings)
                              Step{{address, 0, address, address, 65535}, {32, jpeg, 1024, 0, 65535}},
                              Step{{16, png, -1, 1025, 65536}, {16, png, 1024, 0, 65535}},
                              Step{{0, 0, 4096, 4096, -5}, {16, png, 1024, 0, 65535}}}) {
-        EXPECT_EQ(SGSetVideoCompressor(video, static_cast<int16_t>(step.set[0]),
-                                       static_cast<FourCharCode>(step.set[1]), step.set[2], step.set[3], step.set[4]),
+        EXPECT_EQ(SGSetVideoCompressor(video, static_cast<int16_t>(step.set[0]), static_cast<FourCharCode>(step.set[1]),
+                                       step.set[2], step.set[3], step.set[4]),
                   noErr);
         const OwnedBlock read(20);
-        EXPECT_EQ(SGGetVideoCompressor(video, read.Get(), read.Get() + 4, read.Get() + 8, read.Get() + 12,
-                                       read.Get() + 16),
-                  noErr);
+        EXPECT_EQ(
+            SGGetVideoCompressor(video, read.Get(), read.Get() + 4, read.Get() + 8, read.Get() + 12, read.Get() + 16),
+            noErr);
         EXPECT_EQ((Peek<std::array<int32_t, 5>>(read.Get())), step.expected);
     }
     EXPECT_EQ(SGGetVideoCompressor(video, 0, 0, 0, 0, 0), noErr);
@@ -104,6 +104,9 @@ TEST_F(GrabberTest, CompressorSettings)
     EXPECT_EQ(Peek<Fixed>(at), 15 << 16);
     EXPECT_EQ(SGSetFrameRate(video, 0), noErr);
     EXPECT_EQ(devices.Camera()->format.frameRate, 60);
+    EXPECT_EQ(SGSetVideoFrameSize(video, 0, 240), paramErr);
+    EXPECT_EQ(SGSetVideoFrameSize(video, 320, 240), noErr);
+    EXPECT_EQ(devices.Camera()->format, (CaptureFormat{CodeOf("jpeg"), 320, 240, 60}));
 }
 
 // A format that is taken is in what is delivered next, and told by its description; one that is refused isn't.
@@ -131,8 +134,8 @@ TEST_F(GrabberTest, SoundParametersTakeEffectAtTheNextBuffer)
           Step{16, 2, "zzzz", siInvalidCompression, "ulaw", 8, 1, 480},
           Step{16, 3, "raw ", siBadSoundInDevice, "ulaw", 8, 1, 480},
           Step{16, 2, "sowt", noErr, "sowt", 16, 2, 1920}}) {
-        EXPECT_EQ(SGSetSoundInputParameters(sound, static_cast<int16_t>(step.size),
-                                            static_cast<int16_t>(step.channels), CodeOf(step.compression)),
+        EXPECT_EQ(SGSetSoundInputParameters(sound, static_cast<int16_t>(step.size), static_cast<int16_t>(step.channels),
+                                            CodeOf(step.compression)),
                   step.result);
         delivered.clear();
         microphone.Send(now, 10);

@@ -162,7 +162,8 @@ TEST_F(DirectModeTest, RecordsAMovie)
     EXPECT_EQ(SGSetSoundInputRate(sound, 8000 << 16), noErr);
 
     const std::string probe = "ffprobe -v error -show_entries stream=codec_name,codec_type,nb_frames,duration_ts,"
-                              "time_base,start_time,width,sample_rate -of compact \"" + Path() + "\" 2>&1";
+                              "time_base,start_time,width,sample_rate -of compact \"" +
+                              Path() + "\" 2>&1";
     const std::string streams = OutputOf(probe);
     EXPECT_NE(streams.find("codec_name=mjpeg|codec_type=video|width=64"), std::string::npos) << streams;
     EXPECT_NE(streams.find("nb_frames=50"), std::string::npos) << streams;

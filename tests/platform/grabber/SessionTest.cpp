@@ -271,29 +271,29 @@ TEST_F(GrabberTest, FramesAreCompressedInOrder)
     CollectDeliveries();
     SGStartRecord(session);
     TestCamera& camera = *devices.Camera();
-    for (int frame = 0; frame < 60; ++frame) {
+    for (int frame = 0; frame <= 60; ++frame) {
         // Large and small frames take turns, so that a later one is done before an earlier one.
-        const int width = frame % 2 == 0 ? 320 : 16;
-        const std::vector<uint8_t> pixels(static_cast<size_t>(width * 16) * 2, static_cast<uint8_t>(frame * 4));
-        camera.Send(kSecond + frame, {pixels, kYuvsPixelFormat, width, 16});
-        if (frame == 59)
+        const int width = frame % 2 == 0 ? 1920 : 16;
+        const std::vector<uint8_t> pixels(static_cast<size_t>(width * 160) * 2, static_cast<uint8_t>(frame * 4));
+        camera.Send(kSecond + frame, {pixels, kYuvsPixelFormat, width, 160});
+        if (frame == 60)
             camera.Send(kSecond + frame + 1, kFrame); // passes through, behind all others
         for (int wait = 0; wait < 5000 && delivered.size() + 4 < static_cast<size_t>(frame); ++wait) {
             IdleAt(2 * kSecond);
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     }
-    for (int wait = 0; wait < 5000 && delivered.size() < 61; ++wait) {
+    for (int wait = 0; wait < 5000 && delivered.size() < 62; ++wait) {
         IdleAt(2 * kSecond);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    ASSERT_EQ(delivered.size(), 61U);
-    for (size_t frame = 0; frame < 60; ++frame) {
-        ASSERT_EQ(delivered[frame].Field<int16_t>(32), frame % 2 == 0 ? 320 : 16) << frame;
+    ASSERT_EQ(delivered.size(), 62U);
+    for (size_t frame = 0; frame <= 60; ++frame) {
+        ASSERT_EQ(delivered[frame].Field<int16_t>(32), frame % 2 == 0 ? 1920 : 16) << frame;
         ASSERT_EQ(delivered[frame].Field<FourCharCode>(4), CodeOf("jpeg"));
         ASSERT_EQ(delivered[frame].bytes[0], 0xFF);
     }
-    EXPECT_EQ(delivered[60].bytes, kFrame);
+    EXPECT_EQ(delivered[61].bytes, kFrame);
     EXPECT_EQ(SGGetChannelCounts(video).droppedInQueue, 0U);
 }
 

@@ -62,7 +62,7 @@ TEST(MediaDataWriter, TakesSamplesWhileTheDiskStalls)
     Bytes all;
     MediaDataWriter writer(std::make_unique<SimulatedFile>(disk, true), 0, 200 * kMegabyte);
     // Nothing reaches the disk until the stall ends, so each call must come back without it.
-    for (uint32_t i = 0; i < 120; ++i) {
+    for (uint32_t i = 0; i < 40; ++i) {
         const Bytes sample = Noise(static_cast<size_t>(kMegabyte) + i, i);
         ASSERT_EQ(writer.Append(sample), noErr);
         all.insert(all.end(), sample.begin(), sample.end());

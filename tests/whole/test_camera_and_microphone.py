@@ -1,0 +1,117 @@
+"""The main job on real input: a camera through V4L2 and a microphone through the sound server, on a PipeWire session of
+its own, worked with real clicks. Run it inside tests/support/with_pipewire.sh."""
+
+import os
+import subprocess
+import sys
+import tempfile
+import time
+
+from desktop import Failure, Screen, Velmora, decode_errors, probe, wait_for
+from synchronisation import offsets
+
+PROGRAMS = os.environ["VELMORA_PROGRAMS"]
+FRAMES = int(os.environ.get("VELMORA_FRAMES", "300"))
+
+
+class Camera:
+    def __init__(self, *options):
+        self.process = subprocess.Popen([os.path.join(PROGRAMS, "test_camera"), *options], stdout=subprocess.PIPE,
+                                        text=True)
+        self.process.stdout.readline()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+    def stop(self):
+        self.process.kill()
+        self.process.wait()
+
+
+def check(condition, what):
+    if not condition:
+        raise Failure(what)
+
+
+def check_each_frame_once(options):
+    screen = Screen(reach_session=True)
+    try:
+        with Camera(*options):
+            application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
+            check(application.title() == "Test Camera", f"the title is {application.title()!r}")
+            numbers = [int(number) for number in application.read_pattern(FRAMES / 30 + 1)][:FRAMES]
+            check(len(numbers) == FRAMES, f"{len(numbers)} frames seen")
+            expected = list(range(numbers[0], numbers[0] + FRAMES))
+            missing = sorted(set(expected) - set(numbers))
+            check(numbers == expected, f"{options}: not each frame once and in order; missing {missing}")
+            print(f"{' '.join(options)}: {FRAMES} frames on the screen, each once and in order", flush=True)
+            check(application.close() == 0, "the exit code is not 0")
+    finally:
+        screen.close()
+
+
+def check_camera_comes_back():
+    screen = Screen(reach_session=True)
+    try:
+        camera = Camera("--size", "640x480", "--rate", "30", "--format", "yuyv")
+        application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
+        camera.stop()
+        time.sleep(1)
+        frozen = application.frame_number()
+        application.choose("PopupMenu1", 1)
+        check(application.process.poll() is None, "the application ended with its camera")
+        with Camera("--size", "640x480", "--rate", "30", "--format", "yuyv"):
+            began = time.monotonic()
+            wait_for("the picture to come back", 10, lambda: application.frame_number() not in (None, frozen))
+            print(f"the picture was back {time.monotonic() - began:.1f} s after the camera", flush=True)
+            check(application.close() == 0, "the exit code is not 0")
+    finally:
+        screen.close()
+
+
+def check_three_recordings():
+    screen = Screen(reach_session=True)
+    folder = tempfile.mkdtemp(prefix="velmora-movies-")
+    speaker = subprocess.Popen([os.path.join(PROGRAMS, "test_speaker")])
+    try:
+        with Camera("--size", "640x480", "--rate", "30", "--format", "mjpeg"):
+            application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
+            for number in range(1, 4):
+                path = os.path.join(folder, f"take {number}.mov")
+                application.record(path)
+                time.sleep(4)
+                application.click("btnstartcapture1")
+                wait_for("the movie to be finished", 10, lambda: decode_errors(path) == "")
+                check_movie(path)
+            check(application.close() == 0, "the exit code is not 0")
+    finally:
+        screen.close()
+        speaker.terminate()
+        speaker.wait()
+
+
+def check_movie(path):
+    tracks = probe(path)
+    check(set(tracks) == {"video", "audio"}, f"{path} has tracks {sorted(tracks)}")
+    frames = int(tracks["video"]["nb_read_packets"])
+    check(90 <= frames <= 180, f"{path} has {frames} frames")
+    found = offsets(path)
+    print(f"{os.path.basename(path)}: {frames} frames, beeps after flashes by "
+          f"{', '.join(f'{offset * 1000:.0f}' for offset in found)} ms", flush=True)
+
+
+def main():
+    check_each_frame_once(["--size", "640x480", "--rate", "30", "--format", "yuyv"])
+    check_each_frame_once(["--size", "1280x720", "--rate", "30", "--format", "mjpeg"])
+    check_camera_comes_back()
+    check_three_recordings()
+
+
+if __name__ == "__main__":
+    try:
+        main()
+    except Failure as failure:
+        sys.exit(f"FAILED: {failure}")
