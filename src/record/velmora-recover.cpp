@@ -2,6 +2,7 @@
 
 #include "platform/movies/MovieRecovery.h"
 
+#include <csignal>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -70,6 +71,8 @@ int Recover(const std::string& input, const std::string& output)
 
 int main(int argc, char** argv)
 {
+    // A file grown past the allowed size is a full disk like any other, and nothing to die of.
+    std::signal(SIGXFSZ, SIG_IGN);
     std::vector<std::string> names;
     bool optionsEnded = false;
     for (int i = 1; i < argc; ++i) {

@@ -1,5 +1,4 @@
 #include "control/ControlTest.h"
-#include "platform/components/FunctionTable.h"
 #include "platform/drawing/Ports.h"
 #include "platform/memory/Handles.h"
 #include "recording/NullMemoryBlock.h"
@@ -44,57 +43,6 @@ TEST_F(ControlTest, BuffersByOrigin)
     Expect({"MsgBox(NewGWorld error-50)"});
     script.Returns("MakeImageDescriptionForPixMap", -50);
     EXPECT_EQ(plain.GetImageDescription(), 0);
-}
-
-TEST_F(ControlTest, CallsBoundByNameAtTheMomentOfTheCall)
-{
-    constexpr std::string_view carbon = "/System/Library/Frameworks/Carbon.framework/Carbon";
-    GWorldWrapper world(8, 8);
-    const struct {
-        std::string_view library;
-        const char* function;
-        std::function<void()> use;
-    } cases[] = {
-        {"QuickTime.framework", "QTNewGWorld", [] { GWorldWrapper(8, 8); }},
-        {"QuickTime.framework", "MakeImageDescriptionForPixMap", [&] { world.GetImageDescription(); }},
-        {"Carbon.framework", "GetGWorldPixMap", [&] { world.GetPixMap(); }},
-        {"Carbon.framework", "LockPixels", [&] { world.LockPixels(); }},
-        {"Carbon.framework", "UnlockPixels", [&] { world.UnlockPixels(); }},
-        {"Carbon.framework", "GetPixBaseAddr", [&] { world.GetBaseAddress(); }},
-        {"Carbon.framework", "GetPixRowBytes", [&] { world.GetRowBytes(); }},
-        {"Carbon.framework", "GetWindowPort", [&] { GWorldWrapper(0, 0, 8, 8, &window); }},
-        {carbon, "NewHandleClear", [] { Utilities::newclearhandle(); }},
-        {carbon, "DisposeHandle", [] { Utilities::DisposeHandle(0); }},
-        {carbon, "SPBSetDeviceInfo", [&] { canvas->SoundInputGain(1); }},
-    };
-    for (const auto& c : cases) {
-        const auto code = platform::FindFunction(c.library, c.function);
-        EXPECT_NO_THROW(c.use()) << c.function;
-        platform::WithdrawFunction(c.library, c.function);
-        try {
-            c.use();
-            ADD_FAILURE() << c.function;
-        } catch (const framework::FunctionNotFoundException& missing) {
-            EXPECT_EQ(missing.FunctionName(), c.function);
-            EXPECT_EQ(missing.LibraryName(), c.library);
-        }
-        platform::ExportFunction(c.library, c.function, code);
-    }
-}
-
-TEST_F(ControlTest, Conversions)
-{
-    const std::pair<int32_t, uint32_t> toFixed[] = {{1, 0x10000}, {-1, 0xFFFF0000}, {32768, 0x80000000}, {65536, 0}};
-    for (const auto& [whole, fixed] : toFixed)
-        EXPECT_EQ(static_cast<uint32_t>(Utilities::int2fixed(whole)), fixed);
-    const std::pair<uint32_t, int32_t> toWhole[] = {{44100U << 16, 44100}, {0xFFFF0000, 65536}, {0xFFFE, 0}};
-    for (const auto& [fixed, whole] : toWhole)
-        EXPECT_EQ(Utilities::fixed2int(fixed), whole);
-    constexpr int32_t lowest = std::numeric_limits<int32_t>::min();
-    const std::pair<double, int32_t> cut[] = {
-        {-1.9, -1}, {2147483647.5, 2147483647}, {2147483648.0, lowest}, {1.0 / 0.0, lowest}, {std::nan(""), lowest}};
-    for (const auto& [number, whole] : cut)
-        EXPECT_EQ(Utilities::double2int(number), whole) << number;
 }
 
 TEST_F(ControlTest, BlocksAsHandles)

@@ -53,36 +53,6 @@ TEST_F(ControlTest, ModesAreAskedForWithAnEventOnSuccess)
     }
 }
 
-TEST_F(ControlTest, PauseAndPlayFlags)
-{
-    OpenSession();
-    script.Returns("SGPause", -4);
-    canvas->Pause(true);
-    EXPECT_TRUE(canvas->Pause());
-    canvas->PreviewMode(2);
-    script.Returns("SGGetChannelPlayFlags", -9406);
-    EXPECT_EQ(canvas->PreviewMode(), -9406); // a code takes the place of the flags
-    Expect({"SGPause(12, 1)", "> Pause = -4", "> here comes n =2", "SGSetChannelPlayFlags(22, 2)",
-            "> SGSetChannelPlayFlags err =0", "SGGetChannelPlayFlags(22, @)"});
-    const std::pair<int32_t, const char*> names[] = {
-        {0, "Channel Play Normal"}, {32, "Channel Play Pre Conversion"}, {3, ""}, {-1, ""}};
-    for (const auto& [flags, name] : names)
-        EXPECT_EQ(canvas->PreviewModeName(flags), String(name));
-}
-
-TEST_F(ControlTest, PreviewWhileRecordingChangesBothChannels)
-{
-    OpenSession();
-    script.Writes("SGGetMode", {{1, 0}, {2, 1}});
-    canvas->PreviewWhileRecording(false);
-    Expect({"SGPause(12, 1)", "SGGetMode(12, @, @)", "Error(0)", "SGSetChannelUsage(22, 3)", "SGSetChannelUsage(21, 3)",
-            "SGPause(12, 0)"});
-    inside.sgVideoChannel = -1;
-    inside.sgSoundChannel = 0;
-    canvas->PreviewWhileRecording(true);
-    Expect({"SGPause(12, 1)", "SGGetMode(12, @, @)", "Error(0)", "SGPause(12, 0)"});
-}
-
 TEST_F(ControlTest, EnablingChannels)
 {
     OpenSession();
@@ -107,14 +77,6 @@ TEST_F(ControlTest, EnablingChannels)
                 expected.push_back(dataProc ? "SGStartRecord(12)" : "SGStartPreview(12)");
             Expect(expected);
         }
-    inside.sgVideoChannel = -1; // only 0 counts as no channel
-    script.Returns("SGDisposeChannel", -6);
-    canvas->VideoEnabled(false);
-    script.Returns("SGNewChannel", 0); // a channel of number 0
-    canvas->SoundEnabled(true);
-    Expect({"SGDisposeChannel(12, -1)", "Error(-6)", "SGNewChannel(12, 'soun', @)", "> New SoundChannel err: 0",
-            "> Invalid Channel err: 0"});
-    EXPECT_EQ(inside.sgVideoChannel, -1);
 }
 
 } // namespace

@@ -85,7 +85,7 @@ public:
     virtual int Standard() const { return 0; }
     virtual Result SelectStandard(int) { return digiUnimpErr; }
 
-    /// Everything on offer, best first: sizes as the device lists them, each with its rates.
+    /// Everything on offer: formats and sizes in the device's own order, each with its rates, the fastest first.
     virtual std::vector<CaptureFormat> Formats() const = 0;
 
     /// The format in use or to be used at the next start. `SetFormat` takes the nearest that the device has; while the
@@ -93,8 +93,9 @@ public:
     virtual CaptureFormat Format() const = 0;
     virtual Result SetFormat(const CaptureFormat& format) = 0;
 
-    /// Starts delivery to `sink`, which outlives the stop. A device that is absent at the moment answers
-    /// `noDeviceForChannel` and is taken up when it returns.
+    /// Starts delivery to `sink`, which outlives the stop. A device that is absent or held by another process at the
+    /// moment answers `noDeviceForChannel` and is taken up when it returns: only `Stop` ends that. After any other
+    /// failure nothing runs.
     virtual Result Start(FrameSink& sink) = 0;
     virtual void Stop() = 0;
 

@@ -65,18 +65,16 @@ CompressionWorkers::~CompressionWorkers()
 
 void CompressionWorkers::Submit(Frame frame)
 {
-    auto job = std::make_unique<Job>();
-    job->state = frame.settings ? State::Waiting : State::Finished;
-    job->frame = std::move(frame);
+    const State state = frame.settings ? State::Waiting : State::Finished;
     const std::lock_guard lock(mutex);
     if (jobs.size() >= kMostJobs) {
-        const auto oldest = std::ranges::find(jobs, State::Waiting, [](const auto& waiting) { return waiting->state; });
+        const auto oldest = std::ranges::find(jobs, State::Waiting, &Job::state);
         if (oldest != jobs.end()) {
             jobs.erase(oldest);
             outlet.dropped();
         }
     }
-    jobs.push_back(std::move(job));
+    jobs.push_back({std::move(frame), state});
     HandOnFinished();
     work.notify_one();
 }
@@ -96,9 +94,9 @@ void CompressionWorkers::Finish()
 void CompressionWorkers::Discard()
 {
     std::unique_lock lock(mutex);
-    std::erase_if(jobs, [](const auto& job) { return job->state != State::InWork; });
-    for (const auto& job : jobs)
-        job->state = State::Forgotten;
+    std::erase_if(jobs, [](const Job& job) { return job.state != State::InWork; });
+    for (Job& job : jobs)
+        job.state = State::Forgotten;
     done.wait(lock, [this] { return jobs.empty(); });
 }
 
@@ -119,7 +117,7 @@ void CompressionWorkers::Work()
         compressor.Compress(job->frame);
         lock.lock();
         if (job->state == State::Forgotten)
-            std::erase_if(jobs, [job](const auto& other) { return other.get() == job; });
+            std::erase_if(jobs, [job](const Job& other) { return &other == job; });
         else
             job->state = State::Finished;
         HandOnFinished();
@@ -128,17 +126,17 @@ void CompressionWorkers::Work()
 
 CompressionWorkers::Job* CompressionWorkers::NextWaiting()
 {
-    const auto found = std::ranges::find(jobs, State::Waiting, [](const auto& job) { return job->state; });
-    return found == jobs.end() ? nullptr : found->get();
+    const auto found = std::ranges::find(jobs, State::Waiting, &Job::state);
+    return found == jobs.end() ? nullptr : &*found;
 }
 
 void CompressionWorkers::HandOnFinished()
 {
-    while (!jobs.empty() && jobs.front()->state == State::Finished) {
-        const auto job = std::move(jobs.front());
+    while (!jobs.empty() && jobs.front().state == State::Finished) {
+        Sample sample = std::move(jobs.front().frame.sample);
         jobs.pop_front();
-        if (job->frame.sample.data.Size() > 0)
-            outlet.finished(std::move(job->frame.sample));
+        if (sample.data.Size() > 0)
+            outlet.finished(std::move(sample));
         else
             outlet.unreadable();
     }

@@ -5,8 +5,8 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -69,7 +69,7 @@ private:
     mutable std::mutex mutex;
     std::condition_variable work;
     std::condition_variable done;
-    std::deque<std::unique_ptr<Job>> jobs;
+    std::list<Job> jobs; ///< a job keeps its place in memory while a worker has it
     bool ending = false;
     std::vector<std::thread> threads;
 };

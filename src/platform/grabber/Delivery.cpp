@@ -48,6 +48,9 @@ constexpr int64_t kLongSilence = kNanosecondsPerSecond;
 constexpr int64_t kPatienceForFirstFrame = kNanosecondsPerSecond;
 // A frame that has waited so long goes on, whatever the sound does.
 constexpr int64_t kLongestWait = kNanosecondsPerSecond;
+// Sound that comes in bursts holds frames up and lets them go together. So few of them go out one at a call, and each
+// is seen; of more than these, the main thread is behind and takes all it can.
+constexpr size_t kFewFrames = 3;
 
 using DataProcedure = std::remove_pointer_t<SGDataProc>;
 
@@ -55,7 +58,8 @@ using DataProcedure = std::remove_pointer_t<SGDataProc>;
 
 Result Session::Deliver(int64_t now, bool ending)
 {
-    handedOver = 0;
+    soundHandedOver = 0;
+    framesHandedOver = 0;
     Result result = noErr;
     // The procedure may pause, stop or close the session.
     const auto goesOn = [&] { return mode == GrabMode::Record && !paused && (ending || IsOpen()); };
@@ -69,15 +73,17 @@ bool Session::DeliverNext(int64_t now, bool ending, Result& result)
 {
     SampleQueue::Lane frame;
     const auto pictures = NextFrame(now, ending, frame);
-    for (const auto& sound : ChannelsOf<SoundChannel>()) {
+    // The procedure may dispose of the channel that it is called for.
+    for (auto sound : soundChannels) {
         if (!sound->IsUsedIn(mode) || (procedure == 0 && !recording))
             continue;
         const SoundStep step = DeliverSound(*sound, frame, now, ending, result);
         if (step != SoundStep::Reached)
             return step == SoundStep::HandedOver;
     }
-    if (!pictures)
+    if (!pictures || (framesHandedOver > 0 && frame.waiting <= kFewFrames && !ending))
         return false;
+    ++framesHandedOver;
     result = HandOverFrame(*pictures, ending);
     return true;
 }
@@ -87,13 +93,13 @@ bool Session::DeliverNext(int64_t now, bool ending, Result& result)
 std::shared_ptr<VideoChannel> Session::NextFrame(int64_t now, bool ending, SampleQueue::Lane& waiting) const
 {
     std::shared_ptr<VideoChannel> next;
-    for (auto& video : ChannelsOf<VideoChannel>()) {
+    for (const auto& video : videoChannels) {
         const auto lane = queue.Look(video->number);
         if (lane.waiting == 0 || (lane.arrivalTime > now && !ending))
             continue;
         if (!next || lane.captureTime < waiting.captureTime) {
             waiting = lane;
-            next = std::move(video);
+            next = video;
         }
     }
     return next;
@@ -123,7 +129,7 @@ Session::SoundStep Session::DeliverSound(SoundChannel& channel, const SampleQueu
     // The silence of a long gap may come in long pieces, but for the first one of a call: a recording that has just
     // begun may lose that.
     const bool longGap = frameWaits && limit - stream.Position() > kLongSilence;
-    const int64_t longest = longGap && handedOver > 0 ? kLongSilence : SoundStream::kLongestPiece;
+    const int64_t longest = longGap && soundHandedOver > 0 ? kLongSilence : SoundStream::kLongestPiece;
     auto piece = stream.Next(limit, longest);
     if (!piece && frameWaits && !stream.Reaches(limit)) {
         const bool mayCome = channel.IsAwaitedAt(now, 0) && now - frame.arrivalTime < kLongestWait;
@@ -181,7 +187,7 @@ Result Session::HandOverFrame(VideoChannel& channel, bool ending)
 
 Result Session::HandOverSound(SoundChannel& channel, const SoundStream::Piece& piece, bool ending)
 {
-    ++handedOver;
+    ++soundHandedOver;
     channel.description = piece.description;
     soundAt = channel.Stream().Position();
     if (recording)
@@ -215,7 +221,7 @@ int32_t Session::TimeOf(int64_t captureTime, int32_t scale) const
 // A preview shows the newest frame; those before it have had their time.
 void Session::DrawNewestFrames()
 {
-    for (const auto& video : ChannelsOf<VideoChannel>()) {
+    for (const auto& video : videoChannels) {
         std::optional<Sample> newest;
         while (auto frame = queue.Take(video->number)) {
             newest = std::move(frame);

@@ -94,7 +94,7 @@ Result Session::Start(GrabMode wanted)
             channel->ResetCounts();
         }
         queue.Clear();
-        for (const auto& sound : ChannelsOf<SoundChannel>())
+        for (const auto& sound : soundChannels)
             sound->Stream().Interrupt();
     }
     mode = wanted;
@@ -143,7 +143,7 @@ Result Session::Stop()
     for (const auto& channel : channels)
         channel->DiscardArrived();
     queue.Clear();
-    for (const auto& sound : ChannelsOf<SoundChannel>())
+    for (const auto& sound : soundChannels)
         sound->Stream().Interrupt();
     mode = GrabMode::Stopped;
     paused = false;
@@ -222,14 +222,14 @@ Result Session::BeginRecording()
 {
     DirectRecording::Plan plan{
         .path = outputPath, .append = (outputFlags & seqGrabAppendToFile) != 0, .withPictures = false};
-    for (const auto& video : ChannelsOf<VideoChannel>()) {
+    for (const auto& video : videoChannels) {
         if (!video->IsUsedIn(GrabMode::Record))
             continue;
         plan.withPictures = true;
         plan.width = video->SourceRect().Width();
         plan.height = video->SourceRect().Height();
     }
-    for (const auto& sound : ChannelsOf<SoundChannel>())
+    for (const auto& sound : soundChannels)
         if (sound->IsUsedIn(GrabMode::Record))
             plan.soundScale = sound->TimeScale();
     // Whatever gap lies before it, the movie begins with its own first frame.
@@ -237,7 +237,7 @@ Result Session::BeginRecording()
         BeginTimelineAnew();
     Result result = noErr;
     recording = DirectRecording::Begin(plan, result);
-    for (const auto& sound : ChannelsOf<SoundChannel>())
+    for (const auto& sound : soundChannels)
         sound->rateIsFixed = recording != nullptr;
     return result;
 }
@@ -247,7 +247,7 @@ void Session::BeginTimelineAnew()
     pictureAt.reset();
     soundAt.reset();
     breaksKnown = 0;
-    for (const auto& sound : ChannelsOf<SoundChannel>())
+    for (const auto& sound : soundChannels)
         sound->Stream().BeginAnew();
 }
 
@@ -258,7 +258,7 @@ Result Session::FinishRecording()
     recording.reset();
     recordingFailure = noErr;
     outputPath.clear();
-    for (const auto& sound : ChannelsOf<SoundChannel>())
+    for (const auto& sound : soundChannels)
         sound->rateIsFixed = false;
     return result;
 }
@@ -283,6 +283,10 @@ void Session::AddChannel(std::shared_ptr<Channel> channel)
     RegisterChannel(channel);
     channel->owner = this;
     channel->OpenLane(channel->type == kVideoMediaType ? kMostFrames : kMostSoundBuffers);
+    if (auto video = std::dynamic_pointer_cast<VideoChannel>(channel))
+        videoChannels.push_back(std::move(video));
+    if (auto sound = std::dynamic_pointer_cast<SoundChannel>(channel))
+        soundChannels.push_back(std::move(sound));
     channels.push_back(std::move(channel));
 }
 
@@ -292,7 +296,10 @@ void Session::RemoveChannel(Channel& channel)
     channel.DiscardArrived();
     queue.CloseLane(channel.number);
     UnregisterChannel(channel.number);
-    std::erase_if(channels, [&](const auto& own) { return own.get() == &channel; });
+    const auto isIt = [&](const auto& own) { return own.get() == &channel; };
+    std::erase_if(videoChannels, isIt);
+    std::erase_if(soundChannels, isIt);
+    std::erase_if(channels, isIt);
 }
 
 Result Session::DisposeChannel(SGChannel channel)

@@ -90,17 +90,10 @@ private:
     int32_t TimeOf(int64_t captureTime, int32_t scale) const;
     void DrawNewestFrames();
 
-    template <typename T> std::vector<std::shared_ptr<T>> ChannelsOf() const
-    {
-        std::vector<std::shared_ptr<T>> found;
-        for (const auto& channel : channels)
-            if (auto fitting = std::dynamic_pointer_cast<T>(channel))
-                found.push_back(std::move(fitting));
-        return found;
-    }
-
     SampleQueue queue;
     std::vector<std::shared_ptr<Channel>> channels;
+    std::vector<std::shared_ptr<VideoChannel>> videoChannels; ///< the same, by kind
+    std::vector<std::shared_ptr<SoundChannel>> soundChannels;
     std::vector<Handle> deviceLists;
 
     bool initialized = false;
@@ -123,7 +116,8 @@ private:
     std::optional<int64_t> soundAt;      ///< capture time up to which sound has been handed over
     std::array<int64_t, 4> lastBreaks{}; ///< between frames
     size_t breaksKnown = 0;
-    size_t handedOver = 0; ///< pieces of sound in this call of Idle
+    size_t soundHandedOver = 0;  ///< pieces of sound in this call of Idle
+    size_t framesHandedOver = 0; ///< frames in this call of Idle
     OwnedBlock offsetCell{sizeof(int32_t)};
 };
 

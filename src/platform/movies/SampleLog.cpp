@@ -109,7 +109,7 @@ void SampleLog::Clear()
 
 size_t SampleLog::MemoryUsed() const
 {
-    return blocks.size() * (kBlockSize + sizeof(blocks.front()));
+    return blocks.size() * (kBlockSize + sizeof(std::vector<uint8_t>));
 }
 
 bool SampleLogDecoder::Decode(ByteReader& bytes, SampleRun& run)

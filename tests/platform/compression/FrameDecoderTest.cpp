@@ -1,8 +1,6 @@
-#include "platform/compression/LibavOwners.h"
 #include "platform/compression/Pictures.h"
 
 #include <gtest/gtest.h>
-#include <turbojpeg.h>
 
 #include <random>
 
@@ -27,16 +25,6 @@ Result Decode(const ImageDescription& description, std::span<const uint8_t> fram
     return decoder ? decoder->Decode(frame, port.Pixels()) : noCodecErr;
 }
 
-void ExpectQuarters(const TestPort& port, int tolerance, const std::string& name)
-{
-    const auto pixels = port.Pixels();
-    for (const auto& [x, y] : QuarterCentres(pixels.width, pixels.height)) {
-        const Color expected = QuarterColor(x, y, pixels.width, pixels.height);
-        EXPECT_LE(Distance(port.ColorAt(x, y), expected), tolerance)
-            << name << " at " << x << "," << y << ": " << port.ColorAt(x, y) << " for " << expected;
-    }
-}
-
 // The frame with its Huffman tables cut out, as many cameras deliver it.
 std::vector<uint8_t> WithoutHuffmanTables(const std::vector<uint8_t>& jpeg)
 {
@@ -49,34 +37,6 @@ std::vector<uint8_t> WithoutHuffmanTables(const std::vector<uint8_t>& jpeg)
         at += size;
     }
     return result;
-}
-
-std::vector<uint8_t> ProgressiveJpeg(int32_t width, int32_t height)
-{
-    auto pixels = Quarters(kPixelFormat32, width, height);
-    tjhandle turbo = tjInitCompress();
-    uint8_t* bytes = nullptr;
-    unsigned long size = 0;
-    tjCompress2(turbo, pixels.data(), width, 0, height, TJPF_BGRX, &bytes, &size, TJSAMP_422, 90, TJFLAG_PROGRESSIVE);
-    std::vector<uint8_t> result(bytes, bytes + size);
-    tjFree(bytes);
-    tjDestroy(turbo);
-    return result;
-}
-
-// The same with its last scan told over and over.
-std::vector<uint8_t> WithScansRepeated(std::vector<uint8_t> jpeg, int times)
-{
-    size_t last = 0;
-    for (size_t at = 0; at + 1 < jpeg.size(); ++at)
-        if (jpeg[at] == 0xFF && jpeg[at + 1] == 0xDA)
-            last = at;
-    const std::vector<uint8_t> scan(jpeg.begin() + static_cast<ptrdiff_t>(last), jpeg.end() - 2);
-    jpeg.resize(jpeg.size() - 2);
-    for (int i = 0; i < times; ++i)
-        jpeg.insert(jpeg.end(), scan.begin(), scan.end());
-    jpeg.insert(jpeg.end(), {0xFF, 0xD9});
-    return jpeg;
 }
 
 int CorruptFrames()
@@ -129,21 +89,12 @@ TEST(FrameDecoder, RawLayoutsShowTheirColours)
     EXPECT_EQ(port.ColorAt(1, 1), (Color{10, 11, 12}));
     description.rowBytes = 7;
     EXPECT_EQ(Decode(description, argb, port), codecBadDataErr);
-    const std::vector<uint8_t> grey = {0, 128, 255, 77};
-    ASSERT_EQ(Decode(DescriptionOf("grey", 2, 2, 40), grey, port), noErr);
-    EXPECT_EQ(port.ColorAt(1, 1), (Color{77, 77, 77}));
-    EXPECT_EQ(port.ColorAt(0, 1), (Color{255, 255, 255}));
-    EXPECT_EQ(FrameDecoder::Create(DescriptionOf("what", 2, 2)), nullptr);
-    EXPECT_EQ(FrameDecoder::Create(DescriptionOf("raw ", 2, 2, 8)), nullptr);
 }
 
 TEST(FrameDecoder, JpegInAllItsForms)
 {
     constexpr int32_t width = 64, height = 48;
     const auto jpeg = QuartersJpeg(width, height);
-    auto padded = jpeg;
-    padded.resize(jpeg.size() + 1000);
-    const auto progressive = ProgressiveJpeg(width, height);
     const TestPort port(width, height);
     struct Case {
         const char* name;
@@ -153,8 +104,6 @@ TEST(FrameDecoder, JpegInAllItsForms)
     };
     for (const Case& c : {Case{"plain", "jpeg", jpeg, noErr}, Case{"Motion JPEG", "mjpa", jpeg, noErr},
                           Case{"no tables", "jpeg", WithoutHuffmanTables(jpeg), noErr},
-                          Case{"bytes behind", "jpeg", padded, noErr}, Case{"progressive", "jpeg", progressive, noErr},
-                          Case{"progressive without end", "jpeg", WithScansRepeated(progressive, 45), codecBadDataErr},
                           Case{"another size", "jpeg", QuartersJpeg(width, 40), codecSizeErr},
                           Case{"no JPEG", "jpeg", std::vector<uint8_t>(500, 7), codecBadDataErr},
                           Case{"nothing", "jpeg", {}, codecBadDataErr}}) {
@@ -163,21 +112,15 @@ TEST(FrameDecoder, JpegInAllItsForms)
         if (c.result == noErr)
             ExpectQuarters(port, 10, c.name);
     }
-    ASSERT_LT(WithoutHuffmanTables(jpeg).size() + 400, jpeg.size());
-    // A port of another size is refused before anything is written to it.
-    const TestPort other(width - 1, height);
-    EXPECT_EQ(Decode(DescriptionOf("jpeg", width, height), jpeg, other), paramErr);
-    EXPECT_EQ(other.ColorAt(0, 0), Color{});
 }
 
 TEST(FrameDecoder, TwoFieldsAreWoven)
 {
     std::vector<uint8_t> frame;
     for (const Color& color : {kRed, kBlue}) {
-        std::vector<uint8_t> pixels;
-        for (int i = 0; i < 64 * 24; ++i)
-            pixels.insert(pixels.end(), {static_cast<uint8_t>(color.red), static_cast<uint8_t>(color.green),
-                                         static_cast<uint8_t>(color.blue)});
+        std::vector<uint8_t> pixels(64 * 24 * 3);
+        for (size_t i = 0; i < pixels.size(); ++i)
+            pixels[i] = static_cast<uint8_t>(std::array{color.red, color.green, color.blue}[i % 3]);
         const auto field = FrameCompressor::Create({})->Compress({pixels, kRGB24PixelFormat, 64, 24});
         frame.insert(frame.end(), field.Bytes().begin(), field.Bytes().end());
     }
@@ -185,56 +128,6 @@ TEST(FrameDecoder, TwoFieldsAreWoven)
     ASSERT_EQ(Decode(DescriptionOf("mjpa", 64, 48), frame, port), noErr);
     for (int32_t y = 10; y < 30; ++y)
         EXPECT_LE(Distance(port.ColorAt(20, y), y % 2 == 0 ? kRed : kBlue), 16) << y << port.ColorAt(20, y);
-}
-
-// A codec that can't do without the set-up that its description holds, here within the nested descriptors of "esds".
-TEST(FrameDecoder, SetUpComesFromTheDescription)
-{
-    constexpr int32_t width = 64, height = 48;
-    const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_FFV1);
-    const CodecContextOwner encoder(avcodec_alloc_context3(codec));
-    const FrameOwner picture(av_frame_alloc());
-    const PacketOwner packet(av_packet_alloc());
-    auto pixels = Quarters(kPixelFormat32, width, height);
-    picture->format = encoder->pix_fmt = AV_PIX_FMT_BGR0;
-    picture->width = encoder->width = width;
-    picture->height = encoder->height = height;
-    picture->data[0] = pixels.data();
-    picture->linesize[0] = width * 4;
-    encoder->time_base = {1, 25};
-    encoder->level = 3;
-    ASSERT_EQ(avcodec_open2(encoder.get(), codec, nullptr), 0);
-    ASSERT_EQ(avcodec_send_frame(encoder.get(), picture.get()), 0);
-    ASSERT_EQ(avcodec_receive_packet(encoder.get(), packet.get()), 0);
-    const std::span<const uint8_t> frame(packet->data, static_cast<size_t>(packet->size));
-
-    const auto size = static_cast<uint8_t>(encoder->extradata_size);
-    std::vector<uint8_t> atom = {0, 0, 0, 0, 'e', 's', 'd', 's', 0, 0, 0, 0, 3, 0x80, 0x80, 0x80, 60, 0, 1, 0, 4, 50};
-    atom.resize(atom.size() + 13);
-    atom.insert(atom.end(), {5, 0x80, size});
-    atom.insert(atom.end(), encoder->extradata, encoder->extradata + size);
-    atom[3] = static_cast<uint8_t>(atom.size());
-    ImageDescription description = DescriptionOf("FFV1", width, height);
-    description.extensions = atom;
-    const TestPort port(width, height);
-    ASSERT_EQ(Decode(description, frame, port), noErr);
-    ExpectQuarters(port, 0, "FFV1");
-    while (description.extensions.size() > 9) {
-        description.extensions.pop_back();
-        --description.extensions[3];
-        EXPECT_NE(Decode(description, frame, port), noErr) << description.extensions.size();
-    }
-}
-
-// A frame cut short shows as far as it goes.
-TEST(FrameDecoder, TheStartOfATruncatedFrameShows)
-{
-    auto jpeg = QuartersJpeg(640, 480);
-    jpeg.resize(jpeg.size() * 3 / 4);
-    const TestPort port(640, 480);
-    ASSERT_EQ(Decode(DescriptionOf("jpeg", 640, 480), jpeg, port), noErr);
-    EXPECT_LE(Distance(port.ColorAt(100, 100), kRed), 10);
-    EXPECT_GE(Distance(port.ColorAt(600, 470), kWhite), 10);
 }
 
 // Damaged frames of every kind of decoder end in a result, and a sound frame after them shows as if nothing had been.

@@ -4,12 +4,12 @@
 #include "platform/compression/FrameDecoder.h"
 #include "platform/drawing/Ports.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
-#include <initializer_list>
-#include <ostream>
+#include <string>
 #include <vector>
 
 namespace pictures {
@@ -31,31 +31,16 @@ inline int Distance(const Color& a, const Color& b)
 
 inline constexpr Color kRed{200, 30, 30}, kGreen{30, 190, 40}, kBlue{40, 50, 210}, kWhite{235, 235, 235};
 
-inline uint8_t* PixelIn(const platform::PortPixels& pixels, int32_t x, int32_t y)
-{
-    return pixels.pixels + ptrdiff_t{y} * pixels.rowBytes + ptrdiff_t{x} * 4;
-}
-
 inline Color ColorIn(const platform::PortPixels& pixels, int32_t x, int32_t y)
 {
-    const uint8_t* pixel = PixelIn(pixels, x, y);
+    const uint8_t* pixel = pixels.pixels + ptrdiff_t{y} * pixels.rowBytes + ptrdiff_t{x} * 4;
     return {pixel[2], pixel[1], pixel[0]};
-}
-
-inline void SetIn(const platform::PortPixels& pixels, int32_t x, int32_t y, const Color& color)
-{
-    const uint8_t bytes[4] = {static_cast<uint8_t>(color.blue), static_cast<uint8_t>(color.green),
-                              static_cast<uint8_t>(color.red), 255};
-    std::copy_n(bytes, 4, PixelIn(pixels, x, y));
 }
 
 /// A port that ends with its owner.
 class TestPort {
 public:
-    TestPort(int32_t width, int32_t height, platform::PortChanged changed = {})
-        : port(platform::NewPort(width, height, std::move(changed)))
-    {
-    }
+    TestPort(int32_t width, int32_t height) : port(platform::NewPort(width, height)) {}
     ~TestPort() { platform::ReleasePort(port); }
     TestPort(const TestPort&) = delete;
     TestPort& operator=(const TestPort&) = delete;
@@ -74,22 +59,18 @@ private:
     platform::PortReference port;
 };
 
-/// Luma, blue and red difference of a colour in video range.
-struct Yuv {
-    uint8_t y, u, v;
-};
-
 inline int LumaOf(const Color& c)
 {
     return static_cast<int>(std::lround(0.299 * c.red + 0.587 * c.green + 0.114 * c.blue));
 }
 
-inline Yuv YuvOf(const Color& c)
+/// Luma, blue and red difference of a colour in video range.
+inline std::array<int, 3> YuvOf(const Color& c)
 {
-    const auto byte = [](double value) { return static_cast<uint8_t>(std::lround(value)); };
+    const auto rounded = [](double value) { return static_cast<int>(std::lround(value)); };
     const double luma = 0.299 * c.red + 0.587 * c.green + 0.114 * c.blue;
-    return {byte(16 + luma * 219 / 255), byte(128 + (c.blue - luma) / 1.772 * 224 / 255),
-            byte(128 + (c.red - luma) / 1.402 * 224 / 255)};
+    return {rounded(16 + luma * 219 / 255), rounded(128 + (c.blue - luma) / 1.772 * 224 / 255),
+            rounded(128 + (c.red - luma) / 1.402 * 224 / 255)};
 }
 
 /// The colour of a place in a test picture: a quarter each of red, green, blue and white, in reading order.
@@ -113,7 +94,7 @@ inline std::vector<uint8_t> Quarters(platform::FourCharCode format, int32_t widt
     for (int32_t y = 0; y < height; ++y)
         for (int32_t x = 0; x < width; ++x) {
             const Color c = QuarterColor(x, y, width, height);
-            const Yuv yuv = YuvOf(c);
+            const auto [luma, blue, red] = YuvOf(c);
             const int32_t row = y * rowBytes, pair = row + x / 2 * 4, block = y / 2 * half + x / 2;
             if (format == kPixelFormat32) {
                 put(row + x * 4, {c.blue, c.green, c.red, 255});
@@ -123,31 +104,38 @@ inline std::vector<uint8_t> Quarters(platform::FourCharCode format, int32_t widt
                 put(row + x * 3, {c.blue, c.green, c.red});
             } else if (format == k2vuyPixelFormat || format == kYuvsPixelFormat) {
                 const int32_t chromaFirst = format == k2vuyPixelFormat ? 1 : 0;
-                put(row + x * 2 + chromaFirst, {yuv.y});
-                put(pair + 1 - chromaFirst, {yuv.u});
-                put(pair + 3 - chromaFirst, {yuv.v});
+                put(row + x * 2 + chromaFirst, {luma});
+                put(pair + 1 - chromaFirst, {blue});
+                put(pair + 3 - chromaFirst, {red});
             } else if (format == kGreyPixelFormat) {
                 put(row + x, {LumaOf(c)});
             } else {
-                put(row + x, {yuv.y});
-                put(format == kNV12PixelFormat ? chroma + 2 * block : chroma + block, {yuv.u});
-                put(format == kNV12PixelFormat ? chroma + 2 * block + 1 : second + block, {yuv.v});
+                put(row + x, {luma});
+                put(format == kNV12PixelFormat ? chroma + 2 * block : chroma + block, {blue});
+                put(format == kNV12PixelFormat ? chroma + 2 * block + 1 : second + block, {red});
             }
         }
     return bytes;
 }
 
 /// The centres of the four quarters of a picture, in reading order.
-struct Place {
-    int32_t x, y;
-};
-
-inline std::array<Place, 4> QuarterCentres(int32_t width, int32_t height)
+inline std::array<std::array<int32_t, 2>, 4> QuarterCentres(int32_t width, int32_t height)
 {
-    return {{{width / 4, height / 4},
-             {width * 3 / 4, height / 4},
-             {width / 4, height * 3 / 4},
-             {width * 3 / 4, height * 3 / 4}}};
+    const int32_t left = width / 4, top = height / 4, right = width * 3 / 4, bottom = height * 3 / 4;
+    return {{{left, top}, {right, top}, {left, bottom}, {right, bottom}}};
+}
+
+/// Checks the middle of each quarter.
+inline void ExpectQuarters(const TestPort& port, int tolerance, const std::string& name, bool grey = false)
+{
+    const auto pixels = port.Pixels();
+    for (const auto& [x, y] : QuarterCentres(pixels.width, pixels.height)) {
+        Color expected = QuarterColor(x, y, pixels.width, pixels.height);
+        if (grey)
+            expected = {LumaOf(expected), LumaOf(expected), LumaOf(expected)};
+        EXPECT_LE(Distance(port.ColorAt(x, y), expected), tolerance)
+            << name << " at " << x << "," << y << ": " << port.ColorAt(x, y) << " for " << expected;
+    }
 }
 
 /// A JPEG of four quarters.

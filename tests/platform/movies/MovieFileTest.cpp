@@ -246,25 +246,4 @@ TEST(MovieFile, ReachesPastFourGigabytes)
     EXPECT_EQ(ReadFile(folder / "one.jpg"), JpegFrame(64, 48, 9));
 }
 
-TEST(MovieFile, ShowsThePiecesThatWereInserted)
-{
-    if (!HasTool("ffprobe"))
-        GTEST_SKIP() << "needs ffprobe and ffmpeg";
-    const TemporaryFolder folder;
-    const std::string path = folder / "pieces.mov";
-    RecordedMovie movie(path);
-    for (int i = 0; i < 10; ++i)
-        ASSERT_EQ(movie.AddVideo(JpegFrame(64, 48, i), ImageRecord("jpeg", 64, 48), 100), noErr);
-    ASSERT_EQ(EndMediaEdits(movie.video), noErr);
-    ASSERT_EQ(InsertMediaIntoTrack(movie.videoTrack, -1, 500, 500, Long2Fix(1)), noErr);
-    ASSERT_EQ(InsertMediaIntoTrack(movie.videoTrack, 0, 0, 200, Long2Fix(1)), noErr);
-    ASSERT_EQ(AddMovieToStorage(movie.movie, movie.handler), noErr);
-    ASSERT_EQ(movie.Close(), noErr);
-    // The first two frames, then the last five.
-    EXPECT_EQ(OutputOf("ffprobe -v error -select_streams v -of csv=p=0 -show_entries frame=pts " + Quoted(path) +
-                       " | tr '\\n' ' '"),
-              "0 100 200 300 400 500 600 ");
-    EXPECT_EQ(OutputOf("ffprobe -v error -of csv=p=0 -show_entries format=duration " + Quoted(path)), "1.166667\n");
-}
-
 } // namespace

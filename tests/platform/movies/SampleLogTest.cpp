@@ -59,30 +59,6 @@ TEST(SampleLog, GivesBackWhatWasAddedAsAWholeAndInParts)
     EXPECT_TRUE(part.empty());
 }
 
-TEST(SampleLog, MergesOnlySoundThatGoesOn)
-{
-    const SampleRun first{1, 0, true, 100, 1, 36, 400};
-    struct Case {
-        SampleRun next;
-        bool merged;
-    };
-    const Case cases[] = {
-        {{1, 0, true, 50, 1, 436, 200}, true},   {{1, 0, true, 50, 1, 437, 200}, false},
-        {{0, 0, true, 50, 1, 436, 200}, false},  {{1, 1, true, 50, 1, 436, 200}, false},
-        {{1, 0, false, 50, 1, 436, 200}, false}, {{1, 0, true, 50, 2, 436, 200}, false},
-        {{1, 0, true, 50, 1, 436, 250}, false},  {{1, 0, true, 50, 1, 436, 201}, false},
-        {{1, 0, true, 1, 1, 436, 4}, false},     {{1, 0, true, 500000, 1, 436, 2000000}, false},
-    };
-    for (const Case& test : cases) {
-        SampleLog log;
-        log.Add(first);
-        log.Add(test.next);
-        const auto runs = RunsOf(log);
-        ASSERT_EQ(runs.size(), test.merged ? 1U : 2U) << "case " << &test - cases;
-        EXPECT_EQ(runs.back(), test.merged ? (SampleRun{1, 0, true, 150, 1, 36, 600}) : test.next);
-    }
-}
-
 // An hour of pictures at uneven times, with sound: what it takes in memory, and what its journal takes in the file.
 TEST(SampleLog, StaysSmallForAnHour)
 {
