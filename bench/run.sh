@@ -3,7 +3,7 @@
 # how it came about. Each figure is a ratio to a peer in the same run, or a physical quantity.
 set -eu
 cd "$(dirname "$0")/.."
-packaging/install-packages.sh
+packaging/install-packages.sh build screen test bench
 cmake --preset release >/dev/null
 cmake --build build/release
 programs=$PWD/build/release/bin

@@ -20,7 +20,7 @@ from desktop import Screen, Velmora, probe, wait_for  # noqa: E402
 
 PROGRAMS = os.path.abspath(sys.argv[1])
 SECONDS = 10
-CAMERA = ["--size", "1920x1080", "--rate", "30", "--format", "mjpeg", "--frame-bytes", "500000"]
+CAMERA = ["--name", "BenchCamera", "--size", "1920x1080", "--rate", "30", "--format", "mjpeg", "--frame-bytes", "500000"]
 
 
 def row(name, figure, bound, note=""):
@@ -74,12 +74,12 @@ def run_velmora(screen):
 
 
 def run_pipeline(screen):
-    pipeline = ("pipewiresrc ! jpegdec ! clockoverlay ! videoconvert ! videoscale ! "
+    pipeline = ("pipewiresrc target-object=BenchCamera ! image/jpeg ! jpegdec ! clockoverlay ! videoconvert ! videoscale add-borders=false ! "
                 "video/x-raw,width=640,height=480 ! ximagesink")
     with Camera():
         began = time.monotonic()
         process = screen.start(["gst-launch-1.0", *pipeline.split()])
-        window = screen.wait_for_window(".", process, 10)
+        window = wait_for("the pipeline's window", 10, lambda: screen.windows(process))[0]
         reader = [os.path.join(PROGRAMS, "read_pattern"), screen.memory]
         place = [str(value) for value in screen.rectangle(window)]
         wait_for("the pipeline's picture", 10, lambda: screen.output(*reader, *place).split()[:1] not in ([], ["none"]))
@@ -156,9 +156,9 @@ def finished(command, **options):
 def record():
     folder = os.environ.get("TMPDIR", "/tmp")
     ours, live, copy, tee = (os.path.join(folder, f"velmora-bench-{name}.mov") for name in ("ours", "live", "copy", "tee"))
-    pipeline = ("gst-launch-1.0 -e pipewiresrc num-buffers=300 ! image/jpeg ! tee name=t t. ! queue ! jpegdec ! "
-                "clockoverlay ! videoconvert ! videoscale ! video/x-raw,width=640,height=480 ! ximagesink "
-                f"t. ! queue ! mux. pulsesrc num-buffers=1000 ! audioconvert ! mux. qtmux name=mux ! "
+    pipeline = ("gst-launch-1.0 -e pipewiresrc target-object=BenchCamera num-buffers=300 ! image/jpeg ! tee name=t t. ! queue ! jpegdec ! "
+                "clockoverlay ! videoconvert ! videoscale add-borders=false ! video/x-raw,width=640,height=480 ! ximagesink "
+                f"t. ! queue ! mux. pulsesrc num-buffers=1000 ! audioconvert ! queue ! mux. qtmux name=mux ! "
                 f"filesink location={tee}").split()
     screen = Screen(reach_session=True)
     recorder = os.path.join(PROGRAMS, "velmora-record")

@@ -3,6 +3,7 @@
 #   build   what compiles it, and with it what it runs with
 #   screen  a screen of its own for a machine without one, and what works and judges a window on it
 #   test    the servers and players that tests work with and are judged by
+#   bench   what benchmarks are held against
 # Usage: packaging/install-packages.sh GROUP...
 set -eu
 
@@ -12,7 +13,9 @@ build="cmake ninja-build ccache g++ pkg-config git ca-certificates
     fonts-liberation fonts-dejavu-core"
 screen="xvfb xauth openbox xdotool x11-utils imagemagick ffmpeg python3"
 test="dbus pipewire pipewire-pulse pipewire-v4l2 wireplumber pulseaudio-utils mediainfo gstreamer1.0-tools
-    gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire gstreamer1.0-libav"
+    gstreamer1.0-plugins-base gstreamer1.0-plugins-base-apps gstreamer1.0-plugins-good gstreamer1.0-pipewire gstreamer1.0-libav"
+
+bench="gstreamer1.0-x"
 
 wanted=""
 for group in "$@"; do
@@ -20,6 +23,7 @@ for group in "$@"; do
         build) wanted="$wanted $build" ;;
         screen) wanted="$wanted $screen" ;;
         test) wanted="$wanted $test" ;;
+        bench) wanted="$wanted $bench" ;;
         *)
             echo "install-packages.sh: no group '$group'" >&2
             exit 2

@@ -1,6 +1,5 @@
 #include "control/ControlTest.h"
 #include "platform/drawing/Ports.h"
-#include "platform/memory/Handles.h"
 #include "recording/NullMemoryBlock.h"
 
 namespace velmora {
@@ -43,21 +42,6 @@ TEST_F(ControlTest, BuffersByOrigin)
     Expect({"MsgBox(NewGWorld error-50)"});
     script.Returns("MakeImageDescriptionForPixMap", -50);
     EXPECT_EQ(plain.GetImageDescription(), 0);
-}
-
-TEST_F(ControlTest, BlocksAsHandles)
-{
-    const auto block = framework::New<MemoryBlock>(8);
-    block->StringValue(0, 8, "abcdefgh");
-    const int32_t handle = Utilities::memoryblocktohandle(block, 5);
-    const auto bytes = platform::HandleBytes(handle);
-    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "abcde");
-    Utilities::DisposeHandle(handle);
-    EXPECT_EQ(platform::GetHandleSize(handle), 0);
-    EXPECT_EQ(Utilities::memoryblocktohandle(nullptr, 5), 0);
-    EXPECT_EQ(Utilities::memoryblocktohandle(block, 0), 0);
-    EXPECT_EQ(Utilities::memoryblocktohandle(block, std::numeric_limits<int32_t>::max()), 0);
-    Expect({"MsgBox(err: dim m)", "MsgBox(err: size <1)", "MsgBox(mynamehandle < 1)"});
 }
 
 } // namespace

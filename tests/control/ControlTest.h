@@ -18,20 +18,15 @@ struct VelmoraCanvasInspector {
     int32_t& theSGComp = canvas.theSGComp;
     int32_t& sgVideoChannel = canvas.sgVideoChannel;
     int32_t& sgSoundChannel = canvas.sgSoundChannel;
-    int32_t& refCon = canvas.refCon;
     bool& VideoPreviewState = canvas.VideoPreviewState;
     bool& isRecording = canvas.isRecording;
     bool& gotaudio = canvas.gotaudio;
-    int32_t& lasttimevalue = canvas.lasttimevalue;
     int32_t& preaudiotimeval = canvas.preaudiotimeval;
     int32_t& videoRecordWidth = canvas.videoRecordWidth;
-    int32_t& videoMedia = canvas.myvideomedia;
     Reference<CaptureClassTimer>& pollTimer = canvas.pollTimer;
-    Reference<GWorldWrapper>& GWorld = canvas.GWorld;
     Reference<Picture>& decomppicture = canvas.decomppicture;
     Reference<MemoryBlock>& decompSeq = canvas.decompSeq;
     Reference<MemoryBlock>& displaySeq = canvas.displaySeq;
-    Reference<MemoryBlock>& outputMovie = canvas.outputMovie;
     Reference<MemoryBlock>& videoList = canvas.theSGVideoDeviceList;
     Reference<MemoryBlock>& soundList = canvas.theSGSoundDeviceList;
 
@@ -41,7 +36,7 @@ struct VelmoraCanvasInspector {
     void Append(int32_t c, int32_t p, int32_t len) { canvas.AppendDataProcDataToMovie(c, p, len, 40); }
     int32_t Deliver(int32_t c, int32_t p, int32_t len, int32_t time, int16_t writeType = 0)
     {
-        return VelmoraCanvas::DataProc(c, p, len, 0, 0, time, writeType, refCon);
+        return VelmoraCanvas::DataProc(c, p, len, 0, 0, time, writeType, canvas.refCon);
     }
 };
 

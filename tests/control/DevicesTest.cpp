@@ -6,13 +6,9 @@ namespace {
 
 using scripted::Arguments;
 
-class DevicesTest : public ControlTest {
-protected:
-    DevicesTest() { OpenSession(); }
-};
-
-TEST_F(DevicesTest, ListsAreReadAtTheirOffsets)
+TEST_F(ControlTest, ListsAreReadAtTheirOffsets)
 {
+    OpenSession();
     const int32_t inputsHandle = platform::NewHandleClear(8 + 2 * 76),
                   listHandle = platform::NewHandleClear(8 + 3 * 80);
     const auto inputs = framework::MemoryBlock::At(platform::Peek<int32_t>(inputsHandle));
@@ -48,8 +44,9 @@ TEST_F(DevicesTest, ListsAreReadAtTheirOffsets)
     EXPECT_EQ(script.Take().back(), "Error(-9406)");
 }
 
-TEST_F(DevicesTest, DialogsAreBracketed)
+TEST_F(ControlTest, DialogsAreBracketed)
 {
+    OpenSession();
     const struct {
         std::function<void()> show;
         std::string operation, tag, channel, namedAfter;
@@ -61,8 +58,8 @@ TEST_F(DevicesTest, DialogsAreBracketed)
     };
     script.Returns("SGSettingsDialog", -128);
     for (const auto& c : cases)
-        for (const int mode : {0, 1, 2, 3}) {
-            const bool dataProc = (mode & 1) != 0, preview = (mode & 2) != 0;
+        for (const bool dataProc : {false, true}) {
+            const bool preview = dataProc == (c.channel == "22");
             SCOPED_TRACE(::testing::Message() << c.tag << dataProc << preview);
             canvas->UseDataProc = dataProc;
             inside.VideoPreviewState = preview;
@@ -89,70 +86,34 @@ TEST_F(DevicesTest, DialogsAreBracketed)
         }
 }
 
-TEST_F(DevicesTest, SettingsAreRestoredAndChannelsFound)
+// A bus of two devices: the first has two modes, of which the second is video; the second device is never reached.
+TEST_F(ControlTest, DeckCommandsAndTheirFailures)
 {
-    std::string given;
-    script.answers["NewUserDataFromHandle"] = [&given](const Arguments& a) {
-        const auto bytes = platform::HandleBytes(a[0]);
-        given.assign(bytes.begin(), bytes.end());
-        platform::Poke<int32_t>(a[1], 77);
-        return -1; // passes in silence
-    };
-    script.answers["SGGetIndChannel"] = [](const Arguments& a) {
-        const char* types[] = {"vide", "soun", "text", "vide"};
-        if (a[1] > 4)
-            return -9406;
-        platform::Poke(a[2], 30 + a[1]);
-        platform::Poke(a[3], platform::CodeOf(types[a[1] - 1]));
+    OpenSession();
+    std::string frame;
+    const platform::Component deck = platform::RegisterComponent(
+        {.type = platform::CodeOf("ihlr"), .subtype = platform::CodeOf("dv  ")}, "DV", [this] {
+            script.Note("open");
+            return std::shared_ptr<platform::ComponentObject>(new platform::ComponentObject, [this](auto* object) {
+                script.Note("close");
+                delete object;
+            });
+        });
+    script.Writes("IDHGetDeviceList", {{1, 5}});
+    script.Writes("IDHGetDeviceControl", {{1, 99}});
+    script.Returns("QTCountChildrenOfType", 2);
+    // Atoms are numbered by their path: device 1, its isoc 11, the modes 111 and 112, their types 1111 and 1121.
+    script.answers["QTFindChildByIndex"] = [](const Arguments& a) { return a[1] * 10 + a[3]; };
+    script.answers["QTCopyAtomDataToPtr"] = [](const Arguments& a) {
+        platform::Poke(a[4], platform::CodeOf(a[1] == 1121 ? "vide" : "soun"));
         return 0;
     };
-    script.unnoted = {"SGGetIndChannel"};
-    inside.VideoPreviewState = false; // a restore starts the picture all the same
-    const int64_t before = platform::BytesInUse();
-    canvas->UserSettings(String("\x01\xFF", framework::kEncodingNone));
-    Expect({"SGStop(12)", "> SGStop=0", "NewUserDataFromHandle(@, @)", "SGSetSettings(12, 77, 0)",
-            "DisposeUserData(77)", "SGStartRecord(12)"});
-    EXPECT_EQ(given, "\x01\xFF");
-    EXPECT_TRUE(inside.sgVideoChannel == 34 && inside.sgSoundChannel == 32);
-    EXPECT_EQ(platform::BytesInUse(), before);
-}
-
-// A bus of two devices: the first has two modes, of which the second is video; the second device is never reached.
-class DeckTest : public DevicesTest {
-protected:
-    DeckTest()
-    {
-        deck = platform::RegisterComponent(
-            {.type = platform::CodeOf("ihlr"), .subtype = platform::CodeOf("dv  ")}, "DV", [this] {
-                script.Note("open");
-                return std::shared_ptr<platform::ComponentObject>(new platform::ComponentObject, [this](auto* object) {
-                    script.Note("close");
-                    delete object;
-                });
-            });
-        script.Writes("IDHGetDeviceList", {{1, 5}});
-        script.Writes("IDHGetDeviceControl", {{1, 99}});
-        script.Returns("QTCountChildrenOfType", 2);
-        // Atoms are numbered by their path: device 1, its isoc 11, the modes 111 and 112, their types 1111 and 1121.
-        script.answers["QTFindChildByIndex"] = [](const Arguments& a) { return a[1] * 10 + a[3]; };
-        script.answers["QTCopyAtomDataToPtr"] = [](const Arguments& a) {
-            platform::Poke(a[4], platform::CodeOf(a[1] == 1121 ? "vide" : "soun"));
-            return 0;
-        };
-        script.answers["DeviceControlDoAVCTransaction"] = [this](const Arguments& a) {
-            const auto parameters = framework::MemoryBlock::At(a[1]);
-            EXPECT_TRUE(parameters->Long(4) == 4 && parameters->Long(12) == 16 && parameters->Long(16) == 0);
-            frame = parameters->Ptr(0)->StringValue(0, 4).Bytes();
-            return -36; // not looked at
-        };
-    }
-    ~DeckTest() override { platform::UnregisterComponent(deck); }
-    platform::Component deck = 0;
-    std::string frame;
-};
-
-TEST_F(DeckTest, FramesOfTheCommands)
-{
+    script.answers["DeviceControlDoAVCTransaction"] = [&frame](const Arguments& a) {
+        const auto parameters = framework::MemoryBlock::At(a[1]);
+        EXPECT_TRUE(parameters->Long(4) == 4 && parameters->Long(12) == 16 && parameters->Long(16) == 0);
+        frame = parameters->Ptr(0)->StringValue(0, 4).Bytes();
+        return -36; // not looked at
+    };
     using Command = void (VelmoraCanvas::*)();
     const std::pair<Command, const char*> cases[] = {
         {&VelmoraCanvas::DeviceControlPlay, "\xC3\x75"},
@@ -182,16 +143,12 @@ TEST_F(DeckTest, FramesOfTheCommands)
                  "QTCopyAtomDataToPtr(5, 1121, 1, 4, @, @)", "QTUnlockContainer(5)",
                  "IDHSetDeviceConfiguration(session, 5, 112)", "IDHGetDeviceControl(session, @)",
                  "DeviceControlDoAVCTransaction(99, @)", "close"});
-}
-
-TEST_F(DeckTest, Failures)
-{
     const struct {
         const char* function;
         int32_t result;
         Lines errors;
         bool sent;
-    } cases[] = {
+    } failures[] = {
         {"IDHGetDeviceControl", -4, {"Error(-4)"}, true},
         {"IDHSetDeviceConfiguration", -3, {"Error(-3)", "Error(-4)"}, true},
         {"QTCopyAtomDataToPtr", -2, Lines(4, "Error(-2)"), false}, // of each mode
@@ -199,7 +156,7 @@ TEST_F(DeckTest, Failures)
         {"QTCountChildrenOfType", 0, {"Error(0)"}, false},
         {"IDHGetDeviceList", -1, {"Error(-1)"}, false},
     };
-    for (const auto& c : cases) { // from the last step to the first
+    for (const auto& c : failures) { // from the last step to the first
         script.Returns(c.function, c.result);
         frame.clear();
         canvas->DeviceControlPlay();
@@ -209,10 +166,12 @@ TEST_F(DeckTest, Failures)
         EXPECT_EQ(noted, c.errors) << c.function;
         EXPECT_EQ(!frame.empty(), c.sent) << c.function;
     }
+    platform::UnregisterComponent(deck);
 }
 
-TEST_F(DevicesTest, FeaturesAreReadAndWritten)
+TEST_F(ControlTest, FeaturesAreReadAndWritten)
 {
+    OpenSession();
     uint32_t capabilities = 4;
     script.Writes("VDIIDCGetFeaturesForSpecifier", {{2, 5}});
     script.Returns("QTFindChildByIndex", 6);

@@ -28,31 +28,6 @@ TEST_F(ControlTest, VideoPreviewOnAndOff)
     }
 }
 
-TEST_F(ControlTest, ModesAreAskedForWithAnEventOnSuccess)
-{
-    const struct {
-        bool dataProc;
-        uint8_t preview, record;
-        int32_t result;
-        bool previews;
-    } cases[] = {
-        {true, 0, 1, 0, true},  {true, 1, 0, 0, false},  {false, 0, 1, 0, false},
-        {false, 1, 0, 0, true}, {true, 0, 0, -5, false},
-    };
-    OpenSession();
-    for (const auto& c : cases) {
-        canvas->UseDataProc = c.dataProc;
-        script.answers["SGGetMode"] = [&c](const auto& a) {
-            return platform::Poke(a[1], c.preview) && platform::Poke(a[2], c.record) ? c.result : -1;
-        };
-        EXPECT_EQ(canvas->VideoPreview(), c.previews);
-        EXPECT_EQ(inside.VideoPreviewState, c.previews);
-        EXPECT_EQ(canvas->RecordState(), c.record != 0);
-        const std::string call = "SGGetMode(12, @, @)";
-        Expect(c.result == 0 ? Lines{call, "Error(0)", call, "Error(0)"} : Lines{call, call});
-    }
-}
-
 TEST_F(ControlTest, EnablingChannels)
 {
     OpenSession();
@@ -63,7 +38,6 @@ TEST_F(ControlTest, EnablingChannels)
             const std::string number = video ? "22" : "21", kind = video ? "Video" : "Sound";
             canvas->UseDataProc = dataProc;
             enable(false);
-            enable(false); // no channel, no call
             enable(true);
             Lines expected{"SGDisposeChannel(12, " + number + ")",
                            std::string("SGNewChannel(12, ") + (video ? "'vide'" : "'soun'") + ", @)",

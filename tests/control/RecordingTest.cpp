@@ -20,15 +20,6 @@ const Lines ended{"EndMediaEdits(71)",         "InsertMediaIntoTrack(61, -1, 0, 
                   "EndMediaEdits(72)",         "InsertMediaIntoTrack(62, -1, 0, 66150, 65536)",
                   "AddMovieToStorage(52, 51)", "CloseMovieStorage(51)"};
 
-// The first `count` lines, and a message box behind them.
-Lines UpTo(const Lines& lines, int count, const char* message)
-{
-    Lines some(lines.begin(), lines.begin() + count);
-    if (message != nullptr)
-        some.push_back(std::string("MsgBox(") + message + ")");
-    return some;
-}
-
 class RecordingTest : public ControlTest {
 protected:
     RecordingTest()
@@ -72,66 +63,54 @@ TEST_F(RecordingTest, DirectlyByTheGrabber)
             "SGStartPreview(12)", "Error(-2)"});
 }
 
-TEST_F(RecordingTest, BeginningFailures)
+TEST_F(RecordingTest, Failures)
 {
     const struct {
+        const Lines& lines; // of the beginning or of the end
         const char* function;
-        int32_t failing; // an argument of the call that fails
+        int32_t failing; // the size, track, media or movie of the call that fails
         int32_t result;
-        int calls;
-        const char* message;
-    } cases[] = {
-        {"NewMovieTrack", 320 * 65536, 0, 3, "NewMovieTrack failed(video)."},
-        {"NewTrackMedia", 61, 0, 4, "NewTrackMedia failed. (video)"},
-        {"NewMovieTrack", 0, 0, 5, "NewMovieTrack failed. (sound)"},
-        {"NewTrackMedia", 62, 0, 6, "NewTrackMedia failed. (sound)"},
-        {"BeginMediaEdits", 71, -1, 7, "error beginmediaedits (video)"},
-        {"BeginMediaEdits", 72, -1, 8, "error beginmediaedits (sound)"},
-    };
-    for (const auto& c : cases) {
-        scripted::Reset();
-        Quiet();
-        const auto plain = script.answers[c.function];
-        const size_t place = c.function == std::string("NewMovieTrack") ? 1 : 0;
-        script.answers[c.function] = [&](const auto& a) {
-            return a[place] == c.failing ? c.result : plain ? plain(a) : 0;
-        };
-        canvas->Record(file);
-        Expect(UpTo(begun, c.calls, c.message));
-        EXPECT_TRUE(inside.isRecording) << "a recording begins whatever was met";
-    }
-}
-
-TEST_F(RecordingTest, FinishingFailures)
-{
-    const struct {
-        const char* function;
-        int32_t failing;
         int calls;
         const char* message;
         bool raises;
     } cases[] = {
-        {"EndMediaEdits", 71, 1, "error EndMediaEdits (video buffer)", false},
-        {"InsertMediaIntoTrack", 61, 2, "error InsertMediaIntoTrack (video) clip", true},
-        {"EndMediaEdits", 72, 3, "error EndMediaEdits (sound)", true},
-        {"InsertMediaIntoTrack", 62, 4, "error InsertMediaIntoTrack (sound) clip: -8", true},
-        {"AddMovieToStorage", 52, 6, nullptr, false},
-        {"CloseMovieStorage", 51, 6, nullptr, false},
+        {begun, "NewMovieTrack", 320 * 65536, 0, 3, "NewMovieTrack failed(video).", false},
+        {begun, "NewTrackMedia", 61, 0, 4, "NewTrackMedia failed. (video)", false},
+        {begun, "NewMovieTrack", 0, 0, 5, "NewMovieTrack failed. (sound)", false},
+        {begun, "NewTrackMedia", 62, 0, 6, "NewTrackMedia failed. (sound)", false},
+        {begun, "BeginMediaEdits", 71, -1, 7, "error beginmediaedits (video)", false},
+        {begun, "BeginMediaEdits", 72, -1, 8, "error beginmediaedits (sound)", false},
+        {ended, "EndMediaEdits", 71, -8, 1, "error EndMediaEdits (video buffer)", false},
+        {ended, "InsertMediaIntoTrack", 61, -8, 2, "error InsertMediaIntoTrack (video) clip", true},
+        {ended, "EndMediaEdits", 72, -8, 3, "error EndMediaEdits (sound)", true},
+        {ended, "InsertMediaIntoTrack", 62, -8, 4, "error InsertMediaIntoTrack (sound) clip: -8", true},
+        {ended, "AddMovieToStorage", 52, -8, 6, nullptr, false},
+        {ended, "CloseMovieStorage", 51, -8, 6, nullptr, false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(::testing::Message() << c.function << c.failing);
-        canvas->Record(file);
+        scripted::Reset();
+        Quiet();
+        if (&c.lines == &ended)
+            canvas->Record(file);
         script.Take();
-        script.answers[c.function] = [&c](const auto& a) { return a[0] == c.failing ? -8 : 0; };
+        const size_t place = c.function == std::string("NewMovieTrack") ? 1 : 0;
+        script.answers[c.function] = [&c, place, plain = script.answers[c.function]](const auto& a) {
+            return a[place] == c.failing ? c.result : plain ? plain(a) : 0;
+        };
         const int32_t breaks = framework::BreakCount();
         if (c.raises)
             EXPECT_THROW(canvas->Stop(), Reference<framework::RuntimeException>);
-        else
+        else if (&c.lines == &ended)
             canvas->Stop();
-        Expect(UpTo(ended, c.calls, c.message));
+        else
+            canvas->Record(file);
+        Lines expected(c.lines.begin(), c.lines.begin() + c.calls);
+        if (c.message != nullptr)
+            expected.push_back(std::string("MsgBox(") + c.message + ")");
+        Expect(expected);
         EXPECT_EQ(framework::BreakCount(), breaks + (c.message == nullptr ? 1 : 0));
-        EXPECT_FALSE(canvas->isActive || inside.isRecording);
-        script.answers.erase(c.function);
+        EXPECT_EQ(inside.isRecording, &c.lines == &begun) << "a recording begins whatever was met";
     }
 }
 

@@ -19,18 +19,12 @@ namespace {
 
 // An argument and how it is written.
 struct Argument {
+    Argument(int32_t value) : Argument(value, std::to_string(value)) {}
+    Argument(int32_t value, std::string written) : raw(value), text(std::move(written)) {}
     int32_t raw;
     std::string text;
 };
 
-Argument Written(int32_t value)
-{
-    return {value, std::to_string(value)};
-}
-Argument Written(Argument argument)
-{
-    return argument;
-}
 Argument Session(int32_t session)
 {
     return {session, session > 1000 ? "session" : std::to_string(session)};
@@ -59,7 +53,7 @@ Argument RectAt(int32_t address)
 
 template <typename... A> int32_t Play(const char* function, A... given)
 {
-    const std::vector<Argument> arguments{Written(given)...};
+    const std::vector<Argument> arguments{given...};
     Script& script = TheScript();
     if (!script.unnoted.contains(function)) {
         std::string line;

@@ -3,24 +3,6 @@
 namespace velmora {
 namespace {
 
-TEST_F(ControlTest, TicksFindTheirTimers)
-{
-    const auto make = [this](const char* name, int32_t ref) {
-        auto timer = framework::New<CarbonTimer>();
-        timer->Constructor(1);
-        timer->ref = ref;
-        timer->action = [this, name] { script.Note(name); };
-        return timer;
-    };
-    const auto a = make("a", 500), b = make("b", 501), c = make("c", 500);
-    CarbonTimer::timeraction(500, 0);
-    CarbonTimer::timeraction(502, 0);
-    b->action = [] { CarbonTimer::timers.reset(); }; // the end of the process, from within a tick
-    CarbonTimer::timeraction(501, 0);
-    CarbonTimer::timeraction(500, 0);
-    Expect({"a", "c"});
-}
-
 TEST_F(ControlTest, PollTimerOnTheRealLoop)
 {
     OpenSession();

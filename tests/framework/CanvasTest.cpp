@@ -66,30 +66,6 @@ TEST_F(CanvasTest, KeepsAFrameUntilARefresh)
     EXPECT_EQ(ShownAt(canvas->Widget(), 80, 40), kPainted);
 }
 
-// Notes the paint events of a widget.
-class PaintWatch : public QObject {
-public:
-    int paints = 0;
-
-protected:
-    bool eventFilter(QObject*, QEvent* event) override
-    {
-        paints += event->type() == QEvent::Paint ? 1 : 0;
-        return false;
-    }
-};
-
-TEST_F(CanvasTest, ShowsEachFrameAtOnce)
-{
-    PaintWatch watch;
-    canvas->Widget()->installEventFilter(&watch);
-    ShowFrame(kFrame);
-    ShowFrame(kPainted);
-    EXPECT_EQ(watch.paints, 2) << "also two in one turn of the loop";
-    platform::NotePortChanged(window.Port(), {0, 0, 20, 100});
-    EXPECT_EQ(watch.paints, 2) << "beside the canvas";
-}
-
 TEST_F(CanvasTest, KeepsItsContentThroughAResizeAndPaintsAnewAfterIt)
 {
     ShowFrame(kFrame);
@@ -107,45 +83,6 @@ TEST_F(CanvasTest, KeepsItsContentThroughAResizeAndPaintsAnewAfterIt)
     Turn();
     EXPECT_EQ(PixelAt(window.Port(), 399, 299), kPainted) << "moved, and clipped by the window";
     EXPECT_EQ(canvas->paints, 3);
-}
-
-TEST_F(CanvasTest, TheBackdropShowsBehindAnErasedCanvas)
-{
-    const auto picture = New<Picture>(50, 50);
-    picture->Graphics().ForeColor(kFrame);
-    picture->Graphics().FillRect(0, 0, 50, 50);
-    auto* plain = window.Add<Canvas>("Plain");
-    plain->Place(0, 0, 15, 60);
-    window.Backdrop(picture);
-    Turn();
-    EXPECT_TRUE(window.Backdrop() == picture);
-    EXPECT_EQ(ShownAt(plain->Widget(), 5, 5), kFrame);
-    EXPECT_EQ(ShownAt(plain->Widget(), 5, 55), kBack);
-    ShowFrame(kPainted);
-    plain->Refresh(false);
-    Turn();
-    EXPECT_EQ(ShownAt(plain->Widget(), 5, 5), kPainted) << "not erased, and nothing draws it";
-}
-
-TEST(Canvas, OutlivesItsWindowWithoutHarm)
-{
-    const auto canvas = std::make_shared<TestCanvas>();
-    platform::PortReference port = 0;
-    {
-        TestWindow window;
-        window.controls = [&](TestWindow& w) { w.Add("Canvas1", canvas)->Place(0, 0, 50, 50); };
-        window.Construct();
-        port = window.Port();
-        canvas->Refresh();
-    }
-    EXPECT_EQ(canvas->Window(), nullptr);
-    EXPECT_FALSE(platform::PixelsOfPort(port).has_value());
-    canvas->Refresh();
-    canvas->Width(10);
-    canvas->Enabled(true);
-    Turn();
-    EXPECT_FALSE(canvas->Visible());
-    EXPECT_EQ(canvas->paints, 0);
 }
 
 } // namespace

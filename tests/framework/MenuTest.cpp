@@ -4,7 +4,6 @@
 
 #include <QApplication>
 #include <QMenu>
-#include <QMenuBar>
 #include <QWindow>
 
 // What a window system does with a key: Qt's own tests press keys by the same function.
@@ -76,17 +75,6 @@ protected:
     Log chosen;
 };
 
-TEST_F(MenuTest, LooksUpThroughAllLevels)
-{
-    EXPECT_EQ(bar->Count(), 2);
-    EXPECT_EQ(bar->_Lookup("FileQuit")->Text, "Quit");
-    EXPECT_FALSE(bar->Child("FileQuit"));
-    EXPECT_FALSE(bar->_Lookup("Nothing"));
-    EXPECT_FALSE(bar->Item(2));
-    EXPECT_FALSE(bar->Item(-1));
-    EXPECT_EQ(bar->Child("FileMenu")->Item(2)->Text, "-");
-}
-
 TEST_F(MenuTest, EnablesByTheFrontWindowsHandlersBeforeItAsksForMore)
 {
     window.onEnable = [this] {
@@ -107,30 +95,6 @@ TEST_F(MenuTest, EnablesByTheFrontWindowsHandlersBeforeItAsksForMore)
     OpenMenu("VideoMenu");
     EXPECT_FALSE(Enabled("FileClose"));
     EXPECT_TRUE(Enabled("FileSave"));
-}
-
-TEST_F(MenuTest, ShowsWhatTheItemsBecame)
-{
-    window.ControlNamed<Canvas>("Canvas1")->EnableMenuItems = [this] {
-        bar->_Lookup("VideoEnabled")->Text = "Disabled";
-        bar->_Lookup("VideoEnabled")->Checked = true;
-    };
-    const auto devices = bar->_Lookup("DeviceMenu");
-    MakeItem(devices, "testmenu", "Camera");
-    MakeItem(devices, "", "No name");
-    OpenMenu("VideoMenu");
-    EXPECT_EQ(ActionNamed("VideoEnabled")->text(), "Disabled");
-    EXPECT_TRUE(ActionNamed("VideoEnabled")->isChecked());
-    EXPECT_TRUE(ActionNamed("DeviceMenu")->isEnabled()) << "it has items now";
-    const auto entries = ActionNamed("DeviceMenu")->menu<QMenu*>()->actions();
-    ASSERT_EQ(entries.size(), 2);
-    EXPECT_TRUE(entries[0]->isEnabled());
-    EXPECT_FALSE(entries[1]->isEnabled()) << "an unnamed item has no handler";
-    entries[0]->trigger();
-    EXPECT_EQ(chosen, Log{"testmenu"});
-    EXPECT_TRUE(ActionNamed("Separator")->isSeparator());
-    Turn();
-    EXPECT_EQ(entries.size(), ActionNamed("DeviceMenu")->menu<QMenu*>()->actions().size());
 }
 
 TEST_F(MenuTest, ChoosesOnlyWhatIsEnabledAndBound)
@@ -166,35 +130,6 @@ TEST_F(MenuTest, AShortcutActsWithTheEnablingOfThatMoment)
     EXPECT_EQ(chosen, Log{"FileSave"});
     press(Qt::Key_J);
     EXPECT_EQ(window.log, Log{}) << "a key that is no shortcut raises nothing";
-}
-
-TEST_F(MenuTest, TheBarStandsAboveTheContentInEveryWindow)
-{
-    TestWindow other;
-    other.layout = [](TestWindow& w) {
-        w.Frame = Window::Floating;
-        w.Resizeable = false;
-        w.Width(400);
-        w.Height(250);
-    };
-    auto* canvas = other.Add<Canvas>("Canvas1");
-    other.Construct();
-    const auto* menuBar = canvas->Widget()->window()->findChild<QMenuBar*>();
-    ASSERT_NE(menuBar, nullptr);
-    EXPECT_GT(menuBar->height(), 10);
-    EXPECT_EQ(canvas->Widget()->parentWidget()->geometry(), QRect(0, menuBar->height(), 400, 250));
-    EXPECT_EQ(canvas->Widget()->window()->height(), 250 + menuBar->height());
-    EXPECT_EQ(menuBar->actions().size(), 2);
-}
-
-TEST_F(MenuTest, QuitEndsTheLoop)
-{
-    auto* timer = window.Add<Timer>("Timer");
-    timer->Action = [this] { EXPECT_TRUE(window.ChooseMenuItem(bar->_Lookup("FileQuit"))); };
-    timer->Period(1);
-    timer->Mode(Timer::Single);
-    EXPECT_EQ(RunEventLoop(), 0);
-    EXPECT_TRUE(window.Visible());
 }
 
 } // namespace

@@ -42,7 +42,6 @@ inline bool TurnUntil(const std::function<bool()>& done)
 class TestCanvas : public Canvas {
 public:
     Log* log = nullptr;
-    Color color{10, 20, 30};
     int paints = 0;
 
 protected:
@@ -56,7 +55,7 @@ protected:
     void Event_Paint(Graphics& graphics) override
     {
         ++paints;
-        graphics.ForeColor(color);
+        graphics.ForeColor({10, 20, 30});
         graphics.FillRect(0, 0, Width(), Height());
     }
 
@@ -72,7 +71,7 @@ private:
 class TestWindow : public Window {
 public:
     std::function<void(TestWindow&)> layout, controls, handlers;
-    std::function<void()> onOpen, onResized, onEnable;
+    std::function<void()> onOpen, onEnable;
     Log log;
 
 protected:
@@ -81,7 +80,6 @@ protected:
     void AddMenuHandlers() override { Run("handlers", handlers); }
     void Event_Open() override { Tell("open", onOpen); }
     void Event_Close() override { log.push_back("window close"); }
-    void Event_Resized() override { Tell("resized", onResized); }
     void Event_EnableMenuItems() override { Tell("enable", onEnable); }
 
 private:

@@ -1,9 +1,4 @@
-#include "ui/AnalogVideoSettings.h"
-#include "ui/GrabWindow.h"
-#include "ui/IIDCVideoSettings.h"
 #include "ui/UiTest.h"
-
-#include <QCoreApplication>
 
 #include <sstream>
 
@@ -79,63 +74,7 @@ ZEMBRILMenu|ZEMBRIL||auto
 )");
 }
 
-TEST(MenuBarTest, GettersNeedTheApplicationsBar)
-{
-    framework::RegisterApplication(nullptr);
-    EXPECT_THROW(MenuBar1::FileClose(), framework::NilObjectException);
-    framework::RegisterApplication(std::make_shared<framework::Application>());
-    EXPECT_THROW(MenuBar1::FileClose(), framework::NilObjectException);
-    framework::RegisterApplication(nullptr);
-}
-
 using MenuActionsTest = UiTest;
-
-TEST_F(MenuActionsTest, OneBarIsTheApplications)
-{
-    EXPECT_EQ(velmora::App::Instance()->MenuBar().Get(), MenuBar1::Instance().Get());
-    EXPECT_EQ(MenuBar1::FileClose().Get(), Item("FileClose").Get());
-    EXPECT_NE(Item("FileQuit").As<framework::QuitMenuItem>().Get(), nullptr);
-}
-
-TEST_F(MenuActionsTest, EnablingFollowsTheFrontWindow)
-{
-    const auto enabled = [this](framework::Window& front, const char* name) {
-        front.UpdateMenus();
-        return Item(name)->Enabled;
-    };
-    const auto grab = velmora::GrabWindow::Instance();
-    const auto iidc = velmora::IIDCVideoSettings::Instance();
-    const auto analog = velmora::AnalogVideoSettings::Instance();
-    EXPECT_FALSE(enabled(*window, "FileClose"));
-    EXPECT_FALSE(enabled(*analog, "FileClose"));
-    EXPECT_TRUE(enabled(*grab, "FileClose"));
-    EXPECT_TRUE(enabled(*iidc, "FileClose"));
-    for (const char* name : {"VideoDepth", "MonitorPreviewWhileRecording", "SizeHalfSize"}) {
-        EXPECT_TRUE(enabled(*window, name)) << name;
-        EXPECT_FALSE(enabled(*analog, name)) << name;
-    }
-    EXPECT_FALSE(enabled(*window, "EditCopy"));
-    EXPECT_TRUE(enabled(*grab, "FileQuit"));
-}
-
-TEST_F(MenuActionsTest, ChecksFollowTheControl)
-{
-    spy->numbers = {{"VideoPreview", 1}, {"VideoEnabled", 1}, {"SoundEnabled", 0}, {"PreviewWhileRecording", 0}};
-    window->UpdateMenus();
-    EXPECT_TRUE(Item("MonitorEnablePreview")->Checked);
-    EXPECT_TRUE(Item("VideoEnabled")->Checked);
-    EXPECT_EQ(Item("VideoEnabled")->Text, "Enabled");
-    EXPECT_FALSE(Item("SoundEnabled")->Checked);
-    EXPECT_FALSE(Item("MonitorPreviewWhileRecording")->Checked);
-    spy->numbers = {{"VideoPreview", 0}, {"VideoEnabled", 0}, {"SoundEnabled", 1}, {"PreviewWhileRecording", 1}};
-    window->UpdateMenus();
-    EXPECT_FALSE(Item("MonitorEnablePreview")->Checked);
-    EXPECT_FALSE(Item("VideoEnabled")->Checked);
-    EXPECT_EQ(Item("VideoEnabled")->Text, "Disabled");
-    EXPECT_TRUE(Item("SoundEnabled")->Checked);
-    EXPECT_EQ(Item("SoundEnabled")->Text, "Enabled");
-    EXPECT_TRUE(Item("MonitorPreviewWhileRecording")->Checked);
-}
 
 TEST_F(MenuActionsTest, DeviceMenusShowWhatIsThere)
 {
@@ -144,11 +83,6 @@ TEST_F(MenuActionsTest, DeviceMenusShowWhatIsThere)
     DescribeMenu(*Item("VideoDeviceMenu"), "", text);
     EXPECT_EQ(text.str(), "|Microphone||auto|checked\n|Line||auto\n|Test Tone||auto\n"
                           "testmenu|Camera||auto|checked\ntestmenu|Test Pattern||auto\n");
-    spy->TakeCalls();
-    window->UpdateMenus();
-    window->ChooseMenuItem(Item("VideoDeviceMenu")->Item(1));
-    window->ChooseMenuItem(Item("SoundDeviceMenu")->Item(1));
-    EXPECT_EQ(spy->TakeCalls(), "");
 }
 
 // Each item, the boxes it shows and what it does to the control, from one set of starting values.
@@ -191,6 +125,10 @@ TEST_F(MenuActionsTest, Actions)
         {"VideoSettings", {}, "ShowVideoSettingsDialog"},
         {"SoundSettings", {}, "ShowSoundSettingsDialog"},
         {"MonitorGrabPicture", {}, "GrabPicture 640 480"},
+        {"MonitorEnablePreview", {}, "VideoPreview = 1"},
+        {"SoundLevelMeterActive",
+         {"SoundLevelMeterActive = FALSE", "SoundLevelMeterActive = TRUE"},
+         "SoundLevelMeterActive = 1"},
     };
     spy->TakeCalls();
     for (const Case& each : cases) {
@@ -213,73 +151,6 @@ TEST_F(MenuActionsTest, Actions)
     }
     EXPECT_EQ(window->Title(), "Other") << "the title is the device's name after the dialog";
     EXPECT_FALSE(framework::HasImplicitWindow("GrabWindow.GrabWindow")) << "no picture, no window";
-}
-
-TEST_F(MenuActionsTest, SizeItemsResizeTheControlAlone)
-{
-    Choose("SizeQuarterSize");
-    const auto canvas = window->VelmoraCanvas1();
-    EXPECT_EQ(canvas->Width(), 160);
-    EXPECT_EQ(canvas->Height(), 120);
-    EXPECT_EQ(canvas->Left(), 20);
-    EXPECT_EQ(window->Width(), 680);
-    Choose("SizeHalfSize");
-    window->Width(780);
-    window->Height(684);
-    QCoreApplication::processEvents();
-    EXPECT_EQ(spy->calls.back(), "VideoRecordSize 420 290") << "half size plus the window's growth";
-}
-
-TEST_F(MenuActionsTest, PreviewLeavesItsCaption)
-{
-    spy->numbers["VideoPreview"] = 1;
-    Choose("MonitorEnablePreview");
-    EXPECT_EQ(spy->BlueScreenCaption, "Preview Disabled");
-    EXPECT_FALSE(spy->VideoPreview());
-    Choose("MonitorEnablePreview");
-    EXPECT_TRUE(spy->VideoPreview());
-    EXPECT_EQ(spy->BlueScreenCaption, "Preview Disabled");
-}
-
-TEST_F(MenuActionsTest, LevelMeterStartsAndStopsTheTimer)
-{
-    Choose("SoundLevelMeterActive");
-    EXPECT_EQ(TakeBoxes(), (std::vector<std::string>{"SoundLevelMeterActive = FALSE", "SoundLevelMeterActive = TRUE"}));
-    EXPECT_EQ(window->SoundLevelMeterTimer()->Mode(), framework::Timer::Multiple);
-    Choose("SoundLevelMeterActive");
-    EXPECT_EQ(TakeBoxes(), (std::vector<std::string>{"SoundLevelMeterActive = TRUE", "SoundLevelMeterActive = FALSE"}));
-    EXPECT_EQ(window->SoundLevelMeterTimer()->Mode(), framework::Timer::Off);
-}
-
-TEST_F(MenuActionsTest, WebPages)
-{
-    for (const char* item : {"ZEMBRILWebsite", "ZEMBRILSupport", "ZEMBRILDocumentation"})
-        EXPECT_TRUE(Choose(item)) << item;
-    EXPECT_EQ(pages, (std::vector<std::string>{"https://velmora.example/velmora/",
-                                               "https://velmora.example/velmora/support.php",
-                                               "https://velmora.example/velmora/Help-pro/index.html"}));
-}
-
-TEST_F(MenuActionsTest, GrabsShareOneWindowThatKeepsItsTitle)
-{
-    spy->picture = framework::New<framework::Picture>(320, 200);
-    Choose("MonitorGrabPicture");
-    const auto grab = velmora::GrabWindow::Instance();
-    EXPECT_EQ(grab->Backdrop().Get(), spy->picture.Get());
-    EXPECT_EQ(grab->Width(), 320);
-    EXPECT_EQ(grab->Height(), 200);
-    EXPECT_EQ(grab->ControlNamed<framework::Canvas>("Canvas1")->Width(), 640);
-    grab->Title("the first grab");
-    spy->picture = framework::New<framework::Picture>(720, 576);
-    Choose("MonitorGrabPicture");
-    EXPECT_EQ(velmora::GrabWindow::Instance().Get(), grab.Get());
-    EXPECT_EQ(grab->Backdrop().Get(), spy->picture.Get());
-    EXPECT_EQ(grab->Width(), 720);
-    EXPECT_EQ(grab->Title(), "the first grab");
-    Choose(*grab, "FileClose");
-    EXPECT_FALSE(framework::HasImplicitWindow("GrabWindow.GrabWindow"));
-    Choose("MonitorGrabPicture");
-    EXPECT_NE(velmora::GrabWindow::Instance()->Title(), "the first grab");
 }
 
 } // namespace

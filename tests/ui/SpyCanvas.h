@@ -16,8 +16,6 @@ public:
     std::map<std::string, double> numbers; ///< properties by name; a setter's value is what the getter then gives
     std::map<std::string, std::string> texts;
     std::vector<std::string> videoDevices, soundDevices;
-    framework::Reference<framework::Picture> picture;
-    std::string settings;
 
     /// What was noted since the last call, joined by "; ".
     std::string TakeCalls()
@@ -38,7 +36,7 @@ public:
     framework::Reference<framework::Picture> GrabPicture(int32_t width, int32_t height) override
     {
         Note("GrabPicture", width, height);
-        return picture;
+        return nullptr;
     }
     void VideoRecordSize(int32_t width, int32_t height) override { Note("VideoRecordSize", width, height); }
 
@@ -87,20 +85,15 @@ public:
     void SoundInputGain(double value) override { Set("SoundInputGain", value); }
     bool SoundLevelMeterActive() override { return Is("SoundLevelMeterActive"); }
     void SoundLevelMeterActive(bool value) override { Set("SoundLevelMeterActive", value); }
-    int32_t SoundLevelMeterChannelCount() override { return Whole("SoundLevelMeterChannelCount"); }
-    int32_t SoundLevelMeterLeft() override { return Whole("SoundLevelMeterLeft"); }
-    int32_t SoundLevelMeterRight() override { return Whole("SoundLevelMeterRight"); }
 
     int32_t VideoBrightness() override { return Whole("VideoBrightness"); }
     void VideoBrightness(int32_t value) override { Set("VideoBrightness", value); }
     int32_t VideoBrightnessMin() override { return Whole("VideoBrightnessMin"); }
     int32_t VideoBrightnessMax() override { return Whole("VideoBrightnessMax"); }
-    int32_t VideoBrightnessDefault() override { return Whole("VideoBrightnessDefault"); }
     int32_t VideoHue() override { return Whole("VideoHue"); }
     void VideoHue(int32_t value) override { Set("VideoHue", value); }
     int32_t VideoHueMin() override { return Whole("VideoHueMin"); }
     int32_t VideoHueMax() override { return Whole("VideoHueMax"); }
-    int32_t VideoHueDefault() override { return Whole("VideoHueDefault"); }
 
     String ShowVideoSettingsDialogForName() override
     {
@@ -108,12 +101,6 @@ public:
         return texts["VideoDeviceName"];
     }
     void ShowSoundSettingsDialog() override { Note("ShowSoundSettingsDialog"); }
-    String UserSettings() override { return String(settings, framework::kEncodingNone); }
-    void UserSettings(const String& value) override
-    {
-        Note("UserSettings");
-        settings = value.Bytes();
-    }
 
     void DeviceControlPlay() override { Note("Play"); }
     void DeviceControlStop() override { Note("Stop"); }

@@ -20,7 +20,7 @@ protected:
     std::shared_ptr<velmora::VelmoraCanvas> NewVelmoraCanvas() override { return spy; }
 };
 
-/// The application as it stands after its start, with message boxes and web pages caught.
+/// The application as it stands after its start, with message boxes caught.
 class UiTest : public testing::Test {
 protected:
     void SetUp() override
@@ -29,7 +29,6 @@ protected:
         velmora::_InitFileTypes();
         velmora::_NewAppInstance();
         framework::SetMsgBoxHandler([this](const framework::String& text) { boxes.push_back(text.Bytes()); });
-        framework::SetShowURLHandler([this](const framework::String& url) { pages.push_back(url.Bytes()); });
         auto made = std::make_shared<SpiedMovieWindow>();
         spy = made->spy;
         // A control and its poll timer hold each other up to the end of the process.
@@ -47,7 +46,6 @@ protected:
         window = nullptr;
         velmora::_FinaliseModules();
         framework::SetMsgBoxHandler({});
-        framework::SetShowURLHandler({});
     }
 
     static framework::Reference<framework::MenuItem> Item(const char* name)
@@ -67,5 +65,5 @@ protected:
 
     framework::Reference<velmora::MovieWindow> window;
     std::shared_ptr<SpyCanvas> spy;
-    std::vector<std::string> boxes, pages;
+    std::vector<std::string> boxes;
 };

@@ -23,13 +23,6 @@ protected:
     Sequence() { SetHandleBytes(description, RecordOf(DescriptionOfPassThrough(CodeOf("jpeg"), 64, 48))); }
     ~Sequence() override { DisposeHandle(description); }
 
-    void DescribePort(const TestPort& port)
-    {
-        const OwnedBlock cell(4);
-        Poke(cell.Get(), description);
-        ASSERT_EQ(MakeImageDescriptionForPixMap(GetGWorldPixMap(port.Number()), cell.Get()), noErr);
-    }
-
     Result Begin(PortReference port, Address matrixAddress = 0, Address sourceRect = 0)
     {
         return DecompressSequenceBeginS(number.Get(), description, 0, 0, port, 0, sourceRect, matrixAddress, 0, 0, 0,
@@ -38,20 +31,12 @@ protected:
 
     int32_t Number() const { return Peek<int32_t>(number.Get()); }
 
-    Result Show(const OwnedBlock& frame, int64_t size = -1)
+    Result Show(Address frame, int64_t size)
     {
-        return DecompressSequenceFrameWhen(Number(), frame.Get(), static_cast<int32_t>(size < 0 ? frame.Size() : size),
-                                           0, flags.Get(), 0, 0);
+        return DecompressSequenceFrameWhen(Number(), frame, static_cast<int32_t>(size), 0, 0, 0, 0);
     }
 
-    Result ShowPort(const TestPort& port)
-    {
-        const PixMapReference map = GetGWorldPixMap(port.Number());
-        return DecompressSequenceFrameWhen(Number(), GetPixBaseAddr(map), port.Pixels().height * GetPixRowBytes(map), 0,
-                                           flags.Get(), 0, 0);
-    }
-
-    OwnedBlock number{4}, flags{4}, matrix{36}, rects{16};
+    OwnedBlock number{4}, matrix{36}, rects{16};
     Handle description = NewHandle(0);
 };
 
@@ -97,7 +82,9 @@ TEST_F(Sequence, FlipsAndTurnsPutEveryQuarterWhereItBelongsAndCoverTheRectangle)
         for (const auto& [width, height] : {std::pair<int16_t, int16_t>{64, 48}, {320, 240}, {33, 71}}) {
             const TestPort picture(frameWidth, frameHeight);
             PaintQuarters(picture);
-            DescribePort(picture);
+            const PixMapReference map = GetGWorldPixMap(picture.Number());
+            Poke(number.Get(), description);
+            ASSERT_EQ(MakeImageDescriptionForPixMap(map, number.Get()), noErr);
             for (const Case& c : cases) {
                 SCOPED_TRACE(testing::Message()
                              << c.turn << c.mirror << c.upsideDown << " " << frameWidth << " to " << width);
@@ -115,7 +102,7 @@ TEST_F(Sequence, FlipsAndTurnsPutEveryQuarterWhereItBelongsAndCoverTheRectangle)
                 TranslateMatrix(m, c.mirror ? Long2Fix(width) : 0, c.upsideDown ? Long2Fix(height) : 0);
                 window.Clear();
                 ASSERT_EQ(Begin(window.Number(), m), noErr);
-                ASSERT_EQ(ShowPort(picture), noErr);
+                ASSERT_EQ(Show(GetPixBaseAddr(map), frameHeight * GetPixRowBytes(map)), noErr);
                 EXPECT_EQ(CDSequenceEnd(Number()), noErr);
                 const Color* corner = c.expected.data();
                 for (const auto& [x, y] : QuarterCentres(width, height))
@@ -145,8 +132,6 @@ TEST(PictureDrawing, QuarterTurnsMovePixelsExactly)
             for (int32_t x = 0; x < 30; ++x)
                 ASSERT_EQ(port.ColorAt(sign > 0 ? 39 - y : 15 + y, sign > 0 ? 10 + x : 44 - x), picture.ColorAt(x, y))
                     << sign << " " << x << "," << y;
-        EXPECT_EQ(port.ColorAt(sign > 0 ? 40 : 14, 30), Color{});
-        EXPECT_EQ(port.ColorAt(sign > 0 ? 19 : 35, 30), Color{});
     }
 }
 
@@ -193,14 +178,13 @@ TEST(PictureDrawing, AnyTransformStaysWithinThePort)
 {
     const TestPort picture(50, 40), port(64, 64);
     PaintQuarters(picture);
-    const SourcePixels source = SourceOf(picture);
     PictureDrawing drawing;
     std::mt19937 random(4);
     const double values[] = {0, 1, -1, 0.001, 30000, -30000, 0.7071, -0.3, 2.5, 1e-5};
     const auto pick = [&] { return values[random() % std::size(values)]; };
     for (int round = 0; round < 1000; ++round) {
         const Transform t{pick(), pick(), pick(), pick(), pick() * 20, pick() * 20};
-        const PortRect touched = drawing.Draw(source, t, port.Pixels());
+        const PortRect touched = drawing.Draw(SourceOf(picture), t, port.Pixels());
         EXPECT_TRUE(touched.left >= 0 && touched.top >= 0 && touched.width >= 0 && touched.height >= 0 &&
                     touched.left + touched.width <= 64 && touched.top + touched.height <= 64);
     }
@@ -213,34 +197,29 @@ TEST_F(Sequence, CompressedFramesShowAndBadOnesHarmNotTheNext)
     std::ranges::copy(jpeg, frame.Bytes().begin());
     const TestPort port(64, 48);
     ASSERT_EQ(Begin(port.Number()), noErr);
-    EXPECT_EQ(Show(frame, 60), codecBadDataErr);
+    EXPECT_EQ(Show(frame.Get(), 60), codecBadDataErr);
     for (const int64_t size : {frame.Size() + 1, int64_t{0}})
-        EXPECT_EQ(Show(frame, size), paramErr);
-    ASSERT_EQ(Show(frame), noErr);
+        EXPECT_EQ(Show(frame.Get(), size), paramErr);
+    ASSERT_EQ(Show(frame.Get(), frame.Size()), noErr);
     EXPECT_LE(Distance(port.ColorAt(16, 12), kRed), 10);
     EXPECT_EQ(CDSequenceEnd(Number()), noErr);
     EXPECT_EQ(CDSequenceEnd(Number()), paramErr);
-    EXPECT_EQ(Show(frame), paramErr);
+    EXPECT_EQ(Show(frame.Get(), frame.Size()), paramErr);
 
     // A part of the image keeps its place, and a port that shrinks or goes is no harm.
     auto other = std::make_unique<TestPort>(100, 40);
     Poke(rects.Get(), std::array<int16_t, 4>{0, 32, 48, 64});
     ASSERT_EQ(Begin(other->Number(), 0, rects.Get()), noErr);
-    ASSERT_EQ(Show(frame), noErr);
+    ASSERT_EQ(Show(frame.Get(), frame.Size()), noErr);
     EXPECT_EQ(other->ColorAt(16, 12), Color{});
     EXPECT_LE(Distance(other->ColorAt(48, 12), kGreen), 10);
     const int64_t inUse = BytesInUse();
-    ASSERT_EQ(Show(frame), noErr);
+    ASSERT_EQ(Show(frame.Get(), frame.Size()), noErr);
     EXPECT_EQ(BytesInUse(), inUse) << "the address space stays as it is after the first frame";
     ASSERT_TRUE(ResizePort(other->Number(), 20, 20));
-    EXPECT_EQ(Show(frame), noErr);
+    EXPECT_EQ(Show(frame.Get(), frame.Size()), noErr);
     other.reset();
-    EXPECT_EQ(Show(frame), paramErr);
-    CDSequenceEnd(Number());
-
-    DescribePort(port);
-    ASSERT_EQ(Begin(port.Number()), noErr);
-    EXPECT_EQ(Show(frame, 500), codecBadDataErr) << "fewer pixels than described";
+    EXPECT_EQ(Show(frame.Get(), frame.Size()), paramErr);
     CDSequenceEnd(Number());
 }
 
@@ -249,7 +228,6 @@ TEST_F(Sequence, BadArgumentsGiveCodes)
     const TestPort port(64, 48);
     EXPECT_EQ(Begin(port.Number() + 1), paramErr);
     EXPECT_EQ(Begin(port.Number(), matrix.Get() + 1), paramErr) << "cut short";
-    EXPECT_EQ(Begin(port.Number(), 0, matrix.Get()), paramErr) << "an empty part";
     for (const auto& [codec, size, result] :
          {std::tuple("what", 48, noCodecErr), {"jpeg", 0, codecBadDataErr}, {"jpeg", 30000, codecBadDataErr}}) {
         SetHandleBytes(description, RecordOf(DescriptionOfPassThrough(CodeOf(codec), size, size)));

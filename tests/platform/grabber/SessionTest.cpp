@@ -140,6 +140,23 @@ TEST_F(GrabberTest, TimesFollowTheStamps)
     EXPECT_NEAR(delivered.back().time, 7 * 600, 1);
 }
 
+// A few frames that were held up together go out one at a call, so that each is seen; of many only a few are left.
+TEST_F(GrabberTest, FewFramesComeOneAtACall)
+{
+    video = NewChannel(kVideoMediaType);
+    CollectDeliveries();
+    SGStartRecord(session);
+    for (const auto& [sent, expected] : {std::pair(3, 1U), std::pair(10, 7U)}) {
+        delivered.clear();
+        for (int frame = 0; frame < sent; ++frame)
+            devices.Camera()->Send(kSecond + frame, kFrame);
+        EXPECT_EQ(SGIdle(session), noErr);
+        EXPECT_EQ(delivered.size(), expected);
+        delivered.clear();
+        IdleAt(kSecond);
+    }
+}
+
 TEST_F(GrabberTest, ResultOfTheProcedureStopsTheSession)
 {
     video = NewChannel(kVideoMediaType);

@@ -47,7 +47,7 @@ protected:
     /// Both channels for recording, with the data procedure, started.
     void StartBoth();
 
-    /// Sets the clock and gives the session time.
+    /// Sets the clock and gives the session time, until it hands nothing more over or fails.
     Result IdleAt(int64_t now);
 
     size_t VideoCount() const;

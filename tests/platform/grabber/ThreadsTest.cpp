@@ -63,7 +63,8 @@ TEST_F(GrabberTest, CallsWhileDevicesDeliver)
             std::this_thread::sleep_for(std::chrono::microseconds(200));
         });
         for (int i = 0; i < 400; ++i) {
-            IdleAt(time);
+            TestDevices::SetTime(time);
+            EXPECT_EQ(SGIdle(session), noErr);
             delivered.clear();
             switch (i % 8) {
             case 0:

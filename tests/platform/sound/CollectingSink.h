@@ -2,9 +2,8 @@
 
 #include "platform/sound/SoundSource.h"
 
-#include <chrono>
+#include <atomic>
 #include <condition_variable>
-#include <functional>
 #include <mutex>
 #include <vector>
 
@@ -15,29 +14,21 @@ public:
         std::vector<uint8_t> bytes;
         platform::SoundFormat format;
         int64_t captureTime;
-        int64_t arrivalTime;
         uint64_t framesLost;
 
         int64_t Frames() const { return static_cast<int64_t>(bytes.size()) / format.BytesPerFrame(); }
         double Seconds() const { return static_cast<double>(Frames()) / format.sampleRate; }
     };
 
-    static int64_t Now() { return std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1); }
-
     void SoundArrived(const platform::CapturedSound& sound) override
     {
         const std::lock_guard lock(mutex);
         buffers.push_back(
-            {{sound.bytes.begin(), sound.bytes.end()}, sound.format, sound.captureTime, Now(), sound.framesLost});
+            {{sound.bytes.begin(), sound.bytes.end()}, sound.format, sound.captureTime, sound.framesLost});
         changed.notify_all();
     }
 
-    void SoundFailed(platform::Result) override
-    {
-        const std::lock_guard lock(mutex);
-        ++failures;
-        changed.notify_all();
-    }
+    void SoundFailed(platform::Result) override { ++failures; }
 
     /// Waits until `enough` holds of the buffers so far and gives them; gives up after ten seconds.
     template <typename Condition> std::vector<Buffer> WaitFor(Condition enough)
@@ -47,27 +38,16 @@ public:
         return buffers;
     }
 
-    bool WaitForFailure()
-    {
-        std::unique_lock lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(10), [&] { return failures > 0; });
-    }
-
-    int Failures()
-    {
-        const std::lock_guard lock(mutex);
-        return failures;
-    }
-
     void Clear()
     {
         const std::lock_guard lock(mutex);
         buffers.clear();
     }
 
+    std::atomic<int> failures = 0;
+
 private:
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<Buffer> buffers;
-    int failures = 0;
 };

@@ -1,69 +1,53 @@
 #pragma once
 
-#include <array>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <signal.h>
-#include <spawn.h>
 #include <string>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
-#include <vector>
 
-/// A process of the test's own, ended with the object.
+/// A command of the test's own, killed with the object.
 class ChildProcess {
 public:
-    explicit ChildProcess(std::vector<std::string> command)
+    explicit ChildProcess(const std::string& command) : pid(fork())
     {
-        std::vector<char*> arguments;
-        for (std::string& argument : command)
-            arguments.push_back(argument.data());
-        arguments.push_back(nullptr);
-        if (posix_spawnp(&pid, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0)
-            pid = -1;
+        if (pid == 0) {
+            execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), nullptr);
+            _exit(127);
+        }
     }
-    ~ChildProcess() { End(SIGTERM); }
-    ChildProcess(const ChildProcess&) = delete;
-    ChildProcess& operator=(const ChildProcess&) = delete;
-
-    void End(int signal)
+    ~ChildProcess()
     {
-        if (pid <= 0)
-            return;
-        kill(pid, signal);
+        kill(pid, SIGKILL);
         waitpid(pid, nullptr, 0);
-        pid = -1;
     }
 
 private:
-    pid_t pid = -1;
+    const pid_t pid;
 };
 
 /// What a shell command writes.
 inline std::string OutputOf(const std::string& command)
 {
     std::string output;
-    std::array<char, 256> part;
     FILE* pipe = popen(command.c_str(), "r");
-    while (pipe != nullptr && std::fgets(part.data(), part.size(), pipe) != nullptr)
-        output += part.data();
-    if (pipe != nullptr)
-        pclose(pipe);
+    for (int letter = 0; (letter = std::fgetc(pipe)) != EOF;)
+        output += static_cast<char>(letter);
+    pclose(pipe);
     return output;
 }
 
 /// Looks until something is so; false after ten seconds.
 inline bool Await(const std::function<bool()>& isSo)
 {
-    for (int i = 0; i < 1000; ++i) {
+    for (int i = 0; i < 1000; ++i, usleep(10000)) {
         if (isSo())
             return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return false;
 }
@@ -77,54 +61,48 @@ public:
         return std::system("which pipewire wireplumber pipewire-pulse pactl pacat >/dev/null 2>&1") == 0;
     }
 
-    PulseSession() : directory(MakeDirectory())
+    PulseSession()
     {
-        const auto script = std::filesystem::path(__FILE__).parent_path() / "../../support/with_pipewire.sh";
-        const auto note = directory / "note";
+        std::filesystem::create_directory(directory);
+        const std::string note = directory / "note";
+        const std::filesystem::path script = __FILE__ "/../../../support/with_pipewire.sh";
         // The session lives until its standard input ends.
-        session =
-            popen((script.string() + " sh -c 'echo $XDG_RUNTIME_DIR >" + note.string() + "; exec cat'").c_str(), "w");
+        session = popen(
+            (script.lexically_normal().string() + " sh -c 'echo $XDG_RUNTIME_DIR >" + note + "; exec cat'").c_str(),
+            "w");
         std::string runtime;
         Await([&] { return static_cast<bool>(std::ifstream(note) >> runtime); });
         setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
         setenv("PULSE_RUNTIME_PATH", directory.c_str(), 1);
         setenv("PULSE_SERVER", ("unix:" + Socket().string()).c_str(), 1);
-        setenv("PIPEWIRE_DEBUG", "0", 1);
-        unsetenv("DISPLAY");
         StartServer();
     }
 
     ~PulseSession()
     {
         server.reset();
-        if (session != nullptr)
-            pclose(session);
+        pclose(session);
         std::filesystem::remove_all(directory);
     }
 
     void StartServer()
     {
-        server = std::make_unique<ChildProcess>(std::vector<std::string>{"pipewire-pulse"});
+        server = std::make_unique<ChildProcess>("pipewire-pulse");
         Await([] { return OutputOf("pactl list short sources 2>/dev/null").find("test-sink") != std::string::npos; });
     }
 
     void KillServer()
     {
-        server->End(SIGKILL);
+        server.reset();
         std::filesystem::remove(Socket());
     }
 
-    std::filesystem::path Directory() const { return directory; }
-
-private:
-    static std::filesystem::path MakeDirectory()
-    {
-        std::string name = std::filesystem::temp_directory_path() / "velmora-sound.XXXXXX";
-        return mkdtemp(name.data());
-    }
     std::filesystem::path Socket() const { return directory / "native"; }
 
-    std::filesystem::path directory;
+    const std::filesystem::path directory =
+        std::filesystem::temp_directory_path() / ("velmora-sound." + std::to_string(getpid()));
+
+private:
     FILE* session = nullptr;
     std::unique_ptr<ChildProcess> server;
 };

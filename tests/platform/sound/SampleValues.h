@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <numeric>
 #include <span>
 #include <vector>
 
@@ -25,10 +26,9 @@ inline std::vector<double> SampleValues(std::span<const uint8_t> bytes, const pl
 
 inline double PeakOf(std::span<const double> values)
 {
-    double peak = 0;
-    for (const double value : values)
-        peak = std::max(peak, std::abs(value));
-    return peak;
+    return std::transform_reduce(
+        values.begin(), values.end(), 0.0, [](double a, double b) { return std::max(a, b); },
+        [](double value) { return std::abs(value); });
 }
 
 /// Frequency of a tone, by its rising passages through zero (each placed between two samples).
