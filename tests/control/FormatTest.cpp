@@ -31,7 +31,7 @@ TEST_F(ControlTest, SizesRatesAndTypes)
     };
     EXPECT_EQ(canvas->SoundCompressionType(), String("sowt"));
     canvas->SoundSampleSize(8);
-    ExpectAmong({"> SGGetSrcVideoBounds err =-9406", "SGSetFrameRate(22, 1964113)", "Error(0)",
+    ExpectAmong({"> SGGetSrcVideoBounds err =-9406", "SGSetFrameRate(22, 1964113)",
                  "SGSetVideoCompressorType(22, 'jpeg')", "SGSetSoundInputRate(21, 0xAC440000)",
                  "SPBSetDeviceInfo(31, 'gain', 0x00018000)", "SPBGetDeviceInfo(31, 'gain', @)",
                  "SPBGetDeviceInfo(31, 'lmac', @)", "SGSetSoundInputParameters(21, 8, 2, 'twos')"});
