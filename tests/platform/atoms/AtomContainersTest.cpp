@@ -63,17 +63,4 @@ TEST_F(AtomContainers, DataIsCopiedInAndOut)
     EXPECT_EQ(QTInsertChild(container, atom, kMode, 0, 0, 0, 0, 0), notLeafAtomErr);
 }
 
-TEST_F(AtomContainers, RefusesWhatIsNotThere)
-{
-    const Atom atom = Insert(0, kDevice, 3);
-    EXPECT_EQ(QTInsertChild(container, 0, kDevice, 3, 0, 0, 0, 0), duplicateAtomTypeAndIDErr);
-    EXPECT_EQ(QTInsertChild(container, 99, kDevice, 0, 0, 0, 0, 0), invalidAtomErr);
-    EXPECT_EQ(QTCopyAtomDataToPtr(container, 0, 1, 4, out.Get(), 0), notLeafAtomErr);
-    EXPECT_EQ(QTCountChildrenOfType(container, -3, kDevice), 0);
-    EXPECT_EQ(QTDisposeAtomContainer(container), noErr);
-    EXPECT_EQ(QTDisposeAtomContainer(container), invalidAtomContainerErr);
-    EXPECT_EQ(QTSetAtomData(container, atom, 0, 0), invalidAtomContainerErr);
-    EXPECT_EQ(QTFindChildByIndex(container, 0, kDevice, 1, 0), 0);
-}
-
 } // namespace

@@ -1,5 +1,4 @@
 #include "platform/components/Components.h"
-#include "platform/files/DirectoryNumbers.h"
 #include "platform/memory/Handles.h"
 
 #include <gtest/gtest.h>
@@ -56,13 +55,4 @@ TEST(Components, FindOpenDescribeAndClose)
     for (const Component component : {first, second, closed})
         UnregisterComponent(component);
     EXPECT_EQ(OpenDefaultComponent(CodeOf("tst1"), 0), 0);
-}
-
-TEST(DirectoryNumbers, LeadBackToTheirFolder)
-{
-    const auto home = NumbersOfDirectory("/home/someone");
-    const auto other = NumbersOfDirectory("/tmp");
-    EXPECT_NE(home.directory, other.directory);
-    EXPECT_EQ(DirectoryOfNumbers(home), "/home/someone");
-    EXPECT_EQ(DirectoryOfNumbers({home.volume, 1000}), "");
 }

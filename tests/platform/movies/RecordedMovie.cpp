@@ -129,10 +129,10 @@ Result CreateStorage(const std::string& path, uint32_t flags, DataHandler& handl
     return result;
 }
 
-RecordedMovie::RecordedMovie(const std::string& path, int soundRate, int width, int height)
+RecordedMovie::RecordedMovie(const std::string& path, int soundRate)
 {
     created = CreateStorage(path, createMovieFileDeleteCurFile, handler, movie);
-    videoTrack = NewMovieTrack(movie, Long2Fix(width), Long2Fix(height), 256);
+    videoTrack = NewMovieTrack(movie, Long2Fix(64), Long2Fix(48), 256);
     video = NewTrackMedia(videoTrack, kVideoMediaType, 600, 0, 0);
     soundTrack = NewMovieTrack(movie, 0, 0, 256);
     sound = NewTrackMedia(soundTrack, kSoundMediaType, soundRate, 0, 0);

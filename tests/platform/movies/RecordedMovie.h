@@ -62,7 +62,7 @@ platform::Result CreateStorage(const std::string& path, uint32_t flags, platform
 /// A movie with one video and one sound track, in the middle of its recording.
 class RecordedMovie {
 public:
-    explicit RecordedMovie(const std::string& path, int soundRate = 44100, int width = 64, int height = 48);
+    explicit RecordedMovie(const std::string& path, int soundRate = 44100);
 
     platform::Result AddVideo(const Bytes& frame, const Bytes& record, int duration, int16_t flags = 0);
     platform::Result AddSound(const Bytes& sound, const Bytes& record, int frames);
