@@ -43,7 +43,8 @@ std::shared_ptr<Application> TheApplication();
 /// Gives the framework a chance to run its background work in the midst of a loop: no event is handled.
 void YieldToBackground();
 
-/// A text in a box with an OK button; returns when it is closed. Tests may answer it themselves.
+/// A text in a box with an OK button; returns when it is closed. The same text, brought again by a timer within five
+/// seconds of its answer, is passed over, so that the user can act on it. Tests may answer it themselves.
 void MsgBox(const String& text);
 void SetMsgBoxHandler(std::function<void(const String& text)> handler); ///< empty: the box itself
 

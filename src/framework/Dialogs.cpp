@@ -2,10 +2,12 @@
 #include "framework/FolderItem.h"
 #include "framework/QtText.h"
 #include "framework/Runtime.h"
+#include "platform/events/EventLoop.h"
 
 #include <QApplication>
 #include <QDesktopServices>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
@@ -28,6 +30,19 @@ TextHandler& ShowURLHandler()
 {
     static TextHandler handler;
     return handler;
+}
+
+constexpr qint64 kTimeToAct = 5000; // milliseconds
+
+struct Answer {
+    String text;
+    QElapsedTimer time;
+};
+
+Answer& LastAnswer()
+{
+    static Answer answer;
+    return answer;
 }
 
 // The folder of the last choice, where the next dialog begins.
@@ -56,10 +71,20 @@ Reference<FolderItem> RunFileDialog(QFileDialog::AcceptMode mode, const String& 
     return New<FolderItem>(FromQt(chosen));
 }
 
+// A failure that comes with every frame would put one box after the other between the user and the "Stop" button. So a
+// text that a timer brings again right after it was answered is passed over for a while.
+bool WasJustAnswered(const String& text)
+{
+    return platform::IsInsideEventLoopTimer() && LastAnswer().text == text && LastAnswer().time.isValid() &&
+           !LastAnswer().time.hasExpired(kTimeToAct);
+}
+
 } // namespace
 
 void MsgBox(const String& text)
 {
+    if (WasJustAnswered(text))
+        return;
     if (MsgBoxHandler()) {
         MsgBoxHandler()(text);
     } else if (!HasDisplay()) {
@@ -69,6 +94,8 @@ void MsgBox(const String& text)
         box.setTextFormat(Qt::PlainText);
         box.exec();
     }
+    LastAnswer().text = text;
+    LastAnswer().time.start();
 }
 
 void SetMsgBoxHandler(std::function<void(const String& text)> handler)

@@ -1,5 +1,7 @@
 #include "framework/Guard.h"
 #include "framework/Support.h"
+#include "platform/events/EventLoop.h"
+#include "platform/memory/CodeAddress.h"
 
 #include <gtest/gtest.h>
 
@@ -37,6 +39,27 @@ TEST(Exceptions, OfTheFrameworkAreShownAndTheProgramRunsOn)
     QTimer::singleShot(0, [] { throw RuntimeException("in the loop"); });
     Turn();
     EXPECT_EQ(boxes.texts, Log{"in the loop"});
+}
+
+// A failure with every frame comes from a timer: after an answer the user has time to press "Stop".
+TEST(MsgBoxes, OfATimerAreNotRepeatedAtOnce)
+{
+    Boxes boxes;
+    MsgBox("from the user");
+    MsgBox("from the user");
+    static int ticks;
+    ticks = 0;
+    const auto callback = platform::NewEventLoopTimerUPP(platform::CodeAddressOf(+[](int32_t, int32_t) {
+        ++ticks;
+        MsgBox("a frame is lost");
+        MsgBox(ticks == 2 ? "another failure" : "a frame is lost");
+    }));
+    const platform::OwnedBlock timer(4);
+    platform::InstallEventLoopTimer(platform::GetMainEventLoop(), 0.001, 0.001, callback, 0, timer.Get());
+    while (ticks < 2)
+        QCoreApplication::processEvents();
+    platform::RemoveEventLoopTimer(platform::Peek<int32_t>(timer.Get()));
+    EXPECT_EQ(boxes.texts, (Log{"from the user", "from the user", "a frame is lost", "another failure"}));
 }
 
 TEST(Exceptions, OfOthersEndTheProgramWithAFailure)

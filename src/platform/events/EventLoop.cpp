@@ -109,6 +109,8 @@ public:
         watching = true;
     }
 
+    bool IsInsideCallback() const { return insideCallback; }
+
 protected:
     void timerEvent(QTimerEvent* event) override
     {
@@ -266,6 +268,11 @@ Result RemoveEventLoopTimer(EventLoopTimer timer)
         return eventLoopInvalidTimer;
     Receiver().Stop(*removed);
     return noErr;
+}
+
+bool IsInsideEventLoopTimer()
+{
+    return Receiver().IsInsideCallback();
 }
 
 } // namespace platform

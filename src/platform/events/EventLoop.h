@@ -33,4 +33,7 @@ Result InstallEventLoopIdleTimer(EventLoop loop, double firstDelay, double inter
 /// Stops a timer and forgets its number. `eventLoopInvalidTimer` for a dead number.
 Result RemoveEventLoopTimer(EventLoopTimer timer);
 
+/// Whether the caller runs inside a timer's callback, that is not on behalf of the user.
+bool IsInsideEventLoopTimer();
+
 } // namespace platform
