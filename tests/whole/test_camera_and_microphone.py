@@ -36,6 +36,18 @@ def check(condition, what):
         raise Failure(what)
 
 
+def with_patience(job, *arguments):
+    """Does a job up to three times: a machine shared with others may stand still for longer than a frame, while a fault
+    of ours shows each time."""
+    for attempt in range(3):
+        try:
+            return job(*arguments)
+        except Failure as failure:
+            if attempt == 2:
+                raise
+            print(f"once more, for: {failure}", flush=True)
+
+
 def check_each_frame_once(options):
     screen = Screen(reach_session=True)
     try:
@@ -99,15 +111,18 @@ def check_movie(path):
     frames = int(tracks["video"]["nb_read_packets"])
     check(90 <= frames <= 180, f"{path} has {frames} frames")
     found = offsets(path)
+    check(len(found) >= 3, f"{path} has {len(found)} flashes with a beep")
+    usual = sorted(found, key=abs)[len(found) // 2]
+    check(abs(usual) <= 1 / 30 + 0.01, f"sound is {usual * 1000:.0f} ms behind the picture in {path}")
     print(f"{os.path.basename(path)}: {frames} frames, beeps after flashes by "
           f"{', '.join(f'{offset * 1000:.0f}' for offset in found)} ms", flush=True)
 
 
 def main():
-    check_each_frame_once(["--size", "640x480", "--rate", "30", "--format", "yuyv"])
-    check_each_frame_once(["--size", "1280x720", "--rate", "30", "--format", "mjpeg"])
+    with_patience(check_each_frame_once, ["--size", "640x480", "--rate", "30", "--format", "yuyv"])
+    with_patience(check_each_frame_once, ["--size", "1280x720", "--rate", "30", "--format", "mjpeg"])
     check_camera_comes_back()
-    check_three_recordings()
+    with_patience(check_three_recordings)
 
 
 if __name__ == "__main__":

@@ -21,9 +21,10 @@ struct SimulatedCamera {
         std::vector<v4l2_frmivalenum> intervals; ///< empty: the same
     };
     struct Control {
-        v4l2_queryctrl query{};
+        int32_t minimum = 0;
+        int32_t maximum = 0;
+        int32_t step = 0;
         int32_t value = 0;
-        std::map<uint32_t, std::string> choices;
     };
     struct Frame {
         std::vector<uint8_t> bytes;
@@ -35,18 +36,13 @@ struct SimulatedCamera {
     int node = 0;
     std::string card = "Simulated Camera";
     std::string busInfo = "usb-1";
-    std::string serial;
     uint32_t capabilities = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
     std::vector<Format> formats;
-    std::vector<Control> controls;
-    std::vector<std::string> inputs;
-    std::vector<v4l2_standard> standards;
-    v4l2_pix_format now{}; ///< as it is set
+    std::map<uint32_t, Control> controls; ///< by identity
+    v4l2_pix_format now{};                ///< as it is set
     v4l2_fract interval{1, 30};
     uint32_t padding = 0; ///< bytes that each row has behind its pixels
     uint32_t bufferSize = 65536;
-    int input = 0;
-    v4l2_std_id standard = 0;
     bool busy = false; ///< another process has its buffers
 
     static v4l2_frmsizeenum Discrete(uint32_t width, uint32_t height)
@@ -62,20 +58,6 @@ struct SimulatedCamera {
         one.type = V4L2_FRMIVAL_TYPE_DISCRETE;
         one.discrete = {numerator, denominator};
         return one;
-    }
-    static Control IntegerControl(uint32_t identity, const char* name, int32_t minimum, int32_t maximum, int32_t step,
-                                  int32_t value)
-    {
-        Control control;
-        control.query.id = identity;
-        control.query.type = V4L2_CTRL_TYPE_INTEGER;
-        std::copy_n(name, std::min(std::string(name).size(), sizeof(control.query.name)), control.query.name);
-        control.query.minimum = minimum;
-        control.query.maximum = maximum;
-        control.query.step = step;
-        control.query.default_value = value;
-        control.value = value;
-        return control;
     }
     /// A camera that offers one format and size at 30 frames a second, and is set to it.
     static SimulatedCamera Simple(uint32_t pixelFormat = V4L2_PIX_FMT_YUYV, uint32_t width = 16, uint32_t height = 4)
@@ -112,12 +94,6 @@ public:
                 eventfd_write(descriptor, 1);
     }
 
-    /// Lets the camera change by itself.
-    void Alter(int node, const std::function<void(Camera&)>& change)
-    {
-        const std::lock_guard lock(mutex);
-        change(slots.at(node).camera);
-    }
     Camera At(int node)
     {
         const std::lock_guard lock(mutex);
@@ -141,14 +117,6 @@ public:
         return true;
     }
 
-    /// Reports a change of the source, as an event.
-    void SendSourceChange(int node)
-    {
-        const std::lock_guard lock(mutex);
-        slots[node].events = 1;
-        eventfd_write(slots[node].streamer, 1);
-    }
-
     /// The call of that kind after `skipped` others fails once, or for ever.
     void Fail(unsigned long request, int error, int skipped = 0, bool always = false)
     {
@@ -161,16 +129,11 @@ public:
         failures.clear();
     }
 
-    /// Whether the device of a node has buffers or streams: none may after a stop.
+    /// Whether the device of a node neither streams nor has buffers, and none is mapped: so it must be after a stop.
     bool IsIdle(int node)
     {
         const std::lock_guard lock(mutex);
-        return !slots[node].streaming && slots[node].memory.empty();
-    }
-    size_t Mapped()
-    {
-        const std::lock_guard lock(mutex);
-        return mapped;
+        return !slots[node].streaming && slots[node].memory.empty() && mapped == 0;
     }
 
     platform::UniqueFD Open(const char* path) override
@@ -222,21 +185,13 @@ public:
         const std::lock_guard lock(mutex);
         for (auto& descriptor : descriptors) {
             const auto at = open.find(descriptor.fd);
-            if (at == open.end() || descriptor.revents == 0)
-                continue;
-            if (!slots.contains(at->second))
+            if (at != open.end() && descriptor.revents != 0 && !slots.contains(at->second))
                 descriptor.revents = POLLERR | POLLHUP;
-            else if (slots[at->second].events > 0)
-                descriptor.revents |= POLLPRI;
         }
         return ready;
     }
 
-    std::string SerialName(int descriptor) override
-    {
-        const std::lock_guard lock(mutex);
-        return slots[open[descriptor]].camera.serial;
-    }
+    std::string SerialName(int) override { return {}; }
 
 private:
     struct Slot {
@@ -245,7 +200,6 @@ private:
         std::deque<uint32_t> queued;
         std::deque<std::pair<uint32_t, Camera::Frame>> done;
         int streamer = -1;
-        int events = 0;
         bool streaming = false;
     };
     struct PlannedFailure {
@@ -317,12 +271,16 @@ private:
         }
     }
 
-    template <typename List, typename Entry> static int AnswerFrom(const List& list, Entry& entry)
+    template <typename Entry>
+    static int AnswerFrom(const Camera& camera, std::vector<Entry> Camera::Format::*list, Entry& entry)
     {
+        const auto found = std::ranges::find(camera.formats, entry.pixel_format, &Camera::Format::pixelFormat);
         const uint32_t index = entry.index;
-        if (index >= list.size())
+        if (((*found).*list).empty())
+            return ENOTTY;
+        if (index >= ((*found).*list).size())
             return EINVAL;
-        entry = list[index];
+        entry = ((*found).*list)[index];
         entry.index = index;
         return 0;
     }
@@ -346,37 +304,10 @@ private:
             entry.pixelformat = camera.formats[entry.index].pixelFormat;
             return 0;
         }
-        case VIDIOC_ENUM_FRAMESIZES: {
-            auto& entry = *static_cast<v4l2_frmsizeenum*>(argument);
-            const auto found = std::ranges::find(camera.formats, entry.pixel_format, &Camera::Format::pixelFormat);
-            return found->sizes.empty() ? ENOTTY : AnswerFrom(found->sizes, entry);
-        }
-        case VIDIOC_ENUM_FRAMEINTERVALS: {
-            auto& entry = *static_cast<v4l2_frmivalenum*>(argument);
-            const auto found = std::ranges::find(camera.formats, entry.pixel_format, &Camera::Format::pixelFormat);
-            return found->intervals.empty() ? ENOTTY : AnswerFrom(found->intervals, entry);
-        }
-        case VIDIOC_ENUMINPUT: {
-            auto& entry = *static_cast<v4l2_input*>(argument);
-            if (entry.index >= camera.inputs.size())
-                return EINVAL;
-            CopyText(camera.inputs[entry.index], entry.name);
-            return 0;
-        }
-        case VIDIOC_ENUMSTD:
-            return AnswerFrom(camera.standards, *static_cast<v4l2_standard*>(argument));
-        case VIDIOC_G_INPUT:
-            *static_cast<int*>(argument) = camera.input;
-            return 0;
-        case VIDIOC_S_INPUT:
-            camera.input = *static_cast<int*>(argument);
-            return 0;
-        case VIDIOC_G_STD:
-            *static_cast<v4l2_std_id*>(argument) = camera.standard;
-            return camera.standards.empty() ? ENOTTY : 0;
-        case VIDIOC_S_STD:
-            camera.standard = *static_cast<v4l2_std_id*>(argument);
-            return 0;
+        case VIDIOC_ENUM_FRAMESIZES:
+            return AnswerFrom(camera, &Camera::Format::sizes, *static_cast<v4l2_frmsizeenum*>(argument));
+        case VIDIOC_ENUM_FRAMEINTERVALS:
+            return AnswerFrom(camera, &Camera::Format::intervals, *static_cast<v4l2_frmivalenum*>(argument));
         default:
             return -1;
         }
@@ -384,27 +315,20 @@ private:
 
     static int AnswerControl(Camera& camera, unsigned long request, void* argument)
     {
-        if (request != VIDIOC_QUERYCTRL && request != VIDIOC_G_CTRL && request != VIDIOC_S_CTRL &&
-            request != VIDIOC_QUERYMENU)
+        if (request != VIDIOC_QUERYCTRL && request != VIDIOC_G_CTRL && request != VIDIOC_S_CTRL)
             return -1;
-        uint32_t identity = *static_cast<uint32_t*>(argument); // the first field of all four records
-        const bool next = (identity & V4L2_CTRL_FLAG_NEXT_CTRL) != 0;
-        identity &= ~V4L2_CTRL_FLAG_NEXT_CTRL;
-        const auto found = std::ranges::find_if(camera.controls, [=](const Camera::Control& control) {
-            return next ? control.query.id > identity : control.query.id == identity;
-        });
+        const uint32_t identity = *static_cast<uint32_t*>(argument); // the first field of all three records
+        const auto found = camera.controls.find(identity);
         if (found == camera.controls.end())
             return EINVAL;
-        if (request == VIDIOC_QUERYCTRL)
-            *static_cast<v4l2_queryctrl*>(argument) = found->query;
-        else if (request == VIDIOC_G_CTRL)
-            static_cast<v4l2_control*>(argument)->value = found->value;
+        auto& [minimum, maximum, step, value] = found->second;
+        auto& query = *static_cast<v4l2_queryctrl*>(argument);
+        if (request == VIDIOC_G_CTRL)
+            static_cast<v4l2_control*>(argument)->value = value;
         else if (request == VIDIOC_S_CTRL)
-            found->value = static_cast<v4l2_control*>(argument)->value;
-        else if (auto& entry = *static_cast<v4l2_querymenu*>(argument); found->choices.contains(entry.index))
-            std::copy_n(found->choices[entry.index].c_str(), found->choices[entry.index].size(), entry.name);
+            value = static_cast<v4l2_control*>(argument)->value;
         else
-            return EINVAL;
+            query = {identity, V4L2_CTRL_TYPE_INTEGER, {}, minimum, maximum, step, value, 0, {}};
         return 0;
     }
 
@@ -436,14 +360,6 @@ private:
             return 0;
         case VIDIOC_STREAMOFF:
             slot.streaming = false;
-            return 0;
-        case VIDIOC_DQEVENT:
-            if (slot.events == 0)
-                return ENOENT;
-            --slot.events;
-            static_cast<v4l2_event*>(argument)->type = V4L2_EVENT_SOURCE_CHANGE;
-            return 0;
-        case VIDIOC_SUBSCRIBE_EVENT:
             return 0;
         default:
             return ENOTTY;

@@ -6,7 +6,6 @@
 #include "platform/movies/MovieRecovery.h"
 
 #include <array>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -14,13 +13,6 @@
 using namespace grabbertest;
 
 namespace {
-
-/// Average of the blue, green and red of a pixel.
-int Brightness(const PortPixels& pixels, int x, int y)
-{
-    const uint8_t* pixel = pixels.pixels + y * pixels.rowBytes + x * 4;
-    return (pixel[0] + pixel[1] + pixel[2]) / 3;
-}
 
 std::string OutputOf(const std::string& command)
 {
@@ -63,76 +55,6 @@ protected:
     PortReference port = 0;
     std::vector<uint8_t> frame = JpegPicture(64, 48, 200);
 };
-
-// A preview is drawn into the channel's bounds and nowhere else, and follows them.
-TEST_F(DirectModeTest, PreviewIsDrawnIntoTheBounds)
-{
-    video = NewChannel(kVideoMediaType, 7);
-    Poke(cell.Get(), std::array<int16_t, 4>{10, 20, 42, 84});
-    SGSetChannelBounds(video, cell.Get());
-    EXPECT_EQ(SGStartPreview(session), noErr);
-    devices.Camera()->Send(kSecond, frame);
-    IdleAt(kSecond);
-    const auto pixels = PixelsOfPort(port);
-    ASSERT_TRUE(pixels);
-    EXPECT_NEAR(Brightness(*pixels, 21, 11), 200, 3);
-    EXPECT_NEAR(Brightness(*pixels, 83, 41), 200, 3);
-    for (const auto& [x, y] : {std::pair(19, 20), std::pair(84, 20), std::pair(50, 9), std::pair(50, 42)})
-        EXPECT_EQ(Brightness(*pixels, x, y), 0) << x << ' ' << y;
-    Poke(cell.Get(), std::array<int16_t, 4>{50, 0, 80, 10});
-    SGSetChannelBounds(video, cell.Get());
-    // A damaged frame draws nothing and does no harm.
-    devices.Camera()->Send(2 * kSecond, std::vector<uint8_t>{1, 2, 3});
-    IdleAt(2 * kSecond);
-    EXPECT_EQ(Brightness(*pixels, 5, 60), 0);
-    devices.Camera()->Send(3 * kSecond, frame);
-    IdleAt(3 * kSecond);
-    EXPECT_NEAR(Brightness(*pixels, 5, 60), 200, 3);
-
-    // While recording it is drawn only where the usage says so.
-    SGSetChannelUsage(video, seqGrabRecord);
-    SGStartRecord(session);
-    const auto dark = JpegPicture(64, 48, 50);
-    devices.Camera()->Send(4 * kSecond, dark);
-    IdleAt(4 * kSecond);
-    EXPECT_NEAR(Brightness(*pixels, 5, 60), 200, 3);
-    SGSetChannelUsage(video, seqGrabRecord | seqGrabPlayDuringRecord);
-    devices.Camera()->Send(5 * kSecond, dark);
-    IdleAt(5 * kSecond);
-    EXPECT_NEAR(Brightness(*pixels, 5, 60), 50, 3);
-}
-
-TEST_F(DirectModeTest, PicturesAreGrabbed)
-{
-    video = NewChannel(kVideoMediaType, 7);
-    SGStartPreview(session);
-    const Address picture = cell.Get();
-    const Address bounds = cell.Get() + 8;
-    Poke(bounds, std::array<int16_t, 4>{5, 5, 25, 35});
-    EXPECT_EQ(SGGrabPict(session, picture, bounds, 0, 2), seqGrabInfoNotAvailable);
-    devices.Camera()->Send(kSecond, frame);
-    IdleAt(kSecond);
-    SGPause(session, 1);
-    ASSERT_EQ(SGGrabPict(session, picture, bounds, 0, 2), noErr);
-    const auto handle = Peek<Handle>(picture);
-    const auto bytes = HandleBytes(handle);
-    ASSERT_EQ(bytes.size(), 86U + 30 * 20 * 4);
-    EXPECT_EQ(bytes[32], 30);
-    EXPECT_EQ(bytes[34], 20);
-    EXPECT_NEAR(bytes[86], 200, 3);
-    EXPECT_NEAR(bytes[86 + 29 * 4 + 19 * 120 + 2], 200, 3);
-    DisposeHandle(handle);
-    Poke(bounds, std::array<int16_t, 4>{5, 5, 5, 35});
-    EXPECT_EQ(SGGrabPict(session, picture, bounds, 0, 2), paramErr);
-    Poke(bounds, std::array<int16_t, 4>{-32768, -32768, 32767, 32767});
-    EXPECT_EQ(SGGrabPict(session, picture, bounds, 0, 2), paramErr);
-    SGPause(session, 0);
-    devices.Camera()->Send(2 * kSecond, std::vector<uint8_t>{0xFF, 0xD8, 9});
-    IdleAt(2 * kSecond);
-    Poke(bounds, std::array<int16_t, 4>{0, 0, 20, 20});
-    EXPECT_NE(SGGrabPict(session, picture, bounds, 0, 2), noErr);
-    EXPECT_EQ(Peek<Handle>(picture), 0);
-}
 
 // A movie that the grabber writes by itself begins with its first frame, holds the measured times, and is in step.
 TEST_F(DirectModeTest, RecordsAMovie)
@@ -179,35 +101,4 @@ TEST_F(DirectModeTest, RecordsAMovie)
     const std::string times =
         OutputOf("ffprobe -v error -select_streams v -show_entries packet=duration -of csv=p=0 \"" + Path() + "\"");
     EXPECT_EQ(times.substr(0, 9), "25\n25\n22\n") << times;
-}
-
-TEST_F(DirectModeTest, FailuresOfTheOutputAreResults)
-{
-    video = NewChannel(kVideoMediaType, 7);
-    const auto start = [&] { return SGStartRecord(session); };
-    EXPECT_EQ(SGSetDataOutput(session, file.Get(), 0), noErr);
-    Poke<uint8_t>(file.Get() + 6, 0);
-    EXPECT_EQ(SGSetDataOutput(session, file.Get(), seqGrabToDisk), bdNamErr);
-    Poke<uint8_t>(file.Get() + 6, 200);
-    EXPECT_EQ(SGSetDataOutput(session, file.Get(), seqGrabToDisk), paramErr);
-    Poke<uint8_t>(file.Get() + 6, 9);
-    Poke<int32_t>(file.Get() + 2, 100000);
-    EXPECT_EQ(SGSetDataOutput(session, file.Get(), seqGrabToDisk), dirNFErr);
-    EXPECT_EQ(SGSetDataOutput(session, 0, seqGrabToDisk), paramErr);
-
-    // A movie that is there already isn't appended to, and stays.
-    if (FILE* existing = fopen(Path().c_str(), "w")) {
-        fputs("something", existing);
-        fclose(existing);
-    }
-    Poke<int32_t>(file.Get() + 2, NumbersOfDirectory(folder.string()).directory);
-    EXPECT_EQ(SGSetDataOutput(session, file.Get(), seqGrabToDisk | seqGrabAppendToFile), noErr);
-    EXPECT_EQ(start(), dupFNErr);
-    EXPECT_EQ(std::filesystem::file_size(Path()), 9U);
-    std::filesystem::remove_all(folder);
-    EXPECT_NE(start(), noErr);
-    EXPECT_EQ(SGGetMode(session, cell.Get(), cell.Get() + 4), noErr);
-    EXPECT_EQ(Peek<int32_t>(cell.Get() + 4), 0);
-    EXPECT_EQ(SGSetDataRef(session, 0, 0, seqGrabDontMakeMovie), noErr);
-    EXPECT_EQ(start(), noErr);
 }

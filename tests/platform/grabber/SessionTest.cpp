@@ -54,73 +54,6 @@ TEST_F(GrabberTest, DeadNumbersGiveTheirCodes)
     DisposeHandle(handle);
 }
 
-TEST_F(GrabberTest, ModesStartPauseAndEnd)
-{
-    video = NewChannel(kVideoMediaType, seqGrabRecord | seqGrabPreview);
-    sound = NewChannel(kSoundMediaType, seqGrabRecord);
-    CollectDeliveries();
-    const auto modes = [&] {
-        EXPECT_EQ(SGGetMode(session, cell.Get(), cell.Get() + 4), noErr);
-        return std::pair(Peek<int32_t>(cell.Get()), Peek<int32_t>(cell.Get() + 4));
-    };
-    EXPECT_EQ(modes(), std::pair(0, 0));
-    EXPECT_EQ(SGStop(session), noErr);
-
-    EXPECT_EQ(SGStartPreview(session), noErr);
-    EXPECT_EQ(modes(), std::pair(1, 0));
-    EXPECT_NE(devices.Camera()->sink, nullptr);
-    EXPECT_EQ(devices.Microphone()->sink, nullptr);
-    devices.Camera()->Send(kSecond, kFrame);
-    EXPECT_EQ(IdleAt(kSecond), noErr);
-    EXPECT_TRUE(delivered.empty());
-
-    EXPECT_EQ(SGStartRecord(session), noErr);
-    EXPECT_EQ(SGStartRecord(session), noErr);
-    EXPECT_EQ(modes(), std::pair(0, 1));
-    EXPECT_EQ(devices.Camera()->starts, 1);
-    EXPECT_NE(devices.Microphone()->sink, nullptr);
-    devices.Camera()->Send(2 * kSecond, kFrame);
-    IdleAt(2 * kSecond);
-    ASSERT_GE(VideoCount(), 1U);
-    EXPECT_EQ(delivered[0].bytes, kFrame);
-
-    EXPECT_EQ(SGPause(session, 1), noErr);
-    EXPECT_EQ(modes(), std::pair(0, 1));
-    devices.Camera()->Send(3 * kSecond, kFrame);
-    IdleAt(3 * kSecond);
-    EXPECT_EQ(VideoCount(), 1U);
-    EXPECT_EQ(SGPause(session, 0), noErr);
-    devices.Camera()->Send(4 * kSecond, kFrame);
-    IdleAt(4 * kSecond);
-    EXPECT_EQ(VideoCount(), 2U);
-    EXPECT_EQ(delivered.back().time, 2 * 600);
-    EXPECT_EQ(SGGetChannelCounts(video).delivered, 2U);
-    EXPECT_EQ(SGGetChannelCounts(video).lostBeforeUs, 0U);
-
-    EXPECT_EQ(SGRelease(session), noErr);
-    EXPECT_EQ(modes(), std::pair(0, 0));
-    EXPECT_EQ(devices.Camera()->sink, nullptr);
-    EXPECT_EQ(devices.Microphone()->sink, nullptr);
-}
-
-// The count of time runs over a stop: the first frame after it tells of the whole gap.
-TEST_F(GrabberTest, TimeRunsOnOverStops)
-{
-    video = NewChannel(kVideoMediaType);
-    CollectDeliveries();
-    for (const int64_t seconds : {5, 6, 65}) {
-        SGStartRecord(session);
-        devices.Camera()->Send(seconds * kSecond + kMillisecond / 2, kFrame);
-        IdleAt(seconds * kSecond);
-        SGStop(session);
-        devices.Camera()->Send(seconds * kSecond + 100, kFrame);
-    }
-    ASSERT_EQ(delivered.size(), 3U);
-    EXPECT_EQ(delivered[0].time, 0);
-    EXPECT_EQ(delivered[1].time, 600);
-    EXPECT_EQ(delivered[2].time, 60 * 600);
-}
-
 // Rounding doesn't add up, and the count wraps without a step.
 TEST_F(GrabberTest, TimesFollowTheStamps)
 {
@@ -138,67 +71,6 @@ TEST_F(GrabberTest, TimesFollowTheStamps)
     devices.Camera()->Send(late, kFrame);
     IdleAt(late);
     EXPECT_NEAR(delivered.back().time, 7 * 600, 1);
-}
-
-// A few frames that were held up together go out one at a call, so that each is seen; of many only a few are left.
-TEST_F(GrabberTest, FewFramesComeOneAtACall)
-{
-    video = NewChannel(kVideoMediaType);
-    CollectDeliveries();
-    SGStartRecord(session);
-    for (const auto& [sent, expected] : {std::pair(3, 1U), std::pair(10, 7U)}) {
-        delivered.clear();
-        for (int frame = 0; frame < sent; ++frame)
-            devices.Camera()->Send(kSecond + frame, kFrame);
-        EXPECT_EQ(SGIdle(session), noErr);
-        EXPECT_EQ(delivered.size(), expected);
-        delivered.clear();
-        IdleAt(kSecond);
-    }
-}
-
-TEST_F(GrabberTest, ResultOfTheProcedureStopsTheSession)
-{
-    video = NewChannel(kVideoMediaType);
-    CollectDeliveries();
-    SGStartRecord(session);
-    onDelivery = [](const Delivered&) { return dskFulErr; };
-    devices.Camera()->Send(kSecond, kFrame);
-    devices.Camera()->Send(2 * kSecond, kFrame);
-    EXPECT_EQ(IdleAt(2 * kSecond), dskFulErr);
-    EXPECT_EQ(delivered.size(), 1U);
-    EXPECT_EQ(devices.Camera()->sink, nullptr);
-    EXPECT_EQ(IdleAt(2 * kSecond), noErr);
-}
-
-// A procedure may do anything with the session that calls it.
-TEST_F(GrabberTest, ProcedureMayStopDisposeAndClose)
-{
-    const std::vector<std::function<void()>> actions{
-        [&] { EXPECT_EQ(SGIdle(session), noErr); },
-        [&] { SGStop(session); },
-        [&] { EXPECT_EQ(SGDisposeChannel(session, video), noErr); },
-        [&] { EXPECT_EQ(CloseComponent(session), noErr); },
-    };
-    const std::vector<size_t> expected{3, 1, 1, 1};
-    for (size_t i = 0; i < actions.size(); ++i) {
-        video = NewChannel(kVideoMediaType);
-        CollectDeliveries();
-        SGStartRecord(session);
-        delivered.clear();
-        onDelivery = [&](const Delivered& buffer) {
-            if (delivered.size() == 1)
-                actions[i]();
-            EXPECT_EQ(buffer.bytes, kFrame);
-            return noErr;
-        };
-        for (int frame = 1; frame <= 3; ++frame)
-            devices.Camera()->Send(frame * kSecond, kFrame);
-        IdleAt(3 * kSecond);
-        EXPECT_EQ(delivered.size(), expected[i]) << i;
-        SGDisposeChannel(session, video);
-    }
-    EXPECT_EQ(SGIdle(session), badComponentInstance);
 }
 
 TEST_F(GrabberTest, FailureIsToldOnceAndTheDeviceComesBack)
@@ -228,9 +100,6 @@ TEST_F(GrabberTest, FailureIsToldOnceAndTheDeviceComesBack)
     devices.Camera()->Send(4 * kSecond, kFrame);
     IdleAt(4 * kSecond);
     EXPECT_EQ(delivered.size(), 2U);
-    SGStop(session);
-    devices.cameraList.clear();
-    EXPECT_EQ(SGPrepare(session, 0, 1), noDeviceForChannel);
 }
 
 TEST_F(GrabberTest, LossesAreCounted)
@@ -312,38 +181,4 @@ TEST_F(GrabberTest, FramesAreCompressedInOrder)
     }
     EXPECT_EQ(delivered[61].bytes, kFrame);
     EXPECT_EQ(SGGetChannelCounts(video).droppedInQueue, 0U);
-}
-
-TEST_F(GrabberTest, ChannelsAndSessionsEndInAnyOrder)
-{
-    const int64_t before = BytesInUse();
-    StartBoth();
-    const SGChannel second = NewChannel(kVideoMediaType);
-    EXPECT_EQ(SGStartRecord(session), noErr);
-    const SGComponent other = OpenDefaultComponent(CodeOf("barg"), 0);
-    SGInitialize(other);
-    EXPECT_EQ(SGDisposeChannel(other, second), badSGChannel);
-    EXPECT_EQ(SGNewChannel(other, kVideoMediaType, cell.Get()), noErr);
-    const auto foreign = Peek<SGChannel>(cell.Get());
-    SGSetChannelUsage(foreign, seqGrabRecord);
-    SGStartRecord(other);
-    EXPECT_EQ(SGGetIndChannel(session, 3, cell.Get(), cell.Get() + 4), noErr);
-    EXPECT_EQ(Peek<SGChannel>(cell.Get()), second);
-    EXPECT_EQ(Peek<FourCharCode>(cell.Get() + 4), kVideoMediaType);
-    EXPECT_EQ(SGGetIndChannel(session, 4, cell.Get(), cell.Get() + 4), badSGChannel);
-    EXPECT_EQ(SGGetIndChannel(session, 0, cell.Get(), cell.Get() + 4), badSGChannel);
-
-    EXPECT_EQ(SGDisposeChannel(session, sound), noErr);
-    EXPECT_EQ(SGDisposeChannel(session, sound), badSGChannel);
-    EXPECT_EQ(SGGetIndChannel(session, 1, cell.Get(), cell.Get() + 4), noErr);
-    EXPECT_EQ(Peek<SGChannel>(cell.Get()), video);
-    devices.Camera()->Send(kSecond, kFrame); // the foreign session's camera, opened last
-    IdleAt(kSecond);
-    EXPECT_TRUE(delivered.empty());
-    CloseComponent(other);
-    EXPECT_EQ(SGSetChannelUsage(foreign, 1), badSGChannel);
-    CloseComponent(session);
-    EXPECT_EQ(SGSetChannelUsage(video, 1), badSGChannel);
-    // What stays in use was so before: the test's own cells, and what numbers were kept in.
-    EXPECT_LE(BytesInUse(), before);
 }

@@ -95,24 +95,6 @@ TEST_F(SettingsTest, EverythingComesBack)
     EXPECT_EQ(Peek<int16_t>(cell.Get() + 6), 400);
 }
 
-// Where the camera is missing, one of the same name serves, else the first; the session runs on in its mode.
-TEST_F(SettingsTest, TakesWhatTheMachineHas)
-{
-    CollectDeliveries();
-    const auto saved = Save();
-    SGStartRecord(session);
-    devices.cameraList = {{"Other", "id of Other", {}, true}, {"Camera", "id of Same name", {}, true}};
-    EXPECT_EQ(Restore(saved), noErr);
-    ASSERT_NE(devices.Camera("Same name"), nullptr);
-    EXPECT_NE(devices.Camera("Same name")->sink, nullptr);
-    devices.cameraList.pop_back();
-    EXPECT_EQ(Restore(saved), noErr);
-    ASSERT_NE(devices.Camera("Other"), nullptr);
-    devices.Camera("Other")->Send(kSecond, std::vector<uint8_t>{1});
-    IdleAt(kSecond);
-    EXPECT_EQ(VideoCount(), 1U);
-}
-
 // Nothing that a file may hold does harm, and what is refused leaves the session as it was.
 TEST_F(SettingsTest, DamagedSettingsAreRefused)
 {

@@ -14,16 +14,6 @@ std::atomic<int64_t> handClock{0};
 
 } // namespace
 
-Result TestCamera::SetControl(uint32_t identity, int64_t value)
-{
-    for (ImageControl& control : controls)
-        if (control.identity == identity) {
-            control.value = value;
-            return noErr;
-        }
-    return paramErr;
-}
-
 void TestCamera::Send(int64_t time, std::vector<uint8_t> bytes)
 {
     Send(time, {bytes, format.format, format.width, format.height});

@@ -43,7 +43,6 @@ public:
     }
     Result Start(FrameSink& to) override
     {
-        ++starts;
         if (startResult == noErr || startResult == noDeviceForChannel)
             sink = &to;
         return startResult;
@@ -59,8 +58,6 @@ public:
         analog[control] = value;
         return noErr;
     }
-    std::vector<ImageControl> Controls() const override { return controls; }
-    Result SetControl(uint32_t identity, int64_t value) override;
 
     /// Sends a frame of JPEG bytes (or of another format and size) captured at `time`.
     void Send(int64_t time, std::vector<uint8_t> bytes);
@@ -75,9 +72,7 @@ public:
     std::map<AnalogControl, uint16_t> analog{{AnalogControl::Brightness, 1}, {AnalogControl::Hue, 2},
                                              {AnalogControl::Contrast, 3},   {AnalogControl::Saturation, 4},
                                              {AnalogControl::Sharpness, 5},  {AnalogControl::WhiteLevel, 6}};
-    std::vector<ImageControl> controls;
     Result startResult = noErr;
-    int starts = 0;
     uint32_t sequence = 0;
     FrameSink* sink = nullptr;
 
@@ -97,7 +92,6 @@ public:
 
     std::string Name() const override { return name; }
     std::string Identity() const override { return "id of " + name; }
-    std::vector<std::string> Inputs() const override { return inputs; }
     Result GetGain(double& value) const override
     {
         value = gain;
@@ -111,8 +105,6 @@ public:
     SoundFormat Format() const override { return format; }
     Result SetFormat(const SoundFormat& wanted) override
     {
-        if (wanted.sampleRate == refusedRate)
-            return siInvalidSampleRate;
         format = wanted;
         return noErr;
     }
@@ -128,9 +120,7 @@ public:
     void Send(int64_t time, int milliseconds, uint64_t lost = 0);
 
     std::string name;
-    std::vector<std::string> inputs;
     SoundFormat format{48000, 2, 16};
-    double refusedRate = 0;
     double gain = 1;
     SoundSink* sink = nullptr;
 
