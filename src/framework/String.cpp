@@ -74,7 +74,7 @@ RoundedDigits Round(double magnitude, int decimals)
     return {all.substr(0, all.size() - places), all.substr(all.size() - places), scaled == 0};
 }
 
-// The part of a mask before its point, filled from the right; its first placeholder takes all digits that are left.
+// The part of a mask before its point, filled from the right; its first digit mark takes all digits that are left.
 std::string FillWhole(const std::string& mask, std::string digits, bool negative)
 {
     const auto needed = static_cast<size_t>(std::ranges::count_if(mask, IsPlaceholder));

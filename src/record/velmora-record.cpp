@@ -186,8 +186,8 @@ void Recorder::ShowProgress(bool last)
     std::error_code unknown;
     const auto size = std::filesystem::file_size(command.output, unknown);
     const int level = std::max(canvas->SoundLevelMeterLeft(), canvas->SoundLevelMeterRight());
-    std::printf("%s%02d:%02d:%04.1f  %llu frames  %llu lost  %.1f MB  sound %3d %%%s",
-                terminal ? "\r" : "", static_cast<int>(seconds / 3600), static_cast<int>(seconds / 60) % 60,
+    std::printf("%s%02d:%02d:%04.1f  %llu frames  %llu lost  %.1f MB  sound %3d %%%s", terminal ? "\r" : "",
+                static_cast<int>(seconds / 3600), static_cast<int>(seconds / 60) % 60,
                 seconds - 60 * static_cast<int>(seconds / 60),
                 static_cast<unsigned long long>(counts.delivered - countsAtStart.delivered),
                 static_cast<unsigned long long>(counts.lost - countsAtStart.lost),

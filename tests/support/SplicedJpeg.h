@@ -10,8 +10,7 @@
 
 /// A 4:2:2 JPEG picture ("yuvs" in) whose rows of 8 lines can be replaced one by one, so that a camera of large frames
 /// costs only the rows that change. Each row of blocks is a restart interval: it decodes by itself.
-class SplicedJpeg
-{
+class SplicedJpeg {
 public:
     static constexpr int kRowHeight = 8;
 

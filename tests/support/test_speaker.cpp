@@ -3,8 +3,8 @@
 //
 //   test_speaker        until SIGTERM
 //
-// The time at which a sample will sound is the present plus the stream's reported latency, smoothed over many blocks, for
-// a single report is only good to a block or so.
+// The time at which a sample will sound is the present plus the stream's reported latency, smoothed over many blocks,
+// for a single report is only good to a block or so.
 #include <pulse/simple.h>
 
 #include <array>

@@ -3,10 +3,8 @@
 #include <string_view>
 #include <unistd.h>
 
-namespace platform
-{
-namespace
-{
+namespace platform {
+namespace {
 
 // The device manager's events come once a node has its rights. Without a manager the kernel's own must do.
 const char* EventSource()

@@ -5,13 +5,11 @@
 #include <string>
 #include <vector>
 
-namespace platform
-{
+namespace platform {
 
 /// Tells when video devices come and go, by the system's device events: nothing is asked while nothing happens.
 /// Belongs to one thread.
-class DeviceWatcher
-{
+class DeviceWatcher {
 public:
     struct Event {
         enum class Kind { Arrived, Left, Changed };

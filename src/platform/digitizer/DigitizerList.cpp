@@ -6,10 +6,8 @@
 
 #include <algorithm>
 
-namespace platform
-{
-namespace
-{
+namespace platform {
+namespace {
 
 DigitizerProvider& TheProvider()
 {

@@ -19,10 +19,8 @@
 #include <mutex>
 #include <thread>
 
-namespace platform
-{
-namespace
-{
+namespace platform {
+namespace {
 
 constexpr std::string_view kIdentityPrefix = "dv:";
 constexpr std::chrono::milliseconds kRetryTime{500};
@@ -46,8 +44,7 @@ std::optional<uint64_t> GuidOf(const std::string& identity)
     return guid;
 }
 
-class DvDevice : public DvStreamSink
-{
+class DvDevice : public DvStreamSink {
 public:
     DvDevice(std::shared_ptr<Bus> deviceBus, BusDevice busDevice)
         : bus(std::move(deviceBus)), device(std::move(busDevice))
@@ -180,8 +177,7 @@ std::shared_ptr<DvDevice> FindDevice(const std::string& identity)
     return nullptr;
 }
 
-class DvDigitizer : public Digitizer
-{
+class DvDigitizer : public Digitizer {
 public:
     explicit DvDigitizer(std::shared_ptr<DvDevice> shared) : device(std::move(shared)) {}
     ~DvDigitizer() override { DvDigitizer::Stop(); }
@@ -210,8 +206,7 @@ private:
     std::shared_ptr<DvDevice> device;
 };
 
-class DvSoundSource : public SoundSource
-{
+class DvSoundSource : public SoundSource {
 public:
     explicit DvSoundSource(std::shared_ptr<DvDevice> shared) : device(std::move(shared)) {}
     ~DvSoundSource() override { DvSoundSource::Stop(); }

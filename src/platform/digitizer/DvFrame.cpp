@@ -8,10 +8,8 @@
 
 #include <algorithm>
 
-namespace platform
-{
-namespace
-{
+namespace platform {
+namespace {
 
 constexpr size_t kBlockSize = 80;
 constexpr size_t kSequenceSize = 150 * kBlockSize;

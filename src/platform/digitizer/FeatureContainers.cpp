@@ -1,7 +1,7 @@
 // Features in atom containers.
 //
-// A container has one "feat" atom; in it lie the feature's code ("ftyp") and its settings ("fstg"), a record of 24 bytes.
-// The flags word of the record's capabilities is in big-endian order, everything else in the machine's own.
+// A container has one "feat" atom; in it lie the feature's code ("ftyp") and its settings ("fstg"), a record of 24
+// bytes. The flags word of the record's capabilities is in big-endian order, everything else in the machine's own.
 #include "platform/atoms/AtomContainers.h"
 #include "platform/digitizer/VideoDigitizer.h"
 
@@ -46,8 +46,7 @@ FeatureSettings SettingsOf(const CameraFeature& feature)
             .stateValue = feature.maximum == 0 ? 0 : static_cast<float>(feature.value) / maximum};
 }
 
-template <typename T>
-Result InsertValue(AtomContainer container, Atom parent, FourCharCode type, const T& value)
+template <typename T> Result InsertValue(AtomContainer container, Atom parent, FourCharCode type, const T& value)
 {
     const OwnedBlock data(sizeof(T));
     Poke(data.Get(), value);
@@ -117,8 +116,7 @@ Result VDIIDCSetFeatures(ComponentInstance digitizer, int32_t container)
     const int16_t count = QTCountChildrenOfType(container, 0, kFeatureAtom);
     Result result = count == 0 ? cannotFindAtomErr : noErr;
     for (int16_t index = 1; index <= count && result == noErr; ++index)
-        result = ApplyFeature(*instance->device, container,
-                              QTFindChildByIndex(container, 0, kFeatureAtom, index, 0));
+        result = ApplyFeature(*instance->device, container, QTFindChildByIndex(container, 0, kFeatureAtom, index, 0));
     return result;
 }
 

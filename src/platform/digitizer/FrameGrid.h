@@ -5,8 +5,7 @@
 #include <ctime>
 #include <numeric>
 
-namespace platform
-{
+namespace platform {
 
 /// Now on the monotonic clock, in nanoseconds.
 inline int64_t MonotonicNow()

@@ -8,10 +8,8 @@
 #include <cstring>
 #include <string>
 
-namespace platform
-{
-namespace
-{
+namespace platform {
+namespace {
 
 // Seven rows of five dots for each digit, the leftmost dot in the highest bit.
 constexpr uint8_t kDigitRows[10][7] = {

@@ -2,10 +2,8 @@
 
 #include <cstdlib>
 
-namespace platform
-{
-namespace
-{
+namespace platform {
+namespace {
 
 constexpr int kDataBits = 32;
 constexpr int kFirstDataCell = 2;

@@ -7,8 +7,7 @@
 #include <optional>
 #include <span>
 
-namespace platform
-{
+namespace platform {
 
 /// The Test Pattern's picture, drawn and read back. From top to bottom, in parts of the height:
 ///

@@ -3,12 +3,10 @@
 #include <unistd.h>
 #include <utility>
 
-namespace platform
-{
+namespace platform {
 
 /// A file descriptor that is closed with its owner. -1 is none.
-class UniqueFD
-{
+class UniqueFD {
 public:
     UniqueFD() = default;
     explicit UniqueFD(int descriptor) : descriptor(descriptor) {}

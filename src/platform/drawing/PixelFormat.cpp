@@ -1,9 +1,7 @@
 #include "platform/drawing/PixelFormat.h"
 
-namespace platform
-{
-namespace
-{
+namespace platform {
+namespace {
 
 constexpr int32_t kLargestSide = 16384;
 

@@ -21,10 +21,8 @@
 #include <memory>
 #include <utility>
 
-namespace platform
-{
-namespace
-{
+namespace platform {
+namespace {
 
 constexpr int32_t kRowAlignment = 64;
 constexpr int32_t kLargestSide = 16384;

@@ -38,7 +38,8 @@ public:
     virtual std::unique_ptr<DvStream> OpenStream(uint64_t guid) = 0;
 };
 
-/// The machine's FireWire bus; null where kernel, library, adapter or permission is missing, which is found out at once.
+/// The machine's FireWire bus; null where kernel, library, adapter or permission is missing, which is found out at
+/// once.
 std::shared_ptr<Bus> OpenBus();
 
 /// Replaces the machine's bus with one of the test's own making until called with an empty function.

@@ -62,8 +62,8 @@ public:
         // Frames are quadlets on the wire.
         std::vector<quadlet_t> quadlets((frame.size() + 3) / 4);
         std::copy(frame.begin(), frame.end(), reinterpret_cast<uint8_t*>(quadlets.data()));
-        const int written = raw1394_write(handle.get(), sender, kFcpCommandAddress, quadlets.size() * 4,
-                                          quadlets.data());
+        const int written =
+            raw1394_write(handle.get(), sender, kFcpCommandAddress, quadlets.size() * 4, quadlets.data());
         return written < 0 ? ioErr : noErr;
     }
 

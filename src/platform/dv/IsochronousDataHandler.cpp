@@ -64,8 +64,8 @@ template <typename T> std::span<const uint8_t> BytesOf(const T& value)
 void InsertDevice(AtomContainer container, const BusDevice& device)
 {
     const Atom deviceAtom = InsertAtom(container, 0, kDeviceAtom);
-    InsertAtom(container, deviceAtom, kNameAtom, {reinterpret_cast<const uint8_t*>(device.name.data()),
-                                                  device.name.size()});
+    InsertAtom(container, deviceAtom, kNameAtom,
+               {reinterpret_cast<const uint8_t*>(device.name.data()), device.name.size()});
     const Atom isochronous = InsertAtom(container, deviceAtom, kIsochronousAtom);
     const Atom mode = InsertAtom(container, isochronous, kModeAtom);
     InsertAtom(container, mode, kMediaTypeAtom, BytesOf(kVideoMediaType));
@@ -101,8 +101,8 @@ Result IDHSetDeviceConfiguration(ComponentInstance handler, Address configuratio
     if (guidAtom == 0 || QTCopyAtomDataToPtr(container, guidAtom, 0, sizeof(uint64_t), guid.Get(), 0) != noErr)
         return cannotFindAtomErr;
     DeviceControls().Remove(instance->deviceControl);
-    instance->deviceControl = DeviceControls().Add(
-        std::make_shared<DeviceControl>(DeviceControl{instance->bus, Peek<uint64_t>(guid.Get())}));
+    instance->deviceControl =
+        DeviceControls().Add(std::make_shared<DeviceControl>(DeviceControl{instance->bus, Peek<uint64_t>(guid.Get())}));
     return noErr;
 }
 
