@@ -33,7 +33,6 @@ namespace {
 constexpr int64_t kRegionSize = int64_t{1} << 31;
 constexpr int64_t kSmallest = 64;
 constexpr int64_t kPage = 4096;
-constexpr int64_t kPictureBlock = int64_t{4} << 20;
 constexpr int64_t kLargeBlock = int64_t{16} << 20;
 constexpr int kClasses = 112;
 // Lies between two blocks, so that one past a block's end is never the start of the next.
@@ -137,10 +136,6 @@ private:
                 return 0;
             top += needed;
             fresh = true;
-            // Pictures are walked through from end to end for each frame: larger pages make that 3 % cheaper.
-            if (sizeClass.capacity >= kPictureBlock)
-                madvise(start + (block + kPage - 1) / kPage * kPage, static_cast<size_t>(sizeClass.capacity - kPage),
-                        MADV_HUGEPAGE);
         }
         living[static_cast<Address>(block)] = size;
         inUse += size;
