@@ -17,20 +17,22 @@ struct Entry {
     FourCharCode codec;
     const char* name;
     Maker make;
+    bool hasQuality = false;
+    bool hasAlpha = false;
 };
 
 // In the order in which dialogs list them.
 constexpr Entry kCompressors[] = {
-    {CodeOf("jpeg"), "Photo JPEG", MakeJpegCompressor},
+    {CodeOf("jpeg"), "Photo JPEG", MakeJpegCompressor, true},
     {CodeOf("png "), "PNG", MakeCodecCompressor},
-    {CodeOf("apco"), "ProRes 422 Proxy", MakeCodecCompressor},
-    {CodeOf("apcs"), "ProRes 422 LT", MakeCodecCompressor},
-    {CodeOf("apcn"), "ProRes 422", MakeCodecCompressor},
-    {CodeOf("apch"), "ProRes 422 HQ", MakeCodecCompressor},
+    {CodeOf("apco"), "ProRes 422 Proxy", MakeCodecCompressor, true},
+    {CodeOf("apcs"), "ProRes 422 LT", MakeCodecCompressor, true},
+    {CodeOf("apcn"), "ProRes 422", MakeCodecCompressor, true},
+    {CodeOf("apch"), "ProRes 422 HQ", MakeCodecCompressor, true},
     {CodeOf("dvc "), "DV", MakeCodecCompressor},
     {CodeOf("2vuy"), "Uncompressed YUV 4:2:2", MakeRawCompressor},
     {CodeOf("yuvs"), "Uncompressed YUV 4:2:2 (luma first)", MakeRawCompressor},
-    {CodeOf("raw "), "Uncompressed RGB", MakeRawCompressor},
+    {CodeOf("raw "), "Uncompressed RGB", MakeRawCompressor, false, true},
 };
 
 } // namespace
@@ -40,7 +42,7 @@ std::vector<CompressorName> AvailableCompressors()
     std::vector<CompressorName> names;
     for (const Entry& entry : kCompressors)
         if (FrameCompressor::Create({.codec = entry.codec}))
-            names.push_back({entry.codec, entry.name});
+            names.push_back({entry.codec, entry.name, entry.hasQuality, entry.hasAlpha});
     return names;
 }
 

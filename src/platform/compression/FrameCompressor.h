@@ -30,7 +30,9 @@ struct CompressionSettings {
 
 struct CompressorName {
     FourCharCode codec;
-    std::string name; ///< readable, for people
+    std::string name;       ///< readable, for people
+    bool hasQuality = true; ///< whether the spatial quality makes a difference
+    bool hasAlpha = false;  ///< whether it stores 32 bits a pixel as well as 24
 };
 
 /// The compressors that `FrameCompressor::Create` knows, the default first.

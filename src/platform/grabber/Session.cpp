@@ -216,6 +216,37 @@ Result Session::TakeFailure()
     return result;
 }
 
+// Trials of settings.
+
+void Session::BeginTrial(Channel& channel)
+{
+    heldForTrial = mode != GrabMode::Stopped && !paused;
+    Pause(true);
+    RunTried(channel);
+}
+
+void Session::RunTried(Channel& channel)
+{
+    channel.Accept(true);
+    channel.Run();
+}
+
+void Session::EndTrial(Channel& channel)
+{
+    if (!Owns(channel.number))
+        return;
+    if (channel.IsUsedIn(mode))
+        channel.Run();
+    else
+        channel.Halt();
+    channel.Accept(false);
+    channel.DiscardArrived();
+    while (queue.Take(channel.number)) {
+    }
+    if (std::exchange(heldForTrial, false))
+        Pause(false);
+}
+
 // The grabber's own movie.
 
 Result Session::BeginRecording()

@@ -52,6 +52,12 @@ public:
     TaggedItems Settings() const;
     Result ApplySettings(const TaggedItems& settings);
 
+    /// Holds the session for `SettingsTrial`, which takes what a channel's device sends meanwhile; and its end.
+    void BeginTrial(Channel& channel);
+    void RunTried(Channel& channel);
+    std::optional<Sample> TakeTried(const Channel& channel) { return queue.Take(channel.number); }
+    void EndTrial(Channel& channel);
+
 private:
     /// A frame or a piece of sound on its way to the data procedure.
     struct Buffer {
@@ -99,6 +105,7 @@ private:
     bool initialized = false;
     GrabMode mode = GrabMode::Stopped;
     bool paused = false;
+    bool heldForTrial = false; ///< paused by a settings dialog alone
     bool idling = false;
     int64_t lastRetry = 0;
 

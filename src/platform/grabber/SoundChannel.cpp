@@ -7,6 +7,7 @@
 // The channel owns the source, its level meter and the driver number under which both can be reached.
 #include "platform/grabber/SoundChannel.h"
 
+#include "platform/grabber/DeviceLists.h"
 #include "platform/grabber/MonotonicClock.h"
 
 #include <cmath>
@@ -70,10 +71,7 @@ SoundStream& SoundChannel::Stream()
 
 std::vector<ListedDevice> SoundChannel::Devices() const
 {
-    std::vector<ListedDevice> devices;
-    for (const SoundSourceEntry& entry : ListSoundSources())
-        devices.push_back({entry.name, entry.identity, entry.inputs, 0, entry.available});
-    return devices;
+    return ListedDevices(ListSoundSources());
 }
 
 ListedDevice SoundChannel::Device() const

@@ -30,6 +30,8 @@ public:
     void ApplySettings(const TaggedItems& settings) override;
 
     int32_t Driver() const { return driver; }
+    SoundSource& Source() { return *source; }
+    LevelMeter& Meter() { return *meter; }
 
     Parameters GetParameters() const;
     Result SetParameters(const Parameters& wanted);

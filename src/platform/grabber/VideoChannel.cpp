@@ -8,6 +8,7 @@
 // device's image controls. Both live until the channel takes another device.
 #include "platform/grabber/VideoChannel.h"
 
+#include "platform/grabber/DeviceLists.h"
 #include "platform/grabber/MonotonicClock.h"
 
 #include <algorithm>
@@ -45,6 +46,9 @@ void VideoChannel::AdoptDevice(std::shared_ptr<Digitizer> device)
     CloseComponent(instance);
     digitizer = std::move(device);
     instance = OpenDigitizerInstance(digitizer);
+    // What only the old device could deliver, nobody can make of the new one's frames.
+    if (const auto present = Compression(); SetCompression(present) != noErr)
+        SetCompression(CompressionSettings());
 }
 
 void VideoChannel::FinishArrived()
@@ -67,10 +71,7 @@ void VideoChannel::StopDevice()
 
 std::vector<ListedDevice> VideoChannel::Devices() const
 {
-    std::vector<ListedDevice> devices;
-    for (const DigitizerEntry& entry : ListDigitizers())
-        devices.push_back({entry.name, entry.identity, entry.inputs, 0, entry.available});
-    return devices;
+    return ListedDevices(ListDigitizers());
 }
 
 ListedDevice VideoChannel::Device() const

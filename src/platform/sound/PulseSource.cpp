@@ -130,7 +130,7 @@ SoundFormat PulseSource::Format() const
 
 Result PulseSource::SetFormat(const SoundFormat& wanted)
 {
-    if (const Result result = CheckSoundFormat(wanted); result != noErr)
+    if (const Result result = CheckFormat(wanted); result != noErr)
         return result;
     const PulseServer::Lock lock(*server);
     const SoundFormat old = format;

@@ -70,6 +70,9 @@ public:
 
     virtual SoundFormat Format() const = 0;
 
+    /// 0 for a format that `SetFormat` takes, else the code with which it refuses.
+    virtual Result CheckFormat(const SoundFormat& format) const { return CheckSoundFormat(format); }
+
     /// Takes effect at the next buffer while the source runs. `siInvalidSampleRate`, `siInvalidSampleSize` or
     /// `siBadSoundInDevice` for what it can't do, which changes nothing.
     virtual Result SetFormat(const SoundFormat& format) = 0;

@@ -89,7 +89,7 @@ SoundFormat TestTone::Format() const
 
 Result TestTone::SetFormat(const SoundFormat& wanted)
 {
-    if (const Result result = CheckSoundFormat(wanted); result != noErr)
+    if (const Result result = CheckFormat(wanted); result != noErr)
         return result;
     const std::lock_guard lock(mutex);
     format = wanted;

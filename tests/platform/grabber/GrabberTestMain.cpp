@@ -3,11 +3,13 @@
 #include "platform/grabber/SequenceGrabber.h"
 #include "platform/sound/SoundInput.h"
 
+#include <QApplication>
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
+    const QApplication application(argc, argv);
     platform::StartDrawing();
     platform::StartCompression();
     platform::StartSoundInput();

@@ -18,19 +18,6 @@ protected:
         EXPECT_EQ(SGSetChannelDevice(video, cell.Get()), noErr);
     }
 
-    std::vector<uint8_t> Save()
-    {
-        EXPECT_EQ(SGGetSettings(session, cell.Get(), 0), noErr);
-        const auto settings = Peek<UserData>(cell.Get());
-        const Handle handle = NewHandle(0);
-        EXPECT_EQ(PutUserDataIntoHandle(settings, handle), noErr);
-        EXPECT_EQ(DisposeUserData(settings), noErr);
-        const auto bytes = HandleBytes(handle);
-        const std::vector<uint8_t> saved(bytes.begin(), bytes.end());
-        DisposeHandle(handle);
-        return saved;
-    }
-
     Result Restore(std::span<const uint8_t> saved)
     {
         const Handle handle = NewHandle(0);

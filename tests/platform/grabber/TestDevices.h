@@ -41,6 +41,14 @@ public:
         format = wanted;
         return noErr;
     }
+    std::vector<ImageControl> Controls() const override { return controls; }
+    Result SetControl(uint32_t identity, int64_t value) override
+    {
+        for (ImageControl& control : controls)
+            if (control.identity == identity)
+                control.value = value;
+        return noErr;
+    }
     Result Start(FrameSink& to) override
     {
         if (startResult == noErr || startResult == noDeviceForChannel)
@@ -72,6 +80,7 @@ public:
     std::map<AnalogControl, uint16_t> analog{{AnalogControl::Brightness, 1}, {AnalogControl::Hue, 2},
                                              {AnalogControl::Contrast, 3},   {AnalogControl::Saturation, 4},
                                              {AnalogControl::Sharpness, 5},  {AnalogControl::WhiteLevel, 6}};
+    std::vector<ImageControl> controls;
     Result startResult = noErr;
     uint32_t sequence = 0;
     FrameSink* sink = nullptr;

@@ -1,5 +1,7 @@
 #include "TestSession.h"
 
+#include "platform/atoms/UserData.h"
+
 namespace grabbertest {
 
 GrabberTest* GrabberTest::current = nullptr;
@@ -48,6 +50,19 @@ Result GrabberTest::IdleAt(int64_t now)
         result = SGIdle(session);
     }
     return result;
+}
+
+std::vector<uint8_t> GrabberTest::Save()
+{
+    EXPECT_EQ(SGGetSettings(session, cell.Get(), 0), noErr);
+    const auto settings = Peek<UserData>(cell.Get());
+    const Handle handle = NewHandle(0);
+    EXPECT_EQ(PutUserDataIntoHandle(settings, handle), noErr);
+    EXPECT_EQ(DisposeUserData(settings), noErr);
+    const auto bytes = HandleBytes(handle);
+    const std::vector<uint8_t> saved(bytes.begin(), bytes.end());
+    DisposeHandle(handle);
+    return saved;
 }
 
 size_t GrabberTest::VideoCount() const

@@ -50,6 +50,9 @@ protected:
     /// Sets the clock and gives the session time, until it hands nothing more over or fails.
     Result IdleAt(int64_t now);
 
+    /// The session's settings, flattened.
+    std::vector<uint8_t> Save();
+
     size_t VideoCount() const;
     int64_t SoundFrames() const;
 

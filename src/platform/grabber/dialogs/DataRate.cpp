@@ -1,0 +1,53 @@
+#include "platform/grabber/dialogs/DataRate.h"
+
+#include "platform/grabber/MonotonicClock.h"
+
+#include <numeric>
+
+namespace platform {
+namespace {
+
+constexpr int64_t kWindow = 2 * kNanosecondsPerSecond;
+constexpr double kSecondsPerHour = 3600;
+
+QString SizeText(double bytes)
+{
+    const char* units[] = {"bytes", "kB", "MB", "GB", "TB"};
+    size_t unit = 0;
+    for (; bytes >= 1000 && unit + 1 < std::size(units); ++unit)
+        bytes /= 1000;
+    return QString("%1 %2").arg(bytes, 0, 'f', bytes < 10 && unit > 0 ? 1 : 0).arg(units[unit]);
+}
+
+} // namespace
+
+void DataRate::Add(int64_t captureTime, int64_t bytes)
+{
+    if (!samples.empty() && captureTime <= samples.back().time)
+        samples.clear();
+    samples.push_back({captureTime, bytes});
+    while (samples.front().time < captureTime - kWindow)
+        samples.pop_front();
+}
+
+double DataRate::SamplesPerSecond() const
+{
+    if (samples.size() < 2)
+        return 0;
+    return static_cast<double>(samples.size() - 1) * kNanosecondsPerSecond /
+           static_cast<double>(samples.back().time - samples.front().time);
+}
+
+double DataRate::BytesPerSecond() const
+{
+    const auto sum = [](int64_t bytes, const Arrival& arrival) { return bytes + arrival.bytes; };
+    const int64_t bytes = std::accumulate(samples.begin(), samples.end(), int64_t{0}, sum);
+    return samples.empty() ? 0 : SamplesPerSecond() * static_cast<double>(bytes) / static_cast<double>(samples.size());
+}
+
+QString DataRateText(double bytesPerSecond)
+{
+    return QString("%1 a second, %2 an hour").arg(SizeText(bytesPerSecond), SizeText(bytesPerSecond * kSecondsPerHour));
+}
+
+} // namespace platform

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdint>
+#include <deque>
+
+namespace platform {
+
+/// How fast samples come and how many bytes they are, over the last two seconds of capture time.
+class DataRate {
+public:
+    void Add(int64_t captureTime, int64_t bytes);
+    void BeginAnew() { samples.clear(); }
+
+    double SamplesPerSecond() const; ///< 0 while it isn't known
+    double BytesPerSecond() const;
+
+private:
+    struct Arrival {
+        int64_t time;
+        int64_t bytes;
+    };
+    std::deque<Arrival> samples;
+};
+
+/// A rate as people read it, with what it makes in an hour: "3.6 MB a second, 13 GB an hour".
+QString DataRateText(double bytesPerSecond);
+
+} // namespace platform

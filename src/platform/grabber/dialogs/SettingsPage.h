@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/grabber/SettingsTrial.h"
+
+#include <QFormLayout>
+#include <QString>
+#include <QWidget>
+
+#include <functional>
+#include <span>
+#include <string>
+#include <vector>
+
+class QComboBox;
+
+namespace platform {
+
+/// A part of a settings dialog. It shows what the channel's device has, and sets it as soon as the user touches it.
+class SettingsPage : public QWidget {
+public:
+    /// Shows everything as it is now. Called after each change, whoever made it, while the page is seen.
+    virtual void ShowSettings() {}
+
+    /// Called some thirty times a second with what the device sent since the last call, often nothing.
+    virtual void ShowArrived([[maybe_unused]] std::span<const Sample> arrived) {}
+
+    /// Set by the dialog: what a page calls after it has set something, with the result. The text names the setting.
+    std::function<void(const QString& setting, Result result)> Changed;
+
+protected:
+    /// Adds a row to the form. The label, in which "&" stands before the letter that reaches the row, names the widget
+    /// for screen readers as well.
+    void AddRow(const QString& label, QWidget* widget);
+
+    QFormLayout* Form();
+};
+
+QString ToText(const std::string& utf8);
+
+/// One choice of a popup: what it says and what it stands for.
+struct Choice {
+    QString text;
+    int value = 0;
+};
+
+/// Fills a popup, if its choices are others than it has, and chooses. A value that is none of them leaves none chosen.
+void ShowChoices(QComboBox& popup, const std::vector<Choice>& choices, int chosen);
+
+} // namespace platform

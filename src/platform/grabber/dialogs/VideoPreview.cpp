@@ -1,0 +1,96 @@
+#include "platform/compression/FrameDecoder.h"
+#include "platform/grabber/dialogs/DataRate.h"
+#include "platform/grabber/dialogs/VideoPages.h"
+
+#include <QImage>
+#include <QLabel>
+#include <QPainter>
+#include <QVBoxLayout>
+
+namespace platform {
+namespace {
+
+constexpr QSize kPictureSize(320, 240);
+
+/// Draws the newest frame into itself, in the frame's own shape.
+class Picture : public QWidget {
+public:
+    Picture()
+    {
+        setMinimumSize(kPictureSize);
+        setAccessibleName("Preview");
+    }
+
+    void Show(const Sample& frame)
+    {
+        if (frame.description != description) {
+            description = frame.description;
+            decoder = FrameDecoder::Create(description->image);
+            image = QImage(description->image.width, description->image.height, QImage::Format_RGB32);
+            image.fill(Qt::black);
+        }
+        const PortPixels target{.pixels = image.bits(),
+                                .rowBytes = static_cast<int32_t>(image.bytesPerLine()),
+                                .width = image.width(),
+                                .height = image.height()};
+        if (decoder && !image.isNull() && decoder->Decode(frame.data.Bytes(), target) == noErr)
+            update();
+    }
+
+    QSize FrameSize() const { return image.size(); }
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        painter.fillRect(rect(), Qt::black);
+        QRect shown({}, image.size().scaled(size(), Qt::KeepAspectRatio));
+        shown.moveCenter(rect().center());
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.drawImage(shown, image);
+    }
+
+private:
+    SharedDescription description;
+    std::unique_ptr<FrameDecoder> decoder;
+    QImage image;
+};
+
+class VideoPreview : public SettingsPage {
+public:
+    VideoPreview()
+    {
+        auto* column = new QVBoxLayout(this);
+        column->setContentsMargins(0, 0, 0, 0);
+        column->addWidget(picture, 1);
+        column->addWidget(caption);
+        caption->setAlignment(Qt::AlignCenter);
+    }
+
+    void ShowArrived(std::span<const Sample> arrived) override
+    {
+        for (const Sample& frame : arrived)
+            rate.Add(frame.captureTime, frame.data.Size());
+        if (arrived.empty())
+            return;
+        picture->Show(arrived.back());
+        caption->setText(QString("%1 × %2, %3 frames a second")
+                             .arg(picture->FrameSize().width())
+                             .arg(picture->FrameSize().height())
+                             .arg(rate.SamplesPerSecond(), 0, 'f', 1));
+    }
+
+private:
+    Picture* picture = new Picture;
+    QLabel* caption = new QLabel;
+    DataRate rate;
+};
+
+} // namespace
+
+SettingsPage* MakeVideoPreview()
+{
+    return new VideoPreview;
+}
+
+} // namespace platform

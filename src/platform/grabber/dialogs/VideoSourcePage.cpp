@@ -1,0 +1,117 @@
+#include "platform/digitizer/DeviceWatcher.h"
+#include "platform/grabber/dialogs/DevicePage.h"
+#include "platform/grabber/dialogs/VideoPages.h"
+
+#include <algorithm>
+
+namespace platform {
+namespace {
+
+class VideoSourcePage : public DevicePage {
+public:
+    VideoSourcePage(SettingsTrial& trial, VideoChannel& tried) : DevicePage(trial), channel(tried)
+    {
+        AddRow("&Standard:", standard);
+        AddRow("&Format:", format);
+        AddRow("Frame si&ze:", size);
+        AddRow("Frame &rate:", rate);
+        connect(standard, &QComboBox::activated, this,
+                [this](int index) { Changed("Standard", channel.TheDigitizer().SelectStandard(index)); });
+        for (QComboBox* popup : {format, size, rate})
+            connect(popup, &QComboBox::activated, this, [this, popup] { TakeFormat(popup); });
+        for (DeviceWatcher* watcher : {&cameras, &camcorders})
+            WatchDevices(watcher->Descriptor(), [watcher] { return !watcher->Read().empty(); });
+    }
+
+    void ShowSettings() override
+    {
+        DevicePage::ShowSettings();
+        ShowStandards();
+        const CaptureFormat present = channel.TheDigitizer().Format();
+        offered = channel.TheDigitizer().Formats();
+        if (std::ranges::find(offered, present) == offered.end())
+            offered.push_back(present);
+        ShowOffered(*format, NameOfFormat, [](const CaptureFormat&) { return true; });
+        ShowOffered(*size, NameOfSize, [&](const CaptureFormat& one) { return one.format == present.format; });
+        ShowOffered(*rate, NameOfRate, [&](const CaptureFormat& one) {
+            return one.format == present.format && one.width == present.width && one.height == present.height;
+        });
+    }
+
+protected:
+    Result SelectInput(int input) override { return channel.TheDigitizer().SelectInput(input); }
+
+private:
+    static QString NameOfFormat(const CaptureFormat& one)
+    {
+        return ToText(DescriptionOfPassThrough(one.format, one.width, one.height).name);
+    }
+    static QString NameOfSize(const CaptureFormat& one) { return QString("%1 × %2").arg(one.width).arg(one.height); }
+    static QString NameOfRate(const CaptureFormat& one)
+    {
+        return QString("%1 frames a second").arg(one.frameRate, 0, 'g', 4);
+    }
+
+    void ShowStandards()
+    {
+        std::vector<Choice> choices;
+        for (const std::string& name : channel.TheDigitizer().Standards())
+            choices.push_back({ToText(name), static_cast<int>(choices.size())});
+        ShowChoices(*standard, choices, channel.TheDigitizer().Standard());
+        Form()->setRowVisible(standard, !choices.empty());
+    }
+
+    // One choice for each name among the formats on offer that go with what the rows above say; its value is the place
+    // of the first such format, or of the one in use.
+    template <typename Name, typename Goes> void ShowOffered(QComboBox& popup, Name name, Goes goes)
+    {
+        const CaptureFormat present = channel.TheDigitizer().Format();
+        std::vector<Choice> choices;
+        int chosen = -1;
+        for (size_t i = 0; i < offered.size(); ++i) {
+            if (!goes(offered[i]))
+                continue;
+            auto listed = std::ranges::find(choices, name(offered[i]), &Choice::text);
+            if (listed == choices.end())
+                listed = choices.insert(choices.end(), {name(offered[i]), static_cast<int>(i)});
+            if (name(offered[i]) == name(present))
+                chosen = listed->value;
+        }
+        ShowChoices(popup, choices, chosen);
+    }
+
+    // The row that was touched gets what it says. The others keep what they say as far as the device has it.
+    void TakeFormat(const QComboBox* touched)
+    {
+        const auto index = static_cast<size_t>(touched->currentData().toInt());
+        if (index >= offered.size())
+            return;
+        CaptureFormat wanted = channel.TheDigitizer().Format();
+        const CaptureFormat& chosen = offered[index];
+        if (touched == format)
+            wanted.format = chosen.format;
+        else if (touched == size)
+            wanted = {wanted.format, chosen.width, chosen.height, wanted.frameRate};
+        else
+            wanted.frameRate = chosen.frameRate;
+        Changed("Frame format", channel.TheDigitizer().SetFormat(wanted));
+    }
+
+    VideoChannel& channel;
+    std::vector<CaptureFormat> offered;
+    DeviceWatcher cameras{"video4linux"};
+    DeviceWatcher camcorders{"firewire"};
+    QComboBox* standard = new QComboBox;
+    QComboBox* format = new QComboBox;
+    QComboBox* size = new QComboBox;
+    QComboBox* rate = new QComboBox;
+};
+
+} // namespace
+
+SettingsPage* MakeVideoSourcePage(SettingsTrial& trial, VideoChannel& channel)
+{
+    return new VideoSourcePage(trial, channel);
+}
+
+} // namespace platform
