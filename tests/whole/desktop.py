@@ -220,6 +220,25 @@ class Velmora:
         return self.process.wait(10)
 
 
+class Camera:
+    """A camera at the session's PipeWire server."""
+
+    def __init__(self, folder, *options):
+        self.process = subprocess.Popen([os.path.join(folder, "test_camera"), *options], stdout=subprocess.PIPE,
+                                        text=True)
+        self.process.stdout.readline()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+    def stop(self):
+        self.process.kill()
+        self.process.wait()
+
+
 def probe(path):
     """The tracks of a movie as ffprobe sees them: kind to its fields."""
     fields = "codec_type,codec_name,width,height,sample_rate,channels,nb_read_packets,duration"

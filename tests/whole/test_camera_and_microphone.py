@@ -7,28 +7,11 @@ import sys
 import tempfile
 import time
 
-from desktop import Failure, Screen, Velmora, decode_errors, probe, wait_for
+from desktop import Camera, Failure, Screen, Velmora, decode_errors, probe, wait_for
 from synchronisation import offsets
 
 PROGRAMS = os.environ["VELMORA_PROGRAMS"]
 FRAMES = int(os.environ.get("VELMORA_FRAMES", "300"))
-
-
-class Camera:
-    def __init__(self, *options):
-        self.process = subprocess.Popen([os.path.join(PROGRAMS, "test_camera"), *options], stdout=subprocess.PIPE,
-                                        text=True)
-        self.process.stdout.readline()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.stop()
-
-    def stop(self):
-        self.process.kill()
-        self.process.wait()
 
 
 def check(condition, what):
@@ -51,7 +34,7 @@ def with_patience(job, *arguments):
 def check_each_frame_once(options):
     screen = Screen(reach_session=True)
     try:
-        with Camera(*options):
+        with Camera(PROGRAMS, *options):
             application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
             check(application.title() == "Test Camera", f"the title is {application.title()!r}")
             numbers = [int(number) for number in application.read_pattern(FRAMES / 30 + 1)][:FRAMES]
@@ -68,14 +51,14 @@ def check_each_frame_once(options):
 def check_camera_comes_back():
     screen = Screen(reach_session=True)
     try:
-        camera = Camera("--size", "640x480", "--rate", "30", "--format", "yuyv")
+        camera = Camera(PROGRAMS, "--size", "640x480", "--rate", "30", "--format", "yuyv")
         application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
         camera.stop()
         time.sleep(1)
         frozen = application.frame_number()
         application.choose("PopupMenu1", 1)
         check(application.process.poll() is None, "the application ended with its camera")
-        with Camera("--size", "640x480", "--rate", "30", "--format", "yuyv"):
+        with Camera(PROGRAMS, "--size", "640x480", "--rate", "30", "--format", "yuyv"):
             began = time.monotonic()
             wait_for("the picture to come back", 10, lambda: application.frame_number() not in (None, frozen))
             print(f"the picture was back {time.monotonic() - began:.1f} s after the camera", flush=True)
@@ -89,7 +72,7 @@ def check_three_recordings():
     folder = tempfile.mkdtemp(prefix="velmora-movies-")
     speaker = subprocess.Popen([os.path.join(PROGRAMS, "test_speaker")])
     try:
-        with Camera("--size", "640x480", "--rate", "30", "--format", "mjpeg"):
+        with Camera(PROGRAMS, "--size", "640x480", "--rate", "30", "--format", "mjpeg"):
             application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
             for number in range(1, 4):
                 path = os.path.join(folder, f"take {number}.mov")

@@ -10,6 +10,10 @@
 //
 // The port is only borrowed: its pixels are asked for again with each frame, since a window may have changed size or
 // gone. A sequence is used by one thread at a time.
+//
+// Frames may change under a sequence: a camcorder's tape goes over from one television system to the other, a user
+// chooses another compressor. Where the change is known, everything is settled anew, and the new frames fill the place
+// of those that the sequence was begun for.
 #include "platform/compression/DecompressionSequence.h"
 
 #include "platform/compression/FrameDecoder.h"
@@ -17,6 +21,8 @@
 #include "platform/compression/PictureDrawing.h"
 #include "platform/compression/RawPictures.h"
 #include "platform/memory/ReferenceTable.h"
+
+#include <utility>
 
 namespace platform {
 namespace {
@@ -40,12 +46,28 @@ public:
         port = newPort;
         if (!ReadMatrix(matrix) || !ReadPart(sourceRect))
             return paramErr;
-        if (LayoutOf(description) != kPixelFormat32) {
-            decoder = FrameDecoder::Create(description);
-            if (!decoder)
-                return noCodecErr;
-        }
-        return noErr;
+        return MakeDecoder();
+    }
+
+    /// Settles for frames of another description. A part of the image becomes the same part of the new one.
+    Result Adapt(const ImageDescription& changed)
+    {
+        if (changed.codec == description.codec && changed.depth == description.depth &&
+            changed.width == description.width && changed.height == description.height)
+            return noErr;
+        if (changed.width < 1 || changed.height < 1)
+            return codecBadDataErr;
+        const double across = double{1} * changed.width / description.width;
+        const double down = double{1} * changed.height / description.height;
+        transform.a /= across;
+        transform.b /= across;
+        transform.c /= down;
+        transform.d /= down;
+        part = {static_cast<int32_t>(part.left * across), static_cast<int32_t>(part.top * down),
+                static_cast<int32_t>(part.width * across), static_cast<int32_t>(part.height * down)};
+        description = changed;
+        decoded = OwnedBlock();
+        return MakeDecoder();
     }
 
     Result Show(std::span<const uint8_t> frame)
@@ -53,6 +75,8 @@ public:
         const auto target = PixelsOfPort(port);
         if (!target)
             return paramErr;
+        if (needsDecoder && !decoder)
+            return noCodecErr;
         Transform mapping = transform;
         mapping.tx -= target->left;
         mapping.ty -= target->top;
@@ -72,6 +96,13 @@ public:
     }
 
 private:
+    Result MakeDecoder()
+    {
+        needsDecoder = LayoutOf(description) != kPixelFormat32;
+        decoder = needsDecoder ? FrameDecoder::Create(description) : nullptr;
+        return needsDecoder && !decoder ? noCodecErr : noErr;
+    }
+
     bool ReadMatrix(Address matrix)
     {
         if (matrix != 0 && BytesAt(matrix, 36).empty())
@@ -136,6 +167,7 @@ private:
     PortReference port = 0;
     Transform transform;
     PortRect part;
+    bool needsDecoder = false;
     std::unique_ptr<FrameDecoder> decoder;
     OwnedBlock decoded;
     PictureDrawing drawing;
@@ -147,7 +179,29 @@ ReferenceTable<Sequence>& Sequences()
     return *table;
 }
 
+const FrameInHand*& InHand()
+{
+    static const FrameInHand* newest = nullptr;
+    return newest;
+}
+
 } // namespace
+
+FrameInHand::FrameInHand(Address frame, const ImageDescription& description)
+    : frame(frame), description(description), outer(std::exchange(InHand(), this))
+{
+}
+
+FrameInHand::~FrameInHand()
+{
+    InHand() = outer;
+}
+
+const ImageDescription* DescriptionInHand(Address frame)
+{
+    const FrameInHand* newest = InHand();
+    return newest != nullptr && newest->frame == frame ? &newest->description : nullptr;
+}
 
 Result DecompressSequenceBeginS(Address sequence, Handle description, Address, int32_t, PortReference port, int32_t,
                                 Address sourceRect, Address matrix, int16_t, int32_t, uint32_t, int32_t, int32_t)
@@ -173,6 +227,9 @@ Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataS
     const auto frame = BytesAt(data, dataSize);
     if (!found || frame.empty() || (outFlags != 0 && !Poke(outFlags, int32_t{0})))
         return paramErr;
+    if (const ImageDescription* changed = DescriptionInHand(data))
+        if (const Result result = found->Adapt(*changed); result != noErr)
+            return result;
     return found->Show(frame);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/compression/ImageDescription.h"
 #include "platform/drawing/GraphicsWorlds.h"
 #include "platform/memory/Handles.h"
 
@@ -27,6 +28,23 @@ Result DecompressSequenceBeginS(Address sequence, Handle description, Address da
 /// what was decoded of it before the fault may show.
 Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataSize, int32_t inFlags, Address outFlags,
                                    int32_t completion, Address frameTime);
+
+/// Says what lies at an address, for as long as it lives: a frame on its way to somebody who began his sequence for
+/// frames of another codec or size, before the device or its settings changed. The sequence shows it all the same, in
+/// the place that its own frames had. The description outlives the object; the newest object counts. Main thread.
+class FrameInHand {
+public:
+    FrameInHand(Address frame, const ImageDescription& description);
+    ~FrameInHand();
+    FrameInHand(const FrameInHand&) = delete;
+    FrameInHand& operator=(const FrameInHand&) = delete;
+
+private:
+    friend const ImageDescription* DescriptionInHand(Address frame);
+    Address frame;
+    const ImageDescription& description;
+    const FrameInHand* outer;
+};
 
 /// Ends a sequence; `paramErr` for a dead number.
 Result CDSequenceEnd(int32_t sequence);

@@ -33,6 +33,7 @@
 // what the source may deliver too late is left out. Sound waits for frames likewise, and flows freely when none come.
 #include "platform/grabber/Session.h"
 
+#include "platform/compression/DecompressionSequence.h"
 #include "platform/grabber/MonotonicClock.h"
 #include "platform/memory/CodeAddress.h"
 
@@ -51,6 +52,8 @@ constexpr int64_t kLongestWait = kNanosecondsPerSecond;
 // Sound that comes in bursts holds frames up and lets them go together. So few of them go out one at a call, and each
 // is seen; of more than these, the main thread is behind and takes all it can.
 constexpr size_t kFewFrames = 3;
+// One unit of the time scale of pictures, rounded up.
+constexpr int64_t kShortestFrame = kNanosecondsPerSecond / 600 + 1;
 
 using DataProcedure = std::remove_pointer_t<SGDataProc>;
 
@@ -173,10 +176,13 @@ Result Session::HandOverFrame(VideoChannel& channel, bool ending)
     if (!frame)
         return noErr;
     channel.description = frame->description;
+    // A driver that falls behind may give several frames one time; in a movie each must last.
+    frame->captureTime = std::max(frame->captureTime, channel.newest.captureTime + kShortestFrame);
     NoteFrame(frame->captureTime);
     if (recording)
         if (const Result failed = recording->AddFrame(*frame); failed != noErr)
             recordingFailure = failed;
+    const FrameInHand known(frame->data.Start(), frame->description->image);
     const Result result = HandOver(channel, {frame->data.Start(), frame->data.Size(), frame->captureTime}, ending);
     const bool isNewest = queue.Look(channel.number).waiting == 0;
     if ((channel.usage & seqGrabPlayDuringRecord) != 0 && isNewest)

@@ -234,3 +234,32 @@ TEST_F(Sequence, BadArgumentsGiveCodes)
         EXPECT_EQ(Begin(port.Number()), result) << codec << size;
     }
 }
+
+// A device may change its frames while a caller goes on with the sequence that it began: what the grabber tells about
+// a frame is believed, and the picture keeps its place.
+TEST_F(Sequence, ShowsFramesThatChangedUnderIt)
+{
+    const TestPort window(64, 48);
+    ASSERT_EQ(Begin(window.Number()), noErr);
+    const ImageDescription small = DescriptionOfPassThrough(CodeOf("raw "), 32, 24);
+    std::vector<uint8_t> pixels;
+    for (int y = 0; y < 24; ++y)
+        for (int x = 0; x < 32; ++x)
+            for (const int value :
+                 {QuarterColor(x, y, 32, 24).red, QuarterColor(x, y, 32, 24).green, QuarterColor(x, y, 32, 24).blue})
+                pixels.push_back(static_cast<uint8_t>(value));
+    const OwnedBlock frame(static_cast<int64_t>(pixels.size()));
+    std::ranges::copy(pixels, frame.Bytes().begin());
+    EXPECT_NE(Show(frame.Get(), frame.Bytes().size()), noErr); // no JPEG
+    for (int repeated = 0; repeated < 2; ++repeated) {
+        const FrameInHand known(frame.Get(), small);
+        EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noErr);
+        EXPECT_EQ(window.ColorAt(50, 40), kWhite);
+        EXPECT_EQ(window.ColorAt(10, 40), kBlue);
+    }
+    ImageDescription unknown = small;
+    unknown.codec = CodeOf("????");
+    const FrameInHand known(frame.Get(), unknown);
+    EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noCodecErr);
+    EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noCodecErr);
+}

@@ -32,13 +32,13 @@ TEST(FrameCompressor, EveryCompressorTakesEveryFormat)
     const auto names = AvailableCompressors();
     ASSERT_GE(names.size(), 7U);
     EXPECT_EQ(names.front().codec, CodeOf("jpeg"));
-    for (const auto& [codec, compressorName] : names) {
-        const auto compressor = FrameCompressor::Create({.codec = codec});
+    for (const CompressorName& known : names) {
+        const auto compressor = FrameCompressor::Create({.codec = known.codec});
         for (const FourCharCode format : kFormats) {
             // The size changes from frame to frame, and the odd one fits no block or pair of pixels.
             for (const auto& [width, height] : {std::pair{64, 48}, std::pair{75, 57}}) {
                 const auto bytes = Quarters(format, width, height);
-                const auto name = compressorName + " from " + TextOf(format) + " " + std::to_string(width);
+                const auto name = known.name + " from " + TextOf(format) + " " + std::to_string(width);
                 ExpectRoundTrip(*compressor, {bytes, format, width, height}, 9, name);
                 EXPECT_EQ(compressor->Compress({std::span(bytes).first(bytes.size() - 1), format, width, height}).Get(),
                           0)
@@ -46,7 +46,7 @@ TEST(FrameCompressor, EveryCompressorTakesEveryFormat)
             }
         }
         const auto jpeg = QuartersJpeg(64, 48);
-        ExpectRoundTrip(*compressor, {jpeg, CodeOf("jpeg"), 64, 48}, 14, compressorName + " from jpeg");
+        ExpectRoundTrip(*compressor, {jpeg, CodeOf("jpeg"), 64, 48}, 14, known.name + " from jpeg");
     }
     EXPECT_EQ(FrameCompressor::Create({.codec = CodeOf("what")}), nullptr);
 }

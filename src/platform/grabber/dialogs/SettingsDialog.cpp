@@ -13,6 +13,7 @@
 #include <QDialogButtonBox>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QShortcut>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -45,16 +46,16 @@ int32_t EventNumber(const QEvent& event)
 void FillVideoDialog(SettingsDialog& dialog, SettingsTrial& trial, VideoChannel& channel)
 {
     dialog.AddLivePart(MakeVideoPreview());
-    dialog.AddPage("Source", MakeVideoSourcePage(trial, channel));
-    dialog.AddPage("Compression", MakeVideoCompressionPage(channel));
-    dialog.AddPage("Image", MakeVideoImagePage(channel));
+    dialog.AddPage("&Source", MakeVideoSourcePage(trial, channel));
+    dialog.AddPage("Compressio&n", MakeVideoCompressionPage(channel));
+    dialog.AddPage("Ima&ge", MakeVideoImagePage(channel));
 }
 
 void FillSoundDialog(SettingsDialog& dialog, SettingsTrial& trial, SoundChannel& channel)
 {
-    dialog.AddPage("Source", MakeSoundSourcePage(trial, channel));
-    dialog.AddPage("Sample", MakeSoundSamplePage(channel));
-    dialog.AddPage("Compression", MakeSoundCompressionPage(channel));
+    dialog.AddPage("&Source", MakeSoundSourcePage(trial, channel));
+    dialog.AddPage("Sa&mple", MakeSoundSamplePage(channel));
+    dialog.AddPage("Compressio&n", MakeSoundCompressionPage(channel));
 }
 
 } // namespace
@@ -76,6 +77,11 @@ SettingsDialog::SettingsDialog(SettingsTrial& tried, const QString& title, QWidg
     column->addWidget(message);
     column->addWidget(buttons);
 
+    // Popups would take the keys that step through pages for the beginning of a choice's name.
+    for (const auto& [keys, step] : {std::pair(QKeySequence::NextChild, 1), std::pair(QKeySequence::PreviousChild, -1)})
+        connect(new QShortcut(keys, this), &QShortcut::activated, this, [this, step = step] {
+            tabs->setCurrentIndex((tabs->currentIndex() + step + tabs->count()) % tabs->count());
+        });
     connect(tabs, &QTabWidget::currentChanged, this, [this] { ShowSettings(); });
     refresh.setSingleShot(true);
     connect(&refresh, &QTimer::timeout, this, [this] { ShowSettings(); });

@@ -11,7 +11,7 @@ class VideoSourcePage : public DevicePage {
 public:
     VideoSourcePage(SettingsTrial& trial, VideoChannel& tried) : DevicePage(trial), channel(tried)
     {
-        AddRow("&Standard:", standard);
+        AddRow("S&tandard:", standard);
         AddRow("&Format:", format);
         AddRow("Frame si&ze:", size);
         AddRow("Frame &rate:", rate);
