@@ -23,6 +23,9 @@ namespace {
 constexpr int64_t kTolerance = 40 * kNanosecondsPerMillisecond;
 constexpr double kDriftSmoothing = 2.0 * kNanosecondsPerSecond;
 constexpr double kDriftAllowed = 3.0 * kNanosecondsPerMillisecond;
+// One frame in so many is left out or repeated at most: a tenth of a percent is no pitch that anybody hears, and many
+// times what crystals differ by.
+constexpr int64_t kFramesToACorrection = 1000;
 constexpr int64_t kLongestSilence = kNanosecondsPerSecond;
 
 int64_t FramesIn(int64_t nanoseconds, double rate)
@@ -71,6 +74,7 @@ void SoundStream::Rebase(const SharedDescription& next)
     base = Position();
     frames = 0;
     description = next;
+    align = true; // a source that changes its format begins anew, at a time of its own
 }
 
 bool SoundStream::TakeSample()
@@ -145,13 +149,15 @@ void SoundStream::FollowDrift(int64_t error)
     const double weight =
         std::min(1.0, static_cast<double>(DurationOf(FramesOf(current), description->sampleRate)) / kDriftSmoothing);
     drift += (static_cast<double>(error) - drift) * weight;
-    if (drift > kDriftAllowed) {
+    framesUncorrected += FramesOf(current);
+    if (std::abs(drift) <= kDriftAllowed || framesUncorrected < kFramesToACorrection)
+        return;
+    framesUncorrected = 0;
+    if (drift > 0)
         repeatFrame = true;
-        drift -= frame;
-    } else if (drift < -kDriftAllowed) {
+    else
         ++offset;
-        drift += frame;
-    }
+    drift -= std::copysign(frame, drift);
 }
 
 SoundStream::Piece SoundStream::Cut(int64_t count)

@@ -77,7 +77,8 @@ private:
     bool placed = false;
     bool align = false;
     bool interrupted = false;
-    double drift = 0; ///< nanoseconds by which the samples' own times run ahead of the line, smoothed
+    double drift = 0;              ///< nanoseconds by which the samples' own times run ahead of the line, smoothed
+    int64_t framesUncorrected = 0; ///< since a frame was last left out or repeated
     bool repeatFrame = false;
 
     SampleData quiet;

@@ -27,6 +27,8 @@ public:
 
 using TakeValue = std::function<void(int64_t)>;
 
+constexpr int kNumberWidth = 80; // pixels: the sliders of all rows get one length
+
 int Held(int64_t value)
 {
     return static_cast<int>(
@@ -47,6 +49,7 @@ public:
         number->setRange(minimum, maximum);
         number->setSingleStep(step);
         number->setKeyboardTracking(false);
+        number->setMinimumWidth(kNumberWidth);
         slider->setAccessibleName(ToText(control.name));
         number->setAccessibleName(ToText(control.name));
         auto* row = new QHBoxLayout(both);
