@@ -181,20 +181,24 @@ void IIDCVideoSettings::SetupTimer_Action()
 void IIDCVideoSettings::SetSliderVisibility()
 {
     for (int32_t index = 0; index < kFeatureCount; index++) {
-        if (!parentCanvas)
-            continue;
-        const OSType code = framework::StringToOSType(kFeatures[index].code);
-        const auto slider = Slider1(index);
-        if (parentCanvas->isIIDCFeatureSupported(kFeatures[index].name, code)) {
-            slider->Enabled(true);
-            slider->Minimum(parentCanvas->IIDCFeatureMinimum(code));
-            slider->Maximum(parentCanvas->IIDCFeatureMaximum(code));
-            slider->Value(parentCanvas->IIDCFeatureValue(code));
-        } else {
-            slider->Enabled(false);
-        }
+        if (parentCanvas)
+            ShowFeature(index);
         framework::YieldToBackground();
     }
+}
+
+void IIDCVideoSettings::ShowFeature(int32_t index)
+{
+    const OSType code = framework::StringToOSType(kFeatures[index].code);
+    const auto slider = Slider1(index);
+    if (!parentCanvas->isIIDCFeatureSupported(kFeatures[index].name, code)) {
+        slider->Enabled(false);
+        return;
+    }
+    slider->Enabled(true);
+    slider->Minimum(parentCanvas->IIDCFeatureMinimum(code));
+    slider->Maximum(parentCanvas->IIDCFeatureMaximum(code));
+    slider->Value(parentCanvas->IIDCFeatureValue(code));
 }
 
 void IIDCVideoSettings::Slider1_ValueChanged(const Slider& slider)

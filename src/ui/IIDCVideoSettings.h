@@ -47,6 +47,7 @@ protected:
     virtual void SetSliderVisibility();
 
 private:
+    void ShowFeature(int32_t index);
     void MakeSlider(int32_t index);
     void MakeText(const char* array, int32_t index, int32_t left, int32_t top, int32_t width, const char* text,
                   framework::TextAlignment alignment);

@@ -1,6 +1,7 @@
 #include "platform/digitizer/Digitizer.h"
 
 #include "platform/digitizer/DvDigitizer.h"
+#include "platform/digitizer/IIDCDigitizer.h"
 #include "platform/digitizer/TestPattern.h"
 #include "platform/digitizer/V4L2Digitizer.h"
 
@@ -21,6 +22,8 @@ std::unique_ptr<Digitizer> OpenByIdentity(const std::string& identity)
         return TheProvider().open(identity);
     if (auto camcorder = OpenDvDigitizer(identity))
         return camcorder;
+    if (auto camera = OpenIIDCDigitizer(identity))
+        return camera;
     return OpenV4L2Digitizer(V4L2System::Current(), identity);
 }
 
@@ -33,6 +36,8 @@ std::vector<DigitizerEntry> ListDigitizers()
     auto entries = ListV4L2Digitizers(V4L2System::Current());
     for (auto& camcorder : ListDvDigitizers())
         entries.push_back(std::move(camcorder));
+    for (auto& camera : ListIIDCDigitizers())
+        entries.push_back(std::move(camera));
     entries.push_back({TestPattern::kName, TestPattern::kIdentity, {}, true});
     return entries;
 }

@@ -57,10 +57,23 @@ public:
     void SetFrameSink(FrameSink* sink) { SetSinks(sink, soundSink); }
     void SetSoundSink(SoundSink* sink) { SetSinks(frameSink, sink); }
 
+    // What a start answers: an absent camcorder is waited for.
+    Result Presence() const
+    {
+        const auto devices = bus->Devices();
+        return std::ranges::find(devices, device.guid, &BusDevice::guid) != devices.end() ? noErr : noDeviceForChannel;
+    }
+
     DvFrameInfo LastFrame()
     {
         const std::lock_guard lock(mutex);
         return lastFrame;
+    }
+
+    double SoundRate()
+    {
+        const std::lock_guard lock(mutex);
+        return sound.sampleRate;
     }
 
     void DvFrameArrived(std::span<const uint8_t> frame, bool complete, int64_t captureTime) override
@@ -198,7 +211,7 @@ public:
     Result Start(FrameSink& sink) override
     {
         device->SetFrameSink(&sink);
-        return noErr;
+        return device->Presence();
     }
     void Stop() override { device->SetFrameSink(nullptr); }
 
@@ -214,8 +227,9 @@ public:
     std::string Name() const override { return device->Device().name; }
     std::string Identity() const override { return IdentityOf(device->Device().guid); }
 
-    SoundFormat Format() const override { return {.sampleRate = 48'000, .channels = 2, .sampleSize = 16}; }
-    Result SetFormat(const SoundFormat& format) override
+    // The tape decides the rate; whoever counts samples must know it.
+    SoundFormat Format() const override { return {.sampleRate = device->SoundRate(), .channels = 2, .sampleSize = 16}; }
+    Result CheckFormat(const SoundFormat& format) const override
     {
         if (format.sampleSize != 16)
             return siInvalidSampleSize;
@@ -225,11 +239,12 @@ public:
                    ? noErr
                    : siInvalidSampleRate;
     }
+    Result SetFormat(const SoundFormat& format) override { return CheckFormat(format); }
 
     Result Start(SoundSink& sink) override
     {
         device->SetSoundSink(&sink);
-        return noErr;
+        return device->Presence();
     }
     void Stop() override { device->SetSoundSink(nullptr); }
 

@@ -2,9 +2,11 @@
 //
 // A container has one "feat" atom; in it lie the feature's code ("ftyp") and its settings ("fstg"), a record of 24
 // bytes. The flags word of the record's capabilities is in big-endian order, everything else in the machine's own.
+// A raw range that is too wide for the record's 16 bits is told in coarser units.
 #include "platform/atoms/AtomContainers.h"
 #include "platform/digitizer/VideoDigitizer.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 
@@ -34,16 +36,26 @@ uint32_t BigEndian(uint32_t value)
     return std::endian::native == std::endian::little ? __builtin_bswap32(value) : value;
 }
 
+// Readers cut off what follows the point of fraction times maximum, so the fraction must not fall short of the value.
+float FractionOf(int32_t value, int32_t maximum)
+{
+    const double exact = maximum == 0 ? 0 : static_cast<double>(value) / maximum;
+    const auto fraction = static_cast<float>(exact);
+    const bool falls = std::abs(static_cast<double>(fraction)) < std::abs(exact);
+    return falls ? std::nextafter(fraction, 2 * fraction) : fraction;
+}
+
 FeatureSettings SettingsOf(const CameraFeature& feature)
 {
-    const auto maximum = static_cast<float>(feature.maximum);
+    const int64_t reach = std::max(std::abs(int64_t{feature.minimum}), std::abs(int64_t{feature.maximum}));
+    const auto unit = static_cast<int32_t>(std::max<int64_t>((reach + INT16_MAX - 1) / INT16_MAX, 1));
     return {.capabilities = BigEndian(feature.writable ? kUsableFlags : 0),
-            .rawMinimum = static_cast<int16_t>(feature.minimum),
-            .rawMaximum = static_cast<int16_t>(feature.maximum),
+            .rawMinimum = static_cast<int16_t>(feature.minimum / unit),
+            .rawMaximum = static_cast<int16_t>(feature.maximum / unit),
             .absoluteMinimum = feature.absoluteMinimum,
             .absoluteMaximum = feature.absoluteMaximum,
             .stateFlags = kUsableFlags,
-            .stateValue = feature.maximum == 0 ? 0 : static_cast<float>(feature.value) / maximum};
+            .stateValue = FractionOf(feature.value / unit, feature.maximum / unit)};
 }
 
 template <typename T> Result InsertValue(AtomContainer container, Atom parent, FourCharCode type, const T& value)

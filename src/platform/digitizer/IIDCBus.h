@@ -1,0 +1,137 @@
+#pragma once
+
+#include "platform/memory/ResultCodes.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+/// How the pixels of a frame are coded on the wire. YUV has its full range there: black is 0, white 255.
+enum class IIDCCoding {
+    Mono8,
+    Mono16, ///< big-endian, the value in the low bits
+    Yuv411, ///< U Y Y V Y Y
+    Yuv422, ///< U Y V Y
+    Yuv444, ///< U Y V
+    Rgb8,
+    Raw8, ///< one colour at each pixel, as the sensor's filter has it
+};
+
+/// The colours of the first two pixels of the sensor's first two rows.
+enum class IIDCFilter { RGGB, GBRG, GRBG, BGGR };
+
+struct IIDCMode {
+    uint32_t number = 0; ///< the camera's own for it
+    IIDCCoding coding = IIDCCoding::Mono8;
+    int32_t width = 0;
+    int32_t height = 0;
+    std::vector<double> frameRates; ///< frames a second
+};
+
+/// A frame in the camera's buffer, borrowed until the next one is taken or the camera stops.
+struct IIDCFrame {
+    std::span<const uint8_t> bytes; ///< rows without padding; empty where no frame waits
+    IIDCCoding coding = IIDCCoding::Mono8;
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t depth = 8; ///< bits of a value, for Mono16
+    IIDCFilter filter = IIDCFilter::RGGB;
+    int64_t captureTime = 0; ///< nanoseconds of the monotonic clock
+    uint32_t sequence = 0;   ///< counted from the start, with the lost and damaged ones
+    bool damaged = false;    ///< packets are missing
+};
+
+/// The features of IIDC cameras that have a value; white balance counts as two that share a range.
+enum class IIDCFeature {
+    Brightness,
+    Exposure,
+    Sharpness,
+    WhiteBalanceU,
+    WhiteBalanceV,
+    Hue,
+    Saturation,
+    Gamma,
+    Shutter,
+    Gain,
+    Iris,
+    Focus,
+    Temperature,
+    Zoom,
+    Pan,
+    Tilt,
+    OpticalFilter,
+};
+
+struct IIDCFeatureState {
+    uint32_t minimum = 0;
+    uint32_t maximum = 0;
+    uint32_t value = 0;
+    bool canBeManual = true;
+    bool isManual = true; ///< switched on and not automatic
+    bool hasAbsolute = false;
+    bool absoluteControl = false; ///< the absolute value counts, and `value` may be anything
+    float absoluteMinimum = 0;
+    float absoluteMaximum = 0;
+    float absoluteValue = 0;
+};
+
+/// An open camera. `TakeFrame` may run beside any other call but `Start` and `Stop`; the others run one at a time.
+class IIDCCamera {
+public:
+    virtual ~IIDCCamera() = default;
+
+    virtual std::vector<IIDCMode> Modes() = 0;
+
+    /// Starts to transmit. `noDeviceForChannel` when the camera is gone or the bus has no channel or room left,
+    /// `deviceCantMeetRequest` when it does not take mode or rate.
+    virtual Result Start(const IIDCMode& mode, double frameRate) = 0;
+    virtual void Stop() = 0;
+
+    /// Becomes readable when a frame waits. -1 while stopped.
+    virtual int Descriptor() const = 0;
+
+    /// The frame that waits, without waiting for one. Anything but `noErr` means that the stream broke down.
+    virtual Result TakeFrame(IIDCFrame& frame) = 0;
+
+    /// Whether the camera still means to transmit: a reset of the bus may have ended that. Fails for one that is gone.
+    virtual Result IsTransmitting(bool& transmitting) = 0;
+
+    /// `digiUnimpErr` for a feature that the camera lacks.
+    virtual Result ReadFeature(IIDCFeature feature, IIDCFeatureState& state) = 0;
+    virtual Result WriteFeature(IIDCFeature feature, uint32_t value) = 0;
+
+    /// Switches the feature on, out of its automatic mode and to raw values.
+    virtual Result MakeManual(IIDCFeature feature) = 0;
+};
+
+/// A camera on the bus. Its GUID stays the same through bus resets.
+struct IIDCCameraEntry {
+    uint64_t guid = 0;
+    std::string vendor;
+    std::string model;
+};
+
+class IIDCBus {
+public:
+    virtual ~IIDCBus() = default;
+    virtual std::vector<IIDCCameraEntry> Cameras() = 0;
+
+    /// Null for a camera that is not there.
+    virtual std::shared_ptr<IIDCCamera> Open(uint64_t guid) = 0;
+};
+
+/// The machine's IIDC cameras; null where library or cameras are missing, which is found out at once.
+std::shared_ptr<IIDCBus> OpenIIDCBus();
+
+/// Replaces the machine's cameras with ones of the test's own making until called with an empty function.
+void SetIIDCBusProvider(std::function<std::shared_ptr<IIDCBus>()> provider);
+
+/// The machine's cameras through libdc1394, null without it.
+std::shared_ptr<IIDCBus> OpenIIDCLibraryBus();
+
+} // namespace platform

@@ -1,0 +1,349 @@
+// IIDC cameras as digitizers.
+//
+// The camera is opened with the digitizer, for its modes and features, and transmits between `Start` and `Stop`. A
+// thread of the digitizer then takes the frames. It also keeps the stream alive: a stream that broke down or fell
+// silent because the camera was reset is begun anew, and a camera that left is looked for twice a second, by its GUID.
+// A camera that comes back is given the feature values that were set on the one before.
+//
+// The mutex guards the camera and its registers, which both threads use; only the taking of frames goes without it.
+#include "platform/digitizer/IIDCDigitizer.h"
+
+#include "platform/digitizer/IIDCFrames.h"
+#include "platform/digitizer/UniqueFD.h"
+#include "platform/digitizer/V4L2Formats.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <mutex>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <thread>
+
+namespace platform {
+namespace {
+
+constexpr std::string_view kIdentityPrefix = "iidc:";
+constexpr int kRetryMilliseconds = 500;
+// Longer than the interval of the slowest rate; a camera that waits for light or a trigger may be silent longer.
+constexpr int kSilenceMilliseconds = 1000;
+
+// The cameras have no register for edge enhancement beside that of sharpness.
+constexpr std::pair<FourCharCode, IIDCFeature> kFeatureCodes[] = {
+    {CodeOf("hue "), IIDCFeature::Hue},           {CodeOf("satu"), IIDCFeature::Saturation},
+    {CodeOf("shrp"), IIDCFeature::Sharpness},     {CodeOf("brit"), IIDCFeature::Brightness},
+    {CodeOf("gain"), IIDCFeature::Gain},          {CodeOf("iris"), IIDCFeature::Iris},
+    {CodeOf("shtr"), IIDCFeature::Shutter},       {CodeOf("xpsr"), IIDCFeature::Exposure},
+    {CodeOf("whbu"), IIDCFeature::WhiteBalanceU}, {CodeOf("whbv"), IIDCFeature::WhiteBalanceV},
+    {CodeOf("gmma"), IIDCFeature::Gamma},         {CodeOf("temp"), IIDCFeature::Temperature},
+    {CodeOf("zoom"), IIDCFeature::Zoom},          {CodeOf("fcus"), IIDCFeature::Focus},
+    {CodeOf("pan "), IIDCFeature::Pan},           {CodeOf("tilt"), IIDCFeature::Tilt},
+    {CodeOf("opft"), IIDCFeature::OpticalFilter},
+};
+
+std::optional<IIDCFeature> FeatureOf(FourCharCode code)
+{
+    const auto* found = std::ranges::find(kFeatureCodes, code, &std::pair<FourCharCode, IIDCFeature>::first);
+    return found == std::end(kFeatureCodes) ? std::nullopt : std::optional(found->second);
+}
+
+std::string IdentityOf(uint64_t guid)
+{
+    char digits[17];
+    std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(guid));
+    return std::string(kIdentityPrefix) + digits;
+}
+
+std::string NameOf(const IIDCCameraEntry& entry)
+{
+    const std::string gap = entry.vendor.empty() || entry.model.empty() ? "" : " ";
+    const std::string name = entry.vendor + gap + entry.model;
+    return name.empty() ? "IIDC camera" : name;
+}
+
+// A mode at one of its rates, under the format in which its frames are handed on.
+struct Offer {
+    CaptureFormat format;
+    IIDCMode mode;
+};
+
+// Of two modes that come out the same, the one with more colour in it.
+std::vector<Offer> OffersOf(IIDCCamera& camera)
+{
+    std::vector<Offer> offers;
+    for (auto& mode : camera.Modes()) {
+        std::ranges::sort(mode.frameRates, std::greater());
+        for (const double rate : mode.frameRates) {
+            const CaptureFormat format{FormatOfCoding(mode.coding), mode.width, mode.height, rate};
+            const auto known = std::ranges::find(offers, format, &Offer::format);
+            if (known == offers.end())
+                offers.push_back({format, mode});
+            else if (known->mode.coding == IIDCCoding::Yuv411)
+                known->mode = mode;
+        }
+    }
+    return offers;
+}
+
+std::vector<CaptureFormat> FormatsOf(const std::vector<Offer>& offers)
+{
+    std::vector<CaptureFormat> formats;
+    std::ranges::transform(offers, std::back_inserter(formats), &Offer::format);
+    return formats;
+}
+
+int32_t InFeatureRange(uint32_t value)
+{
+    return static_cast<int32_t>(std::min<uint32_t>(value, INT32_MAX));
+}
+
+// In units of the raw range; while the camera works with absolute values the raw one means nothing.
+int32_t RawValue(const IIDCFeatureState& state)
+{
+    const float span = state.absoluteMaximum - state.absoluteMinimum;
+    const float part = (state.absoluteValue - state.absoluteMinimum) / span;
+    if (!state.absoluteControl || !std::isfinite(part) || state.maximum < state.minimum)
+        return InFeatureRange(state.value);
+    const double range = static_cast<double>(state.maximum) - state.minimum;
+    return InFeatureRange(state.minimum + static_cast<uint32_t>(std::clamp<double>(part, 0, 1) * range + 0.5));
+}
+
+class IIDCDigitizer : public Digitizer {
+public:
+    IIDCDigitizer(IIDCCameraEntry cameraEntry, std::shared_ptr<IIDCCamera> opened)
+        : entry(std::move(cameraEntry)),
+          camera(std::move(opened)),
+          offers(OffersOf(*camera)),
+          wanted(DefaultFormat(FormatsOf(offers))),
+          stopEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    {
+    }
+    ~IIDCDigitizer() override { IIDCDigitizer::Stop(); }
+
+    std::string Name() const override { return NameOf(entry); }
+    std::string Identity() const override { return IdentityOf(entry.guid); }
+    std::vector<CaptureFormat> Formats() const override { return FormatsOf(offers); }
+    CaptureFormat Format() const override { return wanted; }
+
+    Result SetFormat(const CaptureFormat& format) override
+    {
+        const CaptureFormat nearest = NearestFormat(FormatsOf(offers), format);
+        if (nearest.format == 0)
+            return deviceCantMeetRequest;
+        if (nearest == wanted)
+            return noErr;
+        FrameSink* const running = thread.joinable() ? sink : nullptr;
+        Stop();
+        wanted = nearest;
+        return running != nullptr ? Start(*running) : noErr;
+    }
+
+    Result Start(FrameSink& target) override
+    {
+        Stop();
+        sink = &target;
+        const Result result = BeginStream();
+        outageTold = result != noErr;
+        if (result == noErr || result == noDeviceForChannel)
+            thread = std::thread([this, begun = result == noErr] { Run(begun); });
+        return result;
+    }
+
+    void Stop() override
+    {
+        if (!thread.joinable())
+            return;
+        eventfd_write(stopEvent.Get(), 1);
+        thread.join();
+        eventfd_t count = 0;
+        eventfd_read(stopEvent.Get(), &count);
+    }
+
+    Result GetFeature(FourCharCode code, CameraFeature& feature) const override
+    {
+        const auto known = FeatureOf(code);
+        if (!known)
+            return digiUnimpErr;
+        const std::lock_guard lock(mutex);
+        IIDCFeatureState state;
+        const Result result = camera ? camera->ReadFeature(*known, state) : noDeviceForChannel;
+        if (result != noErr)
+            return result;
+        feature = {.minimum = InFeatureRange(state.minimum),
+                   .maximum = InFeatureRange(state.maximum),
+                   .value = RawValue(state),
+                   .absoluteMinimum = state.hasAbsolute ? state.absoluteMinimum : 0,
+                   .absoluteMaximum = state.hasAbsolute ? state.absoluteMaximum : 0,
+                   .writable = state.canBeManual};
+        return noErr;
+    }
+
+    Result SetFeature(FourCharCode code, int32_t value) override
+    {
+        const auto known = FeatureOf(code);
+        if (!known)
+            return digiUnimpErr;
+        const std::lock_guard lock(mutex);
+        const Result result = camera ? WriteFeature(*known, value) : noDeviceForChannel;
+        if (result == noErr)
+            wishes[*known] = value;
+        return result;
+    }
+
+private:
+    Result WriteFeature(IIDCFeature feature, int32_t value)
+    {
+        IIDCFeatureState state;
+        Result result = camera->ReadFeature(feature, state);
+        if (result != noErr)
+            return result;
+        if (!state.canBeManual)
+            return permErr;
+        if (!state.isManual || state.absoluteControl)
+            result = camera->MakeManual(feature);
+        const auto least = std::max<int64_t>(value, state.minimum);
+        return result == noErr
+                   ? camera->WriteFeature(feature, static_cast<uint32_t>(std::min<int64_t>(least, state.maximum)))
+                   : result;
+    }
+
+    // The offer for a wish always exists, unless there is none at all.
+    Result BeginStream()
+    {
+        const std::lock_guard lock(mutex);
+        const auto offer = std::ranges::find(offers, wanted, &Offer::format);
+        if (offer == offers.end())
+            return deviceCantMeetRequest;
+        if (!camera && !Reopen())
+            return noDeviceForChannel;
+        const Result result = camera->Start(offer->mode, wanted.frameRate);
+        if (result == noDeviceForChannel)
+            camera = nullptr;
+        return result;
+    }
+
+    bool Reopen()
+    {
+        const auto bus = OpenIIDCBus();
+        camera = bus ? bus->Open(entry.guid) : nullptr;
+        if (!camera)
+            return false;
+        for (const auto& [feature, value] : wishes)
+            WriteFeature(feature, value);
+        return true;
+    }
+
+    void Run(bool begun)
+    {
+        do {
+            if (!begun) {
+                if (BeginStream() != noErr)
+                    continue;
+                ++last; // of the frames lost in between, to tell that there were some
+            }
+            begun = false;
+            const Result result = Deliver();
+            EndStream(result);
+            if (result != noErr && !std::exchange(outageTold, true))
+                sink->CaptureFailed(result);
+        } while (!WaitForStop(kRetryMilliseconds));
+    }
+
+    // Until the stop, a reset of the camera (both `noErr`) or a failure.
+    Result Deliver()
+    {
+        const uint32_t base = last;
+        while (true) {
+            pollfd ready[] = {{stopEvent.Get(), POLLIN, 0}, {camera->Descriptor(), POLLIN, 0}};
+            const int events = poll(ready, std::size(ready), kSilenceMilliseconds);
+            if (ready[0].revents != 0)
+                return noErr;
+            Result result = noErr;
+            bool transmitting = true;
+            if (events == 0) {
+                const std::lock_guard lock(mutex);
+                result = camera->IsTransmitting(transmitting) == noErr ? noErr : noDeviceForChannel;
+            } else if (events > 0) {
+                result = ready[1].revents == POLLIN ? DeliverFrame(base) : noDeviceForChannel;
+            }
+            if (result != noErr || !transmitting)
+                return result;
+        }
+    }
+
+    // A frame that can't be shown leaves a gap in the count.
+    Result DeliverFrame(uint32_t base)
+    {
+        IIDCFrame frame;
+        const Result result = camera->TakeFrame(frame);
+        if (result != noErr || frame.bytes.empty())
+            return result;
+        last = base + frame.sequence;
+        const auto picture = frame.damaged ? std::nullopt : ReadIIDCFrame(frame, converted);
+        if (!picture || picture->width != wanted.width || picture->height != wanted.height)
+            return noErr;
+        outageTold = false;
+        sink->FrameArrived({*picture, frame.captureTime, last});
+        return noErr;
+    }
+
+    void EndStream(Result result)
+    {
+        const std::lock_guard lock(mutex);
+        if (camera)
+            camera->Stop();
+        // A camera that failed is opened anew.
+        if (result != noErr)
+            camera = nullptr;
+    }
+
+    bool WaitForStop(int milliseconds)
+    {
+        pollfd ready{stopEvent.Get(), POLLIN, 0};
+        return poll(&ready, 1, milliseconds) > 0;
+    }
+
+    const IIDCCameraEntry entry;
+    mutable std::mutex mutex; // guards the following two
+    std::shared_ptr<IIDCCamera> camera;
+    std::map<IIDCFeature, int32_t> wishes;
+
+    const std::vector<Offer> offers;
+    CaptureFormat wanted;
+
+    // The thread's own while it runs, otherwise the caller's.
+    FrameSink* sink = nullptr;
+    std::vector<uint8_t> converted;
+    uint32_t last = 0;       // number of the latest frame, counted on from stream to stream
+    bool outageTold = false; // one outage is told of once
+
+    UniqueFD stopEvent;
+    std::thread thread;
+};
+
+} // namespace
+
+std::vector<DigitizerEntry> ListIIDCDigitizers()
+{
+    std::vector<DigitizerEntry> entries;
+    if (const auto bus = OpenIIDCBus())
+        for (const auto& camera : bus->Cameras())
+            entries.push_back({.name = NameOf(camera), .identity = IdentityOf(camera.guid), .inputs = {}});
+    return entries;
+}
+
+std::unique_ptr<Digitizer> OpenIIDCDigitizer(const std::string& identity)
+{
+    if (!identity.starts_with(kIdentityPrefix))
+        return nullptr;
+    const auto bus = OpenIIDCBus();
+    if (!bus)
+        return nullptr;
+    for (const auto& entry : bus->Cameras())
+        if (IdentityOf(entry.guid) == identity)
+            if (auto camera = bus->Open(entry.guid))
+                return std::make_unique<IIDCDigitizer>(entry, std::move(camera));
+    return nullptr;
+}
+
+} // namespace platform

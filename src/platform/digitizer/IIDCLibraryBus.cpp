@@ -1,0 +1,436 @@
+// The machine's IIDC cameras through libdc1394.
+//
+// Making a context of the library opens every FireWire node and looks through the USB bus, so the kernel's list of
+// FireWire units is asked first whether there is a camera at all. A camera holds the context that it was opened with.
+// Register calls go through one descriptor of the library and frames through another, so frames may be taken on a
+// thread of their own.
+#include "platform/digitizer/IIDCBus.h"
+
+#ifdef VELMORA_HAVE_DC1394
+#include "platform/digitizer/FrameGrid.h"
+
+#include <algorithm>
+#include <cmath>
+#include <dc1394/dc1394.h>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace platform {
+namespace {
+
+using Context = std::shared_ptr<dc1394_t>;
+
+constexpr uint32_t kBuffers = 8;
+
+constexpr std::pair<dc1394color_coding_t, IIDCCoding> kCodings[] = {
+    {DC1394_COLOR_CODING_YUV422, IIDCCoding::Yuv422}, {DC1394_COLOR_CODING_RGB8, IIDCCoding::Rgb8},
+    {DC1394_COLOR_CODING_YUV444, IIDCCoding::Yuv444}, {DC1394_COLOR_CODING_YUV411, IIDCCoding::Yuv411},
+    {DC1394_COLOR_CODING_MONO8, IIDCCoding::Mono8},   {DC1394_COLOR_CODING_MONO16, IIDCCoding::Mono16},
+    {DC1394_COLOR_CODING_RAW8, IIDCCoding::Raw8},
+};
+
+std::optional<IIDCCoding> CodingOf(dc1394color_coding_t coding)
+{
+    const auto* found = std::ranges::find(kCodings, coding, &std::pair<dc1394color_coding_t, IIDCCoding>::first);
+    return found == std::end(kCodings) ? std::nullopt : std::optional(found->second);
+}
+
+dc1394color_coding_t LibraryCodingOf(IIDCCoding coding)
+{
+    return std::ranges::find(kCodings, coding, &std::pair<dc1394color_coding_t, IIDCCoding>::second)->first;
+}
+
+dc1394feature_t LibraryFeatureOf(IIDCFeature feature)
+{
+    switch (feature) {
+    case IIDCFeature::Brightness:
+        return DC1394_FEATURE_BRIGHTNESS;
+    case IIDCFeature::Exposure:
+        return DC1394_FEATURE_EXPOSURE;
+    case IIDCFeature::Sharpness:
+        return DC1394_FEATURE_SHARPNESS;
+    case IIDCFeature::WhiteBalanceU:
+    case IIDCFeature::WhiteBalanceV:
+        return DC1394_FEATURE_WHITE_BALANCE;
+    case IIDCFeature::Hue:
+        return DC1394_FEATURE_HUE;
+    case IIDCFeature::Saturation:
+        return DC1394_FEATURE_SATURATION;
+    case IIDCFeature::Gamma:
+        return DC1394_FEATURE_GAMMA;
+    case IIDCFeature::Shutter:
+        return DC1394_FEATURE_SHUTTER;
+    case IIDCFeature::Gain:
+        return DC1394_FEATURE_GAIN;
+    case IIDCFeature::Iris:
+        return DC1394_FEATURE_IRIS;
+    case IIDCFeature::Focus:
+        return DC1394_FEATURE_FOCUS;
+    case IIDCFeature::Temperature:
+        return DC1394_FEATURE_TEMPERATURE;
+    case IIDCFeature::Zoom:
+        return DC1394_FEATURE_ZOOM;
+    case IIDCFeature::Pan:
+        return DC1394_FEATURE_PAN;
+    case IIDCFeature::Tilt:
+        return DC1394_FEATURE_TILT;
+    case IIDCFeature::OpticalFilter:
+        break;
+    }
+    return DC1394_FEATURE_OPTICAL_FILTER;
+}
+
+bool IsFormat7(dc1394video_mode_t mode)
+{
+    return mode >= DC1394_VIDEO_MODE_FORMAT7_MIN && mode <= DC1394_VIDEO_MODE_FORMAT7_MAX;
+}
+
+// What the camera does not take is told from a camera that can't be reached, which is tried again.
+Result ResultOfStart(dc1394error_t error)
+{
+    switch (error) {
+    case DC1394_SUCCESS:
+        return noErr;
+    case DC1394_INVALID_VIDEO_MODE:
+    case DC1394_INVALID_FRAMERATE:
+    case DC1394_INVALID_COLOR_CODING:
+    case DC1394_FORMAT7_ERROR_FLAG_1:
+    case DC1394_FORMAT7_ERROR_FLAG_2:
+        return deviceCantMeetRequest;
+    default:
+        return noDeviceForChannel;
+    }
+}
+
+Result ResultOf(dc1394error_t error)
+{
+    return error == DC1394_SUCCESS ? noErr : ioErr;
+}
+
+// Frames carry the time of the day in microseconds, or none.
+int64_t MonotonicTimeOf(uint64_t microseconds)
+{
+    timespec day{};
+    clock_gettime(CLOCK_REALTIME, &day);
+    const int64_t age = day.tv_sec * 1'000'000'000 + day.tv_nsec - static_cast<int64_t>(microseconds) * 1000;
+    constexpr int64_t oldest = 2'000'000'000;
+    return MonotonicNow() - (age < 0 || age > oldest ? 0 : age);
+}
+
+class LibraryCamera : public IIDCCamera {
+public:
+    LibraryCamera(Context library, dc1394camera_t* opened) : context(std::move(library)), camera(opened) {}
+
+    ~LibraryCamera() override
+    {
+        LibraryCamera::Stop();
+        dc1394_camera_free(camera);
+    }
+
+    std::vector<IIDCMode> Modes() override
+    {
+        std::vector<IIDCMode> modes;
+        dc1394video_modes_t numbers{};
+        if (dc1394_video_get_supported_modes(camera, &numbers) != DC1394_SUCCESS)
+            return modes;
+        for (uint32_t i = 0; i < numbers.num && i < DC1394_VIDEO_MODE_NUM; ++i)
+            if (IsFormat7(numbers.modes[i]))
+                AddFormat7(numbers.modes[i], modes);
+            else
+                AddFixed(numbers.modes[i], modes);
+        return modes;
+    }
+
+    Result Start(const IIDCMode& mode, double frameRate) override
+    {
+        Stop();
+        // A process that was killed leaves its camera transmitting.
+        dc1394_video_set_transmission(camera, DC1394_OFF);
+        const auto number = static_cast<dc1394video_mode_t>(mode.number);
+        dc1394_video_set_iso_speed(camera, DC1394_ISO_SPEED_400);
+        dc1394error_t error = dc1394_video_set_mode(camera, number);
+        if (error == DC1394_SUCCESS)
+            error = IsFormat7(number) ? dc1394_format7_set_roi(camera, number, LibraryCodingOf(mode.coding),
+                                                               DC1394_USE_MAX_AVAIL, 0, 0, mode.width, mode.height)
+                                      : SetRate(number, frameRate);
+        if (error != DC1394_SUCCESS)
+            return ResultOfStart(error);
+        error = dc1394_capture_setup(camera, kBuffers, DC1394_CAPTURE_FLAGS_DEFAULT);
+        capturing = error == DC1394_SUCCESS;
+        if (capturing)
+            error = dc1394_video_set_transmission(camera, DC1394_ON);
+        if (error != DC1394_SUCCESS)
+            Stop();
+        sequence = 0;
+        ringWasFull = false;
+        lastTime = 0;
+        interval = frameRate > 0 ? 1e9 / frameRate : 0;
+        return ResultOfStart(error);
+    }
+
+    void Stop() override
+    {
+        if (!capturing)
+            return;
+        GiveBack();
+        dc1394_video_set_transmission(camera, DC1394_OFF);
+        dc1394_capture_stop(camera);
+        capturing = false;
+    }
+
+    int Descriptor() const override { return capturing ? dc1394_capture_get_fileno(camera) : -1; }
+
+    Result TakeFrame(IIDCFrame& frame) override
+    {
+        GiveBack();
+        frame = {};
+        if (dc1394_capture_dequeue(camera, DC1394_CAPTURE_POLICY_POLL, &taken) != DC1394_SUCCESS)
+            return ioErr;
+        if (taken == nullptr)
+            return noErr;
+        const auto coding = CodingOf(taken->color_coding);
+        frame.bytes = {taken->image, std::min<uint64_t>(taken->image_bytes, taken->allocated_image_bytes)};
+        frame.coding = coding.value_or(IIDCCoding::Mono8);
+        frame.width = static_cast<int32_t>(taken->size[0]);
+        frame.height = static_cast<int32_t>(taken->size[1]);
+        frame.depth = static_cast<int32_t>(taken->data_depth);
+        frame.filter = static_cast<IIDCFilter>(
+            std::clamp<int>(taken->color_filter, DC1394_COLOR_FILTER_MIN, DC1394_COLOR_FILTER_MAX) -
+            DC1394_COLOR_FILTER_MIN);
+        frame.captureTime = MonotonicTimeOf(taken->timestamp);
+        frame.sequence = CountFrame(frame.captureTime);
+        frame.damaged = !coding || dc1394_capture_is_frame_corrupt(camera, taken) == DC1394_TRUE;
+        return noErr;
+    }
+
+    Result IsTransmitting(bool& transmitting) override
+    {
+        dc1394switch_t power = DC1394_OFF;
+        const dc1394error_t error = dc1394_video_get_transmission(camera, &power);
+        transmitting = power == DC1394_ON;
+        return ResultOf(error);
+    }
+
+    Result ReadFeature(IIDCFeature feature, IIDCFeatureState& state) override
+    {
+        dc1394feature_info_t info{};
+        if (const Result result = Fetch(feature, info); result != noErr)
+            return result;
+        const std::span modes(info.modes.modes, std::min<uint32_t>(info.modes.num, DC1394_FEATURE_MODE_NUM));
+        state.minimum = info.min;
+        state.maximum = info.max;
+        state.value = info.value;
+        if (feature == IIDCFeature::WhiteBalanceU || feature == IIDCFeature::WhiteBalanceV)
+            state.value = feature == IIDCFeature::WhiteBalanceU ? info.BU_value : info.RV_value;
+        else if (feature == IIDCFeature::Temperature)
+            state.value = info.target_value;
+        state.canBeManual = std::ranges::find(modes, DC1394_FEATURE_MODE_MANUAL) != modes.end();
+        state.isManual = info.current_mode == DC1394_FEATURE_MODE_MANUAL &&
+                         (info.on_off_capable == DC1394_FALSE || info.is_on == DC1394_ON);
+        state.hasAbsolute = info.absolute_capable == DC1394_TRUE;
+        state.absoluteControl = state.hasAbsolute && info.abs_control == DC1394_ON;
+        state.absoluteMinimum = info.abs_min;
+        state.absoluteMaximum = info.abs_max;
+        state.absoluteValue = info.abs_value;
+        return noErr;
+    }
+
+    Result WriteFeature(IIDCFeature feature, uint32_t value) override
+    {
+        const dc1394feature_t number = LibraryFeatureOf(feature);
+        if (number == DC1394_FEATURE_TEMPERATURE)
+            return ResultOf(dc1394_feature_temperature_set_value(camera, value));
+        if (number != DC1394_FEATURE_WHITE_BALANCE)
+            return ResultOf(dc1394_feature_set_value(camera, number, value));
+        uint32_t u = 0;
+        uint32_t v = 0;
+        const dc1394error_t error = dc1394_feature_whitebalance_get_value(camera, &u, &v);
+        (feature == IIDCFeature::WhiteBalanceU ? u : v) = value;
+        return ResultOf(error == DC1394_SUCCESS ? dc1394_feature_whitebalance_set_value(camera, u, v) : error);
+    }
+
+    Result MakeManual(IIDCFeature feature) override
+    {
+        dc1394feature_info_t info{};
+        if (const Result result = Fetch(feature, info); result != noErr)
+            return result;
+        dc1394error_t error = DC1394_SUCCESS;
+        if (info.on_off_capable == DC1394_TRUE && info.is_on == DC1394_OFF)
+            error = dc1394_feature_set_power(camera, info.id, DC1394_ON);
+        if (error == DC1394_SUCCESS && info.current_mode != DC1394_FEATURE_MODE_MANUAL)
+            error = dc1394_feature_set_mode(camera, info.id, DC1394_FEATURE_MODE_MANUAL);
+        if (error == DC1394_SUCCESS && info.absolute_capable == DC1394_TRUE && info.abs_control == DC1394_ON)
+            error = dc1394_feature_set_absolute_control(camera, info.id, DC1394_OFF);
+        return ResultOf(error);
+    }
+
+private:
+    void AddFixed(dc1394video_mode_t number, std::vector<IIDCMode>& modes)
+    {
+        uint32_t width = 0;
+        uint32_t height = 0;
+        dc1394color_coding_t coding{};
+        dc1394framerates_t rates{};
+        if (dc1394_get_image_size_from_video_mode(camera, number, &width, &height) != DC1394_SUCCESS ||
+            dc1394_get_color_coding_from_video_mode(camera, number, &coding) != DC1394_SUCCESS || !CodingOf(coding) ||
+            dc1394_video_get_supported_framerates(camera, number, &rates) != DC1394_SUCCESS)
+            return;
+        IIDCMode mode{number, *CodingOf(coding), static_cast<int32_t>(width), static_cast<int32_t>(height), {}};
+        for (uint32_t i = 0; i < rates.num && i < DC1394_FRAMERATE_NUM; ++i)
+            if (float rate = 0; dc1394_framerate_as_float(rates.framerates[i], &rate) == DC1394_SUCCESS)
+                mode.frameRates.push_back(static_cast<double>(rate));
+        modes.push_back(std::move(mode));
+    }
+
+    // The whole sensor in each coding, at the rate that the largest packets make possible.
+    void AddFormat7(dc1394video_mode_t number, std::vector<IIDCMode>& modes)
+    {
+        uint32_t width = 0;
+        uint32_t height = 0;
+        uint32_t unit = 0;
+        uint32_t packet = 0;
+        dc1394color_codings_t codings{};
+        if (dc1394_format7_get_max_image_size(camera, number, &width, &height) != DC1394_SUCCESS || width == 0 ||
+            height == 0 || width > 16384 || height > 16384 ||
+            dc1394_format7_get_color_codings(camera, number, &codings) != DC1394_SUCCESS ||
+            dc1394_format7_get_packet_parameters(camera, number, &unit, &packet) != DC1394_SUCCESS)
+            return;
+        constexpr double packetsPerSecond = 8000;
+        for (uint32_t i = 0; i < codings.num && i < DC1394_COLOR_CODING_NUM; ++i) {
+            uint32_t bits = 0;
+            const auto coding = CodingOf(codings.codings[i]);
+            if (!coding || dc1394_get_color_coding_bit_size(codings.codings[i], &bits) != DC1394_SUCCESS || bits == 0)
+                continue;
+            const double frameBytes = static_cast<double>(width) * height * bits / 8;
+            modes.push_back({number,
+                             *coding,
+                             static_cast<int32_t>(width),
+                             static_cast<int32_t>(height),
+                             {packetsPerSecond * packet / frameBytes}});
+        }
+    }
+
+    dc1394error_t SetRate(dc1394video_mode_t number, double wanted)
+    {
+        dc1394framerates_t rates{};
+        if (const auto error = dc1394_video_get_supported_framerates(camera, number, &rates); error != DC1394_SUCCESS)
+            return error;
+        for (uint32_t i = 0; i < rates.num && i < DC1394_FRAMERATE_NUM; ++i)
+            if (float rate = 0; dc1394_framerate_as_float(rates.framerates[i], &rate) == DC1394_SUCCESS &&
+                                std::abs(static_cast<double>(rate) - wanted) < 0.01)
+                return dc1394_video_set_framerate(camera, rates.framerates[i]);
+        return DC1394_INVALID_FRAMERATE;
+    }
+
+    Result Fetch(IIDCFeature feature, dc1394feature_info_t& info)
+    {
+        info.id = LibraryFeatureOf(feature);
+        if (dc1394_feature_get(camera, &info) != DC1394_SUCCESS)
+            return ioErr;
+        return info.available == DC1394_TRUE ? noErr : digiUnimpErr;
+    }
+
+    // The bus has no numbers on frames. Only a ring that was full loses any, and then the time tells how many; at other
+    // times a long interval is a long exposure.
+    uint32_t CountFrame(int64_t time)
+    {
+        const auto step = static_cast<double>(time - lastTime);
+        const bool lost = ringWasFull && lastTime != 0 && interval > 0 && step > 1.5 * interval;
+        sequence += lost ? static_cast<uint32_t>(std::min(std::round(step / interval), 1e6)) : 1;
+        ringWasFull = taken->frames_behind + 1 >= kBuffers;
+        lastTime = time;
+        return sequence;
+    }
+
+    void GiveBack()
+    {
+        if (taken != nullptr)
+            dc1394_capture_enqueue(camera, std::exchange(taken, nullptr));
+    }
+
+    Context context;
+    dc1394camera_t* camera;
+    dc1394video_frame_t* taken = nullptr;
+    bool capturing = false;
+    bool ringWasFull = false;
+    uint32_t sequence = 0;
+    int64_t lastTime = 0;
+    double interval = 0;
+};
+
+class LibraryBus : public IIDCBus {
+public:
+    explicit LibraryBus(Context library) : context(std::move(library)) {}
+
+    std::vector<IIDCCameraEntry> Cameras() override
+    {
+        std::vector<IIDCCameraEntry> cameras;
+        dc1394camera_list_t* list = nullptr;
+        if (dc1394_camera_enumerate(context.get(), &list) != DC1394_SUCCESS)
+            return cameras;
+        const auto text = [](const char* name) { return std::string(name == nullptr ? "" : name); };
+        for (uint32_t i = 0; i < list->num; ++i)
+            if (dc1394camera_t* const camera = dc1394_camera_new(context.get(), list->ids[i].guid)) {
+                if (std::ranges::find(cameras, camera->guid, &IIDCCameraEntry::guid) == cameras.end())
+                    cameras.push_back({camera->guid, text(camera->vendor), text(camera->model)});
+                dc1394_camera_free(camera);
+            }
+        dc1394_camera_free_list(list);
+        return cameras;
+    }
+
+    std::shared_ptr<IIDCCamera> Open(uint64_t guid) override
+    {
+        dc1394camera_t* const camera = dc1394_camera_new(context.get(), guid);
+        return camera == nullptr ? nullptr : std::make_shared<LibraryCamera>(context, camera);
+    }
+
+private:
+    Context context;
+};
+
+// A unit of the 1394 Trade Association's camera kind, or of the one maker that had a number of his own.
+bool KernelKnowsCameras()
+{
+    std::error_code error;
+    std::filesystem::directory_iterator unit("/sys/bus/firewire/devices", error);
+    for (; !error && unit != std::filesystem::directory_iterator(); unit.increment(error)) {
+        std::ifstream file(unit->path() / "specifier_id");
+        if (std::string kind; file >> kind && (kind == "0x00a02d" || kind == "0x00b09d"))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+std::shared_ptr<IIDCBus> OpenIIDCLibraryBus()
+{
+    if (!KernelKnowsCameras())
+        return nullptr;
+    // What the library has to say would go to the terminal.
+    static std::once_flag silenced;
+    std::call_once(silenced, [] {
+        dc1394_log_register_handler(DC1394_LOG_ERROR, nullptr, nullptr);
+        dc1394_log_register_handler(DC1394_LOG_WARNING, nullptr, nullptr);
+    });
+    const Context context(dc1394_new(), [](dc1394_t* library) {
+        if (library != nullptr)
+            dc1394_free(library);
+    });
+    return context ? std::make_shared<LibraryBus>(context) : nullptr;
+}
+
+} // namespace platform
+
+#else
+
+std::shared_ptr<platform::IIDCBus> platform::OpenIIDCLibraryBus()
+{
+    return nullptr;
+}
+
+#endif

@@ -1,0 +1,135 @@
+#include "platform/digitizer/IIDCDigitizer.h"
+#include "platform/digitizer/V4L2Digitizer.h"
+#include "support/SimulatedIIDCCamera.h"
+#include "ui/IIDCVideoSettings.h"
+#include "ui/RealDevices.h"
+
+#include <linux/v4l2-controls.h>
+
+using namespace platform;
+
+namespace {
+
+// A V4L2 camera that is away; its controls are the test's.
+struct ControlledCamera : V4L2Digitizer {
+    explicit ControlledCamera(std::vector<ImageControl>& list)
+        : V4L2Digitizer(V4L2System::Current(), {-1, {}, {}, {}, {}, {}}, {}), controls(list)
+    {
+    }
+    std::vector<ImageControl> Controls() const override { return controls; }
+    Result SetControl(uint32_t identity, int64_t value) override
+    {
+        std::ranges::find(controls, identity, &ImageControl::identity)->value = value;
+        return noErr;
+    }
+    std::vector<ImageControl>& controls;
+};
+
+// The settings window over the real control and the real grabber with one camera.
+class IIDCWindowTest : public RealDevicesTest {
+protected:
+    void OpenCamera(DigitizerProvider provider = {ListIIDCDigitizers, OpenIIDCDigitizer})
+    {
+        SetIIDCBusProvider([this] { return bus; });
+        SetDigitizerProvider(std::move(provider));
+        Open();
+        OpenSettings();
+    }
+    void OpenSettings()
+    {
+        window->ChooseMenuItem(velmora::MenuBar1::Instance()->_Lookup("VideoIIDCVideoSettings"));
+        settings = velmora::IIDCVideoSettings::Instance();
+        settings->SetupTimer()->Action();
+    }
+    void TearDown() override
+    {
+        settings = nullptr;
+        RealDevicesTest::TearDown();
+        SetIIDCBusProvider({});
+    }
+
+    static std::string Slider(int32_t index, int32_t minimum, int32_t value, int32_t maximum)
+    {
+        return std::to_string(index) + ":" + std::to_string(minimum) + "/" + std::to_string(value) + "/" +
+               std::to_string(maximum) + " ";
+    }
+    std::string Enabled()
+    {
+        std::string sliders;
+        for (int32_t i = 0; i < 18; ++i)
+            if (const auto slider = settings->Slider1(i); slider->Enabled())
+                sliders += Slider(i, slider->Minimum(), slider->Value(), slider->Maximum());
+        return sliders;
+    }
+
+    std::shared_ptr<test::SimulatedIIDCCamera> bus = std::make_shared<test::SimulatedIIDCCamera>();
+    test::SimulatedIIDCCamera& camera = *bus;
+    framework::Reference<velmora::IIDCVideoSettings> settings;
+};
+
+TEST_F(IIDCWindowTest, EveryFeatureOfAnIIDCCamera)
+{
+    using enum IIDCFeature;
+    // By slider; the last one's feature has no register of its own in these cameras.
+    const IIDCFeature order[] = {Hue,     Saturation, Sharpness,     Brightness,    Gain,         Iris,
+                                 Shutter, Exposure,   WhiteBalanceU, WhiteBalanceV, Gamma,        Temperature,
+                                 Zoom,    Focus,      Pan,           Tilt,          OpticalFilter};
+    std::string expected;
+    for (int32_t i = 0; i < 17; ++i) {
+        camera.features[order[i]] = {.minimum = 10U + i, .maximum = 4000U + i, .value = 1007U + i, .isManual = false};
+        expected += Slider(i, 10 + i, 1007 + i, 4000 + i);
+    }
+    OpenCamera();
+    EXPECT_EQ(Enabled(), expected);
+    for (int32_t i = 0; i < 17; ++i) {
+        EXPECT_EQ(settings->StaticText2(i)->Text(), "");
+        settings->Slider1(i)->Value(2000 + i);
+        EXPECT_EQ(camera.features[order[i]].value, 2000U + i);
+        EXPECT_TRUE(camera.features[order[i]].isManual);
+        EXPECT_EQ(settings->StaticText2(i)->Text(), std::to_string(2000 + i));
+    }
+    camera.Plug(false); // it leaves under the hand
+    settings->Slider1(0)->Value(77);
+    EXPECT_EQ(camera.features[Hue].value, 2000U);
+}
+
+TEST_F(IIDCWindowTest, ZoomAloneAndNothing)
+{
+    camera.features[IIDCFeature::Zoom] = {.minimum = 200, .maximum = 400, .value = 300};
+    OpenCamera();
+    EXPECT_EQ(Enabled(), "12:200/300/400 ");
+    settings->Close();
+    camera.features.clear();
+    OpenSettings();
+    EXPECT_EQ(Enabled(), "");
+}
+
+TEST_F(IIDCWindowTest, ControlsOfAnOrdinaryCamera)
+{
+    std::vector<ImageControl> controls;
+    const auto add = [&](uint32_t identity, int64_t minimum, int64_t maximum, int64_t step, int64_t value) {
+        controls.push_back({identity, "", {}, minimum, maximum, step, value, value, false, false, {}});
+    };
+    add(V4L2_CID_ZOOM_ABSOLUTE, 100, 500, 1, 120);
+    add(V4L2_CID_FOCUS_ABSOLUTE, 0, 250, 5, 35);
+    add(V4L2_CID_FOCUS_AUTO, 0, 1, 1, 1);
+    add(V4L2_CID_PAN_ABSOLUTE, -36000, 36000, 3600, -7200);
+    add(V4L2_CID_TILT_ABSOLUTE, -36000, 36000, 3600, 3600);
+    add(V4L2_CID_EXPOSURE_ABSOLUTE, 3, 2047, 1, 250);
+    add(V4L2_CID_EXPOSURE_AUTO, 0, 3, 1, V4L2_EXPOSURE_APERTURE_PRIORITY);
+    add(V4L2_CID_GAIN, 0, 255, 1, 64);
+    add(V4L2_CID_WHITE_BALANCE_TEMPERATURE, 2800, 6500, 1, 4600);
+    OpenCamera({[] {
+                    return std::vector<DigitizerEntry>(1, {"USB Camera", "usb", {}, true});
+                },
+                [&](const auto&) { return std::make_unique<ControlledCamera>(controls); }});
+    EXPECT_EQ(Enabled(), "4:0/64/255 6:3/250/2047 7:3/250/2047 11:2800/4600/6500 12:100/120/500 13:0/35/250 "
+                         "14:-10/-2/10 15:-10/1/10 ");
+    for (const auto& [slider, value] : {std::pair{12, 499}, {13, 80}, {14, -9}, {15, 10}, {6, 99}, {4, 1}, {11, 2801}})
+        settings->Slider1(slider)->Value(value);
+    std::vector<int64_t> values;
+    std::ranges::transform(controls, std::back_inserter(values), &ImageControl::value);
+    EXPECT_EQ(values, (std::vector<int64_t>{499, 80, 0, -32400, 36000, 99, V4L2_EXPOSURE_MANUAL, 1, 2801}));
+}
+
+} // namespace
