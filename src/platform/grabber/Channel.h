@@ -102,6 +102,21 @@ protected:
     virtual Result StartDevice() = 0;
     virtual void StopDevice() = 0;
 
+    /// Runs another device in place of the present one, where that runs. If it can't be started, the present one goes
+    /// on; one that is merely absent is taken all the same.
+    template <typename Device, typename Sink> Result RunInstead(Device& other, Sink& sink)
+    {
+        if (!running)
+            return noErr;
+        StopDevice();
+        const Result result = other.Start(sink);
+        if (result == noDeviceForChannel)
+            NoteFailure(result);
+        else if (result != noErr)
+            StartDevice();
+        return result == noDeviceForChannel ? noErr : result;
+    }
+
     /// Called by the sinks, on the device's thread.
     void NoteArrival(int64_t now, int64_t usualBreak);
     void NoteFailure(Result result);

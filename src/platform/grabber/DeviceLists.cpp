@@ -4,6 +4,7 @@
 #include "platform/memory/PascalString.h"
 
 #include <algorithm>
+#include <set>
 
 namespace platform {
 namespace {
@@ -18,6 +19,7 @@ constexpr int32_t kUnavailable = 1;
 constexpr int32_t kListInputs = 4;
 // Callers give 255 bytes of room for a name, its length byte among them.
 constexpr size_t kLongestName = 254;
+constexpr const char* kNameless = "Unnamed Device";
 
 template <typename T> void PutAt(std::span<uint8_t> bytes, size_t offset, T value)
 {
@@ -66,7 +68,38 @@ Result PutPascalString(Address place, const std::string& text)
     return noErr;
 }
 
+// Names are told apart by what a list has room for, so that two long ones differ there as well.
+std::string ListedName(const std::string& name, int number)
+{
+    const std::string mark = number == 1 ? "" : " (" + std::to_string(number) + ")";
+    const auto fitting = PascalString(name, kLongestListedName - mark.size());
+    return std::string(fitting.begin() + 1, fitting.end()) + mark;
+}
+
+// The device in use under the name by which the list tells it from others.
+ListedDevice DeviceAsListed(const Channel& channel)
+{
+    ListedDevice present = channel.Device();
+    const auto devices = channel.Devices();
+    const auto listed = std::ranges::find(devices, present.identity, &ListedDevice::identity);
+    if (listed != devices.end())
+        present.name = listed->name;
+    return present;
+}
+
 } // namespace
+
+void MakeNamesDistinct(std::vector<ListedDevice>& devices)
+{
+    std::set<std::string> taken;
+    for (ListedDevice& device : devices) {
+        const std::string own = device.name.empty() ? kNameless : device.name;
+        int number = 1;
+        while (!taken.insert(ListedName(own, number)).second)
+            ++number;
+        device.name = number == 1 ? own : ListedName(own, number);
+    }
+}
 
 Handle MakeDeviceList(const Channel& channel, bool withInputs)
 {
@@ -152,7 +185,7 @@ Result SGGetChannelDeviceAndInputNames(SGChannel channel, Address device, Addres
     const auto found = FindChannel(channel);
     if (!found)
         return badSGChannel;
-    const ListedDevice present = found->Device();
+    const ListedDevice present = DeviceAsListed(*found);
     const bool known = present.input >= 0 && static_cast<size_t>(present.input) < present.inputs.size();
     const Result first = PutPascalString(device, present.name);
     const Result second =

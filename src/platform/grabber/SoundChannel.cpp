@@ -88,16 +88,8 @@ Result SoundChannel::TakeDevice(const ListedDevice& device)
         return noDeviceForChannel;
     // A source that can't do the present format keeps its own: sound in another format is better than none.
     other->SetFormat(source->Format());
-    if (Running()) {
-        StopDevice();
-        const Result result = other->Start(*this);
-        if (result != noErr && result != noDeviceForChannel) {
-            StartDevice();
-            return result;
-        }
-        if (result != noErr)
-            NoteFailure(result);
-    }
+    if (const Result result = RunInstead(*other, static_cast<SoundSink&>(*this)); result != noErr)
+        return result;
     AdoptSource(std::move(other));
     return noErr;
 }

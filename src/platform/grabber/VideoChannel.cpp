@@ -86,16 +86,8 @@ Result VideoChannel::TakeDevice(const ListedDevice& device)
     std::shared_ptr<Digitizer> other = OpenDigitizer(device.identity, device.name);
     if (other->Identity() != device.identity)
         return noDeviceForChannel;
-    if (Running()) {
-        StopDevice();
-        const Result result = other->Start(*this);
-        if (result != noErr && result != noDeviceForChannel) {
-            StartDevice();
-            return result;
-        }
-        if (result != noErr)
-            NoteFailure(result);
-    }
+    if (const Result result = RunInstead(*other, static_cast<FrameSink&>(*this)); result != noErr)
+        return result;
     AdoptDevice(std::move(other));
     description = nullptr;
     return noErr;

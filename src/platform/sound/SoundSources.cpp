@@ -4,7 +4,7 @@
 #include "platform/sound/TestTone.h"
 
 #include <algorithm>
-#include <set>
+#include <iterator>
 
 namespace platform {
 namespace {
@@ -23,28 +23,15 @@ std::vector<SoundSourceProvider>& AddedSources()
     return added;
 }
 
-// A list names its devices, and devices are chosen by name: of two alike, the second says so.
-std::string DistinctName(const std::string& wanted, std::set<std::string>& taken)
-{
-    std::string name = wanted;
-    for (int number = 2; !taken.insert(name).second; ++number)
-        name = wanted + " (" + std::to_string(number) + ")";
-    return name;
-}
-
 std::vector<SoundSourceEntry> ListRealSources()
 {
     std::vector<SoundSourceEntry> entries;
-    std::set<std::string> taken{kTestToneName};
     for (const PulseSourceInfo& source : PulseServer::Shared()->Sources()) {
         const std::string& name = source.description.empty() ? source.name : source.description;
-        entries.push_back({DistinctName(name, taken), PulseSource::IdentityOf(source.name), source.PortNames(), true});
+        entries.push_back({name, PulseSource::IdentityOf(source.name), source.PortNames(), true});
     }
     for (const SoundSourceProvider& added : AddedSources())
-        for (SoundSourceEntry& entry : added.list()) {
-            entry.name = DistinctName(entry.name, taken);
-            entries.push_back(std::move(entry));
-        }
+        std::ranges::move(added.list(), std::back_inserter(entries));
     entries.push_back({kTestToneName, TestTone::kIdentity, {}, true});
     return entries;
 }
