@@ -44,6 +44,26 @@ TEST_F(ControlTest, ListsAreReadAtTheirOffsets)
     EXPECT_EQ(script.Take().back(), "Error(-9406)");
 }
 
+TEST_F(ControlTest, ListsThatCannotBeHad)
+{
+    OpenSession();
+    script.Returns("SGGetChannelDeviceList", -9406);
+    script.unnoted = {"SGGetChannelDeviceList", "SGGetChannelDeviceAndInputNames"};
+    EXPECT_EQ(canvas->VideoDeviceCount(), -9406);
+    EXPECT_EQ(canvas->SoundDeviceCount(), -9406);
+    EXPECT_TRUE(canvas->VideoDevice(0).IsEmpty() && canvas->SoundDevice(0).IsEmpty());
+    EXPECT_EQ(canvas->VideoDeviceInputCount(0), 0);
+    EXPECT_TRUE(script.Take().empty());
+    EXPECT_FALSE(canvas->VideoDeviceAvailable(0) || canvas->SoundDeviceAvailable(0));
+    Expect({"Error(-9406)", "Error(-9406)"});
+    script.answers["SGGetChannelDeviceAndInputNames"] = [](const Arguments& a) {
+        framework::MemoryBlock::At(a[1])->PString(0, a[0] == scripted::kVideo ? "Camera" : "Microphone");
+        return -1;
+    };
+    EXPECT_EQ(canvas->VideoDeviceName(), String("Camera"));
+    EXPECT_EQ(canvas->SoundDeviceName(), String("Microphone"));
+}
+
 TEST_F(ControlTest, DialogsAreBracketed)
 {
     OpenSession();
@@ -58,8 +78,8 @@ TEST_F(ControlTest, DialogsAreBracketed)
     };
     script.Returns("SGSettingsDialog", -128);
     for (const auto& c : cases)
-        for (const bool dataProc : {false, true}) {
-            const bool preview = dataProc == (c.channel == "22");
+        for (const int mode : {0, 1, 2, 3}) {
+            const bool dataProc = (mode & 1) != 0, preview = (mode & 2) != 0;
             SCOPED_TRACE(::testing::Message() << c.tag << dataProc << preview);
             canvas->UseDataProc = dataProc;
             inside.VideoPreviewState = preview;
@@ -167,6 +187,8 @@ TEST_F(ControlTest, DeckCommandsAndTheirFailures)
         EXPECT_EQ(!frame.empty(), c.sent) << c.function;
     }
     platform::UnregisterComponent(deck);
+    canvas->DeviceControlPlay(); // a platform without the component
+    Expect({"Error(-3000)"});
 }
 
 TEST_F(ControlTest, FeaturesAreReadAndWritten)

@@ -11,7 +11,7 @@ namespace test {
 /// A tape deck as AV/C describes it: a transport with a protect tab, and the ways in which real decks answer badly.
 class SimulatedDeck {
 public:
-    enum class Manner { Prompt, InterimThenLate, LosesFirstCommand, Silent, AnswersOthersFirst };
+    enum class Manner { Prompt, InterimThenLate, OnlyInterim, LosesFirstCommand, Silent, AnswersOthersFirst };
 
     uint8_t transport = 0xC4; ///< opcode of the transport's state: 0xC3 play, 0xC4 wind, 0xC2 record
     uint8_t operand = 0x60;   ///< its operand: 0x60 stopped
@@ -26,11 +26,10 @@ public:
         if (manner == Manner::Silent || (manner == Manner::LosesFirstCommand && received.size() == 1))
             return {};
         auto final = Answer(command);
-        if (manner == Manner::InterimThenLate) {
-            auto interim = final;
-            interim[0] = 0x0F;
-            return {interim, final};
-        }
+        if (manner == Manner::InterimThenLate)
+            return {With(final, 0x0F), final};
+        if (manner == Manner::OnlyInterim)
+            return {With(final, 0x0F)};
         if (manner == Manner::AnswersOthersFirst)
             return {{0x09, 0x28, command[2], 0}, {0x09, 0x20, 0x01, 0}, {0x0C}, final};
         return {final};
@@ -65,11 +64,12 @@ class SimulatedBus : public platform::Bus {
 public:
     std::map<uint64_t, SimulatedDeck> decks;
     int resetsToCome = 0; ///< so many writes fail as in a bus reset
+    std::atomic<bool> isPlugged{true};
 
     std::vector<platform::BusDevice> Devices() override
     {
         std::vector<platform::BusDevice> devices;
-        for (const auto& deck : decks)
+        for (const auto& deck : isPlugged ? decks : decltype(decks)())
             devices.push_back({deck.first, "Deck"});
         return devices;
     }
@@ -96,7 +96,7 @@ public:
 
     std::unique_ptr<platform::DvStream> OpenStream(uint64_t guid) override
     {
-        return decks.contains(guid) ? std::make_unique<Stream>(*this) : nullptr;
+        return isPlugged && decks.contains(guid) ? std::make_unique<Stream>(*this) : nullptr;
     }
 
     /// The sink of the running stream, which a test feeds with frames; null while none runs.

@@ -20,7 +20,7 @@ struct BusDevice {
 };
 
 /// What AV/C needs of a FireWire bus: frames of the Function Control Protocol (IEC 61883-1) to and from one device.
-/// Used on the main thread only.
+/// Used on the main thread only, but for `OpenStream`.
 class Bus {
 public:
     virtual ~Bus() = default;
@@ -34,7 +34,7 @@ public:
     /// The next response frame of the device, or nothing when none comes in that time.
     virtual std::optional<std::vector<uint8_t>> NextResponse(uint64_t guid, std::chrono::milliseconds wait) = 0;
 
-    /// The device's DV stream; null when it is gone or can't be received.
+    /// The device's DV stream; null when it is gone or can't be received. From any thread.
     virtual std::unique_ptr<DvStream> OpenStream(uint64_t guid) = 0;
 };
 

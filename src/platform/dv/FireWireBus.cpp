@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <filesystem>
 #include <iterator>
 #include <poll.h>
 
@@ -143,10 +144,20 @@ private:
     std::vector<std::unique_ptr<Adapter>> adapters;
 };
 
+// Asking the library costs milliseconds even where there is nothing, and lists of devices are made at every start.
+bool AdapterIsThere()
+{
+    std::error_code ignored;
+    return std::ranges::any_of(std::filesystem::directory_iterator("/dev", ignored),
+                               [](const auto& entry) { return entry.path().filename().string().starts_with("fw"); });
+}
+
 } // namespace
 
 std::shared_ptr<Bus> OpenFireWireBus()
 {
+    if (!AdapterIsThere())
+        return nullptr;
     const raw1394handle_t probe = raw1394_new_handle();
     if (probe == nullptr)
         return nullptr;

@@ -20,6 +20,17 @@ namespace {
 // The device's count steps back or far ahead when it starts anew; such a step tells of no loss.
 constexpr uint32_t kLargestGap = 0x10000;
 
+bool IsDv(FourCharCode codec)
+{
+    return codec == CodeOf("dvc ") || codec == CodeOf("dvcp");
+}
+
+// A camcorder's frames bear one of two codes, by the television system of the tape at the moment.
+bool IsOneCodec(FourCharCode a, FourCharCode b)
+{
+    return a == b || (IsDv(a) && IsDv(b));
+}
+
 bool CanCompress(const CompressionSettings& settings)
 {
     return std::ranges::any_of(AvailableCompressors(),
@@ -43,11 +54,19 @@ VideoChannel::~VideoChannel()
 
 void VideoChannel::AdoptDevice(std::shared_ptr<Digitizer> device)
 {
+    const bool wasCamcorder = digitizer && IsDv(digitizer->Format().format);
     CloseComponent(instance);
     digitizer = std::move(device);
     instance = OpenDigitizerInstance(digitizer);
+    // A tape is recorded as it comes unless something else is asked for.
+    CompressionSettings settings = Compression();
+    const FourCharCode sent = digitizer->Format().format;
+    if (IsDv(sent))
+        settings.codec = sent;
+    else if (wasCamcorder && IsDv(settings.codec))
+        settings.codec = CompressionSettings().codec;
     // What only the old device could deliver, nobody can make of the new one's frames.
-    if (const auto present = Compression(); SetCompression(present) != noErr)
+    if (SetCompression(settings) != noErr)
         SetCompression(CompressionSettings());
 }
 
@@ -107,6 +126,11 @@ CompressionSettings VideoChannel::Compression() const
     return *CompressionInUse();
 }
 
+bool VideoChannel::PassesThrough() const
+{
+    return IsOneCodec(Compression().codec, digitizer->Format().format);
+}
+
 CompressionWorkers::Settings VideoChannel::CompressionInUse() const
 {
     const std::lock_guard lock(compressionMutex);
@@ -115,7 +139,7 @@ CompressionWorkers::Settings VideoChannel::CompressionInUse() const
 
 Result VideoChannel::SetCompression(const CompressionSettings& settings)
 {
-    if (!CanCompress(settings) && settings.codec != digitizer->Format().format)
+    if (!CanCompress(settings) && !IsOneCodec(settings.codec, digitizer->Format().format))
         return noCodecErr;
     const std::lock_guard lock(compressionMutex);
     compression = std::make_shared<CompressionSettings>(settings);
@@ -168,7 +192,7 @@ void VideoChannel::FrameArrived(const CapturedFrame& frame)
         return;
     }
     auto settings = CompressionInUse();
-    if (picture.format == settings->codec)
+    if (IsOneCodec(picture.format, settings->codec))
         PassThrough(picture, std::move(sample));
     else
         Workers().Submit({std::move(sample), picture.format, picture.width, picture.height, std::move(settings)});

@@ -35,6 +35,9 @@ public:
 
     CompressionSettings Compression() const;
 
+    /// Whether frames are kept as the device delivers them.
+    bool PassesThrough() const;
+
     /// `noCodecErr` for a compressor that can't be made.
     Result SetCompression(const CompressionSettings& settings);
 

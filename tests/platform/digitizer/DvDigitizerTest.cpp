@@ -1,57 +1,19 @@
 #include "platform/digitizer/DvDigitizer.h"
 #include "platform/digitizer/DvFrame.h"
+#include "support/DvTape.h"
 #include "support/SimulatedDeck.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <functional>
 #include <thread>
 
 using namespace platform;
+using test::Tape;
 
 namespace {
 
 constexpr uint64_t kGuid = 0x0011223344556677;
-
-std::vector<uint8_t> ReadFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// A second of DV with a different tone on each channel, and what another decoder hears in it.
-struct Tape {
-    std::vector<std::vector<uint8_t>> frames;
-    std::vector<int16_t> heard;
-
-    explicit Tape(bool pal)
-    {
-        const auto folder = std::filesystem::temp_directory_path() / "velmora-dv-test";
-        std::filesystem::create_directories(folder);
-        const std::string stream = folder / (pal ? "pal.dv" : "ntsc.dv");
-        const std::string sound = stream + ".pcm";
-        const std::string make =
-            "ffmpeg -v error -y -f lavfi -i testsrc=size=" +
-            std::string(pal ? "720x576:rate=25" : "720x480:rate=30000/1001") +
-            " -f lavfi -i 'aevalsrc=0.5*sin(2*PI*440*t)|0.3*sin(2*PI*1000*t):s=48000' -t 1 -target " +
-            (pal ? "pal" : "ntsc") + "-dv -f dv " + stream + " && ffmpeg -v error -y -i " + stream + " -f s16le " +
-            sound;
-        if (std::system(make.c_str()) != 0)
-            return;
-        const auto bytes = ReadFile(stream);
-        const size_t size = pal ? kDvPalFrameSize : kDvNtscFrameSize;
-        for (size_t start = 0; start + size <= bytes.size(); start += size)
-            frames.emplace_back(bytes.begin() + static_cast<long>(start),
-                                bytes.begin() + static_cast<long>(start + size));
-        const auto pcm = ReadFile(sound);
-        heard.resize(pcm.size() / 2);
-        std::memcpy(heard.data(), pcm.data(), heard.size() * 2);
-    }
-};
 
 struct Collector : FrameSink, SoundSink {
     void FrameArrived(const CapturedFrame& frame) override
@@ -131,7 +93,9 @@ TEST_F(DvDigitizerTest, BadFramesAreCountedAndACamcorderComesBack)
     ASSERT_GE(tape.frames.size(), 2U);
     const auto camera = OpenDvDigitizer("dv:0011223344556677");
     ASSERT_TRUE(camera);
-    camera->Start(collector);
+    bus->isPlugged = false;
+    EXPECT_EQ(camera->Start(collector), noDeviceForChannel); // and waits for it
+    bus->isPlugged = true;
     DvStreamSink& stream = WaitForStream();
     const auto& frame = tape.frames[0];
     stream.DvFrameArrived(frame, true, 1);
@@ -148,6 +112,70 @@ TEST_F(DvDigitizerTest, BadFramesAreCountedAndACamcorderComesBack)
     WaitForStream().DvFrameArrived(frame, true, 5);
     EXPECT_EQ(collector.frames.size(), 3U);
     camera->Stop();
+}
+
+// Makes the sound of a frame 12 bits and 32 kHz on two pairs of channels; `next` gives the codes of each three bytes.
+void WriteTwelveBitSound(std::vector<uint8_t>& frame, const std::function<std::pair<int, int>(size_t sequence)>& next)
+{
+    for (size_t block = 6; block < frame.size() / 80; ++block) {
+        if (block % 150 < 6 || (block % 150 - 6) % 16 != 0)
+            continue;
+        uint8_t* bytes = &frame[block * 80];
+        if (bytes[3] == 0x50) { // the pack that tells the format
+            bytes[4] = static_cast<uint8_t>((bytes[4] & 0xC0) | 14);
+            bytes[6] &= 0xE0;
+            bytes[7] = static_cast<uint8_t>((bytes[7] & 0xC0) | 2 << 3 | 1);
+        }
+        for (size_t at = 8; at < 80; at += 3) {
+            const auto [left, right] = next(block / 150);
+            bytes[at] = static_cast<uint8_t>(left >> 4);
+            bytes[at + 1] = static_cast<uint8_t>(right >> 4);
+            bytes[at + 2] = static_cast<uint8_t>((left & 15) << 4 | (right & 15));
+        }
+    }
+}
+
+TEST_F(DvDigitizerTest, TwelveBitSoundIsExpanded)
+{
+    // Beyond the first 512 values, each step of 256 codes counts for twice as much. The complement of a code is the
+    // complement of its value.
+    static constexpr std::pair<int, int> kValues[] = {
+        {0, 0},        {0x1FF, 511},  {0x200, 512},  {0x2FF, 1022}, {0x300, 1024},  {0x3FF, 2044},  {0x400, 2048},
+        {0x4FF, 4088}, {0x500, 4096}, {0x5FF, 8176}, {0x600, 8192}, {0x6FF, 16352}, {0x700, 16384}, {0x7FE, 32640},
+    };
+    for (const bool pal : {false, true}) {
+        Tape tape(pal, 0.2);
+        ASSERT_GE(tape.frames.size(), 5U);
+        DvSound sound;
+        for (const auto& [code, value] : kValues) {
+            WriteTwelveBitSound(tape.frames[0], [&](size_t sequence) {
+                return sequence < (pal ? 6 : 5) ? std::pair(code, 0xFFF - code) : std::pair(7, 7);
+            });
+            ASSERT_TRUE(ExtractDvSound(tape.frames[0], sound));
+            EXPECT_EQ(sound.samples.size(), 2 * (pal ? 1278U : 1067U));
+            for (size_t i = 0; i < sound.samples.size(); ++i)
+                ASSERT_EQ(sound.samples[i], i % 2 == 0 ? value : -1 - value) << code;
+        }
+
+        // Every code somewhere, and every place another one: what another decoder hears.
+        const auto source = OpenDvSoundSource(ListDvSoundSources().front().identity);
+        source->Start(collector);
+        collector.sound.clear();
+        std::ofstream file(tape.path, std::ios::binary);
+        int code = 0;
+        for (auto& frame : tape.frames) {
+            WriteTwelveBitSound(frame, [&](size_t) {
+                code = (code + 1) % 0x7FF; // all but the code of a lost sample
+                return std::pair(code, 0xFFF - code);
+            });
+            file.write(reinterpret_cast<const char*>(frame.data()), static_cast<long>(frame.size()));
+            WaitForStream().DvFrameArrived(frame, true, 0);
+        }
+        file.close();
+        EXPECT_EQ(collector.sound, test::SoundOf(tape.path));
+        EXPECT_EQ(source->Format().sampleRate, 32'000);
+        source->Stop();
+    }
 }
 
 TEST(DvFrame, NoiseIsRefusedOrSilent)

@@ -46,6 +46,7 @@ TEST_P(AvcManners, APlayCommandEndsAsItShould)
 INSTANTIATE_TEST_SUITE_P(, AvcManners,
                          testing::Values(Case{"Prompt", Manner::Prompt, 0, noErr, 1, 0x09},
                                          Case{"InterimThenLate", Manner::InterimThenLate, 0, noErr, 1, 0x09},
+                                         Case{"OnlyInterim", Manner::OnlyInterim, 0, noErr, 1, 0x0F},
                                          Case{"LosesFirst", Manner::LosesFirstCommand, 0, noErr, 2, 0x09},
                                          Case{"OthersFirst", Manner::AnswersOthersFirst, 0, noErr, 1, 0x09},
                                          Case{"Silent", Manner::Silent, 0, ioErr, 4, 0},
@@ -63,6 +64,8 @@ TEST(Avc, RefusalsAreTheDevicesOwnAnswer)
     EXPECT_EQ(bus.decks[kGuid].transport, 0xC4);
     EXPECT_EQ(DoAvcTransaction(bus, kGuid, std::vector<uint8_t>{1, 0x20, 0xD0, 0x7F}, response), noErr);
     EXPECT_EQ(response, (std::vector<uint8_t>{0x0C, 0x20, 0xC4, 0x60}));
+    EXPECT_EQ(DoAvcTransaction(bus, kGuid, std::vector<uint8_t>{0, 0x20, 0x99, 0}, response), noErr);
+    EXPECT_EQ(response[0], 0x08);
     EXPECT_EQ(DoAvcTransaction(bus, kGuid, std::vector<uint8_t>{0, 0x20}, response), paramErr);
     EXPECT_EQ(DoAvcTransaction(bus, 99, std::vector<uint8_t>{0, 0x20, 0xC3, 0x75}, response), ioErr);
 }

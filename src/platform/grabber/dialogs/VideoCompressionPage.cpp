@@ -48,7 +48,7 @@ public:
         const CompressionSettings present = channel.Compression();
         const FourCharCode deviceFormat = channel.TheDigitizer().Format().format;
         const auto inUse = std::ranges::find(known, present.codec, &CompressorName::codec);
-        const bool compresses = present.codec != deviceFormat && inUse != known.end();
+        const bool compresses = !channel.PassesThrough() && inUse != known.end();
         ShowCompressors(present.codec, deviceFormat);
         ShowQuality(present.spatialQuality, compresses, compresses && inUse->hasQuality);
         ShowDepth(present.depth, compresses && inUse->hasAlpha);

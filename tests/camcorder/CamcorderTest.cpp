@@ -1,0 +1,309 @@
+// A camcorder on a simulated bus through the whole product: the real control in a real window, over the real platform.
+// The test holds the clock and plays a tape; other people's programs judge the movie.
+#include "app/App.h"
+#include "capture/VelmoraCanvas.h"
+#include "framework/PortImage.h"
+#include "framework/Window.h"
+#include "platform/Platform.h"
+#include "platform/digitizer/DvDigitizer.h"
+#include "platform/digitizer/DvFrame.h"
+#include "platform/grabber/MonotonicClock.h"
+#include "support/DvTape.h"
+#include "support/SimulatedDeck.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
+
+using namespace velmora;
+using test::OutputOf;
+using test::Tape;
+
+namespace {
+
+constexpr uint64_t kGuid = 0x0011223344556677;
+
+std::atomic<int64_t> handClock{platform::kNanosecondsPerSecond};
+
+class CanvasWindow : public framework::Window {
+public:
+    VelmoraCanvas* canvas = nullptr;
+
+protected:
+    void Layout() override
+    {
+        Width(680);
+        Height(520);
+    }
+    void CreateControls() override
+    {
+        auto control = std::make_shared<VelmoraCanvas>();
+        control->Constructor(Reference<VelmoraCanvas>(control));
+        // A control and its poll timer hold each other up to the end of the process.
+        static auto* const controls = new std::vector<std::shared_ptr<VelmoraCanvas>>;
+        controls->push_back(control);
+        canvas = Add<VelmoraCanvas>("VelmoraCanvas1", control);
+        canvas->Place(20, 14, 640, 480);
+        canvas->EnableSound = true;
+        canvas->UseDataProc = true;
+    }
+};
+
+class CamcorderTest : public testing::Test {
+protected:
+    CamcorderTest()
+    {
+        bus->decks[kGuid];
+        platform::SetMonotonicClock([] { return handClock.load(); });
+        platform::SetBusProvider([this] { return bus; });
+        platform::SetDigitizerProvider({platform::ListDvDigitizers, platform::OpenDvDigitizer});
+        platform::SetSoundSourceProvider({platform::ListDvSoundSources, platform::OpenDvSoundSource});
+        window.Construct();
+        canvas().Error = [this](int32_t result) { errors.push_back(result); };
+    }
+
+    ~CamcorderTest() override
+    {
+        canvas().Destructor();
+        window.Close();
+        platform::SetSoundSourceProvider({});
+        platform::SetDigitizerProvider({});
+        platform::SetBusProvider({});
+        platform::SetMonotonicClock(nullptr);
+    }
+
+    VelmoraCanvas& canvas() const { return *window.canvas; }
+
+    platform::DvStreamSink& Stream() const
+    {
+        while (bus->streaming == nullptr)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return *bus->streaming;
+    }
+
+    /// A frame's time goes by, at whose end the frame is there.
+    void Play(std::span<const uint8_t> frame, bool complete = true)
+    {
+        const int64_t begin = handClock;
+        handClock += frame.size() == platform::kDvPalFrameSize ? 40'000'000 : 33'366'667;
+        Stream().DvFrameArrived(frame, complete, begin);
+        for (int i = 0; i < 5; ++i)
+            canvas().Idle();
+    }
+
+    /// Opens the session. Nobody chooses a compressor: a tape is recorded as it comes.
+    void Open()
+    {
+        canvas().Initialize();
+        EXPECT_EQ(canvas().VideoDeviceName(), String("Deck"));
+        EXPECT_EQ(errors, std::vector<int32_t>());
+    }
+
+    void Record(const std::string& path)
+    {
+        canvas().VideoRecordSize(640, 480);
+        canvas().Record(framework::New<FolderItem>(path));
+    }
+
+    std::shared_ptr<test::SimulatedBus> bus = std::make_shared<test::SimulatedBus>();
+    CanvasWindow window;
+    std::vector<int32_t> errors;
+};
+
+using Bytes = std::vector<uint8_t>;
+
+// What lies in a movie's video track, byte for byte.
+Bytes SamplesOf(const std::string& movie)
+{
+    const std::string copy = movie + ".copy";
+    EXPECT_EQ(OutputOf("ffmpeg -v error -y -i " + movie + " -map 0:v:0 -c copy -f rawvideo " + copy), "");
+    return test::ReadFile(copy);
+}
+
+void Append(Bytes& bytes, std::span<const Bytes> frames)
+{
+    for (const Bytes& frame : frames)
+        bytes.insert(bytes.end(), frame.begin(), frame.end());
+}
+
+void ExpectWholeDecode(const std::string& movie)
+{
+    EXPECT_EQ(OutputOf("ffmpeg -v error -xerror -i " + movie + " -f null -"), "");
+}
+
+// A frame of a tape as another decoder shows it, at the size of an image.
+QImage Decoded(const Tape& tape, int frame, QSize size)
+{
+    const std::string out = tape.path + ".bgr0";
+    EXPECT_EQ(OutputOf("ffmpeg -v error -y -i " + tape.path + " -vf 'select=eq(n\\," + std::to_string(frame) +
+                       "),scale=" + std::to_string(size.width()) + ":" + std::to_string(size.height()) +
+                       "' -frames:v 1 -f rawvideo -pix_fmt bgr0 " + out),
+              "");
+    const auto bytes = test::ReadFile(out);
+    return QImage(bytes.data(), size.width(), size.height(), QImage::Format_RGB32).copy();
+}
+
+// Mean difference of two pictures of one size, of the values 0 to 255.
+double Difference(const QImage& a, const QImage& b)
+{
+    double sum = 0;
+    for (int y = 0; y < a.height(); ++y)
+        for (int x = 0; x < a.width() * 4; ++x)
+            sum += x % 4 == 3 ? 0 : std::abs(a.constScanLine(y)[x] - b.constScanLine(y)[x]);
+    return sum / (3.0 * a.width() * a.height());
+}
+
+class CamcorderSystems : public CamcorderTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(CamcorderSystems, PictureMovieAndSoundAreTheTapes)
+{
+    const bool pal = GetParam();
+    const Tape tape(pal, 3);
+    ASSERT_GE(tape.frames.size(), 75U);
+    Open();
+    const std::string movie = tape.folder.path / "tape.mov";
+    for (size_t i = 0; i < 70; ++i) {
+        if (i == 10)
+            Record(movie);
+        Play(tape.frames[i]);
+    }
+    const QImage live = canvas().GrabPicture(0, 0)->Image().copy();
+    ASSERT_EQ(live.size(), QSize(720, pal ? 576 : 480));
+    // Fields exchanged make a difference of 2 and more, a picture turned over one of 17.
+    EXPECT_LT(Difference(live, Decoded(tape, 69, live.size())), 1.5);
+    const QImage shown = framework::ImageOfPort(window.Port()).copy(20, 14, 640, 480);
+    EXPECT_LT(Difference(shown, Decoded(tape, 69, shown.size())), 8);
+
+    canvas().Stop();
+    const Bytes samples = SamplesOf(movie);
+    const size_t size = tape.frames[0].size();
+    ASSERT_GE(samples.size(), size);
+    const auto first = static_cast<size_t>(
+        std::ranges::find(tape.frames, Bytes(samples.begin(), samples.begin() + static_cast<long>(size))) -
+        tape.frames.begin());
+    ASSERT_LE(first, 12U);
+    Bytes sent;
+    Append(sent, std::span(tape.frames).subspan(first, 70 - first));
+    EXPECT_TRUE(samples == sent);
+    EXPECT_EQ(OutputOf("ffprobe -v error -select_streams v -show_entries stream=codec_tag_string,width,height,"
+                       "display_aspect_ratio,nb_frames -of csv=p=0 " +
+                       movie),
+              (pal ? "dvcp,720,576,4:3," : "dvc ,720,480,4:3,") + std::to_string(70 - first) + "\n");
+    ExpectWholeDecode(movie);
+
+    // A piece of the movie's sound, found on the tape: both began with their first frames.
+    const auto sound = test::SoundOf(movie);
+    ASSERT_GT(sound.size(), 150'000U);
+    constexpr long kPlace = 2 * 24'000;
+    const auto found =
+        std::search(tape.heard.begin(), tape.heard.end(), sound.begin() + kPlace, sound.begin() + kPlace + 2 * 4'800);
+    ASSERT_NE(found, tape.heard.end());
+    const double onTape = static_cast<double>(found - tape.heard.begin()) / 2 / 48'000;
+    const double late = 0.5 + static_cast<double>(first) * (pal ? 0.04 : 1001 / 30000.0) - onTape;
+    EXPECT_LT(std::abs(late), 0.02);
+}
+
+INSTANTIATE_TEST_SUITE_P(, CamcorderSystems, testing::Bool(),
+                         [](const auto& system) { return system.param ? "Pal" : "Ntsc"; });
+
+TEST_F(CamcorderTest, ARecordingLivesThroughWhatTapesAndCablesDo)
+{
+    const Tape ntsc(false), pal(true);
+    Open();
+    const std::string movie = ntsc.folder.path / "bad.mov";
+    Play(ntsc.frames[0]);
+    Record(movie);
+    for (size_t i = 1; i < 10; ++i)
+        Play(ntsc.frames[i]);
+    const auto lost = canvas().VideoCounts().lost;
+    Play(std::span(ntsc.frames[10]).first(60'000), false);
+    Play({});
+    Play(ntsc.frames[12], false);
+    EXPECT_EQ(canvas().VideoCounts().lost, lost + 2);
+    EXPECT_EQ(errors, std::vector<int32_t>());
+
+    bus->isPlugged = false;
+    Stream().DvStreamFailed(platform::noDeviceForChannel);
+    canvas().Idle();
+    EXPECT_EQ(errors.size(), 1U);
+    while (bus->streaming != nullptr)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    bus->isPlugged = true;
+    for (size_t i = 13; i < 20; ++i)
+        Play(ntsc.frames[i]);
+    // The tape goes on with a recording of the other system.
+    for (size_t i = 0; i < 5; ++i)
+        Play(pal.frames[i]);
+    canvas().Resize();
+    Play(ntsc.frames[20]);
+    EXPECT_LT(Difference(canvas().GrabPicture(0, 0)->Image(), Decoded(ntsc, 20, {720, 480})), 1.5);
+    canvas().Stop();
+
+    Bytes expected;
+    Append(expected, std::span(ntsc.frames).subspan(1, 9));
+    Append(expected, std::span(ntsc.frames).subspan(12, 8));
+    const Bytes samples = SamplesOf(movie);
+    ASSERT_GT(samples.size(), expected.size());
+    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), samples.begin()));
+    const Bytes file = test::ReadFile(movie);
+    for (const Bytes& other : std::span(pal.frames).first(5))
+        EXPECT_NE(std::search(file.begin(), file.end(), other.begin(), other.end()), file.end());
+    // The other system's frames lie under a description of their own, which not every reader follows.
+    EXPECT_EQ(OutputOf("ffprobe -v error -select_streams v -show_entries stream=nb_frames -of csv=p=0 " + movie),
+              "23\n");
+    ExpectWholeDecode(movie);
+}
+
+// What each command does to the deck, and what the control tells of decks that do nothing.
+TEST_F(CamcorderTest, EachCommandMovesTheDeck)
+{
+    using Command = void (VelmoraCanvas::*)();
+    static constexpr std::tuple<Command, uint8_t, uint8_t> kCommands[] = {
+        {&VelmoraCanvas::DeviceControlPlay, 0xC3, 0x75},
+        {&VelmoraCanvas::DeviceControlFreeze, 0xC3, 0x7D},
+        {&VelmoraCanvas::DeviceControlNextFrame, 0xC3, 0x30},
+        {&VelmoraCanvas::DeviceControlPreviousFrame, 0xC3, 0x40},
+        {&VelmoraCanvas::DeviceControlSlowForward, 0xC3, 0x35},
+        {&VelmoraCanvas::DeviceControlSlowReverse, 0xC3, 0x45},
+        {&VelmoraCanvas::DeviceControlFastForwardPlay, 0xC3, 0x3E},
+        {&VelmoraCanvas::DeviceControlRewindPlay, 0xC3, 0x4E},
+        {&VelmoraCanvas::DeviceControlFastForward, 0xC4, 0x75},
+        {&VelmoraCanvas::DeviceControlRewind, 0xC4, 0x65},
+        {&VelmoraCanvas::DeviceControlStop, 0xC4, 0x60},
+        {&VelmoraCanvas::DeviceControlRecord, 0xC2, 0x75},
+    };
+    auto& deck = bus->decks[kGuid];
+    bus->decks[kGuid + 1];
+    for (const auto& [command, opcode, operand] : kCommands) {
+        deck.received.clear();
+        (canvas().*command)();
+        EXPECT_EQ(deck.received, (std::vector<Bytes>{{0, 0x20, opcode, operand}}));
+        EXPECT_EQ(std::pair(deck.transport, deck.operand), std::pair(opcode, operand));
+    }
+    EXPECT_TRUE(bus->decks[kGuid + 1].received.empty());
+    EXPECT_THROW(canvas().DeviceIsRecording(), framework::NilObjectException);
+
+    // Refused, unknown, unanswered, lost in resets of the bus: nobody is told.
+    deck.protectTab = true;
+    canvas().DeviceControlStop();
+    canvas().DeviceControlRecord();
+    canvas().DeviceControlAVCCommand(0, 0x20, 0x99, 0);
+    for (const auto manner : {test::SimulatedDeck::Manner::OnlyInterim, test::SimulatedDeck::Manner::Silent}) {
+        deck.manner = manner;
+        canvas().DeviceControlFreeze();
+    }
+    bus->resetsToCome = 99;
+    canvas().DeviceControlPlay();
+    EXPECT_EQ(deck.operand, 0x7D); // taken, though never answered
+    EXPECT_EQ(errors, std::vector<int32_t>());
+
+    // No deck and no bus, as without permission, are an event with code 0.
+    bus->decks.clear();
+    canvas().DeviceControlPlay();
+    platform::SetBusProvider([] { return nullptr; });
+    canvas().DeviceControlPlay();
+    EXPECT_EQ(errors, (std::vector<int32_t>{0, 0}));
+}
+
+} // namespace

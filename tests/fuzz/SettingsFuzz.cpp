@@ -1,0 +1,122 @@
+// The reader of saved settings, from the bytes of a file to a session that runs with them.
+//
+// Bytes that don't parse are refused by every door. Bytes that parse are opened in a session over devices in memory;
+// whatever they held, the session then tells settings that it takes again, and that stay the same from then on.
+#include "platform/atoms/TaggedItems.h"
+#include "platform/atoms/UserData.h"
+#include "platform/compression/ImageDescription.h"
+#include "platform/drawing/Ports.h"
+#include "platform/grabber/SequenceGrabber.h"
+#include "platform/grabber/TestDevices.h"
+#include "platform/sound/SoundInput.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+using namespace platform;
+
+namespace {
+
+void Require(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+// Two standards, three formats, and an automatic control that makes another one inactive.
+class FuzzCamera : public grabbertest::TestCamera {
+public:
+    FuzzCamera(const std::string& identity, TestCamera*& newest) : TestCamera(identity.substr(6), newest)
+    {
+        inputs = {"Composite", "S-Video"};
+        formats = {{CodeOf("jpeg"), 64, 48, 30}, {CodeOf("yuvs"), 64, 48, 25}, {CodeOf("yuvs"), 32, 24, 50}};
+    }
+    std::vector<std::string> Standards() const override { return {"PAL", "NTSC"}; }
+    int Standard() const override { return standard; }
+    Result SelectStandard(int index) override { return Require(index == 0 || index == 1), standard = index, noErr; }
+    Result SetFormat(const CaptureFormat& wanted) override
+    {
+        Require(std::isfinite(wanted.frameRate));
+        format = *std::ranges::min_element(formats, {}, [&](const CaptureFormat& offered) {
+            return std::abs(int64_t{offered.width} - wanted.width) * 2 + (offered.format == wanted.format ? 0 : 1);
+        });
+        return noErr;
+    }
+    std::vector<ImageControl> Controls() const override
+    {
+        const ImageControl level{.identity = 1, .name = "Gain", .value = gain, .inactive = automatic, .choices = {}};
+        const ImageControl mode{.identity = 2, .name = "Automatic", .value = automatic ? 1 : 0, .choices = {}};
+        return {level, mode};
+    }
+    Result SetControl(uint32_t control, int64_t value) override
+    {
+        if (control == 2)
+            return automatic = value != 0, noErr;
+        return control == 1 && !automatic ? (gain = value, noErr) : digiUnimpErr;
+    }
+
+private:
+    int standard = 0;
+    int64_t gain = 0;
+    bool automatic = false;
+};
+
+SGComponent OpenSession()
+{
+    StartDrawing();
+    StartCompression();
+    StartSoundInput();
+    StartSequenceGrabber();
+    static grabbertest::TestDevices devices;
+    static grabbertest::TestCamera* newest = nullptr;
+    SetDigitizerProvider({[] {
+                              return std::vector<DigitizerEntry>{{"A", "id of A", {}}, {"B", "id of B", {}}};
+                          },
+                          [](const std::string& identity) { return std::make_unique<FuzzCamera>(identity, newest); }});
+    const SGComponent session = OpenDefaultComponent(CodeOf("barg"), 0);
+    Require(SGInitialize(session) == noErr);
+    return session;
+}
+
+// Opens settings as the application does. False when they are refused.
+bool Restore(SGComponent session, std::span<const uint8_t> bytes, Address cell)
+{
+    const Handle handle = NewHandle(0);
+    SetHandleBytes(handle, bytes);
+    const bool parsed = NewUserDataFromHandle(handle, cell) == noErr;
+    DisposeHandle(handle);
+    const auto settings = Peek<UserData>(cell);
+    const bool taken = SGSetSettings(session, settings, 0) == noErr;
+    Require(parsed ? DisposeUserData(settings) == noErr : settings == 0 && !taken);
+    return taken;
+}
+
+std::vector<uint8_t> Save(SGComponent session, Address cell)
+{
+    Require(SGGetSettings(session, cell, 0) == noErr);
+    const Handle handle = NewHandle(0);
+    Require(PutUserDataIntoHandle(Peek<UserData>(cell), handle) == noErr);
+    DisposeUserData(Peek<UserData>(cell));
+    const auto bytes = HandleBytes(handle);
+    std::vector<uint8_t> saved(bytes.begin(), bytes.end());
+    DisposeHandle(handle);
+    return saved;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    static const SGComponent session = OpenSession();
+    static const OwnedBlock cell(sizeof(UserData));
+    const std::span bytes(data, size);
+    const auto items = TaggedItems::Read(bytes);
+    Require(!items || std::ranges::equal(items->Flatten(), bytes));
+    if (!Restore(session, bytes, cell.Get()))
+        return -1; // of no use as a starting point
+    const auto saved = Save(session, cell.Get());
+    Require(Restore(session, saved, cell.Get()));
+    Require(Save(session, cell.Get()) == saved);
+    return 0;
+}
