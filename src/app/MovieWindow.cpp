@@ -44,13 +44,14 @@ const ControlFont& BoldSystem()
     return font;
 }
 
-void MakeLabel(framework::Window& window, const char* name, const Box& box, const char* text)
+StaticText* MakeLabel(framework::Window& window, const char* name, const Box& box, const char* text)
 {
     auto* label = window.Add<StaticText>(name);
     Put(*label, box, kBottomLeft);
     label->Text(text);
     label->Alignment(TextAlignment::Right);
     label->Font(BoldSystem());
+    return label;
 }
 
 PushButton* MakeButton(framework::Window& window, const char* name, const Box& box, const Anchors& anchors,
@@ -63,12 +64,11 @@ PushButton* MakeButton(framework::Window& window, const char* name, const Box& b
     return button;
 }
 
-PopupMenu* MakePopupMenu(framework::Window& window, const char* name, const Box& box, const char* accessibleName,
+PopupMenu* MakePopupMenu(framework::Window& window, const char* name, const Box& box,
                          std::initializer_list<const char*> rows)
 {
     auto* menu = window.Add<PopupMenu>(name);
     Put(*menu, box, kBottomLeft);
-    menu->AccessibleName(accessibleName);
     menu->Font(BoldSystem());
     for (const char* row : rows)
         menu->AddRow(row);
@@ -198,15 +198,14 @@ void MovieWindow::_CreateControls0()
     MakeButton(*this, "PushButton1", {290, 545, 147, 20}, kBottomLeft, "Send Command")->Action = [this] {
         PushButton1_Action();
     };
-    MakePopupMenu(*this, "PopupMenu1", {149, 512, 130, 20}, "Inactive Preview",
-                  {"Blue Screen", "Color Bars", "Custom Drawing"})
-        ->Change = [this] { PopupMenu1_Change(); };
+    MakePopupMenu(*this, "PopupMenu1", {149, 512, 130, 20}, {"Blue Screen", "Color Bars", "Custom Drawing"})->Change =
+        [this] { PopupMenu1_Change(); };
     MakeCaptionField();
-    MakeLabel(*this, "StaticText1", {20, 513, 120, 20}, "Inactive Preview:");
-    MakePopupMenu(*this, "PopupMenu2", {149, 545, 130, 20}, "DV Remote Control",
+    MakeLabel(*this, "StaticText1", {20, 513, 120, 20}, "Inactive Preview:")->Labels(*PopupMenu1());
+    MakePopupMenu(*this, "PopupMenu2", {149, 545, 130, 20},
                   {"Play", "Stop", "Rewind", "Fast Forward", "Freeze", "FastForwardPlay", "NextFrame", "PreviousFrame",
                    "Record", "RewindPlay", "SlowForward", "SlowReverse"});
-    MakeLabel(*this, "StaticText2", {20, 545, 120, 20}, "DV Remote Control:");
+    MakeLabel(*this, "StaticText2", {20, 545, 120, 20}, "DV Remote Control:")->Labels(*PopupMenu2());
     MakeMeterTimer();
     MakeLevelBar(*this, "ProgressBar1", {152, 578, 50, 20}, "Left Sound Level");
     MakeLevelBar(*this, "ProgressBar2", {214, 578, 50, 20}, "Right Sound Level");

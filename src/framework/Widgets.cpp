@@ -264,6 +264,15 @@ void StaticText::Alignment(TextAlignment value)
     WidgetOf<QLabel>(*this).setAlignment(side | Qt::AlignVCenter);
 }
 
+// A menu's own name is the row it shows, so screen readers look for a label that belongs to it.
+void StaticText::Labels(RectControl& control)
+{
+    WidgetOf<QLabel>(*this).setBuddy(control.Widget());
+    const String text = Text();
+    const bool hasColon = !text.IsEmpty() && text.Bytes().back() == ':';
+    control.AccessibleName(hasColon ? LeftB(text, static_cast<int32_t>(text.Bytes().size()) - 1) : text);
+}
+
 QWidget* ProgressBar::MakeWidget(QWidget* parent)
 {
     auto* bar = new QProgressBar(parent);

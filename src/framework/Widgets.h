@@ -70,6 +70,9 @@ public:
     void Font(const ControlFont& font);
     void Alignment(TextAlignment value);
 
+    /// Makes this text the name of a control beside it, for screen readers; a colon at its end is not part of it.
+    void Labels(RectControl& control);
+
 protected:
     QWidget* MakeWidget(QWidget* parent) override;
     void Event_Resized() override;

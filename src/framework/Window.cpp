@@ -76,6 +76,32 @@ void FollowEdges(RectControl& control, int32_t dx, int32_t dy)
                   control.Height() + (locked.bottom && locked.top ? dy : 0));
 }
 
+int32_t Middle(const RectControl& control)
+{
+    return control.Top() + control.Height() / 2;
+}
+
+// The Tab key goes through the controls as they are read: row by row, each from the left. What stands in a row need not
+// stand at quite the same height.
+void OrderForTabKey(const std::vector<std::shared_ptr<Control>>& controls)
+{
+    std::vector<RectControl*> ordered;
+    for (const auto& control : controls)
+        if (auto* placed = dynamic_cast<RectControl*>(control.get());
+            placed != nullptr && placed->Widget()->focusPolicy() != Qt::NoFocus)
+            ordered.push_back(placed);
+    std::ranges::stable_sort(ordered, {}, [](const RectControl* each) { return Middle(*each); });
+    for (auto row = ordered.begin(); row != ordered.end();) {
+        const auto end = std::find_if(row, ordered.end(), [first = *row](const RectControl* each) {
+            return Middle(*each) - Middle(*first) > first->Height() / 2;
+        });
+        std::ranges::stable_sort(row, end, {}, [](const RectControl* each) { return each->Left(); });
+        row = end;
+    }
+    for (size_t i = 1; i < ordered.size(); ++i)
+        QWidget::setTabOrder(ordered[i - 1]->Widget(), ordered[i]->Widget());
+}
+
 int32_t Within(int32_t value, int32_t low, int32_t high)
 {
     return std::clamp(value, std::max(low, 1), std::max({low, 1, std::min(high, kLargestSide)}));
@@ -134,6 +160,7 @@ void Window::Construct()
     state->widget->FitContent(state->width, state->height);
     CreateControls();
     AddMenuHandlers();
+    OrderForTabKey(state->controls);
     state->opened = true;
     NoteWindowOpened(*this);
     for (size_t i = 0; i < state->controls.size(); ++i)

@@ -30,6 +30,15 @@ QKeySequence ShortcutOf(const MenuItem& item)
     return QKeySequence(ToQt(ReplaceAll(item.KeyboardShortcut, "Cmd+", "Ctrl+")));
 }
 
+// An item is one line, so what is no visible character goes: a device's name may bring such along. Nor does an
+// ampersand before a blank mark a letter.
+QString LabelOf(const MenuItem& item)
+{
+    QString label = ToQt(item.Text);
+    label.removeIf([](QChar c) { return c.category() == QChar::Other_Control; });
+    return label.replace("& ", "&& ");
+}
+
 // A menu is what has items, or stands in the bar.
 bool IsMenu(const MenuItem& item, const QWidget* parent)
 {
@@ -53,7 +62,7 @@ void UpdateAction(ItemAction& action)
 {
     const MenuItem& item = *action.item;
     action.setSeparator(item.Text == "-");
-    action.setText(ToQt(item.Text));
+    action.setText(LabelOf(item));
     action.setShortcut(ShortcutOf(item));
     action.setCheckable(item.Checked);
     action.setChecked(item.Checked);

@@ -46,22 +46,21 @@ double SliderFraction(const Slider& slider)
     return static_cast<double>(slider.Value()) / slider.Maximum() - slider.Minimum();
 }
 
-void MakeText(framework::Window& window, const char* name, int32_t left, int32_t top, int32_t width, const char* text,
-              TextAlignment alignment, const framework::ControlFont& font)
+StaticText* MakeText(framework::Window& window, const char* name, int32_t left, int32_t top, int32_t width,
+                     const char* text, TextAlignment alignment, const framework::ControlFont& font)
 {
     auto* control = window.Add<StaticText>(name);
     control->Place(left, top, width, 20);
     control->Text(text);
     control->Alignment(alignment);
     control->Font(font);
+    return control;
 }
 
-Slider* MakeSlider(framework::Window& window, const char* name, int32_t top, int32_t value, bool enabled,
-                   const char* accessibleName)
+Slider* MakeSlider(framework::Window& window, const char* name, int32_t top, int32_t value, bool enabled)
 {
     auto* slider = window.Add<Slider>(name);
     slider->Place(104, top, 208, 16);
-    slider->AccessibleName(accessibleName);
     slider->Minimum(0);
     slider->Maximum(100);
     slider->Value(value);
@@ -150,10 +149,10 @@ void AnalogVideoSettings::_CreateControls0()
 {
     const framework::ControlFont labelFont{"System", 12, false};
     const framework::ControlFont valueFont{"Geneva", 10, false};
-    MakeText(*this, "BrightnessLabel", 12, 44, 80, "Brightness:", TextAlignment::Right, labelFont);
-    MakeSlider(*this, "BrightnessSlider", 48, 0, false, "Brightness")->ValueChanged = [this] {
-        BrightnessSlider_ValueChanged();
-    };
+    auto* label = MakeText(*this, "BrightnessLabel", 12, 44, 80, "Brightness:", TextAlignment::Right, labelFont);
+    auto* slider = MakeSlider(*this, "BrightnessSlider", 48, 0, false);
+    slider->ValueChanged = [this] { BrightnessSlider_ValueChanged(); };
+    label->Labels(*slider);
     MakeText(*this, "BrightnessSText", 318, 46, 70, "?", TextAlignment::Left, valueFont);
 
     auto* timer = Add<Timer>("SetupTimer");
@@ -167,8 +166,10 @@ void AnalogVideoSettings::_CreateControls0()
     button->Font(labelFont);
     button->Action = [this] { PushButton1_Action(); };
 
-    MakeText(*this, "StaticText1", 12, 76, 80, "Hue:", TextAlignment::Right, labelFont);
-    MakeSlider(*this, "HueSlider", 80, 50, true, "Hue")->ValueChanged = [this] { HueSlider_ValueChanged(); };
+    label = MakeText(*this, "StaticText1", 12, 76, 80, "Hue:", TextAlignment::Right, labelFont);
+    slider = MakeSlider(*this, "HueSlider", 80, 50, true);
+    slider->ValueChanged = [this] { HueSlider_ValueChanged(); };
+    label->Labels(*slider);
     MakeText(*this, "HueSText", 318, 78, 70, "?", TextAlignment::Left, valueFont);
 }
 

@@ -47,6 +47,7 @@ void GrabWindow::_CreateControls0()
 {
     auto* canvas = Add<framework::Canvas>("Canvas1");
     canvas->Place(0, 0, 640, 480);
+    canvas->AccessibleName("Grabbed Picture");
     canvas->UseFocusRing = true;
     canvas->AcceptFocus = false;
     canvas->AcceptTabs = false;

@@ -25,6 +25,21 @@ template <typename Show, typename Change> void ShowChangeShow(Show show, Change 
     show();
 }
 
+// Appends an item for each device. Devices may go after they were counted: then the last ones are no longer there.
+template <typename Describe> void AppendDevices(MenuItem& menu, int32_t count, Describe describe)
+{
+    for (int32_t i = 0; i < count; i++) {
+        const auto item = framework::New<MenuItem>();
+        try {
+            describe(*item, i);
+        } catch (const framework::OutOfBoundsException&) {
+            return;
+        }
+        menu.Append(item);
+        framework::YieldToBackground();
+    }
+}
+
 bool OpenVendorPage(const char* path)
 {
     framework::ShowURL(String(kVendorSite) + path);
@@ -79,21 +94,15 @@ void MovieWindow::AddMenuHandlers()
 void MovieWindow::PopulateMenus()
 {
     const auto canvas = VelmoraCanvas1();
-    for (int32_t i = 0; i < canvas->SoundDeviceCount(); i++) {
-        const auto item = framework::New<MenuItem>();
-        item->Text = canvas->SoundDevice(i);
-        item->Checked = canvas->SoundDeviceAvailable(i);
-        MenuBar1::SoundDeviceMenu()->Append(item);
-        framework::YieldToBackground();
-    }
-    for (int32_t i = 0; i < canvas->VideoDeviceCount(); i++) {
-        const auto item = framework::New<MenuItem>();
-        item->Name = "testmenu";
-        item->Text = canvas->VideoDevice(i);
-        item->Checked = canvas->VideoDeviceAvailable(i);
-        MenuBar1::VideoDeviceMenu()->Append(item);
-        framework::YieldToBackground();
-    }
+    AppendDevices(*MenuBar1::SoundDeviceMenu(), canvas->SoundDeviceCount(), [&](MenuItem& item, int32_t i) {
+        item.Text = canvas->SoundDevice(i);
+        item.Checked = canvas->SoundDeviceAvailable(i);
+    });
+    AppendDevices(*MenuBar1::VideoDeviceMenu(), canvas->VideoDeviceCount(), [&](MenuItem& item, int32_t i) {
+        item.Name = "testmenu";
+        item.Text = canvas->VideoDevice(i);
+        item.Checked = canvas->VideoDeviceAvailable(i);
+    });
 }
 
 // The device's name is not put back into the caption when preview is turned on again.

@@ -4,6 +4,7 @@
 
 #include <QComboBox>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QSlider>
 
 namespace framework {
@@ -105,6 +106,19 @@ TEST_F(WidgetsTest, ASliderTellsOfAnotherValue)
     qtSlider->setSliderDown(false);
     EXPECT_EQ(raised, 5) << "at the release";
     EXPECT_EQ(slider->Value(), 20);
+}
+
+// A screen reader asks a menu's label for its name, as the menu's own is the row it shows.
+TEST_F(WidgetsTest, ATextNamesTheControlBesideIt)
+{
+    auto* label = Make<StaticText>("StaticText1");
+    auto* menu = Make<PopupMenu>("PopupMenu1");
+    for (const auto& [text, name] : {std::pair("Hue:", "Hue"), {"Größe:", "Größe"}, {"Gain", "Gain"}, {"", ""}}) {
+        label->Text(text);
+        label->Labels(*menu);
+        EXPECT_EQ(menu->Widget()->accessibleName(), name);
+    }
+    EXPECT_EQ(static_cast<QLabel*>(label->Widget())->buddy(), menu->Widget());
 }
 
 TEST_F(WidgetsTest, ATimerFiresOnceOrUntilItIsOff)

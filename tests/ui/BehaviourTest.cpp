@@ -11,6 +11,7 @@ TEST_F(BehaviourTest, RecordButton)
 {
     QTemporaryDir folder;
     const std::string file = folder.filePath("Movie").toStdString();
+    const std::string quoted = folder.filePath("A \"b\".mov").toStdString();
     struct Press {
         std::string answer; // to the save dialog; empty cancels
         bool asks;
@@ -19,6 +20,8 @@ TEST_F(BehaviourTest, RecordButton)
     };
     const std::vector<Press> presses{
         {file, true, "VideoRecordSize 320 240; Record Movie", "Stop"},
+        {"", false, "Stop", "Record"},
+        {quoted, true, "VideoRecordSize 320 240; Record A \"b\".mov", "Stop"},
         {"", false, "Stop", "Record"},
         {"", true, "", "Stop"},
         {"", false, "Stop", "Record"},

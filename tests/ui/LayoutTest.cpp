@@ -1,6 +1,9 @@
+#include "ui/AnalogVideoSettings.h"
+#include "ui/GrabWindow.h"
 #include "ui/IIDCVideoSettings.h"
 #include "ui/UiTest.h"
 
+#include <QAbstractButton>
 #include <QCoreApplication>
 #include <QLabel>
 #include <QWidget>
@@ -121,6 +124,37 @@ TEST_F(LayoutTest, IIDCVideoSettings)
                   at("StaticText2", 256, i == 10 ? 294 : sliderTops[i], "44x20", "bold left|"));
     }
     EXPECT_EQ(DescribeNamed(*iidc, "StaticText2", 18), "StaticText2(18) 256,10 44x20 |bold left|");
+}
+
+// What the Tab key goes through, in its order, by the names that a screen reader says.
+std::string TabOrder(const Window& window, const char* anyControl, int32_t index = -1)
+{
+    std::string names;
+    QWidget* const top = window.ControlNamed<RectControl>(anyControl, index)->Widget()->window();
+    for (QWidget* each = top->nextInFocusChain(); each != top; each = each->nextInFocusChain()) {
+        const auto* button = qobject_cast<QAbstractButton*>(each);
+        const QString name = button != nullptr ? button->text() : each->accessibleName();
+        if (each->objectName().isEmpty() || !(each->focusPolicy() & Qt::TabFocus))
+            continue;
+        names += (names.empty() ? "" : ", ") + name.toStdString();
+    }
+    return names;
+}
+
+TEST_F(LayoutTest, EachControlHasANameAndItsTurn)
+{
+    EXPECT_EQ(TabOrder(*window, "PopupMenu1"),
+              "Inactive Preview, Inactive Preview Caption, Record, DV Remote Control, Send Command, Horizontal, "
+              "Vertical, Rotate 180");
+    EXPECT_EQ(TabOrder(*velmora::AnalogVideoSettings::Instance(), "HueSlider"), "Brightness, Hue, Untitled");
+    EXPECT_EQ(TabOrder(*velmora::IIDCVideoSettings::Instance(), "Slider1", 0).substr(0, 38),
+              "Hue, Saturation, Sharpness, Brightness");
+    for (const auto& [control, name] : {std::pair("VelmoraCanvas1", "Live Picture"),
+                                        {"ProgressBar1", "Left Sound Level"},
+                                        {"ProgressBar2", "Right Sound Level"}})
+        EXPECT_EQ(window->ControlNamed<RectControl>(control)->Widget()->accessibleName(), name);
+    EXPECT_EQ(velmora::GrabWindow::Instance()->ControlNamed<RectControl>("Canvas1")->Widget()->accessibleName(),
+              "Grabbed Picture");
 }
 
 } // namespace

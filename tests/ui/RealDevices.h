@@ -62,7 +62,10 @@ protected:
     {
         if (!window)
             return;
-        window->VelmoraCanvas1()->Destructor();
+        // A control and its poll timer hold each other up to the end of the process.
+        static auto* const controls = new std::vector<framework::Reference<velmora::VelmoraCanvas>>;
+        controls->push_back(window->VelmoraCanvas1());
+        controls->back()->Destructor();
         window = nullptr;
         velmora::_FinaliseModules();
     }

@@ -24,27 +24,62 @@ namespace platform {
 namespace {
 
 constexpr std::string_view kIdentityPrefix = "iidc:";
+constexpr int64_t kAnalogScale = 65535;
 constexpr int kRetryMilliseconds = 500;
 // Longer than the interval of the slowest rate; a camera that waits for light or a trigger may be silent longer.
 constexpr int kSilenceMilliseconds = 1000;
 
+struct NamedFeature {
+    FourCharCode code;
+    IIDCFeature feature;
+    const char* name; ///< for people
+};
+
 // The cameras have no register for edge enhancement beside that of sharpness.
-constexpr std::pair<FourCharCode, IIDCFeature> kFeatureCodes[] = {
-    {CodeOf("hue "), IIDCFeature::Hue},           {CodeOf("satu"), IIDCFeature::Saturation},
-    {CodeOf("shrp"), IIDCFeature::Sharpness},     {CodeOf("brit"), IIDCFeature::Brightness},
-    {CodeOf("gain"), IIDCFeature::Gain},          {CodeOf("iris"), IIDCFeature::Iris},
-    {CodeOf("shtr"), IIDCFeature::Shutter},       {CodeOf("xpsr"), IIDCFeature::Exposure},
-    {CodeOf("whbu"), IIDCFeature::WhiteBalanceU}, {CodeOf("whbv"), IIDCFeature::WhiteBalanceV},
-    {CodeOf("gmma"), IIDCFeature::Gamma},         {CodeOf("temp"), IIDCFeature::Temperature},
-    {CodeOf("zoom"), IIDCFeature::Zoom},          {CodeOf("fcus"), IIDCFeature::Focus},
-    {CodeOf("pan "), IIDCFeature::Pan},           {CodeOf("tilt"), IIDCFeature::Tilt},
-    {CodeOf("opft"), IIDCFeature::OpticalFilter},
+constexpr NamedFeature kFeatures[] = {
+    {CodeOf("hue "), IIDCFeature::Hue, "Hue"},
+    {CodeOf("satu"), IIDCFeature::Saturation, "Saturation"},
+    {CodeOf("shrp"), IIDCFeature::Sharpness, "Sharpness"},
+    {CodeOf("brit"), IIDCFeature::Brightness, "Brightness"},
+    {CodeOf("gain"), IIDCFeature::Gain, "Gain"},
+    {CodeOf("iris"), IIDCFeature::Iris, "Iris"},
+    {CodeOf("shtr"), IIDCFeature::Shutter, "Shutter"},
+    {CodeOf("xpsr"), IIDCFeature::Exposure, "Exposure"},
+    {CodeOf("whbu"), IIDCFeature::WhiteBalanceU, "White Balance U"},
+    {CodeOf("whbv"), IIDCFeature::WhiteBalanceV, "White Balance V"},
+    {CodeOf("gmma"), IIDCFeature::Gamma, "Gamma"},
+    {CodeOf("temp"), IIDCFeature::Temperature, "Temperature"},
+    {CodeOf("zoom"), IIDCFeature::Zoom, "Zoom"},
+    {CodeOf("fcus"), IIDCFeature::Focus, "Focus"},
+    {CodeOf("pan "), IIDCFeature::Pan, "Pan"},
+    {CodeOf("tilt"), IIDCFeature::Tilt, "Tilt"},
+    {CodeOf("opft"), IIDCFeature::OpticalFilter, "Optical Filter"},
 };
 
 std::optional<IIDCFeature> FeatureOf(FourCharCode code)
 {
-    const auto* found = std::ranges::find(kFeatureCodes, code, &std::pair<FourCharCode, IIDCFeature>::first);
-    return found == std::end(kFeatureCodes) ? std::nullopt : std::optional(found->second);
+    const auto* found = std::ranges::find(kFeatures, code, &NamedFeature::code);
+    return found == std::end(kFeatures) ? std::nullopt : std::optional(found->feature);
+}
+
+// The feature behind an analog value. The level shown as white is the nearest to gamma; nothing is a contrast.
+FourCharCode CodeOfAnalog(AnalogControl control)
+{
+    switch (control) {
+    case AnalogControl::Brightness:
+        return CodeOf("brit");
+    case AnalogControl::Hue:
+        return CodeOf("hue ");
+    case AnalogControl::Saturation:
+        return CodeOf("satu");
+    case AnalogControl::Sharpness:
+        return CodeOf("shrp");
+    case AnalogControl::WhiteLevel:
+        return CodeOf("gmma");
+    case AnalogControl::Contrast:
+        break;
+    }
+    return 0;
 }
 
 std::string IdentityOf(uint64_t guid)
@@ -190,6 +225,53 @@ public:
         return result;
     }
 
+    Result GetAnalog(AnalogControl control, uint16_t& value) const override
+    {
+        CameraFeature feature;
+        if (const Result result = GetFeature(CodeOfAnalog(control), feature); result != noErr)
+            return result;
+        const int64_t range = std::max<int64_t>(1, int64_t{feature.maximum} - feature.minimum);
+        const int64_t offset = std::clamp<int64_t>(int64_t{feature.value} - feature.minimum, 0, range);
+        value = static_cast<uint16_t>((offset * kAnalogScale + range / 2) / range);
+        return noErr;
+    }
+
+    Result SetAnalog(AnalogControl control, uint16_t value) override
+    {
+        CameraFeature feature;
+        if (const Result result = GetFeature(CodeOfAnalog(control), feature); result != noErr)
+            return result;
+        const int64_t range = std::max<int64_t>(0, int64_t{feature.maximum} - feature.minimum);
+        const int64_t offset = (value * range + kAnalogScale / 2) / kAnalogScale;
+        return SetFeature(CodeOfAnalog(control), static_cast<int32_t>(feature.minimum + offset));
+    }
+
+    // The features once more, as a dialog lists them and settings keep them.
+    std::vector<ImageControl> Controls() const override
+    {
+        std::vector<ImageControl> controls;
+        for (const NamedFeature& known : kFeatures) {
+            CameraFeature feature;
+            if (GetFeature(known.code, feature) != noErr)
+                continue;
+            ImageControl control;
+            control.identity = known.code;
+            control.name = known.name;
+            control.minimum = feature.minimum;
+            control.maximum = std::max(feature.minimum, feature.maximum);
+            control.value = feature.value;
+            control.deviceDefault = asFound.try_emplace(known.feature, feature.value).first->second;
+            control.readOnly = !feature.writable;
+            controls.push_back(std::move(control));
+        }
+        return controls;
+    }
+
+    Result SetControl(uint32_t identity, int64_t value) override
+    {
+        return SetFeature(identity, static_cast<int32_t>(std::clamp<int64_t>(value, 0, INT32_MAX)));
+    }
+
 private:
     Result WriteFeature(IIDCFeature feature, int32_t value)
     {
@@ -307,6 +389,9 @@ private:
     mutable std::mutex mutex; // guards the following two
     std::shared_ptr<IIDCCamera> camera;
     std::map<IIDCFeature, int32_t> wishes;
+
+    // The cameras tell no defaults: a feature's is the value that it had when it was first asked for.
+    mutable std::map<IIDCFeature, int32_t> asFound;
 
     const std::vector<Offer> offers;
     CaptureFormat wanted;

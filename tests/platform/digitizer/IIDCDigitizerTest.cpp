@@ -123,6 +123,27 @@ TEST_F(IIDCDigitizer, ACameraThatLeavesOrIsResetIsTakenUpAgain)
     EXPECT_EQ(collector.Seen()[3].sequence - collector.Seen()[2].sequence, 2U);
 }
 
+TEST_F(IIDCDigitizer, FeaturesAreImageControlsAndAnalogValues)
+{
+    camera.features[IIDCFeature::Brightness] = {.minimum = 10, .maximum = 210, .value = 60};
+    camera.features[IIDCFeature::Zoom] = {.minimum = 0, .maximum = 4000, .value = 5, .canBeManual = false};
+    const auto device = Open();
+    uint16_t value = 0;
+    EXPECT_EQ(device->GetAnalog(AnalogControl::Brightness, value), noErr);
+    EXPECT_EQ(value, 16384);
+    EXPECT_EQ(device->SetAnalog(AnalogControl::Brightness, 65535), noErr);
+    EXPECT_EQ(device->GetAnalog(AnalogControl::Hue, value), digiUnimpErr);
+    EXPECT_EQ(device->SetAnalog(AnalogControl::Contrast, 1), digiUnimpErr);
+    EXPECT_EQ(device->SetControl(CodeOf("zoom"), 9), permErr);
+    const auto controls = device->Controls();
+    ASSERT_EQ(controls.size(), 2U);
+    EXPECT_EQ(std::tuple(controls[0].name, controls[0].minimum, controls[0].maximum, controls[0].value),
+              std::tuple("Brightness", 10, 210, 210));
+    EXPECT_TRUE(controls[1].readOnly);
+    EXPECT_EQ(device->SetControl(controls[0].identity, int64_t{1} << 40), noErr);
+    EXPECT_EQ(camera.features[IIDCFeature::Brightness].value, 210U);
+}
+
 TEST_F(IIDCDigitizer, FeaturesGoThroughContainersBothWays)
 {
     struct Case {
