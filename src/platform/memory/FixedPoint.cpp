@@ -25,7 +25,7 @@ Fixed Long2Fix(int32_t value)
 
 Fixed X2Fix(double value)
 {
-    return std::isnan(value) ? 0 : Held(value * kOne);
+    return std::isnan(value) ? std::numeric_limits<Fixed>::min() : Held(value * kOne);
 }
 
 double Fix2X(Fixed value)

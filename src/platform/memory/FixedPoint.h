@@ -10,7 +10,8 @@ using Fixed = int32_t;
 /// A whole number as `Fixed`; the bits above 16 are lost.
 Fixed Long2Fix(int32_t value);
 
-/// A double as `Fixed`, rounded to the nearest step and held at the ends of the range; NaN gives 0.
+/// A double as `Fixed`, rounded to the nearest step and held at the ends of the range. NaN gives the lowest value,
+/// which no gain or rate takes: a 0 would silence the sound.
 Fixed X2Fix(double value);
 
 /// The double of a `Fixed`.

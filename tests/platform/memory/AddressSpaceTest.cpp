@@ -102,7 +102,7 @@ TEST(Handles, GrowMoveShrinkAndEnd)
 TEST(FixedPoint, HoldsItsRange)
 {
     EXPECT_EQ(X2Fix(-0.5), -0x8000);
-    EXPECT_EQ(X2Fix(std::nan("")), 0);
+    EXPECT_EQ(X2Fix(std::nan("")), INT32_MIN);
     EXPECT_EQ(X2Fix(1e9), INT32_MAX);
     EXPECT_EQ(UnsignedFixedMulDiv(44100U << 16, 1, 65536), 44100U);
     EXPECT_EQ(UnsignedFixedMulDiv(70000, 65536, 1), UINT32_MAX);
