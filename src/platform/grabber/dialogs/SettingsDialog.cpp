@@ -68,6 +68,7 @@ SettingsDialog::SettingsDialog(SettingsTrial& tried, const QString& title, QWidg
     tabs->setMinimumWidth(kNarrowestPage);
     parts->addWidget(tabs, 1);
     message->setWordWrap(true);
+    message->setTextFormat(Qt::PlainText); // it holds names that devices give themselves
     message->setMinimumHeight(2 * message->fontMetrics().lineSpacing());
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
@@ -158,15 +159,6 @@ bool SettingsDialog::eventFilter(QObject* receiver, QEvent* event)
     return QDialog::eventFilter(receiver, event);
 }
 
-void SettingsDialog::done(int result)
-{
-    ticks.stop();
-    retries.stop();
-    if (result != Accepted)
-        trial.Restore();
-    QDialog::done(result);
-}
-
 // The published calls.
 
 int32_t NewSGModalFilterUPP(SGModalFilterProc procedure)
@@ -197,7 +189,11 @@ Result SGSettingsDialog(SGComponent session, SGChannel channel, [[maybe_unused]]
     else
         FillSoundDialog(dialog, trial, *FindChannel<SoundChannel>(channel));
     dialog.SetFilter(filter, refCon);
-    return dialog.exec() == QDialog::Accepted ? noErr : userCanceledErr;
+    if (dialog.exec() == QDialog::Accepted)
+        return noErr;
+    // Also where the whole application ends behind an open dialog.
+    trial.Restore();
+    return userCanceledErr;
 }
 
 } // namespace platform

@@ -24,7 +24,6 @@ public:
     /// A procedure that is asked about each click and key first, with the reference value of its caller. 0: none.
     void SetFilter(int32_t procedure, int32_t refCon);
 
-    void done(int result) override;
     bool eventFilter(QObject* receiver, QEvent* event) override;
 
 private:
