@@ -18,6 +18,7 @@ public:
     String Name;
     bool AutoEnable = true;
     String Text;
+    bool HasMnemonic = true; ///< false: an ampersand is one, as in the names that devices give themselves
     String KeyboardShortcut;
     bool Checked = false;
     bool Enabled = true;

@@ -30,13 +30,12 @@ QKeySequence ShortcutOf(const MenuItem& item)
     return QKeySequence(ToQt(ReplaceAll(item.KeyboardShortcut, "Cmd+", "Ctrl+")));
 }
 
-// An item is one line, so what is no visible character goes: a device's name may bring such along. Nor does an
-// ampersand before a blank mark a letter.
+// An item is one line, so what is no visible character goes: a device's name may bring such along.
 QString LabelOf(const MenuItem& item)
 {
     QString label = ToQt(item.Text);
     label.removeIf([](QChar c) { return c.category() == QChar::Other_Control; });
-    return label.replace("& ", "&& ");
+    return item.HasMnemonic ? label : label.replace('&', "&&");
 }
 
 // A menu is what has items, or stands in the bar.

@@ -30,6 +30,7 @@ template <typename Describe> void AppendDevices(MenuItem& menu, int32_t count, D
 {
     for (int32_t i = 0; i < count; i++) {
         const auto item = framework::New<MenuItem>();
+        item->HasMnemonic = false;
         try {
             describe(*item, i);
         } catch (const framework::OutOfBoundsException&) {

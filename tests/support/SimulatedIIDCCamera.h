@@ -110,9 +110,13 @@ struct SimulatedIIDCCamera : IIDCBus, IIDCCamera, std::enable_shared_from_this<S
     {
         return With(feature, [&](auto& known) { known.value = value; });
     }
-    Result MakeManual(IIDCFeature feature) override
+    Result SetMode(IIDCFeature feature, IIDCFeatureMode mode) override
     {
-        return With(feature, [](auto& known) { known.isManual = !(known.absoluteControl = false); });
+        return With(feature, [mode](auto& known) {
+            known.isManual = mode == IIDCFeatureMode::Manual;
+            known.isOff = mode == IIDCFeatureMode::Off;
+            known.absoluteControl = known.absoluteControl && !known.isManual;
+        });
     }
     template <typename Use> Result With(IIDCFeature feature, Use use)
     {

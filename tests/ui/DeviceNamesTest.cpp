@@ -38,7 +38,7 @@ TEST_F(RealDevicesTest, MenusAndTitleNameThem)
              Case{{letters, letters}, {letters.substr(0, 62), letters.substr(0, 58) + " (2)"}},
              Case{{"Камера", "カメラ"}, {"Камера", "カメラ"}},
              // Nine and ten letters: these lengths are those of a tab and of a line's end.
-             Case{{"Webcam C9", "USB Camera", "A & B"}, {"Webcam C9", "USB Camera", "A && B"}},
+             Case{{"Webcam C9", "USB Camera", "B&W"}, {"Webcam C9", "USB Camera", "B&&W"}},
          }) {
         names = each.names;
         Open();

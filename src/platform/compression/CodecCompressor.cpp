@@ -37,7 +37,7 @@ constexpr Encoder kEncoders[] = {
 // search for one that fills a given rate, which takes five times as long as all the rest.
 int QuantizerOf(const Encoder& encoder, int32_t spatialQuality)
 {
-    const double steps = (512 - std::clamp(spatialQuality, 0, 1024)) / 512.0;
+    const double steps = (512 - std::clamp(spatialQuality, 0, kHighestQuality)) / 512.0;
     return static_cast<int>(std::lround(encoder.quantizer * std::exp2(steps)));
 }
 

@@ -19,7 +19,9 @@ struct RawFrame {
     int32_t height = 0;
 };
 
-/// What a channel asks of its compressor. Qualities run from 0 to 1024, 512 is normal.
+inline constexpr int32_t kHighestQuality = 1024;
+
+/// What a channel asks of its compressor. Qualities run from 0 to `kHighestQuality`, 512 is normal.
 struct CompressionSettings {
     FourCharCode codec = CodeOf("jpeg");
     int32_t depth = 24;

@@ -24,7 +24,7 @@ struct TurboDeleter {
 int QualityOf(int32_t spatialQuality)
 {
     constexpr int kLowest = 25, kNormal = 85, kHighest = 100;
-    const int32_t quality = std::clamp(spatialQuality, 0, 1024);
+    const int32_t quality = std::clamp(spatialQuality, 0, kHighestQuality);
     if (quality <= 512)
         return kLowest + (kNormal - kLowest) * quality / 512;
     return kNormal + (kHighest - kNormal) * (quality - 512) / 512;

@@ -67,6 +67,8 @@ enum class IIDCFeature {
     OpticalFilter,
 };
 
+enum class IIDCFeatureMode { Off, Manual, Automatic };
+
 struct IIDCFeatureState {
     uint32_t minimum = 0;
     uint32_t maximum = 0;
@@ -78,6 +80,14 @@ struct IIDCFeatureState {
     float absoluteMinimum = 0;
     float absoluteMaximum = 0;
     float absoluteValue = 0;
+    bool canBeOff = false;
+    bool canBeAutomatic = false;
+    bool isOff = false;
+
+    IIDCFeatureMode Mode() const
+    {
+        return isOff ? IIDCFeatureMode::Off : isManual ? IIDCFeatureMode::Manual : IIDCFeatureMode::Automatic;
+    }
 };
 
 /// An open camera. `TakeFrame` may run beside any other call but `Start` and `Stop`; the others run one at a time.
@@ -105,8 +115,8 @@ public:
     virtual Result ReadFeature(IIDCFeature feature, IIDCFeatureState& state) = 0;
     virtual Result WriteFeature(IIDCFeature feature, uint32_t value) = 0;
 
-    /// Switches the feature on, out of its automatic mode and to raw values.
-    virtual Result MakeManual(IIDCFeature feature) = 0;
+    /// Manual means raw values as well.
+    virtual Result SetMode(IIDCFeature feature, IIDCFeatureMode mode) = 0;
 };
 
 /// A camera on the bus. Its GUID stays the same through bus resets.

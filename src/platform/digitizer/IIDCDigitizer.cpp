@@ -19,11 +19,14 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <thread>
+#include <utility>
 
 namespace platform {
 namespace {
 
 constexpr std::string_view kIdentityPrefix = "iidc:";
+// No letter of a feature's code has it: together they make the number of the control for the feature's mode.
+constexpr uint32_t kModeBit = 0x80000000;
 constexpr int64_t kAnalogScale = 65535;
 constexpr int kRetryMilliseconds = 500;
 // Longer than the interval of the slowest rate; a camera that waits for light or a trigger may be silent longer.
@@ -143,6 +146,27 @@ int32_t RawValue(const IIDCFeatureState& state)
     return InFeatureRange(state.minimum + static_cast<uint32_t>(std::clamp<double>(part, 0, 1) * range + 0.5));
 }
 
+// The choice between a feature's modes. The two white balances have one between them.
+ImageControl ModesOf(const NamedFeature& known, const IIDCFeatureState& state, const IIDCFeatureState& found)
+{
+    ImageControl control;
+    control.identity = known.code | kModeBit;
+    control.name = std::string(known.name) + ", Mode";
+    control.kind = ImageControl::Kind::Menu;
+    control.value = static_cast<int64_t>(state.Mode());
+    control.deviceDefault = static_cast<int64_t>(found.Mode());
+    const auto offer = [&](bool offered, IIDCFeatureMode mode, const char* name) {
+        if (offered && known.feature != IIDCFeature::WhiteBalanceV)
+            control.choices.emplace_back(static_cast<int64_t>(mode), name);
+    };
+    offer(state.canBeOff, IIDCFeatureMode::Off, "Off");
+    offer(state.canBeManual, IIDCFeatureMode::Manual, "Manual");
+    offer(state.canBeAutomatic, IIDCFeatureMode::Automatic, "Automatic");
+    if (!control.choices.empty())
+        control.maximum = control.choices.back().first;
+    return control;
+}
+
 class IIDCDigitizer : public Digitizer {
 public:
     IIDCDigitizer(IIDCCameraEntry cameraEntry, std::shared_ptr<IIDCCamera> opened)
@@ -169,8 +193,13 @@ public:
             return noErr;
         FrameSink* const running = thread.joinable() ? sink : nullptr;
         Stop();
-        wanted = nearest;
-        return running != nullptr ? Start(*running) : noErr;
+        const CaptureFormat before = std::exchange(wanted, nearest);
+        const Result result = running != nullptr ? Start(*running) : noErr;
+        if (result == noErr || result == noDeviceForChannel)
+            return result;
+        wanted = before; // refused by the camera itself
+        Start(*running);
+        return result;
     }
 
     Result Start(FrameSink& target) override
@@ -246,30 +275,52 @@ public:
         return SetFeature(CodeOfAnalog(control), static_cast<int32_t>(feature.minimum + offset));
     }
 
-    // The features once more, as a dialog lists them and settings keep them.
+    // The features once more, as a dialog lists them and settings keep them: the mode of each where it has more than
+    // one, then its value, which is the camera's own business in all modes but one.
     std::vector<ImageControl> Controls() const override
     {
+        const std::lock_guard lock(mutex);
         std::vector<ImageControl> controls;
         for (const NamedFeature& known : kFeatures) {
-            CameraFeature feature;
-            if (GetFeature(known.code, feature) != noErr)
+            IIDCFeatureState state;
+            if (!camera || camera->ReadFeature(known.feature, state) != noErr)
                 continue;
-            ImageControl control;
-            control.identity = known.code;
-            control.name = known.name;
-            control.minimum = feature.minimum;
-            control.maximum = std::max(feature.minimum, feature.maximum);
-            control.value = feature.value;
-            control.deviceDefault = asFound.try_emplace(known.feature, feature.value).first->second;
-            control.readOnly = !feature.writable;
-            controls.push_back(std::move(control));
+            const auto& found = asFound.try_emplace(known.feature, state).first->second;
+            if (auto modes = ModesOf(known, state, found); modes.choices.size() > 1)
+                controls.push_back(std::move(modes));
+            ImageControl value;
+            value.identity = known.code;
+            value.name = known.name;
+            value.minimum = InFeatureRange(state.minimum);
+            value.maximum = InFeatureRange(std::max(state.minimum, state.maximum));
+            value.value = RawValue(state);
+            value.deviceDefault = RawValue(found);
+            value.readOnly = !state.canBeManual;
+            value.inactive = state.Mode() != IIDCFeatureMode::Manual;
+            controls.push_back(std::move(value));
         }
         return controls;
     }
 
     Result SetControl(uint32_t identity, int64_t value) override
     {
-        return SetFeature(identity, static_cast<int32_t>(std::clamp<int64_t>(value, 0, INT32_MAX)));
+        if ((identity & kModeBit) == 0)
+            return SetFeature(identity, static_cast<int32_t>(std::clamp<int64_t>(value, 0, INT32_MAX)));
+        const auto known = FeatureOf(identity & ~kModeBit);
+        const std::lock_guard lock(mutex);
+        IIDCFeatureState state;
+        const Result result = !known ? digiUnimpErr : !camera ? noDeviceForChannel : camera->ReadFeature(*known, state);
+        if (result != noErr)
+            return result;
+        const auto mode = static_cast<IIDCFeatureMode>(value);
+        const bool isOffered = (mode == IIDCFeatureMode::Off && state.canBeOff) ||
+                               (mode == IIDCFeatureMode::Manual && state.canBeManual) ||
+                               (mode == IIDCFeatureMode::Automatic && state.canBeAutomatic);
+        if (!isOffered)
+            return paramErr;
+        if (mode != IIDCFeatureMode::Manual)
+            wishes.erase(*known);
+        return camera->SetMode(*known, mode);
     }
 
 private:
@@ -282,7 +333,7 @@ private:
         if (!state.canBeManual)
             return permErr;
         if (!state.isManual || state.absoluteControl)
-            result = camera->MakeManual(feature);
+            result = camera->SetMode(feature, IIDCFeatureMode::Manual);
         const auto least = std::max<int64_t>(value, state.minimum);
         return result == noErr
                    ? camera->WriteFeature(feature, static_cast<uint32_t>(std::min<int64_t>(least, state.maximum)))
@@ -390,8 +441,8 @@ private:
     std::shared_ptr<IIDCCamera> camera;
     std::map<IIDCFeature, int32_t> wishes;
 
-    // The cameras tell no defaults: a feature's is the value that it had when it was first asked for.
-    mutable std::map<IIDCFeature, int32_t> asFound;
+    // The cameras tell no defaults: a feature's is the state that it was first found in.
+    mutable std::map<IIDCFeature, IIDCFeatureState> asFound;
 
     const std::vector<Offer> offers;
     CaptureFormat wanted;

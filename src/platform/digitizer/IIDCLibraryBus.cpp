@@ -230,6 +230,9 @@ public:
         state.canBeManual = std::ranges::find(modes, DC1394_FEATURE_MODE_MANUAL) != modes.end();
         state.isManual = info.current_mode == DC1394_FEATURE_MODE_MANUAL &&
                          (info.on_off_capable == DC1394_FALSE || info.is_on == DC1394_ON);
+        state.canBeOff = info.on_off_capable == DC1394_TRUE;
+        state.canBeAutomatic = std::ranges::find(modes, DC1394_FEATURE_MODE_AUTO) != modes.end();
+        state.isOff = state.canBeOff && info.is_on == DC1394_OFF;
         state.hasAbsolute = info.absolute_capable == DC1394_TRUE;
         state.absoluteControl = state.hasAbsolute && info.abs_control == DC1394_ON;
         state.absoluteMinimum = info.abs_min;
@@ -252,17 +255,20 @@ public:
         return ResultOf(error == DC1394_SUCCESS ? dc1394_feature_whitebalance_set_value(camera, u, v) : error);
     }
 
-    Result MakeManual(IIDCFeature feature) override
+    Result SetMode(IIDCFeature feature, IIDCFeatureMode mode) override
     {
         dc1394feature_info_t info{};
         if (const Result result = Fetch(feature, info); result != noErr)
             return result;
+        const auto power = mode == IIDCFeatureMode::Off ? DC1394_OFF : DC1394_ON;
+        const auto way = mode == IIDCFeatureMode::Automatic ? DC1394_FEATURE_MODE_AUTO : DC1394_FEATURE_MODE_MANUAL;
         dc1394error_t error = DC1394_SUCCESS;
-        if (info.on_off_capable == DC1394_TRUE && info.is_on == DC1394_OFF)
-            error = dc1394_feature_set_power(camera, info.id, DC1394_ON);
-        if (error == DC1394_SUCCESS && info.current_mode != DC1394_FEATURE_MODE_MANUAL)
-            error = dc1394_feature_set_mode(camera, info.id, DC1394_FEATURE_MODE_MANUAL);
-        if (error == DC1394_SUCCESS && info.absolute_capable == DC1394_TRUE && info.abs_control == DC1394_ON)
+        if (info.on_off_capable == DC1394_TRUE && info.is_on != power)
+            error = dc1394_feature_set_power(camera, info.id, power);
+        if (error == DC1394_SUCCESS && power == DC1394_ON && info.current_mode != way)
+            error = dc1394_feature_set_mode(camera, info.id, way);
+        if (error == DC1394_SUCCESS && mode == IIDCFeatureMode::Manual && info.absolute_capable == DC1394_TRUE &&
+            info.abs_control == DC1394_ON)
             error = dc1394_feature_set_absolute_control(camera, info.id, DC1394_OFF);
         return ResultOf(error);
     }

@@ -6,6 +6,7 @@
 #include "platform/grabber/SequenceGrabber.h"
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -87,6 +88,10 @@ public:
     /// Takes a device of the list. A device that can't be started leaves the present one in use.
     virtual Result TakeDevice(const ListedDevice& device) = 0;
 
+    /// Takes the present device again when it is called later, while the channel is halted, even if the device has left
+    /// the list by then.
+    virtual std::function<void()> WayBack() = 0;
+
     /// All settings of the channel as items, and back: what the machine can't meet is left out.
     virtual TaggedItems Settings() const = 0;
     virtual void ApplySettings(const TaggedItems& settings) = 0;
@@ -112,9 +117,11 @@ protected:
         const Result result = other.Start(sink);
         if (result == noDeviceForChannel)
             NoteFailure(result);
-        else if (result != noErr)
-            StartDevice();
-        return result == noDeviceForChannel ? noErr : result;
+        if (result == noErr || result == noDeviceForChannel)
+            return noErr;
+        running = false; // where the present one doesn't start again either, it is tried once more later
+        Run();
+        return result;
     }
 
     /// Called by the sinks, on the device's thread.

@@ -222,29 +222,34 @@ void Session::BeginTrial(Channel& channel)
 {
     heldForTrial = mode != GrabMode::Stopped && !paused;
     Pause(true);
+    while (auto waiting = queue.Take(channel.number))
+        setAside.push_back(std::move(*waiting));
     RunTried(channel);
 }
 
 void Session::RunTried(Channel& channel)
 {
+    if (!Owns(channel.number))
+        return;
     channel.Accept(true);
     channel.Run();
 }
 
+// The device is halted between the trial and what comes after it, so that nothing of one gets into the other.
 void Session::EndTrial(Channel& channel)
 {
-    if (!Owns(channel.number))
-        return;
-    if (channel.IsUsedIn(mode))
-        channel.Run();
-    else
-        channel.Halt();
-    channel.Accept(false);
+    channel.Halt();
     channel.DiscardArrived();
     while (queue.Take(channel.number)) {
     }
+    for (Sample& sample : std::exchange(setAside, {}))
+        queue.Put(channel.number, std::move(sample));
+    if (Owns(channel.number) && channel.IsUsedIn(mode))
+        channel.Run();
     if (std::exchange(heldForTrial, false))
         Pause(false);
+    else
+        ChooseWhatIsAccepted();
 }
 
 // The grabber's own movie.

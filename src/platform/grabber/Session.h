@@ -105,7 +105,8 @@ private:
     bool initialized = false;
     GrabMode mode = GrabMode::Stopped;
     bool paused = false;
-    bool heldForTrial = false; ///< paused by a settings dialog alone
+    bool heldForTrial = false;    ///< paused by a settings dialog alone
+    std::vector<Sample> setAside; ///< what waited in the tried channel's lane when the trial began
     bool idling = false;
     int64_t lastRetry = 0;
 

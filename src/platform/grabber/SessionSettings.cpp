@@ -109,18 +109,22 @@ void ApplyCommon(const TaggedItems& settings, Channel& channel)
     channel.playFlags = Fitting(settings, kPlayFlags, channel.playFlags);
 }
 
+// What another control or the device itself has a hold of is the device's business: put back later, it would take the
+// device out of its automatic ways.
 void AddControls(TaggedItems& settings, const Digitizer& digitizer)
 {
-    for (const auto& [control, tag] : kAnalogControls) {
-        uint16_t value = 0;
-        if (digitizer.GetAnalog(control, value) == noErr)
-            settings.AddNumber(tag, value);
-    }
+    const auto offered = digitizer.Controls();
     TaggedItems controls;
-    for (const ImageControl& control : digitizer.Controls())
-        if (control.kind != ImageControl::Kind::Button && !control.readOnly)
+    for (const ImageControl& control : offered)
+        if (control.kind != ImageControl::Kind::Button && !control.readOnly && !control.inactive)
             controls.AddNumber(control.identity, control.value);
     settings.AddItems(kControls, controls);
+    // Where there are controls, the analog values are six of them under other names.
+    for (const auto& [control, tag] : kAnalogControls) {
+        uint16_t value = 0;
+        if (offered.empty() && digitizer.GetAnalog(control, value) == noErr)
+            settings.AddNumber(tag, value);
+    }
 }
 
 void ApplyControls(const TaggedItems& settings, Digitizer& digitizer)
@@ -192,15 +196,17 @@ void VideoChannel::ApplySettings(const TaggedItems& settings)
     format.width = Fitting(settings, kWidth, format.width);
     format.height = Fitting(settings, kHeight, format.height);
     format.frameRate = static_cast<double>(settings.Number(kRate, Millionths(format.frameRate))) / 1e6;
-    digitizer->SetFormat(format);
+    SetFormat(format);
     CompressionSettings compressed = Compression();
     compressed.codec = Fitting(settings, kCodec, compressed.codec);
     SetCompression(compressed);
     // The codec may be unknown here; the rest is taken all the same.
     compressed = Compression();
     compressed.depth = Fitting<int16_t>(settings, kDepth, static_cast<int16_t>(compressed.depth));
-    compressed.spatialQuality = std::clamp(Fitting(settings, kSpatialQuality, compressed.spatialQuality), 0, 1024);
-    compressed.temporalQuality = std::clamp(Fitting(settings, kTemporalQuality, compressed.temporalQuality), 0, 1024);
+    compressed.spatialQuality =
+        std::clamp(Fitting(settings, kSpatialQuality, compressed.spatialQuality), 0, kHighestQuality);
+    compressed.temporalQuality =
+        std::clamp(Fitting(settings, kTemporalQuality, compressed.temporalQuality), 0, kHighestQuality);
     compressed.keyFrameRate = std::clamp(Fitting(settings, kKeyFrameRate, compressed.keyFrameRate), 0, 65535);
     SetCompression(compressed);
     if (const Bounds stored = BoundsFrom(settings); !stored.Empty())

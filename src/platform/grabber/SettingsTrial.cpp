@@ -6,8 +6,9 @@
 namespace platform {
 
 SettingsTrial::SettingsTrial(std::shared_ptr<Session> grabber, std::shared_ptr<Channel> tried)
-    : session(std::move(grabber)), channel(std::move(tried)), met{{channel->Device(), channel->Settings()}}
+    : session(std::move(grabber)), channel(std::move(tried))
 {
+    Meet();
     session->BeginTrial(*channel);
 }
 
@@ -16,19 +17,22 @@ SettingsTrial::~SettingsTrial()
     session->EndTrial(*channel);
 }
 
+void SettingsTrial::Meet()
+{
+    met.push_back({channel->Device().identity, channel->WayBack(), channel->Settings()});
+}
+
 Result SettingsTrial::TakeDevice(const ListedDevice& device)
 {
     const Result result = channel->TakeDevice(device);
-    const auto isIt = [&](const Found& found) { return found.device.identity == device.identity; };
-    if (result == noErr && std::ranges::none_of(met, isIt))
-        met.push_back({channel->Device(), channel->Settings()});
+    if (result == noErr && std::ranges::find(met, device.identity, &Found::identity) == met.end())
+        Meet();
     return result;
 }
 
 bool SettingsTrial::IsAsFound(const Found& found) const
 {
-    return channel->Device().identity == found.device.identity &&
-           channel->Settings().Flatten() == found.settings.Flatten();
+    return channel->Device().identity == found.identity && channel->Settings().Flatten() == found.settings.Flatten();
 }
 
 void SettingsTrial::Restore()
@@ -37,9 +41,10 @@ void SettingsTrial::Restore()
     if (met.size() == 1 && IsAsFound(met.front()))
         return;
     channel->Halt();
-    for (const Found& found : met | std::views::reverse)
-        if (channel->TakeDevice(found.device) == noErr)
-            channel->ApplySettings(found.settings);
+    for (const Found& found : met | std::views::reverse) {
+        found.wayBack();
+        channel->ApplySettings(found.settings);
+    }
 }
 
 } // namespace platform

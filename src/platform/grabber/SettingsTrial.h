@@ -31,10 +31,12 @@ public:
 private:
     /// A device as it was when the trial first met it.
     struct Found {
-        ListedDevice device;
+        std::string identity;
+        std::function<void()> wayBack;
         TaggedItems settings;
     };
 
+    void Meet();
     bool IsAsFound(const Found& found) const;
 
     std::shared_ptr<Session> session;

@@ -88,10 +88,20 @@ Result SoundChannel::TakeDevice(const ListedDevice& device)
         return noDeviceForChannel;
     // A source that can't do the present format keeps its own: sound in another format is better than none.
     other->SetFormat(source->Format());
+    if (rateIsFixed && other->Format().sampleRate != Rate())
+        return siInvalidSampleRate;
     if (const Result result = RunInstead(*other, static_cast<SoundSink&>(*this)); result != noErr)
         return result;
     AdoptSource(std::move(other));
     return noErr;
+}
+
+std::function<void()> SoundChannel::WayBack()
+{
+    return [this, present = source] {
+        if (present != source)
+            AdoptSource(present);
+    };
 }
 
 Result SoundChannel::SetParameters(const Parameters& wanted)
@@ -158,6 +168,7 @@ void SoundChannel::SoundArrived(const CapturedSound& sound)
     const auto frames = static_cast<double>(sound.bytes.size()) / sound.format.BytesPerFrame();
     NoteArrival(now, static_cast<int64_t>(frames / sound.format.sampleRate * kNanosecondsPerSecond));
     meter->Feed(sound);
+    dialogMeter.Feed(sound);
     const size_t whole = sound.bytes.size() - sound.bytes.size() % static_cast<size_t>(sound.format.BytesPerFrame());
     if (!Accepting() || whole == 0)
         return;

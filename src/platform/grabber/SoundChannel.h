@@ -26,12 +26,15 @@ public:
     std::vector<ListedDevice> Devices() const override;
     ListedDevice Device() const override;
     Result TakeDevice(const ListedDevice& device) override;
+    std::function<void()> WayBack() override;
     TaggedItems Settings() const override;
     void ApplySettings(const TaggedItems& settings) override;
 
     int32_t Driver() const { return driver; }
     SoundSource& Source() { return *source; }
-    LevelMeter& Meter() { return *meter; }
+
+    /// A second meter, for a settings dialog: what it reads is not taken from those who read the driver's.
+    LevelMeter& DialogMeter() { return dialogMeter; }
 
     Parameters GetParameters() const;
     Result SetParameters(const Parameters& wanted);
@@ -63,6 +66,7 @@ private:
 
     std::shared_ptr<SoundSource> source;
     std::shared_ptr<LevelMeter> meter = std::make_shared<LevelMeter>();
+    LevelMeter dialogMeter;
     int32_t driver = 0;
     Parameters parameters;
     std::unique_ptr<SoundStream> stream;

@@ -60,13 +60,18 @@ void VideoChannel::AdoptDevice(std::shared_ptr<Digitizer> device)
     instance = OpenDigitizerInstance(digitizer);
     // A tape is recorded as it comes unless something else is asked for.
     CompressionSettings settings = Compression();
-    const FourCharCode sent = digitizer->Format().format;
-    if (IsDv(sent))
+    if (const FourCharCode sent = digitizer->Format().format; IsDv(sent))
         settings.codec = sent;
     else if (wasCamcorder && IsDv(settings.codec))
         settings.codec = CompressionSettings().codec;
-    // What only the old device could deliver, nobody can make of the new one's frames.
-    if (SetCompression(settings) != noErr)
+    SetCompression(settings);
+    ReplaceImpossibleCompressor();
+}
+
+// What only another device or format could deliver, nobody can make of the frames that come now.
+void VideoChannel::ReplaceImpossibleCompressor()
+{
+    if (SetCompression(Compression()) != noErr)
         SetCompression(CompressionSettings());
 }
 
@@ -112,6 +117,14 @@ Result VideoChannel::TakeDevice(const ListedDevice& device)
     return noErr;
 }
 
+std::function<void()> VideoChannel::WayBack()
+{
+    return [this, device = digitizer] {
+        if (device != digitizer)
+            AdoptDevice(device);
+    };
+}
+
 Bounds VideoChannel::SourceRect() const
 {
     // A device may change its size by itself: then the newest frame knows better.
@@ -126,9 +139,9 @@ CompressionSettings VideoChannel::Compression() const
     return *CompressionInUse();
 }
 
-bool VideoChannel::PassesThrough() const
+bool VideoChannel::IsDelivered(FourCharCode codec) const
 {
-    return IsOneCodec(Compression().codec, digitizer->Format().format);
+    return IsOneCodec(codec, digitizer->Format().format);
 }
 
 CompressionWorkers::Settings VideoChannel::CompressionInUse() const
@@ -139,11 +152,18 @@ CompressionWorkers::Settings VideoChannel::CompressionInUse() const
 
 Result VideoChannel::SetCompression(const CompressionSettings& settings)
 {
-    if (!CanCompress(settings) && !IsOneCodec(settings.codec, digitizer->Format().format))
+    if (!CanCompress(settings) && !IsDelivered(settings.codec))
         return noCodecErr;
     const std::lock_guard lock(compressionMutex);
     compression = std::make_shared<CompressionSettings>(settings);
     return noErr;
+}
+
+Result VideoChannel::SetFormat(const CaptureFormat& wanted)
+{
+    const Result result = digitizer->SetFormat(wanted);
+    ReplaceImpossibleCompressor();
+    return result;
 }
 
 Result VideoChannel::SetFrameRate(double rate)
@@ -154,7 +174,7 @@ Result VideoChannel::SetFrameRate(double rate)
         for (const CaptureFormat& offered : digitizer->Formats())
             if (offered.format == wanted.format && offered.width == wanted.width && offered.height == wanted.height)
                 wanted.frameRate = std::max(wanted.frameRate, offered.frameRate);
-    return digitizer->SetFormat(wanted);
+    return SetFormat(wanted);
 }
 
 Result VideoChannel::SetFrameSize(int32_t width, int32_t height)
@@ -162,7 +182,7 @@ Result VideoChannel::SetFrameSize(int32_t width, int32_t height)
     CaptureFormat wanted = digitizer->Format();
     wanted.width = width;
     wanted.height = height;
-    return digitizer->SetFormat(wanted);
+    return SetFormat(wanted);
 }
 
 void VideoChannel::DrawPreview(const Sample& frame, PortReference port)

@@ -24,6 +24,7 @@ public:
     std::vector<ListedDevice> Devices() const override;
     ListedDevice Device() const override;
     Result TakeDevice(const ListedDevice& device) override;
+    std::function<void()> WayBack() override;
     TaggedItems Settings() const override;
     void ApplySettings(const TaggedItems& settings) override;
 
@@ -35,12 +36,14 @@ public:
 
     CompressionSettings Compression() const;
 
-    /// Whether frames are kept as the device delivers them.
-    bool PassesThrough() const;
+    /// Whether the device's frames are of that codec already, so that they would be kept as they come.
+    bool IsDelivered(FourCharCode codec) const;
 
     /// `noCodecErr` for a compressor that can't be made.
     Result SetCompression(const CompressionSettings& settings);
 
+    /// Takes the nearest that the device has. A compressor that only the old format had gives way to the usual one.
+    Result SetFormat(const CaptureFormat& wanted);
     Result SetFrameRate(double rate);
     Result SetFrameSize(int32_t width, int32_t height);
 
@@ -59,6 +62,7 @@ private:
     void CaptureFailed(Result result) override { NoteFailure(result); }
 
     void AdoptDevice(std::shared_ptr<Digitizer> device);
+    void ReplaceImpossibleCompressor();
     void CountLost(uint32_t sequence);
     void PassThrough(const RawFrame& picture, Sample sample);
     CompressionWorkers& Workers();

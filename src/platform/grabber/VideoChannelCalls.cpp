@@ -8,7 +8,6 @@
 namespace platform {
 namespace {
 
-constexpr int32_t kHighestQuality = 1024;
 constexpr int32_t kHighestKeyFrameRate = 65535;
 constexpr std::array kDepths{1, 2, 4, 8, 16, 24, 32, 40};
 

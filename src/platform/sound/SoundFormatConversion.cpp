@@ -67,10 +67,19 @@ template <typename T> void PutAt(SoundDescription& record, size_t offset, T valu
 
 } // namespace
 
+std::vector<SoundCompressionName> AvailableSoundCompressions()
+{
+    return {{kRaw, "None"},
+            {kSowt, "None, signed, little-endian"},
+            {kTwos, "None, signed, big-endian"},
+            {kMuLaw, "µ-law 2:1"},
+            {kALaw, "A-law 2:1"}};
+}
+
 Result FindSoundCoding(FourCharCode compression, int32_t sampleSize, SoundCoding& coding)
 {
-    if (compression != kRaw && compression != kTwos && compression != kSowt && compression != kMuLaw &&
-        compression != kALaw)
+    const auto isIt = [&](const SoundCompressionName& known) { return known.format == compression; };
+    if (std::ranges::none_of(AvailableSoundCompressions(), isIt))
         return siInvalidCompression;
     if (sampleSize != 8 && sampleSize != 16)
         return siInvalidSampleSize;

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 namespace platform {
 
@@ -17,6 +19,14 @@ struct SoundCoding {
 
     bool operator==(const SoundCoding&) const = default;
 };
+
+struct SoundCompressionName {
+    FourCharCode format;
+    std::string name; ///< readable, for people
+};
+
+/// The compression types that `FindSoundCoding` knows.
+std::vector<SoundCompressionName> AvailableSoundCompressions();
 
 /// What is delivered when a compression type and a sample size are asked for. "raw " is unsigned and so has 8 bits: at
 /// 16 bits it becomes "sowt". "ulaw" and "alaw" store 8 bits a sample, whatever was asked for.

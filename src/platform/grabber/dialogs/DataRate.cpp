@@ -8,6 +8,7 @@ namespace platform {
 namespace {
 
 constexpr int64_t kWindow = 2 * kNanosecondsPerSecond;
+constexpr int kTurnsInASecond = 30;
 constexpr double kSecondsPerHour = 3600;
 
 QString SizeText(double bytes)
@@ -23,16 +24,23 @@ QString SizeText(double bytes)
 
 void DataRate::Add(int64_t captureTime, int64_t bytes)
 {
-    if (!samples.empty() && captureTime <= samples.back().time)
+    if (!samples.empty() && captureTime < samples.back().time)
         samples.clear();
     samples.push_back({captureTime, bytes});
     while (samples.front().time < captureTime - kWindow)
         samples.pop_front();
 }
 
+void DataRate::NoteTurn(bool arrived)
+{
+    emptyTurns = arrived ? 0 : emptyTurns + 1;
+    if (emptyTurns > kTurnsInASecond)
+        BeginAnew();
+}
+
 double DataRate::SamplesPerSecond() const
 {
-    if (samples.size() < 2)
+    if (samples.size() < 2 || samples.back().time == samples.front().time)
         return 0;
     return static_cast<double>(samples.size() - 1) * kNanosecondsPerSecond /
            static_cast<double>(samples.back().time - samples.front().time);

@@ -13,6 +13,10 @@ public:
     void Add(int64_t captureTime, int64_t bytes);
     void BeginAnew() { samples.clear(); }
 
+    /// For each turn of a display, with whether anything arrived in it: forgets what it knows after a second of
+    /// nothing.
+    void NoteTurn(bool arrived);
+
     double SamplesPerSecond() const; ///< 0 while it isn't known
     double BytesPerSecond() const;
 
@@ -22,6 +26,7 @@ private:
         int64_t bytes;
     };
     std::deque<Arrival> samples;
+    int emptyTurns = 0;
 };
 
 /// A rate as people read it, with what it makes in an hour: "3.6 MB a second, 13 GB an hour".

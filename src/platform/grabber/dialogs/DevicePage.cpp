@@ -32,7 +32,7 @@ void DevicePage::WatchDevices(int descriptor, std::function<bool()> taken)
             return;
         devices = trial.Tried().Devices();
         trial.KeepRunning();
-        ShowDevices();
+        DevicesChanged();
     });
 }
 
@@ -49,8 +49,12 @@ void DevicePage::ShowDevices()
     const auto listed = std::ranges::find(devices, present.identity, &ListedDevice::identity);
     const auto chosen = static_cast<int>(listed - devices.begin());
     std::vector<Choice> choices;
-    for (const ListedDevice& one : devices)
-        choices.push_back({ToText(one.name) + (one.available ? "" : " (in use)"), static_cast<int>(choices.size())});
+    // Keys go past a device that can't be had, so the one in use never counts as such.
+    for (const ListedDevice& one : devices) {
+        const bool canBeHad = one.available || one.identity == present.identity;
+        choices.push_back(
+            {ToText(one.name) + (canBeHad ? "" : " (in use)"), static_cast<int>(choices.size()), canBeHad});
+    }
     if (listed == devices.end())
         choices.push_back({ToText(present.name) + " (not connected)", chosen});
     ShowChoices(*device, choices, chosen);

@@ -9,6 +9,7 @@
 #include "platform/grabber/dialogs/VideoPages.h"
 #include "platform/memory/CodeAddress.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QKeyEvent>
@@ -41,6 +42,30 @@ int32_t EventNumber(const QEvent& event)
     default:
         return 0;
     }
+}
+
+QString RefusalText(Result result)
+{
+    switch (result) {
+    case noDeviceForChannel:
+        return "the device is not there, or another program holds it.";
+    case permErr:
+        return "the device only tells this value.";
+    case cantDoThatInCurrentMode:
+        return "this can't be changed while a movie is being recorded.";
+    case siInvalidSampleRate:
+        return "the device has not got this rate.";
+    default:
+        return QString("the device refused (error %1).").arg(result);
+    }
+}
+
+// Whether a turn of the mouse wheel would change a value that the user isn't at: on the way down a page he only wants
+// to see more of it.
+bool IsWheelInPassing(const QEvent& event, const QWidget& widget)
+{
+    const bool holdsValue = widget.inherits("QComboBox") || widget.inherits("QSlider") || widget.inherits("QSpinBox");
+    return event.type() == QEvent::Wheel && holdsValue && !widget.hasFocus();
 }
 
 void FillVideoDialog(SettingsDialog& dialog, SettingsTrial& trial, VideoChannel& channel)
@@ -108,9 +133,10 @@ void SettingsDialog::Adopt(SettingsPage* page)
 {
     pages.push_back(page);
     page->Changed = [this](const QString& setting, Result result) {
-        refusal = result == noErr ? QString() : QString("%1: the device refused (%2).").arg(setting).arg(result);
+        refusal = result == noErr ? QString() : setting + ": " + RefusalText(result);
         refresh.start(0ms);
     };
+    page->DevicesChanged = [this] { refresh.start(0ms); };
     page->ShowSettings();
 }
 
@@ -136,9 +162,17 @@ void SettingsDialog::ShowArrived()
 void SettingsDialog::ShowState()
 {
     const Channel& channel = trial.Tried();
-    message->setText(channel.DeviceIsGone() ? QString("\"%1\" is not there at the moment, or another program holds it.")
-                                                  .arg(ToText(channel.Device().name))
-                                            : refusal);
+    const QString text = channel.DeviceIsGone()
+                             ? QString("\"%1\" is not there at the moment, or another program holds it.")
+                                   .arg(ToText(channel.Device().name))
+                             : refusal;
+    if (text == message->text())
+        return;
+    message->setText(text);
+    // A device that is back may be another one than before.
+    refresh.start(0ms);
+    QAccessibleEvent alert(message, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
 }
 
 void SettingsDialog::SetFilter(int32_t procedure, int32_t refCon)
@@ -150,13 +184,17 @@ void SettingsDialog::SetFilter(int32_t procedure, int32_t refCon)
 
 bool SettingsDialog::eventFilter(QObject* receiver, QEvent* event)
 {
-    const int32_t number = EventNumber(*event);
     const auto* widget = qobject_cast<QWidget*>(receiver);
-    if (number != 0 && widget != nullptr && widget->window() == this)
+    if (widget == nullptr || widget->window() != this)
+        return false;
+    if (IsWheelInPassing(*event, *widget)) {
+        event->ignore();
+        return true;
+    }
+    if (const int32_t number = EventNumber(*event); number != 0)
         if (auto* procedure = CodeAt<std::remove_pointer_t<SGModalFilterProc>>(filter))
-            if (procedure(0, number, 0, filterRefCon))
-                return true;
-    return QDialog::eventFilter(receiver, event);
+            return procedure(0, number, 0, filterRefCon);
+    return false;
 }
 
 // The published calls.

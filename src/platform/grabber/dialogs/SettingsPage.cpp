@@ -1,9 +1,20 @@
 #include "platform/grabber/dialogs/SettingsPage.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
-#include <QLabel>
+#include <QStandardItemModel>
 
 namespace platform {
+namespace {
+
+constexpr int kCallsInASecond = 30;
+
+QStandardItem& ItemOf(const QComboBox& popup, int index)
+{
+    return *static_cast<QStandardItemModel*>(popup.model())->item(index);
+}
+
+} // namespace
 
 QFormLayout* SettingsPage::Form()
 {
@@ -18,7 +29,24 @@ void SettingsPage::AddRow(const QString& label, QWidget* widget)
 {
     QString name = label;
     widget->setAccessibleName(name.remove('&').remove(':'));
+    RefuseFocusByWheel(*widget);
     Form()->addRow(label, widget);
+}
+
+void SettingsPage::ShowSettingsNowAndThen()
+{
+    callsToShow = (callsToShow + 1) % kCallsInASecond;
+    if (callsToShow == 0 && isVisible())
+        ShowSettings();
+}
+
+void RefuseFocusByWheel(QWidget& widget)
+{
+    if (widget.focusPolicy() == Qt::WheelFocus)
+        widget.setFocusPolicy(Qt::StrongFocus);
+    for (QObject* child : widget.children())
+        if (child->isWidgetType())
+            RefuseFocusByWheel(*static_cast<QWidget*>(child));
 }
 
 QString ToText(const std::string& utf8)
@@ -28,15 +56,21 @@ QString ToText(const std::string& utf8)
 
 void ShowChoices(QComboBox& popup, const std::vector<Choice>& choices, int chosen)
 {
+    // Nothing changes under the hand of a user who is choosing.
+    if (popup.view()->isVisible())
+        return;
     bool same = popup.count() == static_cast<int>(choices.size());
     for (int i = 0; same && i < popup.count(); ++i) {
         const Choice& choice = choices[static_cast<size_t>(i)];
-        same = popup.itemText(i) == choice.text && popup.itemData(i).toInt() == choice.value;
+        same = popup.itemText(i) == choice.text && popup.itemData(i).toInt() == choice.value &&
+               ItemOf(popup, i).isEnabled() == choice.enabled;
     }
     if (!same) {
         popup.clear();
-        for (const Choice& choice : choices)
+        for (const Choice& choice : choices) {
             popup.addItem(choice.text, choice.value);
+            ItemOf(popup, popup.count() - 1).setEnabled(choice.enabled);
+        }
     }
     popup.setCurrentIndex(popup.findData(chosen));
 }

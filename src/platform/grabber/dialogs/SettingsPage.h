@@ -27,13 +27,25 @@ public:
     /// Set by the dialog: what a page calls after it has set something, with the result. The text names the setting.
     std::function<void(const QString& setting, Result result)> Changed;
 
+    /// Set by the dialog: what a page calls when devices came or went.
+    std::function<void()> DevicesChanged;
+
 protected:
     /// Adds a row to the form. The label, in which "&" stands before the letter that reaches the row, names the widget
     /// for screen readers as well.
     void AddRow(const QString& label, QWidget* widget);
 
     QFormLayout* Form();
+
+    /// For pages on which values change by themselves: called with each `ShowArrived`, shows them anew every second.
+    void ShowSettingsNowAndThen();
+
+private:
+    int callsToShow = 0;
 };
+
+/// Lets a widget and those in it take the keyboard by a click or the Tab key, but not by the mouse wheel.
+void RefuseFocusByWheel(QWidget& widget);
 
 QString ToText(const std::string& utf8);
 
@@ -41,6 +53,7 @@ QString ToText(const std::string& utf8);
 struct Choice {
     QString text;
     int value = 0;
+    bool enabled = true;
 };
 
 /// Fills a popup, if its choices are others than it has, and chooses. A value that is none of them leaves none chosen.

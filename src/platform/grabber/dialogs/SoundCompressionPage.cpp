@@ -7,16 +7,6 @@
 namespace platform {
 namespace {
 
-const std::vector<Choice>& Compressions()
-{
-    static const std::vector<Choice> choices{{"None", static_cast<int>(CodeOf("raw "))},
-                                             {"None, signed, little-endian", static_cast<int>(CodeOf("sowt"))},
-                                             {"None, signed, big-endian", static_cast<int>(CodeOf("twos"))},
-                                             {"µ-law 2:1", static_cast<int>(CodeOf("ulaw"))},
-                                             {"A-law 2:1", static_cast<int>(CodeOf("alaw"))}};
-    return choices;
-}
-
 class SoundCompressionPage : public SettingsPage {
 public:
     explicit SoundCompressionPage(SoundChannel& tried) : channel(tried)
@@ -32,7 +22,10 @@ public:
 
     void ShowSettings() override
     {
-        ShowChoices(*compressor, Compressions(), static_cast<int>(channel.GetParameters().compression));
+        std::vector<Choice> choices;
+        for (const SoundCompressionName& one : AvailableSoundCompressions())
+            choices.push_back({ToText(one.name), static_cast<int>(one.format)});
+        ShowChoices(*compressor, choices, static_cast<int>(channel.GetParameters().compression));
         const auto description = channel.PresentDescription();
         dataRate->setText(DataRateText(description->sampleRate * description->BytesPerFrame()));
     }

@@ -24,8 +24,7 @@ QString GainText(double gain)
 
 class SoundSourcePage : public DevicePage {
 public:
-    SoundSourcePage(SettingsTrial& trial, SoundChannel& tried)
-        : DevicePage(trial), channel(tried), meteredBefore(channel.Meter().State())
+    SoundSourcePage(SettingsTrial& trial, SoundChannel& tried) : DevicePage(trial), channel(tried)
     {
         AddRow("&Gain:", gain);
         Form()->addRow(QString(), gainText);
@@ -36,10 +35,10 @@ public:
                 [this](int value) { Changed("Gain", channel.Source().SetGain(double{1} * value / kPercent)); });
         WatchDevices(sources.FileDescriptor(), [this] { return sources.TakeChange(); });
         WatchDevices(camcorders.Descriptor(), [this] { return !camcorders.Read().empty(); });
-        channel.Meter().Switch(2);
+        channel.DialogMeter().Switch(2);
     }
 
-    ~SoundSourcePage() override { channel.Meter().Switch(meteredBefore); }
+    ~SoundSourcePage() override { channel.DialogMeter().Switch(0); }
 
     void ShowSettings() override
     {
@@ -47,15 +46,17 @@ public:
         double present = 1;
         const bool adjustable = channel.Source().GetGain(present) == noErr;
         const QSignalBlocker quiet(gain);
-        gain->setValue(static_cast<int>(std::lround(present * kPercent)));
+        if (!gain->isSliderDown())
+            gain->setValue(static_cast<int>(std::lround(present * kPercent)));
         gain->setEnabled(adjustable);
         gainText->setText(adjustable ? GainText(present) : QString("This device has no gain to set."));
     }
 
     void ShowArrived(std::span<const Sample>) override
     {
-        const auto [left, right] = channel.Meter().Levels();
+        const auto [left, right] = channel.DialogMeter().Levels();
         level->Show(left, right);
+        ShowSettingsNowAndThen(); // a mixer elsewhere sets the gain as well
     }
 
 protected:
@@ -63,7 +64,6 @@ protected:
 
 private:
     SoundChannel& channel;
-    const int32_t meteredBefore;
     SoundWatcher sources;
     DeviceWatcher camcorders{"firewire"};
     QSlider* gain = new QSlider(Qt::Horizontal);

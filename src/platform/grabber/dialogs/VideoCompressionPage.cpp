@@ -11,8 +11,6 @@
 namespace platform {
 namespace {
 
-constexpr int kHighestQuality = 1024;
-
 QString QualityText(int quality)
 {
     const char* names[] = {"Least", "Low", "Normal", "High", "Best"};
@@ -46,10 +44,9 @@ public:
     void ShowSettings() override
     {
         const CompressionSettings present = channel.Compression();
-        const FourCharCode deviceFormat = channel.TheDigitizer().Format().format;
         const auto inUse = std::ranges::find(known, present.codec, &CompressorName::codec);
-        const bool compresses = !channel.PassesThrough() && inUse != known.end();
-        ShowCompressors(present.codec, deviceFormat);
+        const bool compresses = !channel.IsDelivered(present.codec) && inUse != known.end();
+        ShowCompressors(present.codec);
         ShowQuality(present.spatialQuality, compresses, compresses && inUse->hasQuality);
         ShowDepth(present.depth, compresses && inUse->hasAlpha);
     }
@@ -58,24 +55,27 @@ public:
     {
         for (const Sample& frame : arrived)
             rate.Add(frame.captureTime, frame.data.Size());
+        rate.NoteTurn(!arrived.empty());
         const double bytesPerSecond = rate.BytesPerSecond();
         dataRate->setText(bytesPerSecond > 0 ? DataRateText(bytesPerSecond) : QString("measuring"));
     }
 
 private:
-    void ShowCompressors(FourCharCode codec, FourCharCode deviceFormat)
+    void ShowCompressors(FourCharCode inUse)
     {
         std::vector<Choice> choices;
+        const auto offer = [&](FourCharCode codec, const std::string& name) {
+            const QString remark = channel.IsDelivered(codec) ? " (as delivered)" : "";
+            choices.push_back({ToText(name) + remark, static_cast<int>(codec)});
+        };
         for (const CompressorName& one : known)
-            choices.push_back({ToText(one.name), static_cast<int>(one.codec)});
+            offer(one.codec, one.name);
         // What the device compresses itself can be kept as it comes, also where nothing here could make it.
-        if (std::ranges::find(known, deviceFormat, &CompressorName::codec) == known.end())
-            choices.push_back(
-                {ToText(DescriptionOfPassThrough(deviceFormat, 16, 16).name), static_cast<int>(deviceFormat)});
-        for (Choice& choice : choices)
-            if (choice.value == static_cast<int>(deviceFormat))
-                choice.text += " (as delivered)";
-        ShowChoices(*compressor, choices, static_cast<int>(codec));
+        const FourCharCode sent = channel.TheDigitizer().Format().format;
+        const auto isDelivered = [&](const CompressorName& one) { return channel.IsDelivered(one.codec); };
+        if (std::ranges::none_of(known, isDelivered))
+            offer(sent, DescriptionOfPassThrough(sent, 16, 16).name);
+        ShowChoices(*compressor, choices, static_cast<int>(inUse));
     }
 
     void ShowQuality(int32_t present, bool compresses, bool adjustable)

@@ -17,6 +17,12 @@
 namespace platform {
 namespace {
 
+// A name of the device's own may hold the sign that marks a letter.
+QString WithoutShortcut(const std::string& name)
+{
+    return ToText(name).replace('&', "&&");
+}
+
 /// The widget of one image control: it shows a value and tells of the user's own.
 class ControlRow {
 public:
@@ -66,8 +72,10 @@ public:
     {
         const QSignalBlocker quietSlider(slider);
         const QSignalBlocker quietNumber(number);
-        slider->setValue(Held(control.value));
-        number->setValue(Held(control.value));
+        if (!slider->isSliderDown())
+            slider->setValue(Held(control.value));
+        if (!number->hasFocus())
+            number->setValue(Held(control.value));
     }
 
 private:
@@ -112,7 +120,8 @@ private:
 
 class ButtonRow : public ControlRow {
 public:
-    ButtonRow(const ImageControl& control, const TakeValue& take) : button(new QPushButton(ToText(control.name)))
+    ButtonRow(const ImageControl& control, const TakeValue& take)
+        : button(new QPushButton(WithoutShortcut(control.name)))
     {
         button->setAutoDefault(false);
         QObject::connect(button, &QPushButton::clicked, button, [=] { take(1); });
@@ -184,6 +193,8 @@ public:
         shown = std::move(present);
     }
 
+    void ShowArrived(std::span<const Sample>) override { ShowSettingsNowAndThen(); }
+
 private:
     void MakeRows(const std::vector<ImageControl>& controls)
     {
@@ -198,10 +209,9 @@ private:
             }));
             QWidget* widget = rows.back()->Widget();
             widget->setAccessibleName(name);
-            // A name of the device's own may hold the sign that marks a letter.
-            QString label = name;
-            form->addRow(control.kind == ImageControl::Kind::Button ? QString() : label.replace('&', "&&") + ':',
-                         widget);
+            RefuseFocusByWheel(*widget);
+            const bool namesItself = control.kind == ImageControl::Kind::Button;
+            form->addRow(namesItself ? QString() : WithoutShortcut(control.name) + ':', widget);
         }
         if (controls.empty())
             form->addRow(new QLabel("This device has no image controls."));

@@ -71,13 +71,14 @@ public:
     {
         for (const Sample& frame : arrived)
             rate.Add(frame.captureTime, frame.data.Size());
-        if (arrived.empty())
-            return;
-        picture->Show(arrived.back());
-        caption->setText(QString("%1 × %2, %3 frames a second")
-                             .arg(picture->FrameSize().width())
-                             .arg(picture->FrameSize().height())
-                             .arg(rate.SamplesPerSecond(), 0, 'f', 1));
+        rate.NoteTurn(!arrived.empty());
+        if (!arrived.empty())
+            picture->Show(arrived.back());
+        caption->setText(rate.SamplesPerSecond() > 0 ? QString("%1 × %2, %3 frames a second")
+                                                           .arg(picture->FrameSize().width())
+                                                           .arg(picture->FrameSize().height())
+                                                           .arg(rate.SamplesPerSecond(), 0, 'f', 1)
+                                                     : QString("no picture"));
     }
 
 private:

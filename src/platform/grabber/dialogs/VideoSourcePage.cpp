@@ -94,7 +94,7 @@ private:
             wanted = {wanted.format, chosen.width, chosen.height, wanted.frameRate};
         else
             wanted.frameRate = chosen.frameRate;
-        Changed("Frame format", channel.TheDigitizer().SetFormat(wanted));
+        Changed("Frame format", channel.SetFormat(wanted));
     }
 
     VideoChannel& channel;
