@@ -72,6 +72,7 @@ def saved(application, name):
     application.screen.xdotool("windowactivate", "--sync", str(application.window))
     application.screen.key("ctrl+s")
     application.answer_dialog("ctrl+a", path)
+    wait_for("the settings file", 10, lambda: os.path.exists(path) and os.path.getsize(path))
     with open(path, "rb") as file:
         return file.read()
 
