@@ -161,27 +161,11 @@ Reference<CheckBox> MovieWindow::CheckBox3() const
 
 void MovieWindow::Layout()
 {
-    Placement = 0;
     Width(680);
     Height(634);
     MinWidth = 680;
     MinHeight = 634;
-    MaxWidth = 32000;
-    MaxHeight = 32000;
-    Frame = Document;
     Composite = true;
-    HasBackColor = false;
-    BackColor = framework::RGB(255, 255, 255);
-    Title("");
-    Visible(true);
-    FullScreen = false;
-    MenuBarVisible = true;
-    CloseButton = true;
-    MinimizeButton = true;
-    MaximizeButton = true;
-    Resizeable = true;
-    LiveResize = true;
-    MacProcID = 0;
 }
 
 void MovieWindow::CreateControls()

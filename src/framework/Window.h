@@ -24,7 +24,7 @@ public:
 
     enum : int32_t { Document = 0, Floating = 3 };
 
-    // Properties that `Layout` gives.
+    // Properties that `Layout` gives where they are to differ from what stands here.
     int32_t Placement = 0;
     int32_t Frame = Document;
     bool Composite = false;

@@ -120,24 +120,12 @@ void AnalogVideoSettings::Layout()
     Placement = 3;
     Width(400);
     Height(250);
-    MinWidth = 64;
-    MinHeight = 64;
-    MaxWidth = 32000;
-    MaxHeight = 32000;
     Frame = Floating;
-    Composite = false;
-    HasBackColor = false;
     BackColor = framework::RGB(0xDD, 0xDD, 0xDD);
     Title("Image Settings");
-    Visible(true);
-    FullScreen = false;
-    MenuBarVisible = true;
-    CloseButton = true;
     Resizeable = false;
     LiveResize = false;
     MaximizeButton = false;
-    MinimizeButton = true;
-    MacProcID = 0;
 }
 
 void AnalogVideoSettings::CreateControls()

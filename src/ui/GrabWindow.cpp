@@ -14,27 +14,12 @@ framework::Reference<GrabWindow> GrabWindow::Instance()
 
 void GrabWindow::Layout()
 {
-    Placement = 0;
     Width(640);
     Height(480);
-    MinWidth = 64;
-    MinHeight = 64;
-    MaxWidth = 32000;
-    MaxHeight = 32000;
     Frame = Floating;
-    Composite = false;
-    HasBackColor = false;
-    BackColor = framework::RGB(255, 255, 255);
-    Title("");
-    Visible(true);
-    FullScreen = false;
-    MenuBarVisible = true;
-    CloseButton = true;
     Resizeable = false;
     LiveResize = false;
     MaximizeButton = false;
-    MinimizeButton = true;
-    MacProcID = 0;
 }
 
 void GrabWindow::CreateControls()

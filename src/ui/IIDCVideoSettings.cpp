@@ -82,27 +82,12 @@ Reference<Timer> IIDCVideoSettings::SetupTimer() const
 
 void IIDCVideoSettings::Layout()
 {
-    Placement = 0;
     Width(320);
     Height(570);
-    MinWidth = 64;
-    MinHeight = 64;
-    MaxWidth = 32000;
-    MaxHeight = 32000;
-    Frame = Document;
-    Composite = false;
-    HasBackColor = false;
-    BackColor = framework::RGB(255, 255, 255);
     Title("IIDC Video Settings");
-    Visible(true);
-    FullScreen = false;
-    MenuBarVisible = true;
-    CloseButton = true;
     Resizeable = false;
     LiveResize = false;
     MaximizeButton = false;
-    MinimizeButton = true;
-    MacProcID = 0;
 }
 
 void IIDCVideoSettings::CreateControls()
