@@ -17,6 +17,7 @@ case ${1:-} in
     --threads)
         shift
         preset=threads
+        export TSAN_OPTIONS="suppressions=$PWD/tests/support/thread-sanitizer.supp"
         set -- --tests-regex '^platform/(digitizer|sound|movies|dv|grabber|compression)$' "$@"
         # The sanitizer of this compiler finds no place beside a kernel that scatters memory widely.
         setarch --addr-no-randomize true 2>/dev/null && runner="setarch --addr-no-randomize"

@@ -7,7 +7,6 @@ namespace {
 
 constexpr Color kPainted{10, 20, 30};
 constexpr Color kFrame{200, 100, 50};
-constexpr Color kBack{1, 2, 3};
 
 class CanvasTest : public testing::Test {
 protected:
@@ -16,13 +15,10 @@ protected:
         window.layout = [](TestWindow& w) {
             w.Width(200);
             w.Height(100);
-            w.HasBackColor = true;
-            w.BackColor = kBack;
         };
         window.controls = [this](TestWindow& w) {
             canvas = w.Add<TestCanvas>("Canvas1");
             canvas->Place(20, 10, 160, 80);
-            canvas->LockedTo = {true, true, true, true};
         };
         window.Construct();
         Turn();
@@ -64,25 +60,6 @@ TEST_F(CanvasTest, KeepsAFrameUntilARefresh)
     Turn();
     EXPECT_EQ(canvas->paints, 2) << "and once";
     EXPECT_EQ(ShownAt(canvas->Widget(), 80, 40), kPainted);
-}
-
-TEST_F(CanvasTest, KeepsItsContentThroughAResizeAndPaintsAnewAfterIt)
-{
-    ShowFrame(kFrame);
-    window.Width(400);
-    window.Height(300);
-    EXPECT_EQ(canvas->Width(), 360);
-    EXPECT_EQ(canvas->Height(), 280);
-    EXPECT_EQ(PixelAt(window.Port(), 100, 50), kFrame);
-    EXPECT_EQ(PixelAt(window.Port(), 370, 50), kBack) << "uncovered pixels have the window's colour";
-    EXPECT_EQ(PixelAt(window.Port(), 100, 280), kBack);
-    Turn();
-    EXPECT_EQ(canvas->paints, 2) << "two resizes, one paint";
-    EXPECT_EQ(PixelAt(window.Port(), 370, 280), kPainted);
-    canvas->Place(50, 40, 360, 280);
-    Turn();
-    EXPECT_EQ(PixelAt(window.Port(), 399, 299), kPainted) << "moved, and clipped by the window";
-    EXPECT_EQ(canvas->paints, 3);
 }
 
 } // namespace

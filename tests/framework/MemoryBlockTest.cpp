@@ -1,13 +1,12 @@
 #include "framework/MemoryBlock.h"
 #include "framework/FolderItem.h"
 #include "framework/TextStreams.h"
+#include "support/Files.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <functional>
 #include <limits>
-#include <unistd.h>
 
 namespace framework {
 namespace {
@@ -64,9 +63,8 @@ TEST(MemoryBlock, RefusesWhatLiesOutside)
 
 TEST(FolderItem, WritesReadsAndDeletes)
 {
-    const auto folder = std::filesystem::temp_directory_path() / ("velmora folder " + std::to_string(getpid()));
-    std::filesystem::create_directory(folder);
-    FolderItem file((folder / "a (1) $é.txt").string());
+    const test::TemporaryFolder folder;
+    FolderItem file(folder / "a (1) $é.txt");
     EXPECT_EQ(file.Name(), "a (1) $é.txt");
     EXPECT_EQ(ReplaceAll(file.ShellPath(), "\\", ""), file.AbsolutePath());
     EXPECT_NE(file.ShellPath().Bytes().find("a\\ \\(1\\)\\ \\$é.txt"), std::string::npos);
@@ -85,7 +83,6 @@ TEST(FolderItem, WritesReadsAndDeletes)
     EXPECT_FALSE(file.Exists());
     file.Delete();
     EXPECT_EQ(file.LastErrorCode(), -43);
-    std::filesystem::remove_all(folder);
 }
 
 } // namespace

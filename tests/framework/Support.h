@@ -47,11 +47,6 @@ public:
 protected:
     void Event_Open() override { Tell("open"); }
     void Event_Close() override { Tell("close"); }
-    void Event_EnableMenuItems() override
-    {
-        Tell("enable");
-        Canvas::Event_EnableMenuItems();
-    }
     void Event_Paint(Graphics& graphics) override
     {
         ++paints;
@@ -71,16 +66,20 @@ private:
 class TestWindow : public Window {
 public:
     std::function<void(TestWindow&)> layout, controls, handlers;
-    std::function<void()> onOpen, onEnable;
+    std::function<void()> onOpen;
     Log log;
 
 protected:
     void Layout() override { Run("layout", layout); }
     void CreateControls() override { Run("controls", controls); }
     void AddMenuHandlers() override { Run("handlers", handlers); }
-    void Event_Open() override { Tell("open", onOpen); }
+    void Event_Open() override
+    {
+        log.push_back("window open");
+        if (onOpen)
+            onOpen();
+    }
     void Event_Close() override { log.push_back("window close"); }
-    void Event_EnableMenuItems() override { Tell("enable", onEnable); }
 
 private:
     void Run(const char* what, const std::function<void(TestWindow&)>& step)
@@ -88,12 +87,6 @@ private:
         log.push_back(std::string("window ") + what);
         if (step)
             step(*this);
-    }
-    void Tell(const char* what, const std::function<void()>& handler)
-    {
-        log.push_back(std::string("window ") + what);
-        if (handler)
-            handler();
     }
 };
 

@@ -37,21 +37,6 @@ std::shared_ptr<Window> Implicit(const std::function<void(TestWindow&)>& prepare
     });
 }
 
-TEST(ImplicitWindow, IsOneUntilItCloses)
-{
-    EXPECT_FALSE(HasImplicitWindow(kName));
-    const auto first = Implicit([](TestWindow& w) { w.onOpen = [&w] { EXPECT_EQ(Implicit().get(), &w); }; });
-    EXPECT_EQ(Implicit(), first);
-    EXPECT_TRUE(first->Visible());
-    first->Close();
-    EXPECT_FALSE(HasImplicitWindow(kName));
-    const auto second = Implicit();
-    EXPECT_NE(second, first);
-    ReleaseImplicitWindows();
-    EXPECT_FALSE(second->Visible());
-    EXPECT_EQ(second.use_count(), 1);
-}
-
 TEST(ImplicitWindow, LivesThroughTheHandlerThatClosesIt)
 {
     std::weak_ptr<Window> window;
@@ -69,26 +54,6 @@ TEST(ImplicitWindow, LivesThroughTheHandlerThatClosesIt)
     ASSERT_TRUE(TurnUntil([&] { return aliveInHandler; }));
     Turn();
     EXPECT_TRUE(window.expired());
-}
-
-TEST(EventLoop, EndsWithTheLastWindowOrQuit)
-{
-    TestWindow first, second;
-    first.Construct();
-    second.Construct();
-    auto* timer = first.Add<Timer>("Timer");
-    timer->Period(1);
-    int fired = 0;
-    timer->Action = [&] {
-        if (++fired == 3)
-            first.Close();
-        else if (fired == 2)
-            second.Close();
-    };
-    timer->Mode(Timer::Multiple);
-    EXPECT_EQ(RunEventLoop(), 0);
-    EXPECT_EQ(fired, 3) << "and the timer of a closed window is silent";
-    EXPECT_EQ(RunEventLoop(), 0) << "the last window had closed before it began";
 }
 
 } // namespace

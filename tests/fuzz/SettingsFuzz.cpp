@@ -38,10 +38,7 @@ public:
     Result SetFormat(const CaptureFormat& wanted) override
     {
         Require(std::isfinite(wanted.frameRate));
-        format = *std::ranges::min_element(formats, {}, [&](const CaptureFormat& offered) {
-            return std::abs(int64_t{offered.width} - wanted.width) * 2 + (offered.format == wanted.format ? 0 : 1);
-        });
-        return noErr;
+        return TestCamera::SetFormat(wanted);
     }
     std::vector<ImageControl> Controls() const override
     {

@@ -1,45 +1,10 @@
 #pragma once
 
-#include <unistd.h>
+#include "support/Files.h"
 
-#include <array>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <vector>
 
 namespace test {
-
-/// A folder that goes with its owner.
-struct TemporaryFolder {
-    std::filesystem::path path = std::filesystem::temp_directory_path() / ("velmora-dv-" + std::to_string(getpid()));
-    TemporaryFolder() { std::filesystem::create_directories(path); }
-    ~TemporaryFolder() { std::filesystem::remove_all(path); }
-};
-
-inline std::vector<uint8_t> ReadFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/// What a command prints, errors included.
-inline std::string OutputOf(const std::string& command)
-{
-    std::string output;
-    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    std::array<char, 4096> part{};
-    while (pipe != nullptr && std::fgets(part.data(), part.size(), pipe) != nullptr)
-        output += part.data();
-    if (pipe != nullptr)
-        pclose(pipe);
-    return output;
-}
 
 /// The sound of any file as another decoder hears it: 16-bit samples, both channels in turn.
 inline std::vector<int16_t> SoundOf(const std::string& path)
@@ -61,7 +26,7 @@ struct Tape {
     std::vector<std::vector<uint8_t>> frames;
     std::vector<int16_t> heard; ///< its sound, as another decoder hears it
 
-    explicit Tape(bool pal, double seconds = 1) : path(folder.path / (pal ? "pal.dv" : "ntsc.dv"))
+    explicit Tape(bool pal, double seconds = 1) : path(folder / (pal ? "pal.dv" : "ntsc.dv"))
     {
         OutputOf("ffmpeg -v error -y -f lavfi -i testsrc2=size=" +
                  std::string(pal ? "720x576:rate=50" : "720x480:rate=60000/1001") +

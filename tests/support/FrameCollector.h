@@ -14,7 +14,7 @@
 
 /// What is kept of a delivered frame.
 struct SeenFrame {
-    std::optional<uint32_t> number; ///< read from the picture
+    std::optional<uint32_t> number = std::nullopt; ///< read from the picture
     bool flash = false;
     uint32_t sequence = 0;
     int64_t captureTime = 0;
@@ -22,7 +22,6 @@ struct SeenFrame {
     int32_t width = 0;
     int32_t height = 0;
     platform::FourCharCode format = 0;
-    size_t bytes = 0;
 };
 
 /// Takes the frames of a digitizer and reads the numbers of those that show the Test Pattern.
@@ -30,17 +29,17 @@ class FrameCollector : public platform::FrameSink {
 public:
     void FrameArrived(const platform::CapturedFrame& frame) override
     {
-        SeenFrame one;
-        one.sequence = frame.sequence;
-        one.captureTime = frame.captureTime;
-        one.arrival = platform::MonotonicNow();
-        one.width = frame.picture.width;
-        one.height = frame.picture.height;
-        one.format = frame.picture.format;
-        one.bytes = frame.picture.bytes.size();
-        Read(frame.picture, one);
+        const platform::RawFrame& picture = frame.picture;
+        SeenFrame one{.sequence = frame.sequence,
+                      .captureTime = frame.captureTime,
+                      .arrival = platform::MonotonicNow(),
+                      .width = picture.width,
+                      .height = picture.height,
+                      .format = picture.format};
+        Read(picture, one);
         const std::lock_guard lock(mutex);
         seen.push_back(one);
+        last.assign(picture.bytes.begin(), picture.bytes.end());
         changed.notify_all();
     }
 
@@ -65,6 +64,12 @@ public:
     {
         const std::lock_guard lock(mutex);
         return seen;
+    }
+    /// The bytes of the frame that came last.
+    std::vector<uint8_t> Last() const
+    {
+        const std::lock_guard lock(mutex);
+        return last;
     }
     std::vector<platform::Result> Failures() const
     {
@@ -100,6 +105,7 @@ private:
     mutable std::mutex mutex;
     std::condition_variable changed;
     std::vector<SeenFrame> seen;
+    std::vector<uint8_t> last;
     std::vector<platform::Result> failures;
     std::vector<uint8_t> pixels;
 };

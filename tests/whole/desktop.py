@@ -8,7 +8,6 @@ import struct
 import subprocess
 import tempfile
 import time
-import zlib
 
 
 class Failure(Exception):
@@ -103,16 +102,10 @@ class Screen:
 
     def screenshot(self, path, rectangle):
         """Writes a part of the screen as a PNG."""
-        rows = self.pixels(*rectangle)
-        raw = b"".join(b"\0" + bytes(part for pixel in row for part in pixel) for row in rows)
-
-        def chunk(kind, data):
-            return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
-
-        header = struct.pack(">IIBBBBB", len(rows[0]), len(rows), 8, 2, 0, 0, 0)
-        with open(path, "wb") as file:
-            file.write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(raw, 6)) +
-                       chunk(b"IEND", b""))
+        left, top, width, height = rectangle
+        subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "x11grab", "-draw_mouse", "0", "-video_size",
+                        f"{width}x{height}", "-i", f"{self.environment['DISPLAY']}+{left},{top}", "-frames:v", "1", path],
+                       env=self.environment, check=True)
 
     def close(self):
         for child in reversed(self.children):
@@ -132,8 +125,7 @@ class Velmora:
 
     PICTURE = (20, 14, 640, 480)
     BOTTOM_LEFT = {
-        "PushButton1": (363, 555), "PopupMenu1": (214, 522), "EditField1": (363, 521), "PopupMenu2": (214, 555),
-        "CheckBox1": (312, 593), "CheckBox2": (410, 591), "CheckBox3": (508, 589),
+        "PopupMenu1": (214, 522), "CheckBox1": (312, 593), "CheckBox2": (410, 591), "CheckBox3": (508, 589),
     }
     BOTTOM_RIGHT = {"btnstartcapture1": (620, 522)}
     CONTENT = (680, 634)

@@ -73,32 +73,24 @@ void PrintOnce(const uint8_t* picture, int32_t width, int32_t height, int32_t ro
         std::printf("%s\n", CornerName(ReadCornerMark(corner, picture, width, height, rowBytes)));
 }
 
-void Watch(const uint8_t* picture, int32_t width, int32_t height, int32_t rowBytes, double seconds)
+// Prints each number as it appears; or the time of the first one, and nothing when none comes.
+void Watch(const uint8_t* picture, int32_t width, int32_t height, int32_t rowBytes, double seconds, bool onlyFirst)
 {
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + std::chrono::duration<double>(seconds);
     std::optional<uint32_t> last;
     while (Clock::now() < end) {
         const auto number = ReadFrameNumber(picture, width, height, rowBytes);
+        if (number && onlyFirst) {
+            std::printf("%.4f\n", std::chrono::duration<double>(Clock::now().time_since_epoch()).count());
+            return;
+        }
         if (number && number != last) {
             std::printf("%u\n", *number);
             last = number;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-}
-
-bool PrintTimeOfFirst(const uint8_t* picture, int32_t width, int32_t height, int32_t rowBytes)
-{
-    using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + std::chrono::seconds(10);
-    while (!ReadFrameNumber(picture, width, height, rowBytes)) {
-        if (Clock::now() > end)
-            return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    std::printf("%.4f\n", std::chrono::duration<double>(Clock::now().time_since_epoch()).count());
-    return true;
 }
 
 } // namespace
@@ -117,10 +109,9 @@ int main(int argc, char** argv)
         return 2;
     }
     const uint8_t* picture = screen.pixels + int64_t{y} * screen.rowBytes + int64_t{x} * 4;
-    if (argc > 6 && std::string_view(argv[6]) == "first")
-        return PrintTimeOfFirst(picture, width, height, screen.rowBytes) ? 0 : 1;
+    const bool onlyFirst = argc > 6 && std::string_view(argv[6]) == "first";
     if (argc > 6)
-        Watch(picture, width, height, screen.rowBytes, std::atof(argv[6]));
+        Watch(picture, width, height, screen.rowBytes, onlyFirst ? 10 : std::atof(argv[6]), onlyFirst);
     else
         PrintOnce(picture, width, height, screen.rowBytes);
     return 0;

@@ -1,6 +1,7 @@
 """The main job on real input: a camera through V4L2 and a microphone through the sound server, on a PipeWire session of
 its own, worked with real clicks. Run it inside tests/support/with_pipewire.sh."""
 
+import contextlib
 import os
 import subprocess
 import sys
@@ -32,8 +33,7 @@ def with_patience(job, *arguments):
 
 
 def check_each_frame_once(options):
-    screen = Screen(reach_session=True)
-    try:
+    with contextlib.closing(Screen(reach_session=True)) as screen:
         with Camera(PROGRAMS, *options):
             application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
             check(application.title() == "Test Camera", f"the title is {application.title()!r}")
@@ -44,13 +44,10 @@ def check_each_frame_once(options):
             check(numbers == expected, f"{options}: not each frame once and in order; missing {missing}")
             print(f"{' '.join(options)}: {FRAMES} frames on the screen, each once and in order", flush=True)
             check(application.close() == 0, "the exit code is not 0")
-    finally:
-        screen.close()
 
 
 def check_camera_comes_back():
-    screen = Screen(reach_session=True)
-    try:
+    with contextlib.closing(Screen(reach_session=True)) as screen:
         camera = Camera(PROGRAMS, "--size", "640x480", "--rate", "30", "--format", "yuyv")
         application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
         camera.stop()
@@ -63,8 +60,6 @@ def check_camera_comes_back():
             wait_for("the picture to come back", 10, lambda: application.frame_number() not in (None, frozen))
             print(f"the picture was back {time.monotonic() - began:.1f} s after the camera", flush=True)
             check(application.close() == 0, "the exit code is not 0")
-    finally:
-        screen.close()
 
 
 def check_three_recordings():

@@ -35,20 +35,15 @@ class RecordButton(unittest.TestCase):
         rate = int(tracks["video"]["nb_read_packets"]) / float(tracks["video"]["duration"])
         self.assertAlmostEqual(rate, 30, delta=1)
 
-    def test_three_recordings_in_one_session(self):
-        for name in ("First.mov", "The second one.mov", "It's the third & last.mov"):
-            with self.subTest(name=name):
-                self.judge(self.record(name, 3), 3)
-                self.assertIsNotNone(self.velmora.frame_number(), "the live picture went away")
-        self.assertEqual(self.velmora.close(), 0)
-
     def test_a_cancelled_dialog_leaves_the_button_on_stop(self):
         self.velmora.click("btnstartcapture1")
         self.velmora.answer_dialog("Escape")
         # The next press turns the caption back, and finds no movie to finish.
         self.velmora.click("btnstartcapture1")
         self.velmora.answer_dialog("Return")
-        self.judge(self.record("After all.mov", 2), 2)
+        for name in ("After all.mov", "It's the second & last.mov"):
+            self.judge(self.record(name, 2), 2)
+        self.assertEqual(self.velmora.close(), 0)
 
 
 if __name__ == "__main__":

@@ -1,5 +1,4 @@
 #include "platform/atoms/UserData.h"
-#include "platform/atoms/TaggedItems.h"
 
 #include <gtest/gtest.h>
 
@@ -44,31 +43,4 @@ TEST(UserData, ItemsGoThereAndBack)
     DisposeUserData(copy);
     DisposeHandle(handle);
     EXPECT_EQ(NewUserDataFromHandle(handle, cell.Get()), paramErr);
-}
-
-// Whatever is cut short, changed or too long is refused or read, and a form that was read is written the same again.
-TEST(UserData, DamagedFormsDoNoHarm)
-{
-    TaggedItems items;
-    items.AddText(CodeOf("text"), "Some text");
-    items.AddNumber(CodeOf("numb"), -5);
-    items.AddItems(CodeOf("list"), items);
-    const Bytes good = items.Flatten();
-    const auto read = TaggedItems::Read(good);
-    ASSERT_TRUE(read);
-    EXPECT_EQ(read->Number(CodeOf("numb")), -5);
-    EXPECT_EQ(read->Text(CodeOf("text")), "Some text");
-    EXPECT_EQ(read->Number(CodeOf("text")), std::nullopt);
-    for (size_t length = 0; length < good.size(); ++length)
-        EXPECT_FALSE(TaggedItems::Read(std::span(good).first(length))) << length;
-    Bytes longer = good;
-    longer.push_back(0);
-    EXPECT_FALSE(TaggedItems::Read(longer));
-    for (size_t i = 0; i < good.size(); ++i)
-        for (int value = 0; value < 256; ++value) {
-            Bytes changed = good;
-            changed[i] = static_cast<uint8_t>(value);
-            const auto survived = TaggedItems::Read(changed);
-            EXPECT_TRUE(!survived || survived->Flatten() == changed) << i;
-        }
 }

@@ -118,23 +118,6 @@ TEST_F(Sequence, FlipsAndTurnsPutEveryQuarterWhereItBelongsAndCoverTheRectangle)
         }
 }
 
-TEST(PictureDrawing, QuarterTurnsMovePixelsExactly)
-{
-    const TestPort picture(30, 20), port(60, 60);
-    PaintQuarters(picture);
-    const SourcePixels source = SourceOf(picture);
-    PictureDrawing drawing;
-    for (const int sign : {1, -1}) {
-        port.Clear();
-        drawing.Draw(source, {0, 1.0 * sign, -1.0 * sign, 0, sign > 0 ? 40.0 : 15.0, sign > 0 ? 10.0 : 45.0},
-                     port.Pixels());
-        for (int32_t y = 0; y < 20; ++y)
-            for (int32_t x = 0; x < 30; ++x)
-                ASSERT_EQ(port.ColorAt(sign > 0 ? 39 - y : 15 + y, sign > 0 ? 10 + x : 44 - x), picture.ColorAt(x, y))
-                    << sign << " " << x << "," << y;
-    }
-}
-
 // The quick roads and the sampler, which has one rule for all transforms, must agree on what is covered and closely
 // on its colours, wherever the picture lies.
 TEST(PictureDrawing, QuickRoadsAgreeWithTheSampler)
@@ -242,12 +225,7 @@ TEST_F(Sequence, ShowsFramesThatChangedUnderIt)
     const TestPort window(64, 48);
     ASSERT_EQ(Begin(window.Number()), noErr);
     const ImageDescription small = DescriptionOfPassThrough(CodeOf("raw "), 32, 24);
-    std::vector<uint8_t> pixels;
-    for (int y = 0; y < 24; ++y)
-        for (int x = 0; x < 32; ++x)
-            for (const int value :
-                 {QuarterColor(x, y, 32, 24).red, QuarterColor(x, y, 32, 24).green, QuarterColor(x, y, 32, 24).blue})
-                pixels.push_back(static_cast<uint8_t>(value));
+    const auto pixels = Quarters(kRGB24PixelFormat, 32, 24);
     const OwnedBlock frame(static_cast<int64_t>(pixels.size()));
     std::ranges::copy(pixels, frame.Bytes().begin());
     EXPECT_NE(Show(frame.Get(), frame.Bytes().size()), noErr); // no JPEG

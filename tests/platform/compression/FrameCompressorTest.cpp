@@ -50,25 +50,3 @@ TEST(FrameCompressor, EveryCompressorTakesEveryFormat)
     }
     EXPECT_EQ(FrameCompressor::Create({.codec = CodeOf("what")}), nullptr);
 }
-
-// Where a compressor stores what it is given, not a bit may change.
-TEST(FrameCompressor, StoredPixelsAreExact)
-{
-    constexpr int32_t width = 38, height = 10;
-    for (const auto& [codec, from, sameAs] : {std::tuple("2vuy", k2vuyPixelFormat, k2vuyPixelFormat),
-                                              {"2vuy", kYuvsPixelFormat, k2vuyPixelFormat},
-                                              {"yuvs", k2vuyPixelFormat, kYuvsPixelFormat},
-                                              {"yuvs", kNV12PixelFormat, kYuvsPixelFormat},
-                                              {"raw ", kBGR24PixelFormat, kRGB24PixelFormat},
-                                              {"raw ", kPixelFormat32, kRGB24PixelFormat}}) {
-        const auto compressor = FrameCompressor::Create({.codec = CodeOf(codec), .depth = 24});
-        const auto block = compressor->Compress({Quarters(from, width, height), from, width, height});
-        const auto stored = block.Bytes();
-        // The middle lines are left out: there the chroma of 4:2:0 belongs to two colours.
-        const auto expected = Quarters(sameAs, width, height);
-        const auto compared = static_cast<size_t>(PackedRowBytes(sameAs, width)) * 4;
-        ASSERT_EQ(stored.size(), expected.size()) << codec;
-        EXPECT_TRUE(std::ranges::equal(stored.first(compared), std::span(expected).first(compared)))
-            << codec << " from " << TextOf(from);
-    }
-}

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <tuple>
 
 using namespace platform;
 
@@ -39,22 +40,19 @@ TEST(ImageDescription, TheRecordHoldsEveryFieldAtItsPlace)
 
 TEST(ImageDescription, ImpossibleRecordsAreRefused)
 {
-    struct Case {
-        const char* name;
-        size_t offset;
-        int16_t value;
-        bool accepted;
-    };
     const ImageDescription description = Described();
-    for (const Case& c :
-         {Case{"as it is", 32, 640, true}, Case{"no width", 32, 0, false}, Case{"negative height", 34, -480, false},
-          Case{"largest", 32, 16384, true}, Case{"too wide", 32, 16385, false}, Case{"size too small", 0, 85, false},
-          Case{"size beyond the bytes", 0, 255, false}, Case{"name's length beyond its room", 50, 255, true}}) {
+    for (const auto& [name, offset, value, accepted] : {std::tuple("largest", 32, 16384, true),
+                                                        {"too wide", 32, 16385, false},
+                                                        {"no width", 32, 0, false},
+                                                        {"negative height", 34, -480, false},
+                                                        {"size too small", 0, 85, false},
+                                                        {"size beyond the bytes", 0, 255, false},
+                                                        {"name's length beyond its room", 50, 255, true}}) {
         auto record = RecordOf(description);
-        std::memcpy(record.data() + c.offset, &c.value, 2);
+        std::memcpy(record.data() + offset, &value, 2);
         ImageDescription read;
-        EXPECT_EQ(ReadImageDescription(record, read), c.accepted) << c.name;
-        EXPECT_LE(read.name.size(), 31U) << c.name;
+        EXPECT_EQ(ReadImageDescription(record, read), accepted) << name;
+        EXPECT_LE(read.name.size(), 31U) << name;
     }
     const auto record = RecordOf(description);
     for (size_t size = 0; size < record.size(); ++size) {

@@ -15,26 +15,15 @@ namespace {
 
 constexpr uint64_t kGuid = 0x0011223344556677;
 
-struct Collector : FrameSink, SoundSink {
-    void FrameArrived(const CapturedFrame& frame) override
-    {
-        frames.emplace_back(frame.picture.bytes.begin(), frame.picture.bytes.end());
-        last = frame;
-    }
-    void CaptureFailed(Result result) override { failure = result; }
+struct Collector : SoundSink {
     void SoundArrived(const CapturedSound& arrived) override
     {
         const auto* samples = reinterpret_cast<const int16_t*>(arrived.bytes.data());
         sound.insert(sound.end(), samples, samples + arrived.bytes.size() / 2);
-        soundTime = arrived.captureTime;
     }
-    void SoundFailed(Result result) override { failure = result; }
+    void SoundFailed(Result) override {}
 
-    std::vector<std::vector<uint8_t>> frames;
     std::vector<int16_t> sound;
-    CapturedFrame last;
-    int64_t soundTime = 0;
-    std::atomic<Result> failure{noErr};
 };
 
 class DvDigitizerTest : public testing::Test {
@@ -56,63 +45,6 @@ protected:
     std::shared_ptr<test::SimulatedBus> bus = std::make_shared<test::SimulatedBus>();
     Collector collector;
 };
-
-TEST_F(DvDigitizerTest, PictureAndSoundComeThroughUntouchedAndInStep)
-{
-    ASSERT_EQ(ListDvDigitizers().size(), 1U);
-    const auto identity = ListDvSoundSources().front().identity;
-    for (const bool pal : {false, true}) {
-        const Tape tape(pal);
-        ASSERT_GE(tape.frames.size(), 25U);
-        collector.frames.clear();
-        collector.sound.clear();
-        const auto camera = OpenDvDigitizer(identity);
-        const auto sound = OpenDvSoundSource(identity);
-        ASSERT_TRUE(camera && sound);
-        camera->Start(collector);
-        sound->Start(collector);
-        DvStreamSink& stream = WaitForStream();
-        for (size_t i = 0; i < tape.frames.size(); ++i) {
-            stream.DvFrameArrived(tape.frames[i], true, static_cast<int64_t>(1000 + i));
-            EXPECT_EQ(collector.last.captureTime, collector.soundTime);
-        }
-        EXPECT_EQ(collector.frames, tape.frames);
-        EXPECT_EQ(collector.sound, tape.heard);
-        EXPECT_EQ(TextOf(collector.last.picture.format), pal ? "dvcp" : "dvc ");
-        EXPECT_EQ(camera->Format().height, pal ? 576 : 480);
-        EXPECT_EQ(collector.last.sequence, tape.frames.size());
-        camera->Stop();
-        sound->Stop();
-        EXPECT_EQ(bus->streaming, nullptr);
-    }
-}
-
-TEST_F(DvDigitizerTest, BadFramesAreCountedAndACamcorderComesBack)
-{
-    const Tape tape(false);
-    ASSERT_GE(tape.frames.size(), 2U);
-    const auto camera = OpenDvDigitizer("dv:0011223344556677");
-    ASSERT_TRUE(camera);
-    bus->isPlugged = false;
-    EXPECT_EQ(camera->Start(collector), noDeviceForChannel); // and waits for it
-    bus->isPlugged = true;
-    DvStreamSink& stream = WaitForStream();
-    const auto& frame = tape.frames[0];
-    stream.DvFrameArrived(frame, true, 1);
-    stream.DvFrameArrived(std::span(frame).first(60'000), false, 2);
-    stream.DvFrameArrived({}, false, 3);
-    stream.DvFrameArrived(tape.frames[1], false, 4);
-    EXPECT_EQ(collector.frames.size(), 2U);
-    EXPECT_EQ(collector.last.sequence, 4U);
-
-    stream.DvStreamFailed(ioErr);
-    EXPECT_EQ(collector.failure, ioErr);
-    while (bus->streaming != nullptr)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    WaitForStream().DvFrameArrived(frame, true, 5);
-    EXPECT_EQ(collector.frames.size(), 3U);
-    camera->Stop();
-}
 
 // Makes the sound of a frame 12 bits and 32 kHz on two pairs of channels; `next` gives the codes of each three bytes.
 void WriteTwelveBitSound(std::vector<uint8_t>& frame, const std::function<std::pair<int, int>(size_t sequence)>& next)

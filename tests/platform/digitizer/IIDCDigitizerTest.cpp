@@ -126,22 +126,26 @@ TEST_F(IIDCDigitizer, ACameraThatLeavesOrIsResetIsTakenUpAgain)
 TEST_F(IIDCDigitizer, FeaturesAreImageControlsAndAnalogValues)
 {
     camera.features[IIDCFeature::Brightness] = {.minimum = 10, .maximum = 210, .value = 60};
-    camera.features[IIDCFeature::Zoom] = {.minimum = 0, .maximum = 4000, .value = 5, .canBeManual = false};
+    // An automatic feature is the camera's own business until its mode is changed.
+    auto& shutter = camera.features[IIDCFeature::Shutter] = {.maximum = 99, .value = 40, .isManual = false};
+    shutter.canBeAutomatic = shutter.canBeOff = true;
     const auto device = Open();
     uint16_t value = 0;
     EXPECT_EQ(device->GetAnalog(AnalogControl::Brightness, value), noErr);
     EXPECT_EQ(value, 16384);
     EXPECT_EQ(device->SetAnalog(AnalogControl::Brightness, 65535), noErr);
-    EXPECT_EQ(device->GetAnalog(AnalogControl::Hue, value), digiUnimpErr);
-    EXPECT_EQ(device->SetAnalog(AnalogControl::Contrast, 1), digiUnimpErr);
-    EXPECT_EQ(device->SetControl(CodeOf("zoom"), 9), permErr);
-    const auto controls = device->Controls();
-    ASSERT_EQ(controls.size(), 2U);
-    EXPECT_EQ(std::tuple(controls[0].name, controls[0].minimum, controls[0].maximum, controls[0].value),
-              std::tuple("Brightness", 10, 210, 210));
-    EXPECT_TRUE(controls[1].readOnly);
-    EXPECT_EQ(device->SetControl(controls[0].identity, int64_t{1} << 40), noErr);
     EXPECT_EQ(camera.features[IIDCFeature::Brightness].value, 210U);
+    EXPECT_EQ(device->GetAnalog(AnalogControl::Hue, value), digiUnimpErr);
+    const auto controls = device->Controls();
+    ASSERT_EQ(controls.size(), 3U);
+    EXPECT_EQ(controls[0].name, "Brightness");
+    EXPECT_EQ(controls[1].choices.size(), 3U);
+    for (const int64_t mode : {1, 0, 2}) {
+        EXPECT_EQ(device->SetControl(controls[1].identity, mode), noErr);
+        EXPECT_EQ(device->Controls()[1].value, mode);
+        EXPECT_EQ(device->Controls()[2].inactive, mode != 1);
+    }
+    EXPECT_EQ(device->SetControl(controls[1].identity, 7), paramErr);
 }
 
 TEST_F(IIDCDigitizer, FeaturesGoThroughContainersBothWays)

@@ -1,5 +1,6 @@
 #include "platform/digitizer/V4L2Digitizer.h"
 #include "SimulatedCamera.h"
+#include "platform/digitizer/VideoDigitizer.h"
 #include "support/FrameCollector.h"
 
 #include <functional>
@@ -32,17 +33,6 @@ std::vector<uint8_t> Ramp(size_t size)
     return bytes;
 }
 
-// Keeps the pixels of each frame, which the collector does not.
-class PixelCollector : public FrameCollector {
-public:
-    void FrameArrived(const CapturedFrame& frame) override
-    {
-        last.assign(frame.picture.bytes.begin(), frame.picture.bytes.end());
-        FrameCollector::FrameArrived(frame);
-    }
-    std::vector<uint8_t> last;
-};
-
 class V4L2DigitizerTest : public testing::Test {
 protected:
     void SetUp() override { V4L2System::SetCurrent(cameras); }
@@ -57,7 +47,7 @@ protected:
 
     std::shared_ptr<SimulatedCameras> cameras = std::make_shared<SimulatedCameras>();
     std::unique_ptr<Digitizer> digitizer;
-    PixelCollector frames;
+    FrameCollector frames;
 };
 
 TEST_F(V4L2DigitizerTest, ListsCapturingDevicesInTheOrderOfTheirNodesAndThePatternLast)
@@ -157,7 +147,7 @@ TEST_F(V4L2DigitizerTest, DeliversDriversStampsAndCountsAndTellsLossesBySequence
     EXPECT_EQ(seen[0].captureTime, stamp);
     EXPECT_EQ(seen[1].captureTime, stamp + 1'000'000);
     EXPECT_GT(seen[2].captureTime, stamp + 20'000'000);
-    EXPECT_EQ(frames.last, bytes);
+    EXPECT_EQ(frames.Last(), bytes);
     EXPECT_TRUE(cameras->IsIdle(0));
 }
 
@@ -185,7 +175,7 @@ TEST_F(V4L2DigitizerTest, TakesThePaddingOffTheRowsOfEveryLayout)
         ASSERT_TRUE(cameras->Emit(0, {sent}));
         ASSERT_TRUE(frames.WaitFor(before + 1));
         digitizer->Stop();
-        EXPECT_EQ(frames.last, expected) << pixelFormat;
+        EXPECT_EQ(frames.Last(), expected) << pixelFormat;
     }
 }
 
@@ -205,7 +195,7 @@ TEST_F(V4L2DigitizerTest, JpegFramesCarryTheirOwnSizeAndBrokenOnesAreDropped)
     ASSERT_EQ(seen.size(), 1U);
     EXPECT_EQ(std::pair(seen[0].width, seen[0].height), std::pair(320, 200));
     EXPECT_EQ(seen[0].sequence, 5U);
-    EXPECT_EQ(frames.last, padded);
+    EXPECT_EQ(frames.Last(), padded);
 }
 
 TEST_F(V4L2DigitizerTest, AnyCallThatFailsAtTheStartGivesAResultAndLeavesNothingBehind)
@@ -261,7 +251,7 @@ TEST_F(V4L2DigitizerTest, AFailureInMidRunIsToldOnceAndTheDeviceIsTakenUpAgain)
     for (const Case& one : cases) {
         SCOPED_TRACE(one.name);
         Open(Camera::Simple());
-        PixelCollector run;
+        FrameCollector run;
         ASSERT_EQ(digitizer->Start(run), noErr);
         ASSERT_TRUE(cameras->Emit(0, {Ramp(128), 7}));
         ASSERT_TRUE(run.WaitFor(1));
@@ -307,21 +297,33 @@ TEST_F(V4L2DigitizerTest, TheSixValuesScaleOverTheDevicesOwnRanges)
     camera.controls[V4L2_CID_CONTRAST] = {0, 100, 25, 50};
     camera.controls[V4L2_CID_HUE] = {-2000000000, 2000000000, 1, 0};
     Open(camera);
-    const std::tuple<AnalogControl, uint16_t, uint32_t, int32_t> cases[] = {
-        {AnalogControl::Brightness, 0, V4L2_CID_BRIGHTNESS, -64},
-        {AnalogControl::Brightness, 65535, V4L2_CID_BRIGHTNESS, 64},
-        {AnalogControl::Contrast, 20000, V4L2_CID_CONTRAST, 25},
-        {AnalogControl::Hue, 0, V4L2_CID_HUE, -2000000000},
-        {AnalogControl::Hue, 65535, V4L2_CID_HUE, 2000000000}};
-    uint16_t read = 0;
-    for (const auto& [control, written, identity, expected] : cases) {
-        ASSERT_EQ(digitizer->SetAnalog(control, written), noErr);
+    const ComponentInstance instance = OpenDigitizerInstance(std::move(digitizer));
+    const OwnedBlock value(4);
+    using Call = Result (*)(ComponentInstance, Address);
+    const std::tuple<Call, Call, uint16_t, uint32_t, int32_t> cases[] = {
+        {VDSetBrightness, VDGetBrightness, 0, V4L2_CID_BRIGHTNESS, -64},
+        {VDSetBrightness, VDGetBrightness, 65535, V4L2_CID_BRIGHTNESS, 64},
+        {VDSetContrast, VDGetContrast, 20000, V4L2_CID_CONTRAST, 25},
+        {VDSetHue, VDGetHue, 0, V4L2_CID_HUE, -2000000000},
+        {VDSetHue, VDGetHue, 65535, V4L2_CID_HUE, 2000000000}};
+    for (const auto& [set, get, written, identity, expected] : cases) {
+        Poke(value.Get(), written);
+        ASSERT_EQ(set(instance, value.Get()), noErr);
         EXPECT_EQ(cameras->At(0).controls[identity].value, expected);
         // What was read can be written back without a change.
-        ASSERT_EQ(digitizer->GetAnalog(control, read), noErr);
-        ASSERT_EQ(digitizer->SetAnalog(control, read), noErr);
+        ASSERT_EQ(get(instance, value.Get()), noErr);
+        ASSERT_EQ(set(instance, value.Get()), noErr);
         EXPECT_EQ(cameras->At(0).controls[identity].value, expected);
     }
+    for (const Call call : {VDGetBrightness, VDSetBrightness, VDGetHue, VDSetContrast}) {
+        EXPECT_EQ(call(instance + 1000, value.Get()), badComponentInstance);
+        EXPECT_EQ(call(instance, 0), paramErr);
+    }
+    EXPECT_EQ(VDGetSharpness(instance, value.Get()), digiUnimpErr);
+    EXPECT_EQ(VDSetWhiteLevelValue(instance, value.Get()), digiUnimpErr);
+    EXPECT_EQ(VDGetImageDescription(instance, 12345), nilHandleErr);
+    EXPECT_EQ(CloseComponent(instance), noErr);
+    EXPECT_EQ(VDGetBrightness(instance, value.Get()), badComponentInstance);
 }
 
 } // namespace

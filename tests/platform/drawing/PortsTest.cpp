@@ -3,45 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstring>
-#include <tuple>
-#include <vector>
 
 using namespace platform;
-
-namespace {
-
-uint32_t PixelOf(const PortPixels& port, int32_t x, int32_t y)
-{
-    uint32_t pixel = 0;
-    std::memcpy(&pixel, port.pixels + y * port.rowBytes + x * 4, 4);
-    return pixel;
-}
-
-void SetPixel(const PortPixels& port, int32_t x, int32_t y, uint32_t pixel)
-{
-    std::memcpy(port.pixels + y * port.rowBytes + x * 4, &pixel, 4);
-}
-
-} // namespace
-
-TEST(PixelFormat, SizesOfPackedImages)
-{
-    for (const auto& [format, width, height, rowBytes, bytes] :
-         {std::tuple<FourCharCode, int32_t, int32_t, int32_t, int64_t>{32, 5, 3, 20, 60},
-          {CodeOf("2vuy"), 5, 3, 12, 36},
-          {CodeOf("y420"), 5, 3, 5, 15 + 2 * 6},
-          {CodeOf("nv12"), 4, 2, 4, 12},
-          {CodeOf("24RG"), 5, 3, 15, 45},
-          {CodeOf("grey"), 5, 3, 5, 15},
-          {CodeOf("jpeg"), 5, 3, 0, 0},
-          {32, 16384, 16384, 65536, int64_t{1} << 30},
-          {32, 16385, 1, 0, 0},
-          {32, 0, 1, 0, 0}}) {
-        EXPECT_EQ(PackedRowBytes(format, width), rowBytes) << TextOf(format) << width;
-        EXPECT_EQ(PackedImageSize(format, width, height), bytes) << TextOf(format) << width;
-    }
-}
 
 TEST(GraphicsWorlds, MakesAndRefusesWorlds)
 {
@@ -76,39 +39,4 @@ TEST(GraphicsWorlds, MakesAndRefusesWorlds)
         EXPECT_EQ(GetPixBaseAddr(map), 0);
         EXPECT_EQ(BytesInUse(), before + 8);
     }
-}
-
-TEST(Ports, APixelMapFollowsItsPortThroughAResize)
-{
-    const PortReference port = NewPort(20, 10);
-    const PixMapReference map = GetGWorldPixMap(port);
-    SetPixel(*PixelsOfPort(port), 3, 4, 0xFF112233);
-    SetPixel(*PixelsOfPort(port), 19, 9, 0xFF445566);
-
-    ASSERT_TRUE(ResizePort(port, 100, 50));
-    EXPECT_EQ(GetGWorldPixMap(port), map);
-    EXPECT_EQ(PixelOf(*PixelsOfPixMap(map), 3, 4), 0xFF112233);
-    EXPECT_EQ(PixelOf(*PixelsOfPixMap(map), 19, 9), 0xFF445566);
-    EXPECT_EQ(PixelOf(*PixelsOfPixMap(map), 20, 9), 0U);
-
-    ASSERT_TRUE(ResizePort(port, 5, 6));
-    EXPECT_EQ(PixelOf(*PixelsOfPixMap(map), 3, 4), 0xFF112233);
-    EXPECT_FALSE(ResizePort(port, 5, 16385));
-
-    DisposeGWorld(port); // a window's port is not a world
-    EXPECT_EQ(LockPixels(map), 1);
-    ReleasePort(port);
-    EXPECT_EQ(LockPixels(map), 0);
-    EXPECT_FALSE(PixelsOfPort(port) || PixelsOfPixMap(map) || ResizePort(port, 5, 5));
-}
-
-TEST(Ports, ChangesAreToldToTheOwner)
-{
-    std::vector<int32_t> tops;
-    const PortReference port = NewPort(20, 10, [&](const PortRect& area) { tops.push_back(area.top); });
-    NotePortChanged(port, {1, 2, 3, 4});
-    NotePortChanged(port, {1, 3, 0, 4});
-    ReleasePort(port);
-    NotePortChanged(port, {1, 4, 3, 4});
-    EXPECT_EQ(tops, std::vector<int32_t>{2});
 }

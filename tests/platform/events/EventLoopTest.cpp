@@ -47,10 +47,9 @@ class EventLoopTest : public testing::Test {
 protected:
     EventLoopTest() { fired.clear(), actions.clear(); }
 
-    EventLoopTimer Install(double first, double interval, int32_t userData, bool idle = false)
+    EventLoopTimer Install(double first, double interval, int32_t userData)
     {
-        const auto install = idle ? InstallEventLoopIdleTimer : InstallEventLoopTimer;
-        EXPECT_EQ(install(GetMainEventLoop(), first, interval, callback, userData, out.Get()), noErr);
+        EXPECT_EQ(InstallEventLoopTimer(GetMainEventLoop(), first, interval, callback, userData, out.Get()), noErr);
         return Peek<EventLoopTimer>(out.Get());
     }
 
@@ -96,40 +95,6 @@ TEST_F(EventLoopTest, NeverFiresInsideACallback)
     Install(0.02, 0, 3);
     ASSERT_TRUE(RunUntil([] { return CountOf(3) == 1 && CountOf(2) > 0; }));
     RemoveEventLoopTimer(repeating);
-}
-
-// Each of these events makes the next, as a user's would keep coming.
-class ChainOfKeys : public QObject {
-public:
-    ChainOfKeys() { Next(); }
-    int left = 50;
-
-protected:
-    bool event(QEvent* event) override
-    {
-        if (event->type() != QEvent::KeyPress)
-            return QObject::event(event);
-        if (--left > 0)
-            Next();
-        return true;
-    }
-
-private:
-    void Next() { QCoreApplication::postEvent(this, new QEvent(QEvent::KeyPress), Qt::LowEventPriority); }
-};
-
-TEST_F(EventLoopTest, AnIdleTimerWaitsForTheEventsOfTheUser)
-{
-    RemoveEventLoopTimer(Install(0, 0, 9, true)); // the user is watched from the first one on
-    ChainOfKeys keys;
-    int leftAtIdle = -1, leftAtPlain = -1;
-    actions[1] = [&](EventLoopTimer) { leftAtIdle = keys.left; };
-    actions[2] = [&](EventLoopTimer) { leftAtPlain = keys.left; };
-    Install(0, 0, 1, true);
-    Install(0, 0, 2);
-    ASSERT_TRUE(RunUntil([] { return CountOf(1) == 1 && CountOf(2) == 1; }));
-    EXPECT_EQ(leftAtIdle, 0);
-    EXPECT_GT(leftAtPlain, 0);
 }
 
 } // namespace

@@ -4,37 +4,18 @@
 #include "platform/drawing/Ports.h"
 #include "platform/files/DirectoryNumbers.h"
 #include "platform/movies/MovieRecovery.h"
+#include "support/Files.h"
 
 #include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 
 using namespace grabbertest;
-
-namespace {
-
-std::string OutputOf(const std::string& command)
-{
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    char buffer[4096];
-    while (pipe && fgets(buffer, sizeof buffer, pipe))
-        output += buffer;
-    if (pipe)
-        pclose(pipe);
-    return output;
-}
-
-} // namespace
+using test::OutputOf;
 
 class DirectModeTest : public GrabberTest {
 protected:
-    DirectModeTest() : folder(std::filesystem::temp_directory_path() / "velmora-direct-XXXXXX")
+    DirectModeTest()
     {
-        std::string name = folder.string();
-        folder = mkdtemp(name.data());
-        const auto numbers = NumbersOfDirectory(folder.string());
+        const auto numbers = NumbersOfDirectory(folder.path.string());
         Poke(file.Get(), numbers.volume);
         Poke(file.Get() + 2, numbers.directory);
         Poke(file.Get() + 6, std::array<char, 10>{9, 'a', ' ', 'b', '\'', 'c', '.', 'm', 'o', 'v'});
@@ -45,12 +26,10 @@ protected:
     {
         SGStop(session);
         ReleasePort(port);
-        std::filesystem::remove_all(folder);
     }
 
-    std::string Path() const { return (folder / "a b'c.mov").string(); }
-
-    std::filesystem::path folder;
+    test::TemporaryFolder folder;
+    const std::string path = folder / "a b'c.mov";
     OwnedBlock file{69};
     PortReference port = 0;
     std::vector<uint8_t> frame = JpegPicture(64, 48, 200);
@@ -85,20 +64,20 @@ TEST_F(DirectModeTest, RecordsAMovie)
 
     const std::string probe = "ffprobe -v error -show_entries stream=codec_name,codec_type,nb_frames,duration_ts,"
                               "time_base,start_time,width,sample_rate -of compact \"" +
-                              Path() + "\" 2>&1";
+                              path + "\"";
     const std::string streams = OutputOf(probe);
     EXPECT_NE(streams.find("codec_name=mjpeg|codec_type=video|width=64"), std::string::npos) << streams;
     EXPECT_NE(streams.find("nb_frames=50"), std::string::npos) << streams;
     EXPECT_NE(streams.find("codec_name=pcm_s16le|codec_type=audio|sample_rate=48000"), std::string::npos) << streams;
     RecoveredMovie found;
     std::string written;
-    EXPECT_EQ(RecoverMovie(Path(), (folder / "copy.mov").string(), found, written), noErr);
+    EXPECT_EQ(RecoverMovie(path, folder / "copy.mov", found, written), noErr);
     EXPECT_TRUE(found.wasComplete);
     EXPECT_EQ(found.videoFrames, 50U);
     // From the first frame to the last piece of sound.
     EXPECT_NEAR(static_cast<double>(found.soundFrames), 48000 * (50 * 0.04 - 0.015), 2);
-    EXPECT_EQ(OutputOf("ffmpeg -v error -i \"" + Path() + "\" -f null - 2>&1"), "");
+    EXPECT_EQ(OutputOf("ffmpeg -v error -i \"" + path + "\" -f null -"), "");
     const std::string times =
-        OutputOf("ffprobe -v error -select_streams v -show_entries packet=duration -of csv=p=0 \"" + Path() + "\"");
+        OutputOf("ffprobe -v error -select_streams v -show_entries packet=duration -of csv=p=0 \"" + path + "\"");
     EXPECT_EQ(times.substr(0, 9), "25\n25\n22\n") << times;
 }

@@ -3,7 +3,6 @@
 #include "platform/atoms/UserData.h"
 
 #include <array>
-#include <random>
 
 using namespace grabbertest;
 
@@ -87,26 +86,10 @@ TEST_F(SettingsTest, DamagedSettingsAreRefused)
 {
     ChangeEverything();
     const auto saved = Save();
-    size_t accepted = 0;
     for (size_t length = 0; length < saved.size(); ++length)
         EXPECT_EQ(Restore(std::span(saved).first(length)), paramErr) << length;
     EXPECT_EQ(ChannelAt(2), video);
     EXPECT_EQ(Save(), saved);
-    for (size_t i = 0; i < saved.size(); ++i)
-        for (const uint8_t flip : {0x01, 0x80, 0xFF}) {
-            auto flipped = saved;
-            flipped[i] ^= flip;
-            const SGChannel before = ChannelAt(2);
-            if (Restore(flipped) == noErr)
-                ++accepted;
-            else
-                ASSERT_EQ(ChannelAt(2), before);
-        }
-    EXPECT_GT(accepted, 100U);
-    std::mt19937 random(1);
-    std::vector<uint8_t> noise(1 << 20);
-    std::ranges::generate(noise, [&] { return static_cast<uint8_t>(random()); });
-    EXPECT_EQ(Restore(noise), paramErr);
     // A list of items is no session's settings by that alone.
     NewUserData(cell.Get());
     const auto empty = Peek<UserData>(cell.Get());

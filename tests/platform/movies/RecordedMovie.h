@@ -2,27 +2,17 @@
 
 #include "platform/corefoundation/CoreFoundation.h"
 #include "platform/movies/Movies.h"
+#include "support/Files.h"
 
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace movietest {
 
+using namespace test;
 using Bytes = std::vector<uint8_t>;
-
-/// A folder of its own for each test, emptied at the end.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    std::string operator/(const std::string& name) const { return (path / name).string(); }
-
-private:
-    std::filesystem::path path;
-};
 
 /// A handle that is disposed with its owner.
 class TestHandle {
@@ -45,15 +35,6 @@ Bytes JpegFrame(int width, int height, int number);
 
 /// `size` bytes that differ with `seed`.
 Bytes Noise(size_t size, uint32_t seed);
-
-Bytes ReadFile(const std::string& path);
-void WriteFile(const std::string& path, const Bytes& bytes);
-
-/// Runs a shell command and gives all it wrote, errors among it.
-std::string OutputOf(const std::string& command);
-
-/// A name in the form in which a shell takes it as one word.
-std::string Quoted(const std::string& name);
 
 /// Creates a storage at a path: its result, and the numbers.
 platform::Result CreateStorage(const std::string& path, uint32_t flags, platform::DataHandler& handler,

@@ -10,6 +10,7 @@
 #include <numbers>
 
 using namespace platform;
+using test::OutputOf;
 
 namespace {
 

@@ -1,13 +1,9 @@
 #pragma once
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include "support/Files.h"
+
 #include <functional>
-#include <memory>
 #include <signal.h>
-#include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,17 +27,6 @@ private:
     const pid_t pid;
 };
 
-/// What a shell command writes.
-inline std::string OutputOf(const std::string& command)
-{
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    for (int letter = 0; (letter = std::fgetc(pipe)) != EOF;)
-        output += static_cast<char>(letter);
-    pclose(pipe);
-    return output;
-}
-
 /// Looks until something is so; false after ten seconds.
 inline bool Await(const std::function<bool()>& isSo)
 {
@@ -63,7 +48,6 @@ public:
 
     PulseSession()
     {
-        std::filesystem::create_directory(directory);
         const std::string note = directory / "note";
         const std::filesystem::path script = __FILE__ "/../../../support/with_pipewire.sh";
         // The session lives until its standard input ends.
@@ -73,8 +57,8 @@ public:
         std::string runtime;
         Await([&] { return static_cast<bool>(std::ifstream(note) >> runtime); });
         setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
-        setenv("PULSE_RUNTIME_PATH", directory.c_str(), 1);
-        setenv("PULSE_SERVER", ("unix:" + Socket().string()).c_str(), 1);
+        setenv("PULSE_RUNTIME_PATH", directory.path.c_str(), 1);
+        setenv("PULSE_SERVER", ("unix:" + Socket()).c_str(), 1);
         StartServer();
     }
 
@@ -82,13 +66,14 @@ public:
     {
         server.reset();
         pclose(session);
-        std::filesystem::remove_all(directory);
     }
 
     void StartServer()
     {
         server = std::make_unique<ChildProcess>("pipewire-pulse");
-        Await([] { return OutputOf("pactl list short sources 2>/dev/null").find("test-sink") != std::string::npos; });
+        Await([] {
+            return test::OutputOf("pactl list short sources 2>/dev/null").find("test-sink") != std::string::npos;
+        });
     }
 
     void KillServer()
@@ -97,10 +82,9 @@ public:
         std::filesystem::remove(Socket());
     }
 
-    std::filesystem::path Socket() const { return directory / "native"; }
+    std::string Socket() const { return directory / "native"; }
 
-    const std::filesystem::path directory =
-        std::filesystem::temp_directory_path() / ("velmora-sound." + std::to_string(getpid()));
+    const test::TemporaryFolder directory;
 
 private:
     FILE* session = nullptr;

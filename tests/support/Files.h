@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace test {
+
+/// A folder that goes with its owner.
+class TemporaryFolder {
+public:
+    TemporaryFolder()
+    {
+        std::string pattern = std::filesystem::temp_directory_path() / "velmora-test-XXXXXX";
+        path = mkdtemp(pattern.data());
+    }
+    ~TemporaryFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    std::string operator/(const std::string& name) const { return path / name; }
+
+    std::filesystem::path path;
+};
+
+inline std::vector<uint8_t> ReadFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes)
+{
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+/// What a shell command writes, errors included.
+inline std::string OutputOf(const std::string& command)
+{
+    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(("{ " + command + "; } 2>&1").c_str(), "r"), pclose);
+    std::string output;
+    for (int letter = 0; (letter = std::fgetc(pipe.get())) != EOF;)
+        output += static_cast<char>(letter);
+    return output;
+}
+
+/// A name in the form in which a shell takes it as one word.
+inline std::string Quoted(const std::string& name)
+{
+    std::string quoted = "'";
+    for (const char letter : name)
+        quoted += letter == '\'' ? "'\\''" : std::string(1, letter);
+    return quoted + "'";
+}
+
+} // namespace test
