@@ -27,8 +27,10 @@ QFormLayout* SettingsPage::Form()
 
 void SettingsPage::AddRow(const QString& label, QWidget* widget)
 {
+    // A text speaks for itself: a name would stand in its way.
     QString name = label;
-    widget->setAccessibleName(name.remove('&').remove(':'));
+    if (!widget->inherits("QLabel"))
+        widget->setAccessibleName(name.remove('&').remove(':'));
     RefuseFocusByWheel(*widget);
     Form()->addRow(label, widget);
 }
