@@ -19,7 +19,8 @@ case ${1:-} in
         shift
         preset=threads
         whole=false
-        export TSAN_OPTIONS="suppressions=$PWD/tests/support/thread-sanitizer.supp"
+        # The test of a killed recording forks.
+        export TSAN_OPTIONS="suppressions=$PWD/tests/support/thread-sanitizer.supp die_after_fork=0"
         set -- --tests-regex '^platform/(digitizer|sound|movies|dv|grabber|compression)$' "$@"
         # The sanitizer of this compiler finds no place beside a kernel that scatters memory widely.
         setarch --addr-no-randomize true 2>/dev/null && runner="setarch --addr-no-randomize"
