@@ -22,6 +22,7 @@
 #include "platform/compression/RawPictures.h"
 #include "platform/memory/ReferenceTable.h"
 
+#include <cmath>
 #include <utility>
 
 namespace platform {
@@ -63,8 +64,9 @@ public:
         transform.b /= across;
         transform.c /= down;
         transform.d /= down;
-        part = {static_cast<int32_t>(part.left * across), static_cast<int32_t>(part.top * down),
-                static_cast<int32_t>(part.width * across), static_cast<int32_t>(part.height * down)};
+        const auto scaled = [](int32_t side, double by) { return static_cast<int32_t>(std::lround(side * by)); };
+        part = {scaled(part.left, across), scaled(part.top, down), scaled(part.width, across),
+                scaled(part.height, down)};
         description = changed;
         decoded = OwnedBlock();
         return MakeDecoder();

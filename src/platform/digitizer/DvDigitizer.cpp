@@ -18,6 +18,7 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace platform {
 namespace {
@@ -92,9 +93,9 @@ public:
                                                  .height = info->height},
                                      .captureTime = captureTime,
                                      .sequence = sequence});
-        // The sound blocks of missing packets would repeat the frame before; a complete frame has its own.
-        if (soundSink != nullptr)
-            DeliverSound(frame, complete, captureTime);
+        // The rate is known from the first frame on, whether or not anybody listens yet.
+        if (ExtractDvSound(frame, sound) && soundSink != nullptr)
+            DeliverSound(complete, captureTime);
     }
 
     void DvStreamFailed(Result result) override
@@ -109,10 +110,9 @@ public:
     }
 
 private:
-    void DeliverSound(std::span<const uint8_t> frame, bool complete, int64_t captureTime)
+    // The sound blocks of missing packets would repeat the frame before; a complete frame has its own.
+    void DeliverSound(bool complete, int64_t captureTime)
     {
-        if (!ExtractDvSound(frame, sound))
-            return;
         if (!complete)
             std::ranges::fill(sound.samples, int16_t{0});
         soundSink->SoundArrived(
@@ -210,13 +210,21 @@ public:
 
     Result Start(FrameSink& sink) override
     {
+        running = true;
         device->SetFrameSink(&sink);
         return device->Presence();
     }
-    void Stop() override { device->SetFrameSink(nullptr); }
+
+    // Another digitizer over the same camcorder may be running by now: what isn't one's own stays.
+    void Stop() override
+    {
+        if (std::exchange(running, false))
+            device->SetFrameSink(nullptr);
+    }
 
 private:
     std::shared_ptr<DvDevice> device;
+    bool running = false;
 };
 
 class DvSoundSource : public SoundSource {
@@ -243,13 +251,19 @@ public:
 
     Result Start(SoundSink& sink) override
     {
+        running = true;
         device->SetSoundSink(&sink);
         return device->Presence();
     }
-    void Stop() override { device->SetSoundSink(nullptr); }
+    void Stop() override
+    {
+        if (std::exchange(running, false))
+            device->SetSoundSink(nullptr);
+    }
 
 private:
     std::shared_ptr<DvDevice> device;
+    bool running = false;
 };
 
 template <typename Entry> std::vector<Entry> ListDevices()

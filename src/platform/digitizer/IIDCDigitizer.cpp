@@ -198,7 +198,12 @@ public:
         if (result == noErr || result == noDeviceForChannel)
             return result;
         wanted = before; // refused by the camera itself
-        Start(*running);
+        const Result again = Start(*running);
+        if (again == noErr || again == noDeviceForChannel)
+            return result;
+        // It takes neither at the moment: it is asked again until it does.
+        running->CaptureFailed(again);
+        thread = std::thread([this] { Run(false); });
         return result;
     }
 
@@ -250,7 +255,7 @@ public:
         const std::lock_guard lock(mutex);
         const Result result = camera ? WriteFeature(*known, value) : noDeviceForChannel;
         if (result == noErr)
-            wishes[*known] = value;
+            wishes[*known] = {IIDCFeatureMode::Manual, value};
         return result;
     }
 
@@ -318,12 +323,19 @@ public:
                                (mode == IIDCFeatureMode::Automatic && state.canBeAutomatic);
         if (!isOffered)
             return paramErr;
-        if (mode != IIDCFeatureMode::Manual)
-            wishes.erase(*known);
+        wishes[*known] = {mode, RawValue(state)};
+        if (known == IIDCFeature::WhiteBalanceU) // the two have one mode
+            wishes.erase(IIDCFeature::WhiteBalanceV);
         return camera->SetMode(*known, mode);
     }
 
 private:
+    /// What was set on a feature: its mode, and in the manual one its value.
+    struct Wish {
+        IIDCFeatureMode mode = IIDCFeatureMode::Manual;
+        int32_t value = 0;
+    };
+
     Result WriteFeature(IIDCFeature feature, int32_t value)
     {
         IIDCFeatureState state;
@@ -332,6 +344,9 @@ private:
             return result;
         if (!state.canBeManual)
             return permErr;
+        // A value that is there already is left as it is, absolute control with it.
+        if (state.isManual && RawValue(state) == value)
+            return noErr;
         if (!state.isManual || state.absoluteControl)
             result = camera->SetMode(feature, IIDCFeatureMode::Manual);
         const auto least = std::max<int64_t>(value, state.minimum);
@@ -361,8 +376,9 @@ private:
         camera = bus ? bus->Open(entry.guid) : nullptr;
         if (!camera)
             return false;
-        for (const auto& [feature, value] : wishes)
-            WriteFeature(feature, value);
+        for (const auto& [feature, wish] : wishes)
+            wish.mode == IIDCFeatureMode::Manual ? WriteFeature(feature, wish.value)
+                                                 : camera->SetMode(feature, wish.mode);
         return true;
     }
 
@@ -439,7 +455,7 @@ private:
     const IIDCCameraEntry entry;
     mutable std::mutex mutex; // guards the following two
     std::shared_ptr<IIDCCamera> camera;
-    std::map<IIDCFeature, int32_t> wishes;
+    std::map<IIDCFeature, Wish> wishes;
 
     // The cameras tell no defaults: a feature's is the state that it was first found in.
     mutable std::map<IIDCFeature, IIDCFeatureState> asFound;

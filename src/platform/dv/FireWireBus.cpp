@@ -1,12 +1,16 @@
 // The machine's FireWire bus.
 //
-// One handle of libraw1394 for each adapter. A device is a node whose configuration ROM says AV/C and that answers for
-// a tape subunit; it is told by its GUID, since node numbers change with every bus reset. Responses come through the
-// library's callback while this file polls its descriptor, so nothing runs between two calls of ours.
+// One handle of libraw1394 for each adapter. A device is a node whose configuration ROM says AV/C and that has told us
+// of a tape subunit; it is known by its GUID, since node numbers change with every bus reset. Responses come through
+// the library's callback while this file polls its descriptor, so nothing runs between two calls of ours.
+//
+// Asking for subunits takes a node that doesn't answer half a second, and lists are made often. So what a node said is
+// kept: for good where it has a tape, until the next bus reset where it hasn't or is silent.
 #include "platform/dv/Bus.h"
 
 #ifdef VELMORA_HAVE_AVC
-#include <libavc1394/avc1394.h>
+#include "platform/dv/AvcTransaction.h"
+
 #include <libavc1394/rom1394.h>
 #include <libraw1394/raw1394.h>
 
@@ -14,6 +18,7 @@
 #include <deque>
 #include <filesystem>
 #include <iterator>
+#include <map>
 #include <poll.h>
 
 namespace platform {
@@ -39,14 +44,18 @@ public:
         raw1394_start_fcp_listen(opened);
     }
 
-    std::vector<BusDevice> Devices() const
+    /// The nodes whose ROM says AV/C.
+    std::vector<BusDevice> Candidates() const
     {
         std::vector<BusDevice> devices;
         for (int node = 0; node < raw1394_get_nodecount(handle.get()); ++node)
-            if (auto device = DeviceAt(static_cast<nodeid_t>(node)))
+            if (auto device = CandidateAt(static_cast<nodeid_t>(node)))
                 devices.push_back(std::move(*device));
         return devices;
     }
+
+    /// Changes with every bus reset.
+    unsigned Generation() const { return raw1394_get_generation(handle.get()); }
 
     std::optional<nodeid_t> NodeOf(uint64_t guid) const
     {
@@ -84,7 +93,7 @@ public:
     }
 
 private:
-    std::optional<BusDevice> DeviceAt(nodeid_t node) const
+    std::optional<BusDevice> CandidateAt(nodeid_t node) const
     {
         rom1394_directory directory{};
         if (rom1394_get_directory(handle.get(), node, &directory) < 0)
@@ -92,9 +101,7 @@ private:
         const bool isAvc = rom1394_get_node_type(&directory) == ROM1394_NODE_TYPE_AVC;
         BusDevice device{rom1394_get_guid(handle.get(), node), directory.label ? directory.label : "DV camcorder"};
         rom1394_free_directory(&directory);
-        if (!isAvc || !avc1394_check_subunit_type(handle.get(), node, AVC1394_SUBUNIT_TYPE_VCR))
-            return std::nullopt;
-        return device;
+        return isAvc ? std::optional(device) : std::nullopt;
     }
 
     static int FrameReceived(raw1394handle_t handle, nodeid_t node, int isResponse, size_t length, unsigned char* data)
@@ -118,7 +125,9 @@ public:
     {
         std::vector<BusDevice> all;
         for (const auto& adapter : adapters)
-            std::ranges::move(adapter->Devices(), std::back_inserter(all));
+            for (BusDevice& candidate : adapter->Candidates())
+                if (HasTape(candidate.guid, adapter->Generation()))
+                    all.push_back(std::move(candidate));
         return all;
     }
 
@@ -141,6 +150,32 @@ public:
     std::unique_ptr<DvStream> OpenStream(uint64_t guid) override { return OpenFireWireStream(guid); }
 
 private:
+    struct Answer {
+        bool hasTape = false;
+        unsigned generation = 0;
+    };
+
+    bool HasTape(uint64_t guid, unsigned generation)
+    {
+        static std::map<uint64_t, Answer> known;
+        Answer& answer = known.try_emplace(guid, Answer{false, generation - 1}).first->second;
+        if (!answer.hasTape && answer.generation != generation)
+            answer = {AskForTape(guid), generation};
+        return answer.hasTape;
+    }
+
+    // SUBUNIT INFO, page 0: an entry has the subunit's type in its upper five bits.
+    bool AskForTape(uint64_t guid)
+    {
+        constexpr uint8_t kInquiry[] = {0x01, 0xFF, 0x31, 0x07, 0xFF, 0xFF, 0xFF, 0xFF};
+        constexpr uint8_t kTape = 4;
+        std::vector<uint8_t> answer;
+        if (DoAvcTransaction(*this, guid, kInquiry, answer) != noErr || answer.size() < std::size(kInquiry) ||
+            static_cast<AvcResponse>(answer[0] & 0x0F) != AvcResponse::Stable)
+            return false;
+        return std::any_of(answer.begin() + 4, answer.begin() + 8, [](uint8_t entry) { return entry >> 3 == kTape; });
+    }
+
     std::vector<std::unique_ptr<Adapter>> adapters;
 };
 

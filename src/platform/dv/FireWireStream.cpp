@@ -2,6 +2,7 @@
 //
 // The stream has a handle of its own, so that its thread shares nothing with AV/C commands. A connection is made by the
 // connection management procedures, which give the channel; where the device has no plugs, it broadcasts on channel 63.
+// A bus reset gives nodes other numbers, and a connection holds only if it is renewed at once.
 #include "platform/dv/DvStream.h"
 
 #ifdef VELMORA_HAVE_DV_STREAM
@@ -11,12 +12,14 @@
 
 #include <atomic>
 #include <ctime>
+#include <optional>
 #include <poll.h>
 #include <thread>
 
 namespace platform {
 namespace {
 
+constexpr nodeid_t kLocalBus = 0xFFC0;
 constexpr int kBroadcastChannel = 63;
 constexpr int kPollMilliseconds = 50;
 constexpr int64_t kSilenceNanoseconds = 1'000'000'000;
@@ -28,9 +31,20 @@ int64_t MonotonicNow()
     return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
 }
 
+std::optional<nodeid_t> NodeOf(raw1394handle_t handle, uint64_t guid)
+{
+    for (int node = 0; node < raw1394_get_nodecount(handle); ++node)
+        if (rom1394_get_guid(handle, static_cast<nodeid_t>(node)) == guid)
+            return static_cast<nodeid_t>(kLocalBus | node);
+    return std::nullopt;
+}
+
 class FireWireStream : public DvStream {
 public:
-    FireWireStream(raw1394handle_t opened, nodeid_t deviceNode) : handle(opened), node(deviceNode) {}
+    FireWireStream(raw1394handle_t opened, uint64_t deviceGuid, nodeid_t deviceNode)
+        : handle(opened), guid(deviceGuid), node(deviceNode), generation(raw1394_get_generation(opened))
+    {
+    }
 
     ~FireWireStream() override
     {
@@ -74,13 +88,31 @@ private:
             const int events = poll(&ready, 1, kPollMilliseconds);
             if (events > 0 && raw1394_loop_iterate(handle) != 0)
                 return sink->DvStreamFailed(ioErr);
-            // A deck that stands still sends no frames; a bus without packets at all has lost its device.
-            if (MonotonicNow() - lastFrame > kSilenceNanoseconds && !DeviceIsThere())
+            if (raw1394_get_generation(handle) != generation && !RenewConnection())
                 return sink->DvStreamFailed(noDeviceForChannel);
+            // A deck that stands still sends no frames; a bus without packets at all has lost its device.
+            if (MonotonicNow() - lastFrame < kSilenceNanoseconds)
+                continue;
+            if (!DeviceIsThere())
+                return sink->DvStreamFailed(noDeviceForChannel);
+            lastFrame = MonotonicNow();
         }
     }
 
-    bool DeviceIsThere() { return rom1394_get_guid(handle, node) != 0; }
+    bool DeviceIsThere() { return NodeOf(handle, guid) == node; }
+
+    bool RenewConnection()
+    {
+        generation = raw1394_get_generation(handle);
+        const auto found = NodeOf(handle, guid);
+        if (!found)
+            return false;
+        node = *found;
+        int bandwidth = 1;
+        return channel == kBroadcastChannel ||
+               iec61883_cmp_reconnect(handle, node, &outputPlug, raw1394_get_local_id(handle), &inputPlug, &bandwidth,
+                                      channel) == channel;
+    }
 
     void Disconnect()
     {
@@ -89,7 +121,8 @@ private:
             iec61883_dv_fb_close(receiver);
             receiver = nullptr;
         }
-        if (channel >= 0 && channel != kBroadcastChannel)
+        // After a bus reset another device may have the number.
+        if (channel >= 0 && channel != kBroadcastChannel && DeviceIsThere())
             iec61883_cmp_disconnect(handle, node, outputPlug, raw1394_get_local_id(handle), inputPlug,
                                     static_cast<unsigned>(channel), static_cast<unsigned>(allocated));
         channel = -1;
@@ -107,7 +140,9 @@ private:
     }
 
     raw1394handle_t handle;
+    const uint64_t guid;
     nodeid_t node;
+    unsigned generation;
     DvStreamSink* sink = nullptr;
     iec61883_dv_fb_t receiver = nullptr;
     int outputPlug = -1;
@@ -127,9 +162,8 @@ std::unique_ptr<DvStream> OpenFireWireStream(uint64_t guid)
         const raw1394handle_t handle = raw1394_new_handle_on_port(port);
         if (handle == nullptr)
             return nullptr;
-        for (int node = 0; node < raw1394_get_nodecount(handle); ++node)
-            if (rom1394_get_guid(handle, static_cast<nodeid_t>(node)) == guid)
-                return std::make_unique<FireWireStream>(handle, static_cast<nodeid_t>(0xFFC0 | node));
+        if (const auto node = NodeOf(handle, guid))
+            return std::make_unique<FireWireStream>(handle, guid, *node);
         raw1394_destroy_handle(handle);
     }
     return nullptr;

@@ -11,6 +11,7 @@
 #include "platform/grabber/MonotonicClock.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 
 namespace platform {
@@ -66,16 +67,13 @@ Result DirectRecording::Create(const Plan& plan)
         return result;
     handler = Peek<DataHandler>(numbers.Get());
     movie = Peek<Movie>(numbers.Get() + static_cast<Address>(sizeof handler));
-    if (const Result made = MakeLine(video, kVideoMediaType, kVideoScale, plan); made != noErr)
-        return made;
-    return MakeLine(sound, kSoundMediaType, plan.soundScale > 0 ? plan.soundScale : kStandardSoundScale, plan);
+    soundScale = plan.soundScale > 0 ? plan.soundScale : kStandardSoundScale;
+    return MakeLine(video, kVideoMediaType, kVideoScale, plan.width, plan.height);
 }
 
-Result DirectRecording::MakeLine(Line& line, FourCharCode type, int32_t scale, const Plan& plan)
+Result DirectRecording::MakeLine(Line& line, FourCharCode type, int32_t scale, int32_t width, int32_t height)
 {
-    const bool pictures = type == kVideoMediaType;
-    line.track =
-        NewMovieTrack(movie, Long2Fix(pictures ? plan.width : 0), Long2Fix(pictures ? plan.height : 0), kFullVolume);
+    line.track = NewMovieTrack(movie, Long2Fix(width), Long2Fix(height), kFullVolume);
     line.media = NewTrackMedia(line.track, type, scale, 0, 0);
     line.data = NewHandle(0);
     line.record = NewHandle(0);
@@ -141,8 +139,13 @@ Result DirectRecording::AddSound(const SoundStream::Piece& piece)
     const int32_t frames = piece.frames - skipped;
     if (frames == 0)
         return noErr;
-    if (!sound.start)
+    if (!sound.start) {
         sound.start = piece.captureTime + early;
+        // A tape tells its rate with its first sound.
+        soundScale = static_cast<int32_t>(std::lround(piece.description->sampleRate));
+        if (const Result made = Keep(MakeLine(sound, kSoundMediaType, soundScale)); made != noErr)
+            return made;
+    }
     const int32_t frameBytes = piece.description->BytesPerFrame();
     Fill(sound, BytesAt(piece.data + skipped * frameBytes, frames * frameBytes), piece.description);
     return Keep(AddMediaSample(sound.media, sound.data, 0, GetHandleSize(sound.data), 1, sound.record, frames, 0, 0));
@@ -160,6 +163,8 @@ Result DirectRecording::Finish()
 {
     if (framePending && firstFailure == noErr)
         Keep(AddPendingFrame(lastDuration > 0 ? lastDuration : kStandardDuration));
+    if (!sound.start)
+        Keep(MakeLine(sound, kSoundMediaType, soundScale));
     const int64_t origin = std::min(video.start.value_or(INT64_MAX), sound.start.value_or(INT64_MAX));
     for (const Line* line : {&video, &sound}) {
         Keep(EndMediaEdits(line->media));

@@ -20,7 +20,7 @@ public:
         bool append = false; ///< the file may exist, but only if it is empty
         int32_t width = 0;
         int32_t height = 0;
-        int32_t soundScale = 0;   ///< sample rate
+        int32_t soundScale = 0;   ///< sample rate, as long as no sound has come
         bool withPictures = true; ///< sound waits for the first frame
     };
 
@@ -49,7 +49,7 @@ private:
 
     DirectRecording() = default;
     Result Create(const Plan& plan);
-    Result MakeLine(Line& line, FourCharCode type, int32_t scale, const Plan& plan);
+    Result MakeLine(Line& line, FourCharCode type, int32_t scale, int32_t width = 0, int32_t height = 0);
     void Fill(Line& line, std::span<const uint8_t> bytes, const SharedDescription& description);
     Result AddPendingFrame(int32_t duration);
     Result Keep(Result result);
@@ -58,7 +58,8 @@ private:
     Movie movie = 0;
     DataHandler handler = 0;
     Line video;
-    Line sound;
+    Line sound; ///< made with the first sound, which tells its rate
+    int32_t soundScale = 0;
     bool withPictures = true;
     std::optional<int64_t> soundArrived; ///< capture time of the first sound, taken or not
     bool framePending = false;           ///< the newest frame, whose end the next one tells

@@ -180,6 +180,11 @@ Result Session::Idle()
     if (idling || mode == GrabMode::Stopped)
         return noErr;
     idling = true;
+    // A data procedure may throw; the next call goes on all the same.
+    const struct EndOfIdling {
+        bool& idling;
+        ~EndOfIdling() { idling = false; }
+    } end{idling};
     const int64_t now = MonotonicNow();
     RetryAbsentDevices(now);
     Result result = noErr;
@@ -187,7 +192,6 @@ Result Session::Idle()
         DrawNewestFrames();
     else if (!paused)
         result = Deliver(now, false);
-    idling = false;
     if (result != noErr) {
         Stop();
         return result;
@@ -222,6 +226,7 @@ void Session::BeginTrial(Channel& channel)
 {
     heldForTrial = mode != GrabMode::Stopped && !paused;
     Pause(true);
+    channel.FinishArrived();
     while (auto waiting = queue.Take(channel.number))
         setAside.push_back(std::move(*waiting));
     RunTried(channel);
