@@ -77,7 +77,7 @@ public:
         const auto target = PixelsOfPort(port);
         if (!target)
             return paramErr;
-        if (needsDecoder && !decoder)
+        if (NeedsDecoder() && !decoder)
             return noCodecErr;
         Transform mapping = transform;
         mapping.tx -= target->left;
@@ -100,10 +100,11 @@ public:
 private:
     Result MakeDecoder()
     {
-        needsDecoder = LayoutOf(description) != kPixelFormat32;
-        decoder = needsDecoder ? FrameDecoder::Create(description) : nullptr;
-        return needsDecoder && !decoder ? noCodecErr : noErr;
+        decoder = NeedsDecoder() ? FrameDecoder::Create(description) : nullptr;
+        return NeedsDecoder() && !decoder ? noCodecErr : noErr;
     }
+
+    bool NeedsDecoder() const { return LayoutOf(description) != kPixelFormat32; }
 
     bool ReadMatrix(Address matrix)
     {
@@ -169,7 +170,6 @@ private:
     PortReference port = 0;
     Transform transform;
     PortRect part;
-    bool needsDecoder = false;
     std::unique_ptr<FrameDecoder> decoder;
     OwnedBlock decoded;
     PictureDrawing drawing;

@@ -318,15 +318,19 @@ public:
         if (result != noErr)
             return result;
         const auto mode = static_cast<IIDCFeatureMode>(value);
+        if (mode == state.Mode())
+            return noErr; // absolute control stays as it is, too
         const bool isOffered = (mode == IIDCFeatureMode::Off && state.canBeOff) ||
                                (mode == IIDCFeatureMode::Manual && state.canBeManual) ||
                                (mode == IIDCFeatureMode::Automatic && state.canBeAutomatic);
         if (!isOffered)
             return paramErr;
+        if (const Result set = camera->SetMode(*known, mode); set != noErr)
+            return set;
         wishes[*known] = {mode, RawValue(state)};
         if (known == IIDCFeature::WhiteBalanceU) // the two have one mode
             wishes.erase(IIDCFeature::WhiteBalanceV);
-        return camera->SetMode(*known, mode);
+        return noErr;
     }
 
 private:

@@ -157,11 +157,12 @@ private:
 
     bool HasTape(uint64_t guid, unsigned generation)
     {
-        static std::map<uint64_t, Answer> known;
-        Answer& answer = known.try_emplace(guid, Answer{false, generation - 1}).first->second;
-        if (!answer.hasTape && answer.generation != generation)
-            answer = {AskForTape(guid), generation};
-        return answer.hasTape;
+        static std::map<uint64_t, Answer> answers;
+        const auto known = answers.find(guid);
+        const bool holds = known != answers.end() && (known->second.hasTape || known->second.generation == generation);
+        if (!holds)
+            answers[guid] = {AskForTape(guid), generation};
+        return answers[guid].hasTape;
     }
 
     // SUBUNIT INFO, page 0: an entry has the subunit's type in its upper five bits.

@@ -146,6 +146,10 @@ TEST_F(IIDCDigitizer, FeaturesAreImageControlsAndAnalogValues)
         EXPECT_EQ(device->Controls()[2].inactive, mode != 1);
     }
     EXPECT_EQ(device->SetControl(controls[1].identity, 7), paramErr);
+    // What is put back as it was leaves absolute control alone.
+    shutter.isManual = shutter.absoluteControl = true;
+    EXPECT_EQ(device->SetControl(controls[1].identity, 1), noErr);
+    EXPECT_TRUE(shutter.absoluteControl);
 }
 
 TEST_F(IIDCDigitizer, FeaturesGoThroughContainersBothWays)
