@@ -7,7 +7,7 @@
 #include "platform/Platform.h"
 #include "platform/digitizer/DvDigitizer.h"
 #include "platform/digitizer/DvFrame.h"
-#include "platform/grabber/MonotonicClock.h"
+#include "platform/clock/MonotonicClock.h"
 #include "support/DvTape.h"
 #include "support/SimulatedDeck.h"
 

@@ -1,19 +1,12 @@
 #pragma once
 
+#include "platform/clock/MonotonicClock.h"
+
 #include <cmath>
 #include <cstdint>
-#include <ctime>
 #include <numeric>
 
 namespace platform {
-
-/// Now on the monotonic clock, in nanoseconds.
-inline int64_t MonotonicNow()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * 1'000'000'000 + now.tv_nsec;
-}
 
 /// A frame rate as a fraction, and the times of its frames counted from the monotonic clock's zero: frame n of a rate
 /// lies at the same instant in every process.
@@ -37,13 +30,13 @@ struct FrameGrid {
     /// Nanoseconds from zero to a frame.
     int64_t TimeOf(int64_t frame) const
     {
-        return frame / frames * seconds * 1'000'000'000 + frame % frames * seconds * 1'000'000'000 / frames;
+        return frame / frames * seconds * kNanosecondsPerSecond + frame % frames * seconds * kNanosecondsPerSecond / frames;
     }
 
     /// The last frame at or before a time.
     int64_t FrameAt(int64_t time) const
     {
-        const int64_t round = seconds * 1'000'000'000;
+        const int64_t round = seconds * kNanosecondsPerSecond;
         int64_t frame = time / round * frames + time % round / 1000 * frames / (round / 1000);
         while (TimeOf(frame + 1) <= time)
             ++frame;
@@ -51,7 +44,10 @@ struct FrameGrid {
     }
 
     /// Whether a frame is the first at or after a whole second.
-    bool IsFlash(int64_t frame) const { return TimeOf(frame) / 1'000'000'000 != TimeOf(frame - 1) / 1'000'000'000; }
+    bool IsFlash(int64_t frame) const
+    {
+        return TimeOf(frame) / kNanosecondsPerSecond != TimeOf(frame - 1) / kNanosecondsPerSecond;
+    }
 };
 
 } // namespace platform

@@ -59,11 +59,6 @@ private:
     int32_t height;
 };
 
-std::chrono::steady_clock::time_point ClockTime(int64_t nanoseconds)
-{
-    return std::chrono::steady_clock::time_point(std::chrono::nanoseconds(nanoseconds));
-}
-
 } // namespace
 
 std::vector<CaptureFormat> TestPattern::Formats() const
@@ -200,7 +195,7 @@ bool TestPattern::WaitFor(int64_t frame)
     std::unique_lock lock(mutex);
     due = frame;
     changed.notify_all();
-    return !changed.wait_until(lock, ClockTime(grid.TimeOf(frame)), [this] { return stopping; });
+    return !changed.wait_until(lock, SteadyTime(grid.TimeOf(frame)), [this] { return stopping; });
 }
 
 int64_t TestPattern::Following(int64_t frame) const

@@ -5,13 +5,14 @@
 // A bus reset gives nodes other numbers, and a connection holds only if it is renewed at once.
 #include "platform/dv/DvStream.h"
 
+#include "platform/clock/MonotonicClock.h"
+
 #ifdef VELMORA_HAVE_DV_STREAM
 #include <libavc1394/rom1394.h>
 #include <libiec61883/iec61883.h>
 #include <libraw1394/raw1394.h>
 
 #include <atomic>
-#include <ctime>
 #include <optional>
 #include <poll.h>
 #include <thread>
@@ -22,14 +23,7 @@ namespace {
 constexpr nodeid_t kLocalBus = 0xFFC0;
 constexpr int kBroadcastChannel = 63;
 constexpr int kPollMilliseconds = 50;
-constexpr int64_t kSilenceNanoseconds = 1'000'000'000;
-
-int64_t MonotonicNow()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
-}
+constexpr int64_t kSilenceNanoseconds = kNanosecondsPerSecond;
 
 std::optional<nodeid_t> NodeOf(raw1394handle_t handle, uint64_t guid)
 {

@@ -1,6 +1,6 @@
 #include "platform/grabber/Channel.h"
 
-#include "platform/grabber/MonotonicClock.h"
+#include "platform/clock/MonotonicClock.h"
 #include "platform/memory/ReferenceTable.h"
 
 #include <algorithm>

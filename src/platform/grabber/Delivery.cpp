@@ -34,7 +34,7 @@
 #include "platform/grabber/Session.h"
 
 #include "platform/compression/DecompressionSequence.h"
-#include "platform/grabber/MonotonicClock.h"
+#include "platform/clock/MonotonicClock.h"
 #include "platform/memory/CodeAddress.h"
 
 #include <algorithm>

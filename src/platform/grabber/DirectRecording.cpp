@@ -8,7 +8,7 @@
 // place.
 #include "platform/grabber/DirectRecording.h"
 
-#include "platform/grabber/MonotonicClock.h"
+#include "platform/clock/MonotonicClock.h"
 
 #include <algorithm>
 #include <cmath>

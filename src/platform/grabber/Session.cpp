@@ -13,7 +13,7 @@
 #include "platform/grabber/Session.h"
 
 #include "platform/grabber/DeviceLists.h"
-#include "platform/grabber/MonotonicClock.h"
+#include "platform/clock/MonotonicClock.h"
 
 #include <algorithm>
 

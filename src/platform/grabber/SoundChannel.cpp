@@ -8,7 +8,7 @@
 #include "platform/grabber/SoundChannel.h"
 
 #include "platform/grabber/DeviceLists.h"
-#include "platform/grabber/MonotonicClock.h"
+#include "platform/clock/MonotonicClock.h"
 
 #include <cmath>
 

@@ -11,7 +11,7 @@
 // sound ends with the hour's last picture. A source with exact times is never touched.
 #include "platform/grabber/SoundStream.h"
 
-#include "platform/grabber/MonotonicClock.h"
+#include "platform/clock/MonotonicClock.h"
 
 #include <algorithm>
 #include <cmath>

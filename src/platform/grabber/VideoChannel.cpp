@@ -9,7 +9,7 @@
 #include "platform/grabber/VideoChannel.h"
 
 #include "platform/grabber/DeviceLists.h"
-#include "platform/grabber/MonotonicClock.h"
+#include "platform/clock/MonotonicClock.h"
 
 #include <algorithm>
 #include <cmath>

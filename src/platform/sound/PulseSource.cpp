@@ -9,9 +9,10 @@
 // thread. Samples are stamped with the present time less the latency that the stream reports for them.
 #include "platform/sound/PulseSource.h"
 
+#include "platform/clock/MonotonicClock.h"
+
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -26,11 +27,6 @@ constexpr double kLargestBufferSeconds = 0.02;
 uint32_t BytesFor(double seconds, const SoundFormat& format)
 {
     return static_cast<uint32_t>(std::lround(seconds * format.sampleRate) * format.BytesPerFrame());
-}
-
-int64_t Now()
-{
-    return std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
 }
 
 PulseSource& SourceOf(void* argument)
@@ -305,7 +301,7 @@ int64_t PulseSource::MeasuredCaptureTime() const
     if (pa_stream_get_latency(stream, &latency, &negative) < 0 || negative != 0)
         latency = 0;
     const pa_usec_t waiting = pa_bytes_to_usec(pa_stream_readable_size(stream), pa_stream_get_sample_spec(stream));
-    return Now() - static_cast<int64_t>(std::max(latency, waiting)) * 1000;
+    return MonotonicNow() - static_cast<int64_t>(std::max(latency, waiting)) * 1000;
 }
 
 } // namespace platform

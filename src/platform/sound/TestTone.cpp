@@ -8,8 +8,9 @@
 // mutex guards the format, which counts from the next buffer on, and the wish to end.
 #include "platform/sound/TestTone.h"
 
+#include "platform/clock/MonotonicClock.h"
+
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <numbers>
@@ -23,12 +24,7 @@ constexpr double kBeepSeconds = 0.1;
 constexpr double kRampSeconds = 0.001;
 constexpr double kBufferSeconds = 0.01;
 // A thread that was held up for longer gives up what it missed.
-constexpr int64_t kLongestDelay = 1'000'000'000;
-
-int64_t Now()
-{
-    return std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
-}
+constexpr int64_t kLongestDelay = kNanosecondsPerSecond;
 
 // The tone `seconds` behind a whole second, 1.0 being full scale. It starts at a zero of the sine and has its full
 // strength within a millisecond, so that the onset is sharp without a click.
@@ -118,9 +114,8 @@ void TestTone::Stop()
 
 bool TestTone::WaitUntil(int64_t time)
 {
-    const std::chrono::steady_clock::time_point instant{std::chrono::nanoseconds(time)};
     std::unique_lock lock(mutex);
-    return !ended.wait_until(lock, instant, [this] { return ending; });
+    return !ended.wait_until(lock, SteadyTime(time), [this] { return ending; });
 }
 
 void TestTone::Run(SoundSink& sink)
@@ -128,7 +123,7 @@ void TestTone::Run(SoundSink& sink)
     CapturedSound sound;
     sound.format = Format();
     std::vector<uint8_t> buffer;
-    int64_t frame = FrameAtOrAfter(Now(), sound.format.sampleRate);
+    int64_t frame = FrameAtOrAfter(MonotonicNow(), sound.format.sampleRate);
     for (;;) {
         const auto frames = std::llround(sound.format.sampleRate * kBufferSeconds);
         buffer.resize(static_cast<size_t>(frames * sound.format.BytesPerFrame()));
@@ -136,8 +131,8 @@ void TestTone::Run(SoundSink& sink)
         if (!WaitUntil(end))
             return;
         sound.framesLost = 0;
-        if (Now() - end > kLongestDelay) {
-            const int64_t next = FrameAtOrAfter(Now(), sound.format.sampleRate) - frames;
+        if (MonotonicNow() - end > kLongestDelay) {
+            const int64_t next = FrameAtOrAfter(MonotonicNow(), sound.format.sampleRate) - frames;
             sound.framesLost = static_cast<uint64_t>(next - frame);
             frame = next;
         }

@@ -2,7 +2,7 @@
 
 #include "platform/compression/FrameCompressor.h"
 #include "platform/drawing/PixelFormat.h"
-#include "platform/grabber/MonotonicClock.h"
+#include "platform/clock/MonotonicClock.h"
 
 #include <atomic>
 #include <cmath>

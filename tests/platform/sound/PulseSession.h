@@ -49,10 +49,9 @@ public:
     PulseSession()
     {
         const std::string note = directory / "note";
-        const std::filesystem::path script = __FILE__ "/../../../support/with_pipewire.sh";
         // The session lives until its standard input ends.
         session = popen(
-            (script.lexically_normal().string() + " sh -c 'echo $XDG_RUNTIME_DIR >" + note + "; exec cat'").c_str(),
+            (VELMORA_TESTS "/support/with_pipewire.sh sh -c 'echo $XDG_RUNTIME_DIR >" + note + "; exec cat'").c_str(),
             "w");
         std::string runtime;
         Await([&] { return static_cast<bool>(std::ifstream(note) >> runtime); });

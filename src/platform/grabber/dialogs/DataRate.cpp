@@ -1,6 +1,6 @@
 #include "platform/grabber/dialogs/DataRate.h"
 
-#include "platform/grabber/MonotonicClock.h"
+#include "platform/clock/MonotonicClock.h"
 
 #include <numeric>
 

@@ -1,4 +1,4 @@
-#include "platform/grabber/MonotonicClock.h"
+#include "platform/clock/MonotonicClock.h"
 
 #include <atomic>
 #include <ctime>
