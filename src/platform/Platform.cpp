@@ -1,7 +1,7 @@
 #include "platform/Platform.h"
 
 #include "platform/compression/ImageDescription.h"
-#include "platform/digitizer/DvDigitizer.h"
+#include "platform/digitizer/dv/DvDigitizer.h"
 #include "platform/drawing/Ports.h"
 #include "platform/dv/IsochronousDataHandler.h"
 #include "platform/grabber/SequenceGrabber.h"

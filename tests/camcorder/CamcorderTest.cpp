@@ -5,9 +5,9 @@
 #include "framework/PortImage.h"
 #include "framework/Window.h"
 #include "platform/Platform.h"
-#include "platform/digitizer/DvDigitizer.h"
-#include "platform/digitizer/DvFrame.h"
 #include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/dv/DvDigitizer.h"
+#include "platform/digitizer/dv/DvFrame.h"
 #include "support/DvTape.h"
 #include "support/SimulatedDeck.h"
 

@@ -3,7 +3,7 @@
 #include "platform/compression/FrameDecoder.h"
 #include "platform/digitizer/Digitizer.h"
 #include "platform/digitizer/FrameGrid.h"
-#include "platform/digitizer/TestPatternLayout.h"
+#include "platform/digitizer/testpattern/TestPatternLayout.h"
 #include "platform/drawing/PixelFormat.h"
 
 #include <chrono>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/digitizer/IIDCBus.h"
 #include "platform/digitizer/UniqueFD.h"
+#include "platform/digitizer/iidc/IIDCBus.h"
 
 #include <chrono>
 #include <condition_variable>

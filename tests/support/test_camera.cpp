@@ -10,7 +10,7 @@
 // is printed once the node is at the server. It ends at SIGTERM, SIGINT, or with the process that started it.
 #include "SplicedJpeg.h"
 #include "platform/digitizer/FrameGrid.h"
-#include "platform/digitizer/TestPatternLayout.h"
+#include "platform/digitizer/testpattern/TestPatternLayout.h"
 #include "platform/drawing/PixelFormat.h"
 
 #include <algorithm>

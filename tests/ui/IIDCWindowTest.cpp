@@ -1,5 +1,5 @@
-#include "platform/digitizer/IIDCDigitizer.h"
-#include "platform/digitizer/V4L2Digitizer.h"
+#include "platform/digitizer/iidc/IIDCDigitizer.h"
+#include "platform/digitizer/v4l2/V4L2Digitizer.h"
 #include "support/SimulatedIIDCCamera.h"
 #include "ui/IIDCVideoSettings.h"
 #include "ui/RealDevices.h"

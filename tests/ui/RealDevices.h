@@ -4,7 +4,7 @@
 #include "app/FileTypes.h"
 #include "app/MovieWindow.h"
 #include "platform/Platform.h"
-#include "platform/digitizer/TestPattern.h"
+#include "platform/digitizer/testpattern/TestPattern.h"
 #include "platform/sound/TestTone.h"
 #include "ui/MenuBar1.h"
 

@@ -4,7 +4,7 @@
 //   read_pattern FILE X Y WIDTH HEIGHT SECONDS  every frame number as it appears, one a line
 //   read_pattern FILE X Y WIDTH HEIGHT first    the monotonic time at which the first one is seen, in seconds
 
-#include "platform/digitizer/TestPatternLayout.h"
+#include "platform/digitizer/testpattern/TestPatternLayout.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

@@ -1,9 +1,9 @@
 #include "platform/digitizer/Digitizer.h"
 
-#include "platform/digitizer/DvDigitizer.h"
-#include "platform/digitizer/IIDCDigitizer.h"
-#include "platform/digitizer/TestPattern.h"
-#include "platform/digitizer/V4L2Digitizer.h"
+#include "platform/digitizer/dv/DvDigitizer.h"
+#include "platform/digitizer/iidc/IIDCDigitizer.h"
+#include "platform/digitizer/testpattern/TestPattern.h"
+#include "platform/digitizer/v4l2/V4L2Digitizer.h"
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
-#include "platform/digitizer/DvDigitizer.h"
-#include "platform/digitizer/DvFrame.h"
+#include "platform/digitizer/dv/DvDigitizer.h"
+#include "platform/digitizer/dv/DvFrame.h"
 #include "support/DvTape.h"
 #include "support/SimulatedDeck.h"
 

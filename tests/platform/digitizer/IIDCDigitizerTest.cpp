@@ -1,8 +1,8 @@
-#include "platform/digitizer/IIDCDigitizer.h"
+#include "platform/digitizer/iidc/IIDCDigitizer.h"
 #include "platform/atoms/AtomContainers.h"
 #include "platform/compression/FrameReader.h"
-#include "platform/digitizer/IIDCFrames.h"
 #include "platform/digitizer/VideoDigitizer.h"
+#include "platform/digitizer/iidc/IIDCFrames.h"
 #include "support/FrameCollector.h"
 #include "support/SimulatedIIDCCamera.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/digitizer/FrameGrid.h"
-#include "platform/digitizer/V4L2Device.h"
+#include "platform/digitizer/v4l2/V4L2Device.h"
 
 #include <algorithm>
 #include <cerrno>

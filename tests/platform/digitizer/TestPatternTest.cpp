@@ -1,5 +1,5 @@
-#include "platform/digitizer/TestPattern.h"
-#include "platform/digitizer/TestPatternLayout.h"
+#include "platform/digitizer/testpattern/TestPattern.h"
+#include "platform/digitizer/testpattern/TestPatternLayout.h"
 #include "support/FrameCollector.h"
 
 #include <algorithm>

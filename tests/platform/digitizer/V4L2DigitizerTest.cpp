@@ -1,4 +1,4 @@
-#include "platform/digitizer/V4L2Digitizer.h"
+#include "platform/digitizer/v4l2/V4L2Digitizer.h"
 #include "SimulatedCamera.h"
 #include "platform/digitizer/VideoDigitizer.h"
 #include "support/FrameCollector.h"

@@ -6,11 +6,11 @@
 // A camera that comes back is given the feature values that were set on the one before.
 //
 // The mutex guards the camera and its registers, which both threads use; only the taking of frames goes without it.
-#include "platform/digitizer/IIDCDigitizer.h"
+#include "platform/digitizer/iidc/IIDCDigitizer.h"
 
-#include "platform/digitizer/IIDCFrames.h"
 #include "platform/digitizer/UniqueFD.h"
-#include "platform/digitizer/V4L2Formats.h"
+#include "platform/digitizer/iidc/IIDCFrames.h"
+#include "platform/digitizer/v4l2/V4L2Formats.h"
 
 #include <algorithm>
 #include <cmath>

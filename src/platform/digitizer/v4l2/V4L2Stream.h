@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/digitizer/V4L2Formats.h"
+#include "platform/digitizer/v4l2/V4L2Formats.h"
 
 #include <optional>
 #include <vector>

@@ -10,11 +10,11 @@
 //
 // A device is known again by its model and place. A second one of the same model is never mistaken for it, since the
 // places of such twins are noted at the start.
-#include "platform/digitizer/V4L2Digitizer.h"
+#include "platform/digitizer/v4l2/V4L2Digitizer.h"
 
 #include "platform/digitizer/FrameGrid.h"
-#include "platform/digitizer/V4L2Controls.h"
-#include "platform/digitizer/V4L2Features.h"
+#include "platform/digitizer/v4l2/V4L2Controls.h"
+#include "platform/digitizer/v4l2/V4L2Features.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,6 +1,6 @@
 // Drawing of the Test Pattern. Everything is a filled area: one row of it is written, the others are copies, so that a
 // frame costs little more than the memory it touches.
-#include "platform/digitizer/TestPatternLayout.h"
+#include "platform/digitizer/testpattern/TestPatternLayout.h"
 
 #include "platform/drawing/PixelFormat.h"
 

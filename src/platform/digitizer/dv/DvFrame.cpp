@@ -4,7 +4,7 @@
 // VAUX, then nine groups of one audio block and fifteen video blocks. An audio block has three bytes of identification,
 // five of auxiliary data (a pack) and 72 bytes of samples. Samples are shuffled over the sequences so that a scratch on
 // the tape spreads: sample n of a channel lies where `PlaceOf` says (SMPTE 314M, 4.6.2).
-#include "platform/digitizer/DvFrame.h"
+#include "platform/digitizer/dv/DvFrame.h"
 
 #include <algorithm>
 

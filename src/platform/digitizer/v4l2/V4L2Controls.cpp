@@ -1,4 +1,4 @@
-#include "platform/digitizer/V4L2Controls.h"
+#include "platform/digitizer/v4l2/V4L2Controls.h"
 
 #include <algorithm>
 #include <array>

@@ -7,9 +7,9 @@
 //
 // Each thread that draws has two pictures of its own, one of them white. What is the same in all frames is drawn once,
 // at the start; a frame then costs the stripes, the digits and the cells.
-#include "platform/digitizer/TestPattern.h"
+#include "platform/digitizer/testpattern/TestPattern.h"
 
-#include "platform/digitizer/TestPatternLayout.h"
+#include "platform/digitizer/testpattern/TestPatternLayout.h"
 #include "platform/drawing/PixelFormat.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/compression/FrameCompressor.h"
-#include "platform/digitizer/IIDCBus.h"
+#include "platform/digitizer/iidc/IIDCBus.h"
 
 #include <optional>
 

@@ -7,9 +7,9 @@
 //
 // The sinks are guarded by one mutex, held while they are called: removing a sink therefore waits for the call that
 // runs.
-#include "platform/digitizer/DvDigitizer.h"
+#include "platform/digitizer/dv/DvDigitizer.h"
 
-#include "platform/digitizer/DvFrame.h"
+#include "platform/digitizer/dv/DvFrame.h"
 #include "platform/dv/Bus.h"
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 // Grey and RGB pass as they are. The cameras' YUV has the full range of 8 bits, that of "2vuy" the range of television,
 // so each value goes through a table on its way; 4:1:1 and 4:4:4 become 4:2:2 in the same pass. Raw pixels get the two
 // colours that they lack from their neighbours.
-#include "platform/digitizer/IIDCFrames.h"
+#include "platform/digitizer/iidc/IIDCFrames.h"
 
 #include "platform/drawing/PixelFormat.h"
 

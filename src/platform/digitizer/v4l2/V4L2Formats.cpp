@@ -1,4 +1,4 @@
-#include "platform/digitizer/V4L2Formats.h"
+#include "platform/digitizer/v4l2/V4L2Formats.h"
 
 #include "platform/digitizer/FrameGrid.h"
 #include "platform/drawing/PixelFormat.h"

@@ -4,7 +4,7 @@
 // FireWire units is asked first whether there is a camera at all. A camera holds the context that it was opened with.
 // Register calls go through one descriptor of the library and frames through another, so frames may be taken on a
 // thread of their own.
-#include "platform/digitizer/IIDCBus.h"
+#include "platform/digitizer/iidc/IIDCBus.h"
 
 #ifdef VELMORA_HAVE_DC1394
 #include "platform/digitizer/FrameGrid.h"

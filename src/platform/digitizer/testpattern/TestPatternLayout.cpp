@@ -1,4 +1,4 @@
-#include "platform/digitizer/TestPatternLayout.h"
+#include "platform/digitizer/testpattern/TestPatternLayout.h"
 
 #include <cstdlib>
 

@@ -6,7 +6,7 @@
 //
 // A frame that is damaged goes straight back to the driver. Its sequence number is used up all the same, which is how
 // the receiver learns of the loss.
-#include "platform/digitizer/V4L2Stream.h"
+#include "platform/digitizer/v4l2/V4L2Stream.h"
 
 #include "platform/digitizer/FrameGrid.h"
 #include "platform/drawing/PixelFormat.h"

@@ -1,4 +1,4 @@
-#include "platform/digitizer/V4L2Device.h"
+#include "platform/digitizer/v4l2/V4L2Device.h"
 
 #include <cerrno>
 #include <cstring>

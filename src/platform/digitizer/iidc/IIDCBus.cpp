@@ -1,4 +1,4 @@
-#include "platform/digitizer/IIDCBus.h"
+#include "platform/digitizer/iidc/IIDCBus.h"
 
 namespace platform {
 namespace {
