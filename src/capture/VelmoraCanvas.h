@@ -7,6 +7,7 @@
 #include "framework/MemoryBlock.h"
 #include "framework/Picture.h"
 #include "recording/GWorldWrapper.h"
+#include "recording/RecordingStatus.h"
 
 #include <cstdint>
 #include <functional>
@@ -103,6 +104,8 @@ public:
     /// Stops and releases the grabber and starts preview, in both modes; the result of the start. Finishes no movie.
     virtual int32_t StopWithResult();
     virtual bool RecordState();
+    /// How the recording in progress goes (recording/RecordingStatus.cpp). Cheap: meant to be asked twice a second.
+    virtual RecordingStatus Status();
 
     // Still pictures (recording/PictureGrabbing.cpp).
     /// The present picture; nil before the first frame. In data procedure mode the size is the frame's own.
@@ -308,6 +311,7 @@ private:
     void FinishMovieEdits();
     Reference<MemoryBlock> handletomemoryblock(int32_t handle);
     void RecordDirectly(const FolderItem& file);
+    void BeginTally(const FolderItem& file);
     void AppendVideo(int32_t c, const Reference<MemoryBlock>& data, int32_t len, int32_t duration);
     void AppendSound(int32_t c, const Reference<MemoryBlock>& data, int32_t len);
 
@@ -388,6 +392,7 @@ private:
     int32_t preaudiotimeval = 0;
     int32_t videoRecordWidth = 0;
     int32_t videoRecordHeight = 0;
+    RecordingTally tally;
 };
 
 } // namespace velmora

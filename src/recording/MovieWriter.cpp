@@ -131,6 +131,7 @@ void VelmoraCanvas::AppendVideo(int32_t c, const Reference<MemoryBlock>& data, i
     const int32_t result = platform::AddMediaSample(myvideomedia, copy, 0, len, duration, description, 1, 0, 0);
     if (result != 0)
         MsgBox("AddMediaSample (video) error " + Str(result));
+    ++(result == 0 ? tally.frames : tally.refused);
     Utilities::DisposeHandle(description);
     Utilities::DisposeHandle(copy);
 }

@@ -24,6 +24,7 @@ void VelmoraCanvas::Record(const Reference<FolderItem>& file)
         return;
     if (file->Exists())
         file->Delete();
+    BeginTally(*file);
     if (UseDataProc) {
         createmoviestorage(file);
         addtracksToMovie(outputMovie->Long(0));

@@ -30,7 +30,10 @@ protected:
         std::ofstream(path) << "old";
     }
     ~RecordingTest() override { std::remove(path.c_str()); }
-    void Quiet() { script.unnoted = {"SGGetChannelTimeScale", "GetMediaDuration", "GetMediaTimeScale"}; }
+    void Quiet()
+    {
+        script.unnoted = {"SGGetChannelTimeScale", "GetMediaDuration", "GetMediaTimeScale", "SGGetChannelCounts"};
+    }
     const std::string path = ::testing::TempDir() + "velmora control test.mov";
     const Reference<FolderItem> file = framework::New<FolderItem>(String(path));
 };
