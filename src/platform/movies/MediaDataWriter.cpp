@@ -150,6 +150,12 @@ int64_t MediaDataWriter::Waiting() const
     return waiting;
 }
 
+Result MediaDataWriter::Failure() const
+{
+    const std::lock_guard lock(mutex);
+    return failure;
+}
+
 bool MediaDataWriter::IsChunkFull() const
 {
     return !queue.empty() && queue.front().filled == kChunkSize;

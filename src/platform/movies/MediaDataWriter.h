@@ -40,6 +40,12 @@ public:
     /// Bytes that wait in memory.
     int64_t Waiting() const;
 
+    /// Bytes that may wait in memory.
+    int64_t Limit() const { return limit; }
+
+    /// The first failure of the threads.
+    Result Failure() const;
+
     /// The file, for what is written to it after `Flush`.
     OutputFile& File() { return *file; }
 

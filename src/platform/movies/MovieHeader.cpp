@@ -432,7 +432,7 @@ std::vector<uint8_t> MovieHeader(const MovieContents& movie)
         const Box box(out, "moov");
         PutMovieHead(out, movie);
         for (size_t i = 0; i < movie.tracks.size(); ++i)
-            if (movie.tracks[i].mediaType != 0)
+            if (movie.tracks[i].mediaType != 0 && movie.tracks[i].timeScale > 0)
                 PutTrack(out, movie, i);
         PutUserData(out, movie);
     }

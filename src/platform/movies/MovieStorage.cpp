@@ -6,7 +6,11 @@
 // So at each moment a file is either complete or known as one to recover.
 #include "platform/movies/MovieStorage.h"
 
+#include "platform/clock/MonotonicClock.h"
 #include "platform/movies/MovieHeader.h"
+
+#include <algorithm>
+#include <sys/statvfs.h>
 
 namespace platform {
 
@@ -19,12 +23,14 @@ Result MovieStorage::Create(const std::string& path, bool replace, FourCharCode 
     // Written at once, so that a full disk shows before the recording begins.
     if (const Result result = file->Write(FileHead(0), 0); result != noErr)
         return result;
-    storage.reset(new MovieStorage(std::move(file), creator));
+    storage.reset(new MovieStorage(std::move(file), path, creator));
     return noErr;
 }
 
-MovieStorage::MovieStorage(std::unique_ptr<OutputFile> file, FourCharCode creator)
-    : writer(std::make_unique<MediaDataWriter>(std::move(file), kFileHeadSize))
+MovieStorage::MovieStorage(std::unique_ptr<OutputFile> file, std::string where, FourCharCode creator)
+    : path(std::move(where)),
+      startTime(MonotonicNow()),
+      writer(std::make_unique<MediaDataWriter>(std::move(file), kFileHeadSize))
 {
     contents.creationTime = PresentMovieTime();
     contents.creator = creator;
@@ -33,6 +39,24 @@ MovieStorage::MovieStorage(std::unique_ptr<OutputFile> file, FourCharCode creato
 MovieStorage::~MovieStorage()
 {
     Close();
+}
+
+MovieStorageStatus MovieStorage::Status() const
+{
+    MovieStorageStatus status;
+    status.path = path;
+    status.fileBytes = writer->End();
+    status.waitingBytes = writer->Waiting();
+    status.bufferBytes = writer->Limit();
+    status.failure = writer->Failure();
+    struct statvfs disk {};
+    if (statvfs(path.c_str(), &disk) == 0)
+        status.freeBytes = std::max<int64_t>(
+            0, static_cast<int64_t>(disk.f_bavail) * static_cast<int64_t>(disk.f_frsize) - status.waitingBytes);
+    const auto seconds = static_cast<double>(MonotonicNow() - startTime) / kNanosecondsPerSecond;
+    if (seconds > 1 && status.fileBytes > kFileHeadSize)
+        status.secondsLeft = static_cast<double>(status.freeBytes) * seconds / static_cast<double>(status.fileBytes);
+    return status;
 }
 
 Result MovieStorage::AddSamples(std::span<const uint8_t> bytes, SampleRun run)

@@ -2,6 +2,7 @@
 
 #include "platform/movies/MediaDataWriter.h"
 #include "platform/movies/MovieContents.h"
+#include "platform/movies/Movies.h"
 #include "platform/movies/RecoveryJournal.h"
 
 #include <memory>
@@ -32,14 +33,19 @@ public:
     /// movie's tracks stay known, its single samples are forgotten.
     Result Close();
 
+    /// How the writing gets on, while the storage is open.
+    MovieStorageStatus Status() const;
+
     MovieContents& Contents() { return contents; }
 
 private:
-    MovieStorage(std::unique_ptr<OutputFile> file, FourCharCode creator);
+    MovieStorage(std::unique_ptr<OutputFile> file, std::string path, FourCharCode creator);
 
     Result WriteJournal();
     Result WriteHead(int64_t mediaDataEnd);
 
+    std::string path;
+    int64_t startTime;
     MovieContents contents;
     RecoveryJournal journal;
     std::unique_ptr<MediaDataWriter> writer; // null when closed

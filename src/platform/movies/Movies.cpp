@@ -122,6 +122,15 @@ Result AddMovieToStorage(Movie movie, DataHandler handler)
     return handled == storage ? storage->WriteHeader() : invalidMovie;
 }
 
+bool GetMovieStorageStatus(DataHandler handler, MovieStorageStatus& status)
+{
+    const auto storage = DataHandlers().Find(handler);
+    if (!storage || !storage->IsOpen())
+        return false;
+    status = storage->Status();
+    return true;
+}
+
 Result CloseMovieStorage(DataHandler handler)
 {
     const auto storage = DataHandlers().Remove(handler);
@@ -162,7 +171,7 @@ Media NewTrackMedia(Track track, FourCharCode mediaType, int32_t timeScale, int3
                     FourCharCode /*dataRefType*/)
 {
     const auto found = Tracks().Find(track);
-    if (!found || found->Contents().mediaType != 0 || timeScale < 1 ||
+    if (!found || found->Contents().mediaType != 0 || timeScale < 0 ||
         (mediaType != kVideoMediaType && mediaType != kSoundMediaType))
         return 0;
     found->Contents().mediaType = mediaType;
@@ -210,6 +219,8 @@ Result AddMediaSample(Media media, Handle data, int32_t offset, int32_t size, in
     const TrackContents& track = found->track.Contents();
     if (!HoldsSamples(track, found->lastDescription, size, count))
         return paramErr;
+    if (track.timeScale == 0)
+        return noErr;
     if (!HasRoomFor(track, count, durationPerSample))
         return invalidSampleTable;
     const int32_t start = GetMediaDuration(media);

@@ -6,7 +6,9 @@
 #include "platform/memory/Handles.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <vector>
 
 namespace platform {
 
@@ -37,6 +39,46 @@ Result CreateMovieStorage(int32_t dataRef, FourCharCode dataRefType, FourCharCod
 /// way to the disk; a failure of the writing thread since the last call is the result.
 Result AddMovieToStorage(Movie movie, DataHandler handler);
 
+/// How the writing of a movie is getting on.
+struct MovieStorageStatus {
+    std::string path;
+    int64_t fileBytes = 0;    ///< recorded so far, written and waiting
+    int64_t waitingBytes = 0; ///< in memory, on their way to the disk
+    int64_t bufferBytes = 0;  ///< that may wait in memory
+    int64_t freeBytes = 0;    ///< room left for samples, behind the room kept to finish the movie
+    double secondsLeft = -1;  ///< that `freeBytes` last at the present rate; negative: not known yet
+    int64_t framesLost = 0;   ///< frames for which the buffer had no room: in the movie the frame before is repeated
+    Result failure = noErr;   ///< the first one of the writing
+};
+
+/// The status of an open storage. False for a dead or closed data handler.
+bool GetMovieStorageStatus(DataHandler handler, MovieStorageStatus& status);
+
+/// Called on the main thread about 20 times a second while `AddMovieToStorage` waits for the disk for more than 150 ms.
+/// False means that the movie is to be finished in the background.
+using MovieFinishHandler = std::function<bool(const std::string& path, int64_t doneBytes, int64_t totalBytes)>;
+
+/// Sets the handler, or none (null): `AddMovieToStorage` then waits to the end.
+void SetMovieFinishHandler(MovieFinishHandler handler);
+
+/// A movie that is being finished in the background, by its own writing thread.
+struct FinishingMovie {
+    std::string path;
+    int64_t doneBytes = 0;
+    int64_t totalBytes = 0;
+    bool done = false;
+    Result result = noErr; ///< how it ended
+};
+
+/// The movies in the background, each until `TakeFinishedMovies` has reported its end. The main thread asks.
+std::vector<FinishingMovie> FinishingMovies();
+
+/// Those that have ended since the last call.
+std::vector<FinishingMovie> TakeFinishedMovies();
+
+/// Waits until all movies in the background have ended.
+void WaitForFinishingMovies();
+
 /// Closes the file. What the header lacked to be complete stays recoverable. The movie's numbers stay valid.
 Result CloseMovieStorage(DataHandler handler);
 
@@ -58,7 +100,8 @@ Result PathOfFileRecord(Address file, std::string& path);
 Track NewMovieTrack(Movie movie, Fixed width, Fixed height, int16_t volume);
 
 /// Gives a track its media: "vide" or "soun", in units of `timeScale` a second. The last two arguments are 0. 0 on
-/// failure: a dead track, one that has media already, another type, or a scale below 1.
+/// failure: a dead track, one that has media already, another type, or a scale below 0. A scale of 0 is that of a
+/// source which isn't there: such media takes samples and stays empty, and the file gets no track for it.
 Media NewTrackMedia(Track track, FourCharCode mediaType, int32_t timeScale, int32_t dataRef, FourCharCode dataRefType);
 
 /// Opens and closes media for samples.
