@@ -28,7 +28,7 @@ case ${1:-} in
 esac
 
 packaging/install-packages.sh build screen test
-cmake --preset "$preset"
+cmake --preset "$preset" -D VELMORA_WARNINGS_AS_ERRORS=ON
 ninja --quiet -C "build/$preset"
 run() {
     # shellcheck disable=SC2086  # the runner is a command with its option

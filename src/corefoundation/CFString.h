@@ -13,6 +13,8 @@ public:
     explicit CFString(int32_t ref) : CFType(ref) {}
     explicit CFString(const framework::String& s);
 
+    using CFType::operator int32_t;
+
     /// The text in UTF-8; empty where the platform can't give it.
     virtual operator framework::String() const; // NOLINT: a platform string is used as a text
 };
