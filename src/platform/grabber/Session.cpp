@@ -187,6 +187,8 @@ Result Session::Idle()
     } end{idling};
     const int64_t now = MonotonicNow();
     RetryAbsentDevices(now);
+    if (!paused)
+        std::ranges::for_each(soundChannels, &SoundChannel::ReplaceStandIn);
     Result result = noErr;
     if (!paused && mode == GrabMode::Preview)
         DrawNewestFrames();
@@ -312,7 +314,7 @@ std::shared_ptr<Channel> Session::NewChannel(FourCharCode type)
     if (type == kVideoMediaType)
         channel = std::make_shared<VideoChannel>(queue, OpenDigitizer());
     else if (type == kSoundMediaType)
-        channel = std::make_shared<SoundChannel>(queue, OpenSoundSource());
+        channel = SoundChannel::OnBestSource(queue);
     else
         return nullptr;
     AddChannel(channel);

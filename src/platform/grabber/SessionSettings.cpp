@@ -295,7 +295,7 @@ Result Session::ApplySettings(const TaggedItems& settings)
         if (type == kVideoMediaType)
             channel = std::make_shared<VideoChannel>(queue, OpenDigitizer(identity, name));
         else
-            channel = std::make_shared<SoundChannel>(queue, OpenSoundSource(identity, name));
+            channel = SoundChannel::OnBestSource(queue, identity, name);
         channel->ApplySettings(inner);
         AddChannel(std::move(channel));
     }

@@ -9,6 +9,7 @@
 
 #include "platform/grabber/DeviceLists.h"
 #include "platform/clock/MonotonicClock.h"
+#include "platform/sound/TestTone.h"
 
 #include <cmath>
 
@@ -42,6 +43,19 @@ SoundChannel::SoundChannel(SampleQueue& queue, std::shared_ptr<SoundSource> adop
 {
     AdoptSource(std::move(adopted));
     SetParameters(parameters);
+}
+
+std::shared_ptr<SoundChannel> SoundChannel::OnBestSource(SampleQueue& queue, const std::string& identity,
+                                                         const std::string& name)
+{
+    auto awaited = std::make_unique<Awaited>();
+    awaited->identity = identity;
+    awaited->name = name;
+    auto channel = std::make_shared<SoundChannel>(queue, OpenSoundSource(identity, name));
+    channel->isStandIn = channel->source->Identity() == TestTone::kIdentity && identity != TestTone::kIdentity;
+    if (channel->isStandIn)
+        channel->awaited = std::move(awaited);
+    return channel;
 }
 
 SoundChannel::~SoundChannel()
@@ -81,11 +95,16 @@ ListedDevice SoundChannel::Device() const
 
 Result SoundChannel::TakeDevice(const ListedDevice& device)
 {
-    if (device.identity == source->Identity())
+    if (device.identity == source->Identity()) {
+        StopAwaiting();
         return noErr;
+    }
     std::shared_ptr<SoundSource> other = OpenSoundSource(device.identity, device.name);
-    if (other->Identity() != device.identity)
-        return noDeviceForChannel;
+    return other->Identity() == device.identity ? TakeSource(std::move(other)) : noDeviceForChannel;
+}
+
+Result SoundChannel::TakeSource(std::shared_ptr<SoundSource> other)
+{
     // A source that can't do the present format keeps its own: sound in another format is better than none.
     other->SetFormat(source->Format());
     if (rateIsFixed && other->Format().sampleRate != Rate())
@@ -93,7 +112,23 @@ Result SoundChannel::TakeDevice(const ListedDevice& device)
     if (const Result result = RunInstead(*other, static_cast<SoundSink&>(*this)); result != noErr)
         return result;
     AdoptSource(std::move(other));
+    StopAwaiting();
     return noErr;
+}
+
+void SoundChannel::StopAwaiting()
+{
+    isStandIn = false;
+    awaited.reset();
+}
+
+void SoundChannel::ReplaceStandIn()
+{
+    if (!awaited || !awaited->watcher.TakeChange())
+        return;
+    std::shared_ptr<SoundSource> other = OpenSoundSource(awaited->identity, awaited->name);
+    if (other->Identity() != TestTone::kIdentity)
+        TakeSource(std::move(other));
 }
 
 std::function<void()> SoundChannel::WayBack()
@@ -162,7 +197,7 @@ SharedDescription SoundChannel::DescriptionOf(const SoundFormat& format, const S
 
 void SoundChannel::SoundArrived(const CapturedSound& sound)
 {
-    if (!IsSound(sound.format))
+    if (!IsSound(sound.format) || (isStandIn && SoundSourcesAreDue()))
         return;
     const int64_t now = MonotonicNow();
     const auto frames = static_cast<double>(sound.bytes.size()) / sound.format.BytesPerFrame();

@@ -3,6 +3,7 @@
 #include "platform/grabber/Channel.h"
 #include "platform/grabber/SoundStream.h"
 #include "platform/sound/SoundInput.h"
+#include "platform/sound/SoundWatcher.h"
 
 #include <mutex>
 
@@ -20,6 +21,14 @@ public:
 
     SoundChannel(SampleQueue& queue, std::shared_ptr<SoundSource> source);
     ~SoundChannel() override;
+
+    /// A channel on the source of that identity or name, else on the default one. Where only the Test Tone is left, that
+    /// stands in until a real source comes, and is silent as long as a sound server has not answered yet.
+    static std::shared_ptr<SoundChannel> OnBestSource(SampleQueue& queue, const std::string& identity = {},
+                                                      const std::string& name = {});
+
+    /// Takes the source that the Test Tone stands in for, once there is one.
+    void ReplaceStandIn();
 
     int32_t TimeScale() const override;
 
@@ -60,10 +69,20 @@ private:
     void SoundArrived(const CapturedSound& sound) override;
     void SoundFailed(Result result) override { NoteFailure(result); }
 
+    struct Awaited {
+        SoundWatcher watcher; ///< made before the list is first asked for, so that it misses nothing
+        std::string identity;
+        std::string name;
+    };
+
+    void StopAwaiting();
+    Result TakeSource(std::shared_ptr<SoundSource> other);
     void AdoptSource(std::shared_ptr<SoundSource> adopted);
     SoundCoding Coding() const;
     SharedDescription DescriptionOf(const SoundFormat& format, const SoundCoding& coded);
 
+    std::unique_ptr<Awaited> awaited; ///< what the present source stands in for
+    std::atomic<bool> isStandIn{false};
     std::shared_ptr<SoundSource> source;
     std::shared_ptr<LevelMeter> meter = std::make_shared<LevelMeter>();
     LevelMeter dialogMeter;

@@ -6,7 +6,7 @@
 //
 // The link is Down (not tried, refused or lost), Connecting (the server has not yet sent its first list) or Up. It is
 // brought up by whoever first asks for the list. From then on, and while anybody wants a stream or watches the list, a
-// timer tries again twice a second. Each list that arrives, and the same timer, let the clients open missing streams.
+// timer tries again: twice a second, less often as long as nobody wants a stream and no server has been seen. Each list that arrives, and the same timer, let the clients open missing streams.
 #include "platform/sound/PulseServer.h"
 
 #include "platform/sound/SoundWatcher.h"
@@ -22,6 +22,7 @@ using namespace std::chrono_literals;
 constexpr auto kLongestListWait = 80ms;
 constexpr auto kLongestAnswer = 200ms;
 constexpr pa_usec_t kRetryMicroseconds = 500'000;
+constexpr pa_usec_t kRareRetryMicroseconds = 4'000'000; // where no server has ever been and nobody waits for a stream
 
 PulseServer& ServerOf(void* argument)
 {
@@ -102,6 +103,12 @@ std::vector<PulseSourceInfo> PulseServer::Sources()
     std::unique_lock lock(mutex);
     answered.wait_until(lock, deadline, [this] { return link != Link::Connecting; });
     return sources;
+}
+
+bool PulseServer::AnswerIsDue()
+{
+    const std::lock_guard lock(mutex);
+    return link == Link::Connecting;
 }
 
 std::optional<PulseSourceInfo> PulseServer::Find(const std::string& name)
@@ -213,7 +220,7 @@ void PulseServer::ListArrived()
         return;
     }
     std::ranges::stable_sort(arriving, {}, [](const PulseSourceInfo& source) {
-        return source.isDefault ? 0 : source.isMonitor ? 2 : 1;
+        return std::pair(source.isMonitor, !source.isDefault);
     });
     wasUp = true;
     Publish(std::move(arriving), Link::Up);
@@ -291,7 +298,8 @@ void PulseServer::TendLater()
         return;
     timeval soon{};
     pa_gettimeofday(&soon);
-    pa_timeval_add(&soon, kRetryMicroseconds);
+    const bool urgent = wasUp || std::ranges::any_of(clients, &Client::WantsStream);
+    pa_timeval_add(&soon, urgent ? kRetryMicroseconds : kRareRetryMicroseconds);
     timer = api->time_new(
         api, &soon,
         [](pa_mainloop_api* loopApi, pa_time_event* event, const timeval*, void* argument) {

@@ -58,9 +58,13 @@ public:
     PulseServer(const PulseServer&) = delete;
     PulseServer& operator=(const PulseServer&) = delete;
 
-    /// All sources, the default one first and monitors last; empty while there is no server. Connects when that has not
-    /// been tried or has failed, and waits for at most 80 ms; what comes later reaches the sound watchers.
+    /// All sources, microphones before monitors and the default one first among its kind; empty while there is no
+    /// server. Connects when that has not been tried or has failed, and waits for at most 80 ms; what comes later
+    /// reaches the sound watchers.
     std::vector<PulseSourceInfo> Sources();
+
+    /// Whether there is a server that has not yet sent its first list.
+    bool AnswerIsDue();
 
     /// The last known state of a source, without waiting.
     std::optional<PulseSourceInfo> Find(const std::string& name);

@@ -2,8 +2,8 @@
 //
 // It is started while it has a sink. A started source has a stream, or misses it because the server or the device is
 // away; then the sink has been told once, and the connection lets it open a new one as soon as that can be. The stream
-// stays on the source that was chosen: the server may not move it to another one, which would record something else
-// unawares.
+// stays on the source that was chosen. Servers are asked not to move it, and some do so all the same when the source is
+// unplugged: a stream that reads from another source counts as failed, since it would record something else unnoticed.
 //
 // All of the stream's life runs under the loop's lock: its callbacks on the loop's thread, starts and stops on the main
 // thread. Samples are stamped with the present time less the latency that the stream reports for them.
@@ -190,6 +190,8 @@ void PulseSource::OpenStream(pa_context* context)
     }
     pa_stream_set_state_callback(
         stream, [](pa_stream*, void* source) { SourceOf(source).StreamChanged(); }, this);
+    pa_stream_set_moved_callback(
+        stream, [](pa_stream*, void* source) { SourceOf(source).StreamChanged(); }, this);
     pa_stream_set_read_callback(
         stream, [](pa_stream*, size_t, void* source) { SourceOf(source).ReadAll(); }, this);
     clock.Interrupt();
@@ -209,6 +211,7 @@ void PulseSource::DropStream()
     if (stream == nullptr)
         return;
     pa_stream_set_state_callback(stream, nullptr, nullptr);
+    pa_stream_set_moved_callback(stream, nullptr, nullptr);
     pa_stream_set_read_callback(stream, nullptr, nullptr);
     pa_stream_disconnect(stream);
     pa_stream_unref(std::exchange(stream, nullptr));
@@ -216,10 +219,18 @@ void PulseSource::DropStream()
 
 void PulseSource::StreamChanged()
 {
-    if (PA_STREAM_IS_GOOD(pa_stream_get_state(stream)))
+    if (PA_STREAM_IS_GOOD(pa_stream_get_state(stream)) && !ReadsFromAnotherSource())
         return;
     DropStream();
     Fail();
+}
+
+bool PulseSource::ReadsFromAnotherSource() const
+{
+    if (pa_stream_get_state(stream) != PA_STREAM_READY)
+        return false;
+    const char* const present = pa_stream_get_device_name(stream);
+    return present != nullptr && present != pulseName;
 }
 
 void PulseSource::Fail()

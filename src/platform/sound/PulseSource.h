@@ -35,6 +35,7 @@ private:
     void OpenStream(pa_context* context);
     void DropStream();
     void StreamChanged();
+    bool ReadsFromAnotherSource() const;
     void Fail();
     void ReadAll();
     void Deliver(std::span<const uint8_t> bytes);

@@ -91,8 +91,12 @@ struct SoundSourceEntry {
     bool available = true;
 };
 
-/// All sound sources: those of the sound server first (its default one leading), the Test Tone last.
+/// All sound sources: those of the sound server first (microphones before monitors, the default one leading its kind),
+/// the Test Tone last.
 std::vector<SoundSourceEntry> ListSoundSources();
+
+/// Whether a sound server has been found that has not yet listed its sources: better ones than the Test Tone may come.
+bool SoundSourcesAreDue();
 
 /// Opens the source of that identity, else the first of that name, else the first in the list. Never null.
 std::unique_ptr<SoundSource> OpenSoundSource(const std::string& identity = {}, const std::string& name = {});

@@ -54,6 +54,11 @@ std::vector<SoundSourceEntry> ListSoundSources()
     return Provider().list ? Provider().list() : ListRealSources();
 }
 
+bool SoundSourcesAreDue()
+{
+    return !Provider().list && PulseServer::Shared()->AnswerIsDue();
+}
+
 std::unique_ptr<SoundSource> OpenSoundSource(const std::string& identity, const std::string& name)
 {
     const auto entries = ListSoundSources();

@@ -96,7 +96,7 @@ TEST_F(PulseAudio, ListsMonitorsLastAndTakesUpASourceThatWasUnplugged)
     std::string names;
     for (const auto& entry : ListSoundSources())
         names += entry.name + ", ";
-    EXPECT_EQ(names, "Monitor of Test Sink, Same, Monitor of Same, Test Tone, ");
+    EXPECT_EQ(names, "Same, Monitor of Test Sink, Monitor of Same, Test Tone, ") << "microphones before monitors";
 
     const auto source = OpenSoundSource("pulse:passing.monitor");
     CollectingSink arriving;
