@@ -189,8 +189,8 @@ const FrameInHand*& InHand()
 
 } // namespace
 
-FrameInHand::FrameInHand(Address frame, const ImageDescription& description)
-    : frame(frame), description(description), outer(std::exchange(InHand(), this))
+FrameInHand::FrameInHand(Address frame, const ImageDescription& description, bool shown)
+    : frame(frame), description(description), shown(shown), outer(std::exchange(InHand(), this))
 {
 }
 
@@ -203,6 +203,12 @@ const ImageDescription* DescriptionInHand(Address frame)
 {
     const FrameInHand* newest = InHand();
     return newest != nullptr && newest->frame == frame ? &newest->description : nullptr;
+}
+
+// The picture goes through several sequences on its way to the screen, each with an address of its own.
+bool IsShowingSkipped()
+{
+    return InHand() != nullptr && !InHand()->shown;
 }
 
 Result DecompressSequenceBeginS(Address sequence, Handle description, Address, int32_t, PortReference port, int32_t,
@@ -229,6 +235,8 @@ Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataS
     const auto frame = BytesAt(data, dataSize);
     if (!found || frame.empty() || (outFlags != 0 && !Poke(outFlags, int32_t{0})))
         return paramErr;
+    if (IsShowingSkipped())
+        return noErr;
     if (const ImageDescription* changed = DescriptionInHand(data))
         if (const Result result = found->Adapt(*changed); result != noErr)
             return result;

@@ -32,17 +32,22 @@ Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataS
 /// Says what lies at an address, for as long as it lives: a frame on its way to somebody who began his sequence for
 /// frames of another codec or size, before the device or its settings changed. The sequence shows it all the same, in
 /// the place that its own frames had. The description outlives the object; the newest object counts. Main thread.
+///
+/// A frame that is not to be shown, because a newer one waits, is accepted by all sequences while the object lives:
+/// `DecompressSequenceFrameWhen` checks its arguments, answers 0, and decodes and draws nothing.
 class FrameInHand {
 public:
-    FrameInHand(Address frame, const ImageDescription& description);
+    FrameInHand(Address frame, const ImageDescription& description, bool shown = true);
     ~FrameInHand();
     FrameInHand(const FrameInHand&) = delete;
     FrameInHand& operator=(const FrameInHand&) = delete;
 
 private:
     friend const ImageDescription* DescriptionInHand(Address frame);
+    friend bool IsShowingSkipped();
     Address frame;
     const ImageDescription& description;
+    bool shown;
     const FrameInHand* outer;
 };
 

@@ -36,8 +36,10 @@ Result Channel::Run()
     startTime = MonotonicNow();
     const Result result = StartDevice();
     running = result == noErr || result == noDeviceForChannel;
-    if (result != noErr)
+    if (result != noErr) {
         gone = true;
+        BeginOutage(startTime);
+    }
     return result;
 }
 
@@ -47,6 +49,7 @@ void Channel::Halt()
     if (running)
         StopDevice();
     running = false;
+    EndOutage(MonotonicNow());
 }
 
 bool Channel::IsAwaitedAt(int64_t now, int64_t startPatience) const
@@ -58,13 +61,25 @@ bool Channel::IsAwaitedAt(int64_t now, int64_t startPatience) const
 
 SGChannelCounts Channel::Counts() const
 {
-    return {counts.delivered, counts.droppedInQueue, counts.lostBeforeUs, counts.unreadable};
+    const int64_t start = outageStart;
+    return {.delivered = counts.delivered,
+            .droppedInQueue = counts.droppedInQueue,
+            .lostBeforeUs = counts.lostBeforeUs,
+            .unreadable = counts.unreadable,
+            .damaged = counts.damaged,
+            .notShown = counts.notShown,
+            .awayNanoseconds = outagesBefore + (start == 0 ? 0 : MonotonicNow() - start),
+            .away = start != 0};
 }
 
 void Channel::ResetCounts()
 {
-    for (auto* count : {&counts.delivered, &counts.droppedInQueue, &counts.lostBeforeUs, &counts.unreadable})
+    for (auto* count : {&counts.delivered, &counts.droppedInQueue, &counts.lostBeforeUs, &counts.unreadable,
+                        &counts.damaged, &counts.notShown})
         *count = 0;
+    outagesBefore = 0;
+    if (outageStart != 0)
+        outageStart = MonotonicNow();
 }
 
 void Channel::NoteArrival(int64_t now, int64_t breakBetween)
@@ -73,12 +88,26 @@ void Channel::NoteArrival(int64_t now, int64_t breakBetween)
     usualBreak = std::clamp<int64_t>(breakBetween, 0, kLongestBreak);
     arrivedSinceStart = true;
     gone = false;
+    EndOutage(now);
 }
 
 void Channel::NoteFailure(Result result)
 {
     failure = result;
     gone = true;
+    BeginOutage(MonotonicNow());
+}
+
+void Channel::BeginOutage(int64_t now)
+{
+    int64_t present = 0;
+    outageStart.compare_exchange_strong(present, now);
+}
+
+void Channel::EndOutage(int64_t now)
+{
+    if (const int64_t start = outageStart.exchange(0); start != 0)
+        outagesBefore += now - start;
 }
 
 std::shared_ptr<Channel> FindChannel(SGChannel number)

@@ -81,6 +81,7 @@ public:
     SGChannelCounts Counts() const;
     void ResetCounts();
     void CountDelivered() { ++counts.delivered; }
+    void CountNotShown() { ++counts.notShown; }
 
     virtual std::vector<ListedDevice> Devices() const = 0;
     virtual ListedDevice Device() const = 0;
@@ -102,6 +103,8 @@ protected:
         std::atomic<uint64_t> droppedInQueue{0};
         std::atomic<uint64_t> lostBeforeUs{0};
         std::atomic<uint64_t> unreadable{0};
+        std::atomic<uint64_t> damaged{0};
+        std::atomic<uint64_t> notShown{0};
     };
 
     virtual Result StartDevice() = 0;
@@ -141,6 +144,11 @@ private:
     std::atomic<int64_t> lastArrival{0};
     std::atomic<int64_t> usualBreak{0};
     std::atomic<Result> failure{noErr};
+
+    void BeginOutage(int64_t now);
+    void EndOutage(int64_t now);
+    std::atomic<int64_t> outageStart{0}; ///< 0: the device is there
+    std::atomic<int64_t> outagesBefore{0};
 };
 
 /// The living channel of a number, or null.

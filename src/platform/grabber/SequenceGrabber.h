@@ -240,6 +240,10 @@ struct SGChannelCounts {
     uint64_t droppedInQueue = 0; ///< buffers given up because the queue was full
     uint64_t lostBeforeUs = 0;   ///< frames or sample frames that the device says it lost
     uint64_t unreadable = 0;     ///< frames that could not be compressed because they do not decode
+    uint64_t damaged = 0;        ///< frames kept out because they are incomplete in their own format
+    uint64_t notShown = 0;       ///< frames handed over whose pictures were skipped because newer ones waited
+    int64_t awayNanoseconds = 0; ///< how long the device was away, the present outage included
+    bool away = false;           ///< the device is away now
 };
 SGChannelCounts SGGetChannelCounts(SGChannel channel);
 

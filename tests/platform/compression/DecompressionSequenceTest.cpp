@@ -229,6 +229,12 @@ TEST_F(Sequence, ShowsFramesThatChangedUnderIt)
     const OwnedBlock frame(static_cast<int64_t>(pixels.size()));
     std::ranges::copy(pixels, frame.Bytes().begin());
     EXPECT_NE(Show(frame.Get(), frame.Bytes().size()), noErr); // no JPEG
+    {
+        const FrameInHand skipped(frame.Get(), small, false);
+        EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noErr);
+        EXPECT_EQ(window.ColorAt(50, 40), Color{}) << "nothing is drawn of a frame that is not to be shown";
+        EXPECT_EQ(Show(0, 4), paramErr);
+    }
     for (int repeated = 0; repeated < 2; ++repeated) {
         const FrameInHand known(frame.Get(), small);
         EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noErr);

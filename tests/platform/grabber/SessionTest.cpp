@@ -74,10 +74,17 @@ TEST_F(GrabberTest, FailureIsToldOnceAndTheDeviceComesBack)
     EXPECT_EQ(SGPrepare(session, 1, 1), noDeviceForChannel);
     EXPECT_EQ(IdleAt(kSecond), noDeviceForChannel);
     EXPECT_EQ(IdleAt(kSecond), noErr);
+    TestDevices::SetTime(2 * kSecond);
     devices.Camera()->Send(2 * kSecond, kFrame);
     EXPECT_EQ(IdleAt(2 * kSecond), noErr);
     EXPECT_EQ(delivered.size(), 1U);
     EXPECT_EQ(SGPrepare(session, 1, 1), noErr);
+    EXPECT_EQ(SGGetChannelCounts(video).awayNanoseconds, kSecond);
+    EXPECT_FALSE(SGGetChannelCounts(video).away);
+    devices.Camera()->Fail(noDeviceForChannel);
+    TestDevices::SetTime(2 * kSecond + 500 * kMillisecond);
+    EXPECT_TRUE(SGGetChannelCounts(video).away);
+    EXPECT_EQ(SGGetChannelCounts(video).awayNanoseconds, kSecond + 500 * kMillisecond);
 
     // A device that can't be started at all is tried again.
     SGStop(session);
