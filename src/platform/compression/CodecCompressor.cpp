@@ -7,7 +7,7 @@
 
 #include "platform/compression/CodecTags.h"
 #include "platform/compression/FrameReader.h"
-#include "platform/compression/LibavOwners.h"
+#include "platform/compression/LibavEncoder.h"
 #include "platform/compression/PictureConversion.h"
 
 #include <algorithm>
@@ -20,17 +20,17 @@ struct Encoder {
     FourCharCode code;
     const char* name; ///< the library's
     AVPixelFormat format;
-    const char* options; ///< names and values with "=" and ":" between
-    int quantizer;       ///< at normal quality, 0 for codecs that have no choice
+    const char* profile;
+    int quantizer; ///< at normal quality, 0 for codecs that have no choice
 };
 
 constexpr Encoder kEncoders[] = {
-    {CodeOf("png "), "png", AV_PIX_FMT_RGB24, "compression_level=1:pred=sub", 0},
-    {CodeOf("dvc "), "dvvideo", AV_PIX_FMT_YUV411P, "", 0},
-    {CodeOf("apco"), "prores_ks", AV_PIX_FMT_YUV422P10, "profile=proxy", 16},
-    {CodeOf("apcs"), "prores_ks", AV_PIX_FMT_YUV422P10, "profile=lt", 10},
-    {CodeOf("apcn"), "prores_ks", AV_PIX_FMT_YUV422P10, "profile=standard", 6},
-    {CodeOf("apch"), "prores_ks", AV_PIX_FMT_YUV422P10, "profile=hq", 4},
+    {CodeOf("png "), "png", AV_PIX_FMT_RGB24, nullptr, 0},
+    {CodeOf("dvc "), "dvvideo", AV_PIX_FMT_YUV411P, nullptr, 0},
+    {CodeOf("apco"), "prores_ks", AV_PIX_FMT_YUV422P10, "proxy", 16},
+    {CodeOf("apcs"), "prores_ks", AV_PIX_FMT_YUV422P10, "lt", 10},
+    {CodeOf("apcn"), "prores_ks", AV_PIX_FMT_YUV422P10, "standard", 6},
+    {CodeOf("apch"), "prores_ks", AV_PIX_FMT_YUV422P10, "hq", 4},
 };
 
 // The quantizer doubles from normal quality to the lowest and halves to the highest. A fixed one spares ProRes the
@@ -47,6 +47,15 @@ struct Size {
 
     bool operator==(const Size&) const = default;
 };
+
+LibavEncoder::Options OptionsOf(const Encoder& encoder)
+{
+    if (encoder.code == CodeOf("png "))
+        return {{"compression_level", "1"}, {"pred", "sub"}};
+    if (encoder.profile != nullptr)
+        return {{"profile", encoder.profile}};
+    return {};
+}
 
 bool IsDv(const Encoder& encoder)
 {
@@ -102,14 +111,8 @@ public:
         AVFrame& stored = *converted;
         if (av_frame_make_writable(&stored) < 0 || !conversion.Convert(Wrapped(*picture), stored))
             return {};
-        stored.pts = next++;
-        if (avcodec_send_frame(context.get(), &stored) < 0 || avcodec_receive_packet(context.get(), packet.get()) < 0) {
-            context.reset();
-            return {};
-        }
-        OwnedBlock block = BlockOf({packet->data, static_cast<size_t>(packet->size)});
-        av_packet_unref(packet.get());
-        return block;
+        const auto bytes = library.Encode(stored);
+        return bytes.empty() ? OwnedBlock() : BlockOf(bytes);
     }
 
     ImageDescription Description(int32_t width, int32_t height) const override
@@ -125,36 +128,20 @@ public:
 private:
     bool OpenFor(const Size& size)
     {
-        if (context && size == opened)
+        if (library.IsOpen() && size == opened)
             return true;
-        SilenceLibav();
         opened = size;
-        const AVCodec* codec = avcodec_find_encoder_by_name(encoder.name);
-        context.reset(avcodec_alloc_context3(codec));
-        if (!packet)
-            packet.reset(av_packet_alloc());
         source.reset(av_frame_alloc());
-        if (codec == nullptr || !context || !packet || !source || !MakeTarget(StoredSize(encoder, size)))
+        if (!source || !MakeTarget(StoredSize(encoder, size)))
             return false;
-        context->width = converted->width;
-        context->height = converted->height;
-        context->pix_fmt = static_cast<AVPixelFormat>(converted->format);
-        context->colorspace = converted->colorspace;
-        context->color_range = converted->color_range;
-        // DV alone has a rate in its frames, that of its television system.
-        context->time_base = IsPal(converted->height) ? AVRational{1, 25} : AVRational{1001, 30000};
-        context->thread_count = 1;
-        if (encoder.quantizer != 0) {
-            context->flags |= AV_CODEC_FLAG_QSCALE;
-            context->global_quality = QuantizerOf(encoder, settings.spatialQuality) * FF_QP2LAMBDA;
-        }
-        AVDictionary* options = nullptr;
-        av_dict_parse_string(&options, encoder.options, "=", ":", 0);
-        const int result = avcodec_open2(context.get(), codec, &options);
-        av_dict_free(&options);
-        if (result < 0)
-            context.reset();
-        return result >= 0;
+        return library.Open(encoder.name, *converted, OptionsOf(encoder), [this](AVCodecContext& context) {
+            // DV alone has a rate in its frames, that of its television system.
+            context.time_base = IsPal(context.height) ? AVRational{1, 25} : AVRational{1001, 30000};
+            if (encoder.quantizer != 0) {
+                context.flags |= AV_CODEC_FLAG_QSCALE;
+                context.global_quality = QuantizerOf(encoder, settings.spatialQuality) * FF_QP2LAMBDA;
+            }
+        });
     }
 
     bool MakeTarget(const Size& size)
@@ -201,14 +188,12 @@ private:
     CompressionSettings settings;
     Encoder encoder;
     Size opened;
-    CodecContextOwner context;
-    PacketOwner packet;
+    LibavEncoder library;
     FrameOwner source;
     FrameOwner converted;
     PictureConversion conversion;
     FrameReader reader;
     std::vector<uint8_t> padded;
-    int64_t next = 0;
 };
 
 } // namespace

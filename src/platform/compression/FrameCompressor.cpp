@@ -2,7 +2,10 @@
 
 #include "platform/compression/CodecCompressor.h"
 #include "platform/compression/CodecTags.h"
+#include "platform/compression/Ffv1Compressor.h"
+#include "platform/compression/InterFrameCompressor.h"
 #include "platform/compression/JpegCompressor.h"
+#include "platform/compression/KeyFrames.h"
 #include "platform/compression/RawCompressor.h"
 #include "platform/compression/RawPictures.h"
 
@@ -24,12 +27,15 @@ struct Entry {
 // In the order in which dialogs list them.
 constexpr Entry kCompressors[] = {
     {CodeOf("jpeg"), "Photo JPEG", MakeJpegCompressor, true},
+    {CodeOf("avc1"), "H.264", MakeInterFrameCompressor, true},
+    {CodeOf("hvc1"), "HEVC", MakeInterFrameCompressor, true},
     {CodeOf("png "), "PNG", MakeCodecCompressor},
     {CodeOf("apco"), "ProRes 422 Proxy", MakeCodecCompressor, true},
     {CodeOf("apcs"), "ProRes 422 LT", MakeCodecCompressor, true},
     {CodeOf("apcn"), "ProRes 422", MakeCodecCompressor, true},
     {CodeOf("apch"), "ProRes 422 HQ", MakeCodecCompressor, true},
     {CodeOf("dvc "), "DV", MakeCodecCompressor},
+    {CodeOf("FFV1"), "FFV1 (lossless)", MakeFfv1Compressor},
     {CodeOf("2vuy"), "Uncompressed YUV 4:2:2", MakeRawCompressor},
     {CodeOf("yuvs"), "Uncompressed YUV 4:2:2 (luma first)", MakeRawCompressor},
     {CodeOf("raw "), "Uncompressed RGB", MakeRawCompressor, false, true},
@@ -42,7 +48,7 @@ std::vector<CompressorName> AvailableCompressors()
     std::vector<CompressorName> names;
     for (const Entry& entry : kCompressors)
         if (FrameCompressor::Create({.codec = entry.codec}))
-            names.push_back({entry.codec, entry.name, entry.hasQuality, entry.hasAlpha});
+            names.push_back({entry.codec, entry.name, entry.hasQuality, entry.hasAlpha, IsInterFrame(entry.codec)});
     return names;
 }
 

@@ -21,20 +21,26 @@ struct RawFrame {
 
 inline constexpr int32_t kHighestQuality = 1024;
 
-/// What a channel asks of its compressor. Qualities run from 0 to `kHighestQuality`, 512 is normal.
+/// What a channel asks of its compressor. Qualities run from 0 to `kHighestQuality`, 512 is normal. The last four make
+/// a difference to inter-frame compressors alone.
 struct CompressionSettings {
     FourCharCode codec = CodeOf("jpeg");
     int32_t depth = 24;
     int32_t spatialQuality = 512;
-    int32_t temporalQuality = 0;
-    int32_t keyFrameRate = 0;
+    int32_t temporalQuality = 512; ///< of the frames between key frames
+    int32_t keyFrameRate = 0;      ///< a key frame each so many frames; 0: as is usual
+    int32_t dataRate = 0;          ///< bytes a second that aren't to be exceeded for longer than a second; 0: no limit
+    double frameRate = 0;          ///< frames a second that are to be expected; 0: not known
+
+    bool operator==(const CompressionSettings&) const = default;
 };
 
 struct CompressorName {
     FourCharCode codec;
-    std::string name;       ///< readable, for people
-    bool hasQuality = true; ///< whether the spatial quality makes a difference
-    bool hasAlpha = false;  ///< whether it stores 32 bits a pixel as well as 24
+    std::string name;          ///< readable, for people
+    bool hasQuality = true;    ///< whether the spatial quality makes a difference
+    bool hasAlpha = false;     ///< whether it stores 32 bits a pixel as well as 24
+    bool isInterFrame = false; ///< whether key frames, temporal quality and data rate make a difference
 };
 
 /// The compressors that `FrameCompressor::Create` knows, the default first.

@@ -88,6 +88,14 @@ bool IsSide(int32_t side)
 
 } // namespace
 
+void AppendExtension(ImageDescription& description, FourCharCode type, std::span<const uint8_t> content)
+{
+    constexpr size_t kHeader = 8;
+    AppendBig(description.extensions, static_cast<uint32_t>(kHeader + content.size()));
+    AppendBig(description.extensions, type);
+    description.extensions.insert(description.extensions.end(), content.begin(), content.end());
+}
+
 std::vector<uint8_t> RecordOf(const ImageDescription& description)
 {
     std::vector<uint8_t> record(kImageDescriptionSize);

@@ -29,6 +29,9 @@ struct ImageDescription {
 
 inline constexpr int32_t kImageDescriptionSize = 86;
 
+/// Adds an atom to a description's extensions.
+void AppendExtension(ImageDescription& description, FourCharCode type, std::span<const uint8_t> content);
+
 /// The record of a description.
 std::vector<uint8_t> RecordOf(const ImageDescription& description);
 

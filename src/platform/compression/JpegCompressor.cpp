@@ -1,12 +1,12 @@
 // Compressing JPEG by TurboJPEG.
 //
 // Pictures that come as luma and chroma go in as planes, without a detour through RGB: 4:2:2 stays 4:2:2 and 4:2:0
-// stays 4:2:0. Cameras use the video range (luma 16 to 235, chroma 16 to 240) while JPEG uses all 256 values, so the
-// planes are stretched on the way. Pictures of an odd width or height, which the planes can't express exactly, and
-// all RGB ones go in as RGB and are stored as 4:2:2.
+// stays 4:2:0. The planes are stretched from the video range to JPEG's on the way. Pictures of an odd width or height,
+// which the planes can't express exactly, and all RGB ones go in as RGB and are stored as 4:2:2.
 #include "platform/compression/JpegCompressor.h"
 
 #include "platform/compression/FrameReader.h"
+#include "platform/compression/VideoRange.h"
 
 #include <libyuv.h>
 #include <turbojpeg.h>
@@ -28,33 +28,6 @@ int QualityOf(int32_t spatialQuality)
     if (quality <= 512)
         return kLowest + (kNormal - kLowest) * quality / 512;
     return kNormal + (kHighest - kNormal) * (quality - 512) / 512;
-}
-
-// Applies a function to bytes. The inner loop's fixed length is what lets the compiler use vector instructions.
-template <typename Function> void ForEachByte(std::span<uint8_t> bytes, Function function)
-{
-    constexpr size_t kRun = 64;
-    uint8_t* at = bytes.data();
-    uint8_t* const end = at + bytes.size();
-    for (; end - at >= static_cast<ptrdiff_t>(kRun); at += kRun)
-        for (size_t i = 0; i < kRun; ++i)
-            at[i] = function(at[i]);
-    for (; at != end; ++at)
-        *at = function(*at);
-}
-
-// 16 to 235 becomes 0 to 255; the products stay within 16 bits.
-uint8_t StretchedLuma(uint8_t value)
-{
-    const uint8_t held = std::clamp<uint8_t>(value, 16, 235);
-    return static_cast<uint8_t>(static_cast<uint16_t>((held - 16) * 149 + 64) >> 7);
-}
-
-// 16 to 240 becomes 0 to 255, and 128 stays 128.
-uint8_t StretchedChroma(uint8_t value)
-{
-    const uint8_t held = std::clamp<uint8_t>(value, 16, 240);
-    return static_cast<uint8_t>(static_cast<uint16_t>((held - 16) * 291 + 256) >> 8);
 }
 
 // Three planes in one buffer.

@@ -47,8 +47,8 @@ uint8_t FrameHeaderOf(std::span<const uint8_t> jpeg)
     return 0;
 }
 
-// Each scan of a progressive picture goes over all of its pixels, so a small frame can ask for minutes of work. Real
-// encoders use about ten scans.
+} // namespace
+
 bool HasTooManyScans(std::span<const uint8_t> jpeg)
 {
     constexpr uint8_t kProgressive = 0xC2;
@@ -62,6 +62,8 @@ bool HasTooManyScans(std::span<const uint8_t> jpeg)
         scans += jpeg[at] == kMarker && jpeg[at + 1] == kStartOfScan ? 1 : 0;
     return scans > kMostScans;
 }
+
+namespace {
 
 class JpegDecoder : public FrameDecoder {
 public:

@@ -12,4 +12,8 @@ std::unique_ptr<FrameDecoder> MakeJpegDecoder(const ImageDescription& descriptio
 /// grain the loss is within 0.3 dB of the exact decoding's; on smooth synthetic colours it stays above 37 dB.
 int JpegDecodingFlags();
 
+/// Whether a progressive picture has more scans than any real encoder's, which use about ten. Each scan goes over all
+/// pixels, so a small frame could ask for minutes of work.
+bool HasTooManyScans(std::span<const uint8_t> jpeg);
+
 } // namespace platform

@@ -3,7 +3,13 @@
 // Jobs stand in the order of capture from the moment they come in until they are handed on. A worker takes the first
 // that waits, compresses it outside of the lock, and then hands on everything at the head of the line that is
 // finished: so a frame that was quick waits for the slow one before it, and the order needs no numbers.
+//
+// Frames of an inter-frame codec go through one compressor, in the order of the line, by whichever worker is free: the
+// codec has threads of its own. Such a compressor's frames build on one another, so that one that is forgotten after
+// it was compressed makes the later ones useless until the next key frame, which is then asked for.
 #include "platform/grabber/CompressionWorkers.h"
+
+#include "platform/compression/KeyFrames.h"
 
 #include <algorithm>
 
@@ -16,37 +22,50 @@ constexpr size_t kMostJobs = 8;
 
 } // namespace
 
-// A worker's compressor: made anew when the settings change. Its descriptions are shared by the frames of one size.
+// A compressor that is made again when the settings change. Its descriptions are shared by the frames of one kind.
 class CompressionWorkers::Compressor {
 public:
     // The sample's data becomes the compressed frame; it is empty when the frame can't be read.
     void Compress(Frame& frame)
     {
-        if (frame.settings != settings) {
-            settings = frame.settings;
-            compressor = FrameCompressor::Create(*settings);
+        if (!settings || (frame.settings != settings && *frame.settings != *settings)) {
+            compressor = FrameCompressor::Create(*frame.settings);
             description = nullptr;
         }
+        settings = frame.settings;
         const RawFrame raw{frame.sample.data.Bytes(), frame.format, frame.width, frame.height};
         frame.sample.data = SampleData(compressor ? compressor->Compress(raw) : OwnedBlock());
         if (frame.sample.data.Size() == 0)
             return;
-        if (!description || description->image.width != frame.width || description->image.height != frame.height) {
+        const Kind kind{frame.format, frame.width, frame.height};
+        if (!description || kind != described) {
             auto fresh = std::make_shared<SampleDescription>();
             fresh->image = compressor->Description(frame.width, frame.height);
             fresh->record = RecordOf(fresh->image);
             description = std::move(fresh);
+            described = kind;
         }
         frame.sample.description = description;
+        frame.sample.isKey = IsKeyFrame(settings->codec, frame.sample.data.Bytes());
     }
 
 private:
+    struct Kind {
+        FourCharCode format = 0;
+        int32_t width = 0;
+        int32_t height = 0;
+
+        bool operator==(const Kind&) const = default;
+    };
+
     Settings settings;
     std::unique_ptr<FrameCompressor> compressor;
     SharedDescription description;
+    Kind described;
 };
 
-CompressionWorkers::CompressionWorkers(Outlet toOutlet) : outlet(std::move(toOutlet))
+CompressionWorkers::CompressionWorkers(Outlet toOutlet)
+    : outlet(std::move(toOutlet)), ordered(std::make_unique<Compressor>())
 {
     for (int i = 0; i < kThreads; ++i)
         threads.emplace_back([this] { Work(); });
@@ -97,12 +116,14 @@ void CompressionWorkers::Discard()
     std::erase_if(jobs, [](const Job& job) { return job.state != State::InWork; });
     for (Job& job : jobs)
         job.state = State::Forgotten;
+    // Also where no job is in work: a finished one may have been among those.
+    RequestKeyFrame();
     done.wait(lock, [this] { return jobs.empty(); });
 }
 
 void CompressionWorkers::Work()
 {
-    Compressor compressor;
+    Compressor own;
     std::unique_lock lock(mutex);
     for (;;) {
         Job* job = NextWaiting();
@@ -112,10 +133,16 @@ void CompressionWorkers::Work()
             work.wait(lock);
             continue;
         }
+        const bool isOrdered = IsOrdered(*job);
         job->state = State::InWork;
+        orderedInWork |= isOrdered;
         lock.unlock();
-        compressor.Compress(job->frame);
+        (isOrdered ? *ordered : own).Compress(job->frame);
         lock.lock();
+        if (isOrdered) {
+            orderedInWork = false;
+            work.notify_one();
+        }
         if (job->state == State::Forgotten)
             std::erase_if(jobs, [job](const Job& other) { return &other == job; });
         else
@@ -124,9 +151,15 @@ void CompressionWorkers::Work()
     }
 }
 
+bool CompressionWorkers::IsOrdered(const Job& job)
+{
+    return job.frame.settings && IsInterFrame(job.frame.settings->codec);
+}
+
 CompressionWorkers::Job* CompressionWorkers::NextWaiting()
 {
-    const auto found = std::ranges::find(jobs, State::Waiting, &Job::state);
+    const auto found = std::ranges::find_if(
+        jobs, [this](const Job& job) { return job.state == State::Waiting && !(orderedInWork && IsOrdered(job)); });
     return found == jobs.end() ? nullptr : &*found;
 }
 

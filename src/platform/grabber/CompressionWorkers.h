@@ -62,6 +62,7 @@ private:
     class Compressor;
 
     void Work();
+    static bool IsOrdered(const Job& job);
     Job* NextWaiting();
     void HandOnFinished();
 
@@ -71,6 +72,8 @@ private:
     std::condition_variable done;
     std::list<Job> jobs; ///< a job keeps its place in memory while a worker has it
     bool ending = false;
+    std::unique_ptr<Compressor> ordered; ///< of the worker that set `orderedInWork`
+    bool orderedInWork = false;
     std::vector<std::thread> threads;
 };
 

@@ -75,6 +75,7 @@ struct Sample {
     SampleData data;
     int64_t captureTime = 0; ///< nanoseconds of the monotonic clock
     int64_t arrivalTime = 0; ///< when the device handed it over, by `MonotonicNow`
+    bool isKey = true;       ///< whether it can be decoded without the samples before it
     int64_t framesLost = 0;  ///< sample frames that a sound source lost just before
     SharedDescription description;
 };

@@ -1,5 +1,7 @@
 #include "platform/grabber/SampleQueue.h"
 
+#include "platform/compression/KeyFrames.h"
+
 namespace platform {
 
 void SampleQueue::OpenLane(int32_t lane, size_t mostSamples, std::atomic<uint64_t>& dropped)
@@ -28,10 +30,13 @@ void SampleQueue::Put(int32_t lane, Sample sample)
     if (found == lanes.end())
         return;
     Waiting& target = found->second;
-    if (target.samples.size() >= target.most) {
-        TakeFirst(target);
+    if (target.samples.size() >= target.most)
+        DropFirst(target);
+    if (target.needsKey && !sample.isKey) {
         ++*target.dropped;
+        return;
     }
+    target.needsKey = false;
     bytes += sample.data.Size();
     target.samples.push_back(std::move(sample));
     while (bytes > kMostBytes)
@@ -60,9 +65,12 @@ std::optional<Sample> SampleQueue::Take(int32_t lane)
 void SampleQueue::Clear()
 {
     const std::lock_guard lock(mutex);
-    for (auto& [number, lane] : lanes)
+    for (auto& [number, lane] : lanes) {
         lane.samples.clear();
+        lane.needsKey = true;
+    }
     bytes = 0;
+    RequestKeyFrame();
 }
 
 Sample SampleQueue::TakeFirst(Waiting& lane)
@@ -80,8 +88,19 @@ void SampleQueue::DropOldest()
         if (!lane.samples.empty() &&
             (!oldest || lane.samples.front().captureTime < oldest->samples.front().captureTime))
             oldest = &lane;
-    TakeFirst(*oldest);
-    ++*oldest->dropped;
+    DropFirst(*oldest);
+}
+
+void SampleQueue::DropFirst(Waiting& lane)
+{
+    do {
+        TakeFirst(lane);
+        ++*lane.dropped;
+    } while (!lane.samples.empty() && !lane.samples.front().isKey);
+    if (lane.samples.empty()) {
+        lane.needsKey = true;
+        RequestKeyFrame();
+    }
 }
 
 } // namespace platform

@@ -30,7 +30,7 @@ public:
     void CloseLane(int32_t lane);
 
     /// Puts a sample at the end of a lane. A full lane gives its first sample up; a queue that holds too many bytes
-    /// gives up the oldest sample of all.
+    /// gives up the oldest sample of all. What can't be decoded without a sample given up goes with it.
     void Put(int32_t lane, Sample sample);
 
     Lane Look(int32_t lane) const;
@@ -49,10 +49,12 @@ private:
         std::deque<Sample> samples;
         size_t most = 0;
         std::atomic<uint64_t>* dropped = nullptr;
+        bool needsKey = false; ///< the sample that the next one builds on was given up
     };
 
     Sample TakeFirst(Waiting& lane);
     void DropOldest();
+    void DropFirst(Waiting& lane);
 
     mutable std::mutex mutex;
     std::map<int32_t, Waiting> lanes;

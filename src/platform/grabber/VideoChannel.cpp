@@ -154,8 +154,10 @@ Result VideoChannel::SetCompression(const CompressionSettings& settings)
 {
     if (!CanCompress(settings) && !IsDelivered(settings.codec))
         return noCodecErr;
+    auto taken = std::make_shared<CompressionSettings>(settings);
+    taken->frameRate = digitizer->Format().frameRate;
     const std::lock_guard lock(compressionMutex);
-    compression = std::make_shared<CompressionSettings>(settings);
+    compression = std::move(taken);
     return noErr;
 }
 

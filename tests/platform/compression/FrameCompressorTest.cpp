@@ -1,7 +1,10 @@
+#include "platform/compression/KeyFrames.h"
 #include "platform/compression/Pictures.h"
+#include "platform/compression/RawPictures.h"
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <tuple>
 
 using namespace platform;
@@ -49,4 +52,118 @@ TEST(FrameCompressor, EveryCompressorTakesEveryFormat)
         ExpectRoundTrip(*compressor, {jpeg, CodeOf("jpeg"), 64, 48}, 14, known.name + " from jpeg");
     }
     EXPECT_EQ(FrameCompressor::Create({.codec = CodeOf("what")}), nullptr);
+}
+
+namespace {
+
+constexpr int32_t kWidth = 96, kHeight = 64;
+
+// Grain that is another in every frame.
+std::vector<uint8_t> Noise(uint32_t seed)
+{
+    std::vector<uint8_t> bytes(static_cast<size_t>(PackedImageSize(k2vuyPixelFormat, kWidth, kHeight)));
+    std::mt19937 random(seed);
+    for (uint8_t& byte : bytes)
+        byte = static_cast<uint8_t>(100 + random() % 50);
+    return bytes;
+}
+
+int64_t SizeOfFrames(const CompressionSettings& settings, int frames)
+{
+    const auto compressor = FrameCompressor::Create(settings);
+    int64_t size = 0;
+    for (int i = 0; i < frames; ++i)
+        size += compressor->Compress({Noise(static_cast<uint32_t>(i)), k2vuyPixelFormat, kWidth, kHeight}).Size();
+    return size;
+}
+
+bool IsAvailable(FourCharCode codec)
+{
+    return std::ranges::any_of(AvailableCompressors(), [=](const auto& known) { return known.codec == codec; });
+}
+
+} // namespace
+
+// Each frame comes out at once and in its place, and the key frames are where they were asked for.
+TEST(FrameCompressor, InterFrameCodecsKeepOrderAndKeyFrames)
+{
+    constexpr int kFrames = 10, kRequestBefore = 6;
+    ASSERT_TRUE(IsAvailable(CodeOf("avc1")));
+    for (const FourCharCode codec : {CodeOf("avc1"), CodeOf("hvc1")})
+        for (const auto& [rate, expected] :
+             {std::pair{1, "KKKKKKKKKK"}, {4, "K...K.K..."}, {300, "K.....K..."}, {0, "K.....K..."}}) {
+            if (!IsAvailable(codec))
+                continue;
+            const auto name = TextOf(codec) + " each " + std::to_string(rate);
+            const auto compressor = FrameCompressor::Create({.codec = codec, .keyFrameRate = rate});
+            std::unique_ptr<FrameDecoder> decoder;
+            std::string keys;
+            for (int i = 0; i < kFrames; ++i) {
+                if (i == kRequestBefore)
+                    RequestKeyFrame();
+                auto bytes = Quarters(kPixelFormat32, kWidth, kHeight);
+                const bool isNegative = i % 2 == 1;
+                if (isNegative)
+                    std::ranges::transform(bytes, bytes.begin(), [](uint8_t byte) { return 255 - byte; });
+                const OwnedBlock block = compressor->Compress({bytes, kPixelFormat32, kWidth, kHeight});
+                keys += IsKeyFrame(codec, block.Bytes()) ? 'K' : '.';
+                if (!decoder)
+                    decoder = FrameDecoder::Create(compressor->Description(kWidth, kHeight));
+                const TestPort port(kWidth, kHeight);
+                ASSERT_EQ(decoder->Decode(block.Bytes(), port.Pixels()), noErr) << name << ", frame " << i;
+                const Color white = port.ColorAt(kWidth * 3 / 4, kHeight * 3 / 4);
+                EXPECT_EQ(white.green < 128, isNegative) << name << ", frame " << i;
+                // No cut or damage makes a reader leave the bytes.
+                for (size_t cut = 0; cut < block.Bytes().size(); cut += 7)
+                    IsKeyFrame(codec, block.Bytes().first(cut));
+            }
+            EXPECT_EQ(keys, expected) << name;
+        }
+    const uint8_t tooLong[] = {0xFF, 0xFF, 0xFF, 0xFF, 0x65};
+    EXPECT_FALSE(IsKeyFrame(CodeOf("avc1"), tooLong));
+    EXPECT_TRUE(IsKeyFrame(CodeOf("jpeg"), tooLong));
+}
+
+TEST(FrameCompressor, SettingsOfInterFrameCodecsAct)
+{
+    for (const FourCharCode codec : {CodeOf("avc1"), CodeOf("hvc1")}) {
+        if (!IsAvailable(codec))
+            continue;
+        const CompressionSettings normal{.codec = codec, .frameRate = 30};
+        const auto changed = [&](auto change) {
+            CompressionSettings settings = normal;
+            change(settings);
+            return SizeOfFrames(settings, 60);
+        };
+        const int64_t usual = SizeOfFrames(normal, 60);
+        EXPECT_LT(changed([](auto& s) { s.spatialQuality = 128; }), usual * 2 / 3) << TextOf(codec);
+        EXPECT_GT(changed([](auto& s) { s.spatialQuality = 1024; }), usual * 3 / 2) << TextOf(codec);
+        EXPECT_LT(changed([](auto& s) { s.temporalQuality = 0; }), usual * 2 / 3) << TextOf(codec);
+        EXPECT_GT(changed([](auto& s) { s.temporalQuality = 1024; }), usual * 8 / 7) << TextOf(codec);
+        // 60 frames are two seconds, and a second's worth may come at once.
+        const auto limit = static_cast<int32_t>(usual / 8);
+        EXPECT_LT(changed([=](auto& s) { s.dataRate = limit; }), int64_t{limit} * 7 / 2) << TextOf(codec);
+    }
+}
+
+// An archive holds the camera's own samples.
+TEST(FrameCompressor, Ffv1LosesNothing)
+{
+    for (const FourCharCode format : kFormats) {
+        auto bytes = Quarters(format, kWidth, kHeight);
+        std::mt19937 random(1);
+        for (uint8_t& byte : bytes)
+            byte = static_cast<uint8_t>(std::clamp(byte + static_cast<int>(random() % 9) - 4, 16, 235));
+        const auto compressor = FrameCompressor::Create({.codec = CodeOf("FFV1")});
+        const OwnedBlock block = compressor->Compress({bytes, format, kWidth, kHeight});
+        const TestPort direct(kWidth, kHeight), through(kWidth, kHeight);
+        ASSERT_EQ(
+            FrameDecoder::Create(compressor->Description(kWidth, kHeight))->Decode(block.Bytes(), through.Pixels()),
+            noErr);
+        ASSERT_EQ(FrameDecoder::Create(DescriptionOfLayout(format, kWidth, kHeight))->Decode(bytes, direct.Pixels()),
+                  noErr);
+        for (int32_t i = 0; i < kWidth * kHeight; ++i)
+            ASSERT_EQ(through.ColorAt(i % kWidth, i / kWidth), direct.ColorAt(i % kWidth, i / kWidth))
+                << TextOf(format) << " at " << i;
+    }
 }

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/compression/FrameCompressor.h"
+
+namespace platform {
+
+/// A compressor for FFV1 ("FFV1", RFC 9043, version 3 with checksums of slices), which loses nothing of raw frames;
+/// null where libavcodec lacks it.
+std::unique_ptr<FrameCompressor> MakeFfv1Compressor(const CompressionSettings& settings);
+
+} // namespace platform

@@ -1,0 +1,189 @@
+// Compressing H.264 and HEVC by libavcodec.
+//
+// A frame in is a frame out, in the same order: no frame looks ahead, and what the encoder does on several threads it
+// does within one frame, by slices or rows. So a recording that ends has all of its frames, and the live picture
+// isn't late.
+//
+// Frames are stored as movie files want them: parameter sets in the description alone, units behind lengths of four
+// bytes. Pictures are 4:2:0 with BT.601 colours in the video range, which every player knows. Odd sides get one more
+// column or row.
+//
+// The quality is a constant one, so the data rate follows what the picture needs; a limit of the rate holds it down.
+#include "platform/compression/InterFrameCompressor.h"
+
+#include "platform/compression/KeyFrames.h"
+#include "platform/compression/LibavEncoder.h"
+#include "platform/compression/NalUnits.h"
+#include "platform/compression/PlanarReader.h"
+
+#include <algorithm>
+#include <cmath>
+#include <thread>
+
+namespace platform {
+namespace {
+
+struct Candidate {
+    FourCharCode codec;
+    const char* name;     ///< the library's
+    const char* quality;  ///< the option that takes the quality
+    double normalQuality; ///< its value at normal quality; less is better
+    LibavEncoder::Options options;
+};
+
+// In the order in which they are tried. The encoders in software come first, as they answer to everything that can be
+// set here.
+const std::vector<Candidate>& Candidates()
+{
+    static const std::vector<Candidate> candidates{
+        {CodeOf("avc1"),
+         "libx264",
+         "crf",
+         23,
+         {{"preset", "superfast"}, {"tune", "zerolatency"}, {"forced-idr", "1"}, {"sc_threshold", "0"}}},
+        {CodeOf("avc1"),
+         "h264_nvenc",
+         "qp",
+         24,
+         {{"rc", "constqp"}, {"zerolatency", "1"}, {"delay", "0"}, {"forced-idr", "1"}}},
+        {CodeOf("hvc1"),
+         "libx265",
+         "crf",
+         26,
+         {{"preset", "ultrafast"},
+          {"tune", "zerolatency"},
+          {"forced-idr", "1"},
+          {"x265-params", "log-level=none:scenecut=0:open-gop=0:frame-threads=1"}}},
+        {CodeOf("hvc1"),
+         "hevc_nvenc",
+         "qp",
+         26,
+         {{"rc", "constqp"}, {"zerolatency", "1"}, {"delay", "0"}, {"forced-idr", "1"}}},
+    };
+    return candidates;
+}
+
+std::vector<const Candidate*> CandidatesFor(FourCharCode codec)
+{
+    std::vector<const Candidate*> found;
+    for (const Candidate& candidate : Candidates())
+        if (candidate.codec == codec && avcodec_find_encoder_by_name(candidate.name) != nullptr)
+            found.push_back(&candidate);
+    return found;
+}
+
+constexpr double kUsualFrameRate = 30;
+constexpr int kLongestKeyFrameRate = 65535;
+
+// Quantizers of key frames, and what is added to them for the frames between. Six more make a step twice as coarse.
+struct Quantizers {
+    double key;
+    double between;
+};
+
+Quantizers QuantizersOf(double normal, const CompressionSettings& settings)
+{
+    constexpr double kSpatialRange = 13, kNormalBetween = 3, kWorstBetween = 11;
+    const auto steps = [](int32_t quality) { return (512 - std::clamp(quality, 0, kHighestQuality)) / 512.0; };
+    const double temporal = steps(settings.temporalQuality);
+    const double between = kNormalBetween + temporal * (temporal > 0 ? kWorstBetween - kNormalBetween : kNormalBetween);
+    return {normal - kNormalBetween + kSpatialRange * steps(settings.spatialQuality), between};
+}
+
+class InterFrameCompressor : public FrameCompressor {
+public:
+    explicit InterFrameCompressor(const CompressionSettings& settings) : settings(settings) {}
+
+    OwnedBlock Compress(const RawFrame& frame) override
+    {
+        if (!OpenFor(frame.width, frame.height) || !reader.Read(frame, *picture))
+            return {};
+        const uint32_t requests = KeyFrameRequests();
+        const auto bytes = encoder.Encode(*picture, requests != requestsMet);
+        requestsMet = requests;
+        OwnedBlock block(static_cast<int64_t>(SizeWithLengths(bytes)));
+        if (block.Get() != 0)
+            StoreWithLengths(bytes, block.Bytes());
+        else
+            RequestKeyFrame();
+        return block;
+    }
+
+    ImageDescription Description(int32_t width, int32_t height) const override
+    {
+        ImageDescription description = DescriptionOfPassThrough(settings.codec, Even(width), Even(height));
+        description.spatialQuality = settings.spatialQuality;
+        description.temporalQuality = settings.temporalQuality;
+        AppendExtension(description, IsH264() ? CodeOf("avcC") : CodeOf("hvcC"), configuration);
+        AppendVideoColors(description);
+        return description;
+    }
+
+private:
+    static int32_t Even(int32_t side) { return (side + 1) / 2 * 2; }
+
+    bool IsH264() const { return settings.codec == CodeOf("avc1"); }
+
+    bool OpenFor(int32_t width, int32_t height)
+    {
+        if (encoder.IsOpen() && picture && picture->width == Even(width) && picture->height == Even(height))
+            return true;
+        picture = width < 1 || height < 1 ? nullptr : NewVideoPicture(AV_PIX_FMT_YUV420P, Even(width), Even(height));
+        return picture && std::ranges::any_of(CandidatesFor(settings.codec),
+                                              [this](const Candidate* candidate) { return Open(*candidate); });
+    }
+
+    bool Open(const Candidate& candidate)
+    {
+        // All frames are key frames where there is none between.
+        const bool isIntra = settings.keyFrameRate == 1;
+        const Quantizers quantizers = QuantizersOf(candidate.normalQuality, settings);
+        auto options = candidate.options;
+        const double quality = std::max(1.0, quantizers.key + (isIntra ? 0 : quantizers.between));
+        options.emplace_back(candidate.quality, std::to_string(std::lround(quality)));
+        const bool isOpen = encoder.Open(candidate.name, *picture, options, [&](AVCodecContext& context) {
+            SetRates(context);
+            context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_LOW_DELAY | AV_CODEC_FLAG_CLOSED_GOP;
+            context.max_b_frames = 0;
+            context.i_quant_factor = static_cast<float>(std::exp2(quantizers.between / 6));
+            context.thread_count = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U));
+        });
+        if (!isOpen)
+            return false;
+        configuration = DecoderConfiguration(IsH264() ? NalCodec::H264 : NalCodec::Hevc, encoder.Header());
+        if (configuration.empty())
+            encoder.Close();
+        return encoder.IsOpen();
+    }
+
+    void SetRates(AVCodecContext& context) const
+    {
+        const double frameRate = settings.frameRate > 0 ? settings.frameRate : kUsualFrameRate;
+        context.framerate = av_d2q(frameRate, 100000);
+        context.time_base = av_inv_q(context.framerate);
+        // Two seconds are a length that players can skip by, and cost little.
+        const auto automatic = static_cast<int>(std::lround(2 * frameRate));
+        context.gop_size =
+            std::clamp(settings.keyFrameRate > 0 ? settings.keyFrameRate : automatic, 1, kLongestKeyFrameRate);
+        if (settings.dataRate > 0) {
+            context.rc_max_rate = int64_t{8} * settings.dataRate;
+            context.rc_buffer_size = static_cast<int>(std::min<int64_t>(context.rc_max_rate, INT32_MAX));
+        }
+    }
+
+    CompressionSettings settings;
+    LibavEncoder encoder;
+    PlanarReader reader;
+    FrameOwner picture;
+    std::vector<uint8_t> configuration;
+    uint32_t requestsMet = KeyFrameRequests();
+};
+
+} // namespace
+
+std::unique_ptr<FrameCompressor> MakeInterFrameCompressor(const CompressionSettings& settings)
+{
+    return CandidatesFor(settings.codec).empty() ? nullptr : std::make_unique<InterFrameCompressor>(settings);
+}
+
+} // namespace platform

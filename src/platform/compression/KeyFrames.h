@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/memory/FourCharCode.h"
+
+#include <cstdint>
+#include <span>
+
+namespace platform {
+
+/// Whether frames of a codec may depend on the frames before them.
+bool IsInterFrame(FourCharCode codec);
+
+/// Whether a decoder can begin with this frame. Looks into the frames of "avc1" and "hvc1" (length-prefixed NAL units
+/// as in ISO/IEC 14496-15, with lengths of four bytes); frames of all other codecs that this platform writes stand by
+/// themselves.
+bool IsKeyFrame(FourCharCode codec, std::span<const uint8_t> frame);
+
+/// Makes the next frame that each inter-frame compressor of the process begins with a key frame. A movie that begins
+/// asks for one, and so does whoever lost a frame that later ones need. Any thread.
+void RequestKeyFrame();
+
+/// How many requests there have been. A compressor compares it with the count at its last key frame. Any thread.
+uint32_t KeyFrameRequests();
+
+} // namespace platform

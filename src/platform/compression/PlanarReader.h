@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/compression/FrameReader.h"
+#include "platform/compression/LibavOwners.h"
+
+#include <vector>
+
+namespace platform {
+
+/// A picture of libavcodec's in BT.601 colours of the video range, with buffers; `format` is one of those that
+/// `PlanarReader` fills. Null without memory.
+FrameOwner NewVideoPicture(AVPixelFormat format, int32_t width, int32_t height);
+
+/// Adds the colours of such pictures to a description, as "colr" atom ("nclc": QuickTime File Format, Color Parameter
+/// Atoms).
+void AppendVideoColors(ImageDescription& description);
+
+/// Brings what devices deliver into the planes that video encoders take, without a detour through RGB where the frame
+/// has luma and chroma.
+class PlanarReader {
+public:
+    /// The format that keeps all that frames of a device's format hold. What the device compressed is taken as 4:2:2.
+    static AVPixelFormat KeepingFormat(FourCharCode format);
+
+    /// Fills `target`: AV_PIX_FMT_YUV420P from any frame; AV_PIX_FMT_YUV422P, BGR0 or GRAY8 from frames whose
+    /// `KeepingFormat` it is. The target may be a column or a row larger: then the last one is repeated. False for an
+    /// unreadable frame.
+    bool Read(const RawFrame& frame, AVFrame& target);
+
+private:
+    bool ReadJpeg(std::span<const uint8_t> jpeg, const RawFrame& frame, AVFrame& target);
+    bool StoreRgb(const RawPicture& picture, AVFrame& target);
+
+    FrameReader reader;
+    std::unique_ptr<void, void (*)(void*)> turbo{nullptr, nullptr};
+    std::vector<uint8_t> chroma;
+};
+
+} // namespace platform
