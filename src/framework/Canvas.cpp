@@ -1,12 +1,12 @@
 // A canvas and its widget.
 //
-// The pixels of a canvas are its rectangle of the window's port. Two draw into them: `Event_Paint`, through
-// `PaintIntoPort` and only when asked for, and the platform, which shows frames there by itself. The widget paints
-// nothing of its own: it copies pixels of the port to the screen whenever the screen needs them. So a frame stays until
-// the next one, or a paint that someone asked for, takes its place.
+// The pixels of a canvas are a view of its window's port, at the density of the screen. Two draw into them:
+// `Event_Paint`, through `PaintIntoView` and only when asked for, and the platform, which shows frames there by itself.
+// The widget paints nothing of its own: it copies the view's pixels to the screen whenever the screen needs them. So a
+// frame stays until the next one, or a paint that someone asked for, takes its place.
 //
-// A canvas that changes its size keeps what it shows. What the growth uncovers is given the window's background at
-// once, and the whole is painted anew at the next turn of the event loop.
+// A canvas that changes its size keeps what it shows. A frame follows the view; what `Event_Paint` drew is stretched
+// and painted again at the next turn of the event loop.
 #include "framework/Canvas.h"
 
 #include "framework/CanvasWidget.h"
@@ -28,13 +28,14 @@ CanvasWidget::CanvasWidget(Canvas& canvas, QWidget* parent) : QWidget(parent), c
     setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
-void CanvasWidget::paintEvent(QPaintEvent* event)
+void CanvasWidget::paintEvent(QPaintEvent*)
 {
+    // The screen's density is known for sure only now: a window may have been moved to another screen.
+    canvas.FitView();
+    QImage image = ImageOf(canvas.view->Pixels());
+    image.setDevicePixelRatio(canvas.view->Density());
     QPainter painter(this);
-    const QImage image = ImageOfPort(canvas.Window()->Port());
-    const QPoint corner(canvas.Left(), canvas.Top());
-    const QRect source = event->rect().translated(corner).intersected(image.rect());
-    painter.drawImage(source.topLeft() - corner, image, source);
+    painter.drawImage(QPoint(), image);
     if (hasFocus() && canvas.UseFocusRing) {
         QStyleOptionFocusRect ring;
         ring.initFrom(this);
@@ -50,11 +51,6 @@ void CanvasWidget::showEvent(QShowEvent*)
     shown = true;
 }
 
-void CanvasWidget::moveEvent(QMoveEvent*)
-{
-    canvas.Refresh();
-}
-
 QWidget* Canvas::MakeWidget(QWidget* parent)
 {
     return new CanvasWidget(*this, parent);
@@ -67,15 +63,31 @@ void Canvas::Event_EnableMenuItems()
     Raise(EnableMenuItems);
 }
 
-void Canvas::Event_Resized()
+void Canvas::Added()
 {
-    if (Widget() == nullptr)
-        return;
-    FillBackground(filledWidth, 0, Width() - filledWidth, Height());
-    FillBackground(0, filledHeight, Width(), Height() - filledHeight);
-    filledWidth = Width();
-    filledHeight = Height();
-    Refresh();
+    RectControl::Added();
+    view = platform::View::Register(Window()->Port(), [this] {
+        if (Widget() != nullptr)
+            Widget()->repaint();
+    });
+}
+
+void Canvas::Placed()
+{
+    if (Widget() != nullptr)
+        FitView();
+}
+
+// Brings the view to the canvas's place and the screen's density.
+void Canvas::FitView()
+{
+    const platform::PortRect area{Left(), Top(), Width(), Height()};
+    const double density = Widget()->devicePixelRatioF();
+    const platform::PortRect& old = view->Area();
+    const bool fits = old.width == area.width && old.height == area.height && view->Density() == density;
+    view->Update(area, density);
+    if (!fits && !view->ShowsPicture())
+        Refresh();
 }
 
 void Canvas::Refresh(bool eraseBackground)
@@ -86,26 +98,29 @@ void Canvas::Refresh(bool eraseBackground)
     if (paintPending)
         return;
     paintPending = true;
-    QTimer::singleShot(0, Widget(), [this] { Guard([this] { PaintIntoPort(); }); });
+    QTimer::singleShot(0, Widget(), [this] { Guard([this] { PaintIntoView(); }); });
 }
 
-void Canvas::PaintIntoPort()
+void Canvas::PaintIntoView()
 {
     paintPending = false;
     if (std::exchange(erasePending, false))
-        FillBackground(0, 0, Width(), Height());
-    Graphics graphics(Window()->Port(), {Left(), Top(), Width(), Height()});
+        FillBackground();
+    Graphics graphics(Window()->Port(), view->Area());
     Event_Paint(graphics);
     Widget()->update();
 }
 
-void Canvas::FillBackground(int32_t x, int32_t y, int32_t width, int32_t height)
+void Canvas::FillBackground()
 {
-    QImage image = ImageOfPort(Window()->Port());
-    const QRect area = QRect(Left() + x, Top() + y, width, height).intersected(image.rect());
-    if (area.isEmpty())
+    const auto surface = platform::SurfaceForDrawing(Window()->Port(), view->Area());
+    if (!surface)
         return;
+    QImage image = ImageOf(surface->pixels);
     QPainter painter(&image);
+    painter.scale(surface->scaleX, surface->scaleY);
+    painter.translate(-surface->left, -surface->top);
+    const QRect area = ToQt(view->Area());
     static_cast<const WindowWidget*>(Widget()->window())->PaintBackground(painter, area);
 }
 

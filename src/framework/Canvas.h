@@ -2,13 +2,15 @@
 
 #include "framework/Control.h"
 #include "framework/Graphics.h"
+#include "platform/drawing/View.h"
 
 #include <functional>
 
 namespace framework {
 
-/// A control that is painted by its owner. Its pixels are part of the window's port and are kept: what `Event_Paint` or
-/// the platform drew stands until one of them draws again, also when the window was covered.
+/// A control that is painted by its owner. Its pixels are a view of the window's port and are kept: what `Event_Paint`
+/// or the platform drew stands until one of them draws again, also when the window was covered. After a change of size
+/// a picture of the platform's is kept, anything else is painted again.
 class Canvas : public RectControl {
 public:
     bool UseFocusRing = true;
@@ -27,16 +29,17 @@ protected:
     QWidget* MakeWidget(QWidget* parent) override;
     virtual void Event_Paint(Graphics& graphics);
     void Event_EnableMenuItems() override;
-    void Event_Resized() override;
+    void Added() override;
+    void Placed() override;
 
 private:
     friend class CanvasWidget;
-    void PaintIntoPort();
-    void FillBackground(int32_t x, int32_t y, int32_t width, int32_t height);
+    void FitView();
+    void PaintIntoView();
+    void FillBackground();
+    std::shared_ptr<platform::View> view; // null before the canvas was added to a window
     bool paintPending = false;
     bool erasePending = false;
-    int32_t filledWidth = 0; // of the canvas's rectangle, what holds pixels of its own
-    int32_t filledHeight = 0;
 };
 
 } // namespace framework

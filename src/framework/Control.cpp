@@ -50,6 +50,7 @@ void RectControl::Place(int32_t newLeft, int32_t newTop, int32_t newWidth, int32
         widget->setGeometry(left, top, width, height);
     if (resized)
         Event_Resized();
+    Placed();
 }
 
 bool RectControl::Visible() const

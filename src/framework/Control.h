@@ -81,6 +81,8 @@ protected:
     void Added() override;
     /// Called when width or height have changed.
     virtual void Event_Resized() {}
+    /// Called whenever the place was set, after `Event_Resized`.
+    virtual void Placed() {}
 
 private:
     friend class Window;

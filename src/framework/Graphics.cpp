@@ -1,13 +1,16 @@
 // Drawing into a port.
 //
-// The port is asked for its pixels at each operation, so a port that changed its size or ended meanwhile is met as it
-// is now. Fills go straight to the pixels. Text goes through a painter over an image that is kept as long as the pixels
-// lie where they lay, and with it the painter's engine; font and metrics are made when they are first asked for after a
-// change. So the same few words drawn on every frame of a live picture set nothing up.
+// The port is asked where to draw at each operation, so a port that changed its size or ended meanwhile is met as it is
+// now. Where the pixels are denser or coarser than the port's points (the view of a canvas on a scaled desktop), all is
+// drawn at that scale, and no line becomes thinner than a pixel. Fills go straight to the pixels. Text goes through a
+// painter over an image that is kept as long as the pixels lie where they lay, and with it the painter's engine; font
+// and metrics are made when they are first asked for after a change. So the same few words drawn on every frame of a
+// live picture set nothing up.
 #include "framework/Graphics.h"
 
 #include "framework/PortImage.h"
 #include "framework/QtText.h"
+#include "platform/drawing/View.h"
 
 #include <QFontMetricsF>
 #include <QPainter>
@@ -81,6 +84,7 @@ struct Graphics::State {
     int32_t size = 0;
     bool bold = false;
     const MeasuredFont* font = nullptr;
+    platform::DrawingSurface surface;
     QImage image;
 
     const MeasuredFont& Font()
@@ -90,23 +94,27 @@ struct Graphics::State {
         return *font;
     }
 
-    // The image of the port as it is now; null for a dead one.
-    QImage& Image()
+    // Where to draw now; false for a dead port.
+    bool FindSurface()
     {
-        const auto pixels = platform::PixelsOfPort(port);
-        if (!pixels)
-            image = {};
-        else if (image.constBits() != pixels->pixels || image.width() != pixels->width ||
-                 image.height() != pixels->height || image.bytesPerLine() != pixels->rowBytes)
-            image = ImageOfPort(port);
-        return image;
+        const auto found = platform::SurfaceForDrawing(port, area);
+        if (!found || found->pixels.width < 1 || found->pixels.format != platform::kPixelFormat32)
+            return false;
+        surface = *found;
+        const platform::PortPixels& pixels = surface.pixels;
+        if (image.constBits() != pixels.pixels || image.width() != pixels.width || image.height() != pixels.height ||
+            image.bytesPerLine() != pixels.rowBytes)
+            image = ImageOf(pixels);
+        return true;
     }
 
     void DrawLines(const QStringList& lines, int32_t x, int32_t y)
     {
-        if (Image().isNull())
+        if (!FindSurface())
             return;
         QPainter painter(&image);
+        painter.scale(surface.scaleX, surface.scaleY);
+        painter.translate(-surface.left, -surface.top);
         painter.setClipRect(ToQt(area));
         painter.translate(area.left, area.top);
         painter.setFont(Font().font);
@@ -117,6 +125,29 @@ struct Graphics::State {
         }
     }
 };
+
+namespace {
+
+struct Run {
+    int first;
+    int end;
+};
+
+// The pixels of `length` points from `start` on, within the `limit` points from 0 on. In 64 bits: a caller's sums may
+// reach beyond the numbers that a rectangle holds.
+Run PixelRun(int32_t start, int32_t length, int32_t limit, int32_t origin, double scale, int32_t pixels)
+{
+    const auto low = static_cast<double>(origin + std::clamp<int64_t>(start, 0, limit)) * scale;
+    const auto high = static_cast<double>(origin + std::clamp<int64_t>(int64_t{start} + length, 0, limit)) * scale;
+    if (high <= low)
+        return {0, 0};
+    const double first = scale < 1 ? std::floor(low) : std::round(low);
+    const double end = scale < 1 ? std::ceil(high) : std::round(high);
+    return {static_cast<int>(std::clamp<double>(first, 0, pixels)),
+            static_cast<int>(std::clamp<double>(end, 0, pixels))};
+}
+
+} // namespace
 
 Graphics::Graphics(platform::PortReference port, const platform::PortRect& area) : state(std::make_unique<State>())
 {
@@ -161,21 +192,16 @@ void Graphics::TextFont(const String& family)
 
 void Graphics::FillRect(int32_t x, int32_t y, int32_t width, int32_t height)
 {
-    QImage& image = state->Image();
-    const QRect area = ToQt(state->area).intersected(image.rect());
-    // In 64 bits: a caller's sums may reach beyond the numbers that a rectangle holds.
-    const auto edge = [](int64_t value, int low, int high) {
-        return static_cast<int>(std::clamp<int64_t>(value, low, high));
-    };
-    const int64_t left = int64_t{state->area.left} + x;
-    const int64_t top = int64_t{state->area.top} + y;
-    const int firstColumn = edge(left, area.left(), area.right() + 1);
-    const int endColumn = edge(left + width, area.left(), area.right() + 1);
-    const int firstRow = edge(top, area.top(), area.bottom() + 1);
-    const int endRow = edge(top + height, area.top(), area.bottom() + 1);
-    for (int row = firstRow; row < endRow && firstColumn < endColumn; ++row)
-        std::fill_n(reinterpret_cast<uint32_t*>(image.scanLine(row)) + firstColumn, endColumn - firstColumn,
-                    state->color);
+    if (!state->FindSurface())
+        return;
+    const platform::DrawingSurface& surface = state->surface;
+    const Run columns =
+        PixelRun(x, width, Width(), state->area.left - surface.left, surface.scaleX, surface.pixels.width);
+    const Run rows =
+        PixelRun(y, height, Height(), state->area.top - surface.top, surface.scaleY, surface.pixels.height);
+    for (int row = rows.first; row < rows.end && columns.first < columns.end; ++row)
+        std::fill(reinterpret_cast<uint32_t*>(state->image.scanLine(row)) + columns.first,
+                  reinterpret_cast<uint32_t*>(state->image.scanLine(row)) + columns.end, state->color);
 }
 
 void Graphics::DrawRect(int32_t x, int32_t y, int32_t width, int32_t height)

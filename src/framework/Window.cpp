@@ -142,8 +142,7 @@ void Window::MakeWidget()
 {
     if (state->widget)
         return;
-    state->port = platform::NewPort(state->width, state->height,
-                                    [this](const platform::PortRect& area) { state->widget->RepaintPort(area); });
+    state->port = platform::NewPort(state->width, state->height);
     state->reference = platform::RegisterWindow(state->port);
     state->widget = std::make_unique<WindowWidget>(*this);
     state->widget->setWindowTitle(ToQt(state->title));

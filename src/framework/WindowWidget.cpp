@@ -1,9 +1,7 @@
 #include "framework/WindowWidget.h"
 
 #include "framework/Application.h"
-#include "framework/CanvasWidget.h"
 #include "framework/Guard.h"
-#include "framework/PortImage.h"
 
 #include <QCloseEvent>
 #include <QKeyEvent>
@@ -85,18 +83,10 @@ void WindowWidget::PaintBackground(QPainter& painter, const QRect& area) const
     if (!owner.state->backdrop)
         return;
     const QImage image = owner.state->backdrop->Image();
-    const QRect covered = area.intersected(image.rect());
-    painter.drawImage(covered, image, covered);
-}
-
-void WindowWidget::RepaintPort(const platform::PortRect& area)
-{
-    for (QObject* child : content->children())
-        if (auto* canvas = dynamic_cast<CanvasWidget*>(child)) {
-            const QRect part = ToQt(area).intersected(canvas->geometry());
-            if (!part.isEmpty())
-                canvas->repaint(part.translated(-canvas->pos()));
-        }
+    // On a scaled desktop the picture is enlarged, which shows every pixel as a block unless neighbours are mixed.
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.setClipRect(area, Qt::IntersectClip);
+    painter.drawImage(QPoint(), image);
 }
 
 void WindowWidget::resizeEvent(QResizeEvent*)

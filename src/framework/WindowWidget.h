@@ -29,9 +29,6 @@ public:
     /// Draws what lies behind the controls in a rectangle of the content.
     void PaintBackground(QPainter& painter, const QRect& area) const;
 
-    /// Shows a rectangle of the window's port in the canvases that it meets, at once.
-    void RepaintPort(const platform::PortRect& area);
-
 protected:
     void resizeEvent(QResizeEvent* event) override;
     void closeEvent(QCloseEvent* event) override;

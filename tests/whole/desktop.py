@@ -130,26 +130,46 @@ class Velmora:
     BOTTOM_RIGHT = {"btnstartcapture1": (620, 522)}
     CONTENT = (680, 634)
 
-    def __init__(self, screen, folder, wrapper=()):
+    SHAPES = ((4, 3), (16, 9))
+
+    def __init__(self, screen, folder, wrapper=(), scale=1):
         self.screen = screen
         self.folder = folder
+        self.scale = scale
+        self.shape = self.SHAPES[0]
+        if scale != 1:
+            screen.environment["QT_SCALE_FACTOR"] = str(scale)
         self.process = screen.start([*wrapper, os.path.join(folder, "velmora")], stderr=None)
         self.window = wait_for("the main window", 10, lambda: screen.windows(self.process))[0]
-        wait_for("the live picture", 10, lambda: self.frame_number() is not None)
         # The menu bar is part of the window but not of its content.
-        self.menu_height = screen.rectangle(self.window)[3] - self.CONTENT[1]
+        self.menu_height = screen.rectangle(self.window)[3] - self.CONTENT[1] * scale
+        wait_for("the live picture", 10, self.find_shape)
 
     def content(self):
         """Left, top, width and height of the window's content on the screen."""
         left, top, width, height = self.screen.rectangle(self.window)
-        menu = getattr(self, "menu_height", height - self.CONTENT[1])
-        return left, top + menu, width, height - menu
+        return left, top + self.menu_height, width, height - self.menu_height
 
-    def picture(self):
-        """Where the capture control lies on the screen: it grows with the window."""
+    def control(self):
+        """Where the capture control is on the screen: it grows with the window."""
         left, top, width, height = self.content()
-        return (left + self.PICTURE[0], top + self.PICTURE[1], self.PICTURE[2] + width - self.CONTENT[0],
-                self.PICTURE[3] + height - self.CONTENT[1])
+        x, y, right, bottom = (value * self.scale for value in self.PICTURE)
+        return (left + x, top + y, right + width - self.CONTENT[0] * self.scale,
+                bottom + height - self.CONTENT[1] * self.scale)
+
+    def picture(self, control=None):
+        """Where the picture is on the screen: in the middle of the control, in the shape of the camera's frames."""
+        left, top, width, height = control or self.control()
+        scale = min(width / self.shape[0], height / self.shape[1])
+        inside = [int(side * scale + 0.5) for side in self.shape]
+        return (left + (width - inside[0]) // 2, top + (height - inside[1]) // 2, *inside)
+
+    def find_shape(self):
+        """Looks which shape the frames have that the control shows; False while it shows none."""
+        for self.shape in self.SHAPES:
+            if self.frame_number() is not None:
+                return True
+        return False
 
     def title(self):
         return self.screen.output("xdotool", "getwindowname", str(self.window)).strip()

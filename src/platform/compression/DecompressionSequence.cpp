@@ -8,6 +8,8 @@
 //   anything else, upright, unscaled  decoded straight into the port when that has the picture's size
 //   anything else                     decoded into the block, drawn from there
 //
+// A sequence whose frames fill a view of the port exactly draws them into the view from then on, wherever that goes.
+//
 // The port is only borrowed: its pixels are asked for again with each frame, since a window may have changed size or
 // gone. A sequence is used by one thread at a time.
 //
@@ -20,6 +22,7 @@
 #include "platform/compression/Matrix.h"
 #include "platform/compression/PictureDrawing.h"
 #include "platform/compression/RawPictures.h"
+#include "platform/compression/ViewDrawing.h"
 #include "platform/memory/ReferenceTable.h"
 
 #include <cmath>
@@ -39,7 +42,7 @@ bool IsIdentity(const Transform& t)
     return t.a == 1 && t.b == 0 && t.c == 0 && t.d == 1 && t.tx == 0 && t.ty == 0;
 }
 
-class Sequence {
+class Sequence : public std::enable_shared_from_this<Sequence> {
 public:
     Result Begin(const ImageDescription& newDescription, PortReference newPort, Address sourceRect, Address matrix)
     {
@@ -47,6 +50,7 @@ public:
         port = newPort;
         if (!ReadMatrix(matrix) || !ReadPart(sourceRect))
             return paramErr;
+        onView.emplace(port, part, transform);
         return MakeDecoder();
     }
 
@@ -74,11 +78,14 @@ public:
 
     Result Show(std::span<const uint8_t> frame)
     {
+        if (NeedsDecoder() && !decoder)
+            return noCodecErr;
+        const auto view = onView->Target();
+        if (view && view->IsAlive())
+            return ShowOn(*view, frame);
         const auto target = PixelsOfPort(port);
         if (!target)
             return paramErr;
-        if (NeedsDecoder() && !decoder)
-            return noCodecErr;
         Transform mapping = transform;
         mapping.tx -= target->left;
         mapping.ty -= target->top;
@@ -90,14 +97,56 @@ public:
             return result;
         }
         SourcePixels source;
-        const Result result = decoder ? DecodeAside(frame, source) : UseInPlace(frame, source);
-        if (result != noErr)
+        if (const Result result = ReadPicture(frame, source); result != noErr)
             return result;
-        DrawPart(source, mapping, *target);
+        mapping.tx += mapping.a * part.left + mapping.c * part.top;
+        mapping.ty += mapping.b * part.left + mapping.d * part.top;
+        NotePortChanged(port, drawing.Draw(PartOf(source), mapping, *target));
         return noErr;
     }
 
 private:
+    Result ShowOn(View& view, std::span<const uint8_t> frame)
+    {
+        SourcePixels source;
+        if (const Result result = ReadPicture(frame, source); result != noErr)
+            return result;
+        inPlace = decoder ? 0 : AddressOf(frame.data());
+        DrawOn(view, source);
+        return noErr;
+    }
+
+    void DrawOn(View& view, const SourcePixels& source)
+    {
+        const auto redraw = [weak = weak_from_this()] {
+            const auto sequence = weak.lock();
+            return sequence && sequence->Redraw();
+        };
+        onView->Draw(PartOf(source), ShapeOfFrame(part.width, part.height), view, drawing, redraw);
+    }
+
+    // Draws the newest picture again, from the block or from the port that it was drawn from.
+    bool Redraw()
+    {
+        const auto view = onView->Target();
+        SourcePixels source = SourceIn(decoded);
+        if (!decoder) {
+            const auto from = PixelsWithBase(inPlace);
+            if (!from || from->width != description.width || from->height != description.height)
+                return false;
+            source = {from->pixels, from->rowBytes, from->width, from->height};
+        }
+        if (!view || source.pixels == nullptr)
+            return false;
+        DrawOn(*view, source);
+        return true;
+    }
+
+    Result ReadPicture(std::span<const uint8_t> frame, SourcePixels& source)
+    {
+        return decoder ? DecodeAside(frame, source) : UseInPlace(frame, source);
+    }
+
     Result MakeDecoder()
     {
         decoder = NeedsDecoder() ? FrameDecoder::Create(description) : nullptr;
@@ -129,19 +178,28 @@ private:
 
     bool IsWhole() const { return part.width == description.width && part.height == description.height; }
 
+    int32_t DecodedRowBytes() const
+    {
+        return (description.width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+    }
+
+    SourcePixels SourceIn(const OwnedBlock& block) const
+    {
+        return {PointerAt<uint8_t>(block.Get()), DecodedRowBytes(), description.width, description.height};
+    }
+
     Result DecodeAside(std::span<const uint8_t> frame, SourcePixels& source)
     {
-        const int32_t rowBytes = (description.width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
         if (decoded.Get() == 0)
-            decoded = OwnedBlock(int64_t{rowBytes} * description.height);
+            decoded = OwnedBlock(int64_t{DecodedRowBytes()} * description.height);
         if (decoded.Get() == 0)
             return memFullErr;
+        source = SourceIn(decoded);
         PortPixels pixels;
         pixels.pixels = PointerAt<uint8_t>(decoded.Get());
-        pixels.rowBytes = rowBytes;
-        pixels.width = description.width;
-        pixels.height = description.height;
-        source = {pixels.pixels, rowBytes, pixels.width, pixels.height};
+        pixels.rowBytes = source.rowBytes;
+        pixels.width = source.width;
+        pixels.height = source.height;
         return decoder->Decode(frame, pixels);
     }
 
@@ -155,15 +213,12 @@ private:
         return noErr;
     }
 
-    // The part keeps its place: the transform maps the points of the whole image.
-    void DrawPart(SourcePixels source, Transform mapping, const PortPixels& target)
+    SourcePixels PartOf(SourcePixels source) const
     {
         source.pixels += ptrdiff_t{part.top} * source.rowBytes + ptrdiff_t{part.left} * 4;
         source.width = part.width;
         source.height = part.height;
-        mapping.tx += mapping.a * part.left + mapping.c * part.top;
-        mapping.ty += mapping.b * part.left + mapping.d * part.top;
-        NotePortChanged(port, drawing.Draw(source, mapping, target));
+        return source;
     }
 
     ImageDescription description;
@@ -173,6 +228,8 @@ private:
     std::unique_ptr<FrameDecoder> decoder;
     OwnedBlock decoded;
     PictureDrawing drawing;
+    std::optional<ViewDrawing> onView;
+    Address inPlace = 0; ///< of the newest picture drawn from where it lay
 };
 
 ReferenceTable<Sequence>& Sequences()

@@ -9,8 +9,11 @@
 // (`ReleasePort`): neither call touches the other's ports, since a caller that was handed a window's port may well
 // try to dispose of it as a world.
 //
+// A window's port may have views (`View.h`), which hold what was drawn last. The port's own pixels then are behind, and
+// catch up when somebody asks for them: by `PixelsOfPort`, or by reading at their address.
+//
 // Worlds and ports are made, resized and drawn into on the main thread. The tables may be asked from any thread.
-#include "platform/drawing/Ports.h"
+#include "platform/drawing/Port.h"
 
 #include "platform/components/FunctionTable.h"
 #include "platform/memory/Handles.h"
@@ -26,14 +29,6 @@ namespace {
 
 constexpr int32_t kRowAlignment = 64;
 constexpr int32_t kLargestSide = 16384;
-
-struct Port {
-    OwnedBlock block;
-    PortPixels view;
-    PortChanged changed;
-    PixMapReference map = 0;
-    bool isWorld = false;
-};
 
 ReferenceTable<Port>& PortTable()
 {
@@ -70,11 +65,11 @@ bool GivePixels(Port& port, int32_t width, int32_t height, FourCharCode format)
     if (block.Get() == 0)
         return false;
     port.block = std::move(block);
-    port.view.pixels = PointerAt<uint8_t>(port.block.Get());
-    port.view.rowBytes = rowBytes;
-    port.view.width = width;
-    port.view.height = height;
-    port.view.format = format;
+    port.pixels.pixels = PointerAt<uint8_t>(port.block.Get());
+    port.pixels.rowBytes = rowBytes;
+    port.pixels.width = width;
+    port.pixels.height = height;
+    port.pixels.format = format;
     return true;
 }
 
@@ -93,6 +88,15 @@ void RemovePort(PortReference reference, bool isWorld)
     PixMapTable().Remove(port->map);
 }
 
+// Reading at the address has the port's views give it what they show.
+std::optional<PortPixels> UpToDatePixels(const std::shared_ptr<Port>& port)
+{
+    if (!port)
+        return std::nullopt;
+    BytesFrom(port->block.Get());
+    return port->pixels;
+}
+
 void CopyRows(const PortPixels& from, const PortPixels& to)
 {
     const auto bytes = static_cast<size_t>(PackedRowBytes(from.format, std::min(from.width, to.width)));
@@ -101,6 +105,22 @@ void CopyRows(const PortPixels& from, const PortPixels& to)
 }
 
 } // namespace
+
+std::shared_ptr<Port> FindPort(PortReference port)
+{
+    return PortTable().Find(port);
+}
+
+PortRect Clipped(const PortRect& rect, int32_t width, int32_t height)
+{
+    const int32_t left = std::max(rect.left, 0);
+    const int32_t top = std::max(rect.top, 0);
+    const int32_t right = std::min(rect.left + rect.width, width);
+    const int32_t bottom = std::min(rect.top + rect.height, height);
+    if (right <= left || bottom <= top)
+        return {};
+    return {left, top, right - left, bottom - top};
+}
 
 Result QTNewGWorld(Address world, FourCharCode pixelFormat, Address bounds, int32_t, int32_t, int32_t)
 {
@@ -118,8 +138,8 @@ Result QTNewGWorld(Address world, FourCharCode pixelFormat, Address bounds, int3
     if (!IsPortSize(width, height) || !GivePixels(*port, width, height, pixelFormat))
         return memFullErr;
     port->isWorld = true;
-    port->view.top = rect.top;
-    port->view.left = rect.left;
+    port->pixels.top = rect.top;
+    port->pixels.left = rect.left;
     Poke(world, AddPort(port));
     return noErr;
 }
@@ -152,7 +172,7 @@ Address GetPixBaseAddr(PixMapReference map)
 int32_t GetPixRowBytes(PixMapReference map)
 {
     const auto port = PixMapTable().Find(map);
-    return port ? port->view.rowBytes : 0;
+    return port ? port->pixels.rowBytes : 0;
 }
 
 PortReference GetWindowPort(int32_t window)
@@ -175,15 +195,17 @@ bool ResizePort(PortReference port, int32_t width, int32_t height)
     const auto found = PortTable().Find(port);
     if (!found || found->isWorld || !IsPortSize(width, height))
         return false;
-    // The old block has to outlive the copy: it stays with a port of its own until then.
+    // The new pixels begin with all that the views show. The old block has to outlive the copy: it stays with a port of
+    // its own until then.
+    BytesFrom(found->block.Get());
     Port old;
     old.block = std::move(found->block);
-    old.view = found->view;
+    old.pixels = found->pixels;
     if (!GivePixels(*found, width, height, kPixelFormat32)) {
         found->block = std::move(old.block);
         return false;
     }
-    CopyRows(old.view, found->view);
+    CopyRows(old.pixels, found->pixels);
     return true;
 }
 
@@ -194,20 +216,31 @@ void ReleasePort(PortReference port)
 
 std::optional<PortPixels> PixelsOfPort(PortReference port)
 {
-    const auto found = PortTable().Find(port);
-    return found ? std::optional(found->view) : std::nullopt;
+    return UpToDatePixels(PortTable().Find(port));
 }
 
 std::optional<PortPixels> PixelsOfPixMap(PixMapReference map)
 {
-    const auto found = PixMapTable().Find(map);
-    return found ? std::optional(found->view) : std::nullopt;
+    return UpToDatePixels(PixMapTable().Find(map));
+}
+
+std::optional<PortPixels> PixelsWithBase(Address base)
+{
+    for (const int32_t number : PortTable().Numbers())
+        if (const auto port = PortTable().Find(number); port && port->block.Get() == base)
+            return UpToDatePixels(port);
+    return std::nullopt;
 }
 
 void NotePortChanged(PortReference port, const PortRect& area)
 {
     const auto found = PortTable().Find(port);
-    if (found && found->changed && area.width > 0 && area.height > 0)
+    if (!found || area.width < 1 || area.height < 1)
+        return;
+    for (size_t i = 0; i < found->views.size(); ++i)
+        if (const auto view = found->views[i].lock())
+            view->TakeFromPort(area);
+    if (found->changed)
         found->changed(area);
 }
 

@@ -40,11 +40,14 @@ bool ResizePort(PortReference port, int32_t width, int32_t height);
 /// Gives a port of `NewPort` back; the number is dead from then on.
 void ReleasePort(PortReference port);
 
-/// The pixels of a living port.
+/// The pixels of a living port, with all that its views show.
 std::optional<PortPixels> PixelsOfPort(PortReference port);
 
 /// The pixels of a living pixel map.
 std::optional<PortPixels> PixelsOfPixMap(PixMapReference map);
+
+/// The same of the port whose first pixel is at an address; nothing where there is none.
+std::optional<PortPixels> PixelsWithBase(Address base);
 
 /// Tells the owner of a port that pixels changed.
 void NotePortChanged(PortReference port, const PortRect& area);

@@ -2,7 +2,6 @@
 
 #include "platform/compression/DecompressionSequence.h"
 #include "platform/compression/Matrix.h"
-#include "platform/drawing/Ports.h"
 
 namespace platform {
 namespace {
@@ -13,10 +12,6 @@ constexpr int64_t kMatrixSize = 36;
 
 void Preview::Draw(const Sample& frame, PortReference port, const Bounds& target)
 {
-    // Worlds of other layouts only tell the grabber where it could draw; a window has pixels of this one.
-    const auto pixels = PixelsOfPort(port);
-    if (!pixels || pixels->format != kPixelFormat32)
-        return;
     const bool sameFrames = drawn && (drawn == frame.description || drawn->record == frame.description->record);
     if (!sameFrames || port != drawnInto || target != drawnAt) {
         End();
@@ -41,6 +36,7 @@ void Preview::Begin()
     const OwnedBlock begun(sizeof sequence);
     const Handle record = NewHandle(0);
     SetHandleBytes(record, drawn->record);
+    // Worlds of other layouts, which only tell the grabber where it could draw, are refused here.
     if (DecompressSequenceBeginS(begun.Get(), record, 0, 0, drawnInto, 0, 0, matrix.Get(), 0, 0, 0, kCodecNormalQuality,
                                  kBestSpeedCodec) == noErr)
         sequence = Peek<int32_t>(begun.Get());

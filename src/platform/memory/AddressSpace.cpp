@@ -18,6 +18,7 @@
 #include <map>
 #include <mutex>
 #include <sys/mman.h>
+#include <utility>
 #include <vector>
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -88,6 +89,7 @@ public:
         const SizeClass sizeClass = ClassFor(found->second);
         inUse -= found->second;
         living.erase(found);
+        unfilled.erase(block);
         auto& list = freeLists[static_cast<size_t>(sizeClass.index)];
         if (sizeClass.capacity >= kLargeBlock && list.size() >= 2)
             madvise(start + (block + kPage - 1) / kPage * kPage, static_cast<size_t>(sizeClass.capacity - kPage),
@@ -105,12 +107,24 @@ public:
 
     int64_t BytesFrom(Address address)
     {
-        const std::lock_guard lock(mutex);
+        std::unique_lock lock(mutex);
         auto after = living.upper_bound(address);
         if (after == living.begin())
             return 0;
         --after;
-        return std::max<int64_t>(0, after->first + after->second - address);
+        const int64_t bytes = std::max<int64_t>(0, after->first + after->second - address);
+        if (const auto fill = bytes > 0 ? unfilled.extract(after->first) : decltype(unfilled)::node_type{}) {
+            lock.unlock();
+            fill.mapped()();
+        }
+        return bytes;
+    }
+
+    void FillWhenRead(Address block, std::function<void()> fill)
+    {
+        const std::lock_guard lock(mutex);
+        if (living.contains(block))
+            unfilled[block] = std::move(fill);
     }
 
     int64_t InUse()
@@ -144,6 +158,7 @@ private:
 
     std::mutex mutex;
     std::map<Address, int64_t> living;
+    std::map<Address, std::function<void()>> unfilled;
     std::vector<Address> freeLists[kClasses];
     // The first page stays unused, so that small numbers that are no address meet no block.
     int64_t top = kPage;
@@ -183,6 +198,11 @@ int64_t BlockSize(Address block)
 int64_t BytesFrom(Address address)
 {
     return address <= 0 ? 0 : TheRegion().BytesFrom(address);
+}
+
+void FillWhenRead(Address block, std::function<void()> fill)
+{
+    TheRegion().FillWhenRead(block, std::move(fill));
 }
 
 void* PointerAt(Address address)

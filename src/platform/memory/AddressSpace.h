@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 
 namespace platform {
@@ -25,6 +26,11 @@ int64_t BlockSize(Address block);
 
 /// Bytes from `address` to the end of the living block around it, or 0 when `address` lies in none.
 int64_t BytesFrom(Address address);
+
+/// Puts off filling a living block: `fill` runs once, on the thread that first asks for the block's bytes through
+/// `BytesFrom`, `BytesAt` or any call that checks addresses by them. `PointerAt` and `BlockSize` do not count. A later
+/// `fill` replaces one that has not run, and a freed block forgets it.
+void FillWhenRead(Address block, std::function<void()> fill);
 
 /// The memory at an address. Nil gives a null pointer. An address is not checked here: see `BytesAt`.
 void* PointerAt(Address address);

@@ -3,6 +3,8 @@
 #include "platform/compression/Matrix.h"
 #include "platform/compression/PictureDrawing.h"
 #include "platform/compression/Pictures.h"
+#include "platform/compression/RawPictures.h"
+#include "platform/compression/ViewDrawing.h"
 
 #include <gtest/gtest.h>
 
@@ -16,6 +18,7 @@ using namespace pictures;
 namespace {
 
 constexpr int32_t kLeft = 20, kTop = 12;
+constexpr int kScalingLoss = 5; // of brightness, for each time that a picture is scaled, up to a hundredth
 
 // A picture port, a window port and the sequence between them, with the control's matrix.
 class Sequence : public testing::Test {
@@ -36,8 +39,38 @@ protected:
         return DecompressSequenceFrameWhen(Number(), frame, static_cast<int32_t>(size), 0, 0, 0, 0);
     }
 
+    // Makes the matrix of the control: the frame onto a rectangle, turned over as wanted.
+    void MapOnto(const PortRect& to, int32_t frameWidth, int32_t frameHeight, bool turn, bool mirror, bool upsideDown)
+    {
+        const Address m = matrix.Get();
+        const auto poke = [](Address at, int32_t top, int32_t left, int32_t width, int32_t height) {
+            Poke(at, std::array<int16_t, 4>{static_cast<int16_t>(top), static_cast<int16_t>(left),
+                                            static_cast<int16_t>(top + height), static_cast<int16_t>(left + width)});
+        };
+        poke(rects.Get(), 0, 0, frameWidth, frameHeight);
+        poke(rects.Get() + 8, to.top, to.left, to.width, to.height);
+        RectMatrix(m, rects.Get(), rects.Get() + 8);
+        if (turn) {
+            RotateMatrix(m, Long2Fix(180), Long2Fix(to.left), Long2Fix(to.top));
+            TranslateMatrix(m, Long2Fix(to.width), Long2Fix(to.height));
+        }
+        ScaleMatrix(m, Long2Fix(mirror ? -1 : 1), Long2Fix(upsideDown ? -1 : 1), Long2Fix(to.left), Long2Fix(to.top));
+        TranslateMatrix(m, mirror ? Long2Fix(to.width) : 0, upsideDown ? Long2Fix(to.height) : 0);
+    }
+
     OwnedBlock number{4}, matrix{36}, rects{16};
     Handle description = NewHandle(0);
+};
+
+struct TurnedOver {
+    bool turn, mirror, upsideDown;
+    std::array<Color, 4> expected; ///< in reading order
+};
+
+const TurnedOver kTurnedOver[] = {
+    {false, false, false, {kRed, kGreen, kBlue, kWhite}}, {false, true, false, {kGreen, kRed, kWhite, kBlue}},
+    {false, false, true, {kBlue, kWhite, kRed, kGreen}},  {true, false, false, {kWhite, kBlue, kGreen, kRed}},
+    {true, true, false, {kBlue, kWhite, kRed, kGreen}},   {true, true, true, {kRed, kGreen, kBlue, kWhite}},
 };
 
 template <typename ColorAt> void Paint(const TestPort& port, ColorAt colorAt)
@@ -68,15 +101,6 @@ SourcePixels SourceOf(const TestPort& port)
 
 TEST_F(Sequence, FlipsAndTurnsPutEveryQuarterWhereItBelongsAndCoverTheRectangle)
 {
-    struct Case {
-        bool turn, mirror, upsideDown;
-        std::array<Color, 4> expected; ///< in reading order
-    };
-    const Case cases[] = {
-        {false, false, false, {kRed, kGreen, kBlue, kWhite}}, {false, true, false, {kGreen, kRed, kWhite, kBlue}},
-        {false, false, true, {kBlue, kWhite, kRed, kGreen}},  {true, false, false, {kWhite, kBlue, kGreen, kRed}},
-        {true, true, false, {kBlue, kWhite, kRed, kGreen}},   {true, true, true, {kRed, kGreen, kBlue, kWhite}},
-    };
     const TestPort window(400, 300);
     for (const auto& [frameWidth, frameHeight] : {std::pair<int16_t, int16_t>{64, 48}, {1023, 577}})
         for (const auto& [width, height] : {std::pair<int16_t, int16_t>{64, 48}, {320, 240}, {33, 71}}) {
@@ -85,23 +109,12 @@ TEST_F(Sequence, FlipsAndTurnsPutEveryQuarterWhereItBelongsAndCoverTheRectangle)
             const PixMapReference map = GetGWorldPixMap(picture.Number());
             Poke(number.Get(), description);
             ASSERT_EQ(MakeImageDescriptionForPixMap(map, number.Get()), noErr);
-            for (const Case& c : cases) {
+            for (const TurnedOver& c : kTurnedOver) {
                 SCOPED_TRACE(testing::Message()
                              << c.turn << c.mirror << c.upsideDown << " " << frameWidth << " to " << width);
-                const Address m = matrix.Get();
-                Poke(rects.Get(), std::array<int16_t, 4>{0, 0, frameHeight, frameWidth});
-                Poke(rects.Get() + 8, std::array<int16_t, 4>{kTop, kLeft, static_cast<int16_t>(kTop + height),
-                                                             static_cast<int16_t>(kLeft + width)});
-                RectMatrix(m, rects.Get(), rects.Get() + 8);
-                if (c.turn) {
-                    RotateMatrix(m, Long2Fix(180), Long2Fix(kLeft), Long2Fix(kTop));
-                    TranslateMatrix(m, Long2Fix(width), Long2Fix(height));
-                }
-                ScaleMatrix(m, Long2Fix(c.mirror ? -1 : 1), Long2Fix(c.upsideDown ? -1 : 1), Long2Fix(kLeft),
-                            Long2Fix(kTop));
-                TranslateMatrix(m, c.mirror ? Long2Fix(width) : 0, c.upsideDown ? Long2Fix(height) : 0);
+                MapOnto({kLeft, kTop, width, height}, frameWidth, frameHeight, c.turn, c.mirror, c.upsideDown);
                 window.Clear();
-                ASSERT_EQ(Begin(window.Number(), m), noErr);
+                ASSERT_EQ(Begin(window.Number(), matrix.Get()), noErr);
                 ASSERT_EQ(Show(GetPixBaseAddr(map), frameHeight * GetPixRowBytes(map)), noErr);
                 EXPECT_EQ(CDSequenceEnd(Number()), noErr);
                 const Color* corner = c.expected.data();
@@ -248,4 +261,118 @@ TEST_F(Sequence, ShowsFramesThatChangedUnderIt)
     const FrameInHand known(frame.Get(), unknown);
     EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noCodecErr);
     EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noCodecErr);
+}
+
+namespace {
+
+struct Resized {
+    PortRect area;
+    double density;
+};
+
+// The four quarters in the middle of a rectangle of pixels, and black around it.
+void ExpectPicture(const PortPixels& pixels, const PortRect& place, const std::array<Color, 4>& expected)
+{
+    const Color* corner = expected.data();
+    for (const auto& [x, y] : QuarterCentres(place.width, place.height))
+        EXPECT_LE(Distance(ColorIn(pixels, place.left + x, place.top + y), *corner++), kScalingLoss) << x << "," << y;
+    int wrong = 0;
+    for (int32_t y = 0; y < pixels.height; ++y)
+        for (int32_t x = 0; x < pixels.width; ++x) {
+            const bool isInside =
+                x >= place.left && y >= place.top && x < place.left + place.width && y < place.top + place.height;
+            wrong += (ColorIn(pixels, x, y) != Color{}) == isInside ? 0 : 1;
+        }
+    EXPECT_EQ(wrong, 0) << "pixels without picture, or bars that are not black";
+}
+
+} // namespace
+
+// Whatever fills a view when its sequence begins stays in it: through moves and changes of size without a new frame,
+// in the frame's shape, at the screen's density, and in the port's own pixels as well.
+TEST_F(Sequence, PicturesFollowTheirView)
+{
+    const PortRect start{kLeft, kTop, 128, 96};
+    const Resized steps[] = {
+        {start, 1},        {{kLeft, kTop, 128, 96}, 2}, {{5, 40, 300, 96}, 1.5}, {{5, 40, 32, 200}, 1},
+        {{0, 0, 1, 1}, 2}, {{0, 0, 0, 50}, 1},          {{7, 9, 160, 120}, 1}};
+    for (const auto& [frameWidth, frameHeight] : {std::pair<int16_t, int16_t>{64, 48}, {320, 180}})
+        for (const TurnedOver& c : kTurnedOver) {
+            const TestPort window(400, 300);
+            auto picture = std::make_unique<TestPort>(frameWidth, frameHeight);
+            PaintQuarters(*picture);
+            const auto view = View::Register(window.Number(), {});
+            view->Update(start, 1);
+            const PixMapReference map = GetGWorldPixMap(picture->Number());
+            Poke(number.Get(), description);
+            ASSERT_EQ(MakeImageDescriptionForPixMap(map, number.Get()), noErr);
+            MapOnto(start, frameWidth, frameHeight, c.turn, c.mirror, c.upsideDown);
+            ASSERT_EQ(Begin(window.Number(), matrix.Get()), noErr);
+            ASSERT_EQ(Show(GetPixBaseAddr(map), frameHeight * GetPixRowBytes(map)), noErr);
+            for (const Resized& step : steps) {
+                SCOPED_TRACE(testing::Message() << c.turn << c.mirror << c.upsideDown << " " << frameWidth << " in "
+                                                << step.area.width << "x" << step.area.height << "*" << step.density);
+                if (step.area.left == 7)
+                    picture.reset(); // then the old pixels are all that is left
+                view->Update(step.area, step.density);
+                EXPECT_TRUE(view->ShowsPicture());
+                EXPECT_EQ(view->Pixels().width, step.area.width * step.density);
+                if (step.area.width < 2 || !picture)
+                    continue;
+                const double scale = std::min(view->Pixels().width / double{1.0 * frameWidth},
+                                              view->Pixels().height / double{1.0 * frameHeight});
+                const auto width = static_cast<int32_t>(std::lround(frameWidth * scale));
+                const auto height = static_cast<int32_t>(std::lround(frameHeight * scale));
+                const PortRect place = view->PlaceFor(ShapeOfFrame(frameWidth, frameHeight));
+                EXPECT_EQ(place.width, width);
+                EXPECT_EQ(place.height, height);
+                EXPECT_EQ(place.left, (view->Pixels().width - width) / 2);
+                ExpectPicture(view->Pixels(), place, c.expected);
+                const auto whole = window.Pixels();
+                EXPECT_LE(Distance(ColorIn(whole, step.area.left + step.area.width / 2 - 2,
+                                           step.area.top + step.area.height / 2 - 2),
+                                   c.expected[0]),
+                          kScalingLoss);
+            }
+            EXPECT_EQ(CDSequenceEnd(Number()), noErr);
+        }
+}
+
+TEST_F(Sequence, AViewOfAClosedWindowIsRefusedAndAnotherRectangleIsNotTheViews)
+{
+    const auto pixels = Quarters(kPixelFormat32, 64, 48);
+    const OwnedBlock frame(static_cast<int64_t>(pixels.size()));
+    std::ranges::copy(pixels, frame.Bytes().begin());
+    SetHandleBytes(description, RecordOf(DescriptionOfLayout(kPixelFormat32, 64, 48)));
+    auto window = std::make_unique<TestPort>(200, 150);
+    int changes = 0;
+    const auto view = View::Register(window->Number(), [&] { ++changes; });
+    view->Update({10, 10, 64, 48}, 2);
+    for (const int32_t left : {10, 20}) {
+        MapOnto({left, 10, 64, 48}, 64, 48, false, false, false);
+        ASSERT_EQ(Begin(window->Number(), matrix.Get()), noErr);
+        ASSERT_EQ(Show(frame.Get(), frame.Bytes().size()), noErr);
+        // What is drawn beside the view shows in the part of it that it covers.
+        EXPECT_LE(Distance(ColorIn(view->Pixels(), 2 * (left - 10) + 16, 12), kRed), kScalingLoss);
+        EXPECT_LE(Distance(window->ColorAt(left + 16, 22), kRed), kScalingLoss);
+    }
+    EXPECT_EQ(changes, 2);
+    EXPECT_LE(Distance(ColorIn(view->Pixels(), 4, 12), kRed), kScalingLoss) << "the rest stays";
+    MapOnto({10, 10, 64, 48}, 64, 48, false, false, false);
+    ASSERT_EQ(Begin(window->Number(), matrix.Get()), noErr);
+    window.reset();
+    EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), paramErr);
+    view->Update({0, 0, 30, 30}, 1);
+    EXPECT_EQ(View::Register(1, {}), nullptr);
+}
+
+TEST(ShapeOfFrame, IsFourToThreeForStandardTelevision)
+{
+    for (const auto& [width, height, ratio] : {std::tuple(640, 480, 4.0 / 3),
+                                               {1280, 720, 16.0 / 9},
+                                               {720, 480, 4.0 / 3},
+                                               {720, 576, 4.0 / 3},
+                                               {704, 486, 4.0 / 3},
+                                               {720, 1280, 0.5625}})
+        EXPECT_DOUBLE_EQ(ShapeOfFrame(width, height).width / ShapeOfFrame(width, height).height, ratio) << width;
 }

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/drawing/Ports.h"
+#include "platform/drawing/View.h"
+
+#include <memory>
+#include <vector>
+
+namespace platform {
+
+/// What this room keeps of a port.
+struct Port : std::enable_shared_from_this<Port> {
+    OwnedBlock block;
+    PortPixels pixels;
+    PortChanged changed;
+    PixMapReference map = 0;
+    bool isWorld = false;
+    std::vector<std::weak_ptr<View>> views;
+};
+
+/// The living port of a number, or null.
+std::shared_ptr<Port> FindPort(PortReference port);
+
+/// The part of `rect` that lies within `width` by `height` pixels; empty where there is none.
+PortRect Clipped(const PortRect& rect, int32_t width, int32_t height);
+
+} // namespace platform

@@ -1,0 +1,251 @@
+// Views of a port.
+//
+// A view has a block of pixels of its own, at the size that its rectangle has on the screen. States: nothing drawn yet;
+// painted by its owner, which paints again after a change of size; or showing a picture, which follows the rectangle by
+// itself. A picture is drawn again from its source. Where that is gone, the old pixels are scaled.
+//
+// The port's own pixels are behind as soon as something is drawn into a view. They are filled when they are read, so a
+// live picture that nobody reads costs no second copy. Drawing that goes into the port's pixels all the same (a picture
+// that does not meet the rectangle) is taken over into the views that it touches.
+#include "platform/drawing/View.h"
+
+#include "platform/drawing/Port.h"
+
+#include <libyuv/scale_argb.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+namespace platform {
+namespace {
+
+constexpr int32_t kRowAlignment = 64;
+constexpr int32_t kLargestSide = 16384;
+
+bool operator==(const PortRect& a, const PortRect& b)
+{
+    return a.left == b.left && a.top == b.top && a.width == b.width && a.height == b.height;
+}
+
+uint8_t* PixelAt(const PortPixels& pixels, int32_t x, int32_t y)
+{
+    return pixels.pixels + ptrdiff_t{y} * pixels.rowBytes + ptrdiff_t{x} * 4;
+}
+
+// The pixels of a rectangle that lies within others.
+PortPixels Part(PortPixels pixels, const PortRect& rect)
+{
+    pixels.pixels = PixelAt(pixels, rect.left, rect.top);
+    pixels.width = rect.width;
+    pixels.height = rect.height;
+    return pixels;
+}
+
+void Scale(const PortPixels& from, const PortPixels& to)
+{
+    libyuv::ARGBScale(from.pixels, from.rowBytes, from.width, from.height, to.pixels, to.rowBytes, to.width, to.height,
+                      libyuv::kFilterBox);
+}
+
+void Blacken(const PortPixels& pixels, const PortRect& rect)
+{
+    for (int32_t y = rect.top; y < rect.top + rect.height; ++y)
+        std::fill_n(reinterpret_cast<uint32_t*>(PixelAt(pixels, rect.left, y)), std::max(rect.width, 0), 0xFF000000U);
+}
+
+int32_t PixelsFor(int32_t points, double density)
+{
+    return std::clamp(static_cast<int32_t>(std::lround(points * density)), 1, kLargestSide);
+}
+
+OwnedBlock MakePixels(int32_t width, int32_t height, PortPixels& pixels)
+{
+    pixels = {};
+    const int32_t rowBytes = (width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+    OwnedBlock block(int64_t{rowBytes} * height);
+    if (block.Get() == 0)
+        return block;
+    pixels.pixels = PointerAt<uint8_t>(block.Get());
+    pixels.rowBytes = rowBytes;
+    pixels.width = width;
+    pixels.height = height;
+    return block;
+}
+
+} // namespace
+
+std::shared_ptr<View> View::Register(PortReference port, std::function<void()> changed)
+{
+    const auto found = FindPort(port);
+    if (!found)
+        return nullptr;
+    auto view = std::make_shared<View>(found, std::move(changed));
+    std::erase_if(found->views, [](const auto& each) { return each.expired(); });
+    found->views.push_back(view);
+    return view;
+}
+
+std::shared_ptr<View> View::Find(PortReference port, const PortRect& area)
+{
+    const auto found = FindPort(port);
+    if (!found)
+        return nullptr;
+    for (const auto& each : found->views)
+        if (auto view = each.lock(); view && view->area == area && view->pixels.width > 0)
+            return view;
+    return nullptr;
+}
+
+View::View(std::weak_ptr<Port> port, std::function<void()> changed) : port(std::move(port)), changed(std::move(changed))
+{
+}
+
+void View::Update(const PortRect& newArea, double newDensity)
+{
+    const int32_t width = PixelsFor(newArea.width, newDensity);
+    const int32_t height = PixelsFor(newArea.height, newDensity);
+    const bool isEmpty = newArea.width < 1 || newArea.height < 1;
+    const bool sameSize = width == pixels.width && height == pixels.height && !isEmpty;
+    if (newArea == area && newDensity == density && (sameSize || isEmpty))
+        return;
+    area = newArea;
+    density = newDensity;
+    if (!sameSize) {
+        const PortPixels old = pixels;
+        OwnedBlock made = isEmpty ? OwnedBlock() : MakePixels(width, height, pixels);
+        if (made.Get() == 0)
+            pixels = {};
+        std::swap(block, made);
+        if (old.width > 0 && pixels.width > 0)
+            KeepPicture(old);
+    }
+    NotePortBehind();
+}
+
+void View::KeepPicture(const PortPixels& old)
+{
+    const PortRect oldPlace = std::exchange(place, {});
+    if (!showsPicture || oldPlace.width == 0)
+        return Scale(old, pixels);
+    updating = true;
+    const bool isRedrawn = redraw && redraw();
+    updating = false;
+    if (isRedrawn)
+        return;
+    place = PlaceFor(shape);
+    Scale(Part(old, oldPlace), Part(pixels, place));
+}
+
+PortRect View::PlaceFor(const PictureShape& wanted) const
+{
+    if (pixels.width < 1 || wanted.width <= 0 || wanted.height <= 0)
+        return {};
+    const double scale = std::min(pixels.width / wanted.width, pixels.height / wanted.height);
+    const auto side = [&](double length, int32_t limit) {
+        return std::clamp(static_cast<int32_t>(std::lround(length * scale)), 1, limit);
+    };
+    const int32_t width = side(wanted.width, pixels.width);
+    const int32_t height = side(wanted.height, pixels.height);
+    return {(pixels.width - width) / 2, (pixels.height - height) / 2, width, height};
+}
+
+void View::PictureDrawn(const PictureShape& drawnShape, std::function<bool()> newRedraw)
+{
+    const PortRect drawn = PlaceFor(drawnShape);
+    if (!(drawn == place)) {
+        const int32_t right = drawn.left + drawn.width;
+        const int32_t bottom = drawn.top + drawn.height;
+        Blacken(pixels, {0, 0, pixels.width, drawn.top});
+        Blacken(pixels, {0, bottom, pixels.width, pixels.height - bottom});
+        Blacken(pixels, {0, drawn.top, drawn.left, drawn.height});
+        Blacken(pixels, {right, drawn.top, pixels.width - right, drawn.height});
+    }
+    place = drawn;
+    shape = drawnShape;
+    redraw = std::move(newRedraw);
+    showsPicture = true;
+    NotePortBehind();
+    if (changed && !updating)
+        changed();
+}
+
+void View::BeginPainting()
+{
+    showsPicture = false;
+    place = {};
+    redraw = nullptr;
+    NotePortBehind();
+}
+
+void View::NotePortBehind()
+{
+    const auto owner = port.lock();
+    if (!owner || portBehind)
+        return;
+    portBehind = true;
+    FillWhenRead(owner->block.Get(), [weak = port] {
+        if (const auto living = weak.lock())
+            for (const auto& each : living->views)
+                if (const auto view = each.lock())
+                    view->GiveToPort();
+    });
+}
+
+void View::GiveToPort()
+{
+    const auto owner = port.lock();
+    const PortRect visible = owner ? Clipped(area, owner->pixels.width, owner->pixels.height) : PortRect{};
+    if (!std::exchange(portBehind, false) || pixels.width == 0 || visible.width == 0)
+        return;
+    PortPixels whole;
+    const OwnedBlock scratch = MakePixels(area.width, area.height, whole);
+    if (scratch.Get() == 0)
+        return;
+    Scale(pixels, whole);
+    for (int32_t y = 0; y < visible.height; ++y)
+        std::memcpy(PixelAt(owner->pixels, visible.left, visible.top + y),
+                    PixelAt(whole, visible.left - area.left, visible.top - area.top + y),
+                    static_cast<size_t>(visible.width) * 4);
+}
+
+void View::TakeFromPort(const PortRect& changedArea)
+{
+    const auto owner = port.lock();
+    const PortRect onView =
+        Clipped({changedArea.left - area.left, changedArea.top - area.top, changedArea.width, changedArea.height},
+                area.width, area.height);
+    const PortRect visible = owner ? Clipped(area, owner->pixels.width, owner->pixels.height) : PortRect{};
+    if (pixels.width == 0 || onView.width == 0 || visible.width == 0)
+        return;
+    const auto scaled = [](int32_t value, int32_t to, int32_t from) {
+        return static_cast<int32_t>(int64_t{value} * to / from);
+    };
+    const int32_t left = scaled(visible.left - area.left, pixels.width, area.width);
+    const int32_t top = scaled(visible.top - area.top, pixels.height, area.height);
+    const int32_t right = scaled(visible.left - area.left + visible.width, pixels.width, area.width);
+    const int32_t bottom = scaled(visible.top - area.top + visible.height, pixels.height, area.height);
+    Scale(Part(owner->pixels, visible),
+          Part(pixels, {left, top, std::max(right - left, 1), std::max(bottom - top, 1)}));
+    shape = {static_cast<double>(pixels.width), static_cast<double>(pixels.height)};
+    place = {0, 0, pixels.width, pixels.height};
+    redraw = nullptr;
+    showsPicture = true;
+    if (changed)
+        changed();
+}
+
+std::optional<DrawingSurface> SurfaceForDrawing(PortReference port, const PortRect& area)
+{
+    if (const auto view = View::Find(port, area)) {
+        view->BeginPainting();
+        const PortPixels& pixels = view->Pixels();
+        return DrawingSurface{pixels, static_cast<double>(pixels.width) / area.width,
+                              static_cast<double>(pixels.height) / area.height, area.left, area.top};
+    }
+    const auto pixels = PixelsOfPort(port);
+    return pixels ? std::optional(DrawingSurface{*pixels}) : std::nullopt;
+}
+
+} // namespace platform
