@@ -1,14 +1,17 @@
 #include "platform/dv/AvcTransaction.h"
 
+#include <thread>
+
 namespace platform {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kAnswerTime{100};
+constexpr milliseconds kAnswerTime{200};
 constexpr milliseconds kWholeTime{500};
-constexpr int kAttempts = 4;
+constexpr milliseconds kWriteAgain{20};
+constexpr uint8_t kControl = 0;
 constexpr uint8_t kTransportState = 0xD0;
 
 AvcResponse CodeOfFrame(std::span<const uint8_t> frame)
@@ -16,13 +19,29 @@ AvcResponse CodeOfFrame(std::span<const uint8_t> frame)
     return static_cast<AvcResponse>(frame[0] & 0x0F);
 }
 
-// A late answer to an earlier command must not be taken for this one's. The answer to a status inquiry of the
-// transport state carries the state in the place of the opcode, so there only the subunit is compared.
+// Which responses a command of the kind can have.
+bool CanAnswer(AvcResponse response, bool isControl)
+{
+    switch (response) {
+    case AvcResponse::NotImplemented:
+    case AvcResponse::Rejected:
+    case AvcResponse::Interim:
+        return true;
+    case AvcResponse::Accepted:
+        return isControl;
+    default:
+        return !isControl && response >= AvcResponse::NotImplemented;
+    }
+}
+
+// A late answer to an earlier command must not be taken for this one's. The answer to a status inquiry of the transport
+// state has the state, 0xC1 to 0xC4, in the place of the opcode.
 bool BelongsTo(std::span<const uint8_t> response, std::span<const uint8_t> command)
 {
-    if (response.size() < 3 || CodeOfFrame(response) < AvcResponse::NotImplemented || response[1] != command[1])
+    if (response.size() < 3 || !CanAnswer(CodeOfFrame(response), command[0] == kControl) || response[1] != command[1])
         return false;
-    return response[2] == command[2] || command[2] == kTransportState;
+    const bool isState = command[2] == kTransportState && response[2] >= 0xC1 && response[2] <= 0xC4;
+    return response[2] == command[2] || isState;
 }
 
 bool WaitForResponse(Bus& bus, uint64_t guid, std::span<const uint8_t> command, Clock::time_point until,
@@ -50,12 +69,16 @@ Result DoAvcTransaction(Bus& bus, uint64_t guid, std::span<const uint8_t> comman
     if (command.size() < 3)
         return paramErr;
     const auto end = Clock::now() + kWholeTime;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        // A bus reset loses the write or the answer; either way the next attempt finds the device by its GUID.
-        if (bus.SendCommand(guid, command) != noErr)
+    while (Clock::now() < end) {
+        if (bus.SendCommand(guid, command) != noErr) {
+            std::this_thread::sleep_for(kWriteAgain);
             continue;
-        if (!WaitForResponse(bus, guid, command, Clock::now() + kAnswerTime, response))
+        }
+        if (!WaitForResponse(bus, guid, command, Clock::now() + kAnswerTime, response)) {
+            if (command[0] == kControl)
+                break;
             continue;
+        }
         while (CodeOfFrame(response) == AvcResponse::Interim && WaitForResponse(bus, guid, command, end, response)) {
         }
         return noErr;

@@ -13,14 +13,15 @@
 
 namespace platform {
 
-/// A device on the bus that takes AV/C commands for a tape subunit. Its GUID stays the same through bus resets.
+/// A device on the bus that sends DV: a camcorder, a deck, a converter. Its GUID stays the same through bus resets.
 struct BusDevice {
     uint64_t guid = 0;
-    std::string name; ///< of maker and model, UTF-8
+    std::string name;        ///< of maker and model, UTF-8
+    std::string reason = {}; ///< why it can't be used, a sentence for people; empty when it can
 };
 
 /// What AV/C needs of a FireWire bus: frames of the Function Control Protocol (IEC 61883-1) to and from one device.
-/// Used on the main thread only, but for `OpenStream`.
+/// `Devices` and `OpenStream` may be called from any thread, commands on the main thread only.
 class Bus {
 public:
     virtual ~Bus() = default;
@@ -38,8 +39,7 @@ public:
     virtual std::unique_ptr<DvStream> OpenStream(uint64_t guid) = 0;
 };
 
-/// The machine's FireWire bus; null where kernel, library, adapter or permission is missing, which is found out at
-/// once.
+/// The machine's FireWire bus; null where kernel, library or adapter is missing, which is found out at once.
 std::shared_ptr<Bus> OpenBus();
 
 /// Replaces the machine's bus with one of the test's own making until called with an empty function.

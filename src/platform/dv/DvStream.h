@@ -6,8 +6,12 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <string>
 
 namespace platform {
+
+/// The first byte of a block of sound that did not arrive; blocks that did begin with their section's number.
+inline constexpr uint8_t kLostSoundBlock = 0xFF;
 
 /// Takes what a DV stream delivers, on the stream's thread.
 class DvStreamSink {
@@ -15,9 +19,12 @@ public:
     virtual ~DvStreamSink() = default;
 
     /// A frame as the packets held it, borrowed. `complete` is false when packets of it were missing; what they would
-    /// have brought is then left from the frame before. `captureTime`: nanoseconds of the monotonic clock at which its
-    /// first packet came.
+    /// have brought is then left from the frame before, but for blocks of sound, which begin with `kLostSoundBlock`.
+    /// `captureTime`: nanoseconds of the monotonic clock at which its first packet came.
     virtual void DvFrameArrived(std::span<const uint8_t> frame, bool complete, int64_t captureTime) = 0;
+
+    /// So many whole frames got lost before the one that comes next.
+    virtual void DvFramesLost(uint32_t /*count*/) {}
 
     /// The device left the bus or the stream broke down. It is taken up again by a new start.
     virtual void DvStreamFailed(Result result) = 0;
@@ -27,9 +34,14 @@ public:
 class DvStream {
 public:
     virtual ~DvStream() = default;
+    /// `noDeviceForChannel` for a device that is not there or can't be connected at the moment.
     virtual Result Start(DvStreamSink& sink) = 0;
     /// Returns only when no further call of the sink can come.
     virtual void Stop() = 0;
+
+    /// Why there is no stream, or what is wrong with it: a sentence for people. Empty when all is well. From any
+    /// thread.
+    virtual std::string Reason() const { return {}; }
 };
 
 /// The stream of a device, by its GUID, through the machine's adapters; null without library or device.

@@ -1,68 +1,73 @@
 // Isochronous reception through libiec61883.
 //
-// The stream has a handle of its own, so that its thread shares nothing with AV/C commands. A connection is made by the
-// connection management procedures, which give the channel; where the device has no plugs, it broadcasts on channel 63.
-// A bus reset gives nodes other numbers, and a connection holds only if it is renewed at once.
+// The stream has a handle of its own for packets, which go on through bus resets, so that its thread shares nothing
+// with AV/C commands. Everything else about the device is asked through a fresh handle: the one that receives doesn't
+// learn of a reset where the local node may not be opened. Five times a second a fresh handle tells whether there was
+// one; if so the connection, which the source keeps up for a second, is taken up again while frames go on arriving.
 #include "platform/dv/DvStream.h"
 
-#include "platform/clock/MonotonicClock.h"
-
 #ifdef VELMORA_HAVE_DV_STREAM
-#include <libavc1394/rom1394.h>
-#include <libiec61883/iec61883.h>
-#include <libraw1394/raw1394.h>
+#include "platform/clock/MonotonicClock.h"
+#include "platform/dv/DvConnection.h"
+#include "platform/dv/DvFrameClock.h"
 
 #include <atomic>
-#include <optional>
+#include <libiec61883/iec61883.h>
+#include <mutex>
 #include <poll.h>
 #include <thread>
+#include <utility>
 
 namespace platform {
 namespace {
 
-constexpr nodeid_t kLocalBus = 0xFFC0;
-constexpr int kBroadcastChannel = 63;
 constexpr int kPollMilliseconds = 50;
-constexpr int64_t kSilenceNanoseconds = kNanosecondsPerSecond;
+constexpr int64_t kLookInterval = 200 * kNanosecondsPerMillisecond;
+constexpr int64_t kReconnectInterval = 20 * kNanosecondsPerMillisecond;
+constexpr int64_t kReconnectTime = kNanosecondsPerSecond;
+constexpr unsigned kPacketsOfBatch = 16; // 2 ms
+constexpr unsigned kPacketsOfBuffer = 2000;
+constexpr int kPalFrameSize = 144'000;
+constexpr int64_t kPalPeriod = 40'000'000;
+constexpr int64_t kNtscPeriod = 33'366'667;
 
-std::optional<nodeid_t> NodeOf(raw1394handle_t handle, uint64_t guid)
+// The receiver keeps its buffer from frame to frame: what it has not overwritten in the next one got lost. Blocks of 80
+// bytes, 150 to a sequence: after the first six, every sixteenth is one of sound (IEC 61834-2).
+void MarkSoundLost(std::span<uint8_t> frame)
 {
-    for (int node = 0; node < raw1394_get_nodecount(handle); ++node)
-        if (rom1394_get_guid(handle, static_cast<nodeid_t>(node)) == guid)
-            return static_cast<nodeid_t>(kLocalBus | node);
-    return std::nullopt;
+    constexpr size_t block = 80;
+    for (size_t sequence = 0; sequence + 150 * block <= frame.size(); sequence += 150 * block)
+        for (size_t at = 6; at < 150; at += 16)
+            frame[sequence + at * block] = kLostSoundBlock;
 }
+
+struct ReceiverCloser {
+    void operator()(iec61883_dv_fb* receiver) const { iec61883_dv_fb_close(receiver); }
+};
 
 class FireWireStream : public DvStream {
 public:
-    FireWireStream(raw1394handle_t opened, uint64_t deviceGuid, nodeid_t deviceNode)
-        : handle(opened), guid(deviceGuid), node(deviceNode), generation(raw1394_get_generation(opened))
-    {
-    }
-
-    ~FireWireStream() override
-    {
-        FireWireStream::Stop();
-        raw1394_destroy_handle(handle);
-    }
+    explicit FireWireStream(uint64_t deviceGuid) : guid(deviceGuid) {}
+    ~FireWireStream() override { FireWireStream::Stop(); }
 
     Result Start(DvStreamSink& newSink) override
     {
         Stop();
         sink = &newSink;
-        int bandwidth = 1;
-        const int connected =
-            iec61883_cmp_connect(handle, node, &outputPlug, raw1394_get_local_id(handle), &inputPlug, &bandwidth);
-        channel = connected < 0 ? kBroadcastChannel : connected;
-        allocated = connected < 0 ? 0 : bandwidth;
-        receiver = iec61883_dv_fb_init(handle, &FireWireStream::FrameReceived, this);
-        if (receiver == nullptr || iec61883_dv_fb_start(receiver, channel) != 0) {
-            Disconnect();
-            return ioErr;
+        frameClock = {};
+        dropped = 0;
+        auto source = ReachNode(guid);
+        Result result = source ? Connect(*source) : noDeviceForChannel;
+        if (result == noErr && !Receive(std::move(*source)))
+            result = ioErr;
+        if (result != noErr) {
+            connection.Disconnect(guid);
+            return result;
         }
         running = true;
-        lastFrame = MonotonicNow();
-        thread = std::thread([this] { Receive(); });
+        resetSeen = 0;
+        nextLook = MonotonicNow() + kLookInterval;
+        thread = std::thread([this] { Run(); });
         return noErr;
     }
 
@@ -71,96 +76,116 @@ public:
         running = false;
         if (thread.joinable())
             thread.join();
-        Disconnect();
+        receiver.reset();
+        handle.reset();
+        connection.Disconnect(guid);
+    }
+
+    std::string Reason() const override
+    {
+        const std::lock_guard lock(mutex);
+        return reason;
     }
 
 private:
-    void Receive()
+    Result Connect(const ReachedNode& source)
+    {
+        const Result result = connection.Connect(source);
+        const std::lock_guard lock(mutex);
+        reason = connection.Reason();
+        return result;
+    }
+
+    // Receives the connection's channel through the handle of `source`.
+    bool Receive(ReachedNode source)
+    {
+        receiver.reset();
+        handle = std::move(source.handle);
+        receiver.reset(iec61883_dv_fb_init(handle.get(), &FireWireStream::FrameReceived, this));
+        if (!receiver)
+            return false;
+        dv = iec61883_dv_fb_get_dv(receiver.get());
+        iec61883_dv_set_irq_interval(dv, kPacketsOfBatch);
+        iec61883_dv_set_buffers(dv, kPacketsOfBuffer);
+        receivedChannel = connection.Channel();
+        receivedAdapter = source.adapter;
+        return iec61883_dv_fb_start(receiver.get(), receivedChannel) == 0;
+    }
+
+    void Run()
     {
         while (running) {
-            pollfd ready{raw1394_get_fd(handle), POLLIN, 0};
+            pollfd ready{raw1394_get_fd(handle.get()), POLLIN, 0};
             const int events = poll(&ready, 1, kPollMilliseconds);
-            if (events > 0 && raw1394_loop_iterate(handle) != 0)
-                return sink->DvStreamFailed(ioErr);
-            if (raw1394_get_generation(handle) != generation && !RenewConnection())
-                return sink->DvStreamFailed(noDeviceForChannel);
-            // A deck that stands still sends no frames; a bus without packets at all has lost its device.
-            if (MonotonicNow() - lastFrame < kSilenceNanoseconds)
-                continue;
-            if (!DeviceIsThere())
-                return sink->DvStreamFailed(noDeviceForChannel);
-            lastFrame = MonotonicNow();
+            Result result = events > 0 && raw1394_loop_iterate(handle.get()) < 0 ? ioErr : noErr;
+            if (result == noErr && MonotonicNow() >= nextLook)
+                result = Look();
+            if (result != noErr)
+                return sink->DvStreamFailed(result);
         }
     }
 
-    bool DeviceIsThere() { return NodeOf(handle, guid) == node; }
-
-    bool RenewConnection()
+    // A deck that stands still sends no frames, so silence says nothing; a device that stays away from the bus, or
+    // can't be connected again, has failed.
+    Result Look()
     {
-        generation = raw1394_get_generation(handle);
-        const auto found = NodeOf(handle, guid);
-        if (!found)
-            return false;
-        node = *found;
-        int bandwidth = 1;
-        return channel == kBroadcastChannel ||
-               iec61883_cmp_reconnect(handle, node, &outputPlug, raw1394_get_local_id(handle), &inputPlug, &bandwidth,
-                                      channel) == channel;
-    }
-
-    void Disconnect()
-    {
-        if (receiver != nullptr) {
-            iec61883_dv_fb_stop(receiver);
-            iec61883_dv_fb_close(receiver);
-            receiver = nullptr;
-        }
-        // After a bus reset another device may have the number.
-        if (channel >= 0 && channel != kBroadcastChannel && DeviceIsThere())
-            iec61883_cmp_disconnect(handle, node, outputPlug, raw1394_get_local_id(handle), inputPlug,
-                                    static_cast<unsigned>(channel), static_cast<unsigned>(allocated));
-        channel = -1;
+        const int64_t now = MonotonicNow();
+        auto source = ReachNode(guid);
+        const bool holds = source && connection.HoldsAt(*source) && resetSeen == 0;
+        nextLook = now + (holds ? kLookInterval : kReconnectInterval);
+        if (holds)
+            return noErr;
+        resetSeen = resetSeen == 0 ? now : resetSeen;
+        const Result result = source ? Connect(*source) : noDeviceForChannel;
+        if (result != noErr)
+            return now - resetSeen < kReconnectTime ? noErr : result;
+        resetSeen = 0;
+        const bool isSame = receivedChannel == connection.Channel() && receivedAdapter == source->adapter;
+        return isSame || Receive(std::move(*source)) ? noErr : ioErr;
     }
 
     static int FrameReceived(unsigned char* data, int length, int complete, void* context)
     {
         auto* stream = static_cast<FireWireStream*>(context);
-        // The callback comes with the last packet of the frame; its first one came a frame's length before.
-        const int64_t now = MonotonicNow();
-        const int64_t frameLength = length == 144'000 ? 40'000'000 : 33'366'667;
-        stream->lastFrame = now;
-        stream->sink->DvFrameArrived({data, static_cast<size_t>(length)}, complete != 0, now - frameLength);
+        stream->Deliver({data, static_cast<size_t>(length)}, complete != 0);
         return 0;
     }
 
-    raw1394handle_t handle;
+    void Deliver(std::span<uint8_t> frame, bool complete)
+    {
+        const unsigned droppedNow = iec61883_dv_get_dropped(dv);
+        const bool packetsLost = std::exchange(dropped, droppedNow) != droppedNow || !complete;
+        const int64_t time =
+            frameClock.Next(MonotonicNow(), frame.size() == kPalFrameSize ? kPalPeriod : kNtscPeriod, packetsLost);
+        if (frameClock.Lost() > 0)
+            sink->DvFramesLost(frameClock.Lost());
+        sink->DvFrameArrived(frame, complete, time);
+        MarkSoundLost(frame);
+    }
+
     const uint64_t guid;
-    nodeid_t node;
-    unsigned generation;
     DvStreamSink* sink = nullptr;
-    iec61883_dv_fb_t receiver = nullptr;
-    int outputPlug = -1;
-    int inputPlug = -1;
-    int channel = -1;
-    int allocated = 0;
+    DvConnection connection;
+    FireWireHandle handle;
+    std::unique_ptr<iec61883_dv_fb, ReceiverCloser> receiver;
+    iec61883_dv_t dv = nullptr; ///< the receiver's
+    int receivedChannel = -1;
+    int receivedAdapter = -1;
+    DvFrameClock frameClock;
+    unsigned dropped = 0;
+    int64_t nextLook = 0;
+    int64_t resetSeen = 0; ///< when a reset was seen that the connection has not been taken up after; 0 for none
     std::atomic<bool> running{false};
-    int64_t lastFrame = 0;
     std::thread thread;
+    mutable std::mutex mutex; // guards the following
+    std::string reason;
 };
 
 } // namespace
 
 std::unique_ptr<DvStream> OpenFireWireStream(uint64_t guid)
 {
-    for (int port = 0; port < 16; ++port) {
-        const raw1394handle_t handle = raw1394_new_handle_on_port(port);
-        if (handle == nullptr)
-            return nullptr;
-        if (const auto node = NodeOf(handle, guid))
-            return std::make_unique<FireWireStream>(handle, guid, *node);
-        raw1394_destroy_handle(handle);
-    }
-    return nullptr;
+    return ReachNode(guid) ? std::make_unique<FireWireStream>(guid) : nullptr;
 }
 
 } // namespace platform

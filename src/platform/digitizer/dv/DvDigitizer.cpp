@@ -77,7 +77,7 @@ public:
         return sound.sampleRate;
     }
 
-    void DvFrameArrived(std::span<const uint8_t> frame, bool complete, int64_t captureTime) override
+    void DvFrameArrived(std::span<const uint8_t> frame, bool /*complete*/, int64_t captureTime) override
     {
         const std::lock_guard lock(mutex);
         ++sequence;
@@ -95,7 +95,13 @@ public:
                                      .sequence = sequence});
         // The rate is known from the first frame on, whether or not anybody listens yet.
         if (ExtractDvSound(frame, sound) && soundSink != nullptr)
-            DeliverSound(complete, captureTime);
+            DeliverSound(captureTime);
+    }
+
+    void DvFramesLost(uint32_t count) override
+    {
+        const std::lock_guard lock(mutex);
+        sequence += count;
     }
 
     void DvStreamFailed(Result result) override
@@ -110,11 +116,8 @@ public:
     }
 
 private:
-    // The sound blocks of missing packets would repeat the frame before; a complete frame has its own.
-    void DeliverSound(bool complete, int64_t captureTime)
+    void DeliverSound(int64_t captureTime)
     {
-        if (!complete)
-            std::ranges::fill(sound.samples, int16_t{0});
         soundSink->SoundArrived(
             {.bytes = {reinterpret_cast<const uint8_t*>(sound.samples.data()), sound.samples.size() * sizeof(int16_t)},
              .format = {.sampleRate = sound.sampleRate, .channels = 2, .sampleSize = 16},

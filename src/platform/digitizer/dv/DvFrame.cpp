@@ -6,7 +6,10 @@
 // the tape spreads: sample n of a channel lies where `PlaceOf` says (SMPTE 314M, 4.6.2).
 #include "platform/digitizer/dv/DvFrame.h"
 
+#include "platform/dv/DvStream.h"
+
 #include <algorithm>
+#include <cmath>
 
 namespace platform {
 namespace {
@@ -37,9 +40,9 @@ std::optional<std::span<const uint8_t>> FindSourcePack(std::span<const uint8_t> 
 {
     for (size_t sequence = 0; sequence < sequences; ++sequence)
         for (size_t block = 0; block < 9; ++block) {
-            const auto pack = AudioBlock(frame, sequence, block).subspan(3, 5);
-            if (pack[0] == kAudioSourcePack)
-                return pack;
+            const auto audio = AudioBlock(frame, sequence, block);
+            if (audio[0] != kLostSoundBlock && audio[3] == kAudioSourcePack)
+                return audio.subspan(3, 5);
         }
     return std::nullopt;
 }
@@ -95,13 +98,22 @@ int16_t SampleAt(std::span<const uint8_t> frame, size_t n, size_t channel, const
     // With 12 bits, both channels of the pair share one half: three bytes hold one sample of each.
     const Place place = PlaceOf(n, layout.twelveBit ? 0 : channel, layout);
     const auto block = AudioBlock(frame, place.sequence, place.block);
-    if (place.byte + (layout.twelveBit ? 3 : 2) > kBlockSize)
+    if (block[0] == kLostSoundBlock || place.byte + (layout.twelveBit ? 3 : 2) > kBlockSize)
         return kLostSample;
     const uint8_t* bytes = &block[place.byte];
     if (!layout.twelveBit)
         return static_cast<int16_t>(bytes[0] << 8 | bytes[1]);
     return ExpandTwelveBits(
         static_cast<uint16_t>(channel == 0 ? bytes[0] << 4 | bytes[2] >> 4 : bytes[1] << 4 | (bytes[2] & 0x0F)));
+}
+
+// Lost samples from `begin` to `end` lie on a line between those around them.
+void FillGap(DvSound& sound, size_t channel, size_t begin, size_t end, int16_t before, int16_t after)
+{
+    const auto steps = static_cast<double>(end - begin + 1);
+    for (size_t n = begin; n < end; ++n)
+        sound.samples[n * 2 + channel] =
+            static_cast<int16_t>(std::lround(before + (after - before) * static_cast<double>(n - begin + 1) / steps));
 }
 
 } // namespace
@@ -121,19 +133,27 @@ bool ExtractDvSound(std::span<const uint8_t> frame, DvSound& sound)
 {
     const auto info = ReadDvFrame(frame);
     const auto layout = info ? ReadLayout(frame, *info) : std::nullopt;
+    const size_t before = sound.samples.size();
+    const int16_t last[2] = {before < 2 ? int16_t{0} : sound.samples[before - 2],
+                             before < 2 ? int16_t{0} : sound.samples[before - 1]};
     sound.samples.clear();
     if (!layout)
         return false;
     sound.sampleRate = layout->sampleRate;
     sound.samples.resize(layout->samples * 2);
-    int16_t last[2] = {0, 0};
-    for (size_t n = 0; n < layout->samples; ++n)
-        for (size_t channel = 0; channel < 2; ++channel) {
+    for (size_t channel = 0; channel < 2; ++channel) {
+        size_t next = 0; // after the last sample that is known
+        int16_t known = last[channel];
+        for (size_t n = 0; n < layout->samples; ++n) {
             const int16_t sample = SampleAt(frame, n, channel, *layout);
-            if (sample != kLostSample)
-                last[channel] = sample;
-            sound.samples[n * 2 + channel] = last[channel];
+            if (sample == kLostSample)
+                continue;
+            FillGap(sound, channel, next, n, known, sample);
+            sound.samples[n * 2 + channel] = known = sample;
+            next = n + 1;
         }
+        FillGap(sound, channel, next, layout->samples, known, known);
+    }
     return true;
 }
 

@@ -31,7 +31,8 @@ struct DvSound {
 };
 
 /// Takes the first pair of sound channels out of a frame. False, with `sound` silent, for a frame without sound.
-/// `sound.samples` is reused from frame to frame. Samples that the tape lost are held at the one before.
+/// `sound.samples` is reused from frame to frame. Samples that were lost, on the tape or on the bus, lie on a line
+/// between those around them, where the first ones follow on what `sound` held before.
 bool ExtractDvSound(std::span<const uint8_t> frame, DvSound& sound);
 
 } // namespace platform

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+/// Where the kernel shows FireWire devices.
+struct FireWirePaths {
+    std::filesystem::path nodes = "/dev";                      ///< device files fw0, fw1, ...
+    std::filesystem::path units = "/sys/bus/firewire/devices"; ///< a folder for each device and each unit of it
+};
+
+/// Replaces the kernel's paths with a test's own. Not while a bus is in use.
+void SetFireWirePaths(FireWirePaths paths);
+
+/// Whether the machine has a FireWire adapter.
+bool HasFireWire();
+
+/// A unit of a device, as the kernel lists it.
+struct FireWireUnit {
+    uint64_t guid = 0; ///< of the device
+    std::string name;  ///< of maker and model, UTF-8; may be empty
+    uint32_t specifier = 0;
+    uint32_t version = 0;
+    std::filesystem::path node; ///< the device's file
+    bool mayBeOpened = false;   ///< by this user
+
+    bool IsAvc() const;         ///< takes AV/C commands: a camcorder, a deck, a converter
+    bool IsIIDC() const;        ///< a camera of the 1394 Trade Association's kind
+    std::string Reason() const; ///< why it can't be used: a sentence for people; empty when it may be opened
+};
+
+std::vector<FireWireUnit> ListFireWireUnits();
+
+/// Text out of a device as UTF-8 on one line: what is no UTF-8 is taken for Latin-1, control characters and spaces at
+/// the ends are removed.
+std::string CleanDeviceText(std::string_view text);
+
+} // namespace platform

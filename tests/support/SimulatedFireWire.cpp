@@ -1,0 +1,670 @@
+#include "support/SimulatedFireWire.h"
+
+#include "platform/digitizer/UniqueFD.h"
+
+#include <libraw1394/csr.h>
+#include <libraw1394/raw1394.h>
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/mman.h>
+
+namespace {
+
+constexpr uint64_t kLocalGuid = 0x0010DC0000000001;
+constexpr uint64_t kRomAddress = CSR_REGISTER_BASE + CSR_CONFIG_ROM;
+constexpr uint64_t kMasterPlugAddress = CSR_REGISTER_BASE + 0x900;
+constexpr uint64_t kPlugAddress = CSR_REGISTER_BASE + 0x904;
+constexpr uint64_t kCommandAddress = CSR_REGISTER_BASE + 0xB00;
+constexpr uint32_t kConnections = 0x3F00'0000; // of an output plug, point to point
+constexpr uint32_t kBroadcast = 0x4000'0000;
+constexpr int64_t kCycle = 125'000;
+constexpr int64_t kRenewalTime = 1'000'000'000;
+constexpr size_t kPacketSize = 488;
+constexpr size_t kHeaderSize = 8;
+
+test::SimulatedFireWire* theBus = nullptr;
+
+int Fail(int error)
+{
+    errno = error;
+    return -1;
+}
+
+} // namespace
+
+struct raw1394_handle {
+    struct Opened {
+        uint64_t guid;
+        int number;
+        unsigned generation;
+        bool lost;
+    };
+    struct Receiver {
+        raw1394_iso_recv_handler_t handler = nullptr;
+        size_t interval = 0;
+        unsigned char channel = 0;
+        bool running = false;
+        std::vector<uint8_t> bytes;
+        std::vector<uint16_t> lengths;
+    };
+
+    void* userData = nullptr;
+    platform::UniqueFD readable{eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC | EFD_SEMAPHORE)};
+    unsigned generation = 0;
+    int localNumber = 0;
+    int nodeCount = 0;
+    std::vector<Opened> opened;
+    fcp_handler_t responseHandler = nullptr;
+    bool listens = false;
+    Receiver receiver;
+};
+
+struct test::SimulatedFireWire::Handle : raw1394_handle {
+    std::deque<Event> events;
+    bool working = false; // on an event
+};
+
+namespace test {
+
+std::vector<uint32_t> MakeRom(uint64_t guid, uint32_t specifier, uint32_t version, const std::string& model)
+{
+    const auto text = static_cast<uint32_t>((model.size() + 3) / 4);
+    std::vector<uint32_t> rom{
+        0x0404'0000, 0x3133'3934, 0x0000'A002, static_cast<uint32_t>(guid >> 32), static_cast<uint32_t>(guid),
+        // Root directory: maker, capabilities, its one unit.
+        3U << 16, 0x0300'0000 | static_cast<uint32_t>(guid >> 40), 0x0C00'83C0, 0xD100'0001,
+        // The unit: specifier, version, model with its label.
+        4U << 16, 0x1200'0000 | specifier, 0x1300'0000 | version, 0x1700'0001, 0x8100'0001, (text + 2) << 16, 0, 0};
+    std::vector<char> padded(model.begin(), model.end());
+    padded.resize(text * 4);
+    for (size_t i = 0; i < padded.size(); i += 4) {
+        uint32_t quadlet = 0;
+        std::memcpy(&quadlet, &padded[i], 4);
+        rom.push_back(ntohl(quadlet));
+    }
+    return rom;
+}
+
+SimulatedFireWire::SimulatedFireWire()
+    : books(new (mmap(nullptr, sizeof(Books), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Books)
+{
+    theBus = this;
+    FireWireNode& local = nodes.emplace_back();
+    local.guid = kLocalGuid;
+    local.rom = MakeRom(kLocalGuid, 0, 0, "Local");
+    local.masterPlug = 0;
+    slots.push_back(kLocalGuid);
+}
+
+SimulatedFireWire::~SimulatedFireWire()
+{
+    ticker = {};
+    theBus = nullptr;
+    munmap(books, sizeof(Books));
+}
+
+int64_t SimulatedFireWire::Clock()
+{
+    return theBus->now;
+}
+
+FireWireNode& SimulatedFireWire::Plug(FireWireNode node)
+{
+    const auto lock = Lock();
+    node.state.appears = now + (handles.empty() ? 0 : eventDelay);
+    slots.push_back(node.guid);
+    books->plugs[slots.size() - 1] = node.plug;
+    nodes.push_back(std::move(node));
+    Reset();
+    return nodes.back();
+}
+
+void SimulatedFireWire::Unplug(uint64_t guid)
+{
+    const auto lock = Lock();
+    nodes.remove_if([guid](const FireWireNode& node) { return node.guid == guid; });
+    Reset();
+}
+
+void SimulatedFireWire::Reset()
+{
+    const auto lock = Lock();
+    ++books->generation;
+    ++rotation;
+    books->channels = 0;
+    books->bandwidth = 0;
+    for (FireWireNode& node : nodes) {
+        auto& plug = PlugOf(node);
+        if ((plug & kConnections) != 0)
+            node.state.connectedUntil = now + kRenewalTime;
+        plug &= ~kConnections;
+    }
+    for (Handle& handle : handles)
+        for (const auto& opened : handle.opened) {
+            const bool isThere = Find(opened.guid) != nullptr;
+            Post(handle, {isThere ? Event::Kind::NodeReset : Event::Kind::NodeLost, opened.guid, {}, {}},
+                 opened.guid == kLocalGuid ? 0 : eventDelay);
+        }
+}
+
+FireWireNode* SimulatedFireWire::Find(uint64_t guid)
+{
+    const auto found = std::ranges::find(nodes, guid, &FireWireNode::guid);
+    return found == nodes.end() ? nullptr : &*found;
+}
+
+std::atomic<uint32_t>& SimulatedFireWire::PlugOf(const FireWireNode& node)
+{
+    const auto slot = std::ranges::find(slots.rbegin(), slots.rend(), node.guid).base() - slots.begin() - 1;
+    return books->plugs[slot];
+}
+
+int SimulatedFireWire::NumberOf(const FireWireNode& node) const
+{
+    int index = 0;
+    for (const FireWireNode& one : nodes) {
+        if (&one == &node)
+            break;
+        ++index;
+    }
+    return static_cast<int>((static_cast<size_t>(index) + rotation) % nodes.size());
+}
+
+size_t SimulatedFireWire::Handles()
+{
+    const auto lock = Lock();
+    return handles.size();
+}
+
+size_t SimulatedFireWire::Receivers()
+{
+    const auto lock = Lock();
+    return static_cast<size_t>(std::ranges::count_if(handles, [](const Handle& one) { return one.receiver.running; }));
+}
+
+// Handles.
+
+SimulatedFireWire::Handle* SimulatedFireWire::Open(int adapter)
+{
+    const auto lock = Lock();
+    if (adapter != brokenAdapters) {
+        errno = adapter < brokenAdapters ? EACCES : ENODEV;
+        return nullptr;
+    }
+    Handle handle;
+    for (const FireWireNode& node : nodes) {
+        const int number = NumberOf(node);
+        const bool isLocal = node.guid == kLocalGuid;
+        if (isLocal)
+            handle.localNumber = number;
+        if ((isLocal ? localMayBeOpened : node.mayBeOpened) && node.state.appears <= now)
+            handle.opened.push_back({node.guid, number, Generation(), false});
+    }
+    if (handle.opened.empty()) {
+        errno = EACCES;
+        return nullptr;
+    }
+    handle.generation = Generation();
+    handle.nodeCount = static_cast<int>(nodes.size());
+    handles.push_back(std::move(handle));
+    return &handles.back();
+}
+
+void SimulatedFireWire::Close(Handle* handle)
+{
+    const auto lock = Lock();
+    std::erase_if(due, [handle](const auto& entry) { return entry.second.first == handle; });
+    handles.remove_if([handle](const Handle& one) { return &one == handle; });
+    consumed.notify_all();
+}
+
+void SimulatedFireWire::Post(Handle& handle, Event event, int64_t delay)
+{
+    if (delay > 0) {
+        due.emplace(now + delay, std::pair(&handle, std::move(event)));
+        return;
+    }
+    handle.events.push_back(std::move(event));
+    eventfd_write(handle.readable.Get(), 1);
+}
+
+void SimulatedFireWire::PostDue()
+{
+    while (!due.empty() && due.begin()->first <= now) {
+        auto [handle, event] = std::move(due.begin()->second);
+        due.erase(due.begin());
+        Post(*handle, std::move(event), 0);
+    }
+}
+
+int SimulatedFireWire::Iterate(Handle& handle)
+{
+    pollfd ready{handle.readable.Get(), POLLIN, 0};
+    poll(&ready, 1, -1);
+    auto lock = Lock();
+    if (handle.events.empty())
+        return 0;
+    eventfd_t one = 0;
+    eventfd_read(handle.readable.Get(), &one);
+    Event event = std::move(handle.events.front());
+    handle.events.pop_front();
+    handle.working = true;
+    lock.unlock();
+    const int result = Process(handle, std::move(event));
+    lock.lock();
+    handle.working = false;
+    consumed.notify_all();
+    return result;
+}
+
+int SimulatedFireWire::Process(Handle& handle, Event event)
+{
+    if (event.kind == Event::Kind::Packets) {
+        uint8_t* data = event.bytes.data();
+        for (size_t i = 0; i < event.lengths.size() && handle.receiver.running; data += event.lengths[i++])
+            handle.receiver.handler(&handle, data, event.lengths[i], handle.receiver.channel, 1, 0, 0, 0);
+        return 0;
+    }
+    if (event.kind == Event::Kind::Response) {
+        const auto opened = std::ranges::find(handle.opened, event.guid, &raw1394_handle::Opened::guid);
+        const int number = opened == handle.opened.end() ? 0 : opened->number;
+        return handle.responseHandler == nullptr
+                   ? 0
+                   : handle.responseHandler(&handle, static_cast<nodeid_t>(0xFFC0 | number), 1, event.bytes.size(),
+                                            event.bytes.data());
+    }
+    const auto lock = Lock();
+    const auto opened = std::ranges::find(handle.opened, event.guid, &raw1394_handle::Opened::guid);
+    if (event.kind == Event::Kind::NodeLost || Find(event.guid) == nullptr) {
+        opened->lost = true;
+        return 0;
+    }
+    opened->number = NumberOf(*Find(event.guid));
+    opened->generation = Generation();
+    if (event.guid == kLocalGuid) {
+        handle.generation = Generation();
+        handle.localNumber = opened->number;
+        handle.nodeCount = static_cast<int>(nodes.size());
+    }
+    return 0;
+}
+
+// Requests.
+
+FireWireNode* SimulatedFireWire::Reach(Handle& handle, int number)
+{
+    const auto opened = std::ranges::find(handle.opened, number & 0x3F, &raw1394_handle::Opened::number);
+    FireWireNode* const node = opened == handle.opened.end() ? nullptr : Find(opened->guid);
+    if (opened == handle.opened.end())
+        errno = EREMOTEIO;
+    else if (node == nullptr)
+        errno = ENODEV;
+    else if (opened->generation != handle.generation || handle.generation != Generation())
+        errno = EAGAIN;
+    else
+        return node;
+    return nullptr;
+}
+
+int SimulatedFireWire::Read(Handle& handle, int number, uint64_t address, size_t length, uint32_t* data)
+{
+    auto lock = Lock();
+    if (address >= kRomAddress && address < kRomAddress + CSR_CONFIG_ROM_END - CSR_CONFIG_ROM) {
+        const auto opened = std::ranges::find(handle.opened, number & 0x3F, &raw1394_handle::Opened::number);
+        const FireWireNode* const node = opened == handle.opened.end() ? nullptr : Find(opened->guid);
+        const size_t first = (address - kRomAddress) / 4;
+        if (node == nullptr || first + length / 4 > node->rom.size())
+            return Fail(node == nullptr ? EREMOTEIO : EINVAL);
+        std::transform(node->rom.begin() + static_cast<long>(first),
+                       node->rom.begin() + static_cast<long>(first + length / 4), data, htonl);
+        return 0;
+    }
+    FireWireNode* const node = Reach(handle, number);
+    if (node == nullptr)
+        return -1;
+    while (!handle.events.empty()) {
+        lock.unlock();
+        Iterate(handle);
+        lock.lock();
+    }
+    if (length != 4 || node->masterPlug == 0 || (address != kMasterPlugAddress && address != kPlugAddress))
+        return Fail(EREMOTEIO);
+    *data = htonl(address == kMasterPlugAddress ? node->masterPlug : PlugOf(*node).load());
+    return 0;
+}
+
+int SimulatedFireWire::Swap(Handle& handle, int number, uint64_t address, uint32_t next, uint32_t expected,
+                            uint32_t& found)
+{
+    const auto lock = Lock();
+    FireWireNode* const node = Reach(handle, number);
+    if (node == nullptr)
+        return -1;
+    if (address != kPlugAddress || node->masterPlug == 0)
+        return Fail(EREMOTEIO);
+    uint32_t plug = PlugOf(*node);
+    found = htonl(plug);
+    if (node->refusesConnections || plug != ntohl(expected))
+        return 0;
+    plug = ntohl(next);
+    PlugOf(*node) = plug;
+    node->state.connectedUntil = INT64_MAX;
+    return 0;
+}
+
+int SimulatedFireWire::Write(Handle& handle, int number, uint64_t address, size_t length, const uint32_t* data)
+{
+    auto lock = Lock();
+    FireWireNode* const node = Reach(handle, number);
+    if (node == nullptr)
+        return -1;
+    if (address != kCommandAddress || length > 512 || node->writesToFail > 0) {
+        node->writesToFail -= node->writesToFail > 0 ? 1 : 0;
+        return Fail(EREMOTEIO);
+    }
+    const auto* bytes = reinterpret_cast<const uint8_t*>(data);
+    Answer(handle, *node, {bytes, bytes + length});
+    while (!handle.events.empty()) {
+        lock.unlock();
+        Iterate(handle);
+        lock.lock();
+    }
+    return 0;
+}
+
+void SimulatedFireWire::Answer(Handle& handle, FireWireNode& node, std::vector<uint8_t> command)
+{
+    std::vector<std::vector<uint8_t>> answers;
+    if (now < node.silentUntil)
+        return;
+    if (command[1] == 0xFF && command[2] == 0x31) {
+        std::vector<uint8_t> answer{0x0C, 0xFF, 0x31, 0x07, 0xFF, 0xFF, 0xFF, 0xFF};
+        std::ranges::copy(node.subunits, answer.begin() + 4);
+        answer[0] = node.subunits.empty() ? 0x08 : 0x0C;
+        answers.push_back(std::move(answer));
+    } else {
+        answers = node.deck.Take(std::move(command));
+    }
+    for (int times = node.answersTwice ? 2 : 1; times > 0; --times)
+        for (const auto& answer : answers)
+            if (handle.listens)
+                Post(handle, {Event::Kind::Response, node.guid, answer, {}}, node.answerDelay);
+}
+
+int SimulatedFireWire::ModifyBandwidth(int units, bool take)
+{
+    const auto lock = Lock();
+    if (take && books->bandwidth + units > kBandwidth)
+        return Fail(EBUSY);
+    books->bandwidth += take ? units : -units;
+    return 0;
+}
+
+int SimulatedFireWire::ModifyChannel(unsigned channel, bool take)
+{
+    const auto lock = Lock();
+    const uint64_t bit = uint64_t{1} << channel;
+    if (channel > 63 || ((books->channels & bit) != 0) == take)
+        return Fail(EBUSY);
+    books->channels ^= bit;
+    return 0;
+}
+
+// Time and packets.
+
+bool SimulatedFireWire::Waits(const Handle& handle) const
+{
+    return handle.receiver.running && (handle.working || !handle.events.empty());
+}
+
+void SimulatedFireWire::Advance(int64_t nanoseconds)
+{
+    auto lock = Lock();
+    const int64_t end = now + nanoseconds;
+    while (kStart + (cycle + 1) * kCycle <= end) {
+        now = kStart + ++cycle * kCycle;
+        PostDue();
+        SendCycle(lock);
+    }
+    now = end;
+    PostDue();
+}
+
+void SimulatedFireWire::SendCycle(std::unique_lock<std::recursive_mutex>& lock)
+{
+    for (FireWireNode& node : nodes) {
+        const uint32_t plug = PlugOf(node);
+        const bool connected = (plug & kConnections) != 0 || (plug & kBroadcast) != 0 ||
+                               (node.state.connectedUntil != INT64_MAX && now < node.state.connectedUntil);
+        if (node.masterPlug != 0 && connected && node.sendsPackets)
+            SendPacket(node, static_cast<int>(plug >> 16 & 0x3F));
+    }
+    for (Handle& handle : handles) {
+        auto& receiver = handle.receiver;
+        if (!receiver.running || receiver.lengths.size() < receiver.interval)
+            continue;
+        Post(handle, {Event::Kind::Packets, 0, std::exchange(receiver.bytes, {}), std::exchange(receiver.lengths, {})},
+             0);
+    }
+    if (!realTime)
+        consumed.wait(lock, [this] {
+            return Receivers() >= receiversExpected &&
+                   std::ranges::none_of(handles, [this](auto& one) { return Waits(one); });
+        });
+}
+
+void SimulatedFireWire::SendPacket(FireWireNode& node, int channel)
+{
+    uint8_t packet[kPacketSize] = {0, 0x78, 0, node.state.blockCount, 0x80, 0, 0xFF, 0xFF};
+    size_t length = kHeaderSize;
+    if (node.tape != nullptr) {
+        const auto& frame = (*node.tape)[node.state.frames % node.tape->size()];
+        const bool pal = frame.size() == 144'000;
+        const size_t packets = frame.size() / 480;
+        const double period = (pal ? 40e6 : 1001e6 / 30) * (1 - node.clockError / 1e6);
+        if (node.state.tapeBegan < 0)
+            node.state.tapeBegan = now;
+        const double sent = static_cast<double>(node.state.frames) +
+                            static_cast<double>(node.state.packet) / static_cast<double>(packets);
+        if (static_cast<double>(now - node.state.tapeBegan) >= sent * period) {
+            packet[5] = pal ? 0x80 : 0;
+            std::memcpy(packet + kHeaderSize, &frame[node.state.packet * 480], 480);
+            const bool isLost = node.loses && node.loses(node.state.frames, node.state.packet);
+            length = isLost ? 0 : kPacketSize;
+            ++node.state.blockCount;
+            if (++node.state.packet == packets) {
+                node.state.packet = 0;
+                ++node.state.frames;
+            }
+        }
+    }
+    for (Handle& handle : handles) {
+        auto& receiver = handle.receiver;
+        if (!receiver.running || receiver.channel != channel || length == 0)
+            continue;
+        receiver.bytes.insert(receiver.bytes.end(), packet, packet + length);
+        receiver.lengths.push_back(static_cast<uint16_t>(length));
+    }
+}
+
+void SimulatedFireWire::RunInRealTime()
+{
+    realTime = true;
+    ticker = std::jthread([this](const std::stop_token& stop) {
+        const auto began = std::chrono::steady_clock::now();
+        const int64_t base = now;
+        while (!stop.stop_requested()) {
+            Advance(base + (std::chrono::steady_clock::now() - began).count() - now);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+}
+
+} // namespace test
+
+// What this program puts in the place of libraw1394.
+
+using Handle = test::SimulatedFireWire::Handle;
+
+namespace {
+
+Handle& Of(raw1394handle_t handle)
+{
+    return *static_cast<Handle*>(handle);
+}
+
+} // namespace
+
+extern "C" {
+
+raw1394handle_t raw1394_new_handle()
+{
+    if (theBus == nullptr) {
+        errno = ENODEV;
+        return nullptr;
+    }
+    static raw1394_handle unbound;
+    return &unbound;
+}
+
+raw1394handle_t raw1394_new_handle_on_port(int port)
+{
+    return theBus == nullptr ? nullptr : theBus->Open(port);
+}
+
+void raw1394_destroy_handle(raw1394handle_t handle)
+{
+    if (handle != nullptr && handle->nodeCount > 0)
+        theBus->Close(&Of(handle));
+}
+
+int raw1394_get_port_info(raw1394handle_t, raw1394_portinfo* ports, int most)
+{
+    for (int i = 0; i < std::min(most, theBus->Adapters()); ++i)
+        ports[i] = {2, "simulated"};
+    return theBus->Adapters();
+}
+
+int raw1394_get_fd(raw1394handle_t handle)
+{
+    return handle->readable.Get();
+}
+
+void raw1394_set_userdata(raw1394handle_t handle, void* data)
+{
+    handle->userData = data;
+}
+
+void* raw1394_get_userdata(raw1394handle_t handle)
+{
+    return handle->userData;
+}
+
+int raw1394_get_nodecount(raw1394handle_t handle)
+{
+    return handle->nodeCount;
+}
+
+unsigned raw1394_get_generation(raw1394handle_t handle)
+{
+    return handle->generation;
+}
+
+nodeid_t raw1394_get_local_id(raw1394handle_t handle)
+{
+    return static_cast<nodeid_t>(0xFFC0 | handle->localNumber);
+}
+
+nodeid_t raw1394_get_irm_id(raw1394handle_t handle)
+{
+    return static_cast<nodeid_t>(0xFFC0 | (handle->nodeCount - 1));
+}
+
+int raw1394_read(raw1394handle_t handle, nodeid_t node, nodeaddr_t address, size_t length, quadlet_t* data)
+{
+    return theBus->Read(Of(handle), node, address, length, data);
+}
+
+int raw1394_write(raw1394handle_t handle, nodeid_t node, nodeaddr_t address, size_t length, quadlet_t* data)
+{
+    return theBus->Write(Of(handle), node, address, length, data);
+}
+
+int raw1394_lock(raw1394handle_t handle, nodeid_t node, nodeaddr_t address, unsigned code, quadlet_t data,
+                 quadlet_t expected, quadlet_t* found)
+{
+    return code == RAW1394_EXTCODE_COMPARE_SWAP ? theBus->Swap(Of(handle), node, address, data, expected, *found)
+                                                : Fail(EINVAL);
+}
+
+int raw1394_bandwidth_modify(raw1394handle_t, unsigned units, raw1394_modify_mode mode)
+{
+    return theBus->ModifyBandwidth(static_cast<int>(units), mode == RAW1394_MODIFY_ALLOC);
+}
+
+int raw1394_channel_modify(raw1394handle_t, unsigned channel, raw1394_modify_mode mode)
+{
+    return theBus->ModifyChannel(channel, mode == RAW1394_MODIFY_ALLOC);
+}
+
+int raw1394_loop_iterate(raw1394handle_t handle)
+{
+    return theBus->Iterate(Of(handle));
+}
+
+fcp_handler_t raw1394_set_fcp_handler(raw1394handle_t handle, fcp_handler_t handler)
+{
+    return std::exchange(handle->responseHandler, handler);
+}
+
+int raw1394_start_fcp_listen(raw1394handle_t handle)
+{
+    handle->listens = true;
+    return 0;
+}
+
+int raw1394_stop_fcp_listen(raw1394handle_t handle)
+{
+    handle->listens = false;
+    return 0;
+}
+
+int raw1394_iso_recv_init(raw1394handle_t handle, raw1394_iso_recv_handler_t handler, unsigned packets, unsigned,
+                          unsigned char channel, raw1394_iso_dma_recv_mode, int interval)
+{
+    const auto lock = theBus->Lock();
+    const size_t most = packets / 2;
+    handle->receiver = {handler, interval > 0 ? static_cast<size_t>(interval) : most, channel, false, {}, {}};
+    return 0;
+}
+
+int raw1394_iso_recv_start(raw1394handle_t handle, int, int, int)
+{
+    const auto lock = theBus->Lock();
+    handle->receiver.running = true;
+    theBus->ReceiversChanged();
+    return 0;
+}
+
+int raw1394_iso_recv_flush(raw1394handle_t)
+{
+    return 0;
+}
+
+void raw1394_iso_stop(raw1394handle_t handle)
+{
+    const auto lock = theBus->Lock();
+    handle->receiver.running = false;
+}
+
+void raw1394_iso_shutdown(raw1394handle_t handle)
+{
+    raw1394_iso_stop(handle);
+}
+
+} // extern "C"

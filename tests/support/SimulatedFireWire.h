@@ -1,0 +1,164 @@
+#pragma once
+
+#include "support/SimulatedDeck.h"
+
+#include <atomic>
+#include <bitset>
+#include <condition_variable>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace test {
+
+/// Configuration ROM (IEEE 1212) of a device with one unit: quadlets in host byte order from the bus information block
+/// on. `model` is the device's label, as it comes.
+std::vector<uint32_t> MakeRom(uint64_t guid, uint32_t specifier, uint32_t version, const std::string& model);
+
+/// A device on the simulated bus: its ROM, output plug and tape deck. Everything may be changed under
+/// `SimulatedFireWire::Lock`.
+struct FireWireNode {
+    uint64_t guid = 0;
+    std::vector<uint32_t> rom;
+    bool mayBeOpened = true; ///< by the user of this program
+
+    uint32_t masterPlug = 0x8000'0001; ///< oMPR (IEC 61883-1): S400, one plug; 0 for none
+    uint32_t plug = 0x8000'007A;       ///< oPCR: online, channel 0, S100, 122 quadlets
+    bool refusesConnections = false;
+
+    std::vector<uint8_t> subunits{0x20}; ///< types and numbers, told on inquiry
+    SimulatedDeck deck;
+    int64_t silentUntil = 0; ///< still starting up: takes commands but answers none
+    int64_t answerDelay = 0; ///< nanoseconds; 0: the answer comes during the write
+    bool answersTwice = false;
+    int writesToFail = 0; ///< so many commands get lost on the bus
+
+    const std::vector<std::vector<uint8_t>>* tape = nullptr; ///< frames sent in a loop; null at a standstill
+    bool sendsPackets = true;                                ///< also at a standstill, empty ones
+    double clockError = 0;                                   ///< of its frame rate, parts per million
+    std::function<bool(uint64_t frame, size_t packet)> loses;
+
+    /// The bus's own: how far it has sent, and what became of its connection.
+    struct {
+        int64_t appears = 0; ///< when its device file does
+        int64_t connectedUntil = INT64_MAX;
+        int64_t tapeBegan = -1;
+        uint64_t frames = 0;
+        size_t packet = 0;
+        uint8_t blockCount = 0;
+    } state{};
+};
+
+/// The FireWire bus behind the functions of libraw1394, which this file's program defines itself, so that the libraries
+/// above it (librom1394, libiec61883, libdc1394) run as they are. It keeps the rules of libraw1394 on the kernel's
+/// present FireWire driver:
+/// - a handle opens the nodes that are there and may be opened, and no others later;
+/// - the handle and each node in it have a generation of their own, and requests fail with EAGAIN, without running the
+///   handle's loop, while these differ or are old;
+/// - the loop learns of a reset by one event for each node. That of the local node, which alone changes the handle's
+///   generation, never comes where the local node may not be opened; those of the others come late;
+/// - the ROM is read from memory, also of a node that has left; other requests to it fail with ENODEV;
+/// - received packets wait until there are as many as the receiver's interrupt interval.
+///
+/// A reset gives the nodes other numbers, empties the books of channels and bandwidth, and ends the connections of
+/// plugs that are not renewed within a second.
+///
+/// Time goes by in `Advance` only, unless the bus runs in real time. One bus may exist at a time.
+class SimulatedFireWire {
+public:
+    static constexpr int kBandwidth = 4915;
+    static constexpr int64_t kStart = 1'000'000'000;
+
+    SimulatedFireWire();
+    ~SimulatedFireWire();
+
+    std::unique_lock<std::recursive_mutex> Lock() { return std::unique_lock(mutex); }
+
+    /// Each resets the bus.
+    FireWireNode& Plug(FireWireNode node);
+    void Unplug(uint64_t guid);
+    void Reset();
+
+    FireWireNode* Find(uint64_t guid);
+
+    /// Lets time go by. Each batch of packets is waited for until its receiver has taken it, with the clock standing at
+    /// the time at which the batch was complete.
+    void Advance(int64_t nanoseconds);
+    void RunInRealTime();
+
+    int64_t Now() const { return now; }
+    static int64_t Clock(); ///< the bus's time, for `SetMonotonicClock`
+
+    /// What is taken of channels and bandwidth. Kept in memory that processes made by fork share.
+    std::bitset<64> Channels() const { return books->channels.load(); }
+    int Bandwidth() const { return books->bandwidth; }
+    void TakeBandwidth(int units) { books->bandwidth += units; }
+    void TakeChannel(int channel) { books->channels |= uint64_t{1} << channel; }
+
+    size_t Handles();   ///< open at present
+    size_t Receivers(); ///< receiving at present
+
+    /// Time stands still while there are fewer: a receiver that is exchanged misses no packets.
+    size_t receiversExpected = 0;
+
+    bool localMayBeOpened = true;
+    int brokenAdapters = 0; ///< first adapters of the machine that can't be opened; this bus is on the one after them
+    int64_t eventDelay = 0;
+
+    /// What the functions of libraw1394 are made of.
+    struct Handle;
+    Handle* Open(int adapter);
+    void Close(Handle* handle);
+    int Read(Handle& handle, int node, uint64_t address, size_t length, uint32_t* data);
+    int Write(Handle& handle, int node, uint64_t address, size_t length, const uint32_t* data);
+    int Swap(Handle& handle, int node, uint64_t address, uint32_t next, uint32_t expected, uint32_t& found);
+    int ModifyBandwidth(int units, bool take);
+    int ModifyChannel(unsigned channel, bool take);
+    int Iterate(Handle& handle);
+    void ReceiversChanged() { consumed.notify_all(); }
+    int Adapters() const { return brokenAdapters + 1; }
+    unsigned Generation() const { return books->generation; }
+
+private:
+    struct Event {
+        enum class Kind { NodeReset, NodeLost, Response, Packets };
+        Kind kind{};
+        uint64_t guid = 0;
+        std::vector<uint8_t> bytes;
+        std::vector<uint16_t> lengths; // of packets
+    };
+    struct Books {
+        std::atomic<uint64_t> channels{0};
+        std::atomic<int> bandwidth{0};
+        std::atomic<unsigned> generation{1};
+        std::atomic<uint32_t> plugs[16]{}; // by the order of plugging in
+    };
+
+    int NumberOf(const FireWireNode& node) const;
+    std::atomic<uint32_t>& PlugOf(const FireWireNode& node);
+    FireWireNode* Reach(Handle& handle, int number);
+    void Post(Handle& handle, Event event, int64_t delay);
+    void PostDue();
+    void Answer(Handle& handle, FireWireNode& node, std::vector<uint8_t> command);
+    void SendCycle(std::unique_lock<std::recursive_mutex>& lock);
+    void SendPacket(FireWireNode& node, int channel);
+    bool Waits(const Handle& handle) const;
+    int Process(Handle& handle, Event event);
+
+    std::recursive_mutex mutex;
+    std::condition_variable_any consumed;
+    std::atomic<int64_t> now{kStart};
+    int64_t cycle = 0;
+    bool realTime = false;
+    std::list<FireWireNode> nodes;
+    std::vector<uint64_t> slots; // GUIDs in the order of plugging in
+    unsigned rotation = 0;
+    std::list<Handle> handles;
+    std::multimap<int64_t, std::pair<Handle*, Event>> due;
+    Books* books;
+    std::jthread ticker;
+};
+
+} // namespace test
