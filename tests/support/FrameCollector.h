@@ -43,6 +43,13 @@ public:
         changed.notify_all();
     }
 
+    void FrameDamaged(uint32_t) override
+    {
+        const std::lock_guard lock(mutex);
+        ++damaged;
+        changed.notify_all();
+    }
+
     void CaptureFailed(platform::Result result) override
     {
         const std::lock_guard lock(mutex);
@@ -54,6 +61,10 @@ public:
     bool WaitFor(size_t frames)
     {
         return Wait([=, this] { return seen.size() >= frames; });
+    }
+    bool WaitForDamaged(size_t count)
+    {
+        return Wait([=, this] { return damaged >= count; });
     }
     bool WaitForFailure(size_t count = 1)
     {
@@ -108,4 +119,5 @@ private:
     std::vector<uint8_t> last;
     std::vector<platform::Result> failures;
     std::vector<uint8_t> pixels;
+    size_t damaged = 0;
 };

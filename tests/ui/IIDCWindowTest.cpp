@@ -1,5 +1,5 @@
 #include "platform/digitizer/iidc/IIDCDigitizer.h"
-#include "platform/digitizer/v4l2/V4L2Digitizer.h"
+#include "platform/digitizer/v4l2/V4L2Controls.h"
 #include "support/SimulatedIIDCCamera.h"
 #include "ui/IIDCVideoSettings.h"
 #include "ui/RealDevices.h"
@@ -10,12 +10,16 @@ using namespace platform;
 
 namespace {
 
-// A V4L2 camera that is away; its controls are the test's.
-struct ControlledCamera : V4L2Digitizer {
-    explicit ControlledCamera(std::vector<ImageControl>& list)
-        : V4L2Digitizer(V4L2System::Current(), {-1, {}, {}, {}, {}, {}}, {}), controls(list)
-    {
-    }
+// A camera with controls of the kernel's numbers.
+struct ControlledCamera : Digitizer {
+    explicit ControlledCamera(std::vector<ImageControl>& list) : controls(list) {}
+    std::string Name() const override { return "USB Camera"; }
+    std::string Identity() const override { return "usb"; }
+    std::vector<CaptureFormat> Formats() const override { return {Format()}; }
+    CaptureFormat Format() const override { return {CodeOf("jpeg"), 64, 48, 30}; }
+    Result SetFormat(const CaptureFormat&) override { return noErr; }
+    Result Start(FrameSink&) override { return noErr; }
+    void Stop() override {}
     std::vector<ImageControl> Controls() const override { return controls; }
     Result SetControl(uint32_t identity, int64_t value) override
     {
@@ -108,7 +112,7 @@ TEST_F(IIDCWindowTest, ControlsOfAnOrdinaryCamera)
 {
     std::vector<ImageControl> controls;
     const auto add = [&](uint32_t identity, int64_t minimum, int64_t maximum, int64_t step, int64_t value) {
-        controls.push_back({identity, "", {}, minimum, maximum, step, value, value, false, false, {}});
+        AddMeaning(controls.emplace_back(ImageControl{identity, "", {}, minimum, maximum, step, value, value}));
     };
     add(V4L2_CID_ZOOM_ABSOLUTE, 100, 500, 1, 120);
     add(V4L2_CID_FOCUS_ABSOLUTE, 0, 250, 5, 35);

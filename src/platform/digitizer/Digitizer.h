@@ -1,6 +1,8 @@
 #pragma once
 
 #include "platform/compression/FrameCompressor.h"
+#include "platform/digitizer/CaptureFormat.h"
+#include "platform/digitizer/ImageControls.h"
 
 #include <cstdint>
 #include <functional>
@@ -24,36 +26,12 @@ public:
     virtual ~FrameSink() = default;
     virtual void FrameArrived(const CapturedFrame& frame) = 0;
 
+    /// A frame came that is no picture: the driver marks it so, it is cut short, or it is of another format. It is kept
+    /// out; `sequence` is its place in the count.
+    virtual void FrameDamaged(uint32_t /*sequence*/) {}
+
     /// The device went away or failed; further frames may follow once it is back.
     virtual void CaptureFailed(Result result) = 0;
-};
-
-/// A size, rate and layout that a device offers.
-struct CaptureFormat {
-    FourCharCode format = 0; ///< pixel format or codec, as in `RawFrame`
-    int32_t width = 0;
-    int32_t height = 0;
-    double frameRate = 0; ///< frames a second
-
-    bool operator==(const CaptureFormat&) const = default;
-};
-
-enum class AnalogControl { Brightness, Hue, Contrast, Saturation, Sharpness, WhiteLevel };
-
-/// A control that a device offers beyond the six, or one of the six under its own name.
-struct ImageControl {
-    enum class Kind { Integer, Boolean, Menu, Button };
-    uint32_t identity = 0; ///< the device's own number for it
-    std::string name;
-    Kind kind = Kind::Integer;
-    int64_t minimum = 0;
-    int64_t maximum = 0;
-    int64_t step = 1;
-    int64_t deviceDefault = 0;
-    int64_t value = 0;
-    bool readOnly = false;
-    bool inactive = false;
-    std::vector<std::pair<int64_t, std::string>> choices; ///< of a menu
 };
 
 /// A feature as IIDC cameras have them (1394 TA, IIDC 1.31), in the device's own units.
@@ -61,7 +39,8 @@ struct CameraFeature {
     int32_t minimum = 0;
     int32_t maximum = 0;
     int32_t value = 0;
-    float absoluteMinimum = 0; ///< in physical units, where the camera tells them; else both 0
+    int32_t step = 1;
+    float absoluteMinimum = 0; ///< in physical units, where the camera reports them; else both 0
     float absoluteMaximum = 0;
     bool writable = true;
 };
@@ -99,17 +78,29 @@ public:
     virtual Result Start(FrameSink& sink) = 0;
     virtual void Stop() = 0;
 
-    /// One of the six analog values on the scale 0 to 65535. `digiUnimpErr` where the device has none.
-    virtual Result GetAnalog(AnalogControl, uint16_t&) const { return digiUnimpErr; }
-    virtual Result SetAnalog(AnalogControl, uint16_t) { return digiUnimpErr; }
+    /// Why the device does not deliver, or not as requested: a sentence for people, UTF-8. Empty when all is well.
+    virtual std::string Reason() const { return {}; }
 
+    /// The controls with their present values; empty while the device is away. A device that does not answer costs the
+    /// caller a fraction of a second, and what was known of the controls before is returned.
     virtual std::vector<ImageControl> Controls() const { return {}; }
     virtual Result SetControl(uint32_t, int64_t) { return digiUnimpErr; }
 
+    /// Writes several values in the order in which the device takes them.
+    Result SetControls(const ControlValues& values);
+
+    /// One of the six analog values on the scale 0 to 65535. `digiUnimpErr` where the device has none. Setting one
+    /// takes its control out of automatic mode.
+    virtual Result GetAnalog(AnalogControl analog, uint16_t& value) const;
+    virtual Result SetAnalog(AnalogControl analog, uint16_t value);
+
     /// A feature by its IIDC code ("zoom", "shtr", ...). `digiUnimpErr` where the device has none. Setting holds the
     /// value in the feature's range and takes the feature out of its automatic mode.
-    virtual Result GetFeature(FourCharCode, CameraFeature&) const { return digiUnimpErr; }
-    virtual Result SetFeature(FourCharCode, int32_t) { return digiUnimpErr; }
+    Result GetFeature(FourCharCode code, CameraFeature& feature) const;
+    Result SetFeature(FourCharCode code, int32_t value);
+
+private:
+    Result SetByHand(const std::vector<ImageControl>& controls, const ImageControl& control, int64_t value);
 };
 
 /// A device that can be opened, as a list shows it.
@@ -117,13 +108,15 @@ struct DigitizerEntry {
     std::string name;
     std::string identity;
     std::vector<std::string> inputs;
-    bool available = true; ///< false while another process holds it
+    bool available = true;   ///< false while it can't be opened or another process holds it
+    std::string reason = {}; ///< why it is not available, for people
+    bool color = true;       ///< false for infrared and other grey cameras
 };
 
 /// All video devices: real ones first, in the order of their numbers, the Test Pattern last.
 std::vector<DigitizerEntry> ListDigitizers();
 
-/// Opens the device of that identity, else the first one of that name, else the first in the list.
+/// Opens the device of that identity, else the first one of that name, else the first that is free and has colour.
 /// Never null: the Test Pattern is always there.
 std::unique_ptr<Digitizer> OpenDigitizer(const std::string& identity = {}, const std::string& name = {});
 

@@ -3,7 +3,7 @@
 #include "platform/digitizer/dv/DvDigitizer.h"
 #include "platform/digitizer/iidc/IIDCDigitizer.h"
 #include "platform/digitizer/testpattern/TestPattern.h"
-#include "platform/digitizer/v4l2/V4L2Digitizer.h"
+#include "platform/digitizer/v4l2/V4L2List.h"
 
 #include <algorithm>
 
@@ -27,6 +27,23 @@ std::unique_ptr<Digitizer> OpenByIdentity(const std::string& identity)
     return OpenV4L2Digitizer(V4L2System::Current(), identity);
 }
 
+bool CanBeHad(const DigitizerEntry& entry)
+{
+    return entry.available && (TheProvider().list || !entry.identity.starts_with("v4l2:") ||
+                               IsFree(V4L2System::Current(), entry.identity));
+}
+
+// The first device that is free and has colour: infrared cameras come first on some laptops. A grey one comes before
+// one that is not free, and that before the Test Pattern.
+std::vector<DigitizerEntry>::const_iterator FirstChoice(const std::vector<DigitizerEntry>& entries)
+{
+    for (const bool color : {true, false})
+        for (auto entry = entries.begin(); entry != entries.end(); ++entry)
+            if (entry->color == color && entry->identity != TestPattern::kIdentity && CanBeHad(*entry))
+                return entry;
+    return entries.begin();
+}
+
 } // namespace
 
 std::vector<DigitizerEntry> ListDigitizers()
@@ -38,7 +55,7 @@ std::vector<DigitizerEntry> ListDigitizers()
         entries.push_back(std::move(camcorder));
     for (auto& camera : ListIIDCDigitizers())
         entries.push_back(std::move(camera));
-    entries.push_back({TestPattern::kName, TestPattern::kIdentity, {}, true});
+    entries.push_back({.name = TestPattern::kName, .identity = TestPattern::kIdentity, .inputs = {}});
     return entries;
 }
 
@@ -49,7 +66,7 @@ std::unique_ptr<Digitizer> OpenDigitizer(const std::string& identity, const std:
     if (chosen == entries.end())
         chosen = std::ranges::find(entries, name, &DigitizerEntry::name);
     if (chosen == entries.end())
-        chosen = entries.begin();
+        chosen = FirstChoice(entries);
     // The device may go between the list and the opening.
     auto digitizer = chosen == entries.end() ? nullptr : OpenByIdentity(chosen->identity);
     return digitizer ? std::move(digitizer) : std::make_unique<TestPattern>();

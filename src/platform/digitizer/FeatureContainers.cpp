@@ -2,7 +2,7 @@
 //
 // A container has one "feat" atom; in it lie the feature's code ("ftyp") and its settings ("fstg"), a record of 24
 // bytes. The flags word of the record's capabilities is in big-endian order, everything else in the machine's own.
-// A raw range that is too wide for the record's 16 bits is told in coarser units.
+// A raw range that is too wide for the record's 16 bits is given in units of the control's step, or coarser ones.
 #include "platform/atoms/AtomContainers.h"
 #include "platform/digitizer/VideoDigitizer.h"
 
@@ -48,7 +48,8 @@ float FractionOf(int32_t value, int32_t maximum)
 FeatureSettings SettingsOf(const CameraFeature& feature)
 {
     const int64_t reach = std::max(std::abs(int64_t{feature.minimum}), std::abs(int64_t{feature.maximum}));
-    const auto unit = static_cast<int32_t>(std::max<int64_t>((reach + INT16_MAX - 1) / INT16_MAX, 1));
+    const int64_t coarsest = (reach + INT16_MAX - 1) / INT16_MAX;
+    const auto unit = static_cast<int32_t>(coarsest <= 1 ? 1 : std::max<int64_t>(coarsest, feature.step));
     return {.capabilities = BigEndian(feature.writable ? kUsableFlags : 0),
             .rawMinimum = static_cast<int16_t>(feature.minimum / unit),
             .rawMaximum = static_cast<int16_t>(feature.maximum / unit),

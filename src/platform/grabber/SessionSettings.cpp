@@ -116,7 +116,7 @@ void AddControls(TaggedItems& settings, const Digitizer& digitizer)
     const auto offered = digitizer.Controls();
     TaggedItems controls;
     for (const ImageControl& control : offered)
-        if (control.kind != ImageControl::Kind::Button && !control.readOnly && !control.inactive)
+        if (control.kind != ImageControl::Kind::Button && !control.readOnly && !control.writeOnly && !control.inactive)
             controls.AddNumber(control.identity, control.value);
     settings.AddItems(kControls, controls);
     // Where there are controls, the analog values are six of them under other names.
@@ -136,13 +136,11 @@ void ApplyControls(const TaggedItems& settings, Digitizer& digitizer)
     const auto controls = flattened ? TaggedItems::Read(*flattened) : std::nullopt;
     if (!controls)
         return;
-    // An automatic control makes others inactive, whichever stands first: what was refused is tried once more.
-    std::vector<std::pair<uint32_t, int64_t>> refused;
+    ControlValues values;
     for (const auto& item : controls->All())
-        if (const auto value = controls->Number(item.tag); value && digitizer.SetControl(item.tag, *value) != noErr)
-            refused.emplace_back(item.tag, *value);
-    for (const auto& [identity, value] : refused)
-        digitizer.SetControl(identity, value);
+        if (const auto value = controls->Number(item.tag))
+            values.emplace_back(item.tag, *value);
+    digitizer.SetControls(values);
 }
 
 Bounds BoundsFrom(const TaggedItems& settings)

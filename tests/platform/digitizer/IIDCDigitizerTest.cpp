@@ -172,11 +172,11 @@ TEST_F(IIDCDigitizer, FeaturesGoThroughContainersBothWays)
         {{0, 200, 9, false, false}, 0.25F, 0, 200, 9, 9, permErr},
         {{0, UINT32_MAX, UINT32_MAX}, 0, 0, 32766, 32766, 0, noErr},
     };
-    const ComponentInstance instance = OpenDigitizerInstance(Open());
     const OwnedBlock record(24);
     const Address data = record.Get();
     for (auto [before, written, minimum, maximum, told, after, result] : cases) {
         auto& state = camera.features[IIDCFeature::WhiteBalanceV] = before;
+        const ComponentInstance instance = OpenDigitizerInstance(Open());
         ASSERT_EQ(VDIIDCGetFeaturesForSpecifier(instance, CodeOf("whbv"), data), noErr);
         const auto container = Peek<AtomContainer>(data);
         const Atom feature = QTFindChildByIndex(container, 0, CodeOf("feat"), 1, 0);
@@ -194,7 +194,9 @@ TEST_F(IIDCDigitizer, FeaturesGoThroughContainersBothWays)
         EXPECT_EQ(state.value, after);
         EXPECT_EQ(state.isManual, before.canBeManual);
         EXPECT_FALSE(state.absoluteControl);
+        CloseComponent(instance);
     }
+    const ComponentInstance instance = OpenDigitizerInstance(Open());
     EXPECT_EQ(VDIIDCGetFeaturesForSpecifier(instance, CodeOf("eden"), data), digiUnimpErr);
     EXPECT_EQ(VDIIDCGetFeaturesForSpecifier(instance, CodeOf("zoom"), data), digiUnimpErr);
     CloseComponent(instance);

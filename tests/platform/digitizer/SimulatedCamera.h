@@ -1,16 +1,19 @@
 #pragma once
 
-#include "platform/digitizer/FrameGrid.h"
+#include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/v4l2/V4L2Device.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <sys/eventfd.h>
+#include <thread>
 #include <vector>
 
 /// A V4L2 device in memory. Set up before it is plugged in; `Emit` lets it deliver.
@@ -44,6 +47,10 @@ struct SimulatedCamera {
     uint32_t padding = 0; ///< bytes that each row has behind its pixels
     uint32_t bufferSize = 65536;
     bool busy = false; ///< another process has its buffers
+    int openError = 0;
+    std::string driver = "simulated";
+    /// Answers a call in the driver's place: 0 or an error number; nothing leaves the call to the usual answer.
+    std::function<std::optional<int>(SimulatedCamera&, unsigned long request, void* argument)> peculiarity;
 
     static v4l2_frmsizeenum Discrete(uint32_t width, uint32_t height)
     {
@@ -83,12 +90,14 @@ public:
         Slot slot;
         slot.camera = std::move(camera);
         slots[slot.camera.node] = std::move(slot);
+        ++listChanges;
     }
 
     void Unplug(int node)
     {
         const std::lock_guard lock(mutex);
         slots.erase(node);
+        ++listChanges;
         for (const auto& [descriptor, at] : open)
             if (at == node)
                 eventfd_write(descriptor, 1);
@@ -144,6 +153,11 @@ public:
             errno = ENOENT;
             return {};
         }
+        ++opened;
+        if (slots[node].camera.openError != 0) {
+            errno = slots[node].camera.openError;
+            return {};
+        }
         platform::UniqueFD descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
         open[descriptor.Get()] = node;
         return descriptor;
@@ -151,13 +165,22 @@ public:
 
     int Ioctl(int descriptor, unsigned long request, void* argument) override
     {
+        const bool isOfControls = request == VIDIOC_QUERYCTRL || request == VIDIOC_G_CTRL || request == VIDIOC_S_CTRL;
+        if (isOfControls && hangControls) {
+            std::this_thread::sleep_for(std::chrono::seconds(2)); // the fault itself: a camera that does not answer
+            return ETIMEDOUT;
+        }
         const std::lock_guard lock(mutex);
+        ++calls[request];
         const auto at = open.find(descriptor);
         if (at == open.end() || !slots.contains(at->second))
             return ENODEV;
         if (const int error = Failure(request); error != 0)
             return error;
-        const int error = Answer(slots[at->second], descriptor, request, argument);
+        Slot& slot = slots[at->second];
+        const auto peculiar =
+            slot.camera.peculiarity ? slot.camera.peculiarity(slot.camera, request, argument) : std::nullopt;
+        const int error = peculiar ? *peculiar : Answer(slot, descriptor, request, argument);
         changed.notify_all();
         return error;
     }
@@ -192,6 +215,26 @@ public:
     }
 
     std::string SerialName(int) override { return {}; }
+    NodeLabel LabelOf(int node) override { return {At(node).card, {}, true}; }
+    std::vector<int> Nodes() override
+    {
+        const std::lock_guard lock(mutex);
+        std::vector<int> nodes;
+        for (const auto& [node, slot] : slots)
+            nodes.push_back(node);
+        return nodes;
+    }
+    uint64_t ChangeCount() override { return listChanges; }
+
+    /// How often nodes were opened, and how often a call was made.
+    int Opened() const { return opened; }
+    int Calls(unsigned long request)
+    {
+        const std::lock_guard lock(mutex);
+        return calls[request];
+    }
+
+    std::atomic<bool> hangControls = false;
 
 private:
     struct Slot {
@@ -259,7 +302,7 @@ private:
             SetLayout(camera, format.fmt.pix);
             if (request == VIDIOC_S_FMT)
                 camera.now = format.fmt.pix;
-            return 0;
+            return request == VIDIOC_S_FMT && camera.busy ? EBUSY : 0;
         case VIDIOC_S_PARM:
             camera.interval = rate.parm.capture.timeperframe;
             return 0;
@@ -290,7 +333,7 @@ private:
         switch (request) {
         case VIDIOC_QUERYCAP: {
             auto& capability = *static_cast<v4l2_capability*>(argument);
-            CopyText("simulated", capability.driver);
+            CopyText(camera.driver, capability.driver);
             CopyText(camera.card, capability.card);
             CopyText(camera.busInfo, capability.bus_info);
             capability.capabilities = V4L2_CAP_DEVICE_CAPS;
@@ -391,5 +434,8 @@ private:
     std::map<int, Slot> slots;
     std::map<int, int> open; // descriptor to node; a number may come back for another node
     std::map<unsigned long, PlannedFailure> failures;
+    std::map<unsigned long, int> calls;
+    std::atomic<int> opened = 0;
+    std::atomic<uint64_t> listChanges = 1;
     size_t mapped = 0;
 };

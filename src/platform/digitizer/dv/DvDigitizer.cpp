@@ -1,30 +1,30 @@
 // DV camcorders as digitizers and sound sources.
 //
 // A `DvDevice` is the stream of one camcorder, shared by the digitizer and the sound source over it, and lives as long
-// as one of them. While one of them runs, a thread of the device keeps the stream going: it opens it, waits for its
-// failure or for the end, and after a failure tries again every half second, so a camcorder that was switched off comes
-// back by itself. Frames come on the stream's thread and pass through untouched; the sound is taken out of them there.
+// as one of them. While one of them runs, the device's thread keeps the stream going, so a camcorder that was switched
+// off comes back by itself. Frames come on the stream's own thread and pass through untouched; the sound is taken out
+// of them there.
 //
 // The sinks are guarded by one mutex, held while they are called: removing a sink therefore waits for the call that
 // runs.
 #include "platform/digitizer/dv/DvDigitizer.h"
 
+#include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/DeviceThread.h"
 #include "platform/digitizer/dv/DvFrame.h"
 #include "platform/dv/Bus.h"
 
 #include <algorithm>
 #include <charconv>
-#include <condition_variable>
 #include <map>
 #include <mutex>
-#include <thread>
+#include <sys/eventfd.h>
 #include <utility>
 
 namespace platform {
 namespace {
 
 constexpr std::string_view kIdentityPrefix = "dv:";
-constexpr std::chrono::milliseconds kRetryTime{500};
 constexpr FourCharCode kDvNtsc = CodeOf("dvc ");
 constexpr FourCharCode kDvPal = CodeOf("dvcp");
 
@@ -45,25 +45,18 @@ std::optional<uint64_t> GuidOf(const std::string& identity)
     return guid;
 }
 
-class DvDevice : public DvStreamSink {
+class DvDevice : private DvStreamSink, private DeviceRun, private FrameSink {
 public:
     DvDevice(std::shared_ptr<Bus> deviceBus, BusDevice busDevice)
-        : bus(std::move(deviceBus)), device(std::move(busDevice))
+        : bus(std::move(deviceBus)), device(std::move(busDevice)), news(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
     {
     }
     ~DvDevice() override { SetSinks(nullptr, nullptr); }
 
     const BusDevice& Device() const { return device; }
 
-    void SetFrameSink(FrameSink* sink) { SetSinks(sink, soundSink); }
-    void SetSoundSink(SoundSink* sink) { SetSinks(frameSink, sink); }
-
-    // What a start answers: an absent camcorder is waited for.
-    Result Presence() const
-    {
-        const auto devices = bus->Devices();
-        return std::ranges::find(devices, device.guid, &BusDevice::guid) != devices.end() ? noErr : noDeviceForChannel;
-    }
+    Result SetFrameSink(FrameSink* sink) { return SetSinks(sink, soundSink); }
+    Result SetSoundSink(SoundSink* sink) { return SetSinks(frameSink, sink); }
 
     DvFrameInfo LastFrame()
     {
@@ -77,14 +70,56 @@ public:
         return sound.sampleRate;
     }
 
+    std::string Reason()
+    {
+        const std::lock_guard lock(mutex);
+        return reason;
+    }
+
+private:
+    Result Begin() override
+    {
+        stream = bus->OpenStream(device.guid);
+        failure = stream ? stream->Start(*this) : noDeviceForChannel;
+        Explain(stream ? stream->Reason() : device.name + " is not connected.");
+        if (failure != noErr)
+            stream.reset();
+        return failure == noErr ? noErr : noDeviceForChannel;
+    }
+    void Explain(const std::string& sentence)
+    {
+        const std::lock_guard lock(mutex);
+        reason = sentence;
+    }
+    void End(Result) override
+    {
+        Explain(stream->Reason());
+        stream->Stop();
+        stream.reset();
+    }
+    pollfd Waiting() const override { return {news.Get(), POLLIN, 0}; }
+    Taken Take(short, CapturedFrame&) override
+    {
+        eventfd_t count = 0;
+        eventfd_read(news.Get(), &count);
+        return failure == noErr ? Taken::Alive : Taken::Failed;
+    }
+    Result Failure() const override { return failure; }
+    // A tape that stands still sends nothing.
+    int64_t SilenceAllowed(bool) const override { return kNanosecondsPerSecond; }
+    Taken Silent() override { return Taken::Nothing; }
+
     void DvFrameArrived(std::span<const uint8_t> frame, bool /*complete*/, int64_t captureTime) override
     {
         const std::lock_guard lock(mutex);
         ++sequence;
+        eventfd_write(news.Get(), 1);
         const auto info = ReadDvFrame(frame);
-        // Half a frame can't be shown; the gap in the count tells of it.
-        if (!info)
+        if (!info) {
+            if (frameSink != nullptr)
+                frameSink->FrameDamaged(sequence);
             return;
+        }
         lastFrame = *info;
         if (frameSink != nullptr)
             frameSink->FrameArrived({.picture = {.bytes = frame,
@@ -106,16 +141,21 @@ public:
 
     void DvStreamFailed(Result result) override
     {
+        failure = result;
+        eventfd_write(news.Get(), 1);
+    }
+
+    // The thread reports to this object, which hands the failure to whichever side runs.
+    void FrameArrived(const CapturedFrame&) override {}
+    void CaptureFailed(Result result) override
+    {
         const std::lock_guard lock(mutex);
         if (frameSink != nullptr)
             frameSink->CaptureFailed(result);
         if (soundSink != nullptr)
             soundSink->SoundFailed(result);
-        failed = true;
-        changed.notify_all();
     }
 
-private:
     void DeliverSound(int64_t captureTime)
     {
         soundSink->SoundArrived(
@@ -124,52 +164,38 @@ private:
              .captureTime = captureTime});
     }
 
-    void SetSinks(FrameSink* frames, SoundSink* sounds)
+    // What a start answers: an absent camcorder is waited for.
+    Result SetSinks(FrameSink* frames, SoundSink* sounds)
     {
+        bool wanted = false;
         {
             const std::lock_guard lock(mutex);
             frameSink = frames;
             soundSink = sounds;
             wanted = frames != nullptr || sounds != nullptr;
-            changed.notify_all();
         }
-        if (wanted && !keeper.joinable())
-            keeper = std::thread([this] { KeepStreaming(); });
-        else if (!wanted && keeper.joinable())
-            keeper.join();
+        if (!wanted)
+            thread.Stop();
+        else if (!thread.IsRunning())
+            return thread.Start(*this);
+        return failure == noErr ? noErr : noDeviceForChannel;
     }
 
-    void KeepStreaming()
-    {
-        std::unique_lock lock(mutex);
-        while (wanted) {
-            failed = false;
-            lock.unlock();
-            const auto stream = bus->OpenStream(device.guid);
-            const Result started = stream ? stream->Start(*this) : noDeviceForChannel;
-            lock.lock();
-            if (started == noErr)
-                changed.wait(lock, [this] { return failed || !wanted; });
-            lock.unlock();
-            if (stream)
-                stream->Stop();
-            lock.lock();
-            changed.wait_for(lock, kRetryTime, [this] { return !wanted; });
-        }
-    }
+    const std::shared_ptr<Bus> bus;
+    const BusDevice device;
+    const UniqueFD news; ///< readable when a frame has come or the stream has failed
+    std::atomic<Result> failure{noErr};
+    std::unique_ptr<DvStream> stream; ///< the thread's own
 
-    std::shared_ptr<Bus> bus;
-    BusDevice device;
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::thread keeper;
+    std::mutex mutex; // guards the following
     FrameSink* frameSink = nullptr;
     SoundSink* soundSink = nullptr;
-    bool wanted = false;
-    bool failed = false;
+    std::string reason;
     uint32_t sequence = 0;
     DvFrameInfo lastFrame;
     DvSound sound;
+
+    DeviceThread thread{*this};
 };
 
 // The living devices by GUID. Main thread only.
@@ -208,14 +234,15 @@ public:
         return {info.isPal ? kDvPal : kDvNtsc, info.width, info.height, info.frameRate};
     }
 
+    std::string Reason() const override { return device->Reason(); }
+
     // The tape decides what it is.
     Result SetFormat(const CaptureFormat&) override { return noErr; }
 
     Result Start(FrameSink& sink) override
     {
         running = true;
-        device->SetFrameSink(&sink);
-        return device->Presence();
+        return device->SetFrameSink(&sink);
     }
 
     // Another digitizer over the same camcorder may be running by now: what isn't one's own stays.
@@ -255,8 +282,7 @@ public:
     Result Start(SoundSink& sink) override
     {
         running = true;
-        device->SetSoundSink(&sink);
-        return device->Presence();
+        return device->SetSoundSink(&sink);
     }
     void Stop() override
     {
@@ -273,8 +299,14 @@ template <typename Entry> std::vector<Entry> ListDevices()
 {
     std::vector<Entry> entries;
     if (const auto bus = OpenBus())
-        for (const auto& device : bus->Devices())
-            entries.push_back({.name = device.name, .identity = IdentityOf(device.guid), .inputs = {}});
+        for (const auto& device : bus->Devices()) {
+            Entry& entry = entries.emplace_back();
+            entry.name = device.name;
+            entry.identity = IdentityOf(device.guid);
+            entry.available = device.reason.empty();
+            if constexpr (requires { entry.reason; })
+                entry.reason = device.reason;
+        }
     return entries;
 }
 

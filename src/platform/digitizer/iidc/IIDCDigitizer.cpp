@@ -1,13 +1,8 @@
-// IIDC cameras as digitizers.
-//
-// The camera is opened with the digitizer, for its modes and features, and transmits between `Start` and `Stop`. A
-// thread of the digitizer then takes the frames. It also keeps the stream alive: a stream that broke down or fell
-// silent because the camera was reset is begun anew, and a camera that left is looked for twice a second, by its GUID.
-// A camera that comes back is given the feature values that were set on the one before.
-//
-// The mutex guards the camera and its registers, which both threads use; only the taking of frames goes without it.
+// IIDC cameras as capture devices: modes as formats, features as controls. A camera is known again by its GUID.
 #include "platform/digitizer/iidc/IIDCDigitizer.h"
 
+#include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/CameraDigitizer.h"
 #include "platform/digitizer/UniqueFD.h"
 #include "platform/digitizer/iidc/IIDCFrames.h"
 #include "platform/digitizer/v4l2/V4L2Formats.h"
@@ -16,10 +11,6 @@
 #include <cmath>
 #include <map>
 #include <mutex>
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <thread>
-#include <utility>
 
 namespace platform {
 namespace {
@@ -27,10 +18,10 @@ namespace {
 constexpr std::string_view kIdentityPrefix = "iidc:";
 // No letter of a feature's code has it: together they make the number of the control for the feature's mode.
 constexpr uint32_t kModeBit = 0x80000000;
-constexpr int64_t kAnalogScale = 65535;
-constexpr int kRetryMilliseconds = 500;
-// Longer than the interval of the slowest rate; a camera that waits for light or a trigger may be silent longer.
-constexpr int kSilenceMilliseconds = 1000;
+constexpr const char* kCantStart = "The camera is not connected, or the bus has no channel left for it.";
+
+// The cameras report no defaults: a feature's is the state that it was first found in.
+using StatesAsFound = std::map<IIDCFeature, IIDCFeatureState>;
 
 struct NamedFeature {
     FourCharCode code;
@@ -63,26 +54,6 @@ std::optional<IIDCFeature> FeatureOf(FourCharCode code)
 {
     const auto* found = std::ranges::find(kFeatures, code, &NamedFeature::code);
     return found == std::end(kFeatures) ? std::nullopt : std::optional(found->feature);
-}
-
-// The feature behind an analog value. The level shown as white is the nearest to gamma; nothing is a contrast.
-FourCharCode CodeOfAnalog(AnalogControl control)
-{
-    switch (control) {
-    case AnalogControl::Brightness:
-        return CodeOf("brit");
-    case AnalogControl::Hue:
-        return CodeOf("hue ");
-    case AnalogControl::Saturation:
-        return CodeOf("satu");
-    case AnalogControl::Sharpness:
-        return CodeOf("shrp");
-    case AnalogControl::WhiteLevel:
-        return CodeOf("gmma");
-    case AnalogControl::Contrast:
-        break;
-    }
-    return 0;
 }
 
 std::string IdentityOf(uint64_t guid)
@@ -123,13 +94,6 @@ std::vector<Offer> OffersOf(IIDCCamera& camera)
     return offers;
 }
 
-std::vector<CaptureFormat> FormatsOf(const std::vector<Offer>& offers)
-{
-    std::vector<CaptureFormat> formats;
-    std::ranges::transform(offers, std::back_inserter(formats), &Offer::format);
-    return formats;
-}
-
 int32_t InFeatureRange(uint32_t value)
 {
     return static_cast<int32_t>(std::min<uint32_t>(value, INT32_MAX));
@@ -146,11 +110,38 @@ int32_t RawValue(const IIDCFeatureState& state)
     return InFeatureRange(state.minimum + static_cast<uint32_t>(std::clamp<double>(part, 0, 1) * range + 0.5));
 }
 
+// The number of the control for a feature's mode. The two white balances have one mode between them.
+uint32_t ModeControlOf(const NamedFeature& known)
+{
+    return (known.feature == IIDCFeature::WhiteBalanceV ? CodeOf("whbu") : known.code) | kModeBit;
+}
+
+ImageControl ValueOf(const NamedFeature& known, const IIDCFeatureState& state, const IIDCFeatureState& found)
+{
+    ImageControl value;
+    value.identity = known.code;
+    value.name = known.name;
+    value.minimum = InFeatureRange(state.minimum);
+    value.maximum = InFeatureRange(std::max(state.minimum, state.maximum));
+    value.value = RawValue(state);
+    value.deviceDefault = RawValue(found);
+    value.readOnly = !state.canBeManual;
+    value.inactive = state.Mode() != IIDCFeatureMode::Manual;
+    value.automaticSwitch = ModeControlOf(known);
+    value.manualValue = static_cast<int64_t>(IIDCFeatureMode::Manual);
+    value.features = {known.code};
+    if (state.hasAbsolute) {
+        value.physicalMinimum = state.absoluteMinimum;
+        value.physicalMaximum = state.absoluteMaximum;
+    }
+    return value;
+}
+
 // The choice between a feature's modes. The two white balances have one between them.
 ImageControl ModesOf(const NamedFeature& known, const IIDCFeatureState& state, const IIDCFeatureState& found)
 {
     ImageControl control;
-    control.identity = known.code | kModeBit;
+    control.identity = ModeControlOf(known);
     control.name = std::string(known.name) + ", Mode";
     control.kind = ImageControl::Kind::Menu;
     control.value = static_cast<int64_t>(state.Mode());
@@ -167,190 +158,123 @@ ImageControl ModesOf(const NamedFeature& known, const IIDCFeatureState& state, c
     return control;
 }
 
-class IIDCDigitizer : public Digitizer {
+// What of an open camera is shared by its runs.
+class IIDCDevice final : public CaptureDevice {
 public:
-    IIDCDigitizer(IIDCCameraEntry cameraEntry, std::shared_ptr<IIDCCamera> opened)
-        : entry(std::move(cameraEntry)),
-          camera(std::move(opened)),
-          offers(OffersOf(*camera)),
-          wanted(DefaultFormat(FormatsOf(offers))),
-          stopEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    IIDCDevice(std::shared_ptr<IIDCCamera> opened, std::shared_ptr<StatesAsFound> found)
+        : camera(std::move(opened)), asFound(std::move(found)), offers(OffersOf(*camera))
     {
     }
-    ~IIDCDigitizer() override { IIDCDigitizer::Stop(); }
 
-    std::string Name() const override { return NameOf(entry); }
-    std::string Identity() const override { return IdentityOf(entry.guid); }
-    std::vector<CaptureFormat> Formats() const override { return FormatsOf(offers); }
-    CaptureFormat Format() const override { return wanted; }
-
-    Result SetFormat(const CaptureFormat& format) override
+    std::vector<CaptureFormat> Formats() override
     {
-        const CaptureFormat nearest = NearestFormat(FormatsOf(offers), format);
-        if (nearest.format == 0)
-            return deviceCantMeetRequest;
-        if (nearest == wanted)
-            return noErr;
-        FrameSink* const running = thread.joinable() ? sink : nullptr;
-        Stop();
-        const CaptureFormat before = std::exchange(wanted, nearest);
-        const Result result = running != nullptr ? Start(*running) : noErr;
-        if (result == noErr || result == noDeviceForChannel)
-            return result;
-        wanted = before; // refused by the camera itself
-        const Result again = Start(*running);
-        if (again == noErr || again == noDeviceForChannel)
-            return result;
-        // It takes neither at the moment: it is asked again until it does.
-        running->CaptureFailed(again);
-        thread = std::thread([this] { Run(false); });
-        return result;
+        std::vector<CaptureFormat> formats;
+        std::ranges::transform(offers, std::back_inserter(formats), &Offer::format);
+        return formats;
     }
 
-    Result Start(FrameSink& target) override
+    Outcome Begin(const CaptureFormat& wanted, bool, CaptureFormat& actual) override
     {
-        Stop();
-        sink = &target;
-        const Result result = BeginStream();
-        outageTold = result != noErr;
-        if (result == noErr || result == noDeviceForChannel)
-            thread = std::thread([this, begun = result == noErr] { Run(begun); });
-        return result;
-    }
-
-    void Stop() override
-    {
-        if (!thread.joinable())
-            return;
-        eventfd_write(stopEvent.Get(), 1);
-        thread.join();
-        eventfd_t count = 0;
-        eventfd_read(stopEvent.Get(), &count);
-    }
-
-    Result GetFeature(FourCharCode code, CameraFeature& feature) const override
-    {
-        const auto known = FeatureOf(code);
-        if (!known)
-            return digiUnimpErr;
         const std::lock_guard lock(mutex);
-        IIDCFeatureState state;
-        const Result result = camera ? camera->ReadFeature(*known, state) : noDeviceForChannel;
-        if (result != noErr)
-            return result;
-        feature = {.minimum = InFeatureRange(state.minimum),
-                   .maximum = InFeatureRange(state.maximum),
-                   .value = RawValue(state),
-                   .absoluteMinimum = state.hasAbsolute ? state.absoluteMinimum : 0,
-                   .absoluteMaximum = state.hasAbsolute ? state.absoluteMaximum : 0,
-                   .writable = state.canBeManual};
-        return noErr;
+        const auto offer = std::ranges::find(offers, wanted, &Offer::format);
+        const Result result =
+            offer == offers.end() ? deviceCantMeetRequest : camera->Start(offer->mode, wanted.frameRate);
+        actual = format = wanted;
+        return {result, result == noDeviceForChannel ? kCantStart : ""};
     }
 
-    Result SetFeature(FourCharCode code, int32_t value) override
+    void End() override
     {
-        const auto known = FeatureOf(code);
-        if (!known)
-            return digiUnimpErr;
         const std::lock_guard lock(mutex);
-        const Result result = camera ? WriteFeature(*known, value) : noDeviceForChannel;
-        if (result == noErr)
-            wishes[*known] = {IIDCFeatureMode::Manual, value};
-        return result;
+        camera->Stop();
     }
 
-    Result GetAnalog(AnalogControl control, uint16_t& value) const override
+    pollfd Waiting() const override { return {camera->Descriptor(), POLLIN, 0}; }
+
+    Taken Take(short events, CapturedFrame& frame) override
     {
-        CameraFeature feature;
-        if (const Result result = GetFeature(CodeOfAnalog(control), feature); result != noErr)
-            return result;
-        const int64_t range = std::max<int64_t>(1, int64_t{feature.maximum} - feature.minimum);
-        const int64_t offset = std::clamp<int64_t>(int64_t{feature.value} - feature.minimum, 0, range);
-        value = static_cast<uint16_t>((offset * kAnalogScale + range / 2) / range);
-        return noErr;
+        IIDCFrame taken;
+        failure = events == POLLIN ? camera->TakeFrame(taken) : noDeviceForChannel;
+        if (failure != noErr)
+            return Taken::Failed;
+        if (taken.bytes.empty() && !taken.damaged)
+            return Taken::Nothing;
+        frame.captureTime = taken.captureTime;
+        frame.sequence = taken.sequence;
+        const auto picture = taken.damaged ? std::nullopt : ReadIIDCFrame(taken, converted);
+        if (!picture || picture->width != format.width || picture->height != format.height)
+            return Taken::Damaged;
+        frame.picture = *picture;
+        return Taken::Frame;
     }
 
-    Result SetAnalog(AnalogControl control, uint16_t value) override
+    // A camera that waits for light or a trigger may be silent for long; one that a reset of the bus has stopped is
+    // started again.
+    Taken Silent() override
     {
-        CameraFeature feature;
-        if (const Result result = GetFeature(CodeOfAnalog(control), feature); result != noErr)
-            return result;
-        const int64_t range = std::max<int64_t>(0, int64_t{feature.maximum} - feature.minimum);
-        const int64_t offset = (value * range + kAnalogScale / 2) / kAnalogScale;
-        return SetFeature(CodeOfAnalog(control), static_cast<int32_t>(feature.minimum + offset));
+        const std::lock_guard lock(mutex);
+        bool transmitting = true;
+        failure = camera->IsTransmitting(transmitting) == noErr ? noErr : noDeviceForChannel;
+        return failure != noErr ? Taken::Failed : transmitting ? Taken::Nothing : Taken::Restart;
     }
 
-    // The features once more, as a dialog lists them and settings keep them: the mode of each where it has more than
-    // one, then its value, which is the camera's own business in all modes but one.
-    std::vector<ImageControl> Controls() const override
+    Outcome Failure() const override { return {failure, failure == noErr ? "" : kCantStart}; }
+
+    // Longer than the interval of the slowest rate.
+    int64_t SilenceAllowed(bool, double) const override { return kNanosecondsPerSecond; }
+
+    // The features, as a dialog lists them and settings keep them: the mode of each where it has more than one, then
+    // its value, which is the camera's own business in all modes but one.
+    std::vector<ImageControl> ReadControls() override
     {
         const std::lock_guard lock(mutex);
         std::vector<ImageControl> controls;
         for (const NamedFeature& known : kFeatures) {
             IIDCFeatureState state;
-            if (!camera || camera->ReadFeature(known.feature, state) != noErr)
+            if (camera->ReadFeature(known.feature, state) != noErr)
                 continue;
-            const auto& found = asFound.try_emplace(known.feature, state).first->second;
-            if (auto modes = ModesOf(known, state, found); modes.choices.size() > 1)
+            const auto& found = asFound->try_emplace(known.feature, state).first->second;
+            auto modes = ModesOf(known, state, found);
+            auto value = ValueOf(known, state, found);
+            if (modes.choices.size() > 1)
                 controls.push_back(std::move(modes));
-            ImageControl value;
-            value.identity = known.code;
-            value.name = known.name;
-            value.minimum = InFeatureRange(state.minimum);
-            value.maximum = InFeatureRange(std::max(state.minimum, state.maximum));
-            value.value = RawValue(state);
-            value.deviceDefault = RawValue(found);
-            value.readOnly = !state.canBeManual;
-            value.inactive = state.Mode() != IIDCFeatureMode::Manual;
             controls.push_back(std::move(value));
         }
         return controls;
     }
 
-    Result SetControl(uint32_t identity, int64_t value) override
+    Result WriteControl(uint32_t identity, int64_t value) override
     {
-        if ((identity & kModeBit) == 0)
-            return SetFeature(identity, static_cast<int32_t>(std::clamp<int64_t>(value, 0, INT32_MAX)));
         const auto known = FeatureOf(identity & ~kModeBit);
+        if (!known)
+            return digiUnimpErr;
         const std::lock_guard lock(mutex);
         IIDCFeatureState state;
-        const Result result = !known ? digiUnimpErr : !camera ? noDeviceForChannel : camera->ReadFeature(*known, state);
-        if (result != noErr)
+        if (const Result result = camera->ReadFeature(*known, state); result != noErr)
             return result;
-        const auto mode = static_cast<IIDCFeatureMode>(value);
+        return (identity & kModeBit) != 0 ? WriteMode(*known, state, static_cast<IIDCFeatureMode>(value))
+                                          : WriteValue(*known, state, value);
+    }
+
+private:
+    Result WriteMode(IIDCFeature feature, const IIDCFeatureState& state, IIDCFeatureMode mode)
+    {
         if (mode == state.Mode())
             return noErr; // absolute control stays as it is, too
         const bool isOffered = (mode == IIDCFeatureMode::Off && state.canBeOff) ||
                                (mode == IIDCFeatureMode::Manual && state.canBeManual) ||
                                (mode == IIDCFeatureMode::Automatic && state.canBeAutomatic);
-        if (!isOffered)
-            return paramErr;
-        if (const Result set = camera->SetMode(*known, mode); set != noErr)
-            return set;
-        wishes[*known] = {mode, RawValue(state)};
-        if (known == IIDCFeature::WhiteBalanceU) // the two have one mode
-            wishes.erase(IIDCFeature::WhiteBalanceV);
-        return noErr;
+        return isOffered ? camera->SetMode(feature, mode) : paramErr;
     }
 
-private:
-    /// What was set on a feature: its mode, and in the manual one its value.
-    struct Wish {
-        IIDCFeatureMode mode = IIDCFeatureMode::Manual;
-        int32_t value = 0;
-    };
-
-    Result WriteFeature(IIDCFeature feature, int32_t value)
+    Result WriteValue(IIDCFeature feature, const IIDCFeatureState& state, int64_t value)
     {
-        IIDCFeatureState state;
-        Result result = camera->ReadFeature(feature, state);
-        if (result != noErr)
-            return result;
         if (!state.canBeManual)
             return permErr;
         // A value that is there already is left as it is, absolute control with it.
         if (state.isManual && RawValue(state) == value)
             return noErr;
+        Result result = noErr;
         if (!state.isManual || state.absoluteControl)
             result = camera->SetMode(feature, IIDCFeatureMode::Manual);
         const auto least = std::max<int64_t>(value, state.minimum);
@@ -359,123 +283,27 @@ private:
                    : result;
     }
 
-    // The offer for a wish always exists, unless there is none at all.
-    Result BeginStream()
-    {
-        const std::lock_guard lock(mutex);
-        const auto offer = std::ranges::find(offers, wanted, &Offer::format);
-        if (offer == offers.end())
-            return deviceCantMeetRequest;
-        if (!camera && !Reopen())
-            return noDeviceForChannel;
-        const Result result = camera->Start(offer->mode, wanted.frameRate);
-        if (result == noDeviceForChannel)
-            camera = nullptr;
-        return result;
-    }
-
-    bool Reopen()
-    {
-        const auto bus = OpenIIDCBus();
-        camera = bus ? bus->Open(entry.guid) : nullptr;
-        if (!camera)
-            return false;
-        for (const auto& [feature, wish] : wishes)
-            wish.mode == IIDCFeatureMode::Manual ? WriteFeature(feature, wish.value)
-                                                 : camera->SetMode(feature, wish.mode);
-        return true;
-    }
-
-    void Run(bool begun)
-    {
-        do {
-            if (!begun) {
-                if (BeginStream() != noErr)
-                    continue;
-                ++last; // of the frames lost in between, to tell that there were some
-            }
-            begun = false;
-            const Result result = Deliver();
-            EndStream(result);
-            if (result != noErr && !std::exchange(outageTold, true))
-                sink->CaptureFailed(result);
-        } while (!WaitForStop(kRetryMilliseconds));
-    }
-
-    // Until the stop, a reset of the camera (both `noErr`) or a failure.
-    Result Deliver()
-    {
-        const uint32_t base = last;
-        while (true) {
-            pollfd ready[] = {{stopEvent.Get(), POLLIN, 0}, {camera->Descriptor(), POLLIN, 0}};
-            const int events = poll(ready, std::size(ready), kSilenceMilliseconds);
-            if (ready[0].revents != 0)
-                return noErr;
-            Result result = noErr;
-            bool transmitting = true;
-            if (events == 0) {
-                const std::lock_guard lock(mutex);
-                result = camera->IsTransmitting(transmitting) == noErr ? noErr : noDeviceForChannel;
-            } else if (events > 0) {
-                result = ready[1].revents == POLLIN ? DeliverFrame(base) : noDeviceForChannel;
-            }
-            if (result != noErr || !transmitting)
-                return result;
-        }
-    }
-
-    // A frame that can't be shown leaves a gap in the count.
-    Result DeliverFrame(uint32_t base)
-    {
-        IIDCFrame frame;
-        const Result result = camera->TakeFrame(frame);
-        if (result != noErr || frame.bytes.empty())
-            return result;
-        last = base + frame.sequence;
-        const auto picture = frame.damaged ? std::nullopt : ReadIIDCFrame(frame, converted);
-        if (!picture || picture->width != wanted.width || picture->height != wanted.height)
-            return noErr;
-        outageTold = false;
-        sink->FrameArrived({*picture, frame.captureTime, last});
-        return noErr;
-    }
-
-    void EndStream(Result result)
-    {
-        const std::lock_guard lock(mutex);
-        if (camera)
-            camera->Stop();
-        // A camera that failed is opened anew.
-        if (result != noErr)
-            camera = nullptr;
-    }
-
-    bool WaitForStop(int milliseconds)
-    {
-        pollfd ready{stopEvent.Get(), POLLIN, 0};
-        return poll(&ready, 1, milliseconds) > 0;
-    }
-
-    const IIDCCameraEntry entry;
-    mutable std::mutex mutex; // guards the following two
-    std::shared_ptr<IIDCCamera> camera;
-    std::map<IIDCFeature, Wish> wishes;
-
-    // The cameras tell no defaults: a feature's is the state that it was first found in.
-    mutable std::map<IIDCFeature, IIDCFeatureState> asFound;
-
+    std::mutex mutex; // guards the camera's registers; only the taking of frames goes without it
+    const std::shared_ptr<IIDCCamera> camera;
+    const std::shared_ptr<StatesAsFound> asFound;
     const std::vector<Offer> offers;
-    CaptureFormat wanted;
-
-    // The thread's own while it runs, otherwise the caller's.
-    FrameSink* sink = nullptr;
+    CaptureFormat format;
     std::vector<uint8_t> converted;
-    uint32_t last = 0;       // number of the latest frame, counted on from stream to stream
-    bool outageTold = false; // one outage is told of once
-
-    UniqueFD stopEvent;
-    std::thread thread;
+    Result failure = noErr;
 };
+
+DeviceOpener OpenerOf(uint64_t guid)
+{
+    return [guid, asFound = std::make_shared<StatesAsFound>()](Outcome& outcome) -> std::shared_ptr<CaptureDevice> {
+        const auto bus = OpenIIDCBus();
+        auto camera = bus ? bus->Open(guid) : nullptr;
+        if (!camera) {
+            outcome = {noDeviceForChannel, kCantStart};
+            return nullptr;
+        }
+        return std::make_shared<IIDCDevice>(std::move(camera), asFound);
+    };
+}
 
 } // namespace
 
@@ -497,8 +325,8 @@ std::unique_ptr<Digitizer> OpenIIDCDigitizer(const std::string& identity)
         return nullptr;
     for (const auto& entry : bus->Cameras())
         if (IdentityOf(entry.guid) == identity)
-            if (auto camera = bus->Open(entry.guid))
-                return std::make_unique<IIDCDigitizer>(entry, std::move(camera));
+            return std::make_unique<CameraDigitizer>(CameraDigitizer::Label{NameOf(entry), identity},
+                                                     OpenerOf(entry.guid));
     return nullptr;
 }
 

@@ -1,59 +1,51 @@
 #include "platform/digitizer/v4l2/V4L2Controls.h"
 
 #include <algorithm>
-#include <array>
-#include <optional>
+#include <cerrno>
 
 namespace platform {
 namespace {
 
-constexpr int64_t kScale = 65535;
 constexpr uint32_t kMostEntries = 1024;
 
-// Digitizers set the level that is shown as white; cameras call the nearest thing gamma (once "whiteness") or gain.
-std::array<uint32_t, 2> ControlsFor(AnalogControl control)
-{
-    switch (control) {
-    case AnalogControl::Brightness:
-        return {V4L2_CID_BRIGHTNESS, 0};
-    case AnalogControl::Hue:
-        return {V4L2_CID_HUE, 0};
-    case AnalogControl::Contrast:
-        return {V4L2_CID_CONTRAST, 0};
-    case AnalogControl::Saturation:
-        return {V4L2_CID_SATURATION, 0};
-    case AnalogControl::Sharpness:
-        return {V4L2_CID_SHARPNESS, 0};
-    case AnalogControl::WhiteLevel:
-        break;
-    }
-    return {V4L2_CID_GAMMA, V4L2_CID_GAIN};
-}
+struct Meaning {
+    uint32_t identity;
+    std::array<FourCharCode, 2> features; ///< its own, and the one it stands in for
+    uint32_t automaticSwitch = 0;
+    int64_t manualValue = 0;
+    const char* unit = "";
+};
 
-std::optional<v4l2_queryctrl> Query(const V4L2Device& device, uint32_t identity)
-{
-    v4l2_queryctrl query{};
-    query.id = identity;
-    if (device.Ioctl(VIDIOC_QUERYCTRL, query) != 0 || (query.flags & V4L2_CTRL_FLAG_DISABLED) != 0)
-        return std::nullopt;
-    return query;
-}
-
-// The control behind an analog value: one with a range.
-std::optional<v4l2_queryctrl> FindAnalog(const V4L2Device& device, AnalogControl control)
-{
-    for (const uint32_t identity : ControlsFor(control)) {
-        const auto query = identity == 0 ? std::nullopt : Query(device, identity);
-        if (query && query->type == V4L2_CTRL_TYPE_INTEGER && query->maximum > query->minimum)
-            return query;
-    }
-    return std::nullopt;
-}
+constexpr Meaning kMeanings[] = {
+    {V4L2_CID_HUE, {CodeOf("hue ")}, V4L2_CID_HUE_AUTO},
+    {V4L2_CID_SATURATION, {CodeOf("satu")}},
+    {V4L2_CID_SHARPNESS, {CodeOf("shrp")}},
+    {V4L2_CID_CONTRAST, {kContrastFeature}},
+    {V4L2_CID_BRIGHTNESS, {CodeOf("brit")}, V4L2_CID_AUTOBRIGHTNESS},
+    {V4L2_CID_GAIN, {CodeOf("gain")}, V4L2_CID_AUTOGAIN},
+    {V4L2_CID_ANALOGUE_GAIN, {0, CodeOf("gain")}},
+    {V4L2_CID_IRIS_ABSOLUTE, {CodeOf("iris")}},
+    {V4L2_CID_EXPOSURE_ABSOLUTE,
+     {CodeOf("shtr"), CodeOf("xpsr")},
+     V4L2_CID_EXPOSURE_AUTO,
+     V4L2_EXPOSURE_MANUAL,
+     "× 0.1 ms"},
+    {V4L2_CID_EXPOSURE, {CodeOf("xpsr")}, V4L2_CID_EXPOSURE_AUTO, V4L2_EXPOSURE_MANUAL},
+    {V4L2_CID_BLUE_BALANCE, {CodeOf("whbu")}, V4L2_CID_AUTO_WHITE_BALANCE},
+    {V4L2_CID_RED_BALANCE, {CodeOf("whbv")}, V4L2_CID_AUTO_WHITE_BALANCE},
+    {V4L2_CID_GAMMA, {CodeOf("gmma")}},
+    {V4L2_CID_WHITE_BALANCE_TEMPERATURE, {CodeOf("temp")}, V4L2_CID_AUTO_WHITE_BALANCE, 0, "K"},
+    {V4L2_CID_ZOOM_ABSOLUTE, {CodeOf("zoom")}},
+    {V4L2_CID_FOCUS_ABSOLUTE, {CodeOf("fcus")}, V4L2_CID_FOCUS_AUTO},
+    {V4L2_CID_PAN_ABSOLUTE, {CodeOf("pan ")}, 0, 0, "″"},
+    {V4L2_CID_TILT_ABSOLUTE, {CodeOf("tilt")}, 0, 0, "″"},
+};
 
 std::optional<ImageControl::Kind> KindOf(uint32_t type)
 {
     switch (type) {
     case V4L2_CTRL_TYPE_INTEGER:
+    case V4L2_CTRL_TYPE_INTEGER64:
         return ImageControl::Kind::Integer;
     case V4L2_CTRL_TYPE_BOOLEAN:
         return ImageControl::Kind::Boolean;
@@ -67,139 +59,179 @@ std::optional<ImageControl::Kind> KindOf(uint32_t type)
     }
 }
 
-// A menu's numbers may have holes: the driver refuses to name those.
-void ReadChoices(const V4L2Device& device, const v4l2_queryctrl& query, ImageControl& control)
+// Older drivers know the shorter record only.
+std::optional<v4l2_query_ext_ctrl> Query(const V4L2Device& device, uint32_t identity)
 {
-    const int64_t last = std::min<int64_t>(query.maximum, int64_t{query.minimum} + kMostEntries);
-    for (int64_t index = query.minimum; index <= last; ++index) {
+    v4l2_query_ext_ctrl query{};
+    query.id = identity;
+    if (device.Ioctl(VIDIOC_QUERY_EXT_CTRL, query) == 0)
+        return query;
+    v4l2_queryctrl brief{};
+    brief.id = identity;
+    if (device.Ioctl(VIDIOC_QUERYCTRL, brief) != 0)
+        return std::nullopt;
+    query = {};
+    query.id = brief.id;
+    query.type = brief.type;
+    std::copy_n(brief.name, sizeof brief.name, query.name);
+    query.minimum = brief.minimum;
+    query.maximum = brief.maximum;
+    query.step = static_cast<uint64_t>(std::max(brief.step, 1));
+    query.default_value = brief.default_value;
+    query.flags = brief.flags;
+    return query;
+}
+
+// A menu's numbers may have holes: the driver refuses to name those.
+void ReadChoices(const V4L2Device& device, uint32_t type, ImageControl& control)
+{
+    const int64_t last = std::min(control.maximum, control.minimum + kMostEntries);
+    for (int64_t index = control.minimum; index <= last; ++index) {
         v4l2_querymenu entry{};
-        entry.id = query.id;
+        entry.id = control.identity;
         entry.index = static_cast<uint32_t>(index);
         if (device.Ioctl(VIDIOC_QUERYMENU, entry) == 0)
-            control.choices.emplace_back(index, query.type == V4L2_CTRL_TYPE_MENU ? TextInField(entry.name)
-                                                                                  : std::to_string(entry.value));
+            control.choices.emplace_back(index, type == V4L2_CTRL_TYPE_MENU ? TextInField(entry.name)
+                                                                            : std::to_string(entry.value));
     }
 }
 
-std::optional<ImageControl> ReadControl(const V4L2Device& device, const v4l2_queryctrl& query)
+std::optional<ImageControl> ControlOf(const V4L2Device& device, const v4l2_query_ext_ctrl& query)
 {
     const auto kind = KindOf(query.type);
-    if (!kind || (query.flags & V4L2_CTRL_FLAG_DISABLED) != 0)
+    if (!kind || (query.flags & (V4L2_CTRL_FLAG_DISABLED | V4L2_CTRL_FLAG_HAS_PAYLOAD)) != 0)
         return std::nullopt;
     ImageControl control;
     control.identity = query.id;
-    control.name = TextInField(query.name);
+    control.name = std::string(query.name, strnlen(query.name, sizeof query.name));
     control.kind = *kind;
     control.minimum = query.minimum;
-    control.maximum = query.maximum;
-    control.step = std::max(query.step, 1);
+    control.maximum = std::max(query.minimum, query.maximum);
+    control.step = static_cast<int64_t>(std::clamp<uint64_t>(query.step, 1, INT64_MAX));
     control.deviceDefault = control.value = query.default_value;
     control.readOnly = (query.flags & V4L2_CTRL_FLAG_READ_ONLY) != 0;
+    control.writeOnly = (query.flags & V4L2_CTRL_FLAG_WRITE_ONLY) != 0;
     control.inactive = (query.flags & (V4L2_CTRL_FLAG_INACTIVE | V4L2_CTRL_FLAG_GRABBED)) != 0;
-    v4l2_control present{};
-    present.id = query.id;
-    if (*kind != ImageControl::Kind::Button && device.Ioctl(VIDIOC_G_CTRL, present) == 0)
-        control.value = present.value;
-    if (*kind == ImageControl::Kind::Menu)
-        ReadChoices(device, query, control);
+    if (control.kind == ImageControl::Kind::Menu)
+        ReadChoices(device, query.type, control);
+    AddMeaning(control);
     return control;
 }
 
-// The numbers of all controls, for drivers that can't step from one to the next.
-std::vector<ImageControl> ProbeControls(const V4L2Device& device)
+// One value by the extended call, which alone has 64 bits; else by the plain one. 0 or an error number.
+int Transfer(const V4L2Device& device, bool write, const ImageControl& control, int64_t& value)
 {
-    std::vector<ImageControl> controls;
-    for (uint32_t identity = V4L2_CID_BASE; identity < V4L2_CID_LASTP1; ++identity)
-        if (const auto query = Query(device, identity))
-            if (auto control = ReadControl(device, *query))
-                controls.push_back(std::move(*control));
-    return controls;
+    const bool isWide = control.minimum < INT32_MIN || control.maximum > INT32_MAX;
+    v4l2_ext_control one{};
+    one.id = control.identity;
+    isWide ? static_cast<void>(one.value64 = value) : static_cast<void>(one.value = static_cast<int32_t>(value));
+    v4l2_ext_controls list{};
+    list.which = V4L2_CTRL_WHICH_CUR_VAL;
+    list.count = 1;
+    list.controls = &one;
+    const int error = device.Ioctl(write ? VIDIOC_S_EXT_CTRLS : VIDIOC_G_EXT_CTRLS, list);
+    if (error == 0)
+        value = isWide ? one.value64 : one.value;
+    if (error != ENOTTY && error != EINVAL)
+        return error;
+    v4l2_control plain{control.identity, static_cast<int32_t>(value)};
+    const int second = device.Ioctl(write ? VIDIOC_S_CTRL : VIDIOC_G_CTRL, plain);
+    if (second == 0)
+        value = plain.value;
+    return second;
 }
 
 } // namespace
 
-std::vector<ImageControl> EnumerateControls(const V4L2Device& device)
+void AddMeaning(ImageControl& control)
 {
-    std::vector<ImageControl> controls;
-    v4l2_queryctrl query{};
-    uint32_t steps = 0;
-    for (uint32_t last = 0; steps < kMostEntries; ++steps) {
-        query = {};
-        query.id = last | V4L2_CTRL_FLAG_NEXT_CTRL;
-        if (device.Ioctl(VIDIOC_QUERYCTRL, query) != 0 || query.id <= last)
-            break;
-        last = query.id;
-        if (auto control = ReadControl(device, query))
-            controls.push_back(std::move(*control));
-    }
-    return steps == 0 ? ProbeControls(device) : controls;
+    const auto* meaning = std::ranges::find(kMeanings, control.identity, &Meaning::identity);
+    if (meaning == std::end(kMeanings))
+        return;
+    control.features = meaning->features;
+    control.automaticSwitch = meaning->automaticSwitch;
+    control.manualValue = meaning->manualValue;
+    control.unit = meaning->unit;
 }
 
-Result SetDeviceControl(const V4L2Device& device, uint32_t identity, int64_t value)
+// Drivers that can't step from one control to the next are asked for each of the usual ones.
+void V4L2Controls::Enumerate()
 {
-    const auto query = Query(device, identity);
-    if (!query || !KindOf(query->type))
+    known.clear();
+    const auto add = [this](const std::optional<v4l2_query_ext_ctrl>& query) {
+        if (const auto control = query ? ControlOf(*device, *query) : std::nullopt)
+            known.push_back(*control);
+    };
+    uint32_t last = 0;
+    for (uint32_t steps = 0; steps < kMostEntries; ++steps) {
+        const auto query = Query(*device, last | V4L2_CTRL_FLAG_NEXT_CTRL);
+        if (!query || query->id <= last)
+            break;
+        last = query->id;
+        add(query);
+    }
+    for (uint32_t identity = V4L2_CID_BASE; last == 0 && identity < V4L2_CID_LASTP1; ++identity)
+        add(Query(*device, identity));
+    isKnown = true;
+    for (const ImageControl& control : known)
+        Subscribe(control.identity);
+}
+
+// A driver without events is asked for everything each time.
+void V4L2Controls::Subscribe(uint32_t identity)
+{
+    if (std::ranges::find(subscribed, identity) != subscribed.end())
+        return;
+    v4l2_event_subscription subscription{};
+    subscription.type = V4L2_EVENT_CTRL;
+    subscription.id = identity;
+    subscription.flags = V4L2_EVENT_SUB_FL_ALLOW_FEEDBACK;
+    if (device->Ioctl(VIDIOC_SUBSCRIBE_EVENT, subscription) == 0)
+        subscribed.push_back(identity);
+    else
+        isKnown = false;
+}
+
+std::optional<int64_t> V4L2Controls::ReadValue(const ImageControl& control) const
+{
+    int64_t value = 0;
+    if (control.kind == ImageControl::Kind::Button || control.writeOnly ||
+        Transfer(*device, false, control, value) != 0)
+        return std::nullopt;
+    return value;
+}
+
+std::vector<ImageControl> V4L2Controls::Read()
+{
+    const std::lock_guard lock(mutex);
+    if (!isKnown)
+        Enumerate();
+    for (ImageControl& control : known)
+        control.value = ReadValue(control).value_or(control.value);
+    return known;
+}
+
+Result V4L2Controls::Write(uint32_t identity, int64_t value)
+{
+    const std::lock_guard lock(mutex);
+    if (known.empty())
+        Enumerate();
+    const auto control = std::ranges::find(known, identity, &ImageControl::identity);
+    if (control == known.end())
         return digiUnimpErr;
-    if ((query->flags & V4L2_CTRL_FLAG_READ_ONLY) != 0)
+    if (control->readOnly)
         return permErr;
-    if (query->type != V4L2_CTRL_TYPE_BUTTON && (value < query->minimum || value > query->maximum))
+    if (control->kind != ImageControl::Kind::Button && (value < control->minimum || value > control->maximum))
         return paramErr;
-    v4l2_control control{identity, static_cast<int32_t>(value)};
-    return ResultOfDeviceError(device.Ioctl(VIDIOC_S_CTRL, control));
+    return ResultOfDeviceError(Transfer(*device, true, *control, value));
 }
 
-Result GetAnalogValue(const V4L2Device& device, AnalogControl control, uint16_t& value)
+void V4L2Controls::Changed(const v4l2_event& event)
 {
-    const auto query = FindAnalog(device, control);
-    if (!query)
-        return digiUnimpErr;
-    v4l2_control present{};
-    present.id = query->id;
-    if (const int error = device.Ioctl(VIDIOC_G_CTRL, present); error != 0)
-        return ResultOfDeviceError(error);
-    const int64_t range = int64_t{query->maximum} - query->minimum;
-    const int64_t offset = std::clamp<int64_t>(int64_t{present.value} - query->minimum, 0, range);
-    value = static_cast<uint16_t>((offset * kScale + range / 2) / range);
-    return noErr;
-}
-
-Result SetAnalogValue(const V4L2Device& device, AnalogControl control, uint16_t value, v4l2_control& taken)
-{
-    const auto query = FindAnalog(device, control);
-    if (!query)
-        return digiUnimpErr;
-    const int64_t range = int64_t{query->maximum} - query->minimum;
-    const int64_t step = std::max(query->step, 1);
-    const int64_t offset = (value * range + kScale / 2) / kScale;
-    const int64_t stepped = std::min((offset + step / 2) / step * step, range / step * step);
-    taken = {query->id, static_cast<int32_t>(query->minimum + stepped)};
-    return ResultOfDeviceError(device.Ioctl(VIDIOC_S_CTRL, taken));
-}
-
-std::vector<std::string> EnumerateInputs(const V4L2Device& device)
-{
-    std::vector<std::string> names;
-    for (uint32_t i = 0; i < kMostEntries; ++i) {
-        v4l2_input input{};
-        input.index = i;
-        if (device.Ioctl(VIDIOC_ENUMINPUT, input) != 0)
-            break;
-        names.push_back(TextInField(input.name));
-    }
-    return names;
-}
-
-std::vector<v4l2_standard> EnumerateStandards(const V4L2Device& device)
-{
-    std::vector<v4l2_standard> standards;
-    for (uint32_t i = 0; i < kMostEntries; ++i) {
-        v4l2_standard standard{};
-        standard.index = i;
-        if (device.Ioctl(VIDIOC_ENUMSTD, standard) != 0)
-            break;
-        standards.push_back(standard);
-    }
-    return standards;
+    if ((event.u.ctrl.changes & ~static_cast<uint32_t>(V4L2_EVENT_CTRL_CH_VALUE)) == 0)
+        return;
+    const std::lock_guard lock(mutex);
+    isKnown = false;
 }
 
 } // namespace platform

@@ -1,23 +1,41 @@
 #pragma once
 
-#include "platform/digitizer/Digitizer.h"
 #include "platform/digitizer/v4l2/V4L2Device.h"
+
+#include <mutex>
 
 namespace platform {
 
-/// Every control of a device that is an integer, a Boolean, a menu or a button, with its present value.
-std::vector<ImageControl> EnumerateControls(const V4L2Device& device);
+/// The controls of an open device. What they are is kept as long as the driver reports changes to it by events; what
+/// they are set to is read each time. Functions may be called from any thread.
+class V4L2Controls {
+public:
+    explicit V4L2Controls(std::shared_ptr<V4L2Device> device) : device(std::move(device)) {}
 
-/// Sets a control. `digiUnimpErr` for one that the device lacks, `paramErr` for a value out of its range,
-/// `permErr` for one that can't be written.
-Result SetDeviceControl(const V4L2Device& device, uint32_t identity, int64_t value);
+    /// Every control that is a number, a Boolean, a menu or a button, with its present value. Others (strings, bit
+    /// fields, arrays) are passed over.
+    std::vector<ImageControl> Read();
 
-/// One of the six values on the scale 0 to 65535; `digiUnimpErr` where the device has none. `taken` gets the
-/// control behind the value and what the device made of it.
-Result GetAnalogValue(const V4L2Device& device, AnalogControl control, uint16_t& value);
-Result SetAnalogValue(const V4L2Device& device, AnalogControl control, uint16_t value, v4l2_control& taken);
+    /// `digiUnimpErr` for a control that the device lacks, `permErr` for one that can't be written, `paramErr` for a
+    /// value out of its range.
+    Result Write(uint32_t identity, int64_t value);
 
-std::vector<std::string> EnumerateInputs(const V4L2Device& device);
-std::vector<v4l2_standard> EnumerateStandards(const V4L2Device& device);
+    /// Takes a driver's event: a control's range, menu or flags may have changed.
+    void Changed(const v4l2_event& event);
+
+private:
+    void Enumerate();
+    void Subscribe(uint32_t identity);
+    std::optional<int64_t> ReadValue(const ImageControl& control) const;
+
+    const std::shared_ptr<V4L2Device> device;
+    std::mutex mutex;
+    std::vector<ImageControl> known;
+    std::vector<uint32_t> subscribed;
+    bool isKnown = false;
+};
+
+/// Adds what the number of a kernel control tells of its meaning: feature, automatic switch, unit.
+void AddMeaning(ImageControl& control);
 
 } // namespace platform

@@ -1,20 +1,81 @@
 #include "platform/digitizer/v4l2/V4L2Device.h"
 
+#include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/DeviceWatcher.h"
+
 #include <cerrno>
-#include <cstring>
+#include <charconv>
 #include <fcntl.h>
 #include <libudev.h>
+#include <numeric>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace platform {
 namespace {
 
-std::shared_ptr<V4L2System>& TheSystem()
+constexpr int kNames = 64; // what is tried where nothing is known of the nodes
+// Where no device events come, lists are made again after this time.
+constexpr int64_t kListsStayFresh = 300 * kNanosecondsPerMillisecond;
+
+using UdevContext = std::unique_ptr<udev, decltype(&udev_unref)>;
+using UdevDevice = std::unique_ptr<udev_device, decltype(&udev_device_unref)>;
+
+std::shared_ptr<V4L2System>& System()
 {
     static std::shared_ptr<V4L2System> system = std::make_shared<V4L2System>();
     return system;
+}
+
+std::string PathOf(int node)
+{
+    return "/dev/video" + std::to_string(node);
+}
+
+std::string TextOf(const char* text)
+{
+    return text == nullptr ? std::string() : std::string(text);
+}
+
+std::optional<int> NumberOf(std::string_view path)
+{
+    constexpr std::string_view prefix = "/dev/video";
+    int node = 0;
+    if (!path.starts_with(prefix))
+        return std::nullopt;
+    const char* end = path.data() + path.size();
+    const auto [last, error] = std::from_chars(path.data() + prefix.size(), end, node);
+    return error == std::errc() && last == end ? std::optional(node) : std::nullopt;
+}
+
+// The nodes that the device manager knows and that are there.
+std::vector<int> ManagedNodes()
+{
+    std::vector<int> nodes;
+    const UdevContext context(udev_new(), udev_unref);
+    const std::unique_ptr<udev_enumerate, decltype(&udev_enumerate_unref)> all(
+        context ? udev_enumerate_new(context.get()) : nullptr, udev_enumerate_unref);
+    if (!all || udev_enumerate_add_match_subsystem(all.get(), "video4linux") < 0 ||
+        udev_enumerate_scan_devices(all.get()) < 0)
+        return nodes;
+    udev_list_entry* entry = nullptr;
+    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(all.get()))
+    {
+        const UdevDevice device(udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry)),
+                                udev_device_unref);
+        const std::string path = TextOf(device ? udev_device_get_devnode(device.get()) : nullptr);
+        if (const auto node = NumberOf(path); node && access(path.c_str(), F_OK) == 0)
+            nodes.push_back(*node);
+    }
+    std::ranges::sort(nodes);
+    return nodes;
+}
+
+UdevDevice DeviceOfNumber(const UdevContext& context, dev_t number)
+{
+    return {context ? udev_device_new_from_devnum(context.get(), 'c', number) : nullptr, udev_device_unref};
 }
 
 } // namespace
@@ -49,28 +110,64 @@ int V4L2System::Poll(std::span<pollfd> descriptors, int milliseconds)
     return ::poll(descriptors.data(), descriptors.size(), milliseconds);
 }
 
+std::vector<int> V4L2System::Nodes()
+{
+    auto nodes = ManagedNodes();
+    if (nodes.empty()) {
+        nodes.resize(kNames);
+        std::iota(nodes.begin(), nodes.end(), 0);
+    }
+    return nodes;
+}
+
 std::string V4L2System::SerialName(int descriptor)
 {
     struct stat status {};
     if (fstat(descriptor, &status) != 0 || !S_ISCHR(status.st_mode))
         return {};
-    const std::unique_ptr<udev, decltype(&udev_unref)> context(udev_new(), udev_unref);
-    if (!context)
+    const UdevContext context(udev_new(), udev_unref);
+    const UdevDevice device = DeviceOfNumber(context, status.st_rdev);
+    return TextOf(device ? udev_device_get_property_value(device.get(), "ID_SERIAL") : nullptr);
+}
+
+// Where udev has no word on what a node can do, the first node of a device is the one that captures.
+V4L2System::NodeLabel V4L2System::LabelOf(int node)
+{
+    struct stat status {};
+    const UdevContext context(udev_new(), udev_unref);
+    const bool exists = stat(PathOf(node).c_str(), &status) == 0 && S_ISCHR(status.st_mode);
+    const UdevDevice device = exists ? DeviceOfNumber(context, status.st_rdev) : UdevDevice(nullptr, udev_device_unref);
+    if (!device)
         return {};
-    const std::unique_ptr<udev_device, decltype(&udev_device_unref)> device(
-        udev_device_new_from_devnum(context.get(), 'c', status.st_rdev), udev_device_unref);
-    const char* serial = device ? udev_device_get_property_value(device.get(), "ID_SERIAL") : nullptr;
-    return serial == nullptr ? std::string() : std::string(serial);
+    const std::string abilities = TextOf(udev_device_get_property_value(device.get(), "ID_V4L_CAPABILITIES"));
+    const bool isFirst = TextOf(udev_device_get_sysattr_value(device.get(), "index")) == "0";
+    return {TextOf(udev_device_get_sysattr_value(device.get(), "name")),
+            TextOf(udev_device_get_property_value(device.get(), "ID_SERIAL")),
+            abilities.empty() ? isFirst : abilities.find(":capture:") != std::string::npos};
+}
+
+uint64_t V4L2System::ChangeCount()
+{
+    static DeviceWatcher watcher;
+    static uint64_t changes = 0;
+    static int64_t listed = 0;
+    const int64_t now = MonotonicNow();
+    const bool isTold = watcher.Descriptor() >= 0 && access("/run/udev/control", F_OK) == 0;
+    if (!watcher.Read().empty() || (!isTold && now - listed > kListsStayFresh)) {
+        ++changes;
+        listed = now;
+    }
+    return changes;
 }
 
 std::shared_ptr<V4L2System> V4L2System::Current()
 {
-    return TheSystem();
+    return platform::System();
 }
 
 void V4L2System::SetCurrent(std::shared_ptr<V4L2System> system)
 {
-    TheSystem() = system ? std::move(system) : std::make_shared<V4L2System>();
+    platform::System() = system ? std::move(system) : std::make_shared<V4L2System>();
 }
 
 Result ResultOfDeviceError(int error)
@@ -82,6 +179,7 @@ Result ResultOfDeviceError(int error)
     case ENODEV:
     case ENXIO:
     case EBUSY:
+    case ENOSPC:
         return noDeviceForChannel;
     case EACCES:
     case EPERM:
@@ -98,25 +196,98 @@ Result ResultOfDeviceError(int error)
     }
 }
 
-std::shared_ptr<V4L2Device> V4L2Device::Open(std::shared_ptr<V4L2System> system, int node)
+Outcome OutcomeOfDeviceError(int error, const std::string& name)
+{
+    const Result result = ResultOfDeviceError(error);
+    switch (error) {
+    case 0:
+        return {};
+    case ENOENT:
+    case ENODEV:
+    case ENXIO:
+        return {result, name + " is not connected."};
+    case EBUSY:
+        return {result, name + " is in use by another program."};
+    case EACCES:
+    case EPERM:
+        return {result, name + " may not be opened: this account is not in the group \"video\"."};
+    case ENOSPC:
+        return {result, "The USB bus has no bandwidth left", true};
+    case EIO:
+    case EPIPE:
+    case EPROTO:
+    case ETIMEDOUT:
+        return {noDeviceForChannel, name + " does not answer (" + std::strerror(error) + ")."};
+    default:
+        return {result, name + " can't be started (" + std::strerror(error) + ")."};
+    }
+}
+
+std::shared_ptr<V4L2Device> V4L2Device::Open(std::shared_ptr<V4L2System> system, int node, int& error)
 {
     const std::shared_ptr<V4L2Device> device(new V4L2Device);
-    device->descriptor = system->Open(("/dev/video" + std::to_string(node)).c_str());
+    device->descriptor = system->Open(PathOf(node).c_str());
+    error = device->descriptor ? 0 : errno;
+    if (error != 0)
+        return nullptr;
     device->system = std::move(system);
     device->node = node;
     v4l2_capability capability{};
-    if (!device->descriptor || device->Ioctl(VIDIOC_QUERYCAP, capability) != 0)
+    error = device->Ioctl(VIDIOC_QUERYCAP, capability);
+    if (error != 0)
         return nullptr;
     const uint32_t abilities =
         (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0 ? capability.device_caps : capability.capabilities;
-    constexpr uint32_t kNeeded = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
-    if ((abilities & kNeeded) != kNeeded)
+    // What needs a pipeline of nodes set up around it can't stream by itself.
+    if ((abilities & (V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_VIDEO_CAPTURE_MPLANE)) == 0 ||
+        (abilities & V4L2_CAP_STREAMING) == 0 || (abilities & V4L2_CAP_IO_MC) != 0)
         return nullptr;
+    device->multiPlanar = (abilities & V4L2_CAP_VIDEO_CAPTURE) == 0;
+    device->driver = TextInField(capability.driver);
     device->card = TextInField(capability.card);
     device->busInfo = TextInField(capability.bus_info);
     const std::string serial = device->system->SerialName(device->descriptor.Get());
-    device->model = "v4l2:" + (serial.empty() ? TextInField(capability.driver) + ":" + device->card : serial);
+    device->model = "v4l2:" + (serial.empty() ? device->driver + ":" + device->card : serial);
     return device;
+}
+
+int V4L2Device::Layout(unsigned long request, V4L2Layout& layout) const
+{
+    v4l2_format format{};
+    format.type = BufferType();
+    auto& single = format.fmt.pix;
+    auto& multiple = format.fmt.pix_mp;
+    if (multiPlanar) {
+        multiple.width = layout.width;
+        multiple.height = layout.height;
+        multiple.pixelformat = layout.pixelFormat;
+        multiple.field = layout.field;
+    } else {
+        single.width = layout.width;
+        single.height = layout.height;
+        single.pixelformat = layout.pixelFormat;
+        single.field = layout.field;
+    }
+    if (const int error = Ioctl(request, format); error != 0)
+        return error;
+    if (!multiPlanar) {
+        layout = {single.pixelformat,   single.width,     single.height,       single.field,
+                  single.colorspace,    single.ycbcr_enc, single.quantization, 1,
+                  {single.bytesperline}};
+        return 0;
+    }
+    layout = {multiple.pixelformat,
+              multiple.width,
+              multiple.height,
+              multiple.field,
+              multiple.colorspace,
+              multiple.ycbcr_enc,
+              multiple.quantization,
+              std::clamp<uint32_t>(multiple.num_planes, 1, 3),
+              {}};
+    for (size_t plane = 0; plane < layout.planes; ++plane)
+        layout.strides[plane] = multiple.plane_fmt[plane].bytesperline;
+    return 0;
 }
 
 } // namespace platform

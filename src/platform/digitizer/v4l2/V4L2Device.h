@@ -1,20 +1,15 @@
 #pragma once
 
-#include "platform/digitizer/UniqueFD.h"
-#include "platform/memory/ResultCodes.h"
+#include "platform/digitizer/CaptureDevice.h"
 
+#include <array>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <linux/videodev2.h>
-#include <memory>
-#include <poll.h>
-#include <span>
-#include <string>
 
 namespace platform {
 
-/// The system calls through which video devices are reached. Tests put a camera of their own in their place.
+/// The system calls through which video devices are reached. Tests put cameras of their own in their place.
 class V4L2System {
 public:
     virtual ~V4L2System() = default;
@@ -32,8 +27,23 @@ public:
     /// As poll(): number of descriptors with events, 0 after the time, -1 with `errno`.
     virtual int Poll(std::span<pollfd> descriptors, int milliseconds);
 
+    /// The numbers of the nodes to look at, ascending: those that the system's device manager knows. Where it knows
+    /// none (a container, a wrapper library that answers for nodes that are not there), 0 to 63.
+    virtual std::vector<int> Nodes();
+
     /// The device's name of its own at udev, the same wherever it is plugged in; empty where none is known.
     virtual std::string SerialName(int descriptor);
+
+    /// What is known of a node that can't be opened.
+    struct NodeLabel {
+        std::string name;
+        std::string serial;
+        bool captures = true;
+    };
+    virtual NodeLabel LabelOf(int node);
+
+    /// A count that changes whenever devices may have come or gone since the last call.
+    virtual uint64_t ChangeCount();
 
     /// The system in use: the kernel's, or one that a test has set. Null goes back to the kernel's.
     static std::shared_ptr<V4L2System> Current();
@@ -44,6 +54,9 @@ public:
 /// go of it is `noDeviceForChannel`.
 Result ResultOfDeviceError(int error);
 
+/// What an error number means when a device is opened or started, for people as well. Errors of the bus are "not now".
+Outcome OutcomeOfDeviceError(int error, const std::string& name);
+
 /// Text in a fixed field of a driver's record, which need not be terminated.
 template <size_t size> std::string TextInField(const uint8_t (&field)[size])
 {
@@ -51,11 +64,27 @@ template <size_t size> std::string TextInField(const uint8_t (&field)[size])
     return {text, strnlen(text, size)};
 }
 
+/// A picture's layout in memory, for devices with one or several planes of memory alike.
+struct V4L2Layout {
+    uint32_t pixelFormat = 0;
+    uint32_t width = 0;
+    uint32_t height = 0; ///< of one field, where `field` is a single or an alternating one
+    uint32_t field = V4L2_FIELD_ANY;
+    uint32_t colorspace = 0;
+    uint32_t encoding = 0;
+    uint32_t quantization = 0;
+    uint32_t planes = 1; ///< of memory
+    std::array<uint32_t, 3> strides{};
+
+    bool operator==(const V4L2Layout&) const = default;
+};
+
 /// An open capture node. It may be used by several threads at once, as the driver serialises the calls.
 class V4L2Device {
 public:
-    /// Opens a node that captures and streams; null for any other and for what can't be opened.
-    static std::shared_ptr<V4L2Device> Open(std::shared_ptr<V4L2System> system, int node);
+    /// Opens a node that captures and streams. Null with 0 for a node of another kind; null with an error number for
+    /// one that can't be opened.
+    static std::shared_ptr<V4L2Device> Open(std::shared_ptr<V4L2System> system, int node, int& error);
 
     /// 0 or an error number.
     template <typename Argument> int Ioctl(unsigned long request, Argument& argument) const
@@ -63,12 +92,25 @@ public:
         return system->Ioctl(descriptor.Get(), request, &argument);
     }
 
+    /// Reads, tries or sets the layout; `request` is VIDIOC_G_FMT, VIDIOC_TRY_FMT or VIDIOC_S_FMT. 0 or an error
+    /// number.
+    int Layout(unsigned long request, V4L2Layout& layout) const;
+
     V4L2System& System() const { return *system; }
     int Descriptor() const { return descriptor.Get(); }
     int Node() const { return node; }
+    bool IsMultiPlanar() const { return multiPlanar; }
+    uint32_t BufferType() const
+    {
+        return multiPlanar ? V4L2_BUF_TYPE_VIDEO_CAPTURE_MPLANE : V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    }
+    const std::string& Driver() const { return driver; }
     const std::string& Card() const { return card; }       ///< its name for people
     const std::string& BusInfo() const { return busInfo; } ///< where it is plugged in
     const std::string& Model() const { return model; }     ///< the same for the same device in any place
+
+    /// Whether the device is a virtual camera that other programs fill.
+    bool IsLoopback() const { return driver == "v4l2 loopback"; }
 
 private:
     V4L2Device() = default;
@@ -76,6 +118,8 @@ private:
     std::shared_ptr<V4L2System> system;
     UniqueFD descriptor;
     int node = 0;
+    bool multiPlanar = false;
+    std::string driver;
     std::string card;
     std::string busInfo;
     std::string model;

@@ -1,48 +1,37 @@
 #include "platform/digitizer/v4l2/V4L2Formats.h"
 
 #include "platform/digitizer/FrameGrid.h"
+#include "platform/digitizer/v4l2/V4L2Pictures.h"
 #include "platform/drawing/PixelFormat.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
-#include <tuple>
+#include <cmath>
 
 namespace platform {
 namespace {
 
-constexpr FourCharCode kJpeg = CodeOf("jpeg");
-
-constexpr std::pair<uint32_t, FourCharCode> kFormats[] = {
-    {V4L2_PIX_FMT_MJPEG, kJpeg},
-    {V4L2_PIX_FMT_JPEG, kJpeg},
-    {V4L2_PIX_FMT_YUYV, kYuvsPixelFormat},
-    {V4L2_PIX_FMT_UYVY, k2vuyPixelFormat},
-    {V4L2_PIX_FMT_NV12, kNV12PixelFormat},
-    {V4L2_PIX_FMT_YUV420, kY420PixelFormat},
-    {V4L2_PIX_FMT_RGB24, kRGB24PixelFormat},
-    {V4L2_PIX_FMT_BGR24, kBGR24PixelFormat},
-    {V4L2_PIX_FMT_GREY, kGreyPixelFormat},
-};
-
-// What is offered of a device that names a range.
+// What is offered of a device that gives a range.
 constexpr std::pair<uint32_t, uint32_t> kUsualSizes[] = {
     {160, 120}, {176, 144},  {320, 240},  {352, 288},  {640, 360},   {640, 480},   {720, 480},   {720, 576},
     {800, 600}, {1024, 768}, {1280, 720}, {1280, 960}, {1600, 1200}, {1920, 1080}, {2560, 1440}, {3840, 2160},
 };
 constexpr double kUsualRates[] = {120, 60, 59.94, 50, 30, 29.97, 25, 24, 20, 15, 10, 5};
 
-// A driver that never ends its list is not followed further than this.
+// A driver whose list never ends is followed no further than this.
 constexpr uint32_t kMostEntries = 256;
+
+constexpr int32_t kLargestSide = 16384;
 
 struct Size {
     uint32_t width = 0;
     uint32_t height = 0;
+
+    bool operator==(const Size&) const = default;
 };
 
 bool IsUsable(Size size)
 {
-    return size.width >= 1 && size.height >= 1 && size.width <= 16384 && size.height <= 16384;
+    return size.width >= 1 && size.height >= 1 && size.width <= kLargestSide && size.height <= kLargestSide;
 }
 
 double RateOf(const v4l2_fract& interval)
@@ -63,29 +52,50 @@ bool Fits(uint32_t value, uint32_t minimum, uint32_t maximum, uint32_t step)
     return value >= minimum && value <= maximum && (step <= 1 || (value - minimum) % step == 0);
 }
 
+// The size that the device is set to, where it is set to that pixel format.
+std::optional<Size> PresentSize(const V4L2Device& device, uint32_t pixelFormat)
+{
+    V4L2Layout present;
+    if (device.Layout(VIDIOC_G_FMT, present) != 0 || (pixelFormat != 0 && present.pixelFormat != pixelFormat))
+        return std::nullopt;
+    return Size{present.width, static_cast<uint32_t>(PictureHeight(present))};
+}
+
+void Add(std::vector<Size>& sizes, Size size)
+{
+    if (IsUsable(size) && std::ranges::find(sizes, size) == sizes.end())
+        sizes.push_back(size);
+}
+
 // The sizes by trial, for drivers that can't list them.
 std::vector<Size> TrySizes(const V4L2Device& device, uint32_t pixelFormat)
 {
     std::vector<Size> sizes;
-    const auto attempt = [&](uint32_t width, uint32_t height) {
-        v4l2_format format{};
-        format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-        format.fmt.pix.width = width;
-        format.fmt.pix.height = height;
-        format.fmt.pix.pixelformat = pixelFormat;
-        format.fmt.pix.field = V4L2_FIELD_ANY;
-        if (device.Ioctl(VIDIOC_TRY_FMT, format) == 0 && format.fmt.pix.pixelformat == pixelFormat &&
-            format.fmt.pix.width == width && format.fmt.pix.height == height)
-            sizes.push_back({width, height});
+    for (const auto& [width, height] : kUsualSizes) {
+        V4L2Layout tried{.pixelFormat = pixelFormat, .width = width, .height = height};
+        if (device.Layout(VIDIOC_TRY_FMT, tried) == 0 && tried.pixelFormat == pixelFormat && tried.width == width &&
+            PictureHeight(tried) == static_cast<int32_t>(height))
+            Add(sizes, {width, height});
+    }
+    if (const auto present = PresentSize(device, sizes.empty() ? 0 : pixelFormat))
+        Add(sizes, *present);
+    return sizes;
+}
+
+// What is offered of a range: the usual sizes in it, its largest, and the one the device is set to.
+std::vector<Size> SizesIn(const v4l2_frmsize_stepwise& range, const V4L2Device& device, uint32_t pixelFormat)
+{
+    std::vector<Size> sizes;
+    const auto fits = [&](Size size) {
+        return Fits(size.width, range.min_width, range.max_width, range.step_width) &&
+               Fits(size.height, range.min_height, range.max_height, range.step_height);
     };
     for (const auto& [width, height] : kUsualSizes)
-        attempt(width, height);
-    if (sizes.empty()) {
-        v4l2_format current{};
-        current.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-        if (device.Ioctl(VIDIOC_G_FMT, current) == 0)
-            sizes.push_back({current.fmt.pix.width, current.fmt.pix.height});
-    }
+        if (fits({width, height}))
+            Add(sizes, {width, height});
+    if (const auto present = PresentSize(device, pixelFormat); present && fits(*present))
+        Add(sizes, *present);
+    Add(sizes, {range.max_width, range.max_height});
     return sizes;
 }
 
@@ -97,35 +107,56 @@ std::vector<Size> SizesOf(const V4L2Device& device, uint32_t pixelFormat)
         entry.index = i;
         entry.pixel_format = pixelFormat;
         if (device.Ioctl(VIDIOC_ENUM_FRAMESIZES, entry) != 0)
-            break;
-        if (entry.type == V4L2_FRMSIZE_TYPE_DISCRETE) {
-            sizes.push_back({entry.discrete.width, entry.discrete.height});
-            continue;
-        }
-        const auto& range = entry.stepwise;
-        for (const auto& [width, height] : kUsualSizes)
-            if (Fits(width, range.min_width, range.max_width, range.step_width) &&
-                Fits(height, range.min_height, range.max_height, range.step_height))
-                sizes.push_back({width, height});
-        if (sizes.empty())
-            sizes.push_back({range.max_width, range.max_height});
-        break;
+            return i == 0 ? TrySizes(device, pixelFormat) : sizes;
+        if (entry.type != V4L2_FRMSIZE_TYPE_DISCRETE)
+            return SizesIn(entry.stepwise, device, pixelFormat);
+        Add(sizes, {entry.discrete.width, entry.discrete.height});
     }
-    return sizes.empty() ? TrySizes(device, pixelFormat) : sizes;
+    return sizes;
 }
 
-// The rate of a device that lists none: that of its television standard, of its present setting, or the usual one.
+std::optional<double> PresentRate(const V4L2Device& device)
+{
+    v4l2_streamparm parameters{};
+    parameters.type = device.BufferType();
+    if (device.Ioctl(VIDIOC_G_PARM, parameters) != 0)
+        return std::nullopt;
+    const double rate = RateOf(parameters.parm.capture.timeperframe);
+    return rate > 0 ? std::optional(rate) : std::nullopt;
+}
+
+// The rate of a device that lists none: that of its television standard or signal, of its present setting, or the
+// usual.
 double OnlyRate(const V4L2Device& device)
 {
     v4l2_std_id standard = 0;
     if (device.Ioctl(VIDIOC_G_STD, standard) == 0 && standard != 0)
         return (standard & V4L2_STD_625_50) != 0 ? 25 : 29.97;
-    v4l2_streamparm parameters{};
-    parameters.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    if (device.Ioctl(VIDIOC_G_PARM, parameters) == 0 && parameters.parm.capture.timeperframe.denominator != 0 &&
-        parameters.parm.capture.timeperframe.numerator != 0)
-        return RateOf(parameters.parm.capture.timeperframe);
-    return 30;
+    v4l2_dv_timings timings{};
+    if (device.Ioctl(VIDIOC_G_DV_TIMINGS, timings) == 0 && timings.type == V4L2_DV_BT_656_1120) {
+        const v4l2_bt_timings& signal = timings.bt;
+        const auto pixels = static_cast<double>(V4L2_DV_BT_FRAME_WIDTH(&signal)) * V4L2_DV_BT_FRAME_HEIGHT(&signal);
+        if (pixels > 0 && signal.pixelclock > 0)
+            return static_cast<double>(signal.pixelclock) / pixels;
+    }
+    return PresentRate(device).value_or(30);
+}
+
+// What is offered of a range: the usual rates in it, its fastest, and the one the device is set to.
+std::vector<double> RatesIn(const v4l2_frmival_stepwise& range, const V4L2Device& device)
+{
+    std::vector<double> rates;
+    const auto add = [&](double rate) {
+        if (rate > 0 && std::ranges::none_of(rates, [=](double known) { return std::abs(known - rate) < 0.01; }))
+            rates.push_back(rate);
+    };
+    for (const double rate : kUsualRates)
+        if (Spans(range, rate))
+            add(rate);
+    if (const auto present = PresentRate(device); present && Spans(range, *present))
+        add(*present);
+    add(RateOf(range.min));
+    return rates;
 }
 
 std::vector<double> RatesOf(const V4L2Device& device, uint32_t pixelFormat, Size size)
@@ -139,15 +170,12 @@ std::vector<double> RatesOf(const V4L2Device& device, uint32_t pixelFormat, Size
         entry.height = size.height;
         if (device.Ioctl(VIDIOC_ENUM_FRAMEINTERVALS, entry) != 0)
             break;
-        if (entry.type == V4L2_FRMIVAL_TYPE_DISCRETE) {
-            if (const double rate = RateOf(entry.discrete); rate > 0)
-                rates.push_back(rate);
-            continue;
+        if (entry.type != V4L2_FRMIVAL_TYPE_DISCRETE) {
+            rates = RatesIn(entry.stepwise, device);
+            break;
         }
-        for (const double rate : kUsualRates)
-            if (Spans(entry.stepwise, rate))
-                rates.push_back(rate);
-        break;
+        if (const double rate = RateOf(entry.discrete); rate > 0)
+            rates.push_back(rate);
     }
     if (rates.empty())
         rates.push_back(OnlyRate(device));
@@ -155,26 +183,51 @@ std::vector<double> RatesOf(const V4L2Device& device, uint32_t pixelFormat, Size
     return rates;
 }
 
-int64_t Pixels(const CaptureFormat& format)
+template <typename Use> void ForEachPixelFormat(const V4L2Device& device, Use use)
 {
-    return int64_t{format.width} * format.height;
+    for (uint32_t i = 0; i < kMostEntries; ++i) {
+        v4l2_fmtdesc entry{};
+        entry.index = i;
+        entry.type = device.BufferType();
+        if (device.Ioctl(VIDIOC_ENUM_FMT, entry) != 0)
+            break;
+        if (const FourCharCode format = FormatOfPixelFormat(entry.pixelformat); format != 0)
+            use(entry.pixelformat, format);
+    }
 }
 
-// The pixel format by which the device knows a format code, tried in the order of the table.
-std::vector<uint32_t> PixelFormatsOf(FourCharCode format)
+// The pixel formats that may give a format in a size: those on offer first, then all that are known, for devices that
+// list none.
+std::vector<uint32_t> CandidatesFor(const std::vector<V4L2Offer>& offers, const CaptureFormat& wanted)
 {
-    std::vector<uint32_t> found;
-    for (const auto& [pixelFormat, code] : kFormats)
-        if (code == format)
-            found.push_back(pixelFormat);
-    return found;
+    std::vector<uint32_t> candidates;
+    for (const V4L2Offer& offer : offers)
+        if (offer.format.format == wanted.format && offer.format.width == wanted.width &&
+            offer.format.height == wanted.height)
+            candidates.push_back(offer.pixelFormat);
+    return candidates.empty() ? PixelFormatsOf(wanted.format) : candidates;
+}
+
+// Interlaced pictures are asked for with their fields woven; what else the driver makes of it is woven here.
+int SetLayout(const V4L2Device& device, uint32_t pixelFormat, const CaptureFormat& wanted, V4L2Layout& layout)
+{
+    v4l2_std_id standard = 0;
+    const bool isTelevision = device.Ioctl(VIDIOC_G_STD, standard) == 0 && standard != 0;
+    const bool isWholeFrame = wanted.height > ((standard & V4L2_STD_625_50) != 0 ? 288 : 240);
+    layout = {.pixelFormat = pixelFormat,
+              .width = static_cast<uint32_t>(wanted.width),
+              .height = static_cast<uint32_t>(wanted.height),
+              .field = isTelevision && isWholeFrame ? static_cast<uint32_t>(V4L2_FIELD_INTERLACED)
+                                                    : static_cast<uint32_t>(V4L2_FIELD_ANY)};
+    const int error = device.Layout(VIDIOC_S_FMT, layout);
+    return error == 0 && layout.pixelFormat != pixelFormat ? EINVAL : error;
 }
 
 void ApplyRate(const V4L2Device& device, double rate, CaptureFormat& actual)
 {
     const FrameGrid grid = FrameGrid::ForRate(rate);
     v4l2_streamparm parameters{};
-    parameters.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    parameters.type = device.BufferType();
     parameters.parm.capture.timeperframe = {static_cast<uint32_t>(grid.seconds), static_cast<uint32_t>(grid.frames)};
     actual.frameRate = rate;
     // Many devices have one rate only and don't know the call.
@@ -185,101 +238,56 @@ void ApplyRate(const V4L2Device& device, double rate, CaptureFormat& actual)
 
 } // namespace
 
-FourCharCode FormatOfPixelFormat(uint32_t pixelFormat)
+V4L2Usability JudgeFormats(const V4L2Device& device)
 {
-    const auto found = std::ranges::find(kFormats, pixelFormat, &std::pair<uint32_t, FourCharCode>::first);
-    return found == std::end(kFormats) ? 0 : found->second;
+    V4L2Usability judged;
+    ForEachPixelFormat(device, [&](uint32_t, FourCharCode format) {
+        judged.usable = true;
+        judged.color = judged.color || format != kGreyPixelFormat;
+    });
+    return judged;
 }
 
-std::vector<CaptureFormat> EnumerateFormats(const V4L2Device& device)
+std::vector<V4L2Offer> EnumerateFormats(const V4L2Device& device)
 {
-    std::vector<CaptureFormat> formats;
-    for (uint32_t i = 0; i < kMostEntries; ++i) {
-        v4l2_fmtdesc entry{};
-        entry.index = i;
-        entry.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-        if (device.Ioctl(VIDIOC_ENUM_FMT, entry) != 0)
-            break;
-        const FourCharCode code = FormatOfPixelFormat(entry.pixelformat);
-        if (code == 0)
-            continue;
-        for (const Size size : SizesOf(device, entry.pixelformat)) {
-            if (!IsUsable(size))
-                continue;
-            for (const double rate : RatesOf(device, entry.pixelformat, size)) {
+    std::vector<V4L2Offer> offers;
+    ForEachPixelFormat(device, [&](uint32_t pixelFormat, FourCharCode code) {
+        for (const Size size : SizesOf(device, pixelFormat))
+            for (const double rate : RatesOf(device, pixelFormat, size)) {
                 const CaptureFormat format{code, static_cast<int32_t>(size.width), static_cast<int32_t>(size.height),
                                            rate};
-                if (std::ranges::find(formats, format) == formats.end())
-                    formats.push_back(format);
+                if (std::ranges::find(offers, format, &V4L2Offer::format) == offers.end())
+                    offers.push_back({format, pixelFormat});
             }
-        }
-    }
-    return formats;
+    });
+    return offers;
 }
 
 CaptureFormat CurrentFormat(const V4L2Device& device)
 {
-    v4l2_format current{};
-    current.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    if (device.Ioctl(VIDIOC_G_FMT, current) != 0 || !IsUsable({current.fmt.pix.width, current.fmt.pix.height}))
+    V4L2Layout current;
+    if (device.Layout(VIDIOC_G_FMT, current) != 0 || !IsUsable({current.width, current.height}))
         return {};
-    return {FormatOfPixelFormat(current.fmt.pix.pixelformat), static_cast<int32_t>(current.fmt.pix.width),
-            static_cast<int32_t>(current.fmt.pix.height), OnlyRate(device)};
+    return {FormatOfPixelFormat(current.pixelFormat), static_cast<int32_t>(current.width), PictureHeight(current),
+            OnlyRate(device)};
 }
 
-CaptureFormat DefaultFormat(const std::vector<CaptureFormat>& offered)
-{
-    const auto rank = [](const CaptureFormat& format) {
-        const bool small = Pixels(format) <= 640 * 480;
-        const bool fits = Pixels(format) <= 1280 * 720;
-        const bool fast = format.frameRate > 29;
-        const int64_t size = fits ? Pixels(format) : -Pixels(format);
-        const bool suits = (format.format == kJpeg) != small;
-        return std::tuple(fast, fits, size, suits, -std::abs(format.frameRate - 30));
-    };
-    const auto best = std::ranges::max_element(offered, {}, rank);
-    return best == offered.end() ? CaptureFormat{} : *best;
-}
-
-CaptureFormat NearestFormat(const std::vector<CaptureFormat>& offered, const CaptureFormat& wanted)
-{
-    if (wanted.width < 1 || wanted.height < 1 || !(wanted.frameRate >= 0))
-        return {};
-    const auto distance = [&](const CaptureFormat& format) {
-        const int64_t size =
-            std::abs(int64_t{format.width} - wanted.width) + std::abs(int64_t{format.height} - wanted.height);
-        const double rate = wanted.frameRate > 0 ? std::abs(format.frameRate - wanted.frameRate) : -format.frameRate;
-        return std::tuple(size, wanted.format != 0 && format.format != wanted.format, rate);
-    };
-    const auto nearest = std::ranges::min_element(offered, {}, distance);
-    return nearest == offered.end() ? CaptureFormat{} : *nearest;
-}
-
-Result ApplyFormat(const V4L2Device& device, const CaptureFormat& wanted, CaptureFormat& actual,
-                   v4l2_pix_format& layout)
+int ApplyFormat(const V4L2Device& device, const std::vector<V4L2Offer>& offers, const CaptureFormat& wanted,
+                CaptureFormat& actual, V4L2Layout& layout)
 {
     int error = EINVAL;
-    for (const uint32_t pixelFormat : PixelFormatsOf(wanted.format)) {
-        v4l2_format format{};
-        format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-        format.fmt.pix.width = static_cast<uint32_t>(wanted.width);
-        format.fmt.pix.height = static_cast<uint32_t>(wanted.height);
-        format.fmt.pix.pixelformat = pixelFormat;
-        format.fmt.pix.field = V4L2_FIELD_ANY;
-        error = device.Ioctl(VIDIOC_S_FMT, format);
-        layout = format.fmt.pix;
-        if (error == 0 && layout.pixelformat == pixelFormat)
+    for (const uint32_t pixelFormat : CandidatesFor(offers, wanted)) {
+        error = SetLayout(device, pixelFormat, wanted, layout);
+        if (error != EINVAL)
             break;
-        if (error == 0)
-            error = EINVAL;
     }
     if (error != 0)
-        return ResultOfDeviceError(error);
-    if (!IsUsable({layout.width, layout.height}))
-        return deviceCantMeetRequest;
-    actual = {wanted.format, static_cast<int32_t>(layout.width), static_cast<int32_t>(layout.height), wanted.frameRate};
+        return error;
+    if (!IsUsable({layout.width, layout.height}) || PictureHeight(layout) > kLargestSide)
+        return ERANGE;
+    actual = {wanted.format, static_cast<int32_t>(layout.width), PictureHeight(layout), wanted.frameRate};
     ApplyRate(device, wanted.frameRate, actual);
-    return noErr;
+    return 0;
 }
 
 } // namespace platform

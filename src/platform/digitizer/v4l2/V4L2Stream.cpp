@@ -2,179 +2,132 @@
 //
 // The states follow one another: format set, buffers requested, mapped, queued, streaming. The destructor undoes
 // whatever was reached, so that each step may simply fail. A buffer is either the driver's (queued) or, between `Take`
-// and `GiveBack`, the caller's.
-//
-// A frame that is damaged goes straight back to the driver. Its sequence number is used up all the same, which is how
-// the receiver learns of the loss.
+// and `GiveBack`, the caller's. A frame that is damaged goes straight back to the driver.
 #include "platform/digitizer/v4l2/V4L2Stream.h"
 
-#include "platform/digitizer/FrameGrid.h"
-#include "platform/drawing/PixelFormat.h"
+#include "platform/clock/MonotonicClock.h"
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstring>
 
 namespace platform {
 namespace {
 
 constexpr uint32_t kBuffers = 6;
 constexpr uint32_t kFewestBuffers = 2;
-// Stamps outside of this age are not believed: the clock of the frame's arrival is used instead.
-constexpr int64_t kOldestStamp = 5'000'000'000;
-constexpr FourCharCode kJpeg = CodeOf("jpeg");
-
-v4l2_buffer EmptyBuffer(uint32_t index = 0)
-{
-    v4l2_buffer buffer{};
-    buffer.index = index;
-    buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    buffer.memory = V4L2_MEMORY_MMAP;
-    return buffer;
-}
-
-int RequestBuffers(const V4L2Device& device, uint32_t& count)
-{
-    v4l2_requestbuffers request{};
-    request.count = count;
-    request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    request.memory = V4L2_MEMORY_MMAP;
-    const int error = device.Ioctl(VIDIOC_REQBUFS, request);
-    count = request.count;
-    return error;
-}
-
-// A plane of a raw picture: its packed rows, and the distance between rows in the driver's buffer.
-struct Plane {
-    int64_t rowBytes = 0;
-    int64_t stride = 0;
-    int64_t rows = 0;
-};
-
-std::array<Plane, 3> PlanesOf(const CaptureFormat& format, int64_t stride)
-{
-    const int64_t chromaRows = (format.height + 1) / 2;
-    const int64_t chromaWidth = (format.width + 1) / 2;
-    const int64_t rowBytes = PackedRowBytes(format.format, format.width);
-    stride = std::max(stride, rowBytes);
-    std::array<Plane, 3> planes{{{rowBytes, stride, format.height}}};
-    if (format.format == kNV12PixelFormat)
-        planes[1] = {chromaWidth * 2, stride, chromaRows};
-    if (format.format == kY420PixelFormat)
-        planes[1] = planes[2] = {chromaWidth, std::max(stride / 2, chromaWidth), chromaRows};
-    return planes;
-}
 
 } // namespace
 
-std::optional<std::pair<int32_t, int32_t>> JpegSize(std::span<const uint8_t> frame)
-{
-    if (frame.size() < 4 || frame[0] != 0xFF || frame[1] != 0xD8)
-        return std::nullopt;
-    for (size_t at = 2; at + 9 <= frame.size();) {
-        if (frame[at] != 0xFF)
-            return std::nullopt;
-        const uint8_t marker = frame[at + 1];
-        if (marker == 0xFF) { // fill bytes may stand in front of a marker
-            ++at;
-            continue;
-        }
-        const size_t length = static_cast<size_t>(frame[at + 2]) << 8 | frame[at + 3];
-        const bool isFrameHeader =
-            marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
-        if (isFrameHeader) {
-            const int32_t height = frame[at + 5] << 8 | frame[at + 6];
-            const int32_t width = frame[at + 7] << 8 | frame[at + 8];
-            const bool usable = width >= 1 && height >= 1 && width <= 16384 && height <= 16384;
-            return usable ? std::optional(std::pair(width, height)) : std::nullopt;
-        }
-        if (marker == 0xDA || marker == 0xD9 || length < 2)
-            return std::nullopt;
-        at += 2 + length;
-    }
-    return std::nullopt;
-}
-
-std::unique_ptr<V4L2Stream> V4L2Stream::Begin(std::shared_ptr<V4L2Device> device, const CaptureFormat& wanted,
-                                              Size size, Result& result)
+std::unique_ptr<V4L2Stream> V4L2Stream::Begin(std::shared_ptr<V4L2Device> device, const std::vector<V4L2Offer>& offers,
+                                              const CaptureFormat& wanted, bool sameSize, int& error)
 {
     std::unique_ptr<V4L2Stream> stream(new V4L2Stream(std::move(device)));
-    result = ApplyFormat(*stream->device, wanted, stream->format, stream->layout);
-    const bool asWanted = stream->format.width == wanted.width && stream->format.height == wanted.height;
-    if (result == noErr && size == Size::AsWanted && !asWanted)
-        result = deviceCantMeetRequest;
-    if (result == noErr)
-        result = stream->MapBuffers();
-    if (result == noErr)
-        result = stream->Run();
-    return result == noErr ? std::move(stream) : nullptr;
+    error = ApplyFormat(*stream->device, offers, wanted, stream->format, stream->layout);
+    if (error != 0)
+        return nullptr;
+    if (sameSize && (stream->format.width != wanted.width || stream->format.height != wanted.height))
+        error = ERANGE;
+    stream->pictures.emplace(stream->layout);
+    stream->stamps = CaptureStamps(stream->format.frameRate);
+    if (error == 0)
+        error = stream->MapBuffers();
+    if (error == 0)
+        error = stream->Run();
+    return error == 0 ? std::move(stream) : nullptr;
 }
 
 V4L2Stream::~V4L2Stream()
 {
-    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    auto type = static_cast<int>(device->BufferType());
     if (running)
         device->Ioctl(VIDIOC_STREAMOFF, type);
-    for (const Mapping& mapping : mappings)
-        device->System().Unmap(mapping.memory, mapping.length);
+    for (const auto& planes : mappings)
+        for (const Mapping& mapping : planes)
+            device->System().Unmap(mapping.memory, mapping.length);
     // Without its buffers given back the device could not be set to another format, nor be used by anyone else.
     uint32_t none = 0;
     if (requested)
-        RequestBuffers(*device, none);
+        RequestBuffers(none);
 }
 
-Result V4L2Stream::MapBuffers()
+int V4L2Stream::Call(unsigned long request, Buffer& buffer, uint32_t index) const
+{
+    buffer = {};
+    buffer.record.index = index;
+    buffer.record.type = device->BufferType();
+    buffer.record.memory = V4L2_MEMORY_MMAP;
+    if (device->IsMultiPlanar()) {
+        buffer.record.m.planes = buffer.planes.data();
+        buffer.record.length = layout.planes;
+    }
+    return device->Ioctl(request, buffer.record);
+}
+
+int V4L2Stream::RequestBuffers(uint32_t& count) const
+{
+    v4l2_requestbuffers request{};
+    request.count = count;
+    request.type = device->BufferType();
+    request.memory = V4L2_MEMORY_MMAP;
+    const int error = device->Ioctl(VIDIOC_REQBUFS, request);
+    count = request.count;
+    return error;
+}
+
+int V4L2Stream::MapBuffers()
 {
     uint32_t count = kBuffers;
-    if (const int error = RequestBuffers(*device, count); error != 0)
-        return ResultOfDeviceError(error);
+    if (const int error = RequestBuffers(count); error != 0)
+        return error;
     requested = true;
     if (count < kFewestBuffers)
-        return notEnoughMemoryToGrab;
-    for (uint32_t i = 0; i < count; ++i) {
-        v4l2_buffer buffer = EmptyBuffer(i);
-        if (const int error = device->Ioctl(VIDIOC_QUERYBUF, buffer); error != 0)
-            return ResultOfDeviceError(error);
-        void* memory = device->System().Map(device->Descriptor(), buffer.length, buffer.m.offset);
-        if (memory == nullptr)
-            return ResultOfDeviceError(errno);
-        mappings.push_back({static_cast<uint8_t*>(memory), buffer.length});
-    }
-    return noErr;
+        return ENOMEM;
+    int error = 0;
+    for (uint32_t i = 0; i < count && error == 0; ++i)
+        error = MapPlanes(i);
+    return error;
 }
 
-Result V4L2Stream::Run()
+int V4L2Stream::MapPlanes(uint32_t index)
 {
-    for (uint32_t i = 0; i < mappings.size(); ++i) {
-        v4l2_buffer buffer = EmptyBuffer(i);
-        if (const int error = device->Ioctl(VIDIOC_QBUF, buffer); error != 0)
-            return ResultOfDeviceError(error);
+    Buffer buffer;
+    if (const int error = Call(VIDIOC_QUERYBUF, buffer, index); error != 0)
+        return error;
+    auto& planes = mappings.emplace_back();
+    const size_t count = device->IsMultiPlanar() ? layout.planes : 1;
+    for (size_t i = 0; i < count; ++i) {
+        const v4l2_plane& plane = buffer.planes[i];
+        const size_t length = device->IsMultiPlanar() ? plane.length : buffer.record.length;
+        const int64_t offset = device->IsMultiPlanar() ? plane.m.mem_offset : buffer.record.m.offset;
+        void* memory = device->System().Map(device->Descriptor(), length, offset);
+        if (memory == nullptr)
+            return errno;
+        planes.push_back({static_cast<uint8_t*>(memory), length});
     }
-    // Only devices whose source can change know the event.
-    v4l2_event_subscription subscription{};
-    subscription.type = V4L2_EVENT_SOURCE_CHANGE;
-    device->Ioctl(VIDIOC_SUBSCRIBE_EVENT, subscription);
-    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    return 0;
+}
+
+int V4L2Stream::Run()
+{
+    Buffer buffer;
+    for (uint32_t i = 0; i < mappings.size(); ++i)
+        if (const int error = Call(VIDIOC_QBUF, buffer, i); error != 0)
+            return error;
+    auto type = static_cast<int>(device->BufferType());
     const int error = device->Ioctl(VIDIOC_STREAMON, type);
     running = error == 0;
-    return ResultOfDeviceError(error);
+    return error;
 }
 
-V4L2Stream::Taken V4L2Stream::Take(CapturedFrame& frame)
+Taken V4L2Stream::Take(CapturedFrame& frame)
 {
-    current = EmptyBuffer();
-    lastError = device->Ioctl(VIDIOC_DQBUF, current);
-    if (lastError == 0 && current.index >= mappings.size())
+    lastError = Call(VIDIOC_DQBUF, current, 0);
+    if (lastError == 0 && current.record.index >= mappings.size())
         lastError = EIO;
     if (lastError != 0)
         return lastError == EAGAIN ? Taken::Nothing : Taken::Failed;
-    CountFrame(current.sequence);
-    const Mapping& mapping = mappings[current.index];
-    Taken taken = Taken::Damaged;
-    if ((current.flags & V4L2_BUF_FLAG_ERROR) == 0 && current.bytesused <= mapping.length)
-        taken = Examine({mapping.memory, current.bytesused}, frame.picture);
-    frame.captureTime = CaptureTimeOf(current);
+    CountFrame(current.record.sequence);
+    const Taken taken = Examine(frame.picture);
+    frame.captureTime = CaptureTimeOf(current.record);
     frame.sequence = sequence;
     if (taken != Taken::Frame && !GiveBack())
         return Taken::Failed;
@@ -183,86 +136,60 @@ V4L2Stream::Taken V4L2Stream::Take(CapturedFrame& frame)
 
 bool V4L2Stream::GiveBack()
 {
-    v4l2_buffer buffer = EmptyBuffer(current.index);
-    lastError = device->Ioctl(VIDIOC_QBUF, buffer);
+    Buffer buffer;
+    lastError = Call(VIDIOC_QBUF, buffer, current.record.index);
     return lastError == 0;
 }
 
-bool V4L2Stream::SourceChanged()
+// A frame too short for its format is damaged, unless the device is set to another format by now.
+Taken V4L2Stream::Examine(RawFrame& picture)
 {
-    bool changed = false;
-    v4l2_event event{};
-    while (device->Ioctl(VIDIOC_DQEVENT, event) == 0) {
-        changed |= event.type == V4L2_EVENT_SOURCE_CHANGE;
-        if (event.pending == 0)
-            break;
-    }
-    return changed;
-}
-
-V4L2Stream::Taken V4L2Stream::Examine(std::span<const uint8_t> bytes, RawFrame& picture)
-{
-    if (format.format != kJpeg)
-        return ExamineRaw(bytes, picture);
-    const auto size = JpegSize(bytes);
-    if (!size)
+    if ((current.record.flags & V4L2_BUF_FLAG_ERROR) != 0)
         return Taken::Damaged;
-    picture = {bytes, kJpeg, size->first, size->second};
-    return Taken::Frame;
-}
-
-V4L2Stream::Taken V4L2Stream::ExamineRaw(std::span<const uint8_t> bytes, RawFrame& picture)
-{
-    const auto planes = PlanesOf(format, layout.bytesperline);
-    const int64_t packedSize = PackedImageSize(format.format, format.width, format.height);
-    int64_t spread = 0;
-    int64_t needed = 0; // the last row's padding may be missing
-    for (const Plane& plane : planes) {
-        needed = plane.rows == 0 ? needed : spread + plane.stride * (plane.rows - 1) + plane.rowBytes;
-        spread += plane.stride * plane.rows;
+    const auto& planes = mappings[current.record.index];
+    std::array<std::span<const uint8_t>, 3> memory;
+    for (size_t i = 0; i < planes.size(); ++i) {
+        const v4l2_plane& plane = current.planes[i];
+        const uint32_t used = device->IsMultiPlanar() ? plane.bytesused : current.record.bytesused;
+        const uint32_t skipped = device->IsMultiPlanar() ? plane.data_offset : 0;
+        if (used > planes[i].length || skipped > used)
+            return Taken::Damaged;
+        memory[i] = {planes[i].memory + skipped, used - skipped};
     }
-    if (static_cast<int64_t>(bytes.size()) < needed)
-        return FormatIsStale() ? Taken::FormatChanged : Taken::Damaged;
-    if (needed != packedSize) {
-        packed.resize(static_cast<size_t>(packedSize));
-        const uint8_t* from = bytes.data();
-        uint8_t* to = packed.data();
-        for (const Plane& plane : planes)
-            for (int64_t row = 0; row < plane.rows; ++row, from += plane.stride, to += plane.rowBytes)
-                std::memcpy(to, from, static_cast<size_t>(plane.rowBytes));
-        bytes = packed;
+    switch (pictures->Read(std::span(memory).first(planes.size()), current.record.field, picture)) {
+    case V4L2Pictures::Found::Picture:
+        return Taken::Frame;
+    case V4L2Pictures::Found::Half:
+        return Taken::Nothing;
+    case V4L2Pictures::Found::Damaged:
+        break;
     }
-    picture = {bytes.first(static_cast<size_t>(packedSize)), format.format, format.width, format.height};
-    return Taken::Frame;
+    return FormatIsStale() ? Taken::Restart : Taken::Damaged;
 }
 
 // Whether the device is set to something else than what this run was started with.
 bool V4L2Stream::FormatIsStale() const
 {
-    v4l2_format now{};
-    now.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    return device->Ioctl(VIDIOC_G_FMT, now) == 0 &&
-           (now.fmt.pix.width != layout.width || now.fmt.pix.height != layout.height ||
-            now.fmt.pix.pixelformat != layout.pixelformat || now.fmt.pix.bytesperline != layout.bytesperline);
+    V4L2Layout now;
+    return device->Layout(VIDIOC_G_FMT, now) == 0 && now != layout;
 }
 
-// Some drivers never count, and some start anew in mid-run: a step that leads nowhere forward is taken as one frame.
+// Some drivers never count, and some start again in mid-run: a step that leads nowhere forward is taken as one frame.
 void V4L2Stream::CountFrame(uint32_t deviceSequence)
 {
-    if (lastDeviceSequence) {
+    const bool isSecondField = layout.field == V4L2_FIELD_ALTERNATE && lastDeviceSequence == deviceSequence;
+    if (lastDeviceSequence && !isSecondField) {
         const auto step = static_cast<int32_t>(deviceSequence - *lastDeviceSequence);
         sequence += step > 0 ? static_cast<uint32_t>(step) : 1;
     }
     lastDeviceSequence = deviceSequence;
 }
 
-int64_t V4L2Stream::CaptureTimeOf(const v4l2_buffer& buffer)
+int64_t V4L2Stream::CaptureTimeOf(const v4l2_buffer& record)
 {
-    const int64_t now = MonotonicNow();
-    const int64_t stamp = int64_t{buffer.timestamp.tv_sec} * 1'000'000'000 + int64_t{buffer.timestamp.tv_usec} * 1000;
-    const bool isMonotonic = (buffer.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) == V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
-    const bool isBelieved = isMonotonic && stamp > now - kOldestStamp && stamp <= now && stamp > lastCaptureTime;
-    return lastCaptureTime = isBelieved ? stamp : now;
+    const int64_t stamp = int64_t{record.timestamp.tv_sec} * 1'000'000'000 + int64_t{record.timestamp.tv_usec} * 1000;
+    const bool isMonotonic = (record.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) == V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
+    return stamps.Next(isMonotonic ? std::optional(stamp) : std::nullopt, MonotonicNow());
 }
 
 } // namespace platform

@@ -1,74 +1,67 @@
 #pragma once
 
+#include "platform/digitizer/CaptureStamps.h"
 #include "platform/digitizer/v4l2/V4L2Formats.h"
-
-#include <optional>
-#include <vector>
+#include "platform/digitizer/v4l2/V4L2Pictures.h"
 
 namespace platform {
 
 /// One run of a device: its buffers are mapped and it delivers until the object ends.
 class V4L2Stream {
 public:
-    /// What `Take` found.
-    enum class Taken { Frame, Damaged, Nothing, FormatChanged, Failed };
-
-    /// Whether a run may begin in another size than was asked for.
-    enum class Size { AsWanted, AsTheDeviceSays };
-
-    /// Sets the device to a format and starts it. Null, and a result code, when any step fails: the device is then
-    /// left as if nothing had been asked.
-    static std::unique_ptr<V4L2Stream> Begin(std::shared_ptr<V4L2Device> device, const CaptureFormat& wanted, Size size,
-                                             Result& result);
+    /// Sets the device to a format and starts it. Null, with an error number, when any step fails: the device is then
+    /// left as if nothing had been asked. Where `sameSize` is set, another size than wanted is a failure.
+    static std::unique_ptr<V4L2Stream> Begin(std::shared_ptr<V4L2Device> device, const std::vector<V4L2Offer>& offers,
+                                             const CaptureFormat& wanted, bool sameSize, int& error);
 
     V4L2Stream(const V4L2Stream&) = delete;
     V4L2Stream& operator=(const V4L2Stream&) = delete;
     ~V4L2Stream();
 
     const CaptureFormat& Format() const { return format; }
-    const V4L2Device& Device() const { return *device; }
 
-    /// Takes the next frame off the device. Its picture is borrowed from the device until `GiveBack`, which must
-    /// follow a `Frame`; nothing is to be given back otherwise.
+    /// Takes the next frame off the device. Its picture is borrowed until `GiveBack`, which must follow a `Frame`;
+    /// nothing is to be given back otherwise.
     Taken Take(CapturedFrame& frame);
     bool GiveBack();
 
-    /// Why the last `Take` or `GiveBack` failed.
-    Result Failure() const { return ResultOfDeviceError(lastError); }
-
-    /// Whether a pending event says that the source has another format now. Takes all events off the device.
-    bool SourceChanged();
+    /// The error number of the last `Take` or `GiveBack` that failed.
+    int LastError() const { return lastError; }
 
 private:
     struct Mapping {
         uint8_t* memory = nullptr;
         size_t length = 0;
     };
+    /// A buffer's record with room for its planes.
+    struct Buffer {
+        v4l2_buffer record{};
+        std::array<v4l2_plane, VIDEO_MAX_PLANES> planes{};
+    };
 
     explicit V4L2Stream(std::shared_ptr<V4L2Device> device) : device(std::move(device)) {}
-    Result MapBuffers();
-    Result Run();
-    Taken Examine(std::span<const uint8_t> bytes, RawFrame& picture);
-    Taken ExamineRaw(std::span<const uint8_t> bytes, RawFrame& picture);
+    int Call(unsigned long request, Buffer& buffer, uint32_t index) const;
+    int RequestBuffers(uint32_t& count) const;
+    int MapBuffers();
+    int MapPlanes(uint32_t index);
+    int Run();
+    Taken Examine(RawFrame& picture);
     bool FormatIsStale() const;
     void CountFrame(uint32_t deviceSequence);
-    int64_t CaptureTimeOf(const v4l2_buffer& buffer);
+    int64_t CaptureTimeOf(const v4l2_buffer& record);
 
     std::shared_ptr<V4L2Device> device;
     CaptureFormat format;
-    v4l2_pix_format layout{};
-    std::vector<Mapping> mappings;
-    v4l2_buffer current{};
-    std::vector<uint8_t> packed; // rows without their padding, for devices that have one
+    V4L2Layout layout;
+    std::optional<V4L2Pictures> pictures;
+    CaptureStamps stamps;
+    std::vector<std::vector<Mapping>> mappings; ///< by buffer and plane of memory
+    Buffer current;
     int lastError = 0;
     bool requested = false;
     bool running = false;
     std::optional<uint32_t> lastDeviceSequence;
     uint32_t sequence = 0;
-    int64_t lastCaptureTime = 0;
 };
-
-/// Width and height that a JPEG frame's header tells; nothing for bytes that are no JPEG picture.
-std::optional<std::pair<int32_t, int32_t>> JpegSize(std::span<const uint8_t> frame);
 
 } // namespace platform

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/memory/FourCharCode.h"
+
+#include <cstdint>
+
+namespace platform {
+
+/// A size, rate and layout that a device offers.
+struct CaptureFormat {
+    FourCharCode format = 0; ///< pixel format or codec, as in `RawFrame`
+    int32_t width = 0;
+    int32_t height = 0;
+    double frameRate = 0; ///< frames a second
+
+    bool operator==(const CaptureFormat&) const = default;
+};
+
+} // namespace platform

@@ -1,0 +1,199 @@
+#include "platform/digitizer/DeviceThread.h"
+
+#include "platform/clock/MonotonicClock.h"
+
+#include <cerrno>
+#include <chrono>
+#include <sys/eventfd.h>
+
+namespace platform {
+namespace {
+
+constexpr int kRetryInterval = 500;                  // milliseconds between attempts to begin
+constexpr std::chrono::milliseconds kPatience{1500}; // of a caller that starts a device
+constexpr int kPause = 5;                            // milliseconds after a wake-up for nothing
+constexpr int kSpuriousWakeups = 2;                  // in a row that pass without that pause
+constexpr int kRestartsWithoutFrame = 3;
+
+} // namespace
+
+int DeviceRun::Poll(std::span<pollfd> descriptors, int milliseconds)
+{
+    return ::poll(descriptors.data(), descriptors.size(), milliseconds);
+}
+
+Result DeviceThread::Start(FrameSink& target)
+{
+    Stop();
+    next = 0;
+    restartsWithoutFrame = 0;
+    failureReported = false;
+    return Launch(target, false);
+}
+
+void DeviceThread::Stop()
+{
+    Halt();
+    sink = nullptr;
+}
+
+Result DeviceThread::Launch(FrameSink& target, bool persistent)
+{
+    sink = &target;
+    stopEvent = UniqueFD(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    stopping = false;
+    firstResult.reset();
+    callerWaits = true;
+    thread = std::thread([=, this] { Run(persistent); });
+    std::unique_lock lock(mutex);
+    changed.wait_for(lock, kPatience, [this] { return firstResult.has_value(); });
+    callerWaits = false;
+    const Result result = firstResult.value_or(noErr);
+    lock.unlock();
+    if (result != noErr && result != noDeviceForChannel && !persistent)
+        Stop();
+    return result;
+}
+
+void DeviceThread::Halt()
+{
+    if (!thread.joinable())
+        return;
+    stopping = true;
+    eventfd_write(stopEvent.Get(), 1);
+    thread.join();
+}
+
+// Hands the result of the beginning to the caller, or to the sink of a caller that has gone on. False when the caller
+// takes it for the end.
+bool DeviceThread::ReportStart(Result result, bool persistent)
+{
+    const std::lock_guard lock(mutex);
+    firstResult = result;
+    changed.notify_all();
+    if (!callerWaits) {
+        if (result != noErr)
+            Report(result);
+        return true;
+    }
+    failureReported = failureReported || result != noErr;
+    return persistent || result == noErr || result == noDeviceForChannel;
+}
+
+void DeviceThread::Report(Result failure)
+{
+    if (!failureReported)
+        sink->CaptureFailed(failure);
+    failureReported = true;
+}
+
+void DeviceThread::Run(bool persistent)
+{
+    Result result = device.Begin();
+    if (!ReportStart(result, persistent))
+        return;
+    for (;;) {
+        if (result == noErr) {
+            result = Deliver();
+            device.End(result);
+            if (stopping)
+                return;
+            if (result == noErr && ++restartsWithoutFrame <= kRestartsWithoutFrame)
+                result = device.Begin();
+            else if (result == noErr)
+                result = deviceCantMeetRequest;
+            if (result == noErr)
+                continue;
+            Report(result);
+        }
+        if (WaitForStop(kRetryInterval))
+            return;
+        result = device.Begin();
+    }
+}
+
+// Delivers until something ends it. `noErr` means a stop, or a device that must be started again.
+Result DeviceThread::Deliver()
+{
+    firstOfRun.reset();
+    spuriousWakeups = 0;
+    silenceEnds = MonotonicNow() + device.SilenceAllowed(true);
+    for (;;) {
+        const int64_t left = std::max<int64_t>((silenceEnds - MonotonicNow()) / kNanosecondsPerMillisecond, 0);
+        pollfd descriptors[] = {{stopEvent.Get(), POLLIN, 0}, device.Waiting()};
+        const int ready = device.Poll(descriptors, static_cast<int>(left));
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready < 0)
+            return ioErr;
+        if (descriptors[0].revents != 0)
+            return noErr;
+        CapturedFrame frame;
+        if (ready > 0)
+            if (const auto end = Handle(device.Take(descriptors[1].revents, frame), frame))
+                return *end;
+        if (MonotonicNow() < silenceEnds)
+            continue;
+        if (const auto end = Handle(device.Silent(), frame))
+            return *end;
+        silenceEnds = MonotonicNow() + device.SilenceAllowed(false);
+    }
+}
+
+// Acts on what was taken. A result ends the delivery.
+std::optional<Result> DeviceThread::Handle(Taken taken, CapturedFrame& frame)
+{
+    spuriousWakeups = taken == Taken::Nothing ? spuriousWakeups + 1 : 0;
+    switch (taken) {
+    case Taken::Frame:
+        DeliverFrame(frame);
+        if (!device.GiveBack())
+            return device.Failure();
+        [[fallthrough]];
+    case Taken::Alive:
+        failureReported = false;
+        restartsWithoutFrame = 0;
+        silenceEnds = MonotonicNow() + device.SilenceAllowed(false);
+        return std::nullopt;
+    case Taken::Damaged:
+        sink->FrameDamaged(CountFrame(frame.sequence));
+        return std::nullopt;
+    case Taken::Nothing:
+        // Without a pause a driver that calls for ever would keep a processor busy.
+        if (spuriousWakeups > kSpuriousWakeups)
+            WaitForStop(kPause);
+        return std::nullopt;
+    case Taken::Restart:
+        return noErr;
+    case Taken::Failed:
+        break;
+    }
+    const Result failure = device.Failure();
+    return failure == noErr ? ioErr : failure;
+}
+
+uint32_t DeviceThread::CountFrame(uint32_t deviceSequence)
+{
+    if (!firstOfRun) {
+        firstOfRun = deviceSequence;
+        base = next == 0 ? 0 : next + 1;
+    }
+    const uint32_t sequence = base + (deviceSequence - *firstOfRun);
+    next = sequence + 1;
+    return sequence;
+}
+
+void DeviceThread::DeliverFrame(CapturedFrame& frame)
+{
+    frame.sequence = CountFrame(frame.sequence);
+    sink->FrameArrived(frame);
+}
+
+// True when the caller stops the device within that time.
+bool DeviceThread::WaitForStop(int milliseconds)
+{
+    pollfd stop{stopEvent.Get(), POLLIN, 0};
+    return ::poll(&stop, 1, milliseconds) > 0;
+}
+
+} // namespace platform

@@ -1,0 +1,127 @@
+#pragma once
+
+#include "platform/digitizer/Digitizer.h"
+#include "platform/digitizer/UniqueFD.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <poll.h>
+#include <span>
+#include <thread>
+
+namespace platform {
+
+/// What a look at a device found.
+enum class Taken {
+    Frame,   ///< a good frame, borrowed until it is given back
+    Alive,   ///< frames that went another way
+    Damaged, ///< a frame that is no picture
+    Nothing, ///< nothing to deliver
+    Restart, ///< the device must be started again at once: its format has changed, or its bus was reset
+    Failed,  ///< the device is gone or broken
+};
+
+/// A device as its thread runs it. All calls come from that thread.
+class DeviceRun {
+public:
+    virtual ~DeviceRun() = default;
+
+    /// Opens the device where need be, puts back what was requested of it, and starts it.
+    virtual Result Begin() = 0;
+
+    /// Stops the device. After a failure (`why` other than `noErr`) it is closed as well.
+    virtual void End(Result why) = 0;
+
+    /// What becomes ready when there is something to take; descriptor -1 for a device that is only watched for silence.
+    virtual pollfd Waiting() const = 0;
+    virtual int Poll(std::span<pollfd> descriptors, int milliseconds);
+
+    /// Takes what is ready. The frame's sequence number counts from any number at the start of the run.
+    virtual Taken Take(short events, CapturedFrame& frame) = 0;
+
+    /// Gives the frame of the last `Take` back; false means a failure.
+    virtual bool GiveBack() { return true; }
+
+    /// Why the last call failed.
+    virtual Result Failure() const = 0;
+
+    /// Nanoseconds without a good frame after which `Silent` is asked.
+    virtual int64_t SilenceAllowed(bool beforeFirstFrame) const = 0;
+
+    /// What silence means: `Nothing` where all is well (a long exposure), `Restart`, or `Failed`.
+    virtual Taken Silent() { return Taken::Failed; }
+};
+
+/// The thread that keeps a device delivering: the one state machine of all families.
+///
+/// Its states: stopped; delivering; away. `Start` begins delivery and waits a moment for the result. A device that
+/// fails in mid-run is reported once, ended, and begun again at one interval until it delivers or is stopped; the next
+/// outage is reported when a good frame has come in between. Only good frames count as life: a device that sends
+/// nothing but damaged ones has failed like a silent one. Sequence numbers go on over all of this, with a gap of one
+/// for each interruption.
+class DeviceThread {
+public:
+    explicit DeviceThread(DeviceRun& device) : device(device) {}
+    DeviceThread(const DeviceThread&) = delete;
+    DeviceThread& operator=(const DeviceThread&) = delete;
+    ~DeviceThread() { Stop(); }
+
+    /// As `Digitizer::Start`. A device that takes more than a moment to start counts as started; its failure is then
+    /// reported to the sink.
+    Result Start(FrameSink& sink);
+
+    /// Returns when no further call of the sink can come and the device has ended.
+    void Stop();
+
+    bool IsRunning() const { return sink != nullptr; }
+
+    /// Stops a running device, makes a change, and goes on: the result is that of the change, else of the beginning. A
+    /// device that refuses to begin is tried again until it is stopped.
+    template <typename Change> Result Around(Change change)
+    {
+        FrameSink* const running = sink;
+        Halt();
+        const Result result = change();
+        const Result begun = running == nullptr ? noErr : Launch(*running, true);
+        return result != noErr ? result : begun;
+    }
+
+    /// Whether the caller wants the device to stop; for calls that take long.
+    bool IsStopping() const { return stopping; }
+
+private:
+    Result Launch(FrameSink& target, bool persistent);
+    void Halt();
+    void Run(bool persistent);
+    bool ReportStart(Result result, bool persistent);
+    void Report(Result failure);
+    Result Deliver();
+    std::optional<Result> Handle(Taken taken, CapturedFrame& frame);
+    uint32_t CountFrame(uint32_t deviceSequence);
+    void DeliverFrame(CapturedFrame& frame);
+    bool WaitForStop(int milliseconds);
+
+    DeviceRun& device;
+    FrameSink* sink = nullptr;
+    std::thread thread;
+    UniqueFD stopEvent;
+    std::atomic<bool> stopping{false};
+
+    std::mutex mutex; // guards the handing over of the first result
+    std::condition_variable changed;
+    std::optional<Result> firstResult;
+    bool callerWaits = false;
+
+    // The thread's own while it runs.
+    bool failureReported = false;
+    bool restart = false;
+    int restartsWithoutFrame = 0;
+    int spuriousWakeups = 0;
+    int64_t silenceEnds = 0;
+    std::optional<uint32_t> firstOfRun; ///< the device's own number of the first frame of this run
+    uint32_t base = 0;                  ///< our number of that frame
+    uint32_t next = 0;                  ///< our number of the frame after the last one
+};
+
+} // namespace platform

@@ -1,0 +1,99 @@
+#include "platform/digitizer/ImageControls.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace platform {
+namespace {
+
+constexpr int64_t kAnalogScale = 65535;
+
+bool HasRange(const ImageControl& control)
+{
+    return control.kind == ImageControl::Kind::Integer;
+}
+
+FourCharCode FeatureOf(AnalogControl analog)
+{
+    switch (analog) {
+    case AnalogControl::Brightness:
+        return CodeOf("brit");
+    case AnalogControl::Hue:
+        return CodeOf("hue ");
+    case AnalogControl::Contrast:
+        return kContrastFeature;
+    case AnalogControl::Saturation:
+        return CodeOf("satu");
+    case AnalogControl::Sharpness:
+        return CodeOf("shrp");
+    case AnalogControl::WhiteLevel:
+        break;
+    }
+    return CodeOf("gmma");
+}
+
+} // namespace
+
+const ImageControl* FindFeature(const std::vector<ImageControl>& controls, FourCharCode feature)
+{
+    for (size_t place = 0; feature != 0 && place < 2; ++place)
+        for (const ImageControl& control : controls)
+            if (control.features[place] == feature && HasRange(control))
+                return &control;
+    return nullptr;
+}
+
+const ImageControl* FindAnalog(const std::vector<ImageControl>& controls, AnalogControl analog)
+{
+    const ImageControl* found = FindFeature(controls, FeatureOf(analog));
+    if (found == nullptr && analog == AnalogControl::WhiteLevel)
+        found = FindFeature(controls, CodeOf("gain"));
+    return found != nullptr && found->maximum > found->minimum ? found : nullptr;
+}
+
+// In double precision: the range of a 64-bit control may be wider than 64 signed bits.
+uint16_t AnalogValueOf(const ImageControl& control)
+{
+    const auto range = static_cast<double>(control.maximum) - static_cast<double>(control.minimum);
+    const auto offset = static_cast<double>(std::clamp(control.value, control.minimum, control.maximum)) -
+                        static_cast<double>(control.minimum);
+    return range <= 0 ? 0 : static_cast<uint16_t>(offset * kAnalogScale / range + 0.5);
+}
+
+int64_t ValueOfAnalog(const ImageControl& control, uint16_t value)
+{
+    const auto range = static_cast<double>(control.maximum) - static_cast<double>(control.minimum);
+    const double wanted = static_cast<double>(control.minimum) + value * range / kAnalogScale;
+    return HeldInRange(control, wanted >= 9.2e18 ? control.maximum : static_cast<int64_t>(std::floor(wanted + 0.5)));
+}
+
+int64_t HeldInRange(const ImageControl& control, int64_t value)
+{
+    const int64_t held = std::clamp(value, control.minimum, std::max(control.minimum, control.maximum));
+    const auto step = static_cast<uint64_t>(std::max<int64_t>(control.step, 1));
+    const auto offset = static_cast<uint64_t>(held) - static_cast<uint64_t>(control.minimum);
+    const auto range = static_cast<uint64_t>(control.maximum) - static_cast<uint64_t>(control.minimum);
+    const uint64_t stepped = std::min((offset / step + (offset % step >= (step + 1) / 2 ? 1 : 0)), range / step) * step;
+    return static_cast<int64_t>(static_cast<uint64_t>(control.minimum) + stepped);
+}
+
+Result WriteInOrder(const std::vector<ImageControl>& controls, const ControlValues& values,
+                    const std::function<Result(uint32_t, int64_t)>& write)
+{
+    const auto isSwitch = [&](const auto& value) {
+        return std::ranges::find(controls, value.first, &ImageControl::automaticSwitch) != controls.end();
+    };
+    ControlValues ordered = values;
+    std::ranges::stable_partition(ordered, isSwitch);
+    ControlValues refused;
+    for (const auto& [identity, value] : ordered)
+        if (write(identity, value) != noErr)
+            refused.emplace_back(identity, value);
+    Result result = noErr;
+    for (const auto& [identity, value] : refused)
+        if (const Result again = write(identity, value); again != noErr)
+            result = again;
+    return result;
+}
+
+} // namespace platform
