@@ -173,7 +173,8 @@ void VelmoraCanvas::VideoCaptureSize(int32_t width, int32_t height)
 CaptureCounts VelmoraCanvas::VideoCounts()
 {
     const platform::SGChannelCounts counts = platform::SGGetChannelCounts(sgVideoChannel);
-    return {.delivered = counts.delivered, .lost = counts.droppedInQueue + counts.lostBeforeUs + counts.unreadable};
+    return {.delivered = counts.delivered,
+            .lost = counts.droppedInQueue + counts.lostBeforeUs + counts.unreadable + counts.damaged};
 }
 
 int32_t VelmoraCanvas::VideoTimeScale()

@@ -225,10 +225,9 @@ TEST_F(CamcorderTest, ARecordingLivesThroughWhatTapesAndCablesDo)
 
     bus->isPlugged = false;
     Stream().DvStreamFailed(platform::noDeviceForChannel);
-    canvas().Idle();
-    EXPECT_EQ(errors.size(), 1U);
-    while (bus->streaming != nullptr)
+    for (; errors.empty(); canvas().Idle())
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_EQ(errors.size(), 1U);
     bus->isPlugged = true;
     for (size_t i = 13; i < 20; ++i)
         Play(ntsc.frames[i]);

@@ -220,6 +220,14 @@ void VideoChannel::FrameArrived(const CapturedFrame& frame)
         Workers().Submit({std::move(sample), picture.format, picture.width, picture.height, std::move(settings)});
 }
 
+// Its number is used up: it is not counted as lost on top of this.
+void VideoChannel::FrameDamaged(uint32_t sequence)
+{
+    CountLost(sequence);
+    if (Accepting())
+        ++counts.damaged;
+}
+
 void VideoChannel::CountLost(uint32_t sequence)
 {
     const uint32_t step = lastSequence ? sequence - *lastSequence : 1;

@@ -59,6 +59,7 @@ private:
     Result StartDevice() override { return digitizer->Start(*this); }
     void StopDevice() override;
     void FrameArrived(const CapturedFrame& frame) override;
+    void FrameDamaged(uint32_t sequence) override;
     void CaptureFailed(Result result) override { NoteFailure(result); }
 
     void AdoptDevice(std::shared_ptr<Digitizer> device);
