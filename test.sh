@@ -35,6 +35,4 @@ run() {
     $runner ctest --test-dir "build/$preset" --output-on-failure -j "$(nproc)" "$@"
 }
 run --label-exclude whole "$@"
-# These watch single frames and wait for windows. A machine shared with others may stand still for longer than that;
-# a fault of ours shows each time.
-if $whole; then run --label-regex whole --repeat until-pass:3 "$@"; fi
+if $whole; then run --label-regex whole "$@"; fi

@@ -155,6 +155,9 @@ public:
     virtual String SoundDevice(int32_t index);
     virtual String SoundDeviceName();
     virtual bool SoundDeviceAvailable(int32_t index);
+    /// Takes the device of that name; 0, or the platform's code, which is not an event.
+    virtual int32_t ChooseVideoDevice(const String& name);
+    virtual int32_t ChooseSoundDevice(const String& name);
     virtual int32_t SoundInput(); ///< from 0, or -1
     virtual void SoundInput(int32_t index);
 

@@ -1,5 +1,5 @@
-// What devices the two channels could use and do use. Nothing is cached and nothing is chosen here, but for the input
-// of the sound driver: a channel's device changes by the settings dialog or by restored settings.
+// What devices the two channels could use and do use. Nothing is cached. In the windows a channel's device changes by the
+// settings dialog or by restored settings; the terminal program chooses devices by their names.
 //
 // Each question takes a new list of the channel. The list before it is forgotten, not disposed; the one that is left at
 // the control's end is.
@@ -78,6 +78,13 @@ String NameOfDeviceInUse(int32_t channel)
     return device.PString(0);
 }
 
+int32_t ChooseDevice(int32_t channel, const String& name)
+{
+    MemoryBlock text(256);
+    text.PString(0, name);
+    return platform::SGSetChannelDevice(channel, text.Pointer());
+}
+
 } // namespace
 
 int32_t VelmoraCanvas::VideoDeviceCount()
@@ -130,6 +137,16 @@ String VelmoraCanvas::VideoDeviceName()
 String VelmoraCanvas::SoundDeviceName()
 {
     return NameOfDeviceInUse(sgSoundChannel);
+}
+
+int32_t VelmoraCanvas::ChooseVideoDevice(const String& name)
+{
+    return ChooseDevice(sgVideoChannel, name);
+}
+
+int32_t VelmoraCanvas::ChooseSoundDevice(const String& name)
+{
+    return ChooseDevice(sgSoundChannel, name);
 }
 
 bool VelmoraCanvas::VideoDeviceAvailable(int32_t index)

@@ -7,6 +7,10 @@
 #include "platform/grabber/SequenceGrabber.h"
 #include "platform/sound/SoundInput.h"
 
+#include <cstdio>
+#include <thread>
+#include <unistd.h>
+
 namespace platform {
 
 void StartPlatform()
@@ -17,6 +21,15 @@ void StartPlatform()
     AddSoundSources({.list = ListDvSoundSources, .open = OpenDvSoundSource});
     StartIsochronousDataHandler();
     StartSequenceGrabber();
+}
+
+void EndWithin(std::chrono::milliseconds time, int exitCode)
+{
+    std::thread([time, exitCode] {
+        std::this_thread::sleep_for(time);
+        std::fflush(nullptr);
+        _exit(exitCode);
+    }).detach();
 }
 
 } // namespace platform

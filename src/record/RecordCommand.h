@@ -10,11 +10,14 @@ struct RecordCommand {
     double seconds = 0; ///< 0: until interrupted
     int width = 0;      ///< 0: the device's own size
     int height = 0;
+    std::string camera;     ///< by name; empty: the one in use
+    std::string microphone; ///< by name, or "none"; empty: the one in use
     std::string settingsFile;
     std::string output;
     bool listDevices = false;
     bool help = false;
-    bool live = false; ///< decode the live picture as the window does, for comparison
+    bool force = false; ///< replace a file of that name
+    bool live = false;  ///< decode the live picture as the window does, for comparison
 };
 
 /// Reads the command line. Nothing, with the reason in `problem`, for one that makes no sense.

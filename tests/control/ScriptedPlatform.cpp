@@ -210,6 +210,7 @@ Fixed SGGetSoundInputRate(SGChannel c) { return Play("SGGetSoundInputRate", c); 
 Result SGSetAdditionalSoundRates(SGChannel c, int32_t rates) { return Play("SGSetAdditionalSoundRates", c, At(rates)); }
 Result SGGetChannelDeviceList(SGChannel c, int32_t flags, Address list) { return Play("SGGetChannelDeviceList", c, flags, At(list)); }
 Result SGDisposeDeviceList(SGComponent s, int32_t list) { return Play("SGDisposeDeviceList", Session(s), list); }
+Result SGSetChannelDevice(SGChannel c, Address name) { return Play("SGSetChannelDevice", c, At(name)); }
 Result SGGetChannelDeviceAndInputNames(SGChannel c, Address device, Address input, Address number) { return Play("SGGetChannelDeviceAndInputNames", c, At(device), At(input), At(number)); }
 Result SGGetSettings(SGComponent s, Address settings, int32_t flags) { return Play("SGGetSettings", Session(s), At(settings), flags); }
 Result SGSetSettings(SGComponent s, int32_t settings, int32_t flags) { return Play("SGSetSettings", Session(s), settings, flags); }

@@ -3,19 +3,23 @@
 // next number and the time of its place on the grid.
 //
 //   test_camera [--name NAME] [--size WxH]... [--rate N]... [--format yuyv|mjpeg]... [--jitter PERCENT]
-//               [--quality N] [--frame-bytes N] [--silent]
+//               [--quality N] [--frame-bytes N] [--log FILE] [--silent]
 //
 // Sizes, rates and formats that are named more than once are all offered. MJPEG frames are brought to about
-// --frame-bytes by noise in the still part of the picture. With --silent the node exists and never delivers. "ready"
-// is printed once the node is at the server. It ends at SIGTERM, SIGINT, or with the process that started it.
+// --frame-bytes by noise in the still part of the picture. The log has a line for each frame, "made NUMBER
+// FINGERPRINT", or "starved NUMBER" when the receiver had left no buffer for it. With --silent the node exists and
+// never delivers. "ready" is printed once the node is at the server. It ends at SIGTERM, SIGINT, or with the process
+// that started it.
 #include "SplicedJpeg.h"
 #include "platform/digitizer/FrameGrid.h"
+#include "platform/digitizer/FrameTrace.h"
 #include "platform/digitizer/testpattern/TestPatternLayout.h"
 #include "platform/drawing/PixelFormat.h"
 
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <fstream>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -47,6 +51,7 @@ struct Options {
     double jitter = 0;
     int quality = 90;
     size_t frameBytes = 0;
+    std::string log;
     bool silent = false;
 };
 
@@ -138,7 +143,7 @@ private:
 
 class Camera {
 public:
-    explicit Camera(Options wanted) : options(std::move(wanted))
+    explicit Camera(Options wanted) : options(std::move(wanted)), log(options.log)
     {
         for (const auto& [width, height] : options.sizes)
             for (const bool compressed : {false, true})
@@ -337,6 +342,7 @@ private:
         pw_buffer* buffer = pw_stream_dequeue_buffer(stream);
         if (buffer == nullptr || pictures == nullptr) {
             std::cerr << "test_camera: no free buffer for frame " << made << '\n';
+            log << "starved " << made << std::endl;
             if (++starved == kStarved)
                 Suspend();
             return;
@@ -350,6 +356,8 @@ private:
             data.chunk->offset = 0;
             data.chunk->stride = stride;
             data.chunk->size = static_cast<uint32_t>(size);
+            if (log.is_open())
+                log << "made " << made << ' ' << FingerprintOf({static_cast<uint8_t*>(data.data), size}) << std::endl;
             if (auto* header = static_cast<spa_meta_header*>(
                     spa_buffer_find_meta_data(buffer->buffer, SPA_META_Header, sizeof(spa_meta_header)))) {
                 header->pts = grid.TimeOf(shown);
@@ -364,6 +372,7 @@ private:
     void Quit() { pw_main_loop_quit(loop); }
 
     Options options;
+    std::ofstream log; // closed unless one is asked for
     pw_main_loop* loop = nullptr;
     pw_stream* stream = nullptr;
     spa_source* timer = nullptr;
@@ -404,6 +413,8 @@ bool ReadOptions(int count, char** arguments, Options& options)
             options.formats.push_back(value);
         else if (name == "--jitter")
             options.jitter = std::stod(value);
+        else if (name == "--log")
+            options.log = value;
         else if (name == "--quality")
             options.quality = std::stoi(value);
         else if (name == "--frame-bytes")

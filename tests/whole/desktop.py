@@ -179,6 +179,11 @@ class Velmora:
         arguments = [*self.picture(), *seconds]
         return self.screen.output(reader, self.screen.memory, *map(str, arguments)).split()
 
+    def watch_pattern(self, seconds):
+        """Each frame number as it appears, with the milliseconds for which nobody had looked before it."""
+        words = self.read_pattern(seconds, "looks")
+        return list(zip(map(int, words[::2]), map(float, words[1::2])))
+
     def frame_number(self):
         first = self.read_pattern()[:1]
         return int(first[0]) if first and first[0] != "none" else None
@@ -249,6 +254,35 @@ class Camera:
     def stop(self):
         self.process.kill()
         self.process.wait()
+
+
+class FrameTrace:
+    """The way of each frame from the camera to the screen, so that of a missing one the last station is known: the
+    camera's own log, then what the program writes at its stations, then who looked at the screen."""
+
+    def __init__(self, screen):
+        self.made = os.path.join(screen.folder, "frames-made")
+        self.passed = os.path.join(screen.folder, "frames-passed")
+        screen.environment["VELMORA_FRAME_TRACE"] = self.passed
+
+    @staticmethod
+    def lines(path):
+        with open(path, encoding="ascii") as file:
+            return [line.split() for line in file]
+
+    def stations(self):
+        """For each frame that the camera made, its last station before the screen."""
+        stations, fingerprints, captured = {}, {}, {}
+        for event, number, *fingerprint in self.lines(self.made):
+            stations[int(number)] = "camera" if event == "made" else "camera, for want of a free buffer"
+            fingerprints.update({mark: int(number) for mark in fingerprint})
+        for event, _, capture, *fingerprint in self.lines(self.passed):
+            if event == "arrived":
+                captured[capture] = fingerprints.get(fingerprint[0])
+                stations[captured[capture]] = "queue"
+            elif capture in captured:
+                stations[captured[capture]] = "screen" if event == "shown" else "main thread, which skipped its picture"
+        return stations
 
 
 def probe(path):

@@ -2,6 +2,8 @@
 //
 //   read_pattern FILE X Y WIDTH HEIGHT          the frame number, then what stands in the four corners, one a line
 //   read_pattern FILE X Y WIDTH HEIGHT SECONDS  every frame number as it appears, one a line
+//   read_pattern FILE X Y WIDTH HEIGHT SECONDS looks   the same, and behind each the longest time in milliseconds for
+//                                               which this program did not look since the number before
 //   read_pattern FILE X Y WIDTH HEIGHT first    the monotonic time at which the first one is seen, in seconds
 
 #include "platform/digitizer/testpattern/TestPatternLayout.h"
@@ -11,12 +13,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <span>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -73,20 +77,27 @@ void PrintOnce(const uint8_t* picture, int32_t width, int32_t height, int32_t ro
         std::printf("%s\n", CornerName(ReadCornerMark(corner, picture, width, height, rowBytes)));
 }
 
+enum class Report { Numbers, NumbersAndLooks, FirstTime };
+
 // Prints each number as it appears; or the time of the first one, and nothing when none comes.
-void Watch(const uint8_t* picture, int32_t width, int32_t height, int32_t rowBytes, double seconds, bool onlyFirst)
+void Watch(const uint8_t* picture, int32_t width, int32_t height, int32_t rowBytes, double seconds, Report report)
 {
     using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + std::chrono::duration<double>(seconds);
+    auto looked = Clock::now();
+    const auto end = looked + std::chrono::duration<double>(seconds);
+    Clock::duration longestPause{};
     std::optional<uint32_t> last;
-    while (Clock::now() < end) {
+    while (looked < end) {
         const auto number = ReadFrameNumber(picture, width, height, rowBytes);
-        if (number && onlyFirst) {
-            std::printf("%.4f\n", std::chrono::duration<double>(Clock::now().time_since_epoch()).count());
+        const auto now = Clock::now();
+        longestPause = std::max(longestPause, now - std::exchange(looked, now));
+        if (number && report == Report::FirstTime) {
+            std::printf("%.4f\n", std::chrono::duration<double>(now.time_since_epoch()).count());
             return;
         }
         if (number && number != last) {
-            std::printf("%u\n", *number);
+            const double pause = std::chrono::duration<double, std::milli>(std::exchange(longestPause, {})).count();
+            report == Report::NumbersAndLooks ? std::printf("%u %.1f\n", *number, pause) : std::printf("%u\n", *number);
             last = number;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -99,7 +110,7 @@ int main(int argc, char** argv)
 {
     Screen screen;
     if (argc < 6 || !OpenScreen(argv[1], screen)) {
-        std::fprintf(stderr, "usage: read_pattern FILE X Y WIDTH HEIGHT [SECONDS]\n");
+        std::fprintf(stderr, "usage: read_pattern FILE X Y WIDTH HEIGHT [SECONDS [looks]]\n");
         return 2;
     }
     const int32_t x = std::atoi(argv[2]), y = std::atoi(argv[3]), width = std::atoi(argv[4]),
@@ -109,10 +120,12 @@ int main(int argc, char** argv)
         return 2;
     }
     const uint8_t* picture = screen.pixels + int64_t{y} * screen.rowBytes + int64_t{x} * 4;
-    const bool onlyFirst = argc > 6 && std::string_view(argv[6]) == "first";
-    if (argc > 6)
-        Watch(picture, width, height, screen.rowBytes, onlyFirst ? 10 : std::atof(argv[6]), onlyFirst);
-    else
+    if (argc <= 6)
         PrintOnce(picture, width, height, screen.rowBytes);
+    else if (std::string_view(argv[6]) == "first")
+        Watch(picture, width, height, screen.rowBytes, 10, Report::FirstTime);
+    else
+        Watch(picture, width, height, screen.rowBytes, std::atof(argv[6]),
+              argc > 7 ? Report::NumbersAndLooks : Report::Numbers);
     return 0;
 }

@@ -9,7 +9,8 @@ import time
 from desktop import Camera, Failure, Screen, Velmora, decode_errors, probe, wait_for
 
 PROGRAMS = os.environ["VELMORA_PROGRAMS"]
-FOLDER = tempfile.mkdtemp(prefix="velmora-settings-")
+PLACE = tempfile.TemporaryDirectory(prefix="velmora-settings-")  # goes with the process
+FOLDER = PLACE.name
 FRONT = ("--name", "Front Camera", "--size", "640x480", "--format", "yuyv")
 DESK = ("--name", "Desk Camera", "--size", "1280x720", "--size", "640x360", "--format", "mjpeg")
 VIDEO, SOUND = 4, 3  # places in the menu bar

@@ -35,6 +35,7 @@
 
 #include "platform/compression/DecompressionSequence.h"
 #include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/FrameTrace.h"
 #include "platform/memory/CodeAddress.h"
 
 #include <algorithm>
@@ -176,6 +177,7 @@ Result Session::HandOverFrame(VideoChannel& channel, bool ending)
     if (!frame)
         return noErr;
     channel.description = frame->description;
+    TraceHandOver(frame->captureTime, true);
     // A driver that falls behind may give several frames one time; in a movie each must last.
     frame->captureTime = std::max(frame->captureTime, channel.newest.captureTime + kShortestFrame);
     NoteFrame(frame->captureTime);

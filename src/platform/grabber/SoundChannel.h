@@ -22,8 +22,8 @@ public:
     SoundChannel(SampleQueue& queue, std::shared_ptr<SoundSource> source);
     ~SoundChannel() override;
 
-    /// A channel on the source of that identity or name, else on the default one. Where only the Test Tone is left, that
-    /// stands in until a real source comes, and is silent as long as a sound server has not answered yet.
+    /// A channel on the source of that identity or name, else on the default one. Where only the Test Tone is left,
+    /// that stands in until a real source comes, and is silent as long as a sound server has not answered yet.
     static std::shared_ptr<SoundChannel> OnBestSource(SampleQueue& queue, const std::string& identity = {},
                                                       const std::string& name = {});
 

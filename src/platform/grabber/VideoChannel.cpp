@@ -10,6 +10,7 @@
 
 #include "platform/grabber/DeviceLists.h"
 #include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/FrameTrace.h"
 
 #include <algorithm>
 #include <cmath>
@@ -205,6 +206,7 @@ void VideoChannel::FrameArrived(const CapturedFrame& frame)
         ++counts.unreadable;
         return;
     }
+    TraceArrival(frame.captureTime, picture.bytes);
     Sample sample;
     sample.data = SampleData::CopyOf(picture.bytes);
     sample.captureTime = frame.captureTime;

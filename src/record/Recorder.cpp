@@ -1,0 +1,404 @@
+// A recording from the command line.
+//
+// The control wants a window to live in, so there is one that is never shown. It runs in direct mode with no picture
+// drawn during the recording, which spares the decoding of frames that nobody sees; `--live` runs it as the main window
+// does.
+//
+// The recorder is a state machine on one timer. Opening: the devices are open, and a sound server may still owe its
+// answer. Waiting for the picture: until the first frame has come, so that the movie begins with one. Recording: until
+// its time is over, a signal comes, or the writer fails. In each case the movie is finished; what went wrong on the way
+// is in the exit code.
+#include "record/Recorder.h"
+
+#include "framework/Application.h"
+#include "framework/TextStreams.h"
+#include "platform/Platform.h"
+#include "platform/digitizer/testpattern/TestPattern.h"
+#include "platform/memory/ResultCodes.h"
+#include "platform/movies/MovieRecovery.h"
+#include "platform/sound/SoundSource.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <unistd.h>
+
+namespace velmora {
+namespace {
+
+constexpr auto kLongestWaitForPicture = std::chrono::seconds(5);
+constexpr auto kLongestWaitForSoundServer = std::chrono::seconds(4);
+constexpr auto kLongestRelease = std::chrono::seconds(3);
+constexpr const char* kTestTone = "Test Tone";
+constexpr const char* kNoMicrophone = "none";
+constexpr const char* kSeeList = "; --list-devices shows those there are";
+constexpr int kVideoNodes = 64;
+
+volatile std::sig_atomic_t interrupted = 0;
+
+double SecondsSince(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void Say(const std::string& message)
+{
+    std::fprintf(stderr, "%svelmora-record: %s\n", isatty(STDOUT_FILENO) != 0 ? "\n" : "", message.c_str());
+}
+
+std::string Seconds(double seconds)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f s", seconds);
+    return text;
+}
+
+// A camera that exists, but not for this user; empty when there is none.
+std::string ForbiddenCamera()
+{
+    for (int node = 0; node < kVideoNodes; ++node) {
+        const std::string path = "/dev/video" + std::to_string(node);
+        if (access(path.c_str(), R_OK | W_OK) != 0 && errno == EACCES)
+            return path;
+    }
+    return {};
+}
+
+} // namespace
+
+void Recorder::Interrupt()
+{
+    interrupted = 1;
+}
+
+void Recorder::CreateControls()
+{
+    auto control = std::make_shared<VelmoraCanvas>();
+    control->Constructor(Reference<VelmoraCanvas>(control));
+    canvas = Add<VelmoraCanvas>("VelmoraCanvas1", control);
+    canvas->Place(0, 0, 640, 480);
+    canvas->EnableSound = true;
+    canvas->UseDataProc = command.live;
+    canvas->Error = [this](int32_t result) { Failure(result); };
+    canvas->Open = [this] { Open(); };
+    timer = Add<framework::Timer>("ProgressTimer");
+    timer->Period(100);
+    timer->Action = [this] { Tick(); };
+}
+
+ExitCode Recorder::Run()
+{
+    std::string problem;
+    switch (output.Check(command.force, problem)) {
+    case RecordingOutput::Refusal::None:
+        break;
+    case RecordingOutput::Refusal::Unwritable:
+        Fail(ExitCode::Unwritable, problem);
+        return exitCode;
+    case RecordingOutput::Refusal::DiskFull:
+        Fail(ExitCode::DiskFull, problem);
+        return exitCode;
+    }
+    framework::SetMsgBoxHandler([this](const String& text) { MessageShown(text.Bytes()); });
+    Construct();
+    if (state != State::Done)
+        framework::RunEventLoop();
+    // A loop that something else has ended leaves the movie to be finished here.
+    if (state != State::Done)
+        Finish(ExitCode::Failed, "the program had to end");
+    platform::EndWithin(kLongestRelease, static_cast<int>(exitCode));
+    canvas->Error = nullptr;
+    Close();
+    canvas->Destructor();
+    framework::SetMsgBoxHandler({});
+    return exitCode;
+}
+
+void Recorder::Open()
+{
+    canvas->Initialize();
+    if (!ApplySettings() || !ChooseCamera())
+        return;
+    if (command.width > 0)
+        canvas->VideoCaptureSize(command.width, command.height);
+    if (!command.live)
+        canvas->PreviewWhileRecording(false);
+    stateBegan = Clock::now();
+    timer->Mode(framework::Timer::Multiple);
+}
+
+bool Recorder::ApplySettings()
+{
+    if (command.settingsFile.empty())
+        return true;
+    const auto settings = FolderItem(command.settingsFile).OpenAsTextFile();
+    if (!settings) {
+        Finish(ExitCode::WrongUse, "can't read the settings in " + command.settingsFile);
+        return false;
+    }
+    canvas->UserSettings(settings->ReadAll());
+    withPicture = !canvas->VideoDeviceName().IsEmpty();
+    withSound = !canvas->SoundDeviceName().IsEmpty();
+    if (withPicture || withSound)
+        return true;
+    Finish(ExitCode::WrongUse, command.settingsFile + " holds no settings");
+    return false;
+}
+
+// The built-in picture is a camera only to those who ask for it.
+bool Recorder::ChooseCamera()
+{
+    if (!command.camera.empty()) {
+        if (canvas->ChooseVideoDevice(command.camera) == platform::noErr)
+            return true;
+        Finish(ExitCode::NoDevice, "there is no camera \"" + command.camera + "\"" + kSeeList);
+        return false;
+    }
+    if (!withPicture || canvas->VideoDeviceName().Bytes() != platform::TestPattern::kName)
+        return true;
+    const std::string forbidden = ForbiddenCamera();
+    Finish(ExitCode::NoDevice, forbidden.empty()
+                                   ? "there is no camera; --camera \"Test Pattern\" records the built-in picture"
+                                   : "there is no camera that you may use: " + forbidden +
+                                         ": permission denied (cameras belong to the group \"video\")");
+    return false;
+}
+
+// True when the recording can begin as far as sound is concerned. The Test Tone is a microphone only to those who ask
+// for it, and what a sound server has to offer is waited for.
+bool Recorder::ChooseMicrophone()
+{
+    if (!withSound || microphoneChosen)
+        return true;
+    const bool asked = !command.microphone.empty() && command.microphone != kNoMicrophone;
+    if (command.microphone != kNoMicrophone && command.microphone != kTestTone && platform::SoundSourcesAreDue() &&
+        Clock::now() - stateBegan < kLongestWaitForSoundServer)
+        return false;
+    microphoneChosen = true;
+    canvas->Idle(); // takes up what the server has just answered
+    if (asked && canvas->ChooseSoundDevice(command.microphone) != platform::noErr) {
+        Finish(ExitCode::NoDevice, "there is no microphone \"" + command.microphone + "\"" + kSeeList);
+        return false;
+    }
+    const bool isTone = canvas->SoundDeviceName().Bytes() == kTestTone;
+    if (asked || (command.microphone.empty() && !isTone))
+        return true;
+    if (isTone)
+        Say("there is no microphone; recording the picture alone");
+    canvas->SoundEnabled(false);
+    withSound = false;
+    return true;
+}
+
+void Recorder::Tick()
+{
+    try {
+        if (state == State::Opening && ChooseMicrophone() && state == State::Opening)
+            state = State::WaitingForPicture;
+        if (state == State::WaitingForPicture)
+            WaitForPicture();
+        else if (state == State::Recording)
+            WatchRecording();
+        if (interrupted != 0 && state != State::Done)
+            Finish(state == State::Recording ? ExitCode::Recorded : ExitCode::Failed,
+                   state == State::Recording ? "" : "interrupted before the first picture");
+    } catch (const std::exception& exception) {
+        Finish(ExitCode::Failed, exception.what());
+    } catch (const Reference<framework::RuntimeException>& exception) {
+        Finish(ExitCode::Failed, exception ? exception->what() : "an operation failed");
+    }
+}
+
+void Recorder::WaitForPicture()
+{
+    if (!withPicture || canvas->VideoCounts().delivered > 0)
+        StartRecording();
+    else if (Clock::now() - stateBegan > kLongestWaitForPicture)
+        Finish(ExitCode::NoDevice, WhyNoPicture());
+}
+
+std::string Recorder::WhyNoPicture()
+{
+    const std::string name = canvas->VideoDeviceName().Bytes();
+    const int32_t selected = canvas->VideoDeviceSelected();
+    if (deviceFailure == platform::permErr)
+        return name + " may not be used: permission denied (cameras belong to the group \"video\")";
+    if (selected < 0)
+        return name + " is no longer there";
+    if (!canvas->VideoDeviceAvailable(selected))
+        return name + " is busy: another program is using it";
+    return name + " is silent: no picture came within " +
+           std::to_string(std::chrono::seconds(kLongestWaitForPicture).count()) + " s after it was opened";
+}
+
+void Recorder::StartRecording()
+{
+    const int32_t width = command.width > 0 ? command.width : canvas->VideoWidth();
+    const int32_t height = command.height > 0 ? command.height : canvas->VideoHeight();
+    canvas->VideoRecordSize(width, height);
+    canvas->SoundLevelMeterActive(withSound);
+    const std::string camera = withPicture ? canvas->VideoDeviceName().Bytes() : "no picture";
+    const std::string microphone = withSound ? canvas->SoundDeviceName().Bytes() : "no sound";
+    state = State::Recording;
+    stateBegan = Clock::now();
+    canvas->Record(framework::New<FolderItem>(output.PathForControl()));
+    std::string problem;
+    if (!output.TakeName(problem))
+        return Finish(ExitCode::Unwritable, problem);
+    std::printf("Recording %s with %s to %s\n", camera.c_str(), microphone.c_str(), output.Path().c_str());
+    std::fflush(stdout);
+}
+
+void Recorder::WatchRecording()
+{
+    status = canvas->Status();
+    if (status.failure != platform::noErr)
+        return WriterFailed(status.failure);
+    ShowOutage();
+    if (command.seconds > 0 && SecondsSince(stateBegan) >= command.seconds)
+        return Finish(ExitCode::Recorded, {});
+    ShowProgress();
+}
+
+void Recorder::ShowOutage()
+{
+    if (status.cameraAway && !cameraAway)
+        Say("the camera is away; recording goes on");
+    if (!status.cameraAway && cameraAway)
+        Say("the camera is back; it has been away for " + Seconds(status.awaySeconds));
+    cameraAway = status.cameraAway;
+}
+
+void Recorder::WriterFailed(int32_t result)
+{
+    if (result == platform::dskFulErr)
+        Finish(ExitCode::DiskFull, "the disk is full; the movie ends here");
+    else
+        Finish(ExitCode::Failed,
+               "the file can't be written any more (" + std::to_string(result) + "); the movie ends here");
+}
+
+// The control's event for a failing device or writer.
+void Recorder::Failure(int32_t result)
+{
+    // The state queries of the control raise their event with 0 when all is well, and questions about a channel that
+    // was given up raise it as well.
+    if (result == platform::noErr || (result == platform::badSGChannel && !(withSound && withPicture)))
+        return;
+    if (stopping)
+        Fail(result == platform::dskFulErr ? ExitCode::DiskFull : ExitCode::Failed,
+             "finishing the movie failed (" + std::to_string(result) + ")");
+    else if (result == platform::dskFulErr)
+        WriterFailed(result);
+    else if (state == State::Recording)
+        Trouble("a device failed (" + std::to_string(result) + "); recording goes on");
+    else
+        deviceFailure = result;
+}
+
+// The control's boxes and exceptions: something was not done that should have been.
+void Recorder::MessageShown(const std::string& text)
+{
+    Trouble(text);
+    Fail(ExitCode::Failed, {});
+}
+
+// Says something that did not end the recording, and the same thing once in a row: a failing frame is followed by
+// others.
+void Recorder::Trouble(const std::string& text)
+{
+    if (text != lastTrouble)
+        Say(text);
+    lastTrouble = text;
+}
+
+void Recorder::Fail(ExitCode code, const std::string& message)
+{
+    if (exitCode == ExitCode::Recorded)
+        exitCode = code;
+    if (!message.empty())
+        Say(message);
+}
+
+// Ends the recording in any state; a movie that is being written is finished.
+void Recorder::Finish(ExitCode code, const std::string& message)
+{
+    Fail(code, message);
+    if (state == State::Done)
+        return;
+    const bool wasRecording = state == State::Recording;
+    state = State::Done;
+    timer->Mode(framework::Timer::Off);
+    if (wasRecording)
+        StopRecording();
+    framework::TheApplication()->Quit();
+}
+
+void Recorder::StopRecording()
+{
+    stopping = true;
+    const int32_t breaks = framework::BreakCount();
+    try {
+        status = canvas->Status();
+        canvas->Stop();
+    } catch (const std::exception& exception) {
+        Fail(ExitCode::Failed, exception.what());
+    } catch (const Reference<framework::RuntimeException>&) {
+        Fail(ExitCode::Failed, {}); // its message has been shown
+    }
+    stopping = false;
+    if (framework::BreakCount() > breaks)
+        Fail(ExitCode::Failed, "finishing the movie failed");
+    ReportMovie();
+}
+
+// The counts are those of the file.
+void Recorder::ReportMovie()
+{
+    platform::RecoveredMovie movie;
+    std::string written;
+    const bool found = platform::RecoverMovie(output.Path(), {}, movie, written) == platform::noErr;
+    if (exitCode == ExitCode::Recorded && (!found || (withPicture && movie.videoFrames == 0)))
+        Fail(ExitCode::Failed, output.Path() + (found ? " holds no picture" : " holds no movie"));
+    if (!found)
+        return;
+    std::printf("%s%s: %.2f s, %llu frames, %llu lost, %llu damaged, %.1f MB\n", isatty(STDOUT_FILENO) != 0 ? "\n" : "",
+                written.c_str(), movie.seconds, static_cast<unsigned long long>(movie.videoFrames),
+                static_cast<unsigned long long>(status.lost), static_cast<unsigned long long>(status.damaged),
+                static_cast<double>(movie.bytes) / 1e6);
+}
+
+void Recorder::ShowProgress()
+{
+    const bool terminal = isatty(STDOUT_FILENO) != 0;
+    const double seconds = SecondsSince(stateBegan);
+    if (seconds - lastProgress < (terminal ? 0.25 : 1.0))
+        return;
+    lastProgress = seconds;
+    std::printf("%s%02d:%02d:%04.1f  %llu frames  %llu lost  %llu damaged  %.1f MB%s%s%s", terminal ? "\r" : "",
+                static_cast<int>(seconds / 3600), static_cast<int>(seconds / 60) % 60,
+                seconds - 60 * static_cast<int>(seconds / 60), static_cast<unsigned long long>(status.frames),
+                static_cast<unsigned long long>(status.lost), static_cast<unsigned long long>(status.damaged),
+                static_cast<double>(status.bytes) / 1e6, SoundText().c_str(), AwayText().c_str(),
+                terminal ? "\033[K" : "\n");
+    std::fflush(stdout);
+}
+
+std::string Recorder::SoundText() const
+{
+    if (!withSound)
+        return "  no sound";
+    const int level = std::max(canvas->SoundLevelMeterLeft(), canvas->SoundLevelMeterRight());
+    return "  sound " + std::to_string(level * 100 / 255) + " %";
+}
+
+std::string Recorder::AwayText() const
+{
+    if (status.awaySeconds <= 0)
+        return {};
+    return (status.cameraAway ? "  camera away for " : "  camera was away for ") + Seconds(status.awaySeconds);
+}
+
+} // namespace velmora

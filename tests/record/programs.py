@@ -1,0 +1,65 @@
+"""The terminal programs run as a user runs them, away from the user's session, and what they leave behind."""
+
+import contextlib
+import os
+import subprocess
+import sys
+import tempfile
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "whole"))
+from desktop import Failure, decode_errors, probe, wait_for  # pylint: disable=unused-import,wrong-import-position
+
+PROGRAMS = os.environ["VELMORA_PROGRAMS"]
+TEST_PATTERN = ("--camera", "Test Pattern")
+
+
+class Desk:
+    """A folder of its own, with an environment in which no server of the user's can be reached."""
+
+    def __init__(self):
+        self.place = tempfile.TemporaryDirectory(prefix="velmora-desk-")
+        self.folder = self.place.name
+        self.environment = {
+            **{key: value for key, value in os.environ.items()
+               if not key.startswith(("PULSE", "DBUS", "XDG", "DISPLAY"))},
+            "HOME": self.folder, "XDG_RUNTIME_DIR": self.folder, "LC_ALL": "C.UTF-8"}
+
+    def path(self, *names):
+        return os.path.join(self.folder, *names)
+
+    def command(self, *arguments):
+        return [os.path.join(PROGRAMS, "velmora-record"), *arguments]
+
+    def record(self, *arguments, **options):
+        """Runs velmora-record to its end."""
+        return subprocess.run(self.command(*arguments), env=self.environment, capture_output=True, timeout=60,
+                              check=False, **options)
+
+    def recover(self, *arguments):
+        return subprocess.run([os.path.join(PROGRAMS, "velmora-recover"), *arguments], env=self.environment,
+                              capture_output=True, timeout=60, check=False)
+
+    def start(self, *arguments, **options):
+        """Starts velmora-record, and returns once it records."""
+        process = subprocess.Popen(self.command(*arguments), env=self.environment, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, **options)
+        first = process.stdout.readline()
+        if not first.startswith(b"Recording "):
+            raise Failure(f"it does not record: {first!r} {process.communicate()[1]!r}")
+        return process
+
+    @contextlib.contextmanager
+    def disk(self, options):
+        """A small file system of its own; nothing where this machine does not allow that."""
+        mounted = tempfile.mkdtemp(dir=self.folder, prefix="disk-")
+        if subprocess.run(["mount", "-t", "tmpfs", "-o", options, "velmora-test", mounted], capture_output=True,
+                          check=False).returncode != 0:
+            yield None
+            return
+        try:
+            yield mounted
+        finally:
+            subprocess.run(["umount", "--lazy", mounted], check=True)
+
+    def close(self):
+        self.place.cleanup()

@@ -1,0 +1,83 @@
+"""velmora-record on a camera and a microphone of a session of its own: a sound server that answers late, a camera that
+is silent, and one that leaves and comes back. Run it inside tests/support/with_pipewire.sh."""
+
+import contextlib
+import os
+import re
+import signal
+import subprocess
+import threading
+import unittest
+
+from programs import PROGRAMS, TEST_PATTERN, Desk, probe, wait_for
+from desktop import Camera
+
+MICROPHONE = "Monitor of Test Sink"
+
+
+def children_named(name):
+    """Processes of that name in this session."""
+    session = os.environ["XDG_RUNTIME_DIR"].encode()
+    for process in filter(str.isdigit, os.listdir("/proc")):
+        with contextlib.suppress(OSError):
+            with open(f"/proc/{process}/comm", "rb") as comm, open(f"/proc/{process}/environ", "rb") as environ:
+                if comm.read().strip() == name and session in environ.read():
+                    yield int(process)
+
+
+def send_to(processes, number):
+    for process in processes:
+        os.kill(process, number)
+
+
+class Devices(unittest.TestCase):
+    def setUp(self):
+        self.desk = Desk()
+        self.addCleanup(self.desk.close)
+        session = {key: value for key, value in os.environ.items() if key.startswith(("PULSE", "XDG"))}
+        self.desk.environment.update(session)
+        self.path = self.desk.path("a.mov")
+
+    def test_a_sound_server_that_answers_late(self):
+        servers = list(children_named(b"pipewire-pulse"))
+        self.assertTrue(servers)
+        for milliseconds in (0, 50, 150, 400, 3000):
+            with self.subTest(milliseconds=milliseconds):
+                # A stopped server still accepts connections, and answers none.
+                send_to(servers, signal.SIGSTOP)
+                waking = threading.Timer(milliseconds / 1000, send_to, (servers, signal.SIGCONT))
+                waking.start()
+                done = self.desk.record(*TEST_PATTERN, "--seconds", "1", "--force", self.path)
+                waking.join()
+                self.assertEqual((done.returncode, done.stderr), (0, b""))
+                self.assertIn(f"with {MICROPHONE} to".encode(), done.stdout)
+                self.assertGreater(float(probe(self.path)["audio"]["duration"]), 0.5)
+
+    def test_a_camera_without_pictures(self):
+        with Camera(PROGRAMS, "--silent"):
+            done = subprocess.run(["pw-v4l2", *self.desk.command(self.path)], env=self.desk.environment,
+                                  capture_output=True, timeout=60, check=False)
+        self.assertEqual(done.returncode, 2, done.stderr)
+        self.assertIn(b"Test Camera is silent: no picture came within 5 s", done.stderr)
+        self.assertFalse(os.path.exists(self.path))
+
+    def test_a_camera_that_leaves_and_comes_back(self):
+        with Camera(PROGRAMS) as first:
+            process = subprocess.Popen(["pw-v4l2", *self.desk.command(self.path)], env=self.desk.environment,
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            self.assertIn(b"Recording Test Camera", process.stdout.readline())
+            first.stop()
+            self.assertIn(b"the camera is away", process.stderr.readline())
+        with Camera(PROGRAMS):
+            back = process.stderr.readline()
+            self.assertRegex(back, rb"the camera is back; it has been away for [0-9.]+ s")
+            wait_for("a line of it", 10, lambda: b"camera was away for" in process.stdout.readline())
+            process.terminate()
+            lines, errors = process.communicate(timeout=30)
+        self.assertEqual(process.returncode, 0, errors)
+        frames = int(re.search(rb"([0-9]+) frames", lines.splitlines()[-1])[1])
+        self.assertEqual(frames, int(probe(self.path)["video"]["nb_read_packets"]))
+
+
+if __name__ == "__main__":
+    unittest.main()

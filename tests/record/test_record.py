@@ -1,0 +1,192 @@
+"""velmora-record as a program: for each way a recording can go, in both of its modes, the exit code, the text, and what
+is on the disk afterwards."""
+
+import glob
+import os
+import re
+import signal
+import subprocess
+import unittest
+
+from programs import TEST_PATTERN, Desk, decode_errors, probe, wait_for
+
+RECORDED, WRONG_USE, NO_DEVICE, UNWRITABLE, DISK_FULL, FAILED = range(6)
+DIRECT = {"direct": ()}
+MODES = {**DIRECT, "live": ("--live",)}
+SHORT = (*TEST_PATTERN, "--seconds", "1")
+
+# What the C library does when the disk goes bad: a sync that fails once something has been written.
+FAILING_SYNC = b"""
+#include <errno.h>
+int fdatasync(int file) { (void)file; errno = EIO; return -1; }
+int fsync(int file) { (void)file; errno = EIO; return -1; }
+"""
+
+
+class Recording(unittest.TestCase):
+    def setUp(self):
+        self.desk = Desk()
+        self.addCleanup(self.desk.close)
+
+    def check_refused(self, done, code, text, path=None):
+        self.assertEqual((done.returncode, done.stdout), (code, b""), done.stderr)
+        self.assertIn(text.encode(), done.stderr)
+        self.assertEqual(done.stderr.count(b"velmora-record:"), 1, "one reason, said once")
+        if path is not None:
+            self.assertFalse(os.path.lexists(path), path)
+
+    def check_movie(self, path, tracks, lines=None):
+        """A movie that plays, with just these tracks filled; its counts are those that were printed."""
+        self.assertEqual(decode_errors(path), "")
+        filled = {kind: track for kind, track in probe(path).items() if track["nb_read_packets"].isdigit()}
+        self.assertEqual(set(filled), tracks)
+        if lines is not None:
+            counted = re.search(rb"([0-9]+) frames, ([0-9]+) lost", lines.splitlines()[-1])
+            self.assertIsNotNone(counted, lines)
+            self.assertEqual(counted[1], filled["video"]["nb_read_packets"].encode(), lines)
+            self.assertLess(int(counted[2]), 1000)
+        return filled
+
+    def test_wrong_use(self):
+        desk = self.desk
+        existing = desk.path("settings")
+        with open(existing, "wb") as file:
+            file.write(os.urandom(2000))
+        for arguments, text in (
+                ((), "no output named"),
+                (("a.mov", "b.mov"), "more than one output"),
+                (("--seconds", "x", "a.mov"), '--seconds: expected a positive number, got "x"'),
+                (("--seconds", "nan", "a.mov"), "--seconds: expected"),
+                (("--size", "320", "a.mov"), "--size: expected"),
+                (("a.mov", "--seconds"), "--seconds: expected a positive number"),
+                (("--unknown", "a.mov"), "unknown option --unknown"),
+                ((*SHORT, "--settings", existing, "a.mov"), "holds no settings"),
+                ((*SHORT, "--settings", existing + "2", "a.mov"), "can't read the settings")):
+            with self.subTest(arguments=arguments):
+                done = desk.record(*arguments, cwd=desk.folder)
+                self.check_refused(done, WRONG_USE, text, desk.path("a.mov"))
+
+    def test_devices_that_are_not_there(self):
+        path = self.desk.path("a.mov")
+        for name, mode in MODES.items():
+            with self.subTest(mode=name):
+                self.check_refused(self.desk.record(*mode, "--camera", "Nobody's", path), NO_DEVICE,
+                                   'there is no camera "Nobody\'s"', path)
+                self.check_refused(self.desk.record(*mode, *SHORT, "--microphone", "Nobody's", path), NO_DEVICE,
+                                   'there is no microphone "Nobody\'s"', path)
+                if not glob.glob("/dev/video*"):
+                    self.check_refused(self.desk.record(*mode, path), NO_DEVICE, "there is no camera", path)
+
+    def test_records_what_was_asked_for(self):
+        for name, mode in MODES.items():
+            with self.subTest(mode=name):
+                path = self.desk.path(name + ".mov")
+                done = self.desk.record(*mode, *SHORT, "--size", "1280x720", path)
+                self.assertEqual(done.returncode, RECORDED, done.stderr)
+                self.assertIn(b"there is no microphone; recording the picture alone", done.stderr)
+                video = self.check_movie(path, {"video"}, done.stdout)["video"]
+                self.assertEqual((video["width"], video["height"]), ("1280", "720"))
+                self.assertAlmostEqual(float(video["duration"]), 1, delta=0.4)
+                before = os.path.getsize(path)
+                self.check_refused(self.desk.record(*mode, *SHORT, path), UNWRITABLE, "exists; --force replaces it")
+                self.assertEqual(os.path.getsize(path), before)
+                done = self.desk.record(*mode, *SHORT, "--force", "--microphone", "Test Tone", path)
+                self.assertEqual((done.returncode, done.stderr), (RECORDED, b""))
+                self.check_movie(path, {"video", "audio"}, done.stdout)
+
+    def test_outputs_that_are_no_place_for_a_movie(self):
+        desk = self.desk
+        os.mkfifo(desk.path("pipe"))
+        os.mkdir(desk.path("folder"))
+        os.symlink("nowhere", desk.path("link"))
+        with open(desk.path("ab.mov"), "wb") as file:
+            file.write(b"another movie")
+        for name, text in (("pipe", "is a pipe"), ("folder", "is a folder"), ("link", "a link that leads nowhere"),
+                           ("/dev/null", "is a device"), ("missing/a.mov", "no such folder"),
+                           ("ab.mov/a.mov", "folder is a file"), ("a\\b.mov", "can't have a backslash"),
+                           ("n" * 256, "name is too long")):
+            with self.subTest(output=name):
+                path = desk.path(name)
+                kind = os.lstat(path).st_mode if len(name) < 256 and os.path.lexists(path) else None
+                self.check_refused(desk.record(*SHORT, "--force", path), UNWRITABLE, text)
+                if kind is not None:
+                    self.assertEqual(os.lstat(path).st_mode, kind)
+        with open(desk.path("ab.mov"), "rb") as file:
+            self.assertEqual(file.read(), b"another movie")
+
+    def test_names_of_any_bytes(self):
+        folder = os.fsencode(self.desk.path("it's a \\ \"folder\""))
+        os.mkdir(folder)
+        for name, mode in MODES.items():
+            with self.subTest(mode=name):
+                for given in (b"n" * 251 + b".mov", b"\xff\xfe latin \xe9.mov", "Grüße – 日本.mov".encode(),
+                              b"new\nline.mov"):
+                    path = os.path.join(folder, given)
+                    done = self.desk.record(*mode, *SHORT, "--force", path)
+                    self.assertEqual(done.returncode, RECORDED, done.stderr)
+                    self.check_movie(path, {"video"})
+                    self.assertEqual(os.listdir(folder), [given])
+                    os.unlink(path)
+
+    def test_disks_that_cannot_be_written(self):
+        for name, mode in MODES.items():
+            with self.subTest(mode=name):
+                for options, code, text in (("ro", UNWRITABLE, "read-only"), ("size=1m", DISK_FULL, "disk is full")):
+                    with self.desk.disk(options) as disk:
+                        if disk is None:
+                            self.skipTest("this user may not mount a file system")
+                        path = os.path.join(disk, "a.mov")
+                        self.check_refused(self.desk.record(*mode, *SHORT, path), code, text, path)
+
+    def test_a_disk_that_fills_up_ends_the_movie_there(self):
+        for name, mode in DIRECT.items():
+            with self.subTest(mode=name):
+                with self.desk.disk("size=8m") as disk:
+                    if disk is None:
+                        self.skipTest("this user may not mount a file system")
+                    path = os.path.join(disk, "a.mov")
+                    done = self.desk.record(*mode, *TEST_PATTERN, "--seconds", "50", path)
+                    self.assertEqual(done.returncode, DISK_FULL, done.stderr)
+                    self.assertIn(b"the disk is full", done.stderr)
+                    self.assertGreater(os.path.getsize(path), 4_000_000)
+
+    def test_a_failing_disk_and_a_limit_to_the_size_of_files(self):
+        library = self.desk.path("failing.so")
+        subprocess.run(["cc", "-shared", "-fPIC", "-x", "c", "-o", library, "-"], input=FAILING_SYNC, check=True)
+        limited = ["prlimit", "--fsize=3000000", "--"]
+        for name, mode in DIRECT.items():
+            with self.subTest(mode=name):
+                path = self.desk.path("a.mov")
+                self.desk.environment["LD_PRELOAD"] = library
+                done = self.desk.record(*mode, *SHORT, "--force", path)
+                del self.desk.environment["LD_PRELOAD"]
+                self.assertEqual(done.returncode, FAILED, done.stderr)
+                self.assertRegex(done.stderr, b"can't be written|finishing the movie failed")
+                command = self.desk.command(*mode, *TEST_PATTERN, "--seconds", "50", "--force", path)
+                done = subprocess.run([*limited, *command], env=self.desk.environment, capture_output=True, timeout=60,
+                                      check=False)
+                self.assertEqual(done.returncode, DISK_FULL, done.stderr)
+
+    def test_signals_finish_the_movie(self):
+        for name, mode in MODES.items():
+            with self.subTest(mode=name):
+                for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+                    path = self.desk.path(f"{name} {number}.mov")
+                    process = self.desk.start(*mode, *TEST_PATTERN, path)
+                    wait_for("half a second of it", 20, lambda: b" frames" in process.stdout.readline())
+                    process.send_signal(number)
+                    lines, errors = process.communicate(timeout=30)
+                    self.assertEqual(process.returncode, RECORDED, errors)
+                    self.check_movie(path, {"video"}, lines)
+
+    def test_a_reader_that_goes_away_does_not_end_a_recording(self):
+        path = self.desk.path("a.mov")
+        process = self.desk.start(*SHORT, path)
+        process.stdout.close()
+        process.stderr.close()
+        self.assertEqual(process.wait(30), RECORDED)
+        self.check_movie(path, {"video"})
+
+
+if __name__ == "__main__":
+    unittest.main()
