@@ -115,8 +115,12 @@ public:
     virtual Result ReadFeature(IIDCFeature feature, IIDCFeatureState& state) = 0;
     virtual Result WriteFeature(IIDCFeature feature, uint32_t value) = 0;
 
-    /// Manual means raw values as well.
+    /// A camera that works with absolute values goes on doing so; `WriteFeature` sets the one at the same place in its
+    /// range.
     virtual Result SetMode(IIDCFeature feature, IIDCFeatureMode mode) = 0;
+
+    /// Why the camera did not start: a sentence for people. Empty when it did. From any thread.
+    virtual std::string Reason() const { return {}; }
 };
 
 /// A camera on the bus. Its GUID stays the same through bus resets.
@@ -124,6 +128,7 @@ struct IIDCCameraEntry {
     uint64_t guid = 0;
     std::string vendor;
     std::string model;
+    std::string reason = {}; ///< why it can't be opened, a sentence for people; empty when it can
 };
 
 class IIDCBus {

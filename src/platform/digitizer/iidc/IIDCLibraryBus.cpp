@@ -1,21 +1,24 @@
 // The machine's IIDC cameras through libdc1394.
 //
 // Making a context of the library opens every FireWire node and looks through the USB bus, so the kernel's list of
-// FireWire units is asked first whether there is a camera at all. A camera holds the context that it was opened with.
-// Register calls go through one descriptor of the library and frames through another, so frames may be taken on a
-// thread of their own.
+// FireWire units is asked first whether there is a camera at all; for a camcorder nothing is started. A camera holds
+// the context that it was opened with. Register calls go through one descriptor of the library and frames through
+// another, so frames may be taken on a thread of their own.
 #include "platform/digitizer/iidc/IIDCBus.h"
 
 #ifdef VELMORA_HAVE_DC1394
-#include "platform/digitizer/FrameGrid.h"
+#include "platform/clock/MonotonicClock.h"
+#include "platform/dv/FireWireUnits.h"
 
 #include <algorithm>
 #include <cmath>
 #include <dc1394/dc1394.h>
-#include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <optional>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 namespace platform {
@@ -120,6 +123,63 @@ int64_t MonotonicTimeOf(uint64_t microseconds)
     return MonotonicNow() - (age < 0 || age > oldest ? 0 : age);
 }
 
+std::string ReasonOf(dc1394error_t error)
+{
+    switch (error) {
+    case DC1394_SUCCESS:
+        return {};
+    case DC1394_NO_ISO_CHANNEL:
+        return "The FireWire bus has no channel left for the camera.";
+    case DC1394_NO_BANDWIDTH:
+        return "The FireWire bus has not enough bandwidth left for this size and rate.";
+    default:
+        return ResultOfStart(error) == deviceCantMeetRequest
+                   ? "The camera does not support this size or rate."
+                   : std::string("The camera can't be started: ") + dc1394_error_get_string(error) + ".";
+    }
+}
+
+// What a capture holds of the system. The library lets go of neither where stopping fails, as it does for a camera that
+// was unplugged; then it is given back here, after the camera has been freed.
+class CaptureHoldings {
+public:
+    void Begin(int captureDescriptor)
+    {
+        descriptor = captureDescriptor;
+        begin = end = 0;
+        isHeld = descriptor >= 0 && fstat(descriptor, &file) == 0;
+    }
+    void End() { isHeld = false; }
+
+    // The buffers are one mapping.
+    void NoteBuffer(const dc1394video_frame_t& frame)
+    {
+        const auto first = reinterpret_cast<uintptr_t>(frame.image);
+        begin = begin == 0 ? first : std::min(begin, first);
+        end = std::max<uintptr_t>(end, first + frame.allocated_image_bytes);
+    }
+
+    void Release()
+    {
+        struct stat now {};
+        const bool isOpen = isHeld && fstat(descriptor, &now) == 0;
+        if (!isOpen || now.st_dev != file.st_dev || now.st_ino != file.st_ino)
+            return;
+        const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+        const uintptr_t first = begin / page * page;
+        if (end > first)
+            munmap(reinterpret_cast<void*>(first), end - first);
+        close(descriptor);
+    }
+
+private:
+    bool isHeld = false;
+    int descriptor = -1;
+    struct stat file {};
+    uintptr_t begin = 0;
+    uintptr_t end = 0;
+};
+
 class LibraryCamera : public IIDCCamera {
 public:
     LibraryCamera(Context library, dc1394camera_t* opened) : context(std::move(library)), camera(opened) {}
@@ -128,6 +188,7 @@ public:
     {
         LibraryCamera::Stop();
         dc1394_camera_free(camera);
+        holdings.Release();
     }
 
     std::vector<IIDCMode> Modes() override
@@ -149,25 +210,11 @@ public:
         Stop();
         // A process that was killed leaves its camera transmitting.
         dc1394_video_set_transmission(camera, DC1394_OFF);
-        const auto number = static_cast<dc1394video_mode_t>(mode.number);
-        dc1394_video_set_iso_speed(camera, DC1394_ISO_SPEED_400);
-        dc1394error_t error = dc1394_video_set_mode(camera, number);
-        if (error == DC1394_SUCCESS)
-            error = IsFormat7(number) ? dc1394_format7_set_roi(camera, number, LibraryCodingOf(mode.coding),
-                                                               DC1394_USE_MAX_AVAIL, 0, 0, mode.width, mode.height)
-                                      : SetRate(number, frameRate);
-        if (error != DC1394_SUCCESS)
-            return ResultOfStart(error);
-        error = dc1394_capture_setup(camera, kBuffers, DC1394_CAPTURE_FLAGS_DEFAULT);
-        capturing = error == DC1394_SUCCESS;
-        if (capturing)
-            error = dc1394_video_set_transmission(camera, DC1394_ON);
-        if (error != DC1394_SUCCESS)
-            Stop();
-        sequence = 0;
-        ringWasFull = false;
-        lastTime = 0;
-        interval = frameRate > 0 ? 1e9 / frameRate : 0;
+        dc1394error_t error = Begin(mode, frameRate, DC1394_ISO_SPEED_400);
+        if (error != DC1394_SUCCESS && Begin(mode, frameRate, DC1394_ISO_SPEED_200) == DC1394_SUCCESS)
+            error = DC1394_SUCCESS;
+        const std::lock_guard lock(reasonMutex);
+        reason = ReasonOf(error);
         return ResultOfStart(error);
     }
 
@@ -177,8 +224,15 @@ public:
             return;
         GiveBack();
         dc1394_video_set_transmission(camera, DC1394_OFF);
-        dc1394_capture_stop(camera);
+        if (dc1394_capture_stop(camera) == DC1394_SUCCESS)
+            holdings.End();
         capturing = false;
+    }
+
+    std::string Reason() const override
+    {
+        const std::lock_guard lock(reasonMutex);
+        return reason;
     }
 
     int Descriptor() const override { return capturing ? dc1394_capture_get_fileno(camera) : -1; }
@@ -191,6 +245,7 @@ public:
             return ioErr;
         if (taken == nullptr)
             return noErr;
+        holdings.NoteBuffer(*taken);
         const auto coding = CodingOf(taken->color_coding);
         frame.bytes = {taken->image, std::min<uint64_t>(taken->image_bytes, taken->allocated_image_bytes)};
         frame.coding = coding.value_or(IIDCCoding::Mono8);
@@ -225,8 +280,8 @@ public:
         state.value = info.value;
         if (feature == IIDCFeature::WhiteBalanceU || feature == IIDCFeature::WhiteBalanceV)
             state.value = feature == IIDCFeature::WhiteBalanceU ? info.BU_value : info.RV_value;
-        else if (feature == IIDCFeature::Temperature)
-            state.value = info.target_value;
+        else if (uint32_t present = 0; feature == IIDCFeature::Temperature) // raw in what was fetched above
+            dc1394_feature_temperature_get_value(camera, &state.value, &present);
         state.canBeManual = std::ranges::find(modes, DC1394_FEATURE_MODE_MANUAL) != modes.end();
         state.isManual = info.current_mode == DC1394_FEATURE_MODE_MANUAL &&
                          (info.on_off_capable == DC1394_FALSE || info.is_on == DC1394_ON);
@@ -234,7 +289,7 @@ public:
         state.canBeAutomatic = std::ranges::find(modes, DC1394_FEATURE_MODE_AUTO) != modes.end();
         state.isOff = state.canBeOff && info.is_on == DC1394_OFF;
         state.hasAbsolute = info.absolute_capable == DC1394_TRUE;
-        state.absoluteControl = state.hasAbsolute && info.abs_control == DC1394_ON;
+        state.absoluteControl = IsAbsolute(info);
         state.absoluteMinimum = info.abs_min;
         state.absoluteMaximum = info.abs_max;
         state.absoluteValue = info.abs_value;
@@ -244,6 +299,8 @@ public:
     Result WriteFeature(IIDCFeature feature, uint32_t value) override
     {
         const dc1394feature_t number = LibraryFeatureOf(feature);
+        if (dc1394feature_info_t info{}; Fetch(feature, info) == noErr && IsAbsolute(info))
+            return ResultOf(dc1394_feature_set_absolute_value(camera, number, AbsoluteValue(info, value)));
         if (number == DC1394_FEATURE_TEMPERATURE)
             return ResultOf(dc1394_feature_temperature_set_value(camera, value));
         if (number != DC1394_FEATURE_WHITE_BALANCE)
@@ -267,13 +324,54 @@ public:
             error = dc1394_feature_set_power(camera, info.id, power);
         if (error == DC1394_SUCCESS && power == DC1394_ON && info.current_mode != way)
             error = dc1394_feature_set_mode(camera, info.id, way);
-        if (error == DC1394_SUCCESS && mode == IIDCFeatureMode::Manual && info.absolute_capable == DC1394_TRUE &&
-            info.abs_control == DC1394_ON)
-            error = dc1394_feature_set_absolute_control(camera, info.id, DC1394_OFF);
         return ResultOf(error);
     }
 
 private:
+    dc1394error_t Begin(const IIDCMode& mode, double frameRate, dc1394speed_t speed)
+    {
+        const auto number = static_cast<dc1394video_mode_t>(mode.number);
+        dc1394error_t error = dc1394_video_set_iso_speed(camera, speed);
+        if (error == DC1394_SUCCESS)
+            error = dc1394_video_set_mode(camera, number);
+        if (error == DC1394_SUCCESS)
+            error = IsFormat7(number) ? SetRegion(number, LibraryCodingOf(mode.coding), mode.width, mode.height)
+                                      : SetRate(number, frameRate);
+        if (error == DC1394_SUCCESS)
+            error = dc1394_capture_setup(camera, kBuffers, DC1394_CAPTURE_FLAGS_DEFAULT);
+        if (error != DC1394_SUCCESS)
+            return error;
+        capturing = true;
+        holdings.Begin(dc1394_capture_get_fileno(camera));
+        error = dc1394_video_set_transmission(camera, DC1394_ON);
+        if (error != DC1394_SUCCESS)
+            Stop();
+        sequence = 0;
+        framesInARow = 0;
+        isNextWaiting = false;
+        lastTime = 0;
+        interval = frameRate > 0 ? 1e9 / frameRate : 0;
+        return error;
+    }
+
+    dc1394error_t SetRegion(dc1394video_mode_t number, dc1394color_coding_t coding, int32_t width, int32_t height)
+    {
+        return dc1394_format7_set_roi(camera, number, coding, DC1394_USE_MAX_AVAIL, 0, 0, width, height);
+    }
+
+    static bool IsAbsolute(const dc1394feature_info_t& info)
+    {
+        return info.absolute_capable == DC1394_TRUE && info.abs_control == DC1394_ON;
+    }
+
+    // The absolute value at the same place in its range as a raw one in the raw range.
+    static float AbsoluteValue(const dc1394feature_info_t& info, uint32_t value)
+    {
+        const uint32_t range = info.max > info.min ? info.max - info.min : 1;
+        const uint32_t above = std::clamp(value, info.min, info.min + range) - info.min;
+        return info.abs_min + (info.abs_max - info.abs_min) * static_cast<float>(above) / static_cast<float>(range);
+    }
+
     void AddFixed(dc1394video_mode_t number, std::vector<IIDCMode>& modes)
     {
         uint32_t width = 0;
@@ -291,32 +389,47 @@ private:
         modes.push_back(std::move(mode));
     }
 
-    // The whole sensor in each coding, at the rate that the largest packets make possible.
+    // The whole sensor in each coding.
     void AddFormat7(dc1394video_mode_t number, std::vector<IIDCMode>& modes)
     {
         uint32_t width = 0;
         uint32_t height = 0;
-        uint32_t unit = 0;
-        uint32_t packet = 0;
         dc1394color_codings_t codings{};
         if (dc1394_format7_get_max_image_size(camera, number, &width, &height) != DC1394_SUCCESS || width == 0 ||
             height == 0 || width > 16384 || height > 16384 ||
-            dc1394_format7_get_color_codings(camera, number, &codings) != DC1394_SUCCESS ||
-            dc1394_format7_get_packet_parameters(camera, number, &unit, &packet) != DC1394_SUCCESS)
+            dc1394_format7_get_color_codings(camera, number, &codings) != DC1394_SUCCESS)
             return;
-        constexpr double packetsPerSecond = 8000;
         for (uint32_t i = 0; i < codings.num && i < DC1394_COLOR_CODING_NUM; ++i) {
-            uint32_t bits = 0;
             const auto coding = CodingOf(codings.codings[i]);
-            if (!coding || dc1394_get_color_coding_bit_size(codings.codings[i], &bits) != DC1394_SUCCESS || bits == 0)
-                continue;
-            const double frameBytes = static_cast<double>(width) * height * bits / 8;
-            modes.push_back({number,
-                             *coding,
-                             static_cast<int32_t>(width),
-                             static_cast<int32_t>(height),
-                             {packetsPerSecond * packet / frameBytes}});
+            IIDCMode mode{number,
+                          coding.value_or(IIDCCoding::Mono8),
+                          static_cast<int32_t>(width),
+                          static_cast<int32_t>(height),
+                          {}};
+            const double rate = coding ? Format7Rate(number, codings.codings[i], mode) : 0;
+            if (rate > 0)
+                modes.push_back((mode.frameRates.push_back(rate), std::move(mode)));
         }
+    }
+
+    // The largest packets hold for the coding and the region that are set. A camera tells the length of a frame itself,
+    // or sends a packet in each of the bus's cycles. One that is transmitting, for another program, is left as it is.
+    double Format7Rate(dc1394video_mode_t number, dc1394color_coding_t coding, const IIDCMode& mode)
+    {
+        constexpr double packetsPerSecond = 8000;
+        bool transmitting = false;
+        if (IsTransmitting(transmitting) != noErr ||
+            (!transmitting && SetRegion(number, coding, mode.width, mode.height) != DC1394_SUCCESS))
+            return 0;
+        uint32_t packet = 0;
+        uint64_t bytes = 0;
+        float seconds = 0;
+        if (dc1394_format7_get_frame_interval(camera, number, &seconds) == DC1394_SUCCESS && seconds > 0)
+            return 1 / static_cast<double>(seconds);
+        if (dc1394_format7_get_packet_size(camera, number, &packet) != DC1394_SUCCESS ||
+            dc1394_format7_get_total_bytes(camera, number, &bytes) != DC1394_SUCCESS || bytes == 0)
+            return 0;
+        return packetsPerSecond * packet / static_cast<double>(bytes);
     }
 
     dc1394error_t SetRate(dc1394video_mode_t number, double wanted)
@@ -339,14 +452,17 @@ private:
         return info.available == DC1394_TRUE ? noErr : digiUnimpErr;
     }
 
-    // The bus has no numbers on frames. Only a ring that was full loses any, and then the time tells how many; at other
-    // times a long interval is a long exposure.
+    // The bus has no numbers on frames. Only a ring that was full loses any: as many frames waited in a row as it holds
+    // beside the one in hand. Then the time tells how many got lost; at other times a long interval is a long exposure.
     uint32_t CountFrame(int64_t time)
     {
+        const bool ringWasFull = framesInARow + 1 >= kBuffers;
+        framesInARow = isNextWaiting ? framesInARow + 1 : 1;
+        pollfd next{dc1394_capture_get_fileno(camera), POLLIN, 0};
+        isNextWaiting = poll(&next, 1, 0) > 0;
         const auto step = static_cast<double>(time - lastTime);
         const bool lost = ringWasFull && lastTime != 0 && interval > 0 && step > 1.5 * interval;
         sequence += lost ? static_cast<uint32_t>(std::min(std::round(step / interval), 1e6)) : 1;
-        ringWasFull = taken->frames_behind + 1 >= kBuffers;
         lastTime = time;
         return sequence;
     }
@@ -360,28 +476,36 @@ private:
     Context context;
     dc1394camera_t* camera;
     dc1394video_frame_t* taken = nullptr;
+    CaptureHoldings holdings;
     bool capturing = false;
-    bool ringWasFull = false;
+    uint32_t framesInARow = 0; ///< that had been waiting one behind the other
+    bool isNextWaiting = false;
     uint32_t sequence = 0;
     int64_t lastTime = 0;
     double interval = 0;
+    mutable std::mutex reasonMutex; // guards the following
+    std::string reason;
 };
 
 class LibraryBus : public IIDCBus {
 public:
     explicit LibraryBus(Context library) : context(std::move(library)) {}
 
+    // Those that may not be opened come from the kernel's list.
     std::vector<IIDCCameraEntry> Cameras() override
     {
         std::vector<IIDCCameraEntry> cameras;
+        for (const FireWireUnit& unit : ListFireWireUnits())
+            if (unit.IsIIDC() && !unit.mayBeOpened)
+                cameras.push_back({unit.guid, {}, unit.name, unit.Reason()});
         dc1394camera_list_t* list = nullptr;
         if (dc1394_camera_enumerate(context.get(), &list) != DC1394_SUCCESS)
             return cameras;
-        const auto text = [](const char* name) { return std::string(name == nullptr ? "" : name); };
+        const auto text = [](const char* name) { return CleanDeviceText(name == nullptr ? "" : name); };
         for (uint32_t i = 0; i < list->num; ++i)
             if (dc1394camera_t* const camera = dc1394_camera_new(context.get(), list->ids[i].guid)) {
                 if (std::ranges::find(cameras, camera->guid, &IIDCCameraEntry::guid) == cameras.end())
-                    cameras.push_back({camera->guid, text(camera->vendor), text(camera->model)});
+                    cameras.push_back({camera->guid, text(camera->vendor), text(camera->model), {}});
                 dc1394_camera_free(camera);
             }
         dc1394_camera_free_list(list);
@@ -398,24 +522,11 @@ private:
     Context context;
 };
 
-// A unit of the 1394 Trade Association's camera kind, or of the one maker that had a number of his own.
-bool KernelKnowsCameras()
-{
-    std::error_code error;
-    std::filesystem::directory_iterator unit("/sys/bus/firewire/devices", error);
-    for (; !error && unit != std::filesystem::directory_iterator(); unit.increment(error)) {
-        std::ifstream file(unit->path() / "specifier_id");
-        if (std::string kind; file >> kind && (kind == "0x00a02d" || kind == "0x00b09d"))
-            return true;
-    }
-    return false;
-}
-
 } // namespace
 
 std::shared_ptr<IIDCBus> OpenIIDCLibraryBus()
 {
-    if (!KernelKnowsCameras())
+    if (std::ranges::none_of(ListFireWireUnits(), &FireWireUnit::IsIIDC))
         return nullptr;
     // What the library has to say would go to the terminal.
     static std::once_flag silenced;
