@@ -68,8 +68,10 @@ await() {
 start dbus-daemon --session --nofork --nopidfile --nosyslog --address="$DBUS_SESSION_BUS_ADDRESS"
 await test -S "$XDG_RUNTIME_DIR/bus"
 start pipewire
+export PIPEWIRE_PID=$! # for tests that kill the server
 await test -S "$XDG_RUNTIME_DIR/pipewire-0"
 start wireplumber
+export WIREPLUMBER_PID=$!
 start pipewire-pulse
 await test -S "$XDG_RUNTIME_DIR/pulse/native"
 await pactl set-default-source test-sink.monitor

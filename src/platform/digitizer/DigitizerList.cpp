@@ -2,6 +2,7 @@
 
 #include "platform/digitizer/dv/DvDigitizer.h"
 #include "platform/digitizer/iidc/IIDCDigitizer.h"
+#include "platform/digitizer/pipewire/PipeWireCamera.h"
 #include "platform/digitizer/testpattern/TestPattern.h"
 #include "platform/digitizer/v4l2/V4L2List.h"
 
@@ -20,10 +21,9 @@ std::unique_ptr<Digitizer> OpenByIdentity(const std::string& identity)
 {
     if (TheProvider().open)
         return TheProvider().open(identity);
-    if (auto camcorder = OpenDvDigitizer(identity))
-        return camcorder;
-    if (auto camera = OpenIIDCDigitizer(identity))
-        return camera;
+    for (const auto open : {OpenPipeWireDigitizer, OpenDvDigitizer, OpenIIDCDigitizer})
+        if (auto digitizer = open(identity))
+            return digitizer;
     return OpenV4L2Digitizer(V4L2System::Current(), identity);
 }
 
@@ -51,10 +51,8 @@ std::vector<DigitizerEntry> ListDigitizers()
     if (TheProvider().list)
         return TheProvider().list();
     auto entries = ListV4L2Digitizers(V4L2System::Current());
-    for (auto& camcorder : ListDvDigitizers())
-        entries.push_back(std::move(camcorder));
-    for (auto& camera : ListIIDCDigitizers())
-        entries.push_back(std::move(camera));
+    for (const auto& more : {ListPipeWireDigitizers(), ListDvDigitizers(), ListIIDCDigitizers()})
+        entries.insert(entries.end(), more.begin(), more.end());
     entries.push_back({.name = TestPattern::kName, .identity = TestPattern::kIdentity, .inputs = {}});
     return entries;
 }

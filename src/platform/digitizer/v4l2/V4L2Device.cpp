@@ -29,11 +29,6 @@ std::shared_ptr<V4L2System>& System()
     return system;
 }
 
-std::string PathOf(int node)
-{
-    return "/dev/video" + std::to_string(node);
-}
-
 std::string TextOf(const char* text)
 {
     return text == nullptr ? std::string() : std::string(text);
@@ -135,7 +130,7 @@ V4L2System::NodeLabel V4L2System::LabelOf(int node)
 {
     struct stat status {};
     const UdevContext context(udev_new(), udev_unref);
-    const bool exists = stat(PathOf(node).c_str(), &status) == 0 && S_ISCHR(status.st_mode);
+    const bool exists = stat(PathOfNode(node).c_str(), &status) == 0 && S_ISCHR(status.st_mode);
     const UdevDevice device = exists ? DeviceOfNumber(context, status.st_rdev) : UdevDevice(nullptr, udev_device_unref);
     if (!device)
         return {};
@@ -168,6 +163,11 @@ std::shared_ptr<V4L2System> V4L2System::Current()
 void V4L2System::SetCurrent(std::shared_ptr<V4L2System> system)
 {
     platform::System() = system ? std::move(system) : std::make_shared<V4L2System>();
+}
+
+std::string PathOfNode(int node)
+{
+    return "/dev/video" + std::to_string(node);
 }
 
 Result ResultOfDeviceError(int error)
@@ -226,7 +226,7 @@ Outcome OutcomeOfDeviceError(int error, const std::string& name)
 std::shared_ptr<V4L2Device> V4L2Device::Open(std::shared_ptr<V4L2System> system, int node, int& error)
 {
     const std::shared_ptr<V4L2Device> device(new V4L2Device);
-    device->descriptor = system->Open(PathOf(node).c_str());
+    device->descriptor = system->Open(PathOfNode(node).c_str());
     error = device->descriptor ? 0 : errno;
     if (error != 0)
         return nullptr;

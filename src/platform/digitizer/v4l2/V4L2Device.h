@@ -50,6 +50,9 @@ public:
     static void SetCurrent(std::shared_ptr<V4L2System> system);
 };
 
+/// Such as "/dev/video0".
+std::string PathOfNode(int node);
+
 /// The result code for an error number of a device. What may come right when a device returns or another process lets
 /// go of it is `noDeviceForChannel`.
 Result ResultOfDeviceError(int error);

@@ -22,8 +22,9 @@ struct Found {
     std::string place; ///< where it is plugged in
     std::vector<std::string> inputs;
     bool color = true;
-    bool shared = false; ///< any number of readers may have it
-    std::string reason;  ///< why it can't be opened
+    bool loopback = false; ///< any number of readers may have it
+    bool wrapped = false;  ///< a camera of a server, shown as a node by its wrapper library
+    std::string reason;    ///< why it can't be opened
 };
 
 /// What the device threads note of nodes.
@@ -65,7 +66,8 @@ std::optional<Found> LookAt(const std::shared_ptr<V4L2System>& system, int node)
                      .place = device->BusInfo(),
                      .inputs = V4L2Camera(device).Inputs(),
                      .color = formats.color,
-                     .shared = device->IsLoopback() || device->Driver() == "pipewire",
+                     .loopback = device->IsLoopback(),
+                     .wrapped = device->Driver() == "pipewire",
                      .reason = {}};
     }
     if (error != EACCES && error != EPERM && error != EBUSY)
@@ -198,7 +200,7 @@ bool IsFree(const std::shared_ptr<V4L2System>& system, const std::string& identi
     const auto found = std::ranges::find(all, identity, &Found::identity);
     if (found == all.end() || !found->reason.empty())
         return false;
-    if (found->shared || StreamsHere(found->node))
+    if (found->loopback || found->wrapped || StreamsHere(found->node))
         return true;
     int error = 0;
     const auto device = V4L2Device::Open(system, found->node, error);
@@ -208,6 +210,13 @@ bool IsFree(const std::shared_ptr<V4L2System>& system, const std::string& identi
     const bool inUse = device->Layout(VIDIOC_S_FMT, present) == EBUSY;
     NoteInUse(*device, inUse);
     return !inUse;
+}
+
+bool IsListedAs(const std::shared_ptr<V4L2System>& system, const std::string& path)
+{
+    return std::ranges::any_of(Listed(system), [&](const Found& found) {
+        return found.wrapped || (found.reason.empty() && PathOfNode(found.node) == path);
+    });
 }
 
 std::vector<DigitizerEntry> ListV4L2Digitizers(const std::shared_ptr<V4L2System>& system)

@@ -18,6 +18,10 @@ std::unique_ptr<Digitizer> OpenV4L2Digitizer(const std::shared_ptr<V4L2System>& 
 /// it has, which a streaming device refuses; virtual cameras, which many may read, are not touched.
 bool IsFree(const std::shared_ptr<V4L2System>& system, const std::string& identity);
 
+/// Whether a camera that a server offers is in the list as well: by the path of its node, or because a wrapper library
+/// shows all of the server's cameras as nodes.
+bool IsListedAs(const std::shared_ptr<V4L2System>& system, const std::string& path);
+
 /// Notes what a start found: another process has the device, or not.
 void NoteInUse(const V4L2Device& device, bool inUse);
 

@@ -1,0 +1,341 @@
+// Cameras of the PipeWire server: boards and laptops with libcamera, sandboxes, virtual cameras.
+//
+// A camera that is started has a connection, a stream and a loop of its own, which the device's thread runs: the loop's
+// descriptor becomes readable, one turn of the loop lets the library's callbacks run, and what the stream has received
+// is taken. So no callback ever runs beside the thread.
+#include "platform/digitizer/pipewire/PipeWireCamera.h"
+
+#include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/CameraDigitizer.h"
+#include "platform/digitizer/CaptureStamps.h"
+#include "platform/digitizer/FrameGrid.h"
+#include "platform/digitizer/pipewire/PipeWireNodes.h"
+#include "platform/digitizer/pipewire/PipeWireObjects.h"
+#include "platform/digitizer/v4l2/V4L2List.h"
+#include "platform/digitizer/v4l2/V4L2Pictures.h"
+
+#include <deque>
+
+namespace platform {
+namespace {
+
+constexpr std::string_view kIdentityPrefix = "pipewire:";
+constexpr int64_t kStartWithin = 3 * kNanosecondsPerSecond;
+constexpr int kTurn = 50; // milliseconds that one turn of the loop may wait
+
+const spa_pod* BuildFormat(spa_pod_builder& builder, uint32_t pixelFormat, const CaptureFormat& wanted)
+{
+    const bool isCompressed = pixelFormat == V4L2_PIX_FMT_MJPEG;
+    const spa_rectangle size{static_cast<uint32_t>(wanted.width), static_cast<uint32_t>(wanted.height)};
+    const FrameGrid grid = FrameGrid::ForRate(wanted.frameRate);
+    const spa_fraction rate{static_cast<uint32_t>(grid.frames), static_cast<uint32_t>(grid.seconds)};
+    spa_pod_frame frame{};
+    spa_pod_builder_push_object(&builder, &frame, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
+    spa_pod_builder_add(&builder, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype,
+                        SPA_POD_Id(isCompressed ? SPA_MEDIA_SUBTYPE_mjpg : SPA_MEDIA_SUBTYPE_raw), 0);
+    if (!isCompressed)
+        spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_format, SPA_POD_Id(VideoFormatOfPixelFormat(pixelFormat)), 0);
+    spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&size), SPA_FORMAT_VIDEO_framerate,
+                        SPA_POD_Fraction(&rate), 0);
+    return static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &frame));
+}
+
+class PipeWireCamera final : public CaptureDevice {
+public:
+    explicit PipeWireCamera(PipeWireNode opened) : node(std::move(opened)) {}
+    ~PipeWireCamera() override { PipeWireCamera::End(); }
+
+    std::vector<CaptureFormat> Formats() override
+    {
+        std::vector<CaptureFormat> formats;
+        for (const auto& offer : node.offers)
+            formats.push_back(offer.format);
+        return formats;
+    }
+
+    Outcome Begin(const CaptureFormat& wanted, bool, CaptureFormat& actual) override
+    {
+        End();
+        const auto offer =
+            std::ranges::find(node.offers, wanted, [](const PipeWireNode::Offer& one) { return one.format; });
+        if (offer == node.offers.end())
+            return {deviceCantMeetRequest, node.description + " does not offer this format."};
+        pixelFormat = offer->pixelFormat;
+        stamps = CaptureStamps(wanted.frameRate);
+        if (!Connect(wanted) || !WaitForStream()) {
+            Outcome outcome{noDeviceForChannel, trouble.empty() ? node.description + " does not start." : trouble};
+            End();
+            return outcome;
+        }
+        actual = wanted;
+        return {};
+    }
+
+    void End() override
+    {
+        received.clear();
+        if (stream != nullptr)
+            pw_stream_destroy(std::exchange(stream, nullptr));
+        if (core != nullptr)
+            pw_core_disconnect(std::exchange(core, nullptr));
+        if (context != nullptr)
+            pw_context_destroy(std::exchange(context, nullptr));
+        if (loop != nullptr) {
+            pw_loop_leave(loop);
+            pw_loop_destroy(std::exchange(loop, nullptr));
+        }
+        pictures.reset();
+        sequence = 0;
+        lastNumber.reset();
+        isLost = hasStreamed = false;
+    }
+
+    pollfd Waiting() const override { return {loop == nullptr ? -1 : pw_loop_get_fd(loop), POLLIN, 0}; }
+
+    // What was received with an earlier frame does not make the descriptor readable again.
+    int Poll(std::span<pollfd> descriptors, int milliseconds) override
+    {
+        const int ready = ::poll(descriptors.data(), descriptors.size(), received.empty() ? milliseconds : 0);
+        if (received.empty() || ready < 0)
+            return ready;
+        descriptors.back().revents |= POLLIN;
+        return std::max(ready, 1);
+    }
+
+    Taken Take(short, CapturedFrame& frame) override
+    {
+        pw_loop_iterate(loop, 0);
+        while (pw_buffer* buffer = pw_stream_dequeue_buffer(stream))
+            received.push_back(buffer);
+        if (received.empty())
+            return isLost ? Taken::Failed : Taken::Nothing;
+        const pw_buffer& buffer = *received.front();
+        const auto* header = static_cast<const spa_meta_header*>(
+            spa_buffer_find_meta_data(buffer.buffer, SPA_META_Header, sizeof(spa_meta_header)));
+        CountFrame(header);
+        frame.captureTime = stamps.Next(
+            header != nullptr && header->pts > 0 ? std::optional(header->pts) : std::nullopt, MonotonicNow());
+        frame.sequence = sequence;
+        const Taken taken = Examine(*buffer.buffer, header, frame.picture);
+        if (taken != Taken::Frame)
+            GiveBack();
+        return taken;
+    }
+
+    bool GiveBack() override
+    {
+        pw_stream_queue_buffer(stream, received.front());
+        received.pop_front();
+        return true;
+    }
+
+    Taken Silent() override
+    {
+        trouble = node.description + " sends no pictures.";
+        return Taken::Failed;
+    }
+
+    Outcome Failure() const override
+    {
+        return {noDeviceForChannel, trouble.empty() ? node.description + " is not connected." : trouble};
+    }
+
+    std::vector<ImageControl> ReadControls() override
+    {
+        std::vector<ImageControl> controls;
+        for (const auto& property : PipeWireNodes::Instance().Find(node.name).properties)
+            controls.push_back(property.control);
+        return controls;
+    }
+
+    Result WriteControl(uint32_t identity, int64_t value) override
+    {
+        return PipeWireNodes::Instance().SetProperty(node.name, identity, value);
+    }
+
+private:
+    bool Connect(const CaptureFormat& wanted)
+    {
+        static const pw_stream_events events = StreamEvents();
+        loop = pw_loop_new(nullptr);
+        if (loop == nullptr)
+            return false;
+        pw_loop_enter(loop);
+        context = pw_context_new(loop, nullptr, 0);
+        core = context == nullptr ? nullptr : pw_context_connect(context, nullptr, 0);
+        if (core == nullptr) {
+            trouble = "The PipeWire server is not running.";
+            return false;
+        }
+        stream = pw_stream_new(core, "Velmora",
+                               pw_properties_new(PW_KEY_MEDIA_TYPE, "Video", PW_KEY_MEDIA_CATEGORY, "Capture",
+                                                 PW_KEY_MEDIA_ROLE, "Camera", PW_KEY_TARGET_OBJECT, node.name.c_str(),
+                                                 nullptr));
+        if (stream == nullptr)
+            return false;
+        pw_stream_add_listener(stream, &listener, &events, this);
+        uint8_t memory[1024];
+        spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof memory);
+        const spa_pod* format = BuildFormat(builder, pixelFormat, wanted);
+        const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
+                                                        PW_STREAM_FLAG_DONT_RECONNECT);
+        return pw_stream_connect(stream, PW_DIRECTION_INPUT, PW_ID_ANY, flags, &format, 1) >= 0;
+    }
+
+    bool WaitForStream()
+    {
+        const int64_t end = MonotonicNow() + kStartWithin;
+        while (!hasStreamed && !isLost && MonotonicNow() < end)
+            pw_loop_iterate(loop, kTurn);
+        return hasStreamed && !isLost;
+    }
+
+    static pw_stream_events StreamEvents()
+    {
+        pw_stream_events events{};
+        events.version = PW_VERSION_STREAM_EVENTS;
+        events.state_changed = [](void* self, pw_stream_state before, pw_stream_state state, const char* error) {
+            static_cast<PipeWireCamera*>(self)->StateChanged(before, state, error);
+        };
+        events.param_changed = [](void* self, uint32_t id, const spa_pod* parameter) {
+            if (id == SPA_PARAM_Format && parameter != nullptr)
+                static_cast<PipeWireCamera*>(self)->FormatChosen(parameter);
+        };
+        return events;
+    }
+
+    void StateChanged(pw_stream_state before, pw_stream_state state, const char* error)
+    {
+        hasStreamed = hasStreamed || state == PW_STREAM_STATE_STREAMING;
+        const bool isEnd = state == PW_STREAM_STATE_ERROR || (state == PW_STREAM_STATE_UNCONNECTED && hasStreamed) ||
+                           (before == PW_STREAM_STATE_STREAMING && state != PW_STREAM_STATE_STREAMING);
+        isLost = isLost || isEnd;
+        if (state == PW_STREAM_STATE_ERROR)
+            trouble = node.description + " is not to be had (" + (error == nullptr ? "no reason given" : error) + ").";
+    }
+
+    void FormatChosen(const spa_pod* parameter)
+    {
+        spa_video_info info{};
+        if (spa_format_parse(parameter, &info.media_type, &info.media_subtype) < 0)
+            return;
+        layout = {.pixelFormat = pixelFormat, .field = V4L2_FIELD_NONE};
+        if (info.media_subtype == SPA_MEDIA_SUBTYPE_mjpg &&
+            spa_format_video_mjpg_parse(parameter, &info.info.mjpg) >= 0) {
+            layout.width = info.info.mjpg.size.width;
+            layout.height = info.info.mjpg.size.height;
+        } else if (spa_format_video_raw_parse(parameter, &info.info.raw) >= 0) {
+            layout.width = info.info.raw.size.width;
+            layout.height = info.info.raw.size.height;
+        }
+        pictures.reset();
+        uint8_t memory[512];
+        spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof memory);
+        const spa_pod* answers[2];
+        answers[0] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
+            &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
+            SPA_POD_CHOICE_RANGE_Int(8, 2, 16), SPA_PARAM_BUFFERS_dataType,
+            SPA_POD_CHOICE_FLAGS_Int((1 << SPA_DATA_MemPtr) | (1 << SPA_DATA_MemFd) | (1 << SPA_DATA_DmaBuf))));
+        answers[1] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
+            &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(SPA_META_Header),
+            SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_header))));
+        pw_stream_update_params(stream, answers, 2);
+    }
+
+    // Servers and cameras that do not number their frames leave the count at one a frame.
+    void CountFrame(const spa_meta_header* header)
+    {
+        const uint64_t number = header == nullptr ? 0 : header->seq;
+        const bool isNumbered = lastNumber && number > *lastNumber && number - *lastNumber < 0x10000;
+        sequence += isNumbered ? static_cast<uint32_t>(number - *lastNumber) : 1;
+        lastNumber = number;
+    }
+
+    // The rows' distance is known from the buffers alone.
+    void FollowStrides(const spa_buffer& buffer)
+    {
+        V4L2Layout present = layout;
+        present.planes = std::clamp<uint32_t>(buffer.n_datas, 1, 3);
+        for (size_t i = 0; i < present.planes && i < buffer.n_datas; ++i)
+            present.strides[i] = static_cast<uint32_t>(std::clamp(buffer.datas[i].chunk->stride, 0, 1 << 20));
+        if (pictures && present == inUse)
+            return;
+        inUse = present;
+        pictures.emplace(present);
+    }
+
+    Taken Examine(const spa_buffer& buffer, const spa_meta_header* header, RawFrame& picture)
+    {
+        constexpr uint32_t bad = SPA_META_HEADER_FLAG_CORRUPTED;
+        if (layout.width == 0 || buffer.n_datas == 0 || (header != nullptr && (header->flags & bad) != 0))
+            return Taken::Damaged;
+        std::array<std::span<const uint8_t>, 3> memory;
+        const size_t count = std::min<size_t>(buffer.n_datas, memory.size());
+        for (size_t i = 0; i < count; ++i) {
+            const spa_data& data = buffer.datas[i];
+            if (data.data == nullptr || data.chunk == nullptr || data.chunk->size == 0 ||
+                (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) != 0 || data.chunk->offset > data.maxsize ||
+                data.chunk->size > data.maxsize - data.chunk->offset)
+                return Taken::Damaged;
+            memory[i] = {static_cast<const uint8_t*>(data.data) + data.chunk->offset, data.chunk->size};
+        }
+        FollowStrides(buffer);
+        const auto found = pictures->Read(std::span(memory).first(count), V4L2_FIELD_NONE, picture);
+        return found == V4L2Pictures::Found::Picture ? Taken::Frame : Taken::Damaged;
+    }
+
+    const PipeWireNode node;
+    uint32_t pixelFormat = 0;
+    pw_loop* loop = nullptr;
+    pw_context* context = nullptr;
+    pw_core* core = nullptr;
+    pw_stream* stream = nullptr;
+    spa_hook listener{};
+    std::deque<pw_buffer*> received; ///< taken off the stream and not given back; the first is delivered next
+    V4L2Layout layout;               ///< as agreed on
+    V4L2Layout inUse;                ///< with the buffers' strides
+    std::optional<V4L2Pictures> pictures;
+    CaptureStamps stamps;
+    uint32_t sequence = 0;
+    std::optional<uint64_t> lastNumber;
+    std::string trouble;
+    bool hasStreamed = false;
+    bool isLost = false;
+};
+
+} // namespace
+
+std::vector<DigitizerEntry> ListPipeWireDigitizers()
+{
+    std::vector<DigitizerEntry> entries;
+    for (const PipeWireNode& node : PipeWireNodes::Instance().List())
+        if (!IsListedAs(V4L2System::Current(), node.kernelPath))
+            entries.push_back({.name = node.description,
+                               .identity = std::string(kIdentityPrefix) + node.name,
+                               .inputs = {},
+                               .color = std::ranges::any_of(node.offers, [](const PipeWireNode::Offer& offer) {
+                                   return offer.pixelFormat != V4L2_PIX_FMT_GREY;
+                               })});
+    return entries;
+}
+
+std::unique_ptr<Digitizer> OpenPipeWireDigitizer(const std::string& identity)
+{
+    if (!identity.starts_with(kIdentityPrefix))
+        return nullptr;
+    const std::string name = identity.substr(kIdentityPrefix.size());
+    const PipeWireNode listed = PipeWireNodes::Instance().Find(name);
+    if (listed.name.empty())
+        return nullptr;
+    return std::make_unique<CameraDigitizer>(
+        CameraDigitizer::Label{listed.description, identity},
+        [name, description = listed.description](Outcome& outcome) -> std::shared_ptr<CaptureDevice> {
+            PipeWireNode node = PipeWireNodes::Instance().Find(name);
+            if (!node.name.empty())
+                return std::make_shared<PipeWireCamera>(std::move(node));
+            outcome = {noDeviceForChannel, description + " is not connected."};
+            return nullptr;
+        });
+}
+
+} // namespace platform

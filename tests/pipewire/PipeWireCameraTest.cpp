@@ -1,0 +1,151 @@
+// Cameras of a PipeWire server that are no V4L2 nodes: a server of the test's own, cameras that are processes of their
+// own, and both killed while they deliver.
+#include "platform/digitizer/Digitizer.h"
+#include "support/FrameCollector.h"
+
+#include <algorithm>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace platform;
+
+namespace {
+
+/// A process that is killed with its owner.
+class Process {
+public:
+    explicit Process(std::vector<std::string> command)
+    {
+        std::vector<char*> arguments;
+        for (auto& argument : command)
+            arguments.push_back(argument.data());
+        arguments.push_back(nullptr);
+        EXPECT_EQ(posix_spawnp(&pid, arguments[0], nullptr, nullptr, arguments.data(), environ), 0) << command[0];
+    }
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+    ~Process()
+    {
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+    }
+
+private:
+    pid_t pid = 0;
+};
+
+using Arguments = std::vector<std::string>;
+
+std::unique_ptr<Process> StartCamera(Arguments more)
+{
+    Arguments command{std::string(getenv("VELMORA_PROGRAMS")) + "/test_camera"};
+    command.insert(command.end(), more.begin(), more.end());
+    return std::make_unique<Process>(std::move(command));
+}
+
+template <typename Condition> bool Await(Condition condition)
+{
+    const int64_t end = MonotonicNow() + 20 * kNanosecondsPerSecond;
+    while (!condition() && MonotonicNow() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    return condition();
+}
+
+constexpr const char* kIdentity = "pipewire:Test Camera";
+
+bool IsListed()
+{
+    const auto entries = ListDigitizers();
+    return std::ranges::find(entries, kIdentity, &DigitizerEntry::identity) != entries.end();
+}
+
+std::unique_ptr<Digitizer> OpenCamera()
+{
+    EXPECT_TRUE(Await(IsListed));
+    return OpenDigitizer(kIdentity);
+}
+
+// The frames show consecutive numbers, each at the time on the grid at which the camera made it.
+void ExpectEveryFrame(const std::vector<SeenFrame>& seen)
+{
+    for (size_t i = 1; i < seen.size(); ++i) {
+        ASSERT_TRUE(seen[i].number) << i;
+        EXPECT_EQ(*seen[i].number, *seen[i - 1].number + 1) << "frame " << i;
+        EXPECT_EQ(seen[i].sequence, seen[i - 1].sequence + 1) << "frame " << i;
+        EXPECT_NEAR(static_cast<double>(seen[i].captureTime - seen[i - 1].captureTime), 1e9 / 30, 2e3);
+    }
+}
+
+TEST(PipeWireCamera, EveryFrameInBothFormats)
+{
+    const auto process =
+        StartCamera({"--size", "640x480", "--size", "1280x720", "--format", "yuyv", "--format", "mjpeg"});
+    const auto camera = OpenCamera();
+    ASSERT_EQ(camera->Identity(), kIdentity);
+    EXPECT_EQ(camera->Formats().size(), 4U);
+    const CaptureFormat formats[] = {{CodeOf("jpeg"), 1280, 720, 30}, {kYuvsPixelFormat, 640, 480, 30}};
+    for (const CaptureFormat& format : formats) {
+        FrameCollector frames;
+        ASSERT_EQ(camera->SetFormat(format), noErr);
+        ASSERT_EQ(camera->Start(frames), noErr) << camera->Reason();
+        ASSERT_TRUE(frames.WaitFor(300));
+        camera->Stop();
+        auto seen = frames.Seen();
+        seen.resize(300);
+        EXPECT_EQ(seen[0].format, format.format);
+        EXPECT_EQ(seen[0].width, format.width);
+        ExpectEveryFrame(seen);
+    }
+}
+
+TEST(PipeWireCamera, ComesBackAfterItsProcessAndInAnotherFormat)
+{
+    auto process = StartCamera({"--size", "640x480"});
+    const auto camera = OpenCamera();
+    FrameCollector frames;
+    ASSERT_EQ(camera->Start(frames), noErr) << camera->Reason();
+    ASSERT_TRUE(frames.WaitFor(10));
+    process.reset();
+    ASSERT_TRUE(frames.WaitForFailure());
+    EXPECT_FALSE(camera->Reason().empty());
+    EXPECT_TRUE(Await([] { return !IsListed(); }));
+    process = StartCamera({"--size", "800x600", "--format", "mjpeg"});
+    ASSERT_TRUE(Await(IsListed));
+    const int64_t returned = MonotonicNow();
+    const size_t before = frames.Seen().size();
+    ASSERT_TRUE(frames.WaitFor(before + 10));
+    EXPECT_LT(frames.Seen()[before].arrival - returned, 2 * kNanosecondsPerSecond);
+    EXPECT_EQ(frames.Seen().back().width, 800);
+    EXPECT_EQ(frames.Failures().size(), 1U);
+    // Another format while it runs.
+    ASSERT_EQ(camera->SetFormat({0, 800, 600, 30}), noErr);
+    camera->Stop();
+}
+
+TEST(PipeWireCamera, ComesBackAfterTheServer)
+{
+    auto process = StartCamera({"--size", "640x480"});
+    const auto camera = OpenCamera();
+    FrameCollector frames;
+    ASSERT_EQ(camera->Start(frames), noErr) << camera->Reason();
+    ASSERT_TRUE(frames.WaitFor(10));
+    for (const char* server : {"WIREPLUMBER_PID", "PIPEWIRE_PID"})
+        kill(std::stoi(getenv(server)), SIGKILL);
+    ASSERT_TRUE(frames.WaitForFailure());
+    process.reset();
+    const Process server({"env", "-u", "PIPEWIRE_CONFIG_NAME", "pipewire"}); // the name is of a client's
+    ASSERT_TRUE(Await([] { return system("pw-cli info 0 >/dev/null 2>&1") == 0; }));
+    const Process manager({"env", "-u", "PIPEWIRE_CONFIG_NAME", "wireplumber"});
+    process = StartCamera({"--size", "640x480"});
+    ASSERT_TRUE(Await(IsListed));
+    const size_t before = frames.Seen().size();
+    EXPECT_TRUE(frames.WaitFor(before + 30));
+    EXPECT_EQ(frames.Failures().size(), 1U);
+    camera->Stop();
+}
+
+} // namespace
