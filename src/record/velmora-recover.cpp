@@ -1,4 +1,4 @@
-// velmora-recover: makes a playable movie out of a recording that was cut off.
+// velmora-recover: finishes a recording that was cut off.
 
 #include "platform/movies/MovieRecovery.h"
 
@@ -19,11 +19,13 @@ enum ExitCode {
 constexpr const char* kUsage = "Usage: velmora-recover FILE [OUTPUT]\n";
 
 constexpr const char* kHelp =
-    "Makes a playable movie out of a recording that was cut off: by a failure of power, a full disk or a killed\n"
-    "program. FILE stays as it is. OUTPUT must not exist; without it the movie is written beside FILE, under its name\n"
-    "with \" recovered\" before the ending. A movie that is complete is left alone.\n"
+    "Finishes a recording that was cut off: by a failure of power, a full disk or a killed program. FILE itself "
+    "becomes\n"
+    "the complete movie, which takes no time and no room but for the movie's header. With OUTPUT, which must not "
+    "exist,\n"
+    "the movie is written there, and FILE stays as it is. A movie that is complete is left alone.\n"
     "\n"
-    "Exit status: 0 when a movie was written or FILE is complete, 1 when a file can't be read or written,\n"
+    "Exit status: 0 when the movie is complete, 1 when a file can't be read or written or is still being recorded,\n"
     "2 for wrong usage, 3 when FILE holds no recording.\n";
 
 const char* TextOfResult(platform::Result result)
@@ -33,6 +35,8 @@ const char* TextOfResult(platform::Result result)
         return "there is no such file";
     case platform::invalidMovie:
         return "the file holds no recording";
+    case platform::fBsyErr:
+        return "the file is being recorded";
     case platform::dupFNErr:
         return "the output exists already";
     case platform::dskFulErr:

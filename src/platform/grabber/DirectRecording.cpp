@@ -9,6 +9,7 @@
 #include "platform/grabber/DirectRecording.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/movies/CaptureInHand.h"
 
 #include <algorithm>
 #include <cmath>
@@ -108,6 +109,7 @@ Result DirectRecording::AddFrame(const Sample& frame)
     if (framePending)
         result = AddPendingFrame(static_cast<int32_t>(std::clamp<int64_t>(units - pendingUnits, 0, INT32_MAX)));
     Fill(video, frame.data.Bytes(), frame.description);
+    pendingTime = frame.captureTime;
     pendingUnits = units;
     framePending = true;
     return Keep(result);
@@ -117,6 +119,7 @@ Result DirectRecording::AddPendingFrame(int32_t duration)
 {
     framePending = false;
     lastDuration = duration;
+    const CaptureInHand captured(kVideoMediaType, pendingTime);
     return AddMediaSample(video.media, video.data, 0, GetHandleSize(video.data), duration, video.record, 1, 0, 0);
 }
 
@@ -147,6 +150,8 @@ Result DirectRecording::AddSound(const SoundStream::Piece& piece)
             return made;
     }
     const int32_t frameBytes = piece.description->BytesPerFrame();
+    const CaptureInHand captured(kSoundMediaType,
+                                 piece.captureTime + std::llround(skipped * 1e9 / piece.description->sampleRate));
     Fill(sound, BytesAt(piece.data + skipped * frameBytes, frames * frameBytes), piece.description);
     return Keep(AddMediaSample(sound.media, sound.data, 0, GetHandleSize(sound.data), 1, sound.record, frames, 0, 0));
 }

@@ -63,6 +63,7 @@ private:
     bool withPictures = true;
     std::optional<int64_t> soundArrived; ///< capture time of the first sound, taken or not
     bool framePending = false;           ///< the newest frame, whose end the next one tells
+    int64_t pendingTime = 0;             // when the pending frame was captured
     int64_t pendingUnits = 0;
     int32_t lastDuration = 0;
     Result firstFailure = noErr;

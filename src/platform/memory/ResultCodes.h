@@ -14,6 +14,7 @@ inline constexpr Result dskFulErr = -34;
 inline constexpr Result ioErr = -36;
 inline constexpr Result bdNamErr = -37;
 inline constexpr Result fnfErr = -43;
+inline constexpr Result fBsyErr = -47;
 inline constexpr Result dupFNErr = -48;
 inline constexpr Result paramErr = -50;
 inline constexpr Result permErr = -54;

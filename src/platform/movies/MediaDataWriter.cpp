@@ -8,6 +8,7 @@
 //
 // The writing thread writes as soon as a chunk is full, or a fifth of a second after data came. A second thread asks
 // the disk to make durable what was written: that can take long on a busy disk, and writing goes on meanwhile.
+// Corrections to what is written already wait beside the stream for the bytes that they speak of.
 //
 // The first failure of either thread ends the writing. What waits is dropped, since bytes behind a gap are of no use,
 // and every later call gets the failure.
@@ -53,9 +54,10 @@ MediaDataWriter::MediaDataWriter(std::unique_ptr<OutputFile> outputFile, int64_t
     : file(std::move(outputFile)),
       limit(bufferLimit > 0 ? bufferLimit : BufferForThisMachine()),
       end(position),
+      roomEnd(file->KeepRoom(position)),
       writtenEnd(position),
-      writer([this] { WriteOn(); }),
-      syncer([this] { SyncOn(); })
+      writer([this] { WriterLoop(); }),
+      syncer([this] { SyncLoop(); })
 {
 }
 
@@ -74,8 +76,7 @@ MediaDataWriter::~MediaDataWriter()
 Result MediaDataWriter::Append(std::span<const uint8_t> bytes)
 {
     const auto size = static_cast<int64_t>(bytes.size());
-    std::unique_lock lock(mutex);
-    WaitForRoom(lock, size);
+    const std::lock_guard lock(mutex);
     if (failure != noErr)
         return failure;
     const bool wasIdle = waiting == 0 || !IsChunkFull();
@@ -87,12 +88,47 @@ Result MediaDataWriter::Append(std::span<const uint8_t> bytes)
     return noErr;
 }
 
-void MediaDataWriter::WaitForRoom(std::unique_lock<std::mutex>& lock, int64_t size)
+bool MediaDataWriter::WaitForRoom(int64_t size, int64_t beyondLimit)
 {
-    if (waiting > kMuch && !stalled)
-        stalled = !roomMade.wait_for(lock, kMoment, [&] { return failure != noErr || waiting <= kLittle; });
     // A sample larger than the whole buffer goes in when nothing else waits.
-    roomMade.wait(lock, [&] { return failure != noErr || waiting == 0 || waiting + size <= limit; });
+    const auto fits = [&] { return failure != noErr || waiting == 0 || waiting + size <= limit + beyondLimit; };
+    std::unique_lock lock(mutex);
+    if ((waiting > kMuch || !fits()) && !stalled)
+        stalled = !roomMade.wait_for(lock, kMoment, [&] { return failure != noErr || waiting <= kLittle; });
+    return fits();
+}
+
+void MediaDataWriter::Overwrite(std::span<const uint8_t> bytes, int64_t position)
+{
+    const std::lock_guard lock(mutex);
+    corrections.push_back({end, position, {bytes.begin(), bytes.end()}});
+    dataWaits.notify_one();
+}
+
+void MediaDataWriter::Finish(std::span<const uint8_t> bytes, int64_t position)
+{
+    const std::lock_guard lock(mutex);
+    finished = failure != noErr;
+    last = Correction{end, position, {bytes.begin(), bytes.end()}};
+    dataWaits.notify_one();
+}
+
+bool MediaDataWriter::WaitForFinish(std::chrono::milliseconds time)
+{
+    std::unique_lock lock(mutex);
+    return finishDone.wait_for(lock, time, [&] { return finished; });
+}
+
+void MediaDataWriter::KeepRoom(int64_t bytes)
+{
+    const std::lock_guard lock(mutex);
+    keptBehind = bytes;
+}
+
+int64_t MediaDataWriter::RoomEnd() const
+{
+    const std::lock_guard lock(mutex);
+    return roomEnd;
 }
 
 void MediaDataWriter::AddToChunks(std::span<const uint8_t> bytes)
@@ -131,7 +167,8 @@ void MediaDataWriter::RequestSync()
 
 bool MediaDataWriter::IsSyncDue() const
 {
-    return syncTarget > syncedEnd && writtenEnd >= syncTarget;
+    return syncTarget > syncedEnd && writtenEnd >= syncTarget &&
+           (corrections.empty() || corrections.front().after > syncTarget);
 }
 
 Result MediaDataWriter::Flush()
@@ -139,7 +176,7 @@ Result MediaDataWriter::Flush()
     std::unique_lock lock(mutex);
     hurry = true;
     dataWaits.notify_one();
-    roomMade.wait(lock, [&] { return failure != noErr || waiting == 0; });
+    roomMade.wait(lock, [&] { return failure != noErr || (waiting == 0 && corrections.empty()); });
     hurry = false;
     return failure;
 }
@@ -148,6 +185,12 @@ int64_t MediaDataWriter::Waiting() const
 {
     const std::lock_guard lock(mutex);
     return waiting;
+}
+
+int64_t MediaDataWriter::Written() const
+{
+    const std::lock_guard lock(mutex);
+    return writtenEnd;
 }
 
 Result MediaDataWriter::Failure() const
@@ -161,29 +204,90 @@ bool MediaDataWriter::IsChunkFull() const
     return !queue.empty() && queue.front().filled == kChunkSize;
 }
 
-void MediaDataWriter::WriteOn()
+bool MediaDataWriter::IsCorrectionDue() const
+{
+    return !corrections.empty() && corrections.front().after <= writtenEnd;
+}
+
+bool MediaDataWriter::IsLastDue() const
+{
+    return failure == noErr && last && !finished && waiting == 0 && corrections.empty();
+}
+
+void MediaDataWriter::WriterLoop()
 {
     BlockSignals();
     std::unique_lock lock(mutex);
     while (failure == noErr) {
-        dataWaits.wait(lock, [&] { return waiting > 0 || stopping; });
-        if (waiting == 0)
-            return;
-        dataWaits.wait_for(lock, kLongestWait, [&] { return IsChunkFull() || hurry || stopping; });
-        // The bytes stay where they are: the recording thread only adds behind them.
-        const Chunk& chunk = queue.front();
-        const std::span bytes(chunk.bytes.get() + chunk.written, chunk.filled - chunk.written);
-        const int64_t position = writtenEnd;
-        lock.unlock();
-        const Result result = file->Write(bytes, position);
-        lock.lock();
-        if (result == noErr)
-            NoteWritten(bytes.size());
-        else if (failure == noErr)
-            failure = result;
-        if (stalled || waiting <= kLittle || failure != noErr)
+        dataWaits.wait(lock,
+                       [&] { return failure != noErr || waiting > 0 || IsCorrectionDue() || IsLastDue() || stopping; });
+        if (failure == noErr && waiting > 0)
+            WriteChunk(lock);
+        WriteCorrections(lock);
+        if (IsLastDue())
+            WriteLast(lock);
+        if (stopping && waiting == 0 && corrections.empty())
+            break;
+        if (stalled || waiting <= kLittle)
             roomMade.notify_all();
     }
+    finished = true;
+    finishDone.notify_all();
+    roomMade.notify_all();
+}
+
+void MediaDataWriter::WriteChunk(std::unique_lock<std::mutex>& lock)
+{
+    const auto isUrgent = [&] { return IsChunkFull() || hurry || stopping || last || !corrections.empty(); };
+    dataWaits.wait_for(lock, kLongestWait, isUrgent);
+    // The bytes stay where they are: the recording thread only adds behind them.
+    const Chunk& chunk = queue.front();
+    const std::span bytes(chunk.bytes.get() + chunk.written, chunk.filled - chunk.written);
+    const int64_t position = writtenEnd;
+    const int64_t wantedEnd = end + keptBehind;
+    lock.unlock();
+    const int64_t room = file->KeepRoom(wantedEnd);
+    const Result result = file->Write(bytes, position);
+    lock.lock();
+    roomEnd = room;
+    Keep(result);
+    if (result == noErr)
+        NoteWritten(bytes.size());
+}
+
+void MediaDataWriter::WriteCorrections(std::unique_lock<std::mutex>& lock)
+{
+    while (failure == noErr && IsCorrectionDue()) {
+        const Correction& next = corrections.front();
+        lock.unlock();
+        const Result result = file->Write(next.bytes, next.position);
+        lock.lock();
+        corrections.pop_front();
+        Keep(result);
+    }
+    if (IsSyncDue())
+        syncWanted.notify_one();
+}
+
+void MediaDataWriter::WriteLast(std::unique_lock<std::mutex>& lock)
+{
+    lock.unlock();
+    Result result = file->Sync();
+    if (result == noErr)
+        result = file->Write(last->bytes, last->position);
+    if (result == noErr)
+        result = file->Sync();
+    file->ReleaseRoom();
+    lock.lock();
+    Keep(result);
+    finished = true;
+    finishDone.notify_all();
+}
+
+void MediaDataWriter::Keep(Result result)
+{
+    if (failure == noErr)
+        failure = result;
 }
 
 void MediaDataWriter::NoteWritten(size_t bytes)
@@ -201,11 +305,9 @@ void MediaDataWriter::NoteWritten(size_t bytes)
     writtenEnd += static_cast<int64_t>(bytes);
     if (waiting <= kLittle)
         stalled = false;
-    if (IsSyncDue())
-        syncWanted.notify_one();
 }
 
-void MediaDataWriter::SyncOn()
+void MediaDataWriter::SyncLoop()
 {
     BlockSignals();
     std::unique_lock lock(mutex);
@@ -219,8 +321,8 @@ void MediaDataWriter::SyncOn()
         lock.lock();
         syncedEnd = target;
         syncTarget = std::max(syncTarget, lastRequest);
-        if (result != noErr && failure == noErr) {
-            failure = result;
+        if (result != noErr) {
+            Keep(result);
             dataWaits.notify_one();
             roomMade.notify_all();
         }

@@ -8,6 +8,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <thread>
 #include <vector>
@@ -24,15 +25,39 @@ public:
     /// Writes what waits and ends the threads.
     ~MediaDataWriter();
 
-    /// Copies bytes to the end. Waits where the buffer is full, and for a moment where much was given at once. A
-    /// failure of the threads, now or earlier, is the result; then nothing is taken any more.
+    /// Copies bytes to the end, whether the buffer has room for them or not. A failure of the threads, now or earlier,
+    /// is the result; then nothing is taken any more.
     Result Append(std::span<const uint8_t> bytes);
 
-    /// Asks that all that was appended so far survives a failure of power, soon: comes back at once.
+    /// True when `size` more bytes fit into the buffer and `beyondLimit` bytes behind it. Waits for a moment where much
+    /// has been given at once or the buffer has become full; a caller that goes on is not held again before the disk
+    /// has caught up.
+    bool WaitForRoom(int64_t size, int64_t beyondLimit = 0);
+
+    /// Writes bytes over those at `position`, once all that was appended before is written. At most one page of memory.
+    void Overwrite(std::span<const uint8_t> bytes, int64_t position);
+
+    /// Asks that all that was given so far survives a failure of power, soon: comes back at once.
     void RequestSync();
 
     /// Waits until all bytes are with the system.
     Result Flush();
+
+    /// Lets the thread write all, make it durable, then write `last` at `position` and make that durable. Nothing is
+    /// appended after this.
+    void Finish(std::span<const uint8_t> last, int64_t position);
+
+    /// Waits until that is done. False when it isn't within the time.
+    bool WaitForFinish(std::chrono::milliseconds time);
+
+    /// Bytes behind the last one appended for which room on the disk is kept.
+    void KeepRoom(int64_t bytes);
+
+    /// The file, for what is done with it after `Flush`.
+    OutputFile& File() { return *file; }
+
+    /// Up to where the file can grow, as it was known last.
+    int64_t RoomEnd() const;
 
     /// Where the next byte will stand.
     int64_t End() const { return end; }
@@ -40,14 +65,14 @@ public:
     /// Bytes that wait in memory.
     int64_t Waiting() const;
 
+    /// Where the bytes end that are with the system.
+    int64_t Written() const;
+
     /// Bytes that may wait in memory.
     int64_t Limit() const { return limit; }
 
     /// The first failure of the threads.
     Result Failure() const;
-
-    /// The file, for what is written to it after `Flush`.
-    OutputFile& File() { return *file; }
 
 private:
     struct Chunk {
@@ -55,14 +80,24 @@ private:
         size_t filled = 0;
         size_t written = 0;
     };
+    struct Correction {
+        int64_t after; // what has to be written before
+        int64_t position;
+        std::vector<uint8_t> bytes;
+    };
 
-    void WriteOn();
-    void SyncOn();
-    void WaitForRoom(std::unique_lock<std::mutex>& lock, int64_t size);
+    void WriterLoop();
+    void SyncLoop();
+    void WriteChunk(std::unique_lock<std::mutex>& lock);
+    void WriteCorrections(std::unique_lock<std::mutex>& lock);
+    void WriteLast(std::unique_lock<std::mutex>& lock);
+    void Keep(Result result);
     void AddToChunks(std::span<const uint8_t> bytes);
     Chunk TakeFreeChunk();
     void NoteWritten(size_t bytes);
     bool IsChunkFull() const;
+    bool IsCorrectionDue() const;
+    bool IsLastDue() const;
     bool IsSyncDue() const;
 
     std::unique_ptr<OutputFile> file;
@@ -73,8 +108,14 @@ private:
     std::condition_variable dataWaits;
     std::condition_variable roomMade;
     std::condition_variable syncWanted;
+    std::condition_variable finishDone;
     std::deque<Chunk> queue; // the last one is being filled
     std::vector<Chunk> freeChunks;
+    std::deque<Correction> corrections;
+    std::optional<Correction> last;
+    bool finished = false;
+    int64_t keptBehind = 0;
+    int64_t roomEnd = INT64_MAX;
     int64_t waiting = 0;
     int64_t writtenEnd;
     int64_t syncTarget = 0; // what was appended before is to be made durable

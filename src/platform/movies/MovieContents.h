@@ -5,12 +5,16 @@
 #include "platform/movies/SampleLog.h"
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace platform {
 
-/// Units a second of a movie's own time, in which edits and tracks are measured.
+/// Units a second of a movie's own time, in which the calls measure edits and tracks.
 inline constexpr int32_t kMovieTimeScale = 600;
+
+/// Units a second in which the file has them: fine enough to put picture and sound right to a tenth of a millisecond.
+inline constexpr int32_t kFileTimeScale = 20 * kMovieTimeScale;
 
 /// No media, and no sum of durations, is longer than this: times of the movie and of any media can then be converted
 /// into one another in 64 bits.
@@ -34,6 +38,7 @@ struct TrackContents {
     std::vector<Edit> edits;
     int64_t duration = 0; ///< of the media, in its own units
     int64_t samples = 0;
+    std::optional<int64_t> captureOffset; ///< when the media's time 0 was captured (monotonic clock, nanoseconds)
 };
 
 /// All that a movie's header is made of.

@@ -16,12 +16,14 @@ struct RecoveredMovie {
     bool wasComplete = false; ///< the file needed no recovery
 };
 
-/// Makes a playable movie at `output` out of the recording at `input` that was cut off, which stays untouched. An
-/// empty `output` stands for the input's name with " recovered" before its ending; `written` receives the name used.
-/// For a movie that is complete nothing is written, and `written` is the input itself.
-/// `fnfErr` for no such file, `invalidMovie` for one that holds no recording of this system, `dupFNErr` for an output
-/// that exists, `dskFulErr` and the like for one that can't be written; `written` is empty unless it is the output
-/// that failed.
+/// Finishes the recording at `input` that was cut off. With an empty `output` that is done in place, by adding the
+/// header to the file; killed at any moment, it can be done again. Else the movie is written to `output`, and `input`
+/// stays as it is. `written` receives the name of the movie. For a movie that is complete nothing is written, and
+/// `written` is the input.
+/// `fnfErr` for no such file, `invalidMovie` for one that holds no recording of this system or one without a sample,
+/// `fBsyErr` for one that is being recorded or finished, `permErr` for one that may not be written, `dupFNErr` for an
+/// output that exists, `dskFulErr` and the like for a movie that can't be written; `written` is empty unless it is
+/// writing that failed.
 Result RecoverMovie(const std::string& input, const std::string& output, RecoveredMovie& found, std::string& written);
 
 } // namespace platform

@@ -1,18 +1,32 @@
-// States: open (media data grows, the head of the file says no length), complete (header written, head says where the
-// data ends), closed. Samples added to a complete movie make it incomplete first: the length goes from the head, and
-// the header is left behind as dead bytes among the media data.
+// States: recording (the file is a fragmented movie that grows), finishing (its header goes to the disk, and after it
+// the head of the media data, which makes it an ordinary movie), closed. At each moment the file plays as far as it was
+// written.
 //
-// The length in the head is what makes a file a movie, and it is written last: after the header has reached the disk.
-// So at each moment a file is either complete or known as one to recover.
+// What can no longer be written is known before it is taken: the writer keeps room on the disk for the header, and says
+// up to where the file can grow. A sample that would pass that is refused, and then no more are taken.
+//
+// A frame for which the buffer in front of the disk has no room is lost, as the thread that records must not wait. The
+// movie repeats the bytes of the frame before in its place, so that time goes on as it was.
 #include "platform/movies/MovieStorage.h"
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/movies/MovieHeader.h"
+#include "platform/movies/SampleDescriptions.h"
 
 #include <algorithm>
-#include <sys/statvfs.h>
+#include <unistd.h>
 
 namespace platform {
+namespace {
+
+constexpr int64_t kFragmentDuration = 400 * kNanosecondsPerMillisecond;
+
+bool IsUncompressedSound(const TrackContents& track, uint32_t description)
+{
+    return track.mediaType == kSoundMediaType && BytesPerSoundFrame(track.descriptions[description]) > 0;
+}
+
+} // namespace
 
 Result MovieStorage::Create(const std::string& path, bool replace, FourCharCode creator,
                             std::shared_ptr<MovieStorage>& storage)
@@ -20,25 +34,203 @@ Result MovieStorage::Create(const std::string& path, bool replace, FourCharCode 
     std::unique_ptr<DiskFile> file;
     if (const Result result = CreateOutputFile(path, replace, creator, file); result != noErr)
         return result;
+    file->Lock();
     // Written at once, so that a full disk shows before the recording begins.
-    if (const Result result = file->Write(FileHead(0), 0); result != noErr)
-        return result;
-    storage.reset(new MovieStorage(std::move(file), path, creator));
-    return noErr;
+    Result result = file->Write(FileHead(), 0);
+    const int64_t wanted = kFileHeadSize + MovieHeaderRoom({});
+    if (result == noErr && file->KeepRoom(wanted) < wanted)
+        result = dskFulErr;
+    if (result == noErr)
+        storage = std::make_shared<MovieStorage>(std::move(file), path, creator);
+    else
+        unlink(path.c_str());
+    return result;
 }
 
-MovieStorage::MovieStorage(std::unique_ptr<OutputFile> file, std::string where, FourCharCode creator)
-    : path(std::move(where)),
-      startTime(MonotonicNow()),
-      writer(std::make_unique<MediaDataWriter>(std::move(file), kFileHeadSize))
+MovieStorage::MovieStorage(std::unique_ptr<OutputFile> file, std::string where, FourCharCode creator,
+                           int64_t bufferLimit)
+    : path(std::move(where)), writer(std::make_unique<MediaDataWriter>(std::move(file), kFileHeadSize, bufferLimit))
 {
     contents.creationTime = PresentMovieTime();
     contents.creator = creator;
+    rate.Note(MonotonicNow(), 0);
 }
 
 MovieStorage::~MovieStorage()
 {
     Close();
+}
+
+Result MovieStorage::AddSamples(std::span<const uint8_t> bytes, SampleRun run, std::optional<int64_t> captureTime)
+{
+    states.resize(contents.tracks.size());
+    announced.resize(contents.tracks.size());
+    writer->KeepRoom(BytesKept());
+    if (roomEnded || FreeBytes() < static_cast<int64_t>(bytes.size())) {
+        roomEnded = true;
+        return dskFulErr;
+    }
+    run.position = writer->End() + static_cast<int64_t>(MovieFragment::kHeadSize);
+    run.size = static_cast<int64_t>(bytes.size());
+    BeginFragmentFor(run);
+    if (const Result result = TakeBytes(bytes, run); result != noErr)
+        return result;
+    NoteSamples(run, captureTime);
+    // The samples are in: a failure from here on is the next call's.
+    if (IsFragmentDue())
+        EndFragment();
+    return noErr;
+}
+
+Result MovieStorage::TakeBytes(std::span<const uint8_t> bytes, SampleRun& run)
+{
+    const bool isVideo = contents.tracks[run.track].mediaType == kVideoMediaType;
+    // Sound is small and can't be repeated unheard: it goes into a part of the buffer that is left to it.
+    const int64_t beyondLimit = isVideo ? 0 : writer->Limit() / 8;
+    if (!writer->WaitForRoom(run.size, beyondLimit)) {
+        if (!isVideo || !states[run.track].last || run.count != 1)
+            return ioErr;
+        RepeatFrame(run);
+        return noErr;
+    }
+    run.position = writer->End();
+    return writer->Append(bytes);
+}
+
+void MovieStorage::RepeatFrame(SampleRun& run)
+{
+    const int64_t duration = run.duration;
+    run = *states[run.track].last;
+    run.duration = duration;
+    ++framesLost;
+}
+
+void MovieStorage::NoteSamples(const SampleRun& run, std::optional<int64_t> captureTime)
+{
+    TrackContents& track = contents.tracks[run.track];
+    TrackState& state = states[run.track];
+    if (captureTime)
+        state.captured.Add(*captureTime, track.duration, track.timeScale);
+    const bool isRepeated = state.last && run.position == state.last->position;
+    const SampleRun sample = InFragment(run);
+    if (!isRepeated && fragment.HasRoomFor(sample))
+        fragment.Add(sample, track.duration);
+    track.duration += run.count * run.duration;
+    track.samples += run.count;
+    contents.samples.Add(run);
+    state.last = run;
+}
+
+// A fragment tells a buffer of uncompressed sound as one sample.
+SampleRun MovieStorage::InFragment(const SampleRun& run) const
+{
+    return IsUncompressedSound(contents.tracks[run.track], run.description) ? RunAsOneSample(run) : run;
+}
+
+void MovieStorage::BeginFragmentFor(const SampleRun& run)
+{
+    if (fragment.IsOpen() && !fragment.HasRoomFor(InFragment(run)))
+        EndFragment();
+    if (fragment.IsOpen())
+        return;
+    fragment.Begin(writer->End());
+    fragmentStart = MonotonicNow();
+    writer->Append(MovieFragment::OpenHead());
+}
+
+// The first samples of a description are there to be played at once.
+bool MovieStorage::IsFragmentDue() const
+{
+    return MonotonicNow() - fragmentStart >= kFragmentDuration || described != DescriptionCounts();
+}
+
+std::vector<size_t> MovieStorage::DescriptionCounts() const
+{
+    std::vector<size_t> counts;
+    for (const TrackContents& track : contents.tracks)
+        counts.push_back(track.descriptions.size());
+    return counts;
+}
+
+void MovieStorage::EndFragment()
+{
+    for (size_t i = 0; i < states.size(); ++i)
+        contents.tracks[i].captureOffset = states[i].captured.Median();
+    if (described != DescriptionCounts())
+        WriteInitialHeader();
+    const int64_t dataEnd = writer->End();
+    const int64_t position = fragment.Position();
+    writer->Append(journal.MakeBox(contents, dataEnd));
+    writer->Overwrite(fragment.End(dataEnd, announced), position);
+    writer->RequestSync();
+    rate.Note(MonotonicNow(), writer->End());
+}
+
+void MovieStorage::WriteInitialHeader()
+{
+    described = DescriptionCounts();
+    const auto header = InitialHeader(contents);
+    if (header.empty())
+        return;
+    announced = described;
+    writer->Overwrite(header, kInitialHeaderPosition);
+}
+
+void MovieStorage::Finish()
+{
+    if (fragment.IsOpen())
+        EndFragment();
+    finishing = true;
+    finishStart = writer->Written();
+    const int64_t headerPosition = writer->End();
+    writer->Append(MovieHeader(contents));
+    writer->Finish(MediaDataHead(headerPosition), kRoomPosition);
+}
+
+FinishingMovie MovieStorage::Progress() const
+{
+    FinishingMovie progress;
+    progress.path = path;
+    progress.doneBytes = writer->Written() - finishStart;
+    progress.totalBytes = writer->End() - finishStart;
+    progress.done = writer->WaitForFinish(std::chrono::milliseconds(0));
+    progress.result = writer->Failure();
+    return progress;
+}
+
+Result MovieStorage::Close()
+{
+    if (!IsOpen())
+        return noErr;
+    closed = true;
+    Result result = noErr;
+    if (!inBackground) {
+        result = finishing ? writer->Failure() : CloseUnfinished();
+        writer.reset();
+    }
+    contents.samples.Clear();
+    return result;
+}
+
+Result MovieStorage::CloseUnfinished()
+{
+    if (fragment.IsOpen())
+        EndFragment();
+    Result result = writer->Flush();
+    if (result == noErr)
+        result = writer->File().Sync();
+    writer->File().ReleaseRoom();
+    return result;
+}
+
+int64_t MovieStorage::BytesKept() const
+{
+    return MovieHeaderRoom(contents) + static_cast<int64_t>(MovieFragment::kHeadSize);
+}
+
+int64_t MovieStorage::FreeBytes() const
+{
+    return std::max<int64_t>(0, writer->RoomEnd() - writer->End() - BytesKept());
 }
 
 MovieStorageStatus MovieStorage::Status() const
@@ -48,78 +240,14 @@ MovieStorageStatus MovieStorage::Status() const
     status.fileBytes = writer->End();
     status.waitingBytes = writer->Waiting();
     status.bufferBytes = writer->Limit();
+    status.freeBytes = FreeBytes();
+    if (const double bytesPerSecond = rate.BytesPerSecond(); bytesPerSecond > 0)
+        status.secondsLeft = static_cast<double>(status.freeBytes) / bytesPerSecond;
+    status.framesLost = framesLost;
     status.failure = writer->Failure();
-    struct statvfs disk {};
-    if (statvfs(path.c_str(), &disk) == 0)
-        status.freeBytes = std::max<int64_t>(
-            0, static_cast<int64_t>(disk.f_bavail) * static_cast<int64_t>(disk.f_frsize) - status.waitingBytes);
-    const auto seconds = static_cast<double>(MonotonicNow() - startTime) / kNanosecondsPerSecond;
-    if (seconds > 1 && status.fileBytes > kFileHeadSize)
-        status.secondsLeft = static_cast<double>(status.freeBytes) * seconds / static_cast<double>(status.fileBytes);
+    if (status.failure == noErr && roomEnded)
+        status.failure = dskFulErr;
     return status;
-}
-
-Result MovieStorage::AddSamples(std::span<const uint8_t> bytes, SampleRun run)
-{
-    if (complete) {
-        if (const Result result = WriteHead(0); result != noErr)
-            return result;
-        complete = false;
-    }
-    run.position = writer->End();
-    run.size = static_cast<int64_t>(bytes.size());
-    if (const Result result = writer->Append(bytes); result != noErr)
-        return result;
-    TrackContents& track = contents.tracks[run.track];
-    track.duration += run.count * run.duration;
-    track.samples += run.count;
-    contents.samples.Add(run);
-    // The samples are in: a failure from here on is the next call's.
-    if (journal.IsDue(contents))
-        WriteJournal();
-    return noErr;
-}
-
-Result MovieStorage::WriteJournal()
-{
-    const Result result = writer->Append(journal.MakeBlock(contents, writer->End()));
-    writer->RequestSync();
-    return result;
-}
-
-Result MovieStorage::WriteHead(int64_t mediaDataEnd)
-{
-    return writer->File().Write(FileHead(mediaDataEnd), 0);
-}
-
-Result MovieStorage::WriteHeader()
-{
-    if (contents.samples.HasNew())
-        WriteJournal();
-    const int64_t mediaDataEnd = writer->End();
-    Result result = writer->Append(MovieHeader(contents));
-    if (result == noErr)
-        result = writer->Flush();
-    if (result == noErr)
-        result = writer->File().Sync();
-    if (result == noErr)
-        result = WriteHead(mediaDataEnd);
-    complete = result == noErr;
-    return result;
-}
-
-Result MovieStorage::Close()
-{
-    if (!IsOpen())
-        return noErr;
-    if (!complete && contents.samples.HasNew())
-        WriteJournal();
-    Result result = writer->Flush();
-    if (result == noErr)
-        result = writer->File().Sync();
-    writer.reset();
-    contents.samples.Clear();
-    return result;
 }
 
 } // namespace platform

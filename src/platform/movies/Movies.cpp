@@ -7,7 +7,10 @@
 // which can be recovered.
 #include "platform/movies/Movies.h"
 
+#include "platform/clock/MonotonicClock.h"
 #include "platform/memory/ReferenceTable.h"
+#include "platform/movies/CaptureInHand.h"
+#include "platform/movies/FinishMovie.h"
 #include "platform/movies/MovieStorage.h"
 #include "platform/movies/SampleDescriptions.h"
 
@@ -61,13 +64,14 @@ ReferenceTable<MediaOfTrack>& AllMedia()
 }
 
 // Finds the description among those of the track, or adds it.
-Result UseDescription(MediaOfTrack& media, std::span<const uint8_t> record)
+Result UseDescription(MediaOfTrack& media, std::span<const uint8_t> record, std::span<const uint8_t> sample)
 {
-    if (!record.empty() && std::ranges::equal(record, media.lastRecord))
-        return noErr;
     TrackContents& track = media.track.Contents();
+    if (!record.empty() && std::ranges::equal(record, media.lastRecord) &&
+        !ShapeDependsOnSample(track.mediaType, record))
+        return noErr;
     std::vector<uint8_t> fileForm;
-    if (const Result result = FileFormOfDescription(track.mediaType, record, fileForm); result != noErr)
+    if (const Result result = FileFormOfDescription(track.mediaType, record, sample, fileForm); result != noErr)
         return result;
     auto found = std::ranges::find(track.descriptions, fileForm);
     if (found == track.descriptions.end())
@@ -86,10 +90,22 @@ bool HoldsSamples(const TrackContents& track, uint32_t description, int64_t size
     return size % count == 0;
 }
 
-// The file counts samples in 32 bits.
-bool HasRoomFor(const TrackContents& track, int64_t count, int64_t duration)
+// The file counts samples in 32 bits, but for frames of uncompressed sound, which it can tell in larger samples.
+bool HasRoomFor(const TrackContents& track, uint32_t description, int64_t count, int64_t duration)
 {
-    return track.samples + count <= UINT32_MAX && track.duration + count * duration <= kLongestMedia;
+    const bool isCounted =
+        track.mediaType != kSoundMediaType || BytesPerSoundFrame(track.descriptions[description]) == 0;
+    return (!isCounted || track.samples + count <= UINT32_MAX) && track.duration + count * duration <= kLongestMedia;
+}
+
+// When the first sample of what is added was captured, if the buffer in hand tells.
+std::optional<int64_t> CaptureTimeOf(const TrackContents& track, uint32_t description, int32_t offset)
+{
+    const auto time = CaptureInHand::TimeOf(track.mediaType);
+    if (!time || track.mediaType != kSoundMediaType)
+        return time;
+    const int64_t frameBytes = std::max<int64_t>(1, BytesPerSoundFrame(track.descriptions[description]));
+    return *time + offset / frameBytes * kNanosecondsPerSecond / track.timeScale;
 }
 
 } // namespace
@@ -119,7 +135,9 @@ Result AddMovieToStorage(Movie movie, DataHandler handler)
     const auto handled = DataHandlers().Find(handler);
     if (!handled)
         return badComponentInstance;
-    return handled == storage ? storage->WriteHeader() : invalidMovie;
+    if (handled != storage)
+        return invalidMovie;
+    return storage->IsOpen() ? FinishMovie(storage) : couldNotResolveDataRef;
 }
 
 bool GetMovieStorageStatus(DataHandler handler, MovieStorageStatus& status)
@@ -207,31 +225,33 @@ Result AddMediaSample(Media media, Handle data, int32_t offset, int32_t size, in
     const auto found = AllMedia().Find(media);
     if (!found || !found->editing)
         return invalidMedia;
-    if (!found->track.storage->IsOpen())
+    if (!found->track.storage->IsOpen() || found->track.storage->IsFinishing())
         return couldNotResolveDataRef;
     const auto bytes = HandleBytes(data);
     if (offset < 0 || size < 1 || count < 1 || int64_t{offset} + size > static_cast<int64_t>(bytes.size()))
         return paramErr;
     if (durationPerSample < 0)
         return invalidDuration;
-    if (const Result result = UseDescription(*found, HandleBytes(description)); result != noErr)
+    const auto samples = bytes.subspan(static_cast<size_t>(offset), static_cast<size_t>(size));
+    if (const Result result = UseDescription(*found, HandleBytes(description), samples); result != noErr)
         return result;
     const TrackContents& track = found->track.Contents();
-    if (!HoldsSamples(track, found->lastDescription, size, count))
+    const uint32_t described = found->lastDescription;
+    if (!HoldsSamples(track, described, size, count))
         return paramErr;
     if (track.timeScale == 0)
         return noErr;
-    if (!HasRoomFor(track, count, durationPerSample))
+    if (!HasRoomFor(track, described, count, durationPerSample))
         return invalidSampleTable;
     const int32_t start = GetMediaDuration(media);
     SampleRun run;
     run.track = found->track.index;
-    run.description = found->lastDescription;
+    run.description = described;
     run.sync = (flags & kNotSyncSample) == 0;
     run.count = count;
     run.duration = durationPerSample;
-    const auto samples = bytes.subspan(static_cast<size_t>(offset), static_cast<size_t>(size));
-    if (const Result result = found->track.storage->AddSamples(samples, run); result != noErr)
+    if (const Result result = found->track.storage->AddSamples(samples, run, CaptureTimeOf(track, described, offset));
+        result != noErr)
         return result;
     return time == 0 || Poke(time, start) ? noErr : paramErr;
 }

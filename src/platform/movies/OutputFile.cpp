@@ -4,12 +4,28 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/statvfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
 
 namespace platform {
+namespace {
+
+// The size up to which this process may write a file.
+int64_t AllowedFileSize()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur > static_cast<rlim_t>(INT64_MAX))
+        return INT64_MAX;
+    return static_cast<int64_t>(limit.rlim_cur);
+}
+
+} // namespace
+
 OwnedDescriptor::~OwnedDescriptor()
 {
     if (descriptor >= 0)
@@ -54,6 +70,7 @@ Result DiskFile::Write(std::span<const uint8_t> bytes, int64_t position)
         if (written <= 0)
             return written == 0 ? ioErr : ResultOfFileError(errno);
         position += written;
+        fileEnd = std::max(fileEnd, position);
         bytes = bytes.subspan(static_cast<size_t>(written));
     }
     return noErr;
@@ -75,6 +92,60 @@ void DiskFile::SyncName() const
     const OwnedDescriptor opened(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.IsOpen())
         fsync(opened.Get());
+}
+
+int64_t DiskFile::KeepRoom(int64_t end)
+{
+    if (canKeepRoom && end > keptEnd)
+        KeepMoreRoom(end);
+    const int64_t room = full ? keptEnd : std::max(keptEnd, fileEnd) + FreeBytes();
+    return std::min(room, AllowedFileSize());
+}
+
+// In large steps, as each one costs the file system some work, until the disk has no more.
+void DiskFile::KeepMoreRoom(int64_t end)
+{
+    constexpr int64_t kLargestStep = int64_t{64} << 20;
+    constexpr int64_t kSmallestStep = int64_t{64} << 10;
+    full = false;
+    for (int64_t step = kLargestStep; step >= kSmallestStep; step /= 4) {
+        const int64_t start = std::max(keptEnd, fileEnd);
+        const int64_t size = end > keptEnd + step ? end + step - start : step;
+        if (fallocate(descriptor.Get(), FALLOC_FL_KEEP_SIZE, start, size) == 0) {
+            keptEnd = start + size;
+            return;
+        }
+        if (ResultOfFileError(errno) != dskFulErr) {
+            canKeepRoom = false; // not every file system can
+            return;
+        }
+    }
+    full = true;
+}
+
+int64_t DiskFile::FreeBytes() const
+{
+    struct statvfs disk {};
+    if (fstatvfs(descriptor.Get(), &disk) != 0)
+        return INT64_MAX / 2;
+    return static_cast<int64_t>(disk.f_bavail) * static_cast<int64_t>(disk.f_frsize);
+}
+
+void DiskFile::ReleaseRoom()
+{
+    // The same size again: what was kept behind it goes.
+    if (keptEnd > fileEnd && ftruncate(descriptor.Get(), fileEnd) == 0)
+        keptEnd = fileEnd;
+}
+
+bool DiskFile::Lock()
+{
+    return LockFile(descriptor.Get());
+}
+
+bool LockFile(int descriptor)
+{
+    return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
 Result DiskFile::CopyFrom(int source, int64_t size)

@@ -1,6 +1,7 @@
 #include "platform/movies/SampleDescriptions.h"
 
 #include "platform/compression/ImageDescription.h"
+#include "platform/movies/PictureAtoms.h"
 
 #include <algorithm>
 #include <cstring>
@@ -10,6 +11,8 @@ namespace {
 
 constexpr size_t kFormat = 4;
 constexpr size_t kDataReferenceIndex = 14;
+constexpr size_t kImageWidth = 32;
+constexpr size_t kImageHeight = 34;
 constexpr size_t kImageDataSize = 44;
 constexpr size_t kSoundVersion = 16;
 constexpr size_t kSoundChannels = 24;
@@ -42,7 +45,7 @@ uint32_t FileField16(std::span<const uint8_t> record, size_t at)
     return ByteReader(record.subspan(at)).U16();
 }
 
-Result FileFormOfImage(std::span<const uint8_t> record, std::vector<uint8_t>& fileForm)
+Result FileFormOfImage(std::span<const uint8_t> record, std::span<const uint8_t> sample, std::vector<uint8_t>& fileForm)
 {
     ImageDescription description;
     if (!ReadImageDescription(record, description))
@@ -52,6 +55,7 @@ Result FileFormOfImage(std::span<const uint8_t> record, std::vector<uint8_t>& fi
     Swap(fileForm, kImage16, 2);
     // The size of one frame's data says nothing about the track, and would make each frame's description another.
     std::fill_n(fileForm.begin() + kImageDataSize, 4, uint8_t{0});
+    AddPictureAtoms(description, sample, fileForm);
     return noErr;
 }
 
@@ -74,16 +78,35 @@ Result FileFormOfSound(std::span<const uint8_t> record, std::vector<uint8_t>& fi
 
 } // namespace
 
-Result FileFormOfDescription(FourCharCode mediaType, std::span<const uint8_t> record, std::vector<uint8_t>& fileForm)
+Result FileFormOfDescription(FourCharCode mediaType, std::span<const uint8_t> record, std::span<const uint8_t> sample,
+                             std::vector<uint8_t>& fileForm)
 {
     const Result result =
-        mediaType == kVideoMediaType ? FileFormOfImage(record, fileForm) : FileFormOfSound(record, fileForm);
+        mediaType == kVideoMediaType ? FileFormOfImage(record, sample, fileForm) : FileFormOfSound(record, fileForm);
     if (result == noErr) {
         // The movie's data lies in one file, the first and only data reference.
         fileForm[kDataReferenceIndex] = 0;
         fileForm[kDataReferenceIndex + 1] = 1;
     }
     return result;
+}
+
+bool ShapeDependsOnSample(FourCharCode mediaType, std::span<const uint8_t> record)
+{
+    return mediaType == kVideoMediaType && record.size() >= kImageDescriptionSize &&
+           IsTapeFormat(HostField<FourCharCode>(record, kFormat));
+}
+
+ShownSize ShownSizeOf(const TrackContents& track)
+{
+    if (track.mediaType != kVideoMediaType || track.descriptions.empty() ||
+        track.descriptions.front().size() < kImageDescriptionSize)
+        return {track.width, track.height};
+    const auto& description = track.descriptions.front();
+    const PixelAspect aspect = PixelAspectIn(std::span(description).subspan(kImageDescriptionSize));
+    const int64_t width = int64_t{FileField16(description, kImageWidth)} << 16;
+    return {static_cast<Fixed>(std::min<int64_t>(width * aspect.across / aspect.down, INT32_MAX)),
+            static_cast<Fixed>(FileField16(description, kImageHeight) << 16)};
 }
 
 int64_t BytesPerSoundFrame(std::span<const uint8_t> fileForm)
@@ -104,7 +127,7 @@ int64_t BytesPerSoundFrame(std::span<const uint8_t> fileForm)
     }
 }
 
-std::vector<uint8_t> DescriptionOfEmptyTrack(const TrackContents& track)
+std::vector<uint8_t> UnknownDescription(const TrackContents& track)
 {
     constexpr uint32_t kImageSize = kImageDescriptionSize;
     const bool video = track.mediaType == kVideoMediaType;

@@ -30,6 +30,13 @@ int64_t& LastDescription(std::vector<int64_t>& descriptions, uint32_t track)
 
 } // namespace
 
+SampleRun RunAsOneSample(SampleRun run)
+{
+    run.duration *= run.count;
+    run.count = 1;
+    return run;
+}
+
 void SampleLog::Add(const SampleRun& run)
 {
     if (last && Continues(*last, run)) {
@@ -60,6 +67,7 @@ void SampleLog::Encode(const SampleRun& run)
         encoded.Number(static_cast<uint64_t>(run.position));
     description = run.description;
     expectedPosition = run.position + run.size;
+    ++encodedRuns;
 
     if (blocks.empty() || blocks.back().size() + kLongestRun > kBlockSize) {
         blocks.emplace_back();

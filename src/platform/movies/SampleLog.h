@@ -23,6 +23,10 @@ struct SampleRun {
     bool operator==(const SampleRun&) const = default;
 };
 
+/// The run told as one sample, which lasts as long as all of it: how frames of uncompressed sound are told where there
+/// are too many to be counted one by one.
+SampleRun RunAsOneSample(SampleRun run);
+
 /// Tracks that one movie can have.
 inline constexpr size_t kMaximumTracks = 64;
 
@@ -48,6 +52,9 @@ public:
 
     void Clear();
 
+    /// Runs that were added, merged ones counted once.
+    int64_t Runs() const { return encodedRuns + (last ? 1 : 0); }
+
     /// Bytes that the runs take.
     size_t MemoryUsed() const;
 
@@ -56,6 +63,7 @@ private:
 
     std::vector<std::vector<uint8_t>> blocks; // none is ever moved, and no run crosses the end of one
     std::optional<SampleRun> last;            // not encoded yet, as it may grow
+    int64_t encodedRuns = 0;
     ByteWriter encoded;
     int64_t expectedPosition = -1;
     std::vector<int64_t> lastDescriptions;

@@ -1,8 +1,11 @@
-// The writing threads, with a disk whose behaviour the test decides.
+// The writing threads and the storage above them, with a disk whose behaviour the test decides.
 
 #include "platform/movies/MediaDataWriter.h"
 #include "RecordedMovie.h"
+#include "platform/movies/MovieStorage.h"
+#include "platform/movies/SampleDescriptions.h"
 
+#include <atomic>
 #include <future>
 #include <gtest/gtest.h>
 
@@ -15,6 +18,8 @@ struct Disk {
     std::mutex mutex;
     Bytes content;
     std::promise<void> stallEnds;
+    std::atomic<Result> syncResult = noErr;
+    int64_t room = INT64_MAX;
 };
 
 class SimulatedFile : public OutputFile {
@@ -31,7 +36,8 @@ public:
         return noErr;
     }
 
-    Result Sync() override { return noErr; }
+    Result Sync() override { return disk.syncResult; }
+    int64_t KeepRoom(int64_t) override { return disk.room; }
 
 private:
     Disk& disk;
@@ -44,19 +50,106 @@ TEST(MediaDataWriter, TakesSamplesWhileTheDiskStalls)
 {
     Disk disk;
     Bytes all;
-    MediaDataWriter writer(std::make_unique<SimulatedFile>(disk), 0, 200 * kMegabyte);
+    MediaDataWriter writer(std::make_unique<SimulatedFile>(disk), 0, 45 * kMegabyte);
     // Nothing reaches the disk until the stall ends, so each call must come back without it.
     for (uint32_t i = 0; i < 40; ++i) {
         const Bytes sample = Noise(static_cast<size_t>(kMegabyte) + i, i);
+        ASSERT_TRUE(writer.WaitForRoom(kMegabyte));
         ASSERT_EQ(writer.Append(sample), noErr);
         all.insert(all.end(), sample.begin(), sample.end());
     }
+    EXPECT_FALSE(writer.WaitForRoom(6 * kMegabyte));
     EXPECT_EQ(writer.Waiting(), static_cast<int64_t>(all.size()));
+    writer.Overwrite(Bytes(3, 7), 5);
+    std::fill_n(all.begin() + 5, 3, uint8_t{7});
     disk.stallEnds.set_value();
     EXPECT_EQ(writer.Flush(), noErr);
     EXPECT_EQ(writer.Waiting(), 0);
-    EXPECT_EQ(writer.End(), static_cast<int64_t>(all.size()));
     EXPECT_TRUE(disk.content == all);
+}
+
+// A storage with one video track, on the simulated disk.
+struct StorageOnDisk {
+    explicit StorageOnDisk(Disk& disk, int64_t bufferLimit = 0)
+        : storage(std::make_unique<SimulatedFile>(disk), "/simulated.mov", 0, bufferLimit)
+    {
+        TrackContents track;
+        track.mediaType = kVideoMediaType;
+        track.timeScale = 600;
+        track.descriptions.resize(1);
+        FileFormOfDescription(kVideoMediaType, ImageRecord("jpeg", 64, 48), {}, track.descriptions[0]);
+        storage.Contents().tracks.push_back(track);
+    }
+
+    Result AddFrame(int64_t size)
+    {
+        SampleRun run;
+        run.duration = 20;
+        return storage.AddSamples(Bytes(static_cast<size_t>(size), 1), run);
+    }
+
+    Result Finish()
+    {
+        storage.Finish();
+        while (!storage.WaitForFinish(std::chrono::seconds(10))) {
+        }
+        return storage.Progress().result;
+    }
+
+    MovieStorage storage;
+};
+
+TEST(MovieStorage, AFrameThatTheBufferCannotHoldRepeatsTheOneBefore)
+{
+    Disk disk;
+    StorageOnDisk movie(disk, 8 * kMegabyte);
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(movie.AddFrame(kMegabyte), noErr) << i;
+    const MovieStorageStatus status = movie.storage.Status();
+    EXPECT_GE(status.framesLost, 12);
+    EXPECT_LE(status.waitingBytes, 9 * kMegabyte);
+    EXPECT_EQ(movie.storage.Contents().tracks[0].duration, 20 * 20) << "time goes on";
+    EXPECT_EQ(movie.storage.Contents().tracks[0].samples, 20);
+    disk.stallEnds.set_value();
+    EXPECT_EQ(movie.Finish(), noErr);
+}
+
+TEST(MovieStorage, ASyncThatFailsIsReported)
+{
+    Disk disk;
+    disk.stallEnds.set_value();
+    StorageOnDisk movie(disk);
+    ASSERT_EQ(movie.AddFrame(1000), noErr);
+    ASSERT_EQ(movie.Finish(), noErr);
+    const Bytes room(disk.content.begin() + kRoomPosition, disk.content.begin() + kInitialHeaderPosition);
+    EXPECT_GT(HeaderPositionIn(room), kFileHeadSize);
+
+    Disk failing;
+    failing.stallEnds.set_value();
+    failing.syncResult = ioErr;
+    StorageOnDisk lost(failing);
+    while (lost.AddFrame(1000) == noErr) {
+    }
+    EXPECT_EQ(lost.storage.Status().failure, ioErr);
+    EXPECT_EQ(lost.Finish(), ioErr);
+    EXPECT_EQ(failing.content[kRoomPosition], 0) << "no head of a finished movie";
+    EXPECT_EQ(failing.content.size() > static_cast<size_t>(kFileHeadSize), true);
+}
+
+TEST(MovieStorage, TakesWhatTheDiskHasRoomForAndFinishes)
+{
+    Disk disk;
+    disk.stallEnds.set_value();
+    disk.room = 10 * kMegabyte;
+    StorageOnDisk movie(disk);
+    int taken = 0;
+    while (movie.AddFrame(kMegabyte) == noErr)
+        ++taken;
+    EXPECT_EQ(taken, 9);
+    EXPECT_EQ(movie.AddFrame(1), dskFulErr) << "no gap in the movie";
+    EXPECT_EQ(movie.storage.Status().failure, dskFulErr);
+    EXPECT_EQ(movie.Finish(), noErr);
+    EXPECT_LE(static_cast<int64_t>(disk.content.size()), disk.room);
 }
 
 } // namespace

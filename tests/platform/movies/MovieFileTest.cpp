@@ -1,6 +1,8 @@
 // Movies written by the calls and read back by other people's programs.
 
 #include "RecordedMovie.h"
+#include "platform/movies/CaptureInHand.h"
+#include "platform/movies/MovieFragments.h"
 #include "platform/movies/MovieHeader.h"
 #include "platform/movies/OutputFile.h"
 #include "platform/movies/SampleDescriptions.h"
@@ -95,7 +97,6 @@ TEST_F(MovieFile, HoldsEverySampleByteForByteAtItsTime)
             times.push_back(time);
             time += 14 + i * 7 % 13;
         }
-        EXPECT_EQ(MediaDataEndOf(ReadFile(path)), 0) << "the file is a movie too early";
         ASSERT_EQ(movie.Finish(), noErr);
         ASSERT_EQ(movie.Close(), noErr);
         const std::string frames = std::to_string(sounds.size() / frameBytes);
@@ -109,24 +110,26 @@ TEST_F(MovieFile, HoldsEverySampleByteForByteAtItsTime)
     }
 }
 
-TEST_F(MovieFile, IsReadAlikeByEveryReaderEvenWithAnEmptyTrack)
+TEST_F(MovieFile, IsReadAlikeByEveryReaderWhereATrackStaysEmpty)
 {
     struct Case {
         const char* name;
+        int rate; ///< of sound; 0: there is no source
         int pictures, sounds;
+        const char* streams;
         const char* mediainfo; ///< tracks, milliseconds, frames
         const char* discovered;
     };
     const Case cases[] = {
-        {"both", 60, 60, "1|1|2000|60", "Frame rate: 30/1"},
-        {"silent", 60, 0, "1|1|2000|60", "video #1: JPEG"},
-        {"blind", 0, 60, "1|1|2000|0", "Sample rate: 48000"},
-        {"empty", 0, 0, "1|1||0", ""},
+        {"both", 48000, 60, 60, "video\naudio\n", "1|1|2000|60", "Frame rate: 30/1"},
+        {"silent", 48000, 60, 0, "video\n", "1||2000|60", "video #1: JPEG"},
+        {"blind", 48000, 0, 60, "audio\n", "|1|2000|", "Sample rate: 48000"},
+        {"no source", 0, 60, 60, "video\n", "1||2000|60", "Frame rate: 30/1"},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         const std::string path = folder / (std::string(test.name) + ".mov");
-        RecordedMovie movie(path, 48000);
+        RecordedMovie movie(path, test.rate);
         for (int i = 0; i < 60; ++i) {
             if (i < test.pictures) {
                 EXPECT_EQ(movie.AddVideo(JpegFrame(64, 48, i), ImageRecord("jpeg", 64, 48), 20), noErr);
@@ -138,7 +141,7 @@ TEST_F(MovieFile, IsReadAlikeByEveryReaderEvenWithAnEmptyTrack)
         ASSERT_EQ(movie.Finish(), noErr);
         ASSERT_EQ(movie.Close(), noErr);
         EXPECT_EQ(OutputOf("ffprobe -v warning -of csv=p=0 -show_entries stream=codec_type " + Quoted(path)),
-                  "video\naudio\n");
+                  test.streams);
         if (HasTool("mediainfo")) {
             EXPECT_EQ(OutputOf("mediainfo '--Inform=General;%VideoCount%|%AudioCount%|%Duration%|' " + Quoted(path) +
                                " | tr -d '\\n'; mediainfo '--Inform=Video;%FrameCount%' " + Quoted(path)),
@@ -148,6 +151,67 @@ TEST_F(MovieFile, IsReadAlikeByEveryReaderEvenWithAnEmptyTrack)
             const std::string discovered = OutputOf("gst-discoverer-1.0 " + Quoted(path));
             EXPECT_NE(discovered.find(test.discovered), std::string::npos) << discovered;
         }
+    }
+}
+
+// A tape's first frame, made by other people's encoder.
+Bytes TapeFrame(const std::string& folder, bool isPal, const char* aspect)
+{
+    const std::string path = folder + "/tape.dv";
+    OutputOf(std::string("ffmpeg -v error -y -f lavfi -i testsrc=r=") +
+             (isPal ? "25:s=720x576" : "30000/1001:s=720x480") + " -pix_fmt " + (isPal ? "yuv420p" : "yuv411p") +
+             " -c:v dvvideo -aspect " + aspect + " -frames:v 1 -f dv " + Quoted(path));
+    return ReadFile(path);
+}
+
+TEST_F(MovieFile, IsShownInItsShape)
+{
+    const std::tuple<const char*, int, int, const char*> cases[] = {
+        {"jpeg", 640, 360, "16:9"}, {"jpeg", 64, 48, "4:3"},    {"dvcp", 720, 576, "16:9"},
+        {"dvcp", 720, 576, "4:3"},  {"dvc ", 720, 480, "16:9"}, {"dvc ", 720, 480, "4:3"},
+    };
+    for (const auto& [codec, width, height, aspect] : cases) {
+        SCOPED_TRACE(std::string(codec) + aspect);
+        const std::string path = folder / "shape.mov";
+        RecordedMovie movie(path); // whose track is a 4:3 one
+        const Bytes frame = *codec == 'j' ? JpegFrame(width, height, 1) : TapeFrame(folder.path, height == 576, aspect);
+        for (int i = 0; i < 3; ++i)
+            ASSERT_EQ(movie.AddVideo(frame, ImageRecord(codec, width, height), 20), noErr);
+        ASSERT_EQ(movie.Finish(), noErr);
+        ASSERT_EQ(movie.Close(), noErr);
+        EXPECT_EQ(OutputOf("ffprobe -v error -of csv=p=0 -show_entries stream=display_aspect_ratio " + Quoted(path)),
+                  std::string(aspect) + "\n");
+        if (HasTool("mediainfo")) {
+            EXPECT_EQ(OutputOf("mediainfo '--Inform=Video;%DisplayAspectRatio/String%' " + Quoted(path)),
+                      std::string(aspect) + "\n");
+        }
+    }
+}
+
+TEST_F(MovieFile, PictureAndSoundAreShownAsTheyWereCaptured)
+{
+    for (const int milliseconds : {38, -25, 0, 700}) {
+        SCOPED_TRACE(milliseconds);
+        const std::string path = folder / "step.mov";
+        RecordedMovie movie(path, 48000);
+        for (int i = 0; i < 60; ++i) {
+            const int64_t time = 5000000000 + i * int64_t{33333333} + (i % 7 == 0 ? 20000000 : 0);
+            const CaptureInHand frame(kVideoMediaType, time);
+            const CaptureInHand sound(kSoundMediaType, 5000000000 + (i * int64_t{33333333}) + milliseconds * 1000000);
+            ASSERT_EQ(movie.AddVideo(JpegFrame(64, 48, i), ImageRecord("jpeg", 64, 48), 20), noErr);
+            ASSERT_EQ(movie.AddSound(Noise(1600 * 4, 1), SoundRecord("twos", 2, 16, 48000), 1600), noErr);
+        }
+        ASSERT_EQ(movie.Finish(), noErr);
+        ASSERT_EQ(movie.Close(), noErr);
+        const int put = std::abs(milliseconds) > 500 ? 0 : milliseconds; // that much is no rest of arithmetic
+        EXPECT_EQ(PresentationTimes(path, "v").front(), 0);
+        // What is heard at the beginning, decoded up to the second frame of 1600 samples.
+        OutputOf("ffmpeg -v error -y -i " + Quoted(path) + " -map 0:a -af aresample=async=1:first_pts=0 -f s16be " +
+                 Quoted(path + ".pcm"));
+        const Bytes noise = Noise(1600 * 4, 1);
+        const Bytes heard = ReadFile(path + ".pcm");
+        const auto needle = std::search(heard.begin(), heard.end(), noise.end() - 64, noise.end());
+        EXPECT_EQ((needle - heard.begin()) / 4, 1584 + put * 48);
     }
 }
 
@@ -187,7 +251,7 @@ TEST_F(MovieFile, ReachesPastFourGigabytes)
     track.width = Long2Fix(64);
     track.height = Long2Fix(48);
     track.descriptions.resize(1);
-    ASSERT_EQ(FileFormOfDescription(kVideoMediaType, ImageRecord("jpeg", 64, 48), track.descriptions[0]), noErr);
+    ASSERT_EQ(FileFormOfDescription(kVideoMediaType, ImageRecord("jpeg", 64, 48), {}, track.descriptions[0]), noErr);
     // Ten frames with holes between them, which take no room on the disk.
     Bytes all;
     int64_t position = kFileHeadSize;
@@ -202,7 +266,8 @@ TEST_F(MovieFile, ReachesPastFourGigabytes)
     track.duration = 200;
     track.edits.push_back({200, 0});
     ASSERT_EQ(file->Write(MovieHeader(movie), position), noErr);
-    ASSERT_EQ(file->Write(FileHead(position), 0), noErr);
+    ASSERT_EQ(file->Write(FileHead(), 0), noErr);
+    ASSERT_EQ(file->Write(MediaDataHead(position), kRoomPosition), noErr);
     EXPECT_EQ(StreamsOf(path), "mjpeg,jpeg,64,48,200,10\n");
     EXPECT_EQ(StreamBytes(path, "v", "image2pipe"), all);
     // The frame at 0.3 s lies at 5.3 GB.
@@ -210,6 +275,43 @@ TEST_F(MovieFile, ReachesPastFourGigabytes)
                        Quoted(folder / "one.jpg")),
               "");
     EXPECT_EQ(ReadFile(folder / "one.jpg"), JpegFrame(64, 48, 9));
+}
+
+TEST_F(MovieFile, HoldsMoreSoundThan32BitsCount)
+{
+    const std::string path = folder / "day.mov";
+    std::unique_ptr<DiskFile> file;
+    ASSERT_EQ(CreateOutputFile(path, false, 0, file), noErr);
+    MovieContents movie;
+    movie.tracks.resize(1);
+    TrackContents& track = movie.tracks[0];
+    track.mediaType = kSoundMediaType;
+    track.timeScale = 48000;
+    track.descriptions.resize(1);
+    ASSERT_EQ(FileFormOfDescription(kSoundMediaType, SoundRecord("raw ", 1, 8, 48000), {}, track.descriptions[0]),
+              noErr);
+    // 26 hours of nothing, which take no room on the disk, and then half a second of something.
+    constexpr int64_t kRun = 1000000;
+    int64_t position = kFileHeadSize;
+    const int64_t frames = int64_t{26} * 3600 * 48000 + 24000;
+    for (int64_t left = frames; left > 0; left -= kRun) {
+        const int64_t count = std::min(left, kRun);
+        movie.samples.Add({0, 0, true, count, 1, position, count});
+        position += count;
+    }
+    track.samples = track.duration = frames;
+    track.edits.push_back({MovieTimeOf(frames, 48000), 0});
+    const Bytes sound = Noise(24000, 1);
+    ASSERT_EQ(file->Write(sound, position - 24000), noErr);
+    ASSERT_EQ(file->Write(MovieHeader(movie), position), noErr);
+    ASSERT_EQ(file->Write(FileHead(), 0), noErr);
+    ASSERT_EQ(file->Write(MediaDataHead(position), kRoomPosition), noErr);
+    EXPECT_EQ(OutputOf("ffprobe -v error -of csv=p=0 -show_entries stream=duration " + Quoted(path)), "93600.500000\n");
+    OutputOf("ffmpeg -v error -y -ss 93600 -i " + Quoted(path) + " -f u8 " + Quoted(path + ".pcm"));
+    EXPECT_TRUE(ReadFile(path + ".pcm") == sound);
+    if (HasTool("gst-discoverer-1.0")) {
+        EXPECT_NE(OutputOf("gst-discoverer-1.0 " + Quoted(path)).find("26:00:00.500"), std::string::npos);
+    }
 }
 
 } // namespace

@@ -2,6 +2,9 @@
 
 #include "platform/movies/MovieRecovery.h"
 #include "RecordedMovie.h"
+#include "platform/clock/MonotonicClock.h"
+#include "platform/movies/JournalReplay.h"
+#include "platform/movies/MovieFragments.h"
 #include "platform/movies/MovieHeader.h"
 #include "platform/movies/RecoveryJournal.h"
 
@@ -13,6 +16,7 @@
 #include <random>
 #include <sys/mman.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -32,33 +36,63 @@ Bytes SoundOf(uint32_t frame)
     return Noise(kSoundFrames * 4, frame);
 }
 
-// Puts a movie together in memory, with a journal block behind every `interval` frames.
-Bytes RecordingInMemory(int frames, int interval, std::vector<size_t>& blockStarts)
+int64_t clockTime = 0;
+
+// A recording that was cut off behind its last fragment. There is one for every twelve frames, and one for each
+// track's first samples.
+Bytes CutOffRecording(const std::string& path, int frames)
 {
-    MovieContents movie;
-    movie.tracks.resize(2);
-    for (size_t i = 0; i < 2; ++i) {
-        movie.tracks[i].mediaType = i == 0 ? kVideoMediaType : kSoundMediaType;
-        movie.tracks[i].timeScale = i == 0 ? 600 : 44100;
-        movie.tracks[i].descriptions.push_back(Bytes(86, 7));
-    }
-    RecoveryJournal journal;
-    Bytes file = FileHead(0);
-    for (int i = 0; i < frames; ++i) {
-        for (uint32_t track = 0; track < 2; ++track) {
-            const SampleRun run{track, 0, true, 1, 20, static_cast<int64_t>(file.size()), 2000};
-            file.resize(file.size() + 2000, static_cast<uint8_t>(i));
-            movie.samples.Add(run);
-            ++movie.tracks[track].samples;
-            movie.tracks[track].duration += run.duration;
+    clockTime = kNanosecondsPerSecond;
+    SetMonotonicClock([] { return clockTime; });
+    {
+        RecordedMovie movie(path);
+        for (int i = 0; i < frames; ++i) {
+            EXPECT_EQ(movie.AddVideo(JpegFrame(64, 48, i), kPicture, 20), noErr);
+            EXPECT_EQ(movie.AddSound(SoundOf(static_cast<uint32_t>(i)), kStereo, kSoundFrames), noErr);
+            clockTime += 34 * kNanosecondsPerMillisecond;
         }
-        if ((i + 1) % interval == 0) {
-            blockStarts.push_back(file.size());
-            const auto block = journal.MakeBlock(movie, static_cast<int64_t>(file.size()));
-            file.insert(file.end(), block.begin(), block.end());
-        }
+        EXPECT_EQ(movie.Close(), noErr);
     }
-    return file;
+    SetMonotonicClock(nullptr);
+    return ReadFile(path);
+}
+
+// The journal boxes of a recording: where they begin and end.
+std::vector<std::pair<size_t, size_t>> BoxesOf(const Bytes& file)
+{
+    std::vector<std::pair<size_t, size_t>> boxes;
+    for (auto at = file.begin();;) {
+        at = std::search(at, file.end(), kJournalIdentifier.begin(), kJournalIdentifier.end());
+        if (at == file.end())
+            return boxes;
+        const auto start = static_cast<size_t>(at - file.begin()) - 8;
+        boxes.emplace_back(start, start + ByteReader(std::span(file).subspan(start)).U32());
+        ++at;
+    }
+}
+
+std::string DecodingErrorsOf(const std::string& path)
+{
+    return OutputOf("ffmpeg -v error -i " + Quoted(path) + " -enc_time_base -1 -f null -");
+}
+
+std::string PacketsOf(const std::string& path)
+{
+    return OutputOf("ffprobe -v error -count_packets -of csv=p=0 -show_entries stream=nb_read_packets " + Quoted(path));
+}
+
+// Checks the samples of a movie, byte for byte.
+void ExpectSamples(const std::string& path, int frames, int sounds)
+{
+    OutputOf("ffmpeg -v error -y -i " + Quoted(path) + " -map 0:v -c copy -f image2pipe " + Quoted(path + ".v") +
+             " -map 0:a -c copy -f s16le " + Quoted(path + ".a"));
+    Bytes pictures, sound;
+    for (int i = 0; i < frames; ++i)
+        std::ranges::copy(JpegFrame(64, 48, i), std::back_inserter(pictures));
+    for (int i = 0; i < sounds; ++i)
+        std::ranges::copy(SoundOf(static_cast<uint32_t>(i)), std::back_inserter(sound));
+    EXPECT_TRUE(ReadFile(path + ".v") == pictures);
+    EXPECT_TRUE(ReadFile(path + ".a") == sound);
 }
 
 class MovieRecovery : public testing::Test {
@@ -66,49 +100,125 @@ protected:
     Result Recover(const Bytes& file)
     {
         WriteFile(folder / "cut.mov", file);
-        unlink((folder / "cut recovered.mov").c_str());
         return RecoverMovie(folder / "cut.mov", "", found, written);
     }
+
+    // What the boxes of a recording of 62 frames have told, up to each of them.
+    const std::vector<unsigned> frames = {1, 1, 14, 26, 38, 50, 62, 62};
+    const std::vector<unsigned> sounds = {0, 1, 13, 25, 37, 49, 61, 62};
 
     TemporaryFolder folder;
     RecoveredMovie found;
     std::string written;
 };
 
-TEST_F(MovieRecovery, EveryBeginningOfARecordingGivesAllItsWholeBlocks)
+TEST_F(MovieRecovery, EveryBeginningOfARecordingPlaysAndGivesAllItsWholeBoxes)
 {
-    std::vector<size_t> blocks;
-    const Bytes file = RecordingInMemory(40, 4, blocks);
-    std::vector<size_t> ends(blocks.begin() + 1, blocks.end());
-    for (auto& end : ends)
-        end -= 4 * 2 * 2000;
-    ends.push_back(file.size());
-    for (size_t size = 0; size <= file.size(); size += size % 971 + 1211) {
-        const auto whole = static_cast<size_t>(std::ranges::count_if(ends, [&](size_t end) { return end <= size; }));
-        const Result result = Recover(Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size)));
+    const Bytes file = CutOffRecording(folder / "whole.mov", 62);
+    EXPECT_EQ(DecodingErrorsOf(folder / "whole.mov"), "");
+    ExpectSamples(folder / "whole.mov", 62, 62);
+    const auto boxes = BoxesOf(file);
+    ASSERT_EQ(boxes.size(), frames.size());
+    for (size_t size = 0; size <= file.size(); size += size % 1971 + 5211) {
+        const auto whole = std::ranges::count_if(boxes, [&](const auto& box) { return box.second <= size; });
+        const Bytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size));
+        const Result result = Recover(cut);
         ASSERT_EQ(result, whole == 0 ? invalidMovie : noErr) << size;
-        if (whole > 0) {
-            ASSERT_EQ(found.videoFrames, whole * 4) << size;
+        if (whole == 0) {
+            ASSERT_TRUE(ReadFile(folder / "cut.mov") == cut) << "left as it was";
+            continue;
         }
+        ASSERT_EQ(found.videoFrames, frames[static_cast<size_t>(whole) - 1]) << size;
+        ASSERT_EQ(found.soundFrames, sounds[static_cast<size_t>(whole) - 1] * kSoundFrames) << size;
+        ASSERT_EQ(RecoverMovie(folder / "cut.mov", "", found, written), noErr);
+        ASSERT_TRUE(found.wasComplete);
+    }
+    // Cut behind a fragment that is whole, as a killed process leaves it.
+    for (const size_t box : {2U, 4U}) {
+        WriteFile(folder / "cut.mov",
+                  Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(boxes[box].second)));
+        EXPECT_EQ(DecodingErrorsOf(folder / "cut.mov"), "");
+        EXPECT_EQ(PacketsOf(folder / "cut.mov"),
+                  std::to_string(frames[box]) + "\n" + std::to_string(sounds[box]) + "\n");
+        ASSERT_EQ(RecoverMovie(folder / "cut.mov", "", found, written), noErr);
+        EXPECT_EQ(DecodingErrorsOf(folder / "cut.mov"), "");
+        ExpectSamples(folder / "cut.mov", static_cast<int>(frames[box]), static_cast<int>(sounds[box]));
     }
 }
 
-TEST_F(MovieRecovery, ADamagedBlockCostsItsOwnSamplesAndNoStep)
+TEST_F(MovieRecovery, ARepairThatIsKilledCanBeDoneAgain)
 {
-    std::vector<size_t> blocks;
-    const Bytes file = RecordingInMemory(40, 4, blocks);
-    for (size_t damaged = 0; damaged < blocks.size(); ++damaged) {
-        for (const size_t at : {size_t{0}, size_t{20}, size_t{30}, kJournalHeadSize + 20}) {
+    const Bytes file = CutOffRecording(folder / "cut.mov", 40);
+    ASSERT_EQ(RecoverMovie(folder / "cut.mov", "", found, written), noErr);
+    const Bytes repaired = ReadFile(folder / "cut.mov");
+    for (size_t size = file.size(); size < repaired.size(); size += 97) {
+        // The head is written after the header.
+        Bytes killed(repaired.begin(), repaired.begin() + static_cast<std::ptrdiff_t>(size));
+        std::copy_n(file.begin(), kFileHeadSize, killed.begin());
+        ASSERT_EQ(Recover(killed), noErr) << size;
+        ASSERT_EQ(found.videoFrames, 40U);
+        ASSERT_FALSE(found.wasComplete);
+    }
+    EXPECT_EQ(DecodingErrorsOf(folder / "cut.mov"), "");
+}
+
+TEST_F(MovieRecovery, LeavesAloneWhatIsBeingRecordedAndWhatIsNotOurs)
+{
+    RecordedMovie movie(folder / "now.mov");
+    ASSERT_EQ(movie.AddVideo(JpegFrame(64, 48, 1), kPicture, 20), noErr);
+    EXPECT_EQ(RecoverMovie(folder / "now.mov", "", found, written), fBsyErr);
+    EXPECT_EQ(movie.Finish(), noErr);
+    EXPECT_EQ(movie.Close(), noErr);
+    EXPECT_EQ(RecoverMovie(folder / "now.mov", "", found, written), noErr);
+    EXPECT_TRUE(found.wasComplete);
+
+    // Another file over the beginning of ours; then nothing but heads of boxes, each of them of the largest size.
+    Bytes other = CutOffRecording(folder / "cut.mov", 20);
+    std::ranges::copy(Noise(200, 1), other.begin());
+    EXPECT_EQ(Recover(other), invalidMovie);
+    EXPECT_TRUE(ReadFile(folder / "cut.mov") == other);
+    ByteWriter heads;
+    heads.Raw(FileHead());
+    while (heads.Size() < size_t{6} << 20) {
+        const size_t position = heads.Size();
+        heads.U32(1 << 20);
+        heads.U32(CodeOf("uuid"));
+        heads.Raw(kJournalIdentifier);
+        heads.U64(1);
+        heads.U64(position);
+        heads.Zeros(12);
+    }
+    EXPECT_EQ(Recover({heads.Bytes().begin(), heads.Bytes().end()}), invalidMovie);
+    // A recording without a sample.
+    RecordedMovie empty(folder / "empty.mov");
+    EXPECT_EQ(empty.Close(), noErr);
+    EXPECT_EQ(RecoverMovie(folder / "empty.mov", "", found, written), invalidMovie);
+}
+
+TEST_F(MovieRecovery, FlippedBitsCostTheirOwnSamplesAndNoStep)
+{
+    const Bytes file = CutOffRecording(folder / "whole.mov", 62);
+    const auto boxes = BoxesOf(file);
+    for (size_t damaged = 2; damaged < boxes.size(); ++damaged) {
+        for (const size_t at : {size_t{0}, size_t{10}, size_t{26}, size_t{35}, kJournalHeadSize + 20}) {
             Bytes broken = file;
-            broken[blocks[damaged] + at] ^= 0x10;
-            // The descriptions stand in the first one.
-            ASSERT_EQ(Recover(broken), damaged == 0 ? invalidMovie : noErr);
-            if (damaged == 0)
-                continue;
-            const bool last = damaged + 1 == blocks.size();
-            ASSERT_EQ(found.videoFrames, 36U);
-            ASSERT_DOUBLE_EQ(found.seconds, (last ? 36 : 40) * 20 / 600.0) << "what comes behind keeps its time";
+            broken[boxes[damaged].first + at] ^= 0x10;
+            ASSERT_EQ(Recover(broken), noErr);
+            ASSERT_EQ(found.videoFrames, 62 - (frames[damaged] - frames[damaged - 1]));
+            ASSERT_NEAR(found.seconds, 62 / 30.0, 0.001) << "what comes behind keeps its time";
         }
+    }
+    std::minstd_rand random(3);
+    for (int round = 0; round < 300; ++round) {
+        Bytes broken = file;
+        for (int i = 0; i < 1 + round % 40; ++i)
+            broken[round % 3 == 0 ? random() % 5000 : random() % broken.size()] ^= 1 << random() % 8;
+        const Result result = Recover(broken);
+        ASSERT_TRUE(result == noErr || result == invalidMovie);
+        const Bytes after = ReadFile(folder / "cut.mov");
+        ASSERT_TRUE(result == noErr ? std::equal(broken.begin() + kInitialHeaderPosition, broken.end(),
+                                                 after.begin() + kInitialHeaderPosition)
+                                    : after == broken);
     }
 }
 
@@ -126,6 +236,7 @@ TEST_F(MovieRecovery, HostileNumbersUnderARightChecksumNeverHarm)
             for (int i = 0; i < 3; ++i)
                 payload.Number(uint64_t{random()} << random() % 30);
             payload.U16(0);
+            payload.U8(random() % 2);
             payload.Number(random() % 2 == 0 ? 0 : uint64_t{random()} << random() % 34);
             payload.Number(random() % 3);
             payload.Number(1);
@@ -137,44 +248,57 @@ TEST_F(MovieRecovery, HostileNumbersUnderARightChecksumNeverHarm)
                                         uint64_t{random()} << random() % 33};
             payload.Number(i % 6 == 0 ? random() % 16 : numbers[random() % 4]);
         }
-        JournalBlock block;
-        block.position = 1 << 20;
-        block.payload.assign(payload.Bytes().begin(), payload.Bytes().end());
+        JournalBox box;
+        box.position = 1 << 20;
+        box.payload.assign(payload.Bytes().begin(), payload.Bytes().end());
         JournalReplay replay;
-        replay.Add(block);
-        replay.Add(block);
-        ASSERT_LE(replay.MediaBytes(), block.position);
+        replay.Add(box);
+        replay.Add(box);
+        ASSERT_LE(replay.MediaBytes(), box.position * 8);
         taken += replay.MediaBytes();
         ASSERT_LT(MovieHeader(replay.TakeMovie()).size(), size_t{10} << 20);
     }
     EXPECT_GT(taken, 0) << "the numbers were never taken for samples";
 }
 
-TEST_F(MovieRecovery, GivesAFullDisksRecordingBack)
+// Records until the file is full: how many frames were taken.
+int FillTheDisk(const std::string& path)
 {
-    const std::string disk = folder / "disk";
-    mkdir(disk.c_str(), 0700);
-    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=4m") != 0)
-        GTEST_SKIP() << "needs the right to mount";
-    RecordedMovie movie(disk + "/full.mov");
-    ASSERT_EQ(movie.created, noErr);
+    RecordedMovie movie(path);
+    EXPECT_EQ(movie.created, noErr);
+    int frames = 0;
     Result result = noErr;
-    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (result == noErr && std::chrono::steady_clock::now() < until) {
+    for (; result == noErr && frames < 5000; frames += result == noErr ? 1 : 0) {
         result = movie.AddVideo(JpegFrame(64, 48, 1), kPicture, 20);
         if (result == noErr)
             result = movie.AddSound(SoundOf(1), kStereo, kSoundFrames);
-        // A pace at which the disk takes some seconds to fill, and blocks of the journal are written.
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     EXPECT_EQ(result, dskFulErr);
-    EXPECT_EQ(movie.Finish(), dskFulErr);
-    EXPECT_EQ(movie.Close(), dskFulErr);
-    EXPECT_EQ(RecoverMovie(disk + "/full.mov", "", found, written), dskFulErr);
-    EXPECT_NE(access(written.c_str(), F_OK), 0) << "no half of a movie stays";
-    EXPECT_EQ(RecoverMovie(disk + "/full.mov", folder / "out.mov", found, written), noErr);
-    EXPECT_GE(found.videoFrames, 1U);
-    EXPECT_EQ(OutputOf("ffmpeg -v error -i " + Quoted(written) + " -enc_time_base -1 -f null -"), "");
+    EXPECT_EQ(movie.Finish(), noErr) << "in the room that was kept";
+    EXPECT_EQ(movie.Close(), noErr);
+    return frames;
+}
+
+TEST_F(MovieRecovery, AMovieIsCompleteAtTheEndOfTheDiskAndOfTheAllowedSize)
+{
+    const std::string disk = folder / "disk";
+    mkdir(disk.c_str(), 0700);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{4 << 20, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    int frames = FillTheDisk(folder / "long.mov");
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_GT(frames, 400);
+    EXPECT_EQ(DecodingErrorsOf(folder / "long.mov"), "");
+    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=4m") != 0)
+        GTEST_SKIP() << "needs the right to mount";
+    frames = FillTheDisk(disk + "/full.mov");
+    EXPECT_EQ(DecodingErrorsOf(disk + "/full.mov"), "");
+    EXPECT_EQ(RecoverMovie(disk + "/full.mov", "", found, written), noErr);
+    EXPECT_TRUE(found.wasComplete);
+    EXPECT_GE(static_cast<int>(found.videoFrames), frames);
+    EXPECT_GT(frames, 400);
     umount(disk.c_str());
 }
 
@@ -225,22 +349,18 @@ TEST_F(MovieRecovery, AKilledRecordingLosesLessThanItsLastSecond)
         waitpid(child, &status, 0);
         ASSERT_TRUE(WIFSIGNALED(status)) << "the recording failed";
 
-        const Bytes original = ReadFile(path);
+        EXPECT_EQ(DecodingErrorsOf(path), "") << "as it is";
+        const std::string packets = PacketsOf(path);
+        EXPECT_EQ(RecoverMovie(path, path + ".copy", found, written), noErr);
         ASSERT_EQ(RecoverMovie(path, "", found, written), noErr);
-        EXPECT_TRUE(ReadFile(path) == original);
         const auto frames = static_cast<int>(found.videoFrames);
+        const auto sounds = static_cast<int>(found.soundFrames / kSoundFrames);
         EXPECT_GE(frames, progress->framesASecondAgo.load());
-        EXPECT_GE(static_cast<int>(found.soundFrames / kSoundFrames) + 1, progress->framesASecondAgo.load());
-        EXPECT_EQ(OutputOf("ffmpeg -v error -i " + Quoted(written) + " -enc_time_base -1 -f null -"), "");
-        OutputOf("ffmpeg -v error -i " + Quoted(written) + " -map 0:v -c copy -f image2pipe " + Quoted(written + ".v") +
-                 " -map 0:a -c copy -f s16le " + Quoted(written + ".a"));
-        Bytes pictures, sounds;
-        for (int i = 0; i < frames; ++i)
-            std::ranges::copy(JpegFrame(64, 48, i), std::back_inserter(pictures));
-        for (uint32_t i = 0; i < found.soundFrames / kSoundFrames; ++i)
-            std::ranges::copy(SoundOf(i), std::back_inserter(sounds));
-        EXPECT_TRUE(ReadFile(written + ".v") == pictures);
-        EXPECT_TRUE(ReadFile(written + ".a") == sounds);
+        EXPECT_GE(sounds + 1, progress->framesASecondAgo.load());
+        EXPECT_EQ(packets, std::to_string(frames) + "\n" + std::to_string(sounds) + "\n");
+        EXPECT_EQ(DecodingErrorsOf(path), "");
+        ExpectSamples(path, frames, sounds);
+        ExpectSamples(path + ".copy", frames, sounds);
     }
     munmap(progress, sizeof(Progress));
 }

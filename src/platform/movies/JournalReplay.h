@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/movies/MovieContents.h"
+#include "platform/movies/RecoveryJournal.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace platform {
+
+/// Puts a movie together from the blocks of its journal.
+class JournalReplay {
+public:
+    /// Takes the next box. What it holds in samples of unknown kind or outside of the media data before it is left
+    /// out, as is the rest of a box that contradicts itself.
+    void Add(const JournalBox& box);
+
+    /// The movie, with edits that show all of it. Where boxes are missing the sample before lasts until the one after,
+    /// so that picture and sound stay in step behind the gap.
+    MovieContents TakeMovie();
+
+    int64_t MediaBytes() const { return mediaBytes; }
+
+private:
+    struct TrackState {
+        int64_t recordedTime = 0; // where the next sample stood in the recording
+        int64_t firstTime = 0;    // where the first one did
+        std::optional<SampleRun> last;
+        std::optional<int64_t> captureOffset; // of the recording's time 0
+    };
+
+    bool ReadTracks(ByteReader& bytes);
+    bool ReadDescriptions(ByteReader& bytes, TrackContents& track);
+    void AddRun(const SampleRun& run);
+    void Join(TrackState& state, int64_t gap);
+
+    MovieContents movie;
+    std::vector<TrackState> states;
+    int64_t dataEnd = 0; // of the run before: none may begin earlier
+    int64_t mediaBytes = 0;
+};
+
+} // namespace platform

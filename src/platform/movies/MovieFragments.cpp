@@ -1,0 +1,266 @@
+// A movie that is being written:
+//
+//   ftyp  free(the room)  moov(mvhd trak... mvex(trex...))  free  { moof(mfhd traf(tfhd tfdt trun...)...) free mdat
+//   uuid }...
+//
+// Samples go to the file as they come. In front of those of a fragment place is kept, in which an "mdat" up to the end
+// of the file begins; once the fragment is whole, that is overwritten with its "moof" and the head of its own "mdat".
+// In the same way the initial header is overwritten when a track's first description comes, or another one: a track
+// that never gets samples is not in the file. So every reader sees a whole movie at each moment.
+//
+// A buffer of sound is one sample of its fragment, as readers keep an entry for each sample in memory: a frame of every
+// channel each would be hundreds of millions in an hour. The finished movie counts frames.
+#include "platform/movies/MovieFragments.h"
+
+#include "platform/movies/MovieBoxes.h"
+#include "platform/movies/SampleDescriptions.h"
+
+#include <algorithm>
+
+namespace platform {
+namespace {
+
+constexpr size_t kBoxHeadSize = 8;
+constexpr uint32_t kSyncSample = 0x02000000;
+constexpr uint32_t kOtherSample = 0x01010000;
+
+// Bytes of the boxes below, to know when the place in front of a fragment is used up.
+constexpr size_t kFragmentBytes = kBoxHeadSize + 16;
+constexpr size_t kTrackFragmentBytes = kBoxHeadSize + 32 + 20;
+constexpr size_t kTrackRunBytes = 20;
+constexpr size_t kSampleBytes = 12;
+
+// "ftyp": the file is a QuickTime movie.
+void PutFileType(ByteWriter& out)
+{
+    const Box box(out, "ftyp");
+    out.U32(CodeOf("qt  "));
+    out.U32(0x20050300);
+    out.U32(CodeOf("qt  "));
+}
+
+// "free": bytes that readers skip.
+void PutFree(ByteWriter& out, size_t size)
+{
+    const Box box(out, "free");
+    out.Zeros(size - kBoxHeadSize);
+}
+
+// "stts", "stsc", "stsz" and "stco" without a sample.
+void PutNoTables(ByteWriter& out)
+{
+    for (const char* table : {"stts", "stsc", "stsz", "stco"}) {
+        const Box box(out, table);
+        PutVersionAndFlags(out, 0, 0);
+        out.Zeros(CodeOf(table) == CodeOf("stsz") ? 8 : 4);
+    }
+}
+
+// "trex": what samples of a track have in common, which each fragment says itself.
+void PutTrackExtends(ByteWriter& out, size_t track)
+{
+    const Box box(out, "trex");
+    PutVersionAndFlags(out, 0, 0);
+    out.U32(static_cast<uint32_t>(track + 1));
+    out.U32(1);
+    out.Zeros(12);
+}
+
+// "mvex": the samples are in fragments.
+void PutMovieExtends(ByteWriter& out, const MovieContents& movie)
+{
+    const Box box(out, "mvex");
+    for (size_t i = 0; i < movie.tracks.size(); ++i)
+        if (!movie.tracks[i].descriptions.empty())
+            PutTrackExtends(out, i);
+}
+
+void PutInitialMovie(ByteWriter& out, const MovieContents& movie)
+{
+    const Box box(out, "moov");
+    PutMovieHead(out, movie, 0);
+    for (size_t i = 0; i < movie.tracks.size(); ++i)
+        if (!movie.tracks[i].descriptions.empty())
+            PutTrack(out, {movie, i, 0, {}}, PutNoTables);
+    PutMovieExtends(out, movie);
+    PutUserData(out, movie);
+}
+
+// "tfhd": which track and which description, and that positions count from the fragment's head.
+void PutTrackFragmentHead(ByteWriter& out, const SampleRun& run, int64_t base)
+{
+    constexpr uint32_t kBaseDescriptionAndFlags = 0x000001 | 0x000002 | 0x000020;
+    const Box box(out, "tfhd");
+    PutVersionAndFlags(out, 0, kBaseDescriptionAndFlags);
+    out.U32(run.track + 1);
+    out.U64(static_cast<uint64_t>(base));
+    out.U32(run.description + 1);
+    out.U32(run.sync ? kSyncSample : kOtherSample);
+}
+
+// "tfdt": the media time of the first sample.
+void PutTrackFragmentTime(ByteWriter& out, int64_t mediaTime)
+{
+    const Box box(out, "tfdt");
+    PutVersionAndFlags(out, 1, 0);
+    out.U64(static_cast<uint64_t>(mediaTime));
+}
+
+std::vector<uint8_t> TakeBytes(const ByteWriter& out)
+{
+    return {out.Bytes().begin(), out.Bytes().end()};
+}
+
+} // namespace
+
+std::vector<uint8_t> FileHead()
+{
+    ByteWriter out;
+    PutFileType(out);
+    PutFree(out, kRoomSize);
+    PutFree(out, kFileHeadSize - out.Size());
+    return TakeBytes(out);
+}
+
+std::vector<uint8_t> MediaDataHead(int64_t headerPosition)
+{
+    ByteWriter out;
+    out.U32(1); // the length has 64 bits
+    out.U32(CodeOf("mdat"));
+    out.U64(static_cast<uint64_t>(headerPosition - kRoomPosition));
+    return TakeBytes(out);
+}
+
+int64_t HeaderPositionIn(std::span<const uint8_t> room)
+{
+    ByteReader bytes(room);
+    const uint32_t size = bytes.U32();
+    const uint32_t type = bytes.U32();
+    const uint64_t length = bytes.U64();
+    if (bytes.Failed() || size != 1 || type != CodeOf("mdat") || length < kRoomSize || length > uint64_t{INT64_MAX} / 2)
+        return 0;
+    return static_cast<int64_t>(length) + kRoomPosition;
+}
+
+std::vector<uint8_t> InitialHeader(const MovieContents& movie)
+{
+    constexpr auto kPlace = static_cast<size_t>(kFileHeadSize - kInitialHeaderPosition);
+    ByteWriter out;
+    PutInitialMovie(out, movie);
+    if (out.Size() + kBoxHeadSize > kPlace)
+        return {};
+    PutFree(out, kPlace - out.Size());
+    return TakeBytes(out);
+}
+
+std::vector<uint8_t> MovieFragment::OpenHead()
+{
+    ByteWriter out;
+    out.U32(0); // up to the end of the file
+    out.U32(CodeOf("mdat"));
+    out.Zeros(kHeadSize - out.Size());
+    return TakeBytes(out);
+}
+
+void MovieFragment::Begin(int64_t position)
+{
+    head = position;
+    runs.clear();
+    room = kHeadSize - 2 * kBoxHeadSize - kFragmentBytes; // the rest becomes "free", and then comes the head of "mdat"
+}
+
+bool MovieFragment::HasRoomFor(const SampleRun& run) const
+{
+    constexpr int64_t kLargestFragment = int64_t{1} << 30;
+    const auto samples = static_cast<size_t>(std::min<int64_t>(run.count, kHeadSize));
+    return kTrackFragmentBytes + kTrackRunBytes + kSampleBytes * samples <= room &&
+           run.position + run.size - head <= kLargestFragment;
+}
+
+void MovieFragment::Add(const SampleRun& run, int64_t mediaTime)
+{
+    const TimedRun next{run, mediaTime};
+    const auto last = std::find_if(runs.rbegin(), runs.rend(), [&](const auto& r) { return r.run.track == run.track; });
+    const bool known = last != runs.rend() && Continues(*last, next);
+    room -= std::min(room, (known ? 0 : kTrackFragmentBytes) + kTrackRunBytes +
+                               kSampleBytes * static_cast<size_t>(run.count));
+    runs.push_back(next);
+}
+
+bool MovieFragment::Continues(const TimedRun& last, const TimedRun& next)
+{
+    return last.run.description == next.run.description && last.run.sync == next.run.sync &&
+           last.mediaTime + last.run.count * last.run.duration == next.mediaTime;
+}
+
+std::vector<uint8_t> MovieFragment::End(int64_t dataEnd, std::span<const size_t> announced)
+{
+    ByteWriter out;
+    {
+        const Box box(out, "moof");
+        {
+            const Box sequenceBox(out, "mfhd");
+            PutVersionAndFlags(out, 0, 0);
+            out.U32(++sequence);
+        }
+        for (size_t track = 0; track < announced.size(); ++track)
+            PutTrack(out, static_cast<uint32_t>(track), announced[track]);
+    }
+    PutFree(out, kHeadSize - kBoxHeadSize - out.Size());
+    out.U32(static_cast<uint32_t>(dataEnd - head - static_cast<int64_t>(kHeadSize - kBoxHeadSize)));
+    out.U32(CodeOf("mdat"));
+    head = 0;
+    return TakeBytes(out);
+}
+
+void MovieFragment::PutTrack(ByteWriter& out, uint32_t track, size_t announced) const
+{
+    std::vector<TimedRun> part;
+    for (const TimedRun& next : runs) {
+        if (next.run.track != track || next.run.description >= announced)
+            continue;
+        if (!part.empty() && !Continues(part.back(), next)) {
+            PutTrackFragment(out, part);
+            part.clear();
+        }
+        part.push_back(next);
+    }
+    if (!part.empty())
+        PutTrackFragment(out, part);
+}
+
+// "traf": samples of one track and one description that follow one another in time.
+void MovieFragment::PutTrackFragment(ByteWriter& out, std::span<const TimedRun> part) const
+{
+    const Box box(out, "traf");
+    PutTrackFragmentHead(out, part.front().run, head);
+    PutTrackFragmentTime(out, part.front().mediaTime);
+    while (!part.empty()) {
+        size_t length = 1;
+        while (length < part.size() &&
+               part[length - 1].run.position + part[length - 1].run.size == part[length].run.position)
+            ++length;
+        PutTrackRun(out, part.first(length));
+        part = part.subspan(length);
+    }
+}
+
+// "trun": samples that also follow one another in the file.
+void MovieFragment::PutTrackRun(ByteWriter& out, std::span<const TimedRun> part) const
+{
+    constexpr uint32_t kPositionDurationsAndSizes = 0x000001 | 0x000100 | 0x000200;
+    int64_t samples = 0;
+    for (const TimedRun& timed : part)
+        samples += timed.run.count;
+    const Box box(out, "trun");
+    PutVersionAndFlags(out, 0, kPositionDurationsAndSizes);
+    out.U32(static_cast<uint32_t>(samples));
+    out.U32(static_cast<uint32_t>(part.front().run.position - head));
+    for (const TimedRun& timed : part)
+        for (int64_t i = 0; i < timed.run.count; ++i) {
+            out.U32(static_cast<uint32_t>(timed.run.duration));
+            out.U32(static_cast<uint32_t>(timed.run.size / timed.run.count));
+        }
+}
+
+} // namespace platform

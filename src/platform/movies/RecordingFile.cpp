@@ -1,0 +1,116 @@
+// The journal is read from the end of the file: the last whole box is searched, and its chain followed to the first
+// one. Where a box is damaged the search begins again before it, so that what is in front of the damage is found as
+// well.
+//
+// A damaged or crafted file can be full of what looks like a box. So the bytes that are read in all are limited to a
+// few times the size of the file; a recording with a dozen damages is far from that.
+#include "platform/movies/RecordingFile.h"
+
+#include "platform/movies/MovieFragments.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform {
+namespace {
+
+constexpr size_t kWindow = size_t{1} << 20;
+constexpr size_t kIdentifierAt = 8;
+
+} // namespace
+
+Result RecordingFile::Open(const std::string& path)
+{
+    descriptor = OwnedDescriptor(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
+    if (!descriptor.IsOpen()) {
+        writeFailure = ResultOfFileError(errno);
+        descriptor = OwnedDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    }
+    if (!descriptor.IsOpen())
+        return errno == ENOENT || errno == ENOTDIR ? fnfErr : ResultOfFileError(errno);
+    struct stat status {};
+    if (fstat(descriptor.Get(), &status) != 0)
+        return ResultOfFileError(errno);
+    if (!S_ISREG(status.st_mode))
+        return invalidMovie;
+    if (!LockFile(descriptor.Get()))
+        return fBsyErr;
+    size = status.st_size;
+    readable = 4 * size + 16 * static_cast<int64_t>(kWindow);
+    return noErr;
+}
+
+size_t RecordingFile::Read(int64_t position, std::span<uint8_t> bytes) const
+{
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t count =
+            pread(descriptor.Get(), bytes.data() + done, bytes.size() - done, position + static_cast<int64_t>(done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            break;
+        done += static_cast<size_t>(count);
+    }
+    readable -= static_cast<int64_t>(done);
+    return done;
+}
+
+bool RecordingFile::ReadBox(int64_t position, JournalBox& box) const
+{
+    std::array<uint8_t, kJournalHeadSize> head;
+    if (position < kFileHeadSize || readable < 0 || Read(position, head) != head.size())
+        return false;
+    const auto length = JournalBoxSize(head, position);
+    if (!length || static_cast<int64_t>(*length) > size - position)
+        return false;
+    std::vector<uint8_t> bytes(*length);
+    return Read(position, bytes) == bytes.size() && ReadJournalBox(bytes, box);
+}
+
+bool RecordingFile::FindBoxBefore(int64_t end, JournalBox& box) const
+{
+    const std::span identifier(kJournalIdentifier);
+    std::vector<uint8_t> window(kWindow + identifier.size() - 1);
+    // By where the identifier is.
+    for (int64_t stop = end + static_cast<int64_t>(kIdentifierAt); stop > kFileHeadSize && readable > 0;) {
+        const int64_t start = std::max<int64_t>(kFileHeadSize, stop - static_cast<int64_t>(kWindow));
+        const auto wanted = static_cast<size_t>(stop - start) + identifier.size() - 1;
+        const auto bytes = std::span(window).first(Read(start, std::span(window).first(wanted)));
+        for (auto last = bytes.end();;) {
+            const auto found = std::find_end(bytes.begin(), last, identifier.begin(), identifier.end());
+            if (found == last)
+                break;
+            if (ReadBox(start + (found - bytes.begin()) - static_cast<int64_t>(kIdentifierAt), box))
+                return true;
+            last = found + static_cast<std::ptrdiff_t>(identifier.size()) - 1;
+        }
+        stop = start;
+    }
+    return false;
+}
+
+std::vector<JournalBox> RecordingFile::ReadJournal() const
+{
+    std::vector<JournalBox> boxes;
+    JournalBox box;
+    bool more = FindBoxBefore(size, box);
+    while (more) {
+        const int64_t position = box.position;
+        const int64_t previous = box.previous;
+        const bool own = boxes.empty() || box.recording == boxes.front().recording;
+        if (own)
+            boxes.push_back(std::move(box));
+        if (own && previous == 0)
+            break;
+        more = (own && previous < position && ReadBox(previous, box)) || FindBoxBefore(position, box);
+    }
+    std::ranges::reverse(boxes);
+    return boxes;
+}
+
+} // namespace platform
