@@ -6,7 +6,8 @@
 //
 // The link is Down (not tried, refused or lost), Connecting (the server has not yet sent its first list) or Up. It is
 // brought up by whoever first asks for the list. From then on, and while anybody wants a stream or watches the list, a
-// timer tries again: twice a second, less often as long as nobody wants a stream and no server has been seen. Each list that arrives, and the same timer, let the clients open missing streams.
+// timer tries again: twice a second, less often as long as nobody wants a stream and no server has been seen. Each list
+// that arrives, and the same timer, let the clients open missing streams.
 #include "platform/sound/PulseServer.h"
 
 #include "platform/sound/SoundWatcher.h"
@@ -43,6 +44,7 @@ void Forget(pa_operation* operation)
 PulseSourceInfo InfoOf(const pa_source_info& source, const std::string& defaultSource)
 {
     PulseSourceInfo info;
+    info.index = source.index;
     info.name = TextOrEmpty(source.name);
     info.description = TextOrEmpty(source.description);
     info.isDefault = info.name == defaultSource;
@@ -219,9 +221,8 @@ void PulseServer::ListArrived()
         RequestList();
         return;
     }
-    std::ranges::stable_sort(arriving, {}, [](const PulseSourceInfo& source) {
-        return std::pair(source.isMonitor, !source.isDefault);
-    });
+    std::ranges::stable_sort(
+        arriving, {}, [](const PulseSourceInfo& source) { return std::pair(source.isMonitor, !source.isDefault); });
     wasUp = true;
     Publish(std::move(arriving), Link::Up);
     Tend();

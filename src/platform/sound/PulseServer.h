@@ -22,7 +22,8 @@ struct PulseSourceInfo {
         bool operator==(const Port&) const = default;
     };
 
-    std::string name; ///< the server's own, the same on the next day
+    uint32_t index = PA_INVALID_INDEX; ///< the server's own, another one each time that the source is plugged in
+    std::string name;                  ///< the server's own, the same on the next day
     std::string description;
     std::vector<Port> ports;
     int port = 0; ///< index of the one in use

@@ -2,8 +2,10 @@
 //
 // It is started while it has a sink. A started source has a stream, or misses it because the server or the device is
 // away; then the sink has been told once, and the connection lets it open a new one as soon as that can be. The stream
-// stays on the source that was chosen. Servers are asked not to move it, and some do so all the same when the source is
-// unplugged: a stream that reads from another source counts as failed, since it would record something else unnoticed.
+// stays on the source that was chosen. Servers are asked not to move it and to end it when the source is unplugged.
+// Some move it all the same, which would record something else unnoticed, and some leave it where nothing comes any
+// more. So a stream also counts as failed when it reads from another source, and when its source has left the server's
+// list.
 //
 // All of the stream's life runs under the loop's lock: its callbacks on the loop's thread, starts and stops on the main
 // thread. Samples are stamped with the present time less the latency that the stream reports for them.
@@ -164,8 +166,15 @@ void PulseSource::Stop()
 
 bool PulseSource::Tend(pa_context* context)
 {
-    if (sink != nullptr && stream == nullptr && server->Find(pulseName))
+    const auto present = server->Find(pulseName);
+    if (stream != nullptr && (!present || present->index != streamedIndex)) {
+        DropStream();
+        Fail();
+    }
+    if (sink != nullptr && stream == nullptr && present) {
+        streamedIndex = present->index;
         OpenStream(context);
+    }
     return sink == nullptr || stream != nullptr;
 }
 

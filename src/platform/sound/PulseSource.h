@@ -55,6 +55,7 @@ private:
     SoundFormat format;
     SoundSink* sink = nullptr;
     pa_stream* stream = nullptr;
+    uint32_t streamedIndex = PA_INVALID_INDEX; ///< of the source that the stream was opened on
     bool failureTold = false;
     uint64_t framesLost = 0;
     CaptureClock clock;
