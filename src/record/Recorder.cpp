@@ -290,6 +290,8 @@ void Recorder::Failure(int32_t result)
     if (stopping)
         Fail(result == platform::dskFulErr ? ExitCode::DiskFull : ExitCode::Failed,
              "finishing the movie failed (" + std::to_string(result) + ")");
+    else if (const int32_t writer = canvas->Status().failure; writer != platform::noErr)
+        WriterFailed(writer);
     else if (result == platform::dskFulErr)
         WriterFailed(result);
     else if (state == State::Recording)
@@ -349,8 +351,10 @@ void Recorder::StopRecording()
         Fail(ExitCode::Failed, {}); // its message has been shown
     }
     stopping = false;
-    if (framework::BreakCount() > breaks)
-        Fail(ExitCode::Failed, "finishing the movie failed");
+    const int32_t failure = canvas->Status().failure;
+    if (exitCode == ExitCode::Recorded && (failure != platform::noErr || framework::BreakCount() > breaks))
+        Fail(failure == platform::dskFulErr ? ExitCode::DiskFull : ExitCode::Failed,
+             "finishing the movie failed (" + std::to_string(failure) + ")");
     ReportMovie();
 }
 

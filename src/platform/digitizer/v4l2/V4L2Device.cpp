@@ -7,7 +7,6 @@
 #include <charconv>
 #include <fcntl.h>
 #include <libudev.h>
-#include <numeric>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -16,7 +15,8 @@
 namespace platform {
 namespace {
 
-constexpr int kNames = 64; // what is tried where nothing is known of the nodes
+constexpr int kNames = 64;       // what is tried where nothing is known of the nodes
+constexpr int kGuessedNames = 8; // of these, the ones that are tried even where there is no such file
 // Where no device events come, lists are made again after this time.
 constexpr int64_t kListsStayFresh = 300 * kNanosecondsPerMillisecond;
 
@@ -108,10 +108,11 @@ int V4L2System::Poll(std::span<pollfd> descriptors, int milliseconds)
 std::vector<int> V4L2System::Nodes()
 {
     auto nodes = ManagedNodes();
-    if (nodes.empty()) {
-        nodes.resize(kNames);
-        std::iota(nodes.begin(), nodes.end(), 0);
-    }
+    if (!nodes.empty())
+        return nodes;
+    for (int node = 0; node < kNames; ++node)
+        if (node < kGuessedNames || access(PathOfNode(node).c_str(), F_OK) == 0)
+            nodes.push_back(node);
     return nodes;
 }
 

@@ -28,7 +28,8 @@ public:
     virtual int Poll(std::span<pollfd> descriptors, int milliseconds);
 
     /// The numbers of the nodes to look at, ascending: those that the system's device manager knows. Where it knows
-    /// none (a container, a wrapper library that answers for nodes that are not there), 0 to 63.
+    /// none, those of 0 to 63 that are there (a container), and in any case the first few: a wrapper library may answer
+    /// for nodes that are not there, and takes its time for each one that it is asked for.
     virtual std::vector<int> Nodes();
 
     /// The device's name of its own at udev, the same wherever it is plugged in; empty where none is known.
