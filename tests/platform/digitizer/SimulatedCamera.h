@@ -360,10 +360,13 @@ private:
     {
         if (request != VIDIOC_QUERYCTRL && request != VIDIOC_G_CTRL && request != VIDIOC_S_CTRL)
             return -1;
-        const uint32_t identity = *static_cast<uint32_t*>(argument); // the first field of all three records
-        const auto found = camera.controls.find(identity);
+        const uint32_t asked = *static_cast<uint32_t*>(argument); // the first field of all three records
+        const bool isStep = (asked & V4L2_CTRL_FLAG_NEXT_CTRL) != 0;
+        const auto found =
+            isStep ? camera.controls.upper_bound(asked & ~V4L2_CTRL_FLAG_NEXT_CTRL) : camera.controls.find(asked);
         if (found == camera.controls.end())
             return EINVAL;
+        const uint32_t identity = found->first;
         auto& [minimum, maximum, step, value] = found->second;
         auto& query = *static_cast<v4l2_queryctrl*>(argument);
         if (request == VIDIOC_G_CTRL)

@@ -91,9 +91,10 @@ private:
         const std::lock_guard lock(mutex);
         reason = sentence;
     }
-    void End(Result) override
+    void End(Result why) override
     {
-        Explain(stream->Reason());
+        if (why != noErr)
+            Explain(stream->Reason().empty() ? device.name + " is not connected." : stream->Reason());
         stream->Stop();
         stream.reset();
     }

@@ -1,0 +1,267 @@
+// Cameras as they are out there: each of these habits comes from reports of users, and has its simulated driver.
+#include "SimulatedCamera.h"
+#include "platform/digitizer/CaptureStamps.h"
+#include "platform/digitizer/v4l2/V4L2Controls.h"
+#include "platform/digitizer/v4l2/V4L2Pictures.h"
+#include "platform/drawing/PixelFormat.h"
+#include "support/FrameCollector.h"
+
+#include <gtest/gtest.h>
+
+using namespace platform;
+using Camera = SimulatedCamera;
+
+namespace {
+
+class CameraHabits : public testing::Test {
+protected:
+    void SetUp() override { V4L2System::SetCurrent(cameras); }
+    void TearDown() override { V4L2System::SetCurrent(nullptr); }
+
+    std::shared_ptr<SimulatedCameras> cameras = std::make_shared<SimulatedCameras>();
+    FrameCollector frames;
+};
+
+TEST_F(CameraHabits, TheListHoldsWhatCanBeUsedAndTriesNothingOut)
+{
+    auto infrared = Camera::Simple(V4L2_PIX_FMT_GREY);
+    infrared.card = "Infrared";
+    auto pipeline = Camera::Simple();
+    pipeline.capabilities |= V4L2_CAP_IO_MC;
+    auto useless = Camera::Simple(V4L2_PIX_FMT_H264);
+    auto busy = Camera::Simple();
+    busy.busy = true;
+    auto locked = Camera::Simple();
+    locked.card = "Locked";
+    locked.openError = EACCES;
+    auto loopback = Camera::Simple();
+    loopback.card = "Virtual";
+    loopback.driver = "v4l2 loopback";
+    int node = 0;
+    for (Camera camera : {infrared, pipeline, useless, busy, locked, loopback}) {
+        camera.node = node++;
+        camera.busInfo += std::to_string(node);
+        cameras->Plug(camera);
+    }
+    std::string names;
+    for (const DigitizerEntry& entry : ListDigitizers())
+        names += entry.name + (entry.available ? ", " : " (" + entry.reason + "), ");
+    EXPECT_EQ(names, "Infrared, Simulated Camera, Locked (Locked may not be opened: this account is not in the group "
+                     "\"video\".), Virtual, Test Pattern, ");
+    EXPECT_EQ(cameras->Calls(VIDIOC_REQBUFS) + cameras->Calls(VIDIOC_S_FMT), 0);
+    EXPECT_EQ(OpenDigitizer()->Name(), "Virtual") << "the first that is free and has colour";
+    EXPECT_EQ(cameras->Calls(VIDIOC_REQBUFS), 0);
+}
+
+TEST_F(CameraHabits, TheListIsKeptUntilTheSystemReportsAChange)
+{
+    cameras->Plug(Camera::Simple());
+    const auto camera = OpenDigitizer();
+    ASSERT_EQ(camera->Start(frames), noErr);
+    const int opened = cameras->Opened();
+    for (int i = 0; i < 10; ++i)
+        ListDigitizers();
+    EXPECT_EQ(cameras->Opened(), opened);
+    auto other = Camera::Simple();
+    other.node = 1;
+    other.busInfo = "usb-2";
+    cameras->Plug(other);
+    EXPECT_EQ(ListDigitizers().size(), 3U);
+    EXPECT_EQ(cameras->Opened(), opened + 1) << "the camera that runs is not opened again";
+}
+
+TEST_F(CameraHabits, ABusWithoutBandwidthGetsACheaperFormat)
+{
+    auto camera = Camera::Simple();
+    camera.formats[0].sizes = {Camera::Discrete(1920, 1080), Camera::Discrete(640, 480)};
+    camera.now.width = 1920;
+    camera.now.height = 1080;
+    camera.bufferSize = 2 * 1920 * 1080;
+    camera.peculiarity = [](Camera& self, unsigned long request, void*) -> std::optional<int> {
+        return request == VIDIOC_STREAMON && self.now.width > 640 ? std::optional(ENOSPC) : std::nullopt;
+    };
+    cameras->Plug(camera);
+    const auto digitizer = OpenDigitizer();
+    EXPECT_EQ(digitizer->Format().width, 1920);
+    EXPECT_EQ(digitizer->Start(frames), noErr);
+    EXPECT_EQ(digitizer->Format().width, 640);
+    EXPECT_EQ(digitizer->Reason(), "The USB bus has no bandwidth left: 1920 × 1080 at 30 frames a second is not "
+                                   "possible. The camera delivers 640 × 480 at 30 frames a second instead.");
+}
+
+TEST_F(CameraHabits, OnlyDamagedFramesAreAnOutage)
+{
+    cameras->Plug(Camera::Simple());
+    const auto digitizer = OpenDigitizer();
+    ASSERT_EQ(digitizer->Start(frames), noErr);
+    std::atomic<bool> isOver = false;
+    std::thread sender([&] {
+        for (uint32_t i = 0; !isOver; ++i) {
+            cameras->Emit(0, {{1, 2, 3}, i});
+            std::this_thread::sleep_for(std::chrono::milliseconds(30)); // the camera's own pace
+        }
+    });
+    EXPECT_TRUE(frames.WaitForFailure());
+    isOver = true;
+    sender.join();
+    EXPECT_EQ(frames.Failures(), std::vector<Result>{ioErr});
+    EXPECT_EQ(digitizer->Reason(), "Simulated Camera sends no pictures.");
+}
+
+// A camera that drops values while its automatic switch is on, as it is when it was just plugged in.
+TEST_F(CameraHabits, SettingsComeBackInTheOrderInWhichTheCameraTakesThem)
+{
+    auto camera = Camera::Simple();
+    camera.controls[V4L2_CID_FOCUS_ABSOLUTE] = {0, 250, 5, 0}; // before its switch in the order of numbers
+    camera.controls[V4L2_CID_FOCUS_AUTO] = {0, 1, 1, 1};
+    camera.peculiarity = [](Camera& self, unsigned long request, void* argument) -> std::optional<int> {
+        const auto& control = *static_cast<v4l2_control*>(argument);
+        const bool isDropped = request == VIDIOC_S_CTRL && control.id == V4L2_CID_FOCUS_ABSOLUTE &&
+                               self.controls[V4L2_CID_FOCUS_AUTO].value == 1;
+        return isDropped ? std::optional(0) : std::nullopt;
+    };
+    cameras->Plug(camera);
+    const auto digitizer = OpenDigitizer();
+    EXPECT_EQ(digitizer->SetFeature(CodeOf("fcus"), 85), noErr);
+    EXPECT_EQ(cameras->At(0).controls[V4L2_CID_FOCUS_ABSOLUTE].value, 85);
+    ASSERT_EQ(digitizer->Start(frames), noErr);
+    cameras->Unplug(0);
+    ASSERT_TRUE(frames.WaitForFailure());
+    cameras->Plug(camera);
+    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128)}));
+    EXPECT_EQ(cameras->At(0).controls[V4L2_CID_FOCUS_ABSOLUTE].value, 85);
+    EXPECT_EQ(cameras->At(0).controls[V4L2_CID_FOCUS_AUTO].value, 0);
+}
+
+TEST_F(CameraHabits, AControlThatHangsHoldsNobodyUp)
+{
+    auto camera = Camera::Simple();
+    camera.controls[V4L2_CID_BRIGHTNESS] = {0, 100, 1, 50};
+    cameras->Plug(camera);
+    const auto digitizer = OpenDigitizer();
+    ASSERT_EQ(digitizer->Controls().size(), 1U);
+    ASSERT_EQ(digitizer->SetControl(V4L2_CID_BRIGHTNESS, 60), noErr);
+    cameras->hangControls = true;
+    const int64_t start = MonotonicNow();
+    EXPECT_EQ(digitizer->Controls().size(), 1U);
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(digitizer->SetControl(V4L2_CID_BRIGHTNESS, i), noErr);
+    EXPECT_LT(MonotonicNow() - start, kNanosecondsPerSecond);
+    ASSERT_EQ(digitizer->Start(frames), noErr);
+    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128)}));
+    EXPECT_TRUE(frames.WaitFor(1));
+}
+
+TEST(CaptureStamps, OneBadStampIsEstimatedAndTheNextBelieved)
+{
+    constexpr int64_t ms = 1'000'000;
+    CaptureStamps stamps(100);
+    const std::tuple<std::optional<int64_t>, int64_t, int64_t> frames[] = {
+        {1000 * ms, 1045 * ms, 1000 * ms}, {1010 * ms, 1055 * ms, 1010 * ms},
+        {3 * ms, 1065 * ms, 1020 * ms},    {1030 * ms, 1075 * ms, 1030 * ms}, // arrival would be behind the next stamp
+        {1030 * ms, 1085 * ms, 1040 * ms}, {1030 * ms, 1095 * ms, 1095 * ms}, // it stands still
+        {9999 * ms, 1105 * ms, 1105 * ms}, {1070 * ms, 1115 * ms, 1105 * ms + 1},
+        {1120 * ms, 1125 * ms, 1120 * ms}, {std::nullopt, 1130 * ms, 1130 * ms},
+    };
+    for (const auto& [stamp, now, expected] : frames)
+        EXPECT_EQ(stamps.Next(stamp, now), expected) << now / ms;
+}
+
+// A picture of 2 by 4 pixels in each layout of the kernel's, and how it is handed on.
+TEST(V4L2Pictures, LayoutsAndFields)
+{
+    using Bytes = std::vector<uint8_t>;
+    struct Case {
+        uint32_t pixelFormat;
+        uint32_t field;
+        uint32_t stride;
+        std::vector<std::pair<uint32_t, Bytes>> buffers; ///< the field of each, and its bytes
+        FourCharCode format;
+        Bytes expected;
+    };
+    const Bytes rows{1, 2, 3, 4, 5, 6, 7, 8};
+    const Case cases[] = {
+        {V4L2_PIX_FMT_GREY, V4L2_FIELD_SEQ_TB, 2, {{0, {1, 2, 5, 6, 3, 4, 7, 8}}}, kGreyPixelFormat, rows},
+        {V4L2_PIX_FMT_GREY, V4L2_FIELD_SEQ_BT, 2, {{0, {3, 4, 7, 8, 1, 2, 5, 6}}}, kGreyPixelFormat, rows},
+        {V4L2_PIX_FMT_GREY,
+         V4L2_FIELD_ALTERNATE,
+         3,
+         {{V4L2_FIELD_BOTTOM, {9, 9, 0, 9, 9, 0}},
+          {V4L2_FIELD_BOTTOM, {3, 4, 0, 7, 8, 0}},
+          {V4L2_FIELD_TOP, {1, 2, 0, 5, 6}}},
+         kGreyPixelFormat,
+         rows},
+        {V4L2_PIX_FMT_GREY, V4L2_FIELD_TOP, 2, {{0, {1, 2, 5, 6}}}, kGreyPixelFormat, {1, 2, 1, 2, 5, 6, 5, 6}},
+        {V4L2_PIX_FMT_Y16,
+         V4L2_FIELD_NONE,
+         4,
+         {{0, {9, 1, 9, 2, 9, 3, 9, 4, 9, 5, 9, 6, 9, 7, 9, 8}}},
+         kGreyPixelFormat,
+         rows},
+        {V4L2_PIX_FMT_Y10,
+         V4L2_FIELD_NONE,
+         4,
+         {{0, {4, 0, 8, 0, 12, 0, 16, 0, 20, 0, 24, 0, 28, 0, 255, 3}}},
+         kGreyPixelFormat,
+         {1, 2, 3, 4, 5, 6, 7, 255}},
+        {V4L2_PIX_FMT_YVYU,
+         V4L2_FIELD_NONE,
+         4,
+         {{0, {1, 8, 2, 9, 1, 8, 2, 9, 1, 8, 2, 9, 1, 8, 2, 9}}},
+         kYuvsPixelFormat,
+         {1, 9, 2, 8, 1, 9, 2, 8, 1, 9, 2, 8, 1, 9, 2, 8}},
+        {V4L2_PIX_FMT_VYUY,
+         V4L2_FIELD_NONE,
+         4,
+         {{0, {8, 1, 9, 2, 8, 1, 9, 2, 8, 1, 9, 2, 8, 1, 9, 2}}},
+         k2vuyPixelFormat,
+         {9, 1, 8, 2, 9, 1, 8, 2, 9, 1, 8, 2, 9, 1, 8, 2}},
+        {V4L2_PIX_FMT_NV16,
+         V4L2_FIELD_NONE,
+         2,
+         {{0, {1, 2, 3, 4, 5, 6, 7, 8, 11, 12, 13, 14, 15, 16, 17, 18}}},
+         k2vuyPixelFormat,
+         {11, 1, 12, 2, 13, 3, 14, 4, 15, 5, 16, 6, 17, 7, 18, 8}},
+        {V4L2_PIX_FMT_NV21,
+         V4L2_FIELD_NONE,
+         2,
+         {{0, {1, 2, 3, 4, 5, 6, 7, 8, 21, 11, 22, 12}}},
+         kNV12PixelFormat,
+         {1, 2, 3, 4, 5, 6, 7, 8, 11, 21, 12, 22}},
+        {V4L2_PIX_FMT_YVU420,
+         V4L2_FIELD_NONE,
+         2,
+         {{0, {1, 2, 3, 4, 5, 6, 7, 8, 21, 22, 11, 12}}},
+         kY420PixelFormat,
+         {1, 2, 3, 4, 5, 6, 7, 8, 11, 12, 21, 22}},
+        {V4L2_PIX_FMT_XRGB32,
+         V4L2_FIELD_TOP,
+         8,
+         {{0, {0, 3, 2, 1, 0, 6, 5, 4, 0, 3, 2, 1, 0, 6, 5, 4}}},
+         kPixelFormat32,
+         {1, 2, 3, 255, 4, 5, 6, 255, 1, 2, 3, 255, 4, 5, 6, 255,
+          1, 2, 3, 255, 4, 5, 6, 255, 1, 2, 3, 255, 4, 5, 6, 255}},
+    };
+    for (const Case& one : cases) {
+        SCOPED_TRACE(one.pixelFormat);
+        const bool isByField = one.field == V4L2_FIELD_ALTERNATE || one.field == V4L2_FIELD_TOP;
+        V4L2Layout layout{
+            .pixelFormat = one.pixelFormat, .width = 2, .height = isByField ? 2U : 4U, .field = one.field};
+        layout.strides[0] = one.stride;
+        V4L2Pictures pictures(layout);
+        RawFrame picture;
+        auto found = V4L2Pictures::Found::Damaged;
+        for (const auto& [field, bytes] : one.buffers) {
+            const std::span<const uint8_t> memory[] = {bytes};
+            EXPECT_EQ(pictures.Read(std::array{std::span(memory[0]).first(1)}, field, picture),
+                      V4L2Pictures::Found::Damaged);
+            found = pictures.Read(memory, field, picture);
+        }
+        ASSERT_EQ(found, V4L2Pictures::Found::Picture);
+        EXPECT_EQ(picture.format, one.format);
+        EXPECT_EQ(picture.height, 4);
+        EXPECT_EQ(Bytes(picture.bytes.begin(), picture.bytes.end()), one.expected);
+    }
+}
+
+} // namespace
