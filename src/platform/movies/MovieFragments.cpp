@@ -1,12 +1,13 @@
 // A movie that is being written:
 //
-//   ftyp  free(the room)  moov(mvhd trak... mvex(trex...))  free  { moof(mfhd traf(tfhd tfdt trun...)...) free mdat
-//   uuid }...
+//   ftyp  free(the room)  moov(mvhd trak... mvex(mehd trex...))  free  { moof(mfhd traf(tfhd tfdt trun...)...) free
+//   mdat uuid }...
 //
 // Samples go to the file as they come. In front of those of a fragment place is kept, in which an "mdat" up to the end
 // of the file begins; once the fragment is whole, that is overwritten with its "moof" and the head of its own "mdat".
-// In the same way the initial header is overwritten when a track's first description comes, or another one: a track
-// that never gets samples is not in the file. So every reader sees a whole movie at each moment.
+// In the same way the initial header is overwritten with each fragment: it tells how long the movie is by now, and
+// which descriptions there are. A track that never gets samples is not in the file. So every reader sees a whole movie
+// at each moment.
 //
 // A buffer of sound is one sample of its fragment, as readers keep an entry for each sample in memory: a frame of every
 // channel each would be hundreds of millions in an hour. The finished movie counts frames.
@@ -66,10 +67,23 @@ void PutTrackExtends(ByteWriter& out, size_t track)
     out.Zeros(12);
 }
 
+// "mehd": how long all fragments together are.
+void PutMovieExtendsHead(ByteWriter& out, const MovieContents& movie)
+{
+    double seconds = 0;
+    for (const TrackContents& track : movie.tracks)
+        if (track.timeScale > 0)
+            seconds = std::max(seconds, static_cast<double>(track.duration) / track.timeScale);
+    const Box box(out, "mehd");
+    PutVersionAndFlags(out, 1, 0);
+    out.U64(static_cast<uint64_t>(seconds * kFileTimeScale));
+}
+
 // "mvex": the samples are in fragments.
 void PutMovieExtends(ByteWriter& out, const MovieContents& movie)
 {
     const Box box(out, "mvex");
+    PutMovieExtendsHead(out, movie);
     for (size_t i = 0; i < movie.tracks.size(); ++i)
         if (!movie.tracks[i].descriptions.empty())
             PutTrackExtends(out, i);

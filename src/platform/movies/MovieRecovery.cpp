@@ -105,6 +105,8 @@ Result FinishInPlace(const RecordingFile& recording, const MovieContents& movie,
         static_cast<void>(ftruncate(recording.Descriptor(), recording.Size()));
         return result;
     }
+    // The recorder may have kept room behind the end, which a cut-off recording still has.
+    file.ReleaseRoom();
     result = file.Write(FinishedFront(recording.Size()), 0);
     return result == noErr ? file.Sync() : result;
 }

@@ -156,8 +156,7 @@ void MovieStorage::EndFragment()
 {
     for (size_t i = 0; i < states.size(); ++i)
         contents.tracks[i].captureOffset = states[i].captured.Median();
-    if (described != DescriptionCounts())
-        WriteInitialHeader();
+    WriteInitialHeader();
     const int64_t dataEnd = writer->End();
     const int64_t position = fragment.Position();
     writer->Append(journal.MakeBox(contents, dataEnd));

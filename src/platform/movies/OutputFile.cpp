@@ -134,7 +134,7 @@ int64_t DiskFile::FreeBytes() const
 void DiskFile::ReleaseRoom()
 {
     // The same size again: what was kept behind it goes.
-    if (keptEnd > fileEnd && ftruncate(descriptor.Get(), fileEnd) == 0)
+    if (ftruncate(descriptor.Get(), fileEnd) == 0)
         keptEnd = fileEnd;
 }
 

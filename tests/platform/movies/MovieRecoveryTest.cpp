@@ -116,6 +116,9 @@ TEST_F(MovieRecovery, EveryBeginningOfARecordingPlaysAndGivesAllItsWholeBoxes)
 {
     const Bytes file = CutOffRecording(folder / "whole.mov", 62);
     EXPECT_EQ(DecodingErrorsOf(folder / "whole.mov"), "");
+    if (!OutputOf("command -v gst-discoverer-1.0").empty()) {
+        EXPECT_NE(OutputOf("gst-discoverer-1.0 " + Quoted(folder / "whole.mov")).find("0:00:02.0"), std::string::npos);
+    }
     ExpectSamples(folder / "whole.mov", 62, 62);
     const auto boxes = BoxesOf(file);
     ASSERT_EQ(boxes.size(), frames.size());
