@@ -2,10 +2,11 @@
 //
 // The port is asked where to draw at each operation, so a port that changed its size or ended meanwhile is met as it is
 // now. Where the pixels are denser or coarser than the port's points (the view of a canvas on a scaled desktop), all is
-// drawn at that scale, and no line becomes thinner than a pixel. Fills go straight to the pixels. Text goes through a
-// painter over an image that is kept as long as the pixels lie where they lay, and with it the painter's engine; font
-// and metrics are made when they are first asked for after a change. So the same few words drawn on every frame of a
-// live picture set nothing up.
+// drawn at that scale, and no line becomes thinner than a pixel. What is drawn on a reduced picture is noted as well,
+// and repeated when somebody wants the whole one. Fills go straight to the pixels. Text goes through a painter over an
+// image that is kept as long as the pixels lie where they lay, and with it the painter's engine; font and metrics are
+// made when they are first asked for after a change. So the same few words drawn on every frame of a live picture set
+// nothing up.
 #include "framework/Graphics.h"
 
 #include "framework/PortImage.h"
@@ -76,56 +77,6 @@ QStringList BreakLines(const QString& text, const MeasuredFont& font, int32_t wr
 
 } // namespace
 
-struct Graphics::State {
-    platform::PortReference port;
-    platform::PortRect area;
-    uint32_t color = 0xFF000000;
-    std::string family = "System";
-    int32_t size = 0;
-    bool bold = false;
-    const MeasuredFont* font = nullptr;
-    platform::DrawingSurface surface;
-    QImage image;
-
-    const MeasuredFont& Font()
-    {
-        if (font == nullptr)
-            font = &FontFor(family, size, bold);
-        return *font;
-    }
-
-    // Where to draw now; false for a dead port.
-    bool FindSurface()
-    {
-        const auto found = platform::SurfaceForDrawing(port, area);
-        if (!found || found->pixels.width < 1 || found->pixels.format != platform::kPixelFormat32)
-            return false;
-        surface = *found;
-        const platform::PortPixels& pixels = surface.pixels;
-        if (image.constBits() != pixels.pixels || image.width() != pixels.width || image.height() != pixels.height ||
-            image.bytesPerLine() != pixels.rowBytes)
-            image = ImageOf(pixels);
-        return true;
-    }
-
-    void DrawLines(const QStringList& lines, int32_t x, int32_t y)
-    {
-        if (!FindSurface())
-            return;
-        QPainter painter(&image);
-        painter.scale(surface.scaleX, surface.scaleY);
-        painter.translate(-surface.left, -surface.top);
-        painter.setClipRect(ToQt(area));
-        painter.translate(area.left, area.top);
-        painter.setFont(Font().font);
-        painter.setPen(QColor::fromRgb(color));
-        for (const QString& line : lines) {
-            painter.drawText(x, y, line);
-            y += Font().LineHeight();
-        }
-    }
-};
-
 namespace {
 
 struct Run {
@@ -147,7 +98,89 @@ Run PixelRun(int32_t start, int32_t length, int32_t limit, int32_t origin, doubl
             static_cast<int>(std::clamp<double>(end, 0, pixels))};
 }
 
+// A filled rectangle, as it can be drawn more than once.
+struct Fill {
+    platform::PortRect area;
+    uint32_t color;
+    int32_t x, y, width, height;
+
+    void operator()(const platform::DrawingSurface& surface, QImage& image) const
+    {
+        const Run columns =
+            PixelRun(x, width, area.width, area.left - surface.left, surface.scaleX, surface.pixels.width);
+        const Run rows =
+            PixelRun(y, height, area.height, area.top - surface.top, surface.scaleY, surface.pixels.height);
+        for (int row = rows.first; row < rows.end && columns.first < columns.end; ++row) {
+            auto* pixels = reinterpret_cast<uint32_t*>(image.scanLine(row));
+            std::fill(pixels + columns.first, pixels + columns.end, color);
+        }
+    }
+};
+
+// Lines of text, likewise.
+struct Lines {
+    platform::PortRect area;
+    uint32_t color;
+    const MeasuredFont* font;
+    QStringList lines;
+    int32_t x, y;
+
+    void operator()(const platform::DrawingSurface& surface, QImage& image) const
+    {
+        QPainter painter(&image);
+        painter.scale(surface.scaleX, surface.scaleY);
+        painter.translate(-surface.left, -surface.top);
+        painter.setClipRect(ToQt(area));
+        painter.translate(area.left, area.top);
+        painter.setFont(font->font);
+        painter.setPen(QColor::fromRgb(color));
+        int32_t baseline = y;
+        for (const QString& line : lines) {
+            painter.drawText(x, baseline, line);
+            baseline += font->LineHeight();
+        }
+    }
+};
+
 } // namespace
+
+struct Graphics::State {
+    platform::PortReference port;
+    platform::PortRect area;
+    uint32_t color = 0xFF000000;
+    std::string family = "System";
+    int32_t size = 0;
+    bool bold = false;
+    const MeasuredFont* font = nullptr;
+    QImage image;
+
+    const MeasuredFont& Font()
+    {
+        if (font == nullptr)
+            font = &FontFor(family, size, bold);
+        return *font;
+    }
+
+    // Draws where the port says now, and notes it where it says so.
+    template <typename Drawing> void Draw(Drawing drawing)
+    {
+        const auto surface = platform::SurfaceForDrawing(port, area);
+        if (!surface || surface->pixels.width < 1 || surface->pixels.format != platform::kPixelFormat32)
+            return;
+        const platform::PortPixels& pixels = surface->pixels;
+        if (image.constBits() != pixels.pixels || image.width() != pixels.width || image.height() != pixels.height ||
+            image.bytesPerLine() != pixels.rowBytes)
+            image = ImageOf(pixels);
+        drawing(*surface, image);
+        if (surface->isReduced)
+            platform::NoteDrawing(port, [drawing = std::move(drawing)](const platform::DrawingSurface& whole) {
+                QImage all = ImageOf(whole.pixels);
+                drawing(whole, all);
+            });
+    }
+
+    void DrawLines(const QStringList& lines, int32_t x, int32_t y) { Draw(Lines{area, color, &Font(), lines, x, y}); }
+};
 
 Graphics::Graphics(platform::PortReference port, const platform::PortRect& area) : state(std::make_unique<State>())
 {
@@ -192,16 +225,7 @@ void Graphics::TextFont(const String& family)
 
 void Graphics::FillRect(int32_t x, int32_t y, int32_t width, int32_t height)
 {
-    if (!state->FindSurface())
-        return;
-    const platform::DrawingSurface& surface = state->surface;
-    const Run columns =
-        PixelRun(x, width, Width(), state->area.left - surface.left, surface.scaleX, surface.pixels.width);
-    const Run rows =
-        PixelRun(y, height, Height(), state->area.top - surface.top, surface.scaleY, surface.pixels.height);
-    for (int row = rows.first; row < rows.end && columns.first < columns.end; ++row)
-        std::fill(reinterpret_cast<uint32_t*>(state->image.scanLine(row)) + columns.first,
-                  reinterpret_cast<uint32_t*>(state->image.scanLine(row)) + columns.end, state->color);
+    state->Draw(Fill{state->area, state->color, x, y, width, height});
 }
 
 void Graphics::DrawRect(int32_t x, int32_t y, int32_t width, int32_t height)

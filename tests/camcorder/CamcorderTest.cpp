@@ -87,8 +87,13 @@ protected:
     {
         const int64_t begin = handClock;
         handClock += frame.size() == platform::kDvPalFrameSize ? 40'000'000 : 33'366'667;
+        const auto delivered = canvas().VideoCounts().delivered;
         Stream().DvFrameArrived(frame, complete, begin);
         for (int i = 0; i < 5; ++i)
+            canvas().Idle();
+        // A whole frame is handed over as soon as its picture is decoded, for which the hand clock does not go on.
+        const bool isWhole = frame.size() == platform::kDvPalFrameSize || frame.size() == platform::kDvNtscFrameSize;
+        while (isWhole && canvas().VideoCounts().delivered == delivered)
             canvas().Idle();
     }
 

@@ -42,6 +42,38 @@ TEST(Graphics, FillsInsideItsRectangleOnly)
     }
 }
 
+// What is drawn on a reduced picture shows on it, and is found on the whole one pixel for pixel as if drawn there.
+TEST(Graphics, DrawsOnAReducedPictureAndAgainOnTheWholeOne)
+{
+    const auto drawAll = [](Graphics& graphics) {
+        graphics.ForeColor(kRed);
+        graphics.DrawRect(0, 0, graphics.Width(), graphics.Height());
+        graphics.FillRect(101, 51, 40, 20);
+        graphics.TextSize(24);
+        graphics.ForeColor({0, 0, 255});
+        graphics.DrawString("10:20:30", 31, 40);
+    };
+    const auto fill = [](const platform::PortPixels& pixels) {
+        for (int32_t y = 0; y < pixels.height; ++y)
+            std::memset(pixels.pixels + ptrdiff_t{y} * pixels.rowBytes, 40 + y, static_cast<size_t>(pixels.width) * 4);
+        return true;
+    };
+    Picture whole(203, 121), reduced(203, 121);
+    fill(*platform::PixelsOfPort(whole.RGBSurface()));
+    drawAll(whole.Graphics());
+    for (const int32_t factor : {2, 4, 8}) {
+        auto small = platform::PictureBlock::Make((203 + factor - 1) / factor, (121 + factor - 1) / factor);
+        const QImage shown = ImageOf(small.pixels);
+        fill(small.pixels);
+        ASSERT_TRUE(platform::TakeReducedPicture(reduced.RGBSurface(), std::move(small), fill));
+        drawAll(reduced.Graphics());
+        EXPECT_EQ(shown.pixel(0, 0), qRgb(255, 0, 0));
+        EXPECT_EQ(shown.pixel(shown.width() - 1, shown.height() - 1), qRgb(255, 0, 0));
+        EXPECT_EQ(shown.pixel(120 / factor, 60 / factor), qRgb(255, 0, 0));
+        EXPECT_EQ(reduced.Image(), whole.Image()) << factor;
+    }
+}
+
 // The handle of a picture of 2 by 2 pixels behind a description of 90 bytes.
 std::vector<uint8_t> PictureBytes()
 {

@@ -1,14 +1,13 @@
 // Decompression sequences.
 //
 // A sequence is everything that one description needs to get onto one port, built once and used for each frame: the
-// decoder, the transform, the block that a frame is decoded into before it is transformed. Which of these a sequence
-// has is settled when it begins:
-//
-//   32-bit pixels                     no decoder; drawn from where they lie
-//   anything else, upright, unscaled  decoded straight into the port when that has the picture's size
-//   anything else                     decoded into the block, drawn from there
+// decoder and the transform. A frame of 32-bit pixels is drawn from where it lies. Any other becomes a picture first,
+// decoded here or ahead by somebody else (`FrameInHand`). A picture that meets its port upright and unscaled becomes
+// the port's by an exchange of pixels. All others are drawn.
 //
 // A sequence whose frames fill a view of the port exactly draws them into the view from then on, wherever that goes.
+//
+// A port may have a reduced picture only. Then that is drawn from, and nobody reads the port's own pixels here.
 //
 // The port is only borrowed: its pixels are asked for again with each frame, since a window may have changed size or
 // gone. A sequence is used by one thread at a time.
@@ -18,7 +17,6 @@
 // of those that the sequence was begun for.
 #include "platform/compression/DecompressionSequence.h"
 
-#include "platform/compression/FrameDecoder.h"
 #include "platform/compression/Matrix.h"
 #include "platform/compression/PictureDrawing.h"
 #include "platform/compression/RawPictures.h"
@@ -31,8 +29,6 @@
 namespace platform {
 namespace {
 
-constexpr int32_t kRowAlignment = 64;
-
 struct Sides {
     int16_t top, left, bottom, right;
 };
@@ -40,6 +36,11 @@ struct Sides {
 bool IsIdentity(const Transform& t)
 {
     return t.a == 1 && t.b == 0 && t.c == 0 && t.d == 1 && t.tx == 0 && t.ty == 0;
+}
+
+SourcePixels SourceOf(const PortPixels& pixels)
+{
+    return {pixels.pixels, pixels.rowBytes, pixels.width, pixels.height};
 }
 
 class Sequence : public std::enable_shared_from_this<Sequence> {
@@ -62,57 +63,103 @@ public:
             return noErr;
         if (changed.width < 1 || changed.height < 1)
             return codecBadDataErr;
-        const double across = double{1} * changed.width / description.width;
-        const double down = double{1} * changed.height / description.height;
-        transform.a /= across;
-        transform.b /= across;
-        transform.c /= down;
-        transform.d /= down;
-        const auto scaled = [](int32_t side, double by) { return static_cast<int32_t>(std::lround(side * by)); };
-        part = {scaled(part.left, across), scaled(part.top, down), scaled(part.width, across),
-                scaled(part.height, down)};
+        const double scaleX = double{1} * changed.width / description.width;
+        const double scaleY = double{1} * changed.height / description.height;
+        transform.a /= scaleX;
+        transform.b /= scaleX;
+        transform.c /= scaleY;
+        transform.d /= scaleY;
+        part = Scaled(part, scaleX, scaleY);
         description = changed;
-        decoded = OwnedBlock();
+        kept = nullptr;
         return MakeDecoder();
     }
 
-    Result Show(std::span<const uint8_t> frame)
+    /// Whether frames of this sequence are pixels like those of that port's picture, which then need not be read.
+    bool DrawsFrom(const PortPicture& picture) const
     {
-        if (NeedsDecoder() && !decoder)
-            return noCodecErr;
+        return !NeedsDecoder() && picture.width == description.width && picture.height == description.height;
+    }
+
+    Result ShowPort(const PortPicture& picture, Address base)
+    {
+        kept = nullptr;
+        inPlace = base;
+        return Draw(SourceOf(picture.pixels));
+    }
+
+    Result Show(Address data, std::span<const uint8_t> frame)
+    {
+        if (!NeedsDecoder())
+            return ShowInPlace(frame);
+        if (!LayoutOfPort(port))
+            return paramErr;
+        std::unique_ptr<DecodedPicture> picture;
+        if (FrameInHand* known = FrameInHand::Newest())
+            picture = known->TakePicture(data, description.width, description.height);
+        if (!picture)
+            if (const Result result = decoder.Decode({nullptr, frame}, description, 1, picture); result != noErr)
+                return result;
+        if (GiveToPort(*picture))
+            return noErr;
+        kept = std::move(picture);
+        inPlace = 0;
+        return Draw(SourceOf(kept->picture.pixels));
+    }
+
+private:
+    Result ShowInPlace(std::span<const uint8_t> frame)
+    {
+        const auto picture =
+            PictureIn(frame, kPixelFormat32, description.width, description.height, description.rowBytes);
+        if (!picture)
+            return codecBadDataErr;
+        kept = nullptr;
+        inPlace = 0;
+        return Draw({picture->pixels, picture->rowBytes, picture->width, picture->height});
+    }
+
+    // A picture that meets the port upright and unscaled becomes the port's.
+    bool GiveToPort(DecodedPicture& picture) const
+    {
+        const auto target = LayoutOfPort(port);
+        if (onView->Target() || target->left != 0 || target->top != 0 || !IsIdentity(transform) || !IsWhole() ||
+            target->width != description.width || target->height != description.height)
+            return false;
+        bool taken = false;
+        if (picture.IsReduced())
+            taken = TakeReducedPicture(port, std::move(picture.picture),
+                                       [frame = picture.frame, image = picture.description](const PortPixels& whole) {
+                                           return PictureDecoder::DecodeWhole(frame, image, whole) == noErr;
+                                       });
+        else
+            taken = ExchangePixels(port, picture.picture);
+        if (taken)
+            NotePortChanged(port, {0, 0, target->width, target->height});
+        return taken;
+    }
+
+    Result Draw(const SourcePixels& source)
+    {
         const auto view = onView->Target();
-        if (view && view->IsAlive())
-            return ShowOn(*view, frame);
+        if (view && view->IsAlive()) {
+            DrawOn(*view, source);
+            return noErr;
+        }
         const auto target = PixelsOfPort(port);
         if (!target)
             return paramErr;
         Transform mapping = transform;
-        mapping.tx -= target->left;
-        mapping.ty -= target->top;
-        if (decoder && IsWhole() && IsIdentity(mapping) && target->width == description.width &&
-            target->height == description.height) {
-            const Result result = decoder->Decode(frame, *target);
-            if (result == noErr)
-                NotePortChanged(port, {0, 0, target->width, target->height});
-            return result;
-        }
-        SourcePixels source;
-        if (const Result result = ReadPicture(frame, source); result != noErr)
-            return result;
-        mapping.tx += mapping.a * part.left + mapping.c * part.top;
-        mapping.ty += mapping.b * part.left + mapping.d * part.top;
+        mapping.tx += mapping.a * part.left + mapping.c * part.top - target->left;
+        mapping.ty += mapping.b * part.left + mapping.d * part.top - target->top;
+        NoteShown(std::max(std::hypot(mapping.a, mapping.b), std::hypot(mapping.c, mapping.d)));
+        const double scaleX = double{1} * description.width / source.width;
+        const double scaleY = double{1} * description.height / source.height;
+        mapping.a *= scaleX;
+        mapping.b *= scaleX;
+        mapping.c *= scaleY;
+        mapping.d *= scaleY;
         NotePortChanged(port, drawing.Draw(PartOf(source), mapping, *target));
-        return noErr;
-    }
-
-private:
-    Result ShowOn(View& view, std::span<const uint8_t> frame)
-    {
-        SourcePixels source;
-        if (const Result result = ReadPicture(frame, source); result != noErr)
-            return result;
-        inPlace = decoder ? 0 : AddressOf(frame.data());
-        DrawOn(view, source);
         return noErr;
     }
 
@@ -122,36 +169,47 @@ private:
             const auto sequence = weak.lock();
             return sequence && sequence->Redraw();
         };
-        onView->Draw(PartOf(source), ShapeOfFrame(part.width, part.height), view, drawing, redraw);
+        const PortRect place = onView->Draw(PartOf(source), Shape(), view, drawing, redraw);
+        // Half a pixel less, for a place is rounded to whole ones.
+        const bool lies = onView->IsTurned();
+        NoteShown(std::max((place.width - 0.5) / (lies ? part.height : part.width),
+                           (place.height - 0.5) / (lies ? part.width : part.height)));
     }
 
-    // Draws the newest picture again, from the block or from the port that it was drawn from.
+    static void NoteShown(double scale)
+    {
+        if (FrameInHand* known = FrameInHand::Newest())
+            known->NoteShown(scale);
+    }
+
+    // Draws the newest picture again, as it is kept here or in the port that it was drawn from. One that is too small
+    // for its new place is made whole.
     bool Redraw()
     {
         const auto view = onView->Target();
-        SourcePixels source = SourceIn(decoded);
-        if (!decoder) {
-            const auto from = PixelsWithBase(inPlace);
-            if (!from || from->width != description.width || from->height != description.height)
-                return false;
-            source = {from->pixels, from->rowBytes, from->width, from->height};
-        }
-        if (!view || source.pixels == nullptr)
+        if (!view)
             return false;
-        DrawOn(*view, source);
+        const int32_t width = onView->PlaceOf(Shape(), *view).width;
+        if (kept) {
+            if (kept->IsReduced() && kept->picture.pixels.width < width)
+                decoder.Decode(kept->frame, description, 1, kept);
+            DrawOn(*view, SourceOf(kept->picture.pixels));
+            return true;
+        }
+        auto picture = PictureWithBase(inPlace);
+        if (!picture || !DrawsFrom(*picture))
+            return false;
+        if (picture->pixels.width < std::min(width, picture->width)) {
+            BytesFrom(inPlace);
+            picture = PictureWithBase(inPlace);
+        }
+        DrawOn(*view, SourceOf(picture->pixels));
         return true;
     }
 
-    Result ReadPicture(std::span<const uint8_t> frame, SourcePixels& source)
-    {
-        return decoder ? DecodeAside(frame, source) : UseInPlace(frame, source);
-    }
+    PictureShape Shape() const { return ShapeOfFrame(part.width, part.height); }
 
-    Result MakeDecoder()
-    {
-        decoder = NeedsDecoder() ? FrameDecoder::Create(description) : nullptr;
-        return NeedsDecoder() && !decoder ? noCodecErr : noErr;
-    }
+    Result MakeDecoder() { return NeedsDecoder() ? decoder.Prepare(description) : noErr; }
 
     bool NeedsDecoder() const { return LayoutOf(description) != kPixelFormat32; }
 
@@ -178,46 +236,23 @@ private:
 
     bool IsWhole() const { return part.width == description.width && part.height == description.height; }
 
-    int32_t DecodedRowBytes() const
+    static PortRect Scaled(const PortRect& rect, double scaleX, double scaleY)
     {
-        return (description.width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+        const auto scaled = [](int32_t side, double by) { return static_cast<int32_t>(std::lround(side * by)); };
+        return {scaled(rect.left, scaleX), scaled(rect.top, scaleY), std::max(scaled(rect.width, scaleX), 1),
+                std::max(scaled(rect.height, scaleY), 1)};
     }
 
-    SourcePixels SourceIn(const OwnedBlock& block) const
-    {
-        return {PointerAt<uint8_t>(block.Get()), DecodedRowBytes(), description.width, description.height};
-    }
-
-    Result DecodeAside(std::span<const uint8_t> frame, SourcePixels& source)
-    {
-        if (decoded.Get() == 0)
-            decoded = OwnedBlock(int64_t{DecodedRowBytes()} * description.height);
-        if (decoded.Get() == 0)
-            return memFullErr;
-        source = SourceIn(decoded);
-        PortPixels pixels;
-        pixels.pixels = PointerAt<uint8_t>(decoded.Get());
-        pixels.rowBytes = source.rowBytes;
-        pixels.width = source.width;
-        pixels.height = source.height;
-        return decoder->Decode(frame, pixels);
-    }
-
-    Result UseInPlace(std::span<const uint8_t> frame, SourcePixels& source) const
-    {
-        const auto picture =
-            PictureIn(frame, kPixelFormat32, description.width, description.height, description.rowBytes);
-        if (!picture)
-            return codecBadDataErr;
-        source = {picture->pixels, picture->rowBytes, picture->width, picture->height};
-        return noErr;
-    }
-
+    // The sequence's part of a picture, which may be a reduced one.
     SourcePixels PartOf(SourcePixels source) const
     {
-        source.pixels += ptrdiff_t{part.top} * source.rowBytes + ptrdiff_t{part.left} * 4;
-        source.width = part.width;
-        source.height = part.height;
+        if (IsWhole())
+            return source;
+        const PortRect inSource =
+            Scaled(part, double{1} * source.width / description.width, double{1} * source.height / description.height);
+        source.pixels += ptrdiff_t{inSource.top} * source.rowBytes + ptrdiff_t{inSource.left} * 4;
+        source.width = std::min(inSource.width, source.width - inSource.left);
+        source.height = std::min(inSource.height, source.height - inSource.top);
         return source;
     }
 
@@ -225,11 +260,11 @@ private:
     PortReference port = 0;
     Transform transform;
     PortRect part;
-    std::unique_ptr<FrameDecoder> decoder;
-    OwnedBlock decoded;
+    PictureDecoder decoder;
+    std::unique_ptr<DecodedPicture> kept; ///< the newest that was drawn
     PictureDrawing drawing;
     std::optional<ViewDrawing> onView;
-    Address inPlace = 0; ///< of the newest picture drawn from where it lay
+    Address inPlace = 0; ///< base of the port that the newest picture was drawn from
 };
 
 ReferenceTable<Sequence>& Sequences()
@@ -238,16 +273,21 @@ ReferenceTable<Sequence>& Sequences()
     return *table;
 }
 
-const FrameInHand*& InHand()
+FrameInHand*& InHand()
 {
-    static const FrameInHand* newest = nullptr;
+    static FrameInHand* newest = nullptr;
     return newest;
 }
 
 } // namespace
 
-FrameInHand::FrameInHand(Address frame, const ImageDescription& description, bool shown)
-    : frame(frame), description(description), shown(shown), outer(std::exchange(InHand(), this))
+FrameInHand::FrameInHand(Address frame, const ImageDescription& description, bool shown,
+                         std::unique_ptr<DecodedPicture> picture)
+    : frame(frame),
+      description(description),
+      shown(shown),
+      picture(std::move(picture)),
+      outer(std::exchange(InHand(), this))
 {
 }
 
@@ -256,23 +296,23 @@ FrameInHand::~FrameInHand()
     InHand() = outer;
 }
 
-const ImageDescription* DescriptionInHand(Address frame)
+FrameInHand* FrameInHand::Newest()
 {
-    const FrameInHand* newest = InHand();
-    return newest != nullptr && newest->frame == frame ? &newest->description : nullptr;
+    return InHand();
 }
 
-// The picture goes through several sequences on its way to the screen, each with an address of its own.
-bool IsShowingSkipped()
+std::unique_ptr<DecodedPicture> FrameInHand::TakePicture(Address data, int32_t width, int32_t height)
 {
-    return InHand() != nullptr && !InHand()->shown;
+    const bool fits =
+        frame == data && picture && picture->description.width == width && picture->description.height == height;
+    return fits ? std::move(picture) : nullptr;
 }
 
 Result DecompressSequenceBeginS(Address sequence, Handle description, Address, int32_t, PortReference port, int32_t,
                                 Address sourceRect, Address matrix, int16_t, int32_t, uint32_t, int32_t, int32_t)
 {
     const auto record = HandleBytes(description);
-    const auto target = PixelsOfPort(port);
+    const auto target = LayoutOfPort(port);
     if (!Poke(sequence, int32_t{0}) || record.data() == nullptr || !target || target->format != kPixelFormat32)
         return paramErr;
     ImageDescription read;
@@ -289,15 +329,23 @@ Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataS
                                    Address)
 {
     const auto found = Sequences().Find(sequence);
-    const auto frame = BytesAt(data, dataSize);
-    if (!found || frame.empty() || (outFlags != 0 && !Poke(outFlags, int32_t{0})))
+    if (!found || (outFlags != 0 && !Poke(outFlags, int32_t{0})))
         return paramErr;
-    if (IsShowingSkipped())
+    // The picture goes through several sequences on its way to the screen, each with an address of its own.
+    const FrameInHand* known = FrameInHand::Newest();
+    const bool isShown = known == nullptr || known->IsShown();
+    const auto inPort = PictureWithBase(data);
+    if (inPort && dataSize > 0 && dataSize <= inPort->bytes && found->DrawsFrom(*inPort))
+        return isShown ? found->ShowPort(*inPort, data) : noErr;
+    const auto frame = BytesAt(data, dataSize);
+    if (frame.empty())
+        return paramErr;
+    if (!isShown)
         return noErr;
-    if (const ImageDescription* changed = DescriptionInHand(data))
+    if (const ImageDescription* changed = known != nullptr ? known->DescriptionAt(data) : nullptr)
         if (const Result result = found->Adapt(*changed); result != noErr)
             return result;
-    return found->Show(frame);
+    return found->Show(data, frame);
 }
 
 Result CDSequenceEnd(int32_t sequence)

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "platform/compression/DecodedPicture.h"
 #include "platform/compression/ImageDescription.h"
 #include "platform/drawing/GraphicsWorlds.h"
 #include "platform/memory/Handles.h"
+
+#include <algorithm>
+#include <memory>
 
 namespace platform {
 
@@ -35,20 +39,40 @@ Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataS
 ///
 /// A frame that is not to be shown, because a newer one waits, is accepted by all sequences while the object lives:
 /// `DecompressSequenceFrameWhen` checks its arguments, answers 0, and decodes and draws nothing.
+///
+/// A frame whose picture was decoded ahead brings it along: a sequence that is asked to decode the frame takes the
+/// picture, by exchanging the pixels of its port where the picture has the port's size. A reduced picture stands for
+/// the whole one until somebody reads the port's pixels.
 class FrameInHand {
 public:
-    FrameInHand(Address frame, const ImageDescription& description, bool shown = true);
+    FrameInHand(Address frame, const ImageDescription& description, bool shown = true,
+                std::unique_ptr<DecodedPicture> picture = nullptr);
     ~FrameInHand();
     FrameInHand(const FrameInHand&) = delete;
     FrameInHand& operator=(const FrameInHand&) = delete;
 
+    /// The largest scale at which the frame was drawn onto a screen so far, 0 where it was not.
+    double ShownScale() const { return shownScale; }
+
+    // For sequences.
+
+    /// The newest object, or null.
+    static FrameInHand* Newest();
+
+    /// The picture of the frame at `data`, if it has one of that size that was not taken yet.
+    std::unique_ptr<DecodedPicture> TakePicture(Address data, int32_t width, int32_t height);
+
+    void NoteShown(double scale) { shownScale = std::max(shownScale, scale); }
+    const ImageDescription* DescriptionAt(Address data) const { return frame == data ? &description : nullptr; }
+    bool IsShown() const { return shown; }
+
 private:
-    friend const ImageDescription* DescriptionInHand(Address frame);
-    friend bool IsShowingSkipped();
     Address frame;
     const ImageDescription& description;
     bool shown;
-    const FrameInHand* outer;
+    std::unique_ptr<DecodedPicture> picture;
+    double shownScale = 0;
+    FrameInHand* outer;
 };
 
 /// Ends a sequence; `paramErr` for a dead number.

@@ -18,6 +18,10 @@ public:
     /// `codecBadDataErr` for one that doesn't decode, `codecSizeErr` for one of another size.
     virtual Result Decode(std::span<const uint8_t> frame, const PortPixels& target) = 0;
 
+    /// Whether `Decode` also takes targets of an eighth, a quarter or half of the size, rounded up: a reduced picture
+    /// for a fraction of the work.
+    virtual bool CanReduce() const { return false; }
+
     /// A decoder for the description, or null when its codec can't be decoded.
     static std::unique_ptr<FrameDecoder> Create(const ImageDescription& description);
 };

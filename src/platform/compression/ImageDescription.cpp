@@ -152,7 +152,7 @@ bool ReadImageDescription(std::span<const uint8_t> record, ImageDescription& des
 
 Result MakeImageDescriptionForPixMap(PixMapReference map, Address handleCell)
 {
-    const auto pixels = PixelsOfPixMap(map);
+    const auto pixels = LayoutOfPixMap(map);
     if (!pixels)
         return paramErr;
     ImageDescription description = DescriptionOfLayout(pixels->format, pixels->width, pixels->height);

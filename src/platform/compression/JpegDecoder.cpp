@@ -9,6 +9,8 @@
 
 #include "platform/compression/CodecDecoder.h"
 
+#include <algorithm>
+#include <array>
 #include <turbojpeg.h>
 
 namespace platform {
@@ -71,7 +73,7 @@ public:
 
     Result Decode(std::span<const uint8_t> frame, const PortPixels& target) override
     {
-        if (target.width != description.width || target.height != description.height)
+        if (!IsPossibleSize(target))
             return paramErr;
         if (!turbo)
             turbo.reset(tjInitDecompress());
@@ -95,7 +97,18 @@ public:
         return DecodePicture(frame, target);
     }
 
+    bool CanReduce() const override { return true; }
+
 private:
+    bool IsPossibleSize(const PortPixels& target) const
+    {
+        return std::ranges::any_of(std::array{1, 2, 4, 8}, [&](int factor) {
+            const tjscalingfactor scale{1, factor};
+            return target.width == TJSCALED(description.width, scale) &&
+                   target.height == TJSCALED(description.height, scale);
+        });
+    }
+
     Result DecodePicture(std::span<const uint8_t> frame, const PortPixels& target)
     {
         if (tjDecompress2(turbo.get(), frame.data(), static_cast<unsigned long>(frame.size()), target.pixels,

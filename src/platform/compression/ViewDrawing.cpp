@@ -54,14 +54,17 @@ ViewDrawing::ViewDrawing(PortReference port, const PortRect& part, const Transfo
     unit.ty = std::round((top - area.top) / area.height);
 }
 
-void ViewDrawing::Draw(const SourcePixels& source, const PictureShape& shape, View& target, PictureDrawing& drawing,
-                       std::function<bool()> redraw) const
+PictureShape ViewDrawing::Seen(const PictureShape& shape) const
 {
-    const bool lies = unit.b != 0;
-    const PictureShape seen = lies ? PictureShape{shape.height, shape.width} : shape;
-    const PortRect place = target.PlaceFor(seen);
+    return IsTurned() ? PictureShape{shape.height, shape.width} : shape;
+}
+
+PortRect ViewDrawing::Draw(const SourcePixels& source, const PictureShape& shape, View& target, PictureDrawing& drawing,
+                           std::function<bool()> redraw) const
+{
+    const PortRect place = PlaceOf(shape, target);
     if (place.width == 0)
-        return;
+        return place;
     const double width = static_cast<double>(place.width) / source.width;
     const double height = static_cast<double>(place.height) / source.height;
     const double acrossX = static_cast<double>(place.width) / source.height;
@@ -70,7 +73,8 @@ void ViewDrawing::Draw(const SourcePixels& source, const PictureShape& shape, Vi
                  {unit.a * width, unit.b * acrossY, unit.c * acrossX, unit.d * height,
                   place.left + unit.tx * place.width, place.top + unit.ty * place.height},
                  target.Pixels());
-    target.PictureDrawn(seen, std::move(redraw));
+    target.PictureDrawn(Seen(shape), std::move(redraw));
+    return place;
 }
 
 } // namespace platform

@@ -20,11 +20,20 @@ public:
     /// The view; null where there is none or it has ended.
     std::shared_ptr<View> Target() const { return view.lock(); }
 
-    /// Draws the picture onto the whole of its place in `target`. `redraw` as in `View::PictureDrawn`.
-    void Draw(const SourcePixels& source, const PictureShape& shape, View& target, PictureDrawing& drawing,
-              std::function<bool()> redraw) const;
+    /// Draws the picture onto the whole of its place in `target`, which is returned. `redraw` as in
+    /// `View::PictureDrawn`.
+    PortRect Draw(const SourcePixels& source, const PictureShape& shape, View& target, PictureDrawing& drawing,
+                  std::function<bool()> redraw) const;
+
+    /// Where `Draw` would draw now.
+    PortRect PlaceOf(const PictureShape& shape, const View& target) const { return target.PlaceFor(Seen(shape)); }
+
+    /// Whether the picture's rows run up and down in the view.
+    bool IsTurned() const { return unit.b != 0; }
 
 private:
+    PictureShape Seen(const PictureShape& shape) const;
+
     std::weak_ptr<View> view;
     Transform unit; ///< of the unit square onto itself
 };

@@ -12,12 +12,17 @@
 // A window's port may have views (`View.h`), which hold what was drawn last. The port's own pixels then are behind, and
 // catch up when somebody asks for them: by `PixelsOfPort`, or by reading at their address.
 //
+// A picture's port may likewise have a reduced picture only, because it is shown no larger. What is drawn on it is
+// noted as well as drawn; whoever reads the pixels gets the whole picture with all that drawn on it again.
+//
 // Worlds and ports are made, resized and drawn into on the main thread. The tables may be asked from any thread.
 #include "platform/drawing/Port.h"
 
 #include "platform/components/FunctionTable.h"
 #include "platform/memory/Handles.h"
 #include "platform/memory/ReferenceTable.h"
+
+#include <libyuv/scale_argb.h>
 
 #include <algorithm>
 #include <cstring>
@@ -53,12 +58,17 @@ bool IsPortSize(int32_t width, int32_t height)
     return width >= 1 && width <= kLargestSide && height >= 1 && height <= kLargestSide;
 }
 
+int32_t AlignedRowBytes(int32_t packed)
+{
+    return (packed + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+}
+
 // Gives the port a fresh block of zeroed pixels. The planes of a planar format follow each other, the chroma planes
 // with half of the first one's stride. False without memory: the port is then as it was.
 bool GivePixels(Port& port, int32_t width, int32_t height, FourCharCode format)
 {
     const int32_t packed = PackedRowBytes(format, width);
-    const int32_t rowBytes = (packed + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+    const int32_t rowBytes = AlignedRowBytes(packed);
     const bool isPlanar = format == kY420PixelFormat || format == kNV12PixelFormat;
     const int64_t rows = isPlanar ? height + (height + 1) / 2 : height;
     OwnedBlock block(rowBytes * rows);
@@ -219,17 +229,93 @@ std::optional<PortPixels> PixelsOfPort(PortReference port)
     return UpToDatePixels(PortTable().Find(port));
 }
 
-std::optional<PortPixels> PixelsOfPixMap(PixMapReference map)
+PictureBlock PictureBlock::Make(int32_t width, int32_t height)
 {
-    return UpToDatePixels(PixMapTable().Find(map));
+    PictureBlock picture;
+    if (!IsPortSize(width, height))
+        return picture;
+    const int32_t rowBytes = AlignedRowBytes(PackedRowBytes(kPixelFormat32, width));
+    picture.block = OwnedBlock::Uncleared(int64_t{rowBytes} * height);
+    if (picture.block.Get() != 0)
+        picture.pixels = {
+            .pixels = PointerAt<uint8_t>(picture.block.Get()), .rowBytes = rowBytes, .width = width, .height = height};
+    return picture;
 }
 
-std::optional<PortPixels> PixelsWithBase(Address base)
+bool ExchangePixels(PortReference port, PictureBlock& picture)
 {
-    for (const int32_t number : PortTable().Numbers())
-        if (const auto port = PortTable().Find(number); port && port->block.Get() == base)
-            return UpToDatePixels(port);
+    const auto found = PortTable().Find(port);
+    if (!found || found->isWorld || found->pixels.width != picture.pixels.width ||
+        found->pixels.height != picture.pixels.height || found->pixels.rowBytes != picture.pixels.rowBytes)
+        return false;
+    found->ForgetReduced();
+    std::swap(found->block, picture.block);
+    std::swap(found->pixels, picture.pixels);
+    return true;
+}
+
+bool TakeReducedPicture(PortReference port, PictureBlock picture, std::function<bool(const PortPixels& whole)> refine)
+{
+    const auto found = PortTable().Find(port);
+    if (!found || found->isWorld || picture.pixels.width < 1)
+        return false;
+    found->ForgetReduced();
+    found->reduced = std::move(picture);
+    found->refine = std::move(refine);
+    FillWhenRead(found->block.Get(), [weak = found->weak_from_this()] {
+        if (const auto living = weak.lock())
+            living->Refine();
+    });
+    return true;
+}
+
+void Port::ForgetReduced()
+{
+    reduced = {};
+    refine = nullptr;
+    drawn.clear();
+}
+
+void Port::Refine()
+{
+    if (!IsReduced())
+        return;
+    const PictureBlock small = std::exchange(reduced, {});
+    const auto decode = std::exchange(refine, nullptr);
+    const auto repeated = std::exchange(drawn, {});
+    if (!decode || !decode(pixels)) {
+        libyuv::ARGBScale(small.pixels.pixels, small.pixels.rowBytes, small.pixels.width, small.pixels.height,
+                          pixels.pixels, pixels.rowBytes, pixels.width, pixels.height, libyuv::kFilterBilinear);
+        return;
+    }
+    for (const auto& drawing : repeated)
+        drawing({.pixels = pixels});
+}
+
+std::optional<PortPicture> PictureWithBase(Address base)
+{
+    for (const int32_t number : PortTable().Numbers()) {
+        const auto port = PortTable().Find(number);
+        if (!port || port->block.Get() != base || port->pixels.format != kPixelFormat32)
+            continue;
+        if (!port->IsReduced())
+            BytesFrom(base); // a window's port catches up with its views
+        return PortPicture{port->IsReduced() ? port->reduced.pixels : port->pixels, port->pixels.width,
+                           port->pixels.height, port->block.Size()};
+    }
     return std::nullopt;
+}
+
+std::optional<PortPixels> LayoutOfPort(PortReference port)
+{
+    const auto found = PortTable().Find(port);
+    return found ? std::optional(found->pixels) : std::nullopt;
+}
+
+std::optional<PortPixels> LayoutOfPixMap(PixMapReference map)
+{
+    const auto found = PixMapTable().Find(map);
+    return found ? std::optional(found->pixels) : std::nullopt;
 }
 
 void NotePortChanged(PortReference port, const PortRect& area)

@@ -2,6 +2,7 @@
 
 #include "platform/drawing/GraphicsWorlds.h"
 #include "platform/drawing/PixelFormat.h"
+#include "platform/memory/AddressSpace.h"
 
 #include <functional>
 #include <optional>
@@ -43,11 +44,38 @@ void ReleasePort(PortReference port);
 /// The pixels of a living port, with all that its views show.
 std::optional<PortPixels> PixelsOfPort(PortReference port);
 
-/// The pixels of a living pixel map.
-std::optional<PortPixels> PixelsOfPixMap(PixMapReference map);
+/// A picture in pixels of its own. Rows begin at multiples of 64 bytes.
+struct PictureBlock {
+    OwnedBlock block;
+    PortPixels pixels;
 
-/// The same of the port whose first pixel is at an address; nothing where there is none.
-std::optional<PortPixels> PixelsWithBase(Address base);
+    /// Pixels whose content is undefined; no block without memory.
+    static PictureBlock Make(int32_t width, int32_t height);
+};
+
+/// Has a port of `NewPort` take over a picture of its own size, by exchanging the pixels: `picture` has the port's old
+/// ones then. False, with nothing done, where the sizes differ.
+bool ExchangePixels(PortReference port, PictureBlock& picture);
+
+/// Has a port of `NewPort` stand for a picture of its size that there is at a reduced size only. `refine` is called
+/// when somebody reads the port's pixels: it draws the whole picture into them, or answers false; then the reduced one
+/// is enlarged. False, with nothing done, for a dead port.
+bool TakeReducedPicture(PortReference port, PictureBlock picture, std::function<bool(const PortPixels& whole)> refine);
+
+/// The picture of a port, reduced where only that is there, and the port's own size.
+struct PortPicture {
+    PortPixels pixels;
+    int32_t width = 0;
+    int32_t height = 0;
+    int64_t bytes = 0; ///< of the port's own pixels
+};
+
+/// The picture of the port whose pixels begin at an address, without reading them; nothing where there is none.
+std::optional<PortPicture> PictureWithBase(Address base);
+
+/// The size and layout of a living port or pixel map. Its pixels may be behind.
+std::optional<PortPixels> LayoutOfPort(PortReference port);
+std::optional<PortPixels> LayoutOfPixMap(PixMapReference map);
 
 /// Tells the owner of a port that pixels changed.
 void NotePortChanged(PortReference port, const PortRect& area);

@@ -241,11 +241,33 @@ std::optional<DrawingSurface> SurfaceForDrawing(PortReference port, const PortRe
     if (const auto view = View::Find(port, area)) {
         view->BeginPainting();
         const PortPixels& pixels = view->Pixels();
-        return DrawingSurface{pixels, static_cast<double>(pixels.width) / area.width,
-                              static_cast<double>(pixels.height) / area.height, area.left, area.top};
+        return DrawingSurface{.pixels = pixels,
+                              .scaleX = static_cast<double>(pixels.width) / area.width,
+                              .scaleY = static_cast<double>(pixels.height) / area.height,
+                              .left = area.left,
+                              .top = area.top};
+    }
+    if (const auto found = FindPort(port); found && found->IsReduced()) {
+        const PortPixels& reduced = found->reduced.pixels;
+        return DrawingSurface{.pixels = reduced,
+                              .scaleX = static_cast<double>(reduced.width) / found->pixels.width,
+                              .scaleY = static_cast<double>(reduced.height) / found->pixels.height,
+                              .isReduced = true};
     }
     const auto pixels = PixelsOfPort(port);
-    return pixels ? std::optional(DrawingSurface{*pixels}) : std::nullopt;
+    return pixels ? std::optional(DrawingSurface{.pixels = *pixels}) : std::nullopt;
+}
+
+void NoteDrawing(PortReference port, std::function<void(const DrawingSurface& whole)> drawing)
+{
+    // More than any window draws on a frame: whoever goes on drawing on one picture gets the whole one.
+    constexpr size_t kMaxNoted = 1000;
+    const auto found = FindPort(port);
+    if (!found || !found->IsReduced())
+        return;
+    found->drawn.push_back(std::move(drawing));
+    if (found->drawn.size() > kMaxNoted)
+        PixelsOfPort(port);
 }
 
 } // namespace platform

@@ -88,10 +88,14 @@ struct DrawingSurface {
     double scaleY = 1;
     int32_t left = 0;
     int32_t top = 0;
+    bool isReduced = false; ///< what is drawn must be noted with `NoteDrawing`
 };
 
 /// Where drawing into `area` of a port goes: into the pixels of its view where one has exactly that rectangle, else
-/// into the port's own. Nothing for a dead port.
+/// into the port's own, or into the reduced picture that stands for them. Nothing for a dead port.
 std::optional<DrawingSurface> SurfaceForDrawing(PortReference port, const PortRect& area);
+
+/// Notes what was drawn on a reduced picture, to repeat it on the whole one.
+void NoteDrawing(PortReference port, std::function<void(const DrawingSurface& whole)> drawing);
 
 } // namespace platform

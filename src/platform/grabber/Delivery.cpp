@@ -33,8 +33,8 @@
 // what the source may deliver too late is left out. Sound waits for frames likewise, and flows freely when none come.
 #include "platform/grabber/Session.h"
 
-#include "platform/compression/DecompressionSequence.h"
 #include "platform/clock/MonotonicClock.h"
+#include "platform/compression/DecompressionSequence.h"
 #include "platform/digitizer/FrameTrace.h"
 #include "platform/memory/CodeAddress.h"
 
@@ -53,6 +53,8 @@ constexpr int64_t kLongestWait = kNanosecondsPerSecond;
 // Sound that comes in bursts holds frames up and lets them go together. So few of them go out one at a call, and each
 // is seen; of more than these, the main thread is behind and takes all it can.
 constexpr size_t kFewFrames = 3;
+// A frame waits so long for its picture; then it goes on and a later frame brings the picture.
+constexpr int64_t kPictureWait = 25 * kNanosecondsPerMillisecond;
 // One unit of the time scale of pictures, rounded up.
 constexpr int64_t kShortestFrame = kNanosecondsPerSecond / 600 + 1;
 
@@ -100,6 +102,8 @@ std::shared_ptr<VideoChannel> Session::NextFrame(int64_t now, bool ending, Sampl
     for (const auto& video : videoChannels) {
         const auto lane = queue.Look(video->number);
         if (lane.waiting == 0 || (lane.arrivalTime > now && !ending))
+            continue;
+        if (lane.pictureIsComing && lane.waiting <= kFewFrames && now - lane.arrivalTime < kPictureWait && !ending)
             continue;
         if (!next || lane.captureTime < waiting.captureTime) {
             waiting = lane;
@@ -177,18 +181,24 @@ Result Session::HandOverFrame(VideoChannel& channel, bool ending)
     if (!frame)
         return noErr;
     channel.description = frame->description;
-    TraceHandOver(frame->captureTime, true);
+    bool shown = true;
+    auto picture = channel.TakePicture(*frame, shown);
+    TraceHandOver(frame->captureTime, shown);
+    if (!shown)
+        channel.CountNotShown();
     // A driver that falls behind may give several frames one time; in a movie each must last.
     frame->captureTime = std::max(frame->captureTime, channel.newest.captureTime + kShortestFrame);
     NoteFrame(frame->captureTime);
     if (recording)
         if (const Result failed = recording->AddFrame(*frame); failed != noErr)
             recordingFailure = failed;
-    const FrameInHand known(frame->data.Start(), frame->description->image);
+    const FrameInHand known(frame->data.Start(), frame->description->image, shown, std::move(picture));
     const Result result = HandOver(channel, {frame->data.Start(), frame->data.Size(), frame->captureTime}, ending);
     const bool isNewest = queue.Look(channel.number).waiting == 0;
     if ((channel.usage & seqGrabPlayDuringRecord) != 0 && isNewest)
         channel.DrawPreview(*frame, port);
+    if (shown)
+        channel.NoteShown(known.ShownScale());
     channel.newest = std::move(*frame);
     return result;
 }

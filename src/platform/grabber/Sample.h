@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/compression/DecodeAhead.h"
 #include "platform/compression/ImageDescription.h"
 #include "platform/memory/AddressSpace.h"
 #include "platform/sound/SoundFormatConversion.h"
@@ -12,30 +13,19 @@
 
 namespace platform {
 
-/// Bytes of a captured buffer: a block of the address space that ends with its owner.
+/// Bytes of a captured buffer: a block of the address space that ends with the last of its owners.
 class SampleData {
 public:
     SampleData() = default;
-    explicit SampleData(OwnedBlock block) : start(block.Release()), size(start == 0 ? 0 : BlockSize(start)) {}
-    SampleData(SampleData&& other) noexcept : start(std::exchange(other.start, 0)), size(std::exchange(other.size, 0))
+    explicit SampleData(OwnedBlock block) : size(block.Size()), start(block.Get())
     {
+        if (start != 0)
+            owner = std::shared_ptr<const void>(PointerAt(block.Release()),
+                                                [start = start](const void*) { FreeBlock(start); });
     }
-    SampleData& operator=(SampleData&& other) noexcept
-    {
-        std::swap(start, other.start);
-        std::swap(size, other.size);
-        return *this;
-    }
-    ~SampleData() { FreeBlock(start); }
 
     /// Room whose content is undefined; empty without memory.
-    static SampleData Uncleared(int64_t size)
-    {
-        SampleData data;
-        data.start = AllocateUnclearedBlock(size);
-        data.size = data.start == 0 ? 0 : size;
-        return data;
-    }
+    static SampleData Uncleared(int64_t size) { return SampleData(OwnedBlock::Uncleared(size)); }
 
     static SampleData CopyOf(std::span<const uint8_t> bytes)
     {
@@ -49,9 +39,13 @@ public:
     int64_t Size() const { return size; }
     std::span<uint8_t> Bytes() const { return {PointerAt<uint8_t>(start), static_cast<size_t>(size)}; }
 
+    /// The bytes for another owner.
+    SharedFrame Share() const { return {owner, Bytes()}; }
+
 private:
-    Address start = 0;
     int64_t size = 0;
+    Address start = 0;
+    std::shared_ptr<const void> owner;
 };
 
 /// What a channel's buffers are at the time: the record that callers get, and the same for the grabber itself.
@@ -78,6 +72,7 @@ struct Sample {
     bool isKey = true;       ///< whether it can be decoded without the samples before it
     int64_t framesLost = 0;  ///< sample frames that a sound source lost just before
     SharedDescription description;
+    std::shared_ptr<PictureAhead> picture; ///< what a frame looks like, decoded meanwhile; null: not decoded ahead
 };
 
 } // namespace platform

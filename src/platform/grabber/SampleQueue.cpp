@@ -50,7 +50,8 @@ SampleQueue::Lane SampleQueue::Look(int32_t lane) const
     if (found == lanes.end() || found->second.samples.empty())
         return {};
     const Sample& first = found->second.samples.front();
-    return {found->second.samples.size(), first.captureTime, first.arrivalTime};
+    return {found->second.samples.size(), first.captureTime, first.arrivalTime,
+            first.picture && first.picture->IsComing()};
 }
 
 std::optional<Sample> SampleQueue::Take(int32_t lane)

@@ -18,8 +18,9 @@ public:
     /// What waits in a lane.
     struct Lane {
         size_t waiting = 0;
-        int64_t captureTime = 0; ///< of the first sample
-        int64_t arrivalTime = 0; ///< of the first sample
+        int64_t captureTime = 0;      ///< of the first sample
+        int64_t arrivalTime = 0;      ///< of the first sample
+        bool pictureIsComing = false; ///< whether the first sample's picture is still being decoded
     };
 
     /// Opens a lane that holds at most `mostSamples`; what it has to give up is counted in `dropped`, which outlives

@@ -8,9 +8,10 @@
 // device's image controls. Both live until the channel takes another device.
 #include "platform/grabber/VideoChannel.h"
 
-#include "platform/grabber/DeviceLists.h"
 #include "platform/clock/MonotonicClock.h"
+#include "platform/compression/RawPictures.h"
 #include "platform/digitizer/FrameTrace.h"
+#include "platform/grabber/DeviceLists.h"
 
 #include <algorithm>
 #include <cmath>
@@ -215,6 +216,7 @@ void VideoChannel::FrameArrived(const CapturedFrame& frame)
         ++counts.droppedInQueue;
         return;
     }
+    DecodeMeanwhile(picture, sample);
     auto settings = CompressionInUse();
     if (IsOneCodec(picture.format, settings->codec))
         PassThrough(picture, std::move(sample));
@@ -228,6 +230,38 @@ void VideoChannel::FrameDamaged(uint32_t sequence)
     CountLost(sequence);
     if (Accepting())
         ++counts.damaged;
+}
+
+// A frame that is going to be shown is decoded from what the device delivered, also where a compressor makes another
+// frame of it.
+void VideoChannel::DecodeMeanwhile(const RawFrame& picture, Sample& sample)
+{
+    if (!decodesAhead)
+        return;
+    const bool isRaw = PackedRowBytes(picture.format, 1) != 0;
+    const ImageDescription image = isRaw ? DescriptionOfLayout(picture.format, picture.width, picture.height)
+                                         : DescriptionOfPassThrough(picture.format, picture.width, picture.height);
+    if (DecodeAhead::Suits(image))
+        sample.picture = decodeAhead->Submit(sample.data.Share(), image);
+}
+
+std::unique_ptr<DecodedPicture> VideoChannel::TakePicture(Sample& frame, bool& shown)
+{
+    const auto ahead = std::exchange(frame.picture, nullptr);
+    if (!ahead)
+        return nullptr;
+    auto picture = decodeAhead->Take(*ahead);
+    shown = shown && picture;
+    return picture;
+}
+
+void VideoChannel::NoteShown(double scale)
+{
+    if (scale > 0 && !decodeAhead)
+        decodeAhead = std::make_unique<DecodeAhead>();
+    if (decodeAhead)
+        decodeAhead->SetReduction(ReductionFor(scale));
+    decodesAhead = scale > 0;
 }
 
 void VideoChannel::CountLost(uint32_t sequence)

@@ -52,6 +52,13 @@ public:
     /// Draws a frame into the port, and keeps no sample.
     void DrawPreview(const Sample& frame, PortReference port);
 
+    /// The picture of a frame that is being handed over, or a late one of a frame before it. Clears `shown` where there
+    /// will be none in time.
+    std::unique_ptr<DecodedPicture> TakePicture(Sample& frame, bool& shown);
+
+    /// Told the scale at which a frame was shown, 0 where it was not: then frames are no longer decoded ahead.
+    void NoteShown(double scale);
+
     /// The newest frame that came to the main thread, for grabbing it later.
     Sample newest;
 
@@ -65,6 +72,7 @@ private:
     void AdoptDevice(std::shared_ptr<Digitizer> device);
     void ReplaceImpossibleCompressor();
     void CountLost(uint32_t sequence);
+    void DecodeMeanwhile(const RawFrame& picture, Sample& sample);
     void PassThrough(const RawFrame& picture, Sample sample);
     CompressionWorkers& Workers();
     CompressionWorkers::Settings CompressionInUse() const;
@@ -72,6 +80,9 @@ private:
     std::shared_ptr<Digitizer> digitizer;
     ComponentInstance instance = 0;
     Preview preview;
+
+    std::unique_ptr<DecodeAhead> decodeAhead; ///< made by the main thread when the first frame was shown
+    std::atomic<bool> decodesAhead{false};
 
     mutable std::mutex compressionMutex;
     CompressionWorkers::Settings compression;

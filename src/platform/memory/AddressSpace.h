@@ -85,6 +85,14 @@ public:
     }
     ~OwnedBlock() { FreeBlock(start); }
 
+    /// A block whose content is undefined.
+    static OwnedBlock Uncleared(int64_t size)
+    {
+        OwnedBlock block;
+        block.start = AllocateUnclearedBlock(size);
+        return block;
+    }
+
     Address Get() const { return start; }
     int64_t Size() const { return start == 0 ? 0 : BlockSize(start); }
     std::span<uint8_t> Bytes() const { return BytesAt(start, Size()); }

@@ -1,0 +1,112 @@
+// Decoding ahead.
+//
+// A frame's picture goes from Waiting over InWork to Done, unless it is left out (Skipped): because newer frames wait
+// behind it, because the pictures before it are not taken, or because it does not decode. A frame that is handed over
+// before its picture is Done is Abandoned; the picture is then kept as the late one, for the next frame. So the frames
+// never wait for their pictures, memory holds a few pictures at most, and a machine that is too slow to decode every
+// frame still shows the newest that it managed.
+#include "platform/compression/DecodeAhead.h"
+
+#include "platform/compression/KeyFrames.h"
+
+#include <utility>
+
+namespace platform {
+namespace {
+
+// As many frames as may go out one after the other, each of them shown.
+constexpr size_t kMaxPictures = 3;
+
+} // namespace
+
+DecodeAhead::DecodeAhead() : thread([this] { Work(); }) {}
+
+DecodeAhead::~DecodeAhead()
+{
+    {
+        const std::lock_guard lock(mutex);
+        ending = true;
+    }
+    work.notify_one();
+    thread.join();
+}
+
+bool DecodeAhead::Suits(const ImageDescription& description)
+{
+    return !IsInterFrame(description.codec);
+}
+
+std::shared_ptr<PictureAhead> DecodeAhead::Submit(SharedFrame frame, const ImageDescription& description)
+{
+    auto ahead = std::make_shared<PictureAhead>();
+    ahead->frame = std::move(frame);
+    ahead->description = description;
+    const std::lock_guard lock(mutex);
+    if (waiting.size() >= kMaxPictures) {
+        waiting.front()->state = State::Skipped;
+        waiting.pop_front();
+    }
+    waiting.push_back(ahead);
+    work.notify_one();
+    return ahead;
+}
+
+std::unique_ptr<DecodedPicture> DecodeAhead::Take(PictureAhead& ahead)
+{
+    for (State present = ahead.state; ahead.IsComing();)
+        if (ahead.state.compare_exchange_strong(present, State::Abandoned))
+            break;
+    const std::lock_guard lock(mutex);
+    if (ahead.state != State::Done)
+        return std::exchange(late, nullptr);
+    late = nullptr;
+    return std::move(ahead.picture);
+}
+
+void DecodeAhead::Work()
+{
+    PictureDecoder decoder;
+    std::unique_lock lock(mutex);
+    while (const auto ahead = NextWaiting(lock)) {
+        State expected = State::Waiting;
+        if (!HasRoom()) {
+            ahead->state.compare_exchange_strong(expected, State::Skipped);
+            continue;
+        }
+        if (!ahead->state.compare_exchange_strong(expected, State::InWork))
+            continue;
+        lock.unlock();
+        std::unique_ptr<DecodedPicture> picture;
+        decoder.Decode(std::move(ahead->frame), ahead->description, reduction, picture);
+        lock.lock();
+        const bool decoded = picture != nullptr;
+        ahead->picture = std::move(picture);
+        expected = State::InWork;
+        if (!ahead->state.compare_exchange_strong(expected, decoded ? State::Done : State::Skipped))
+            late = decoded ? std::move(ahead->picture) : std::move(late);
+        else if (decoded)
+            finished.push_back(ahead);
+    }
+}
+
+// Waits for a frame; null when the end has come.
+std::shared_ptr<PictureAhead> DecodeAhead::NextWaiting(std::unique_lock<std::mutex>& lock)
+{
+    work.wait(lock, [this] { return ending || !waiting.empty(); });
+    if (ending)
+        return nullptr;
+    auto next = std::move(waiting.front());
+    waiting.pop_front();
+    return next;
+}
+
+bool DecodeAhead::HasRoom()
+{
+    std::erase_if(finished, [](const auto& each) {
+        const auto ahead = each.lock();
+        return !ahead || !ahead->picture;
+    });
+    return finished.size() < kMaxPictures;
+}
+
+} // namespace platform
