@@ -2,9 +2,11 @@
 
 #include "framework/Guard.h"
 #include "framework/Runtime.h"
+#include "framework/Termination.h"
 #include "framework/WindowWidget.h"
 
 #include <QApplication>
+#include <QSessionManager>
 #include <QTimer>
 
 #include <algorithm>
@@ -44,11 +46,13 @@ struct Runtime {
     std::shared_ptr<Application> application;
     std::vector<Window*> windows;
     bool hadWindows = false;
+    bool askingToQuit = false;
 };
 
+// Never destroyed: a display server that dies has `exit` called in the middle of an event.
 Runtime& TheRuntime()
 {
-    static Runtime runtime;
+    static auto& runtime = *new Runtime;
     return runtime;
 }
 
@@ -113,6 +117,30 @@ bool HasDisplay()
     return TheRuntime().hasDisplay;
 }
 
+void GiveUpDisplay()
+{
+    TheRuntime().hasDisplay = false;
+}
+
+bool EventLoopRuns()
+{
+    return TheRuntime().loopRuns;
+}
+
+bool RequestQuit()
+{
+    Runtime& runtime = TheRuntime();
+    if (runtime.askingToQuit)
+        return false;
+    runtime.askingToQuit = true;
+    bool may = true;
+    Guard([&] { may = !runtime.application || !runtime.application->MayQuit || runtime.application->MayQuit(); });
+    runtime.askingToQuit = false;
+    if (may)
+        EndEventLoop(EXIT_SUCCESS);
+    return may;
+}
+
 void EndEventLoop(int exitCode)
 {
     Runtime& runtime = TheRuntime();
@@ -165,6 +193,22 @@ void Application::Quit()
     EndEventLoop(EXIT_SUCCESS);
 }
 
+namespace {
+
+// The session asks all programs before it ends.
+void FollowSession(QSessionManager& session)
+{
+    if (session.allowsInteraction()) {
+        if (!RequestQuit())
+            session.cancel();
+        session.release();
+    } else if (const auto application = TheApplication()) {
+        Guard([&] { Raise(application->TerminationRequested, Termination::Signal); });
+    }
+}
+
+} // namespace
+
 void StartRuntime(int& argc, char** argv, bool needsDisplay)
 {
     Runtime& runtime = TheRuntime();
@@ -175,6 +219,9 @@ void StartRuntime(int& argc, char** argv, bool needsDisplay)
     runtime.hasDisplay = needsDisplay;
     runtime.qt = new RuntimeApplication(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
+    QObject::connect(
+        runtime.qt, &QGuiApplication::commitDataRequest, runtime.qt, [](QSessionManager& s) { FollowSession(s); },
+        Qt::DirectConnection);
     // Qt takes the user's locale over for the whole process. Numbers in texts that programs read stay as they are.
     std::setlocale(LC_NUMERIC, "C");
 }
@@ -184,6 +231,7 @@ int RunEventLoop()
     Runtime& runtime = TheRuntime();
     const bool lastWindowHasClosed = runtime.hadWindows && runtime.windows.empty();
     if (!runtime.endRequested && !lastWindowHasClosed) {
+        const TerminationWatch watch;
         runtime.loopRuns = true;
         QApplication::exec();
         runtime.loopRuns = false;

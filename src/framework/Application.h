@@ -5,8 +5,15 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace framework {
+
+/// Why a program ends without asking.
+enum class Termination {
+    Signal,      ///< SIGTERM, SIGHUP or SIGINT, or a session that ends and allows no question
+    DisplayLost, ///< the display server is gone: no window can be used any more
+};
 
 /// The application object. One is registered at a time; it carries the menu bar of all windows.
 class Application {
@@ -19,8 +26,15 @@ public:
     /// Handles waiting events, and waits up to `milliseconds` for one (0 and below: not at all).
     void DoEvents(int32_t milliseconds = 0);
 
-    /// Ends the event loop with exit code 0.
+    /// Ends the event loop with exit code 0, without asking `MayQuit`.
     void Quit();
+
+    /// Asked before the user's wish to end the program is followed: Quit, the closing of a window that ends the
+    /// program, logging out. False: the program goes on.
+    std::function<bool()> MayQuit;
+
+    /// The program ends when this returns. What must not be lost is to be finished here.
+    std::function<void(Termination reason)> TerminationRequested;
 
 private:
     framework::Reference<framework::MenuBar> bar;
@@ -36,6 +50,22 @@ int RunEventLoop();
 /// Ends the runtime; nothing of the framework may be used behind it.
 void EndRuntime();
 
+/// Has SIGTERM, SIGHUP and SIGINT end the event loop by way of `TerminationRequested`, except one that the process was
+/// started to ignore. A third signal ends the process at once, and so does any outside of the event loop. Once, after
+/// `StartRuntime`.
+void HandleTerminationSignals();
+
+/// The signal that ended the event loop, or 0.
+int32_t TerminationSignal();
+
+/// For the end of `main`: a process that a signal asked to end dies by that signal, as its parent expects. Otherwise
+/// returns `exitCode`.
+int ExitStatus(int exitCode);
+
+/// Puts the step that raises `TerminationRequested` for a lost display ahead of the destructors of all static objects
+/// made so far. `RunEventLoop` does it once; again after work that makes new ones.
+void GuardExit();
+
 /// Makes `application` the one that `TheApplication` returns.
 void RegisterApplication(std::shared_ptr<Application> application);
 std::shared_ptr<Application> TheApplication();
@@ -47,6 +77,14 @@ void YieldToBackground();
 /// seconds of its answer, is passed over, so that the user can act on it. Tests may answer it themselves.
 void MsgBox(const String& text);
 void SetMsgBoxHandler(std::function<void(const String& text)> handler); ///< empty: the box itself
+
+/// A question whose answers are the captions of buttons, the first one being the preset. Returns the number of the one
+/// pressed; `otherwise` when the box is closed without an answer, or without a screen.
+int32_t Ask(const String& text, const std::vector<String>& answers, int32_t otherwise);
+
+/// A text in a small window that holds nothing up: work goes on behind it. A second one replaces the first, and an
+/// empty text takes it away.
+void ShowNote(const String& text);
 
 /// A short sound or flash of the system.
 void Beep();

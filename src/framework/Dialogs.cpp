@@ -1,21 +1,17 @@
 #include "framework/Application.h"
-#include "framework/FolderItem.h"
 #include "framework/QtText.h"
 #include "framework/Runtime.h"
 #include "platform/events/EventLoop.h"
 
 #include <QApplication>
 #include <QDesktopServices>
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFileDialog>
-#include <QFileIconProvider>
-#include <QFileInfo>
-#include <QLineEdit>
 #include <QMessageBox>
-#include <QMimeDatabase>
+#include <QPointer>
+#include <QPushButton>
 #include <QUrl>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace framework {
@@ -23,15 +19,16 @@ namespace {
 
 using TextHandler = std::function<void(const String&)>;
 
+// Nothing here is ever destroyed: the end by `exit` in Termination.cpp may still have something to say.
 TextHandler& MsgBoxHandler()
 {
-    static TextHandler handler;
+    static auto& handler = *new TextHandler;
     return handler;
 }
 
 TextHandler& ShowURLHandler()
 {
-    static TextHandler handler;
+    static auto& handler = *new TextHandler;
     return handler;
 }
 
@@ -44,93 +41,8 @@ struct Answer {
 
 Answer& LastAnswer()
 {
-    static Answer answer;
+    static auto& answer = *new Answer;
     return answer;
-}
-
-// The folder of the last choice, where the next dialog begins.
-QString& LastFolder()
-{
-    static QString folder = QDir::currentPath();
-    return folder;
-}
-
-// Tells files by their names alone. Looking into each one would hold up the live picture where a disk is slow, and for
-// good at a file that has nothing to read yet.
-class KindsByName : public QFileIconProvider {
-public:
-    QIcon icon(const QFileInfo& file) const override { return QFileIconProvider::icon(file.isDir() ? Folder : File); }
-    QString type(const QFileInfo& file) const override
-    {
-        return file.isDir() ? QFileDialog::tr("Folder")
-                            : QMimeDatabase().mimeTypeForFile(file, QMimeDatabase::MatchExtension).comment();
-    }
-};
-
-// Qt's own dialog on every desktop, so that it looks and answers alike everywhere. Left to itself it takes quotation
-// marks in what was typed as marks around each of several names; here they are letters of the one name.
-class FileDialog : public QFileDialog {
-public:
-    using QFileDialog::QFileDialog;
-
-    QString Chosen() const { return quotedName.isEmpty() ? selectedFiles().value(0) : quotedName; }
-
-protected:
-    void accept() override
-    {
-        const auto* field = findChild<QLineEdit*>("fileNameEdit");
-        const QString typed = field == nullptr ? QString() : field->text();
-        if (!typed.contains('"'))
-            return QFileDialog::accept();
-        const QString path = directory().absoluteFilePath(typed);
-        if (QFileInfo(path).isDir())
-            return setDirectory(path);
-        if (!MayTake(QFileInfo(path)))
-            return;
-        quotedName = path;
-        QDialog::accept();
-    }
-
-private:
-    bool MayTake(const QFileInfo& file)
-    {
-        if (acceptMode() == AcceptSave)
-            return !file.exists() || Ask(file.fileName() + " already exists.\nDo you want to replace it?",
-                                         QMessageBox::Yes | QMessageBox::No, QMessageBox::No) == QMessageBox::Yes;
-        if (!file.exists())
-            Ask(file.fileName() + "\nFile not found.", QMessageBox::Ok, QMessageBox::Ok);
-        return file.exists();
-    }
-
-    int Ask(const QString& text, QMessageBox::StandardButtons buttons, QMessageBox::StandardButton preset)
-    {
-        QMessageBox box(QMessageBox::Warning, windowTitle(), text, buttons, this);
-        box.setTextFormat(Qt::PlainText);
-        box.setDefaultButton(preset);
-        return box.exec();
-    }
-
-    QString quotedName;
-};
-
-Reference<FolderItem> RunFileDialog(QFileDialog::AcceptMode mode, const String& filter, const String& name)
-{
-    if (!HasDisplay())
-        return nullptr;
-    KindsByName kinds;
-    FileDialog dialog(QApplication::activeWindow());
-    dialog.setIconProvider(&kinds);
-    dialog.setOption(QFileDialog::DontUseNativeDialog);
-    dialog.setAcceptMode(mode);
-    dialog.setFileMode(mode == QFileDialog::AcceptSave ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
-    dialog.setNameFilter((filter.IsEmpty() ? QStringLiteral("All files") : ToQt(filter)) + " (*)");
-    dialog.setDirectory(LastFolder());
-    dialog.selectFile(ToQt(name));
-    if (dialog.exec() != QDialog::Accepted || dialog.Chosen().isEmpty())
-        return nullptr;
-    const QString chosen = dialog.Chosen();
-    LastFolder() = QFileInfo(chosen).absolutePath();
-    return New<FolderItem>(FromQt(chosen));
 }
 
 // A failure that comes with every frame would put one box after the other between the user and the "Stop" button. So a
@@ -165,6 +77,43 @@ void SetMsgBoxHandler(std::function<void(const String& text)> handler)
     MsgBoxHandler() = std::move(handler);
 }
 
+int32_t Ask(const String& text, const std::vector<String>& answers, int32_t otherwise)
+{
+    if (!HasDisplay())
+        return otherwise;
+    QMessageBox box(QMessageBox::Question, QString(), ToQt(text), QMessageBox::NoButton, QApplication::activeWindow());
+    box.setTextFormat(Qt::PlainText);
+    std::vector<QAbstractButton*> buttons;
+    for (const String& answer : answers)
+        buttons.push_back(box.addButton(ToQt(answer), QMessageBox::ActionRole));
+    if (otherwise >= 0 && otherwise < static_cast<int32_t>(buttons.size()))
+        box.setEscapeButton(buttons[static_cast<size_t>(otherwise)]);
+    if (!buttons.empty())
+        box.setDefaultButton(static_cast<QPushButton*>(buttons.front()));
+    box.exec();
+    const auto pressed = std::ranges::find(buttons, box.clickedButton());
+    return pressed == buttons.end() ? otherwise : static_cast<int32_t>(pressed - buttons.begin());
+}
+
+void ShowNote(const String& text)
+{
+    static auto& note = *new QPointer<QMessageBox>;
+    if (!HasDisplay()) {
+        if (!text.IsEmpty())
+            std::fprintf(stderr, "%s\n", text.Bytes().c_str());
+        return;
+    }
+    delete note.data();
+    if (text.IsEmpty())
+        return;
+    note = new QMessageBox(QMessageBox::Warning, QString(), ToQt(text), QMessageBox::Ok); // ends itself when closed
+    note->setTextFormat(Qt::PlainText);
+    note->setAttribute(Qt::WA_DeleteOnClose);
+    note->setAttribute(Qt::WA_ShowWithoutActivating);
+    note->setModal(false);
+    note->show();
+}
+
 void Beep()
 {
     QApplication::beep();
@@ -181,16 +130,6 @@ void ShowURL(const String& url)
 void SetShowURLHandler(std::function<void(const String& url)> handler)
 {
     ShowURLHandler() = std::move(handler);
-}
-
-Reference<FolderItem> GetSaveFolderItem(const String& filter, const String& defaultName)
-{
-    return RunFileDialog(QFileDialog::AcceptSave, filter, defaultName);
-}
-
-Reference<FolderItem> GetOpenFolderItem(const String& filter)
-{
-    return RunFileDialog(QFileDialog::AcceptOpen, filter, "");
 }
 
 } // namespace framework

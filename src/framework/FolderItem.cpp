@@ -1,8 +1,12 @@
 #include "framework/FolderItem.h"
 
+#include "framework/QtText.h"
 #include "framework/TextStreams.h"
 #include "platform/files/DirectoryNumbers.h"
 #include "platform/memory/ResultCodes.h"
+
+#include <QFile>
+#include <QStorageInfo>
 
 #include <filesystem>
 #include <string_view>
@@ -29,6 +33,14 @@ std::string Absolute(const std::string& path)
     return absolute.has_filename() ? absolute.string() : absolute.parent_path().string();
 }
 
+// Names are bytes to the system. Most are UTF-8; others have to come through as they are.
+String NameText(const std::string& bytes)
+{
+    return {bytes, QUtf8StringView(bytes.data(), static_cast<qsizetype>(bytes.size())).isValidUtf8()
+                       ? kEncodingUTF8
+                       : kEncodingFileName};
+}
+
 platform::DirectoryNumbers NumbersOfFolder(const std::string& path)
 {
     return platform::NumbersOfDirectory(fs::path(path).parent_path().string());
@@ -48,12 +60,12 @@ FolderItem::FolderItem(const String& path) : path(Absolute(path.Bytes())) {}
 
 String FolderItem::Name() const
 {
-    return fs::path(path).filename().string();
+    return NameText(fs::path(path).filename().string());
 }
 
 String FolderItem::AbsolutePath() const
 {
-    return path;
+    return NameText(path);
 }
 
 String FolderItem::ShellPath() const
@@ -64,13 +76,20 @@ String FolderItem::ShellPath() const
             escaped += '\\';
         escaped += c;
     }
-    return escaped;
+    return NameText(escaped);
 }
 
 bool FolderItem::Exists() const
 {
     std::error_code error;
     return fs::exists(path, error);
+}
+
+String FolderItem::VolumeName() const
+{
+    const QStorageInfo volume(QFile::decodeName(QByteArray::fromStdString(fs::path(path).parent_path().string())));
+    const QString label = volume.name();
+    return FromQt(label.isEmpty() ? volume.rootPath() : volume.rootPath() + " (" + label + ")");
 }
 
 void FolderItem::Delete()

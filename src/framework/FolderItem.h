@@ -24,6 +24,9 @@ public:
 
     bool Exists() const;
 
+    /// The disk that the item is on, by where it is mounted, with its label if it has one: "/media/card (HOLIDAY)".
+    String VolumeName() const;
+
     /// Deletes a file; a failure is kept in `LastErrorCode`. Folders are left alone.
     void Delete();
     int32_t LastErrorCode() const { return lastErrorCode; }
@@ -50,8 +53,10 @@ public:
     operator String() const { return Name; }
 };
 
-/// Lets the user choose a name for a new file. `filter` names a `FileType` or is empty. Nil after Cancel.
-Reference<FolderItem> GetSaveFolderItem(const String& filter, const String& defaultName);
+/// Lets the user choose a name for a new file. `filter` names a `FileType` or is empty. A name without an extension
+/// gets `extension` (".mov"). Names that can't be saved under are refused with the reason, and an existing file is
+/// replaced only after a question. Nil after Cancel.
+Reference<FolderItem> GetSaveFolderItem(const String& filter, const String& defaultName, const String& extension = "");
 
 /// Lets the user choose an existing file. Nil after Cancel.
 Reference<FolderItem> GetOpenFolderItem(const String& filter);

@@ -7,6 +7,14 @@ namespace framework {
 /// Whether the runtime was started for a screen. Without one, nothing waits for an answer of the user.
 bool HasDisplay();
 
+/// From now on nothing may touch the screen.
+void GiveUpDisplay();
+
+bool EventLoopRuns();
+
+/// Ends the program as the user wishes, unless the application's `MayQuit` objects. Tells whether it ends.
+bool RequestQuit();
+
 /// Ends the event loop; one that has not begun yet ends at once when it does.
 void EndEventLoop(int exitCode);
 

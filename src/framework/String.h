@@ -8,7 +8,8 @@ namespace framework {
 
 /// Encodings by the numbers that the platform's string calls use.
 inline constexpr int32_t kEncodingUTF8 = 0x08000100;
-inline constexpr int32_t kEncodingNone = -1; ///< plain bytes
+inline constexpr int32_t kEncodingFileName = 0x7F00; ///< plain bytes that name a file
+inline constexpr int32_t kEncodingNone = -1;         ///< plain bytes
 
 /// Bytes with the encoding they are known to have. Texts made from literals are UTF-8; what is read from a block or a
 /// file without an encoding is plain bytes, each of which counts as one character.

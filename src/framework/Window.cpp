@@ -33,7 +33,7 @@ using ImplicitWindows = std::map<std::string, std::shared_ptr<Window>>;
 
 ImplicitWindows& Instances()
 {
-    static ImplicitWindows instances;
+    static auto& instances = *new ImplicitWindows; // never destroyed: see the end by `exit` in Termination.cpp
     return instances;
 }
 
@@ -145,7 +145,7 @@ void Window::MakeWidget()
     state->port = platform::NewPort(state->width, state->height);
     state->reference = platform::RegisterWindow(state->port);
     state->widget = std::make_unique<WindowWidget>(*this);
-    state->widget->setWindowTitle(ToQt(state->title));
+    state->widget->setWindowTitle(ToQt(ShownTitle()));
 }
 
 void Window::Construct()
@@ -202,7 +202,27 @@ void Window::Title(const String& value)
 {
     state->title = value;
     if (state->widget)
-        state->widget->setWindowTitle(ToQt(value));
+        state->widget->setWindowTitle(ToQt(ShownTitle()));
+}
+
+String Window::TitleNote() const
+{
+    return state->titleNote;
+}
+
+void Window::TitleNote(const String& value)
+{
+    if (value == state->titleNote)
+        return;
+    state->titleNote = value;
+    Title(state->title);
+}
+
+String Window::ShownTitle() const
+{
+    if (state->titleNote.IsEmpty())
+        return state->title;
+    return state->title.IsEmpty() ? state->titleNote : state->title + " - " + state->titleNote;
 }
 
 int32_t Window::Width() const
@@ -322,6 +342,8 @@ void Window::FinishClosing()
     state->widget->hide();
     ForgetInstance(*this);
     NoteWindowClosed(*this);
+    if (EndsProgram && EventLoopRuns())
+        EndEventLoop(EXIT_SUCCESS);
 }
 
 void Window::AddControl(const String& name, std::shared_ptr<Control> control)
@@ -377,6 +399,8 @@ bool Window::ChooseMenuItem(const Reference<MenuItem>& item)
 {
     if (!item->Enabled || IsMenu(*item) || state->closed)
         return false;
+    if (RefusesMenuItem && RefusesMenuItem(*item))
+        return true;
     const auto found = state->handlers.find(item->Name.Bytes());
     if (found != state->handlers.end()) {
         const auto handler = found->second;
@@ -385,7 +409,7 @@ bool Window::ChooseMenuItem(const Reference<MenuItem>& item)
     }
     if (!item.As<QuitMenuItem>())
         return false;
-    EndEventLoop(EXIT_SUCCESS);
+    RequestQuit();
     return true;
 }
 

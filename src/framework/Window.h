@@ -43,8 +43,20 @@ public:
     int32_t MaxWidth = 32000;
     int32_t MaxHeight = 32000;
 
+    /// Closing this window ends the program, whatever others are open; the application's `MayQuit` is asked first when
+    /// the user closes it.
+    bool EndsProgram = false;
+
+    /// Asked before a menu item does anything in front of this window. True: it is not to be done, which the user has
+    /// been told.
+    std::function<bool(const MenuItem& item)> RefusesMenuItem;
+
     String Title() const;
     void Title(const String& value);
+
+    /// What the title bar shows behind the title: a passing state. Empty: nothing.
+    String TitleNote() const;
+    void TitleNote(const String& value);
     int32_t Width() const; ///< of the content, without the menu bar
     void Width(int32_t value);
     int32_t Height() const;
@@ -114,6 +126,7 @@ private:
     void AddControl(const String& name, std::shared_ptr<Control> control);
     std::shared_ptr<Control> FindControl(const String& name, int32_t index) const;
     void MakeWidget();
+    String ShownTitle() const;
     void SetSize(int32_t width, int32_t height);
     void ContentResized(int32_t width, int32_t height);
     void BringToScreen();

@@ -2,6 +2,7 @@
 
 #include "framework/Application.h"
 #include "framework/Guard.h"
+#include "framework/Runtime.h"
 
 #include <QCloseEvent>
 #include <QKeyEvent>
@@ -97,8 +98,8 @@ void WindowWidget::resizeEvent(QResizeEvent*)
 
 void WindowWidget::closeEvent(QCloseEvent* event)
 {
-    event->setAccepted(owner.CloseButton);
-    if (owner.CloseButton)
+    event->setAccepted(owner.CloseButton && (!owner.EndsProgram || RequestQuit()));
+    if (event->isAccepted())
         Guard([this] { owner.Close(); });
 }
 

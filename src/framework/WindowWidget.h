@@ -47,6 +47,7 @@ private:
 /// What a window keeps.
 struct Window::State {
     String title;
+    String titleNote;
     int32_t width = 300;
     int32_t height = 300;
     bool visible = true;

@@ -1,0 +1,179 @@
+// Choosing files: Qt's own dialog on every desktop, so that it looks and answers alike everywhere.
+//
+// What is typed is read here and not by Qt, which takes quotation marks as marks around each of several names. In this
+// dialog they are letters of the one name. A name under which nothing could be saved is refused before the dialog
+// closes, so that the user can mend it.
+#include "framework/Application.h"
+#include "framework/FolderItem.h"
+#include "framework/QtText.h"
+#include "framework/Runtime.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileIconProvider>
+#include <QFileInfo>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QMimeDatabase>
+#include <QRegularExpression>
+#include <QStandardPaths>
+
+namespace framework {
+namespace {
+
+constexpr qsizetype kLongestName = 255; // bytes
+
+// Where the first dialog begins: the user's Videos folder, or the nearest folder above it that exists.
+QString FirstFolder()
+{
+    QDir folder(QStandardPaths::writableLocation(QStandardPaths::MoviesLocation));
+    QString path = folder.absolutePath();
+    while (!QFileInfo(path).isDir() && path != QDir::rootPath())
+        path = QFileInfo(path).path();
+    return path == QDir::rootPath() ? QDir::currentPath() : path;
+}
+
+// The folder of the last choice, where the next dialog begins.
+QString& LastFolder()
+{
+    static QString folder = FirstFolder();
+    return folder;
+}
+
+// Tells files by their names alone. Looking into each one would hold up the live picture where a disk is slow, and for
+// good at a file that has nothing to read yet.
+class KindsByName : public QFileIconProvider {
+public:
+    QIcon icon(const QFileInfo& file) const override { return QFileIconProvider::icon(file.isDir() ? Folder : File); }
+    QString type(const QFileInfo& file) const override
+    {
+        return file.isDir() ? QFileDialog::tr("Folder")
+                            : QMimeDatabase().mimeTypeForFile(file, QMimeDatabase::MatchExtension).comment();
+    }
+};
+
+class FileDialog : public QFileDialog {
+public:
+    FileDialog(QWidget* parent, QString extension) : QFileDialog(parent), extension(std::move(extension)) {}
+
+    QString Chosen() const { return chosen; }
+
+protected:
+    void accept() override
+    {
+        const QString typed = Typed();
+        if (typed.isEmpty())
+            return;
+        QString path = QDir::cleanPath(directory().absoluteFilePath(typed));
+        if (QFileInfo(path).isDir()) {
+            setDirectory(path);
+            selectFile(QString());
+            return;
+        }
+        if (acceptMode() == AcceptSave && !HasExtension(path))
+            path += extension;
+        if (!MayTake(QFileInfo(path)))
+            return;
+        chosen = path;
+        QDialog::accept();
+    }
+
+private:
+    QString Typed() const
+    {
+        const auto* field = findChild<QLineEdit*>(QString(), Qt::FindDirectChildrenOnly);
+        QString typed = field == nullptr ? selectedFiles().value(0) : field->text();
+        if (typed == "~" || typed.startsWith("~/"))
+            typed.replace(0, 1, QDir::homePath());
+        return typed;
+    }
+
+    // "Lecture 3.5" has none: an extension is short and has a letter.
+    static bool HasExtension(const QString& path)
+    {
+        static const QRegularExpression ending("\\.(?=[^.]*[A-Za-z])[A-Za-z0-9]{1,5}$");
+        return ending.match(QFileInfo(path).fileName()).hasMatch();
+    }
+
+    bool MayTake(const QFileInfo& file)
+    {
+        if (acceptMode() == AcceptOpen)
+            return file.exists() || Refuse(file.fileName() + "\nFile not found.");
+        const QString objection = ObjectionToSaving(file);
+        if (!objection.isEmpty())
+            return Refuse(objection);
+        return !file.exists() || Ask(file.fileName() + " already exists.\nDo you want to replace it?",
+                                     QMessageBox::Yes | QMessageBox::No, QMessageBox::No) == QMessageBox::Yes;
+    }
+
+    static QString ObjectionToSaving(const QFileInfo& file)
+    {
+        const QFileInfo folder(file.path());
+        // What writes movies takes a backslash for a mark of the shell and drops it: another file would be replaced.
+        if (file.fileName().contains('\\'))
+            return "A name with a backslash (\\) can't be used here. Please choose another name.";
+        if (file.filePath().contains('\\'))
+            return "A folder with a backslash (\\) in its name can't be used here. Please choose another folder.";
+        if (QFile::encodeName(file.fileName()).size() > kLongestName)
+            return "The name is too long. Please choose a shorter one.";
+        if (!folder.isDir())
+            return "There is no folder " + folder.filePath() + ".";
+        if (file.exists() && !file.isFile())
+            return file.fileName() + " is no ordinary file and can't be replaced.";
+        if (!folder.isWritable())
+            return "You have no permission to save in the folder " + folder.filePath() + ".";
+        return {};
+    }
+
+    bool Refuse(const QString& text)
+    {
+        Ask(text, QMessageBox::Ok, QMessageBox::Ok);
+        return false;
+    }
+
+    int Ask(const QString& text, QMessageBox::StandardButtons buttons, QMessageBox::StandardButton preset)
+    {
+        QMessageBox box(QMessageBox::Warning, windowTitle(), text, buttons, this);
+        box.setTextFormat(Qt::PlainText);
+        box.setDefaultButton(preset);
+        return box.exec();
+    }
+
+    const QString extension;
+    QString chosen;
+};
+
+Reference<FolderItem> RunFileDialog(QFileDialog::AcceptMode mode, const String& filter, const String& name,
+                                    const String& extension)
+{
+    if (!HasDisplay())
+        return nullptr;
+    KindsByName kinds;
+    FileDialog dialog(QApplication::activeWindow(), ToQt(extension));
+    dialog.setIconProvider(&kinds);
+    dialog.setOption(QFileDialog::DontUseNativeDialog);
+    dialog.setAcceptMode(mode);
+    dialog.setFileMode(mode == QFileDialog::AcceptSave ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
+    dialog.setNameFilter((filter.IsEmpty() ? QStringLiteral("All files") : ToQt(filter)) + " (*)");
+    dialog.setDirectory(LastFolder());
+    dialog.selectFile(ToQt(name));
+    if (dialog.exec() != QDialog::Accepted || dialog.Chosen().isEmpty())
+        return nullptr;
+    LastFolder() = QFileInfo(dialog.Chosen()).absolutePath();
+    return New<FolderItem>(FromQt(dialog.Chosen()));
+}
+
+} // namespace
+
+Reference<FolderItem> GetSaveFolderItem(const String& filter, const String& defaultName, const String& extension)
+{
+    return RunFileDialog(QFileDialog::AcceptSave, filter, defaultName, extension);
+}
+
+Reference<FolderItem> GetOpenFolderItem(const String& filter)
+{
+    return RunFileDialog(QFileDialog::AcceptOpen, filter, "", "");
+}
+
+} // namespace framework
