@@ -6,6 +6,7 @@
 int main(int argc, char** argv)
 {
     framework::StartRuntime(argc, argv);
+    framework::HandleTerminationSignals();
     platform::StartPlatform();
     velmora::_InitialiseModules();
     int exitCode = 1;
@@ -15,6 +16,7 @@ int main(int argc, char** argv)
         framework::System::Log(3, framework::String("Velmora ends: ") + exception.what());
     }
     velmora::_FinaliseModules();
+    platform::EndPlatform();
     framework::EndRuntime();
-    return exitCode;
+    return framework::ExitStatus(exitCode);
 }

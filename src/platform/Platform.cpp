@@ -1,5 +1,6 @@
 #include "platform/Platform.h"
 
+#include "platform/components/ComponentsEnd.h"
 #include "platform/compression/ImageDescription.h"
 #include "platform/digitizer/dv/DvDigitizer.h"
 #include "platform/drawing/Ports.h"
@@ -30,6 +31,11 @@ void EndWithin(std::chrono::milliseconds time, int exitCode)
         std::fflush(nullptr);
         _exit(exitCode);
     }).detach();
+}
+
+void EndPlatform()
+{
+    CloseAllComponents();
 }
 
 } // namespace platform

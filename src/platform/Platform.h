@@ -12,4 +12,8 @@ void StartPlatform();
 /// must not keep a program from ending. To be called when all that is worth keeping has been saved.
 void EndWithin(std::chrono::milliseconds time, int exitCode);
 
+/// Closes all components that are still open, so that every device is released, whatever their users did. Once, after
+/// the last call of anything else but drawing.
+void EndPlatform();
+
 } // namespace platform

@@ -212,6 +212,15 @@ TEST_P(CamcorderSystems, PictureMovieAndSoundAreTheTapes)
 INSTANTIATE_TEST_SUITE_P(, CamcorderSystems, testing::Bool(),
                          [](const auto& system) { return system.param ? "Pal" : "Ntsc"; });
 
+// At the end of the process nothing goes on sending, also where the control was never told to release its session.
+TEST_F(CamcorderTest, StopsSendingAtTheEndOfTheProcess)
+{
+    Open();
+    Stream();
+    platform::EndPlatform();
+    EXPECT_EQ(bus->streaming, nullptr);
+}
+
 TEST_F(CamcorderTest, ARecordingLivesThroughWhatTapesAndCablesDo)
 {
     const Tape ntsc(false), pal(true);

@@ -1,9 +1,11 @@
 #include "platform/components/Components.h"
 
+#include "platform/components/ComponentsEnd.h"
 #include "platform/memory/Handles.h"
 #include "platform/memory/PascalString.h"
 #include "platform/memory/ReferenceTable.h"
 
+#include <algorithm>
 #include <string>
 
 namespace platform {
@@ -84,6 +86,14 @@ Result OpenAComponent(Component component, Address instance)
 Result CloseComponent(ComponentInstance instance)
 {
     return Instances().Remove(instance) ? noErr : badComponentInstance;
+}
+
+void CloseAllComponents()
+{
+    auto numbers = Instances().Numbers();
+    std::ranges::reverse(numbers);
+    for (const ComponentInstance instance : numbers)
+        Instances().Remove(instance);
 }
 
 Result GetComponentInfo(int32_t componentOrInstance, Address description, int32_t name, int32_t info, int32_t icon)

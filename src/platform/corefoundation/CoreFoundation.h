@@ -14,6 +14,8 @@ using CFStringRef = CFTypeRef;
 inline constexpr int32_t kCFStringEncodingUTF8 = 0x08000100;
 inline constexpr int32_t kCFStringEncodingASCII = 0x0600;
 inline constexpr int32_t kCFStringEncodingISOLatin1 = 0x0201;
+inline constexpr int32_t kCFStringEncodingFileName =
+    0x7F00; ///< bytes of a file's name, in no encoding: kept as they are
 inline constexpr int32_t kCFStringEncodingInvalidId = -1;
 
 /// Adds a reference and returns `object`; 0 for a dead number.

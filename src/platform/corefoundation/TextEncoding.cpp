@@ -103,7 +103,7 @@ std::optional<std::string> DecodeText(std::string_view bytes, int32_t encoding)
 {
     if (encoding == kCFStringEncodingISOLatin1)
         return UTF8OfLatin1(bytes);
-    const bool valid = (encoding == kCFStringEncodingUTF8 && IsUTF8(bytes)) ||
+    const bool valid = encoding == kCFStringEncodingFileName || (encoding == kCFStringEncodingUTF8 && IsUTF8(bytes)) ||
                        (encoding == kCFStringEncodingASCII && std::ranges::all_of(bytes, IsASCII));
     return valid ? std::optional(std::string(bytes)) : std::nullopt;
 }
