@@ -56,6 +56,7 @@ public:
     std::function<void(Graphics& graphics)> PaintActive;
     std::function<bool(Graphics& graphics)> PaintInactive;
     std::function<void()> Open; ///< the framework's event of a control that is ready for use
+    std::function<void(bool recording)> RecordingChanged; ///< behind `Record`, and behind either `Stop`
 
     // Properties that windows touch.
     bool isActive = false;
@@ -315,6 +316,7 @@ private:
     Reference<MemoryBlock> handletomemoryblock(int32_t handle);
     void RecordDirectly(const FolderItem& file);
     void BeginTally(const FolderItem& file);
+    void CountInTally(RecordingStatus& status);
     void AppendVideo(int32_t c, const Reference<MemoryBlock>& data, int32_t len, int32_t duration);
     void AppendSound(int32_t c, const Reference<MemoryBlock>& data, int32_t len);
 
@@ -357,6 +359,7 @@ private:
 
     void RaiseError(int32_t result);
     void RaiseFailure(int32_t result); // an `Error` unless the result is 0
+    void RaiseRecordingChanged(bool recording);
 
     int32_t theSGComp = 0;      // -1 while it is being opened; below 1: no session
     int32_t sgVideoChannel = 0; // -1 while channel set-up runs

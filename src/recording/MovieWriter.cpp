@@ -185,8 +185,11 @@ void VelmoraCanvas::FinishMovieEdits()
     const int32_t result = platform::InsertMediaIntoTrack(mysoundtrack, kEndOfTrack, 0, soundDuration, int2fixed(1));
     if (result != 0)
         GiveUp("error InsertMediaIntoTrack (sound) clip: " + Str(result));
-    BreakUnlessZero(platform::AddMovieToStorage(outputMovie->Long(0), moviedatahandler->Long(0)));
-    BreakUnlessZero(platform::CloseMovieStorage(moviedatahandler->Long(0)));
+    const int32_t added = platform::AddMovieToStorage(outputMovie->Long(0), moviedatahandler->Long(0));
+    BreakUnlessZero(tally.Keep(added));
+    const int32_t closed = platform::CloseMovieStorage(moviedatahandler->Long(0));
+    BreakUnlessZero(tally.Keep(closed));
+    tally.finished = added == 0 && closed == 0;
 }
 
 // A copy of a handle's data; nil for an empty one.

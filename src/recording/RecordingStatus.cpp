@@ -6,34 +6,79 @@
 #include "capture/VelmoraCanvas.h"
 #include "platform/clock/MonotonicClock.h"
 #include "platform/grabber/SequenceGrabber.h"
+#include "platform/movies/Movies.h"
+
+#include <algorithm>
 
 namespace velmora {
+namespace {
+
+uint64_t LostIn(const platform::SGChannelCounts& counts)
+{
+    return counts.droppedInQueue + counts.lostBeforeUs + counts.unreadable;
+}
+
+double Seconds(int64_t nanoseconds)
+{
+    return static_cast<double>(nanoseconds) / platform::kNanosecondsPerSecond;
+}
+
+} // namespace
 
 void VelmoraCanvas::BeginTally(const FolderItem& file)
 {
-    const platform::SGChannelCounts counts = platform::SGGetChannelCounts(sgVideoChannel);
     tally = {};
     tally.path = file.AbsolutePath().Bytes();
     tally.began = platform::MonotonicNow();
     // The grabber's own recording is a session of its own, whose counts begin with it.
-    tally.delivered.Begin(UseDataProc ? counts.delivered : 0);
-    tally.lost.Begin(UseDataProc ? counts.droppedInQueue + counts.lostBeforeUs + counts.unreadable : 0);
+    if (!UseDataProc)
+        return;
+    const platform::SGChannelCounts counts = platform::SGGetChannelCounts(sgVideoChannel);
+    tally.delivered.Begin(counts.delivered);
+    tally.lost.Begin(LostIn(counts));
+    tally.damaged.Begin(counts.damaged);
+    tally.notShown.Begin(counts.notShown);
+    tally.away.Begin(static_cast<uint64_t>(counts.awayNanoseconds));
 }
 
 RecordingStatus VelmoraCanvas::Status()
 {
-    RecordingStatus status;
-    status.recording = isActive;
-    if (!status.recording)
-        return status;
+    RecordingStatus& status = tally.latest;
+    platform::MovieStorageStatus storage;
+    status.recording =
+        isActive &&
+        (!UseDataProc || (isRecording && platform::GetMovieStorageStatus(moviedatahandler->Long(0), storage)));
+    status.path = tally.path;
+    if (status.recording) {
+        status.bytes = storage.fileBytes;
+        status.waitingBytes = storage.waitingBytes;
+        status.bufferBytes = storage.bufferBytes;
+        status.freeBytes = storage.freeBytes;
+        status.secondsLeft = storage.secondsLeft;
+        tally.Keep(storage.failure);
+        CountInTally(status);
+        // The writer takes a frame for which its memory has no room, and repeats the one before it.
+        const auto repeated = static_cast<uint64_t>(storage.framesLost);
+        status.frames -= std::min(status.frames, repeated);
+        status.lost += repeated;
+    }
+    status.failure = tally.failure;
+    status.finished = tally.finished;
+    return status;
+}
+
+void VelmoraCanvas::CountInTally(RecordingStatus& status)
+{
     const platform::SGChannelCounts counts = platform::SGGetChannelCounts(sgVideoChannel);
     const uint64_t delivered = tally.delivered.Follow(counts.delivered);
-    const uint64_t lost = tally.lost.Follow(counts.droppedInQueue + counts.lostBeforeUs + counts.unreadable);
-    status.path = tally.path;
-    status.seconds = static_cast<double>(platform::MonotonicNow() - tally.began) / platform::kNanosecondsPerSecond;
+    status.seconds = Seconds(platform::MonotonicNow() - tally.began);
     status.frames = UseDataProc ? tally.frames : delivered;
-    status.lost = lost + tally.refused;
-    return status;
+    status.lost = tally.lost.Follow(LostIn(counts)) + tally.refused;
+    status.damaged = tally.damaged.Follow(counts.damaged);
+    status.notShown = tally.notShown.Follow(counts.notShown);
+    status.awaySeconds =
+        Seconds(static_cast<int64_t>(tally.away.Follow(static_cast<uint64_t>(counts.awayNanoseconds))));
+    status.cameraAway = counts.away;
 }
 
 } // namespace velmora

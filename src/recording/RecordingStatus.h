@@ -5,25 +5,33 @@
 
 namespace velmora {
 
-/// What `VelmoraCanvas::Status` tells of the recording in progress, in both modes. All of it counts from `Record`.
+/// What `VelmoraCanvas::Status` tells of the recording in progress, in both modes; after it, of the last one.
 struct RecordingStatus {
-    bool recording = false; ///< a movie is being written; everything below is of no meaning without one
-    std::string path;
-    double seconds = 0;
-    int64_t bytes = 0; ///< of the file, with what still waits in memory
+    bool recording = false; ///< a movie is being written
+    std::string path{};
+    double seconds = 0; ///< since `Record`
+    int64_t bytes = 0;  ///< of the file, with what still waits in memory
 
     uint64_t frames = 0;   ///< in the movie
-    uint64_t lost = 0;     ///< by the device, by a full queue, or refused by the writer
+    uint64_t lost = 0;     ///< by the device, by a full queue or buffer, or refused by the writer
     uint64_t damaged = 0;  ///< found to be no frames and kept out of the movie
     uint64_t notShown = 0; ///< in the movie, but skipped on the screen
 
     double secondsLeft = -1;  ///< until the disk is full, at the present rate; negative: not known yet
     int64_t freeBytes = -1;   ///< the same in bytes
-    double bufferUsed = 0;    ///< share of the writer's memory that waits for the disk, 0 to 1
-    int64_t waitingBytes = 0; ///< the same in bytes
+    int64_t waitingBytes = 0; ///< in the writer's memory, on their way to the disk
+    int64_t bufferBytes = 0;  ///< how many may wait there
     bool cameraAway = false;  ///< the camera is gone at this moment
-    double awaySeconds = 0;   ///< how long it has been away, this outage and earlier ones
-    int32_t failure = 0;      ///< first failure of the writer, as a result code; 0: none
+    double awaySeconds = 0;   ///< how long it has been away, this outage and earlier ones of this recording
+
+    int32_t failure = 0;   ///< first failure of the writer or of finishing the file, as a result code; 0: none
+    bool finished = false; ///< `Stop` completed the file, or left that to the writer in the background
+
+    /// Share of the writer's memory in use, 0 to 1.
+    double BufferUsed() const
+    {
+        return bufferBytes > 0 ? static_cast<double>(waitingBytes) / static_cast<double>(bufferBytes) : 0;
+    }
 };
 
 /// Adds a count up while its source may begin again from 0, as a session's counts do at each start. `Follow` has to be
@@ -49,11 +57,22 @@ private:
 
 /// What the control notes at `Record` and while it records, in order to answer `Status`.
 struct RecordingTally {
-    std::string path;
+    std::string path{};
     int64_t began = 0; ///< nanoseconds of the monotonic clock
     uint64_t frames = 0;
     uint64_t refused = 0;
     RunningCount delivered, lost, damaged, notShown, away;
+    int32_t failure = 0;
+    bool finished = false;
+    RecordingStatus latest; ///< as it was when last asked for while recording
+
+    /// Keeps the first failure; returns the result.
+    int32_t Keep(int32_t result)
+    {
+        if (failure == 0)
+            failure = result;
+        return result;
+    }
 };
 
 } // namespace velmora

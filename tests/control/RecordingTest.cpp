@@ -1,4 +1,5 @@
 #include "control/ControlTest.h"
+#include "platform/corefoundation/CoreFoundation.h"
 #include "platform/memory/Handles.h"
 
 #include <fstream>
@@ -32,7 +33,8 @@ protected:
     ~RecordingTest() override { std::remove(path.c_str()); }
     void Quiet()
     {
-        script.unnoted = {"SGGetChannelTimeScale", "GetMediaDuration", "GetMediaTimeScale", "SGGetChannelCounts"};
+        script.unnoted = {"SGGetChannelTimeScale", "GetMediaDuration", "GetMediaTimeScale", "SGGetChannelCounts",
+                          "GetMovieStorageStatus"};
     }
     const std::string path = ::testing::TempDir() + "velmora control test.mov";
     const Reference<FolderItem> file = framework::New<FolderItem>(String(path));
@@ -64,6 +66,54 @@ TEST_F(RecordingTest, DirectlyByTheGrabber)
     EXPECT_EQ(canvas->StopWithResult(), -2);
     Expect({"SGStop(12)", "> SGStop=-1", "Error(-1)", "SGRelease(12)", "> SGRelease=-3", "Error(-3)",
             "SGStartPreview(12)", "Error(-2)"});
+}
+
+// Names as long as the system allows, and such as are no text.
+TEST_F(RecordingTest, AnyNameReachesThePlatform)
+{
+    for (const std::string& name :
+         {std::string(255, 'n'), std::string("caf\xE9.mov"), std::string("caf\xC3\xA9.mov")}) {
+        std::string record, path;
+        script.answers["CreateMovieFile"] = [&record](const auto& a) {
+            return record = MemoryBlock::At(a[0])->PString(6).Bytes(), 0;
+        };
+        script.answers["QTNewDataReferenceFromFullPathCFString"] = [&path](const auto& a) {
+            return path = platform::TextOfCFString(a[0]), 0;
+        };
+        const auto item = framework::New<FolderItem>(String("/a b/" + name));
+        for (const bool direct : {false, true}) {
+            canvas->UseDataProc = !direct;
+            canvas->Record(item);
+        }
+        EXPECT_EQ(record, name);
+        EXPECT_EQ(path, "/a b/" + name);
+    }
+}
+
+// What the title bar and the terminal tell comes from the writer, the channel's counts and the clock.
+TEST_F(RecordingTest, Status)
+{
+    EXPECT_FALSE(canvas->Status().recording);
+    canvas->Record(file);
+    const OwnedBlock buffer(16);
+    for (int i = 0; i < 3; ++i) {
+        script.Returns("AddMediaSample", i == 2 ? -36 : 0);
+        inside.Append(scripted::kVideo, buffer.Get(), 16);
+    }
+    const RecordingStatus status = canvas->Status();
+    EXPECT_TRUE(status.recording && !status.finished);
+    EXPECT_EQ(status.path, path);
+    EXPECT_EQ(status.frames, 2U);
+    EXPECT_EQ(status.lost, 1U);
+    script.Returns("CloseMovieStorage", -34);
+    canvas->Stop();
+    EXPECT_FALSE(canvas->Status().recording);
+    EXPECT_EQ(canvas->Status().failure, -34) << "a recording that was not finished is not called finished";
+
+    RunningCount count;
+    count.Begin(7);
+    EXPECT_EQ(count.Follow(10), 3U);
+    EXPECT_EQ(count.Follow(4), 7U) << "the session was started again";
 }
 
 TEST_F(RecordingTest, Failures)

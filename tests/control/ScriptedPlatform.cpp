@@ -239,6 +239,7 @@ Result SPBSetDeviceInfo(int32_t driver, FourCharCode selector, Address data) { r
 
 Result QTNewDataReferenceFromFullPathCFString(int32_t path, int32_t style, int32_t flags, Address ref, Address type) { return Play("QTNewDataReferenceFromFullPathCFString", At(path), style, flags, At(ref), At(type)); }
 Result CreateMovieStorage(int32_t ref, FourCharCode type, FourCharCode creator, int32_t script, uint32_t flags, Address handler, Address movie) { return Play("CreateMovieStorage", At(ref), Code(type), Code(creator), script, Bits(flags), At(handler), At(movie)); }
+bool GetMovieStorageStatus(DataHandler handler, MovieStorageStatus&) { return Play("GetMovieStorageStatus", handler) == 0; }
 Result AddMovieToStorage(Movie movie, DataHandler handler) { return Play("AddMovieToStorage", movie, handler); }
 Result CloseMovieStorage(DataHandler handler) { return Play("CloseMovieStorage", handler); }
 Result CreateMovieFile(Address file, FourCharCode creator, int32_t script, uint32_t flags, Address refNum, Address resId) { return Play("CreateMovieFile", At(file), Code(creator), script, Bits(flags), refNum, resId); }
