@@ -2,6 +2,7 @@
 
 #include "app/FileTypes.h"
 #include "app/MovieWindow.h"
+#include "app/RecordingWatch.h"
 #include "capture/VelmoraCanvas.h"
 #include "framework/Window.h"
 #include "ui/MenuBar1.h"
@@ -38,6 +39,7 @@ int _Main()
     _NewAppInstance();
     _ApplicationAddMenuHandlers();
     _MakeDefaultView();
+    const RecordingWatch watch(MovieWindow::Instance());
     return framework::RunEventLoop();
 }
 

@@ -166,6 +166,7 @@ void MovieWindow::Layout()
     MinWidth = 680;
     MinHeight = 634;
     Composite = true;
+    EndsProgram = true;
 }
 
 void MovieWindow::CreateControls()

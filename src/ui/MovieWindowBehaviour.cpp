@@ -49,7 +49,7 @@ void MovieWindow::btnstartcapture1_Action()
     const auto canvas = VelmoraCanvas1();
     if (button->Caption() == "Record") {
         button->Caption("Stop");
-        if (const auto file = framework::GetSaveFolderItem("", "UntitledMovie")) {
+        if (const auto file = framework::GetSaveFolderItem("", "UntitledMovie", ".mov")) {
             canvas->VideoRecordSize(320, 240);
             canvas->Record(file);
         }

@@ -19,7 +19,7 @@ TEST_F(BehaviourTest, RecordButton)
         const char* caption;
     };
     const std::vector<Press> presses{
-        {file, true, "VideoRecordSize 320 240; Record Movie", "Stop"},
+        {file, true, "VideoRecordSize 320 240; Record Movie.mov", "Stop"},
         {"", false, "Stop", "Record"},
         {quoted, true, "VideoRecordSize 320 240; Record A \"b\".mov", "Stop"},
         {"", false, "Stop", "Record"},

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QLineEdit>
 #include <QTimer>
 
 #include <string>
@@ -32,8 +33,7 @@ private:
             dialog->reject();
             return;
         }
-        dialog->setDirectory(QFileInfo(path).path());
-        dialog->selectFile(path);
+        dialog->findChild<QLineEdit*>()->setText(path);
         static_cast<QDialog*>(dialog)->accept();
     }
 

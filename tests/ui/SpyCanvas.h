@@ -16,6 +16,8 @@ public:
     std::map<std::string, double> numbers; ///< properties by name; a setter's value is what the getter then gives
     std::map<std::string, std::string> texts;
     std::vector<std::string> videoDevices, soundDevices;
+    velmora::RecordingStatus status;
+    std::function<void()> stop; ///< what `Stop` brings about
 
     /// What was noted since the last call, joined by "; ".
     std::string TakeCalls()
@@ -32,7 +34,13 @@ public:
     {
         Note("Record " + file->Name().Bytes());
     }
-    void Stop() override { Note("Stop"); }
+    void Stop() override
+    {
+        Note("Stop");
+        if (stop)
+            stop();
+    }
+    velmora::RecordingStatus Status() override { return status; }
     framework::Reference<framework::Picture> GrabPicture(int32_t width, int32_t height) override
     {
         Note("GrabPicture", width, height);

@@ -37,7 +37,8 @@ class Screen:
         self.children = []
         self.environment = {
             key: value for key, value in os.environ.items()
-            if key not in ("WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "PULSE_SERVER", "QT_QPA_PLATFORM")
+            if key not in ("WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "PULSE_SERVER", "QT_QPA_PLATFORM",
+                           "XDG_STATE_HOME")
         }
         self.environment.update(HOME=self.folder, XDG_RUNTIME_DIR=self.folder, LC_ALL="C.UTF-8")
         if reach_session:

@@ -1,0 +1,306 @@
+// A recording's life as the watch sees it: begun (a note of it is written), in progress (looked at twice a second),
+// ended (by the control; the writer may go on in the background), whole (the note is removed) or failed (the user is
+// told, and the note stays for the next start).
+//
+// The movie is finished without holding up the window: the platform's question whether to wait is answered with no at
+// once, and the box that shows the progress is only a view. The program's end is the one place that waits.
+#include "app/RecordingWatch.h"
+
+#include "framework/Guard.h"
+#include "platform/Platform.h"
+#include "platform/memory/ResultCodes.h"
+#include "platform/movies/MovieRecovery.h"
+#include "platform/movies/Movies.h"
+#include "ui/RecordingTexts.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <string_view>
+
+namespace velmora {
+
+using framework::Ask;
+using framework::MsgBox;
+
+namespace {
+
+constexpr int32_t kLookInterval = 500; // milliseconds
+constexpr double kWarnSeconds = 120;
+constexpr double kStopSeconds = 2; // of recording that the disk must still hold
+constexpr int32_t kTurn = 50;      // milliseconds
+constexpr std::chrono::seconds kLongestRelease{5};
+
+// What would stop the pictures or the sound, or change their form, in the middle of a movie.
+constexpr std::array<std::string_view, 12> kNotWhileRecording{
+    "MonitorEnablePreview", "VideoEnabled",         "SoundEnabled",         "VideoSettings",
+    "SoundSettings",        "FileOpenSettings",     "VideoCompressionType", "VideoDepth",
+    "VideoFrameRate",       "SoundCompressionType", "SoundSampleRate",      "SoundSampleSize",
+};
+
+bool IsUnfinished(const platform::FinishingMovie& movie)
+{
+    return !movie.done;
+}
+
+std::string DateText(int64_t time)
+{
+    const auto seconds = static_cast<std::time_t>(time);
+    std::array<char, 32> text{};
+    std::tm local{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%d at %H:%M", localtime_r(&seconds, &local));
+    return text.data();
+}
+
+// Repairs a recording and says what came of it.
+std::string Repair(RecordingNote& note)
+{
+    const std::string& path = note.MoviePath();
+    platform::RecoveredMovie found;
+    std::string written;
+    platform::Result result = platform::noErr;
+    framework::RunWithProgress("Repairing " + NameOf(path) + "…",
+                               [&] { result = platform::RecoverMovie(path, {}, found, written); });
+    if (result != platform::noErr && result != platform::invalidMovie)
+        return NameOf(path) + " could not be repaired: " + ReasonText(result, path) + ".";
+    note.Remove();
+    if (result == platform::invalidMovie)
+        return NameOf(path) + " can't be repaired: nothing had been recorded yet.";
+    return NameOf(written) + " is a complete movie: " + ClockText(found.seconds) + ", " +
+           std::to_string(found.videoFrames) + " frames.";
+}
+
+} // namespace
+
+RecordingWatch::RecordingWatch(Reference<MovieWindow> watched) : window(std::move(watched))
+{
+    window->VelmoraCanvas1()->RecordingChanged = [this](bool recording) { RecordingChanged(recording); };
+    window->RefusesMenuItem = [this](const framework::MenuItem& item) { return RefusesMenuItem(item); };
+    const auto application = framework::TheApplication();
+    application->MayQuit = [this] { return MayQuit(); };
+    application->TerminationRequested = [this](framework::Termination reason) { Terminate(reason); };
+    platform::SetMovieFinishHandler([](const std::string&, int64_t, int64_t) { return false; });
+    timer.Action = [this] { Look(); };
+    timer.Period(kLookInterval);
+    timer.Mode(framework::Timer::Multiple);
+    start.Action = [this] { OfferRepairs(); };
+    start.Period(1);
+    start.Mode(framework::Timer::Single);
+}
+
+RecordingWatch::~RecordingWatch()
+{
+    platform::SetMovieFinishHandler(nullptr);
+    const auto application = framework::TheApplication();
+    application->MayQuit = nullptr;
+    application->TerminationRequested = nullptr;
+    window->RefusesMenuItem = nullptr;
+    if (const auto canvas = window->VelmoraCanvas1())
+        canvas->RecordingChanged = nullptr;
+    framework::ShowNote("");
+}
+
+void RecordingWatch::RecordingChanged(bool recording)
+{
+    if (recording)
+        RecordingBegan();
+    else
+        RecordingEnded();
+}
+
+void RecordingWatch::RecordingBegan()
+{
+    const auto canvas = window->VelmoraCanvas1();
+    const RecordingStatus status = canvas->Status();
+    if (!status.recording) {
+        // The control has said what failed. Left alone it would say so for every frame.
+        PressStop();
+        MsgBox(NameOf(status.path) + " can't be recorded: it could not be created.");
+        return;
+    }
+    current = status.path;
+    recordings[current] = {RecordingNote::Write(current), {}};
+    warnedOfDisk = false;
+    // Without the preview the session stands still, and the movie would stay empty.
+    if (!canvas->VideoPreview())
+        canvas->VideoPreview(true);
+    framework::GuardExit();
+    Look();
+}
+
+void RecordingWatch::RecordingEnded()
+{
+    if (current.empty())
+        return;
+    const std::string path = std::exchange(current, {});
+    const RecordingStatus status = window->VelmoraCanvas1()->Status();
+    const auto finishing = platform::FinishingMovies();
+    if (std::ranges::find(finishing, path, &platform::FinishingMovie::path) == finishing.end())
+        Ended(path, status.finished, status.failure);
+    framework::ShowNote("");
+}
+
+// The movie is whole on the disk, or it never will be by itself.
+void RecordingWatch::Ended(const std::string& path, bool whole, int32_t failure)
+{
+    auto ended = recordings.extract(path);
+    if (ended.empty())
+        return;
+    const Recording& recording = ended.mapped();
+    if (whole) {
+        if (recording.note)
+            recording.note->Remove();
+        if (!recording.endText.empty())
+            MsgBox(recording.endText);
+    } else {
+        MsgBox(NameOf(path) + " could not be finished: " + ReasonText(failure, path) +
+               ". It plays up to where it was written. Velmora offers to repair it at its next start.");
+    }
+}
+
+void RecordingWatch::Look()
+{
+    const RecordingStatus status = window->VelmoraCanvas1()->Status();
+    LookAtFinishing();
+    if (!status.recording)
+        return;
+    window->TitleNote(RecordingTitle(status));
+    LookAtDisk(status);
+}
+
+void RecordingWatch::LookAtDisk(const RecordingStatus& status)
+{
+    const bool ends = status.secondsLeft >= 0 && status.secondsLeft < kStopSeconds;
+    if ((ends || status.failure != platform::noErr) && !stopping) {
+        const int32_t reason = status.failure != platform::noErr ? status.failure : platform::dskFulErr;
+        recordings[current].endText = "The recording was stopped because " + ReasonText(reason, current) + ". " +
+                                      NameOf(current) + " is complete: " + ClockText(status.seconds) + ".";
+        PressStop();
+    } else if (status.secondsLeft >= 0 && status.secondsLeft < kWarnSeconds && !warnedOfDisk) {
+        warnedOfDisk = true;
+        framework::ShowNote("The disk " + DiskOf(current) + " has room for about two more minutes of " +
+                            NameOf(current) + ". The recording is stopped and saved before the disk is full.");
+    }
+}
+
+// Shows the movies that are still being written, and tells of those that are done.
+void RecordingWatch::LookAtFinishing()
+{
+    const auto movies = platform::FinishingMovies();
+    const auto unfinished = std::ranges::find_if(movies, IsUnfinished);
+    if (unfinished != movies.end()) {
+        const String text = WritingText(unfinished->path, unfinished->doneBytes, unfinished->totalBytes);
+        if (!finishingBox)
+            finishingBox = std::make_unique<framework::ProgressBox>(framework::ProgressBox::Kind::Beside,
+                                                                    "Continue in Background");
+        finishingBox->Show(text, unfinished->doneBytes, unfinished->totalBytes);
+        window->TitleNote(text);
+    } else {
+        finishingBox.reset();
+        if (current.empty())
+            window->TitleNote("");
+    }
+    ReportFinished();
+}
+
+void RecordingWatch::ReportFinished()
+{
+    for (const platform::FinishingMovie& movie : platform::TakeFinishedMovies())
+        Ended(movie.path, movie.result == platform::noErr, movie.result);
+}
+
+bool RecordingWatch::MayQuit()
+{
+    if (window->VelmoraCanvas1()->Status().recording) {
+        const String question = "A movie is being recorded: " + NameOf(current) + ".";
+        if (Ask(question, {"Stop and Save", "Keep Recording"}, 1) != 0)
+            return false;
+        // It may have ended meanwhile, as the disk filled up.
+        if (window->VelmoraCanvas1()->Status().recording)
+            PressStop();
+    }
+    WaitForFinishing();
+    return true;
+}
+
+void RecordingWatch::Terminate(framework::Termination reason)
+{
+    // Nobody may be there to answer a message.
+    framework::SetMsgBoxHandler([](const String& text) { std::fprintf(stderr, "%s\n", text.Bytes().c_str()); });
+    const auto canvas = window->VelmoraCanvas1();
+    if (reason == framework::Termination::DisplayLost) {
+        if (!current.empty())
+            framework::Guard([&] { canvas->Stop(); });
+        platform::WaitForFinishingMovies();
+        ReportFinished();
+        // A device that hangs must not hold up the end.
+        platform::EndWithin(kLongestRelease, EXIT_FAILURE);
+        canvas->Destructor();
+    } else {
+        if (!current.empty())
+            PressStop();
+        WaitForFinishing();
+    }
+}
+
+// The same steps as a press on the button by the user.
+void RecordingWatch::PressStop()
+{
+    stopping = true;
+    framework::Guard([this] {
+        const auto button = window->btnstartcapture1();
+        if (button->Caption() == "Stop")
+            button->Push();
+        else
+            window->VelmoraCanvas1()->Stop();
+    });
+    stopping = false;
+    Look();
+}
+
+void RecordingWatch::WaitForFinishing()
+{
+    finishingBox.reset();
+    framework::ProgressBox box(framework::ProgressBox::Kind::Modal);
+    for (;;) {
+        const auto movies = platform::FinishingMovies();
+        const auto unfinished = std::ranges::find_if(movies, IsUnfinished);
+        if (unfinished == movies.end())
+            break;
+        box.Show(WritingText(unfinished->path, unfinished->doneBytes, unfinished->totalBytes), unfinished->doneBytes,
+                 unfinished->totalBytes);
+        framework::TheApplication()->DoEvents(kTurn);
+    }
+    ReportFinished();
+}
+
+bool RecordingWatch::RefusesMenuItem(const framework::MenuItem& item)
+{
+    if (std::ranges::find(kNotWhileRecording, item.Name.Bytes()) == kNotWhileRecording.end() ||
+        !window->VelmoraCanvas1()->Status().recording)
+        return false;
+    MsgBox(NameOf(current) + " is being recorded, and this would interrupt it. Please press Stop first.");
+    return true;
+}
+
+void RecordingWatch::OfferRepairs()
+{
+    const auto notes = RecordingNote::LeftBehind();
+    if (notes.empty())
+        return;
+    std::string question = notes.size() == 1 ? "A recording was cut off:" : "Recordings were cut off:";
+    for (const auto& note : notes)
+        question += "\n" + note->MoviePath() + ", begun " + DateText(note->Began());
+    question += "\n\nIt plays up to where it was cut off. Repair makes an ordinary movie of it.";
+    if (Ask(question, {"Repair", "Later"}, 1) != 0)
+        return;
+    std::string results;
+    for (const auto& note : notes)
+        results += (results.empty() ? "" : "\n") + Repair(*note);
+    MsgBox(results);
+}
+
+} // namespace velmora
