@@ -13,5 +13,6 @@ printf '%-34s %16s   %-14s %s\n' measured figure bound how
 "$programs/bench_writer"
 python3 bench/whole_process.py "$programs" start
 tests/support/with_pipewire.sh python3 bench/whole_process.py "$programs" peers
+tests/support/with_pipewire.sh python3 bench/whole_process.py "$programs" latency
 tests/support/with_pipewire.sh python3 bench/whole_process.py "$programs" record
 python3 bench/whole_process.py "$programs" memory

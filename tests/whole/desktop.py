@@ -14,7 +14,7 @@ class Failure(Exception):
     """Something that should have happened on the screen did not."""
 
 
-def wait_for(what, seconds, condition):
+def wait_for(what, seconds, condition, pause=0.02):
     """Asks `condition` until it gives something, and returns that."""
     end = time.monotonic() + seconds
     while True:
@@ -23,7 +23,7 @@ def wait_for(what, seconds, condition):
             return result
         if time.monotonic() > end:
             raise Failure(f"waited {seconds} s for {what}")
-        time.sleep(0.02)
+        time.sleep(pause)
 
 
 class Screen:
@@ -194,13 +194,13 @@ class Velmora:
         return self.read_pattern()[1:]
 
     def click(self, control):
-        left, top, width, height = self.content()
+        left, top, width, height = (value / self.scale for value in self.content())
         if control in self.BOTTOM_RIGHT:
             x, y = self.BOTTOM_RIGHT[control]
             x += width - self.CONTENT[0]
         else:
             x, y = self.BOTTOM_LEFT[control]
-        self.screen.click(left + x, top + y + height - self.CONTENT[1])
+        self.screen.click(int((left + x) * self.scale), int((top + y + height - self.CONTENT[1]) * self.scale))
 
     def choose(self, control, row):
         """Chooses a row of a pop-up menu by keyboard."""

@@ -4,6 +4,7 @@
 //   read_pattern FILE X Y WIDTH HEIGHT SECONDS  every frame number as it appears, one a line
 //   read_pattern FILE X Y WIDTH HEIGHT SECONDS looks   the same, and behind each the longest time in milliseconds for
 //                                               which this program did not look since the number before
+//   read_pattern FILE X Y WIDTH HEIGHT SECONDS times   each number with the monotonic time at which it was seen
 //   read_pattern FILE X Y WIDTH HEIGHT first    the monotonic time at which the first one is seen, in seconds
 
 #include "platform/digitizer/testpattern/TestPatternLayout.h"
@@ -77,7 +78,7 @@ void PrintOnce(const uint8_t* picture, int32_t width, int32_t height, int32_t ro
         std::printf("%s\n", CornerName(ReadCornerMark(corner, picture, width, height, rowBytes)));
 }
 
-enum class Report { Numbers, NumbersAndLooks, FirstTime };
+enum class Report { Numbers, NumbersAndLooks, NumbersAndTimes, FirstTime };
 
 // Prints each number as it appears; or the time of the first one, and nothing when none comes.
 void Watch(const uint8_t* picture, int32_t width, int32_t height, int32_t rowBytes, double seconds, Report report)
@@ -97,7 +98,13 @@ void Watch(const uint8_t* picture, int32_t width, int32_t height, int32_t rowByt
         }
         if (number && number != last) {
             const double pause = std::chrono::duration<double, std::milli>(std::exchange(longestPause, {})).count();
-            report == Report::NumbersAndLooks ? std::printf("%u %.1f\n", *number, pause) : std::printf("%u\n", *number);
+            const double time = std::chrono::duration<double>(now.time_since_epoch()).count();
+            if (report == Report::NumbersAndLooks)
+                std::printf("%u %.1f\n", *number, pause);
+            else if (report == Report::NumbersAndTimes)
+                std::printf("%u %.4f\n", *number, time);
+            else
+                std::printf("%u\n", *number);
             last = number;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -126,6 +133,8 @@ int main(int argc, char** argv)
         Watch(picture, width, height, screen.rowBytes, 10, Report::FirstTime);
     else
         Watch(picture, width, height, screen.rowBytes, std::atof(argv[6]),
-              argc > 7 ? Report::NumbersAndLooks : Report::Numbers);
+              argc <= 7                              ? Report::Numbers
+              : std::string_view(argv[7]) == "times" ? Report::NumbersAndTimes
+                                                     : Report::NumbersAndLooks);
     return 0;
 }
