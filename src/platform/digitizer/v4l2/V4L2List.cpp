@@ -67,7 +67,7 @@ std::optional<Found> LookAt(const std::shared_ptr<V4L2System>& system, int node)
                      .inputs = V4L2Camera(device).Inputs(),
                      .color = formats.color,
                      .loopback = device->IsLoopback(),
-                     .wrapped = device->Driver() == "pipewire",
+                     .wrapped = device->Driver() == "PipeWire",
                      .reason = {}};
     }
     if (error != EACCES && error != EPERM && error != EBUSY)
