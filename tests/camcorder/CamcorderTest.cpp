@@ -1,9 +1,8 @@
 // A camcorder on a simulated bus through the whole product: the real control in a real window, over the real platform.
 // The test holds the clock and plays a tape; other people's programs judge the movie.
 #include "app/App.h"
-#include "capture/VelmoraCanvas.h"
+#include "camcorder/CanvasWindow.h"
 #include "framework/PortImage.h"
-#include "framework/Window.h"
 #include "platform/Platform.h"
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/dv/DvDigitizer.h"
@@ -17,6 +16,7 @@
 #include <thread>
 
 using namespace velmora;
+using test::CanvasWindow;
 using test::OutputOf;
 using test::Tape;
 
@@ -25,30 +25,6 @@ namespace {
 constexpr uint64_t kGuid = 0x0011223344556677;
 
 std::atomic<int64_t> handClock{platform::kNanosecondsPerSecond};
-
-class CanvasWindow : public framework::Window {
-public:
-    VelmoraCanvas* canvas = nullptr;
-
-protected:
-    void Layout() override
-    {
-        Width(680);
-        Height(520);
-    }
-    void CreateControls() override
-    {
-        auto control = std::make_shared<VelmoraCanvas>();
-        control->Constructor(Reference<VelmoraCanvas>(control));
-        // A control and its poll timer hold each other up to the end of the process.
-        static auto* const controls = new std::vector<std::shared_ptr<VelmoraCanvas>>;
-        controls->push_back(control);
-        canvas = Add<VelmoraCanvas>("VelmoraCanvas1", control);
-        canvas->Place(20, 14, 640, 480);
-        canvas->EnableSound = true;
-        canvas->UseDataProc = true;
-    }
-};
 
 class CamcorderTest : public testing::Test {
 protected:

@@ -98,7 +98,7 @@ SimulatedFireWire::SimulatedFireWire()
     local.guid = kLocalGuid;
     local.rom = MakeRom(kLocalGuid, 0, 0, "Local");
     local.masterPlug = 0;
-    slots.push_back(kLocalGuid);
+    pluggedIn.push_back(kLocalGuid);
 }
 
 SimulatedFireWire::~SimulatedFireWire()
@@ -117,8 +117,8 @@ FireWireNode& SimulatedFireWire::Plug(FireWireNode node)
 {
     const auto lock = Lock();
     node.state.appears = now + (handles.empty() ? 0 : eventDelay);
-    slots.push_back(node.guid);
-    books->plugs[slots.size() - 1] = node.plug;
+    pluggedIn.push_back(node.guid);
+    books->plugs[pluggedIn.size() - 1] = node.plug;
     nodes.push_back(std::move(node));
     Reset();
     return nodes.back();
@@ -160,7 +160,7 @@ FireWireNode* SimulatedFireWire::Find(uint64_t guid)
 
 std::atomic<uint32_t>& SimulatedFireWire::PlugOf(const FireWireNode& node)
 {
-    const auto slot = std::ranges::find(slots.rbegin(), slots.rend(), node.guid).base() - slots.begin() - 1;
+    const auto slot = std::ranges::find(pluggedIn.rbegin(), pluggedIn.rend(), node.guid).base() - pluggedIn.begin() - 1;
     return books->plugs[slot];
 }
 
@@ -184,7 +184,11 @@ size_t SimulatedFireWire::Handles()
 size_t SimulatedFireWire::Receivers()
 {
     const auto lock = Lock();
-    return static_cast<size_t>(std::ranges::count_if(handles, [](const Handle& one) { return one.receiver.running; }));
+    return static_cast<size_t>(std::ranges::count_if(handles, [this](const Handle& handle) {
+        return handle.receiver.running && std::ranges::any_of(nodes, [&](const FireWireNode& node) {
+                   return node.masterPlug != 0 && (PlugOf(node) >> 16 & 0x3F) == handle.receiver.channel;
+               });
+    }));
 }
 
 // Handles.

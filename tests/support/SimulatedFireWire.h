@@ -98,7 +98,7 @@ public:
     void TakeChannel(int channel) { books->channels |= uint64_t{1} << channel; }
 
     size_t Handles();   ///< open at present
-    size_t Receivers(); ///< receiving at present
+    size_t Receivers(); ///< receiving the channel of a plug at present
 
     /// Time stands still while there are fewer: a receiver that is exchanged misses no packets.
     size_t receiversExpected = 0;
@@ -153,7 +153,7 @@ private:
     int64_t cycle = 0;
     bool realTime = false;
     std::list<FireWireNode> nodes;
-    std::vector<uint64_t> slots; // GUIDs in the order of plugging in
+    std::vector<uint64_t> pluggedIn; // GUIDs in the order of plugging in
     unsigned rotation = 0;
     std::list<Handle> handles;
     std::multimap<int64_t, std::pair<Handle*, Event>> due;

@@ -54,26 +54,47 @@ std::optional<uint32_t> ReadPlug(raw1394handle_t handle, nodeid_t node, int plug
     return ReadRegister(handle, node, kPlugAddress + 4 * static_cast<nodeaddr_t>(plug));
 }
 
+bool IsOfGeneration(const HeldConnection& held, const ReachedNode& source)
+{
+    return held.plug >= 0 && held.adapter == source.adapter && held.generation == source.generation;
+}
+
+void Release(const HeldConnection& held, const ReachedNode& source)
+{
+    if (IsOfGeneration(held, source))
+        iec61883_cmp_disconnect(source.handle.get(), source.node, held.plug, raw1394_get_local_id(source.handle.get()),
+                                -1, static_cast<unsigned>(held.channel), static_cast<unsigned>(held.bandwidth));
+}
+
 } // namespace
 
 Result DvConnection::Connect(const ReachedNode& source)
 {
-    adapter = source.adapter;
-    generation = source.generation;
-    plug = -1;
-    bandwidth = 0;
+    if (const auto left = record.Claim(source.guid))
+        Release(*left, source);
+    held = {.adapter = source.adapter, .generation = source.generation, .channel = held.channel};
     reason.clear();
+    const Result result = ConnectFirstPlug(source);
+    if (held.plug < 0)
+        record.Clear();
+    else
+        record.Note(held);
+    return result;
+}
+
+Result DvConnection::ConnectFirstPlug(const ReachedNode& source)
+{
     const auto master = ReadRegister(source.handle.get(), source.node, kMasterPlugAddress);
     if (!master && (errno == EAGAIN || errno == ENODEV))
         return Refuse(ioErr, "The camcorder does not answer.");
     // A source without plugs can only broadcast.
     const int plugs = master ? PlugCount(*master) : 0;
-    channel = plugs == 0 ? kBroadcastChannel : channel;
+    held.channel = plugs == 0 ? kBroadcastChannel : held.channel;
     if (plugs == 0)
         return noErr;
     for (int i = 0; i < plugs; ++i)
         if (const auto value = ReadPlug(source.handle.get(), source.node, i); value && IsOnline(*value)) {
-            plug = i;
+            held.plug = i;
             return ConnectPlug(source, *master, *value);
         }
     return Refuse(noDeviceForChannel, "The camcorder's output is switched off.");
@@ -81,15 +102,15 @@ Result DvConnection::Connect(const ReachedNode& source)
 
 Result DvConnection::ConnectPlug(const ReachedNode& source, uint32_t master, uint32_t value)
 {
-    if (IsConnected(value) && iec61883_cmp_overlay_p2p_output(source.handle.get(), source.node, plug) >= 0) {
-        channel = ChannelOf(value);
+    if (IsConnected(value) && iec61883_cmp_overlay_p2p_output(source.handle.get(), source.node, held.plug) >= 0) {
+        held.channel = ChannelOf(value);
         return noErr;
     }
     const Result result = CreatePointToPoint(source, master, value);
     if (result == noErr || !IsBroadcasting(value))
         return result;
-    plug = -1;
-    channel = ChannelOf(value);
+    held.plug = -1;
+    held.channel = ChannelOf(value);
     reason.clear();
     return noErr;
 }
@@ -97,22 +118,22 @@ Result DvConnection::ConnectPlug(const ReachedNode& source, uint32_t master, uin
 Result DvConnection::CreatePointToPoint(const ReachedNode& source, uint32_t master, uint32_t value)
 {
     const raw1394handle_t handle = source.handle.get();
-    if (!AllocateChannel(handle, channel >= 0 ? channel : ChannelOf(value)))
+    if (!AllocateChannel(handle, held.channel >= 0 ? held.channel : ChannelOf(value)))
         return Refuse(noDeviceForChannel, "The FireWire bus has no channel left for the camcorder.");
     // Without bandwidth of its own the stream usually finds room all the same.
-    const int units = iec61883_cmp_calc_bandwidth(handle, source.node, plug, SpeedOf(master));
+    const int units = iec61883_cmp_calc_bandwidth(handle, source.node, held.plug, SpeedOf(master));
     if (units > 0 && raw1394_bandwidth_modify(handle, static_cast<unsigned>(units), RAW1394_MODIFY_ALLOC) == 0)
-        bandwidth = units;
+        held.bandwidth = units;
     else
         reason = "The FireWire bus has no bandwidth left; frames from the camcorder may be damaged.";
-    iec61883_cmp_create_p2p_output(handle, source.node, plug, static_cast<unsigned>(channel),
+    iec61883_cmp_create_p2p_output(handle, source.node, held.plug, static_cast<unsigned>(held.channel),
                                    static_cast<unsigned>(SpeedOf(master)));
-    const auto made = ReadPlug(handle, source.node, plug);
-    if (made && IsConnected(*made) && ChannelOf(*made) == channel)
+    const auto made = ReadPlug(handle, source.node, held.plug);
+    if (made && IsConnected(*made) && ChannelOf(*made) == held.channel)
         return noErr;
-    raw1394_channel_modify(handle, static_cast<unsigned>(channel), RAW1394_MODIFY_FREE);
-    if (bandwidth > 0)
-        raw1394_bandwidth_modify(handle, static_cast<unsigned>(std::exchange(bandwidth, 0)), RAW1394_MODIFY_FREE);
+    raw1394_channel_modify(handle, static_cast<unsigned>(held.channel), RAW1394_MODIFY_FREE);
+    if (held.bandwidth > 0)
+        raw1394_bandwidth_modify(handle, static_cast<unsigned>(std::exchange(held.bandwidth, 0)), RAW1394_MODIFY_FREE);
     return made ? Refuse(noDeviceForChannel,
                          "The camcorder refuses the connection. Another program or device may hold it.")
                 : Refuse(ioErr, "The camcorder does not answer.");
@@ -121,9 +142,9 @@ Result DvConnection::CreatePointToPoint(const ReachedNode& source, uint32_t mast
 bool DvConnection::AllocateChannel(raw1394handle_t handle, int preferred)
 {
     for (int i = -1; i < kBroadcastChannel; ++i) {
-        channel = i < 0 ? preferred : i;
-        if (channel < kBroadcastChannel &&
-            raw1394_channel_modify(handle, static_cast<unsigned>(channel), RAW1394_MODIFY_ALLOC) == 0)
+        held.channel = i < 0 ? preferred : i;
+        if (held.channel < kBroadcastChannel &&
+            raw1394_channel_modify(handle, static_cast<unsigned>(held.channel), RAW1394_MODIFY_ALLOC) == 0)
             return true;
     }
     return false;
@@ -131,25 +152,24 @@ bool DvConnection::AllocateChannel(raw1394handle_t handle, int preferred)
 
 Result DvConnection::Refuse(Result result, const char* why)
 {
-    plug = -1;
+    held.plug = -1;
     reason = why;
     return result;
 }
 
 void DvConnection::Disconnect(uint64_t guid)
 {
-    if (plug < 0)
+    if (held.plug < 0)
         return;
-    const auto source = ReachNode(guid);
-    if (source && HoldsAt(*source))
-        iec61883_cmp_disconnect(source->handle.get(), source->node, plug, raw1394_get_local_id(source->handle.get()),
-                                -1, static_cast<unsigned>(channel), static_cast<unsigned>(bandwidth));
-    plug = -1;
+    if (const auto source = ReachNode(guid))
+        Release(held, *source);
+    held.plug = -1;
+    record.Clear();
 }
 
 bool DvConnection::HoldsAt(const ReachedNode& source) const
 {
-    return source.adapter == adapter && source.generation == generation;
+    return source.adapter == held.adapter && source.generation == held.generation;
 }
 
 bool HasDvPlug(raw1394handle_t handle, nodeid_t node)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/dv/ConnectionRecord.h"
 #include "platform/dv/FireWireNode.h"
 #include "platform/memory/ResultCodes.h"
 
@@ -16,13 +17,14 @@ public:
     /// Connects, on the channel of the connection before where that is free. A source without plugs, or one that
     /// broadcasts, is only listened to. `ioErr` when the bus was reset meanwhile, `noDeviceForChannel` when the source
     /// can't be connected, with `Reason`.
+    /// Gives back first what a process that was killed has left of its connection to the source.
     Result Connect(const ReachedNode& source);
 
     /// Gives channel and bandwidth back, unless a bus reset has ended the connection already.
     void Disconnect(uint64_t guid);
 
     /// 0 to 63; -1 before the first connection.
-    int Channel() const { return channel; }
+    int Channel() const { return held.channel; }
     /// Whether a connection was made there and since then no bus reset has ended it.
     bool HoldsAt(const ReachedNode& source) const;
 
@@ -30,16 +32,14 @@ public:
     const std::string& Reason() const { return reason; }
 
 private:
+    Result ConnectFirstPlug(const ReachedNode& source);
     Result ConnectPlug(const ReachedNode& source, uint32_t master, uint32_t value);
     Result CreatePointToPoint(const ReachedNode& source, uint32_t master, uint32_t value);
     bool AllocateChannel(raw1394handle_t handle, int preferred);
     Result Refuse(Result result, const char* why);
 
-    int adapter = -1;
-    unsigned generation = 0;
-    int plug = -1; ///< -1 for a source that is only listened to
-    int channel = -1;
-    int bandwidth = 0; ///< allocated by this connection
+    HeldConnection held; ///< its plug is -1 for a source that is only listened to
+    ConnectionRecord record;
     std::string reason;
 };
 

@@ -147,7 +147,8 @@ std::optional<ReachedNode> ReachNode(uint64_t guid)
         for (int node = 0; handle && node < raw1394_get_nodecount(handle.get()); ++node)
             if (ReadGuid(handle.get(), static_cast<nodeid_t>(node)) == guid) {
                 const unsigned generation = raw1394_get_generation(handle.get());
-                return ReachedNode{std::move(handle), adapter, static_cast<nodeid_t>(kLocalBus | node), generation};
+                return ReachedNode{std::move(handle), guid, adapter, static_cast<nodeid_t>(kLocalBus | node),
+                                   generation};
             }
     }
     return std::nullopt;

@@ -37,6 +37,7 @@ std::optional<uint32_t> ReadRegister(raw1394handle_t handle, nodeid_t node, node
 /// A device as a handle reaches it.
 struct ReachedNode {
     FireWireHandle handle;
+    uint64_t guid = 0;
     int adapter = 0;
     nodeid_t node = 0; ///< with the number of the local bus
     unsigned generation = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <unistd.h>
@@ -74,6 +75,12 @@ bool IsUtf8(std::string_view text)
 void SetFireWirePaths(FireWirePaths paths)
 {
     Paths() = std::move(paths);
+}
+
+fs::path FireWireRuntimeFolder()
+{
+    const char* const folder = std::getenv("XDG_RUNTIME_DIR");
+    return Paths().runtime.empty() && folder != nullptr ? fs::path(folder) : Paths().runtime;
 }
 
 bool HasFireWire()

@@ -7,14 +7,18 @@
 
 namespace platform {
 
-/// Where the kernel shows FireWire devices.
+/// Where the kernel shows FireWire devices, and where this user's processes leave notes of them.
 struct FireWirePaths {
     std::filesystem::path nodes = "/dev";                      ///< device files fw0, fw1, ...
     std::filesystem::path units = "/sys/bus/firewire/devices"; ///< a folder for each device and each unit of it
+    std::filesystem::path runtime = {};                        ///< empty: the user's runtime folder
 };
 
 /// Replaces the kernel's paths with a test's own. Not while a bus is in use.
 void SetFireWirePaths(FireWirePaths paths);
+
+/// Emptied by the system when the user is gone; empty where there is none.
+std::filesystem::path FireWireRuntimeFolder();
 
 /// Whether the machine has a FireWire adapter.
 bool HasFireWire();

@@ -105,6 +105,11 @@ ListedDevice VideoChannel::Device() const
     return {digitizer->Name(), digitizer->Identity(), digitizer->Inputs(), digitizer->Input(), true};
 }
 
+int32_t VideoChannel::TimeScale() const
+{
+    return IsDv(digitizer->Format().format) ? 30'000 : 600;
+}
+
 Result VideoChannel::TakeDevice(const ListedDevice& device)
 {
     if (device.identity == digitizer->Identity())

@@ -17,7 +17,8 @@ public:
     VideoChannel(SampleQueue& queue, std::shared_ptr<Digitizer> device);
     ~VideoChannel() override;
 
-    int32_t TimeScale() const override { return 600; }
+    /// 600; a tape's is one in which the frames of both systems have whole lengths.
+    int32_t TimeScale() const override;
     void FinishArrived() override;
     void DiscardArrived() override;
 

@@ -1,0 +1,150 @@
+// A camcorder on the real FireWire libraries through the whole product into a movie. `VELMORA_TAPE_SECONDS` makes the
+// tape as long as wanted; its events keep their places in it.
+#include "camcorder/CanvasWindow.h"
+#include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/dv/DvDigitizer.h"
+#include "platform/dv/FireWireUnits.h"
+#include "support/DvTape.h"
+#include "support/SimulatedFireWire.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <thread>
+
+using namespace velmora;
+using test::OutputOf;
+
+namespace {
+
+constexpr uint64_t kGuid = 0x0080450000005678;
+constexpr int64_t kTurn = 20'000'000;
+
+int64_t TapeSeconds()
+{
+    const char* wanted = std::getenv("VELMORA_TAPE_SECONDS");
+    return wanted == nullptr ? 20 : std::atoi(wanted);
+}
+
+class FireWireTape : public testing::TestWithParam<bool> {
+protected:
+    FireWireTape()
+    {
+        std::filesystem::create_directories(folder.path / "units");
+        std::ofstream(folder.path / "fw0");
+        platform::SetFireWirePaths({folder.path, folder.path / "units", folder.path});
+        platform::SetMonotonicClock(&test::SimulatedFireWire::Clock);
+        platform::SetDigitizerProvider({platform::ListDvDigitizers, platform::OpenDvDigitizer});
+        platform::SetSoundSourceProvider({platform::ListDvSoundSources, platform::OpenDvSoundSource});
+        window.Construct();
+        canvas().Error = [this](int32_t result) { errors.push_back(result); };
+    }
+    ~FireWireTape() override
+    {
+        canvas().Destructor();
+        window.Close();
+        platform::SetSoundSourceProvider({});
+        platform::SetDigitizerProvider({});
+        platform::SetMonotonicClock(nullptr);
+        platform::SetFireWirePaths({});
+    }
+
+    VelmoraCanvas& canvas() const { return *window.canvas; }
+
+    void PlayFor(int64_t nanoseconds)
+    {
+        for (const int64_t end = bus.Now() + nanoseconds; bus.Now() < end;) {
+            bus.Advance(kTurn);
+            for (int i = 0; i < 3; ++i)
+                canvas().Idle();
+        }
+    }
+
+    static test::FireWireNode Device(uint64_t guid, uint32_t specifier, uint32_t version)
+    {
+        test::FireWireNode node;
+        node.guid = guid;
+        node.rom = test::MakeRom(guid, specifier, version, "Device");
+        return node;
+    }
+
+    // Seconds by which the sound is behind the picture at a frame of the movie, by the places of both on the tape.
+    static double Lateness(const std::string& movie, const test::Tape& tape, size_t seen, double period)
+    {
+        const std::string first = movie + ".first";
+        OutputOf("ffmpeg -v error -y -i " + movie + " -map 0:v:0 -c copy -frames:v 1 -f rawvideo " + first);
+        const auto frame = std::ranges::find(tape.frames, test::ReadFile(first)) - tape.frames.begin();
+        const auto length = static_cast<double>(tape.frames.size()) * period;
+        const double seenOnTape = std::fmod((static_cast<double>(frame) + static_cast<double>(seen)) * period, length);
+
+        const std::string piece = movie + ".pcm";
+        OutputOf("ffmpeg -v error -y -i " + movie + " -ss " + std::to_string(static_cast<double>(seen) * period) +
+                 " -map 0:a:0 -t 0.2 -ac 2 -f s16le " + piece);
+        const auto bytes = test::ReadFile(piece);
+        std::vector<int16_t> sound(bytes.size() / 2);
+        std::memcpy(sound.data(), bytes.data(), sound.size() * 2);
+        const auto heard = std::ranges::search(tape.heard, sound).begin();
+        EXPECT_FALSE(sound.empty() || heard == tape.heard.end());
+        return seenOnTape - static_cast<double>(heard - tape.heard.begin()) / 2 / 48'000;
+    }
+
+    test::TemporaryFolder folder;
+    test::SimulatedFireWire bus;
+    test::CanvasWindow window;
+    std::vector<int32_t> errors;
+};
+
+TEST_P(FireWireTape, AMovieIsAtOneRateAndInStepThroughBusResets)
+{
+    const bool pal = GetParam();
+    const double period = pal ? 0.04 : 1001 / 30000.0;
+    const test::Tape tape(pal, 10);
+    bus.eventDelay = 250'000'000;
+    bus.localMayBeOpened = false;
+    auto node = Device(kGuid, 0x00A02D, 0x010001);
+    node.tape = &tape.frames;
+    bus.Plug(node);
+    bus.Advance(platform::kNanosecondsPerSecond);
+    canvas().Initialize();
+    while (bus.Receivers() == 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    bus.receiversExpected = 1;
+    PlayFor(platform::kNanosecondsPerSecond);
+    const std::string movie = folder.path / "tape.mov";
+    canvas().VideoRecordSize(640, 480);
+    canvas().Record(framework::New<framework::FolderItem>(movie));
+    const int64_t part = TapeSeconds() * platform::kNanosecondsPerSecond / 6;
+    PlayFor(part);
+    bus.Reset();
+    PlayFor(part);
+    for (int i = 0; i < 2; ++i) {
+        bus.Plug(Device(7, 0x00609E, 0x010483));
+        PlayFor(part);
+        bus.Unplug(7);
+        PlayFor(part);
+    }
+    const auto lost = canvas().VideoCounts().lost;
+    canvas().Stop();
+    bus.receiversExpected = 0;
+    EXPECT_EQ(lost, 0U);
+    EXPECT_EQ(errors, std::vector<int32_t>());
+
+    EXPECT_EQ(OutputOf("mediainfo '--Inform=Video;%FrameRate_Mode%' " + movie), "CFR\n");
+    const auto frames = static_cast<size_t>(std::stoul(OutputOf("mediainfo '--Inform=Video;%FrameCount%' " + movie)));
+    const double atFirst = Lateness(movie, tape, 30, period);
+    const double atLast = Lateness(movie, tape, frames - 30, period);
+    std::printf("%zu frames, sound behind by %.2f ms at first and %.2f ms at last\n", frames, atFirst * 1000,
+                atLast * 1000);
+    EXPECT_LT(std::abs(atLast), 0.02); // as the writer begins
+    EXPECT_LT(std::abs(atLast - atFirst), 0.001);
+    canvas().Destructor();
+    EXPECT_EQ(bus.Handles(), 0U);
+    EXPECT_EQ(bus.Channels().count(), 0U);
+    EXPECT_EQ(bus.Bandwidth(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(, FireWireTape, testing::Bool(),
+                         [](const auto& system) { return system.param ? "Pal" : "Ntsc"; });
+
+} // namespace
