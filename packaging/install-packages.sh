@@ -8,7 +8,7 @@
 set -eu
 
 build="cmake ninja-build ccache g++ pkg-config git ca-certificates
-    qt6-base-dev qt6-wayland libavcodec-dev libavutil-dev libswscale-dev libturbojpeg0-dev libyuv-dev libpulse-dev libudev-dev
+    qt6-base-dev qt6-wayland libavcodec-dev libavutil-dev libswscale-dev libswresample-dev libturbojpeg0-dev libyuv-dev libpulse-dev libudev-dev
     libraw1394-dev libiec61883-dev libdc1394-dev libgtest-dev libbenchmark-dev libpipewire-0.3-dev
     fonts-liberation fonts-dejavu-core"
 screen="xvfb xauth openbox xdotool x11-utils imagemagick ffmpeg python3"

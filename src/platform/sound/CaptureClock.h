@@ -1,16 +1,16 @@
 #pragma once
 
-#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
-#include <optional>
 
 namespace platform {
 
 /// Gives the buffers of a stream even time stamps out of measured ones that scatter by some milliseconds.
 ///
-/// The count of samples carries the time from buffer to buffer, and a running mean of the measurements steers it, so
-/// that the stamps follow the device's clock. A measurement far ahead of the count tells of samples that were lost.
-/// Stamps always rise.
+/// The count of samples carries the time from buffer to buffer, and the median of the last measurements steers it, so
+/// that the stamps follow the device's clock. On a busy machine single measurements come out far too late: they have no
+/// influence on a median. Only when several in a row are far ahead of the count were samples lost. Stamps always rise.
 class CaptureClock {
 public:
     struct Stamp {
@@ -22,44 +22,27 @@ public:
     void Reset() { *this = {}; }
 
     /// The stream was interrupted: its next buffer shows how long.
-    void Interrupt() { measurements = 0; }
+    void Interrupt() { interrupted = true; }
 
     /// `frames` of the stream are known to be lost.
-    void Skip(int64_t frames, double sampleRate)
-    {
-        if (expected)
-            *expected += Duration(frames, sampleRate);
-    }
+    void Skip(int64_t frames, double sampleRate);
 
     /// The stamp of the next `frames`, whose first was captured at `measured` as far as can be told.
-    Stamp Take(int64_t measured, int64_t frames, double sampleRate)
-    {
-        Stamp stamp{.time = expected.value_or(measured)};
-        const int64_t error = measured - stamp.time;
-        const int64_t duration = Duration(frames, sampleRate);
-        if (error > (measurements == 0 ? 0 : kGap)) {
-            stamp.framesLost = static_cast<uint64_t>(static_cast<double>(error) * sampleRate / kNanoseconds + 0.5);
-            stamp.time = measured;
-            measurements = 0;
-        }
-        measurements = std::min(measurements + 1, kMeasurements);
-        stamp.time += std::max((measured - stamp.time) / measurements, -duration / 2);
-        expected = stamp.time + duration;
-        return stamp;
-    }
+    Stamp Take(int64_t measured, int64_t frames, double sampleRate);
 
 private:
-    static constexpr double kNanoseconds = 1e9;
-    static constexpr int64_t kGap = 100'000'000;
-    static constexpr int64_t kMeasurements = 32;
+    static constexpr size_t kMeasurements = 32;
 
-    static int64_t Duration(int64_t frames, double sampleRate)
-    {
-        return static_cast<int64_t>(static_cast<double>(frames) / sampleRate * kNanoseconds + 0.5);
-    }
+    void Begin(int64_t measured);
+    int64_t Median() const;
 
-    std::optional<int64_t> expected;
-    int64_t measurements = 0; // since the start or the last gap, counted as far as the mean reaches
+    bool begun = false;
+    bool interrupted = false;
+    int64_t counted = 0; ///< time of the next sample by the count alone
+    int64_t steered = 0; ///< what is added to it
+    std::array<int64_t, kMeasurements> differences{}; ///< of the last measurements from the count
+    size_t measurements = 0;                          ///< since the begin
+    int farAhead = 0;                                 ///< measurements in a row that speak of a gap
 };
 
 } // namespace platform

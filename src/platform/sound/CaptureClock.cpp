@@ -1,0 +1,65 @@
+#include "platform/sound/CaptureClock.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace platform {
+namespace {
+
+constexpr double kNanoseconds = 1e9;
+constexpr int64_t kGap = 100'000'000;
+// A machine that was held up is late for a few buffers; lost samples make all that follow late.
+constexpr int kConfirmations = 10;
+// A stamp takes this part of the way to the median, so that the median's own steps are smoothed.
+constexpr int64_t kSteering = 8;
+
+int64_t Duration(int64_t frames, double sampleRate)
+{
+    return std::llround(static_cast<double>(frames) / sampleRate * kNanoseconds);
+}
+
+} // namespace
+
+void CaptureClock::Skip(int64_t frames, double sampleRate)
+{
+    counted += Duration(frames, sampleRate);
+}
+
+void CaptureClock::Begin(int64_t measured)
+{
+    begun = true;
+    counted = measured;
+    steered = 0;
+    measurements = 0;
+    farAhead = 0;
+}
+
+CaptureClock::Stamp CaptureClock::Take(int64_t measured, int64_t frames, double sampleRate)
+{
+    Stamp stamp;
+    const int64_t error = begun ? measured - counted - steered : 0;
+    farAhead = error > kGap ? farAhead + 1 : 0;
+    const bool gap = std::exchange(interrupted, false) ? error > 0 : farAhead == kConfirmations;
+    if (gap)
+        stamp.framesLost = static_cast<uint64_t>(std::llround(static_cast<double>(error) * sampleRate / kNanoseconds));
+    if (!begun || gap)
+        Begin(measured);
+    const int64_t duration = Duration(frames, sampleRate);
+    differences[measurements++ % kMeasurements] = measured - counted;
+    const int64_t steering = measurements < kMeasurements ? static_cast<int64_t>(measurements) : kMeasurements;
+    steered += std::max((Median() - steered) / std::min(steering, kSteering), -duration / 2);
+    stamp.time = counted + steered;
+    counted += duration;
+    return stamp;
+}
+
+int64_t CaptureClock::Median() const
+{
+    auto sorted = differences;
+    const auto known = static_cast<ptrdiff_t>(std::min(measurements, kMeasurements));
+    std::nth_element(sorted.begin(), sorted.begin() + known / 2, sorted.begin() + known);
+    return sorted[static_cast<size_t>(known / 2)];
+}
+
+} // namespace platform

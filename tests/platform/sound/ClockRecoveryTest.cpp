@@ -1,0 +1,127 @@
+#include "platform/sound/ClockRecovery.h"
+
+#include "platform/clock/MonotonicClock.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <numbers>
+#include <random>
+
+using namespace platform;
+
+namespace {
+
+constexpr double kTone = 997;
+constexpr double kAmplitude = 16000;
+constexpr int64_t kStart = 1000 * kNanosecondsPerSecond;
+
+/// A source with a crystal of its own that plays a steady tone: sample n is taken at n / (rate * (1 + error)).
+struct DriftingSource {
+    double error = 0;
+    double jitter = 0; ///< seconds by which stamps scatter
+    double rate = 48000;
+    size_t bufferFrames = 480;
+    int64_t frame = 0;
+    std::mt19937 random{1};
+    std::vector<int16_t> samples = std::vector<int16_t>(bufferFrames);
+
+    double TimeOf(int64_t n) const { return static_cast<double>(n) / (rate * (1 + error)); }
+
+    CapturedSound Next(bool withTone)
+    {
+        for (size_t n = 0; withTone && n < bufferFrames; ++n)
+            samples[n] = static_cast<int16_t>(std::lround(
+                kAmplitude * std::sin(2 * std::numbers::pi * kTone * TimeOf(frame + static_cast<int64_t>(n)))));
+        const double stamp = TimeOf(frame) + std::uniform_real_distribution(-jitter, jitter)(random);
+        frame += static_cast<int64_t>(bufferFrames);
+        const std::span bytes(reinterpret_cast<const uint8_t*>(samples.data()), samples.size() * 2);
+        return {bytes, {rate, 1, 16}, kStart + std::llround(stamp * kNanosecondsPerSecond), 0};
+    }
+};
+
+std::vector<double> SamplesOf(const CapturedSound& sound)
+{
+    std::vector<double> samples;
+    for (size_t i = 0; i < sound.bytes.size(); i += 2) {
+        int16_t sample = 0;
+        std::memcpy(&sample, &sound.bytes[i], sizeof sample);
+        samples.push_back(sample);
+    }
+    return samples;
+}
+
+/// What remains of sound when its best fitting tone of that frequency is taken away, against the tone.
+double NoiseShare(std::span<const double> samples, double frequency)
+{
+    double sine = 0;
+    double cosine = 0;
+    const auto phase = [&](size_t n) { return 2 * std::numbers::pi * frequency * static_cast<double>(n) / 48000; };
+    for (size_t n = 0; n < samples.size(); ++n) {
+        sine += samples[n] * std::sin(phase(n)) * 2 / static_cast<double>(samples.size());
+        cosine += samples[n] * std::cos(phase(n)) * 2 / static_cast<double>(samples.size());
+    }
+    double rest = 0;
+    for (size_t n = 0; n < samples.size(); ++n)
+        rest += std::pow(samples[n] - sine * std::sin(phase(n)) - cosine * std::cos(phase(n)), 2);
+    return std::sqrt(rest / static_cast<double>(samples.size()) * 2 / (sine * sine + cosine * cosine));
+}
+
+} // namespace
+
+// Ten hours of a crystal that is 100 millionths off, with stamps that scatter: the line of samples stays on the clock.
+TEST(ClockRecovery, StaysOnTheClockForTenHours)
+{
+    ClockRecovery recovery;
+    DriftingSource source{.error = 1e-4, .jitter = 0.004, .rate = 8000, .bufferFrames = 400};
+    double end = 0; // seconds since the start, as the stamp says after the first line
+    double worst = 0;
+    for (int64_t buffer = 0; buffer < 10 * 3600 * 20; ++buffer) {
+        const CapturedSound line = recovery.Take(source.Next(false));
+        const double begin = static_cast<double>(line.captureTime - kStart) / kNanosecondsPerSecond;
+        if (buffer > 0)
+            ASSERT_NEAR(begin, end, 1e-6) << "no step at " << buffer;
+        end = begin + static_cast<double>(line.bytes.size()) / 2 / source.rate;
+        worst = std::max(worst, std::abs(end - source.TimeOf(source.frame)));
+    }
+    RecordProperty("worst_ms", std::to_string(worst * 1000));
+    EXPECT_LT(worst, 0.010);
+    EXPECT_NEAR(recovery.Correction(), -1e-4, 3e-5);
+}
+
+// A steady tone stays one, also where the resampling begins: no step from sample to sample, no noise.
+TEST(ClockRecovery, ToneStaysPure)
+{
+    for (const double error : {-3e-4, 3e-4}) {
+        ClockRecovery recovery;
+        DriftingSource source{.error = error};
+        std::vector<double> samples;
+        for (int buffer = 0; buffer < 100 * 240; ++buffer)
+            for (const double sample : SamplesOf(recovery.Take(source.Next(true))))
+                samples.push_back(sample);
+        const double steepest = kAmplitude * 2 * std::numbers::pi * kTone * (1 + 2e-3) / 48000 + 2;
+        for (size_t n = 1; n < samples.size(); ++n)
+            ASSERT_LE(std::abs(samples[n] - samples[n - 1]), steepest) << n;
+        // The end is settled.
+        const double noise = 20 * std::log10(NoiseShare(std::span(samples).last(24000), kTone));
+        RecordProperty("noise_db", std::to_string(noise));
+        EXPECT_LT(noise, -60) << error;
+    }
+}
+
+// A source that agrees with the clock is passed on bit for bit, and a gap begins a line of its own.
+TEST(ClockRecovery, LeavesExactSourcesAlone)
+{
+    ClockRecovery recovery;
+    DriftingSource source{.jitter = 0.001};
+    for (int buffer = 0; buffer < 6000; ++buffer) {
+        const CapturedSound captured = source.Next(true);
+        const CapturedSound line = recovery.Take(captured);
+        ASSERT_EQ(line.bytes.data(), captured.bytes.data());
+        ASSERT_EQ(line.bytes.size(), captured.bytes.size());
+    }
+    source.frame += 4800;
+    const CapturedSound captured = source.Next(true);
+    EXPECT_EQ(recovery.Take(captured).captureTime, captured.captureTime);
+}
