@@ -23,6 +23,8 @@
 #include <cmath>
 #include <map>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace platform {
 namespace {
@@ -60,6 +62,12 @@ public:
     const EventLoopTimer timer;
 };
 
+bool IsMovement(const QEvent& event)
+{
+    return event.type() == QEvent::MouseMove || event.type() == QEvent::Wheel || event.type() == QEvent::TouchUpdate ||
+           event.type() == QEvent::TabletMove;
+}
+
 bool IsUserEvent(const QEvent& event)
 {
     switch (event.type()) {
@@ -82,6 +90,18 @@ bool IsUserEvent(const QEvent& event)
     }
 }
 
+// What may make a program do something, and comes seldom. Windows get it first, then the widgets in them.
+bool IsAction(const QObject& receiver, const QEvent& event)
+{
+    return receiver.isWindowType() && (event.type() == QEvent::Close || (IsUserEvent(event) && !IsMovement(event)));
+}
+
+std::vector<BeforeInput*>& WaitingForInput()
+{
+    static auto* waiting = new std::vector<BeforeInput*>;
+    return *waiting;
+}
+
 class TickReceiver : public QObject {
 public:
     void Start(EventLoopTimer number, LoopTimer& timer, int milliseconds)
@@ -100,7 +120,7 @@ public:
         timer.tick = 0;
     }
 
-    // Counts the events that users make, from the first idle timer on.
+    // Watches the events that users make, from the first time on that anybody wants to know.
     void WatchUserEvents()
     {
         if (watching || QCoreApplication::instance() == nullptr)
@@ -132,10 +152,12 @@ protected:
         return true;
     }
 
-    bool eventFilter(QObject*, QEvent* event) override
+    bool eventFilter(QObject* receiver, QEvent* event) override
     {
         if (IsUserEvent(*event))
             ++userEvents;
+        if (IsAction(*receiver, *event))
+            NoteInput();
         return false;
     }
 
@@ -268,6 +290,25 @@ Result RemoveEventLoopTimer(EventLoopTimer timer)
         return eventLoopInvalidTimer;
     Receiver().Stop(*removed);
     return noErr;
+}
+
+BeforeInput::BeforeInput(std::function<void()> toCall) : function(std::move(toCall))
+{
+    Receiver().WatchUserEvents();
+    WaitingForInput().push_back(this);
+}
+
+BeforeInput::~BeforeInput()
+{
+    std::erase(WaitingForInput(), this);
+}
+
+void NoteInput()
+{
+    // A function may end objects, its own among them.
+    for (BeforeInput* each : std::vector(WaitingForInput()))
+        if (std::ranges::find(WaitingForInput(), each) != WaitingForInput().end())
+            std::function(each->function)();
 }
 
 bool IsInsideEventLoopTimer()

@@ -4,6 +4,7 @@
 #include "platform/memory/ResultCodes.h"
 
 #include <cstdint>
+#include <functional>
 
 namespace platform {
 
@@ -35,5 +36,22 @@ Result RemoveEventLoopTimer(EventLoopTimer timer);
 
 /// Whether the caller runs inside a timer's callback, that is not on behalf of the user.
 bool IsInsideEventLoopTimer();
+
+/// Has a function called on the main thread before what a user does reaches a window, for as long as the object lives:
+/// a key or button pressed or released, a touch, a request to close. Functions may take some hundredths of a second.
+class BeforeInput {
+public:
+    explicit BeforeInput(std::function<void()> function);
+    ~BeforeInput();
+    BeforeInput(const BeforeInput&) = delete;
+    BeforeInput& operator=(const BeforeInput&) = delete;
+
+private:
+    friend void NoteInput();
+    std::function<void()> function;
+};
+
+/// The same for what a user does without a window, such as a signal from the terminal: calls these functions.
+void NoteInput();
 
 } // namespace platform
