@@ -17,12 +17,24 @@ CaptureInHand::~CaptureInHand()
     newest = outer;
 }
 
+CaptureInHand* CaptureInHand::Newest(FourCharCode type)
+{
+    CaptureInHand* buffer = newest;
+    while (buffer != nullptr && buffer->mediaType != type)
+        buffer = buffer->outer;
+    return buffer;
+}
+
 std::optional<int64_t> CaptureInHand::TimeOf(FourCharCode type)
 {
-    for (const CaptureInHand* buffer = newest; buffer != nullptr; buffer = buffer->outer)
-        if (buffer->mediaType == type)
-            return buffer->captureTime;
-    return {};
+    const CaptureInHand* buffer = Newest(type);
+    return buffer != nullptr ? std::optional(buffer->captureTime) : std::nullopt;
+}
+
+void CaptureInHand::NoteAdded(FourCharCode type, Media media)
+{
+    if (CaptureInHand* buffer = Newest(type))
+        buffer->media = media;
 }
 
 } // namespace platform

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/memory/FourCharCode.h"
+#include "platform/movies/Movies.h"
 
 #include <cstdint>
 #include <optional>
@@ -22,10 +22,19 @@ public:
     /// The capture time of the buffer in hand, or none while no buffer of this type is being handed over.
     static std::optional<int64_t> TimeOf(FourCharCode mediaType);
 
+    /// Notes that samples of the buffer in hand were added to media.
+    static void NoteAdded(FourCharCode mediaType, Media media);
+
+    /// The media that samples of this buffer were added to, or 0.
+    Media AddedTo() const { return media; }
+
 private:
+    static CaptureInHand* Newest(FourCharCode mediaType);
+
     CaptureInHand* outer;
     FourCharCode mediaType;
     int64_t captureTime;
+    Media media = 0;
 };
 
 } // namespace platform

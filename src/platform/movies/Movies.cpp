@@ -253,7 +253,14 @@ Result AddMediaSample(Media media, Handle data, int32_t offset, int32_t size, in
     if (const Result result = found->track.storage->AddSamples(samples, run, CaptureTimeOf(track, described, offset));
         result != noErr)
         return result;
+    CaptureInHand::NoteAdded(track.mediaType, media);
     return time == 0 || Poke(time, start) ? noErr : paramErr;
+}
+
+bool IsMediaOpen(Media media)
+{
+    const auto found = AllMedia().Find(media);
+    return found && found->editing && found->track.storage->IsOpen();
 }
 
 int32_t GetMediaDuration(Media media)

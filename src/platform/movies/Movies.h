@@ -120,6 +120,9 @@ Result EndMediaEdits(Media media);
 Result AddMediaSample(Media media, Handle data, int32_t offset, int32_t size, int32_t durationPerSample,
                       Handle description, int32_t count, int16_t flags, Address time);
 
+/// Whether samples can be added to media: its edits are begun, and its file is open.
+bool IsMediaOpen(Media media);
+
 /// Sum of the durations added so far, in the media's units, held at 2^31 - 1; 0 for dead media.
 int32_t GetMediaDuration(Media media);
 int32_t GetMediaTimeScale(Media media);
