@@ -29,6 +29,7 @@ bool Channel::IsUsedIn(GrabMode mode) const
 
 Result Channel::Run()
 {
+    resting = false;
     if (running)
         return noErr;
     arrivedSinceStart = false;
@@ -49,7 +50,14 @@ void Channel::Halt()
     if (running)
         StopDevice();
     running = false;
+    resting = false;
     EndOutage(MonotonicNow());
+}
+
+void Channel::Rest()
+{
+    accepting = false;
+    resting = running;
 }
 
 bool Channel::IsAwaitedAt(int64_t now, int64_t startPatience) const
@@ -57,6 +65,15 @@ bool Channel::IsAwaitedAt(int64_t now, int64_t startPatience) const
     if (!running || gone)
         return false;
     return arrivedSinceStart ? now - lastArrival < kPatience + usualBreak : now - startTime < startPatience;
+}
+
+void Channel::ForgetSettings()
+{
+    usage = 0;
+    playFlags = 0;
+    feeds = 0;
+    description = nullptr;
+    ResetCounts();
 }
 
 SGChannelCounts Channel::Counts() const

@@ -4,6 +4,7 @@
 #include "platform/grabber/Sample.h"
 #include "platform/grabber/SampleQueue.h"
 #include "platform/grabber/SequenceGrabber.h"
+#include "platform/movies/Movies.h"
 
 #include <atomic>
 #include <functional>
@@ -35,10 +36,13 @@ public:
     Channel& operator=(const Channel&) = delete;
 
     const FourCharCode type;
-    class Session* owner = nullptr; ///< outlives the channel's number
-    SGChannel number = 0;           ///< given by the session, before the channel is first started
+    class Session* owner = nullptr;   ///< outlives the channel's number
+    std::atomic<SGChannel> number{0}; ///< given by the session, before the channel is first started
     int32_t usage = 0;
     int32_t playFlags = 0;
+
+    /// The media to which the last buffer handed over was added, or 0.
+    Media feeds = 0;
 
     /// Of the buffer being handed over, or of the newest one.
     SharedDescription description;
@@ -52,7 +56,11 @@ public:
     /// Stops the device; when it returns, no further sample comes.
     void Halt();
 
+    /// Drops what the device delivers but lets it run, so that a start that follows soon restarts nothing.
+    void Rest();
+
     bool Running() const { return running; }
+    bool Resting() const { return resting; }
 
     /// Whether samples are wanted; others are dropped where they arrive and counted nowhere.
     void Accept(bool wanted) { accepting = wanted; }
@@ -93,9 +101,16 @@ public:
     /// the list by then.
     virtual std::function<void()> WayBack() = 0;
 
-    /// All settings of the channel as items, and back: what the machine can't meet is left out.
+    /// Whether a movie is being written out of this session's samples: their format must then stay as it is.
+    bool FormatIsFixed() const;
+
+    /// All settings of the channel as items, and back: what the machine can't meet is left out. A device is restarted
+    /// only by what differs.
     virtual TaggedItems Settings() const = 0;
     virtual void ApplySettings(const TaggedItems& settings) = 0;
+
+    /// Makes the channel as good as new, but for its device and what that is set to.
+    virtual void ForgetSettings();
 
 protected:
     struct Counters {
@@ -114,6 +129,8 @@ protected:
     /// on; one that is merely absent is taken all the same.
     template <typename Device, typename Sink> Result RunInstead(Device& other, Sink& sink)
     {
+        if (resting)
+            Halt();
         if (!running)
             return noErr;
         StopDevice();
@@ -137,6 +154,7 @@ protected:
 
 private:
     bool running = false;
+    bool resting = false; ///< runs, and nobody wants what it delivers
     int64_t startTime = 0;
     std::atomic<bool> accepting{false};
     std::atomic<bool> arrivedSinceStart{false};

@@ -18,7 +18,10 @@ namespace {
 
 // Two keep up with a camera that one would just fail with, and leave the machine's other cores to the live picture.
 constexpr int kThreads = 2;
-constexpr size_t kMostJobs = 8;
+// What may wait: a second or two of a machine that is held up, of the largest frames a few.
+constexpr size_t kFewJobs = 8;
+constexpr size_t kMostJobs = 128;
+constexpr int64_t kMostBytes = int64_t{96} << 20;
 
 } // namespace
 
@@ -86,7 +89,7 @@ void CompressionWorkers::Submit(Frame frame)
 {
     const State state = frame.settings ? State::Waiting : State::Finished;
     const std::lock_guard lock(mutex);
-    if (jobs.size() >= kMostJobs) {
+    if (IsFull()) {
         const auto oldest = std::ranges::find(jobs, State::Waiting, &Job::state);
         if (oldest != jobs.end()) {
             jobs.erase(oldest);
@@ -98,10 +101,26 @@ void CompressionWorkers::Submit(Frame frame)
     work.notify_one();
 }
 
+bool CompressionWorkers::IsFull() const
+{
+    if (jobs.size() < kFewJobs || jobs.size() >= kMostJobs)
+        return jobs.size() >= kMostJobs;
+    int64_t bytes = 0;
+    for (const Job& job : jobs)
+        bytes += job.frame.sample.data.Size();
+    return bytes >= kMostBytes;
+}
+
 bool CompressionWorkers::Busy() const
 {
     const std::lock_guard lock(mutex);
     return !jobs.empty();
+}
+
+bool CompressionWorkers::Awaits(int64_t time) const
+{
+    const std::lock_guard lock(mutex);
+    return !jobs.empty() && jobs.front().frame.sample.captureTime < time;
 }
 
 void CompressionWorkers::Finish()

@@ -47,6 +47,9 @@ public:
     /// Whether a frame is on its way through, so that a later one must follow it.
     bool Busy() const;
 
+    /// Whether a frame captured before `time` is on its way through.
+    bool Awaits(int64_t time) const;
+
     /// Waits until every frame has been handed on.
     void Finish();
 
@@ -62,6 +65,7 @@ private:
     class Compressor;
 
     void Work();
+    bool IsFull() const;
     static bool IsOrdered(const Job& job);
     Job* NextWaiting();
     void HandOnFinished();

@@ -29,81 +29,97 @@
 //    time and is longer than that sixth. The writer keeps the end of it, and both begin together.
 //
 // All this holds only if the sound has no holes, and if it keeps up with the pictures. A frame therefore waits until
-// the sound has reached it, as long as the source is known to deliver; when it isn't, silence stands in for it, and
-// what the source may deliver too late is left out. Sound waits for frames likewise, and flows freely when none come.
-#include "platform/grabber/Session.h"
+// the sound has reached it, as long as the source is known to deliver; when it isn't, silence replaces it, and what the
+// source may deliver too late is left out. Sound waits for frames likewise, and flows freely when none come.
+//
+// A frame's way to the file never waits for its way to the screen. A pass that finds many frames hands all of them
+// over, one behind the other, and only the last one is to be shown: decoding, which takes many times as long as
+// writing, happens once in a pass, and a main thread that can't show every picture still records every frame.
+#include "platform/grabber/Delivery.h"
 
 #include "platform/clock/MonotonicClock.h"
-#include "platform/compression/DecompressionSequence.h"
-#include "platform/digitizer/FrameTrace.h"
-#include "platform/memory/CodeAddress.h"
 
 #include <algorithm>
+#include <span>
 
 namespace platform {
 namespace {
 
-constexpr int64_t kForever = INT64_MAX / 4;
 constexpr int64_t kLeadIn = 200 * kNanosecondsPerMillisecond;
 constexpr int64_t kLongSilence = kNanosecondsPerSecond;
 // How long the sound of a started session waits for the first frame.
 constexpr int64_t kPatienceForFirstFrame = kNanosecondsPerSecond;
 // A frame that has waited so long goes on, whatever the sound does.
 constexpr int64_t kLongestWait = kNanosecondsPerSecond;
-// Sound that comes in bursts holds frames up and lets them go together. So few of them go out one at a call, and each
-// is seen; of more than these, the main thread is behind and takes all it can.
+// Sound that comes in bursts holds frames up and releases them together. So few of them go out one in a pass, and each
+// is seen; when there are more, the main thread is behind.
 constexpr size_t kFewFrames = 3;
 // A frame waits so long for its picture; then it goes on and a later frame brings the picture.
 constexpr int64_t kPictureWait = 25 * kNanosecondsPerMillisecond;
 // One unit of the time scale of pictures, rounded up.
 constexpr int64_t kShortestFrame = kNanosecondsPerSecond / 600 + 1;
 
-using DataProcedure = std::remove_pointer_t<SGDataProc>;
-
 } // namespace
 
-Result Session::Deliver(int64_t now, bool ending)
+void ChannelList::Add(std::shared_ptr<Channel> channel)
+{
+    if (auto picture = std::dynamic_pointer_cast<VideoChannel>(channel))
+        video.push_back(std::move(picture));
+    if (auto heard = std::dynamic_pointer_cast<SoundChannel>(channel))
+        sound.push_back(std::move(heard));
+    all.push_back(std::move(channel));
+}
+
+void ChannelList::Remove(const Channel& channel)
+{
+    const auto isIt = [&](const auto& own) { return own.get() == &channel; };
+    std::erase_if(video, isIt);
+    std::erase_if(sound, isIt);
+    std::erase_if(all, isIt);
+}
+
+Result Delivery::Run(const Pass& pass)
 {
     soundHandedOver = 0;
     framesHandedOver = 0;
+    allAtOnce = !pass.shows || ManyFramesWait(pass.now);
     Result result = noErr;
-    // The procedure may pause, stop or close the session.
-    const auto goesOn = [&] { return mode == GrabMode::Record && !paused && (ending || IsOpen()); };
-    while (result == noErr && goesOn() && DeliverNext(now, ending, result)) {
+    while (result == noErr && sink.GoesOn() && RunStep(pass, result)) {
     }
     return result;
 }
 
 // Hands over what comes next. False when nothing may go out yet.
-bool Session::DeliverNext(int64_t now, bool ending, Result& result)
+bool Delivery::RunStep(const Pass& pass, Result& result)
 {
     SampleQueue::Lane frame;
-    const auto pictures = NextFrame(now, ending, frame);
-    // The procedure may dispose of the channel that it is called for.
-    for (auto sound : soundChannels) {
-        if (!sound->IsUsedIn(mode) || (procedure == 0 && !recording))
+    const auto pictures = NextFrame(pass, frame);
+    // The sink may dispose of the channel that it is called for.
+    for (auto sound : channels.sound) {
+        if (!sound->IsUsedIn(GrabMode::Record) || !sink.WantsSound())
             continue;
-        const SoundStep step = DeliverSound(*sound, frame, now, ending, result);
+        const SoundStep step = RunSound(*sound, frame, pass, result);
         if (step != SoundStep::Reached)
             return step == SoundStep::HandedOver;
     }
-    if (!pictures || (framesHandedOver > 0 && frame.waiting <= kFewFrames && !ending))
+    if (!pictures || (framesHandedOver > 0 && !allAtOnce))
         return false;
     ++framesHandedOver;
-    result = HandOverFrame(*pictures, ending);
+    result = HandOverFrame(*pictures, pass.shows && !FollowsAtOnce(frame, pass));
     return true;
 }
 
-// The channel with the earliest frame among those that had come when this call of Idle began: a main thread that can't
-// keep up still comes to the end of them.
-std::shared_ptr<VideoChannel> Session::NextFrame(int64_t now, bool ending, SampleQueue::Lane& waiting) const
+// The channel with the earliest frame among those that had come when the pass began: a main thread that can't keep up
+// still comes to the end of them.
+std::shared_ptr<VideoChannel> Delivery::NextFrame(const Pass& pass, SampleQueue::Lane& waiting) const
 {
     std::shared_ptr<VideoChannel> next;
-    for (const auto& video : videoChannels) {
+    for (const auto& video : channels.video) {
         const auto lane = queue.Look(video->number);
-        if (lane.waiting == 0 || (lane.arrivalTime > now && !ending))
+        if (lane.waiting == 0 || lane.arrivalTime > pass.now || lane.captureTime >= pass.until)
             continue;
-        if (lane.pictureIsComing && lane.waiting <= kFewFrames && now - lane.arrivalTime < kPictureWait && !ending)
+        if (pass.shows && lane.pictureIsComing && lane.waiting <= kFewFrames &&
+            pass.now - lane.arrivalTime < kPictureWait)
             continue;
         if (!next || lane.captureTime < waiting.captureTime) {
             waiting = lane;
@@ -113,144 +129,154 @@ std::shared_ptr<VideoChannel> Session::NextFrame(int64_t now, bool ending, Sampl
     return next;
 }
 
-Session::SoundStep Session::DeliverSound(SoundChannel& channel, const SampleQueue::Lane& frame, int64_t now,
-                                         bool ending, Result& result)
+bool Delivery::ManyFramesWait(int64_t now) const
+{
+    return std::ranges::any_of(channels.video, [&](const auto& video) {
+        const auto lane = queue.Look(video->number);
+        return lane.waiting > kFewFrames && lane.arrivalTime <= now;
+    });
+}
+
+// Whether the frame behind the first one of a lane goes out in this pass as well.
+bool Delivery::FollowsAtOnce(const SampleQueue::Lane& lane, const Pass& pass) const
+{
+    if (!allAtOnce || lane.waiting < 2 || lane.nextArrivalTime > pass.now)
+        return false;
+    if (lane.nextPictureIsComing && lane.waiting - 1 <= kFewFrames && pass.now - lane.nextArrivalTime < kPictureWait)
+        return false;
+    return std::ranges::all_of(channels.sound, [&](const auto& sound) {
+        return !sound->IsUsedIn(GrabMode::Record) || !sink.WantsSound() ||
+               sound->Stream().ArrivedUpTo() >= lane.nextCaptureTime || !MayCome(*sound, lane.nextArrivalTime, pass);
+    });
+}
+
+Delivery::SoundStep Delivery::RunSound(SoundChannel& channel, const SampleQueue::Lane& frame, const Pass& pass,
+                                       Result& result)
 {
     const bool frameWaits = frame.waiting > 0;
     SoundStream& stream = channel.Stream();
-    if (!stream.HasBegun()) {
-        if (!soundAt && !pictureAt && (frameWaits || PicturesAwaited(now)))
-            return SoundStep::Reached;
-        if (soundAt)
-            stream.MoveTo(*soundAt);
-        else if (pictureAt)
-            stream.MoveTo(*pictureAt - kLeadIn);
-    }
+    if (!stream.HasBegun() && !PlaceSound(stream, frameWaits, pass.now))
+        return SoundStep::Reached;
     if (!soundAt && pictureAt) {
         const auto leadIn = stream.Silence(*pictureAt, kLeadIn, channel.PresentDescription());
         if (leadIn) {
-            result = HandOverSound(channel, *leadIn, ending);
+            result = HandOverSound(channel, *leadIn);
             return SoundStep::HandedOver;
         }
     }
-    const int64_t limit = frameWaits ? frame.captureTime : SoundLimit(now, ending);
-    // The silence of a long gap may come in long pieces, but for the first one of a call: a recording that has just
+    const int64_t limit = frameWaits ? frame.captureTime : SoundLimit(pass);
+    // The silence of a long gap may come in long pieces, but for the first one of a pass: a recording that has just
     // begun may lose that.
     const bool longGap = frameWaits && limit - stream.Position() > kLongSilence;
     const int64_t longest = longGap && soundHandedOver > 0 ? kLongSilence : SoundStream::kLongestPiece;
     auto piece = stream.Next(limit, longest);
     if (!piece && frameWaits && !stream.Reaches(limit)) {
-        const bool mayCome = channel.IsAwaitedAt(now, 0) && now - frame.arrivalTime < kLongestWait;
-        if (mayCome && !ending)
+        if (MayCome(channel, frame.arrivalTime, pass))
             return SoundStep::MustWait;
         piece = stream.Silence(limit, longest, channel.PresentDescription());
     }
     if (!piece)
         return SoundStep::Reached;
-    result = HandOverSound(channel, *piece, ending);
+    result = HandOverSound(channel, *piece);
     return SoundStep::HandedOver;
 }
 
-bool Session::PicturesAwaited(int64_t now) const
+// Gives a stream that begins its place on the clock. False as long as it waits for the first frame.
+bool Delivery::PlaceSound(SoundStream& stream, bool frameWaits, int64_t now) const
 {
-    return std::ranges::any_of(channels, [&](const auto& channel) {
-        return channel->type == kVideoMediaType && channel->IsUsedIn(mode) &&
-               channel->IsAwaitedAt(now, kPatienceForFirstFrame);
+    if (!soundAt && !pictureAt && (frameWaits || PicturesAwaited(now)))
+        return false;
+    if (soundAt)
+        stream.MoveTo(*soundAt);
+    else if (pictureAt)
+        stream.MoveTo(*pictureAt - kLeadIn);
+    return true;
+}
+
+// Whether a frame that arrived then may go on waiting for the sound before it.
+bool Delivery::MayCome(const SoundChannel& channel, int64_t frameArrival, const Pass& pass)
+{
+    return pass.waitsForSound && channel.IsAwaitedAt(pass.now, 0) && pass.now - frameArrival < kLongestWait;
+}
+
+bool Delivery::PicturesAwaited(int64_t now) const
+{
+    return std::ranges::any_of(channels.video, [&](const auto& channel) {
+        return channel->IsUsedIn(GrabMode::Record) && channel->IsAwaitedAt(now, kPatienceForFirstFrame);
     });
 }
 
 // How far sound may go while no frame waits.
-int64_t Session::SoundLimit(int64_t now, bool ending) const
+int64_t Delivery::SoundLimit(const Pass& pass) const
 {
-    if (ending || !pictureAt || !PicturesAwaited(now))
-        return kForever;
+    if (!pass.waitsForSound || !pictureAt || !PicturesAwaited(pass.now))
+        return pass.until;
     const auto known = std::span(lastBreaks).first(std::min(breaksKnown, lastBreaks.size()));
     return *pictureAt + (known.empty() ? 0 : *std::ranges::min_element(known) / 2);
 }
 
-void Session::NoteFrame(int64_t captureTime)
+bool Delivery::AwaitsFrameBefore(int64_t time, int64_t now) const
+{
+    return std::ranges::any_of(channels.video, [&](const auto& video) {
+        if (!video->IsUsedIn(GrabMode::Record))
+            return false;
+        const auto lane = queue.Look(video->number);
+        return (lane.waiting > 0 && lane.captureTime < time) || video->AwaitsFrameBefore(time, now);
+    });
+}
+
+void Delivery::BeginAnew()
+{
+    pictureAt.reset();
+    soundAt.reset();
+    breaksKnown = 0;
+    for (const auto& sound : channels.sound)
+        sound->Stream().BeginAnew();
+}
+
+void Delivery::NoteFrame(int64_t captureTime)
 {
     if (pictureAt && captureTime > *pictureAt)
         lastBreaks[breaksKnown++ % lastBreaks.size()] = captureTime - *pictureAt;
     pictureAt = captureTime;
 }
 
-Result Session::HandOverFrame(VideoChannel& channel, bool ending)
+Result Delivery::HandOverFrame(VideoChannel& channel, bool shown)
 {
     auto frame = queue.Take(channel.number);
     if (!frame)
         return noErr;
-    channel.description = frame->description;
-    bool shown = true;
-    auto picture = channel.TakePicture(*frame, shown);
-    TraceHandOver(frame->captureTime, shown);
-    if (!shown)
-        channel.CountNotShown();
     // A driver that falls behind may give several frames one time; in a movie each must last.
     frame->captureTime = std::max(frame->captureTime, channel.newest.captureTime + kShortestFrame);
     NoteFrame(frame->captureTime);
-    if (recording)
-        if (const Result failed = recording->AddFrame(*frame); failed != noErr)
-            recordingFailure = failed;
-    const FrameInHand known(frame->data.Start(), frame->description->image, shown, std::move(picture));
-    const Result result = HandOver(channel, {frame->data.Start(), frame->data.Size(), frame->captureTime}, ending);
-    const bool isNewest = queue.Look(channel.number).waiting == 0;
-    if ((channel.usage & seqGrabPlayDuringRecord) != 0 && isNewest)
-        channel.DrawPreview(*frame, port);
-    if (shown)
-        channel.NoteShown(known.ShownScale());
-    channel.newest = std::move(*frame);
-    return result;
+    channel.description = frame->description;
+    channel.CountDelivered();
+    if (!shown)
+        channel.CountNotShown();
+    const int32_t time = TimeOf(frame->captureTime, channel.TimeScale());
+    return sink.TakeFrame(channel, std::move(*frame), time, shown);
 }
 
-Result Session::HandOverSound(SoundChannel& channel, const SoundStream::Piece& piece, bool ending)
+Result Delivery::HandOverSound(SoundChannel& channel, const SoundStream::Piece& piece)
 {
     ++soundHandedOver;
-    channel.description = piece.description;
     soundAt = channel.Stream().Position();
-    if (recording)
-        if (const Result failed = recording->AddSound(piece); failed != noErr)
-            recordingFailure = failed;
-    return HandOver(channel, {piece.data, piece.bytes, piece.captureTime}, ending);
+    channel.description = piece.description;
+    channel.CountDelivered();
+    return sink.TakeSound(channel, piece, TimeOf(piece.captureTime, channel.TimeScale()));
 }
 
-Result Session::HandOver(Channel& channel, const Buffer& buffer, bool ending)
+// Rounded, and counted from the origin each time, so that no rounding adds up and an even rate stays even. The count
+// wraps after 2^32 units; differences between two times stay right across that.
+int32_t Delivery::TimeOf(int64_t captureTime, int32_t scale)
 {
     if (!origin)
-        origin = buffer.captureTime;
-    channel.CountDelivered();
-    auto* const code = CodeAt<DataProcedure>(procedure);
-    if (!code || ending)
-        return noErr;
-    return code(channel.number, buffer.data, static_cast<int32_t>(buffer.bytes), offsetCell.Get(), 0,
-                TimeOf(buffer.captureTime, channel.TimeScale()), seqGrabWriteAppend, refCon);
-}
-
-// Counted from the origin each time, so that no rounding adds up. The count wraps after 2^32 units; differences between
-// two times stay right across that.
-int32_t Session::TimeOf(int64_t captureTime, int32_t scale) const
-{
+        origin = captureTime;
     const int64_t sinceOrigin = std::max<int64_t>(0, captureTime - *origin);
     const int64_t seconds = sinceOrigin / kNanosecondsPerSecond;
     const int64_t rest = sinceOrigin % kNanosecondsPerSecond;
-    return static_cast<int32_t>(static_cast<uint32_t>(seconds * scale + rest * scale / kNanosecondsPerSecond));
-}
-
-// A preview shows the newest frame; those before it have had their time.
-void Session::DrawNewestFrames()
-{
-    for (const auto& video : videoChannels) {
-        std::optional<Sample> newest;
-        while (auto frame = queue.Take(video->number)) {
-            newest = std::move(frame);
-            video->CountDelivered();
-        }
-        if (!newest)
-            continue;
-        video->description = newest->description;
-        video->DrawPreview(*newest, port);
-        video->newest = std::move(*newest);
-    }
+    const int64_t units = (rest * scale + kNanosecondsPerSecond / 2) / kNanosecondsPerSecond;
+    return static_cast<int32_t>(static_cast<uint32_t>(seconds * scale + units));
 }
 
 } // namespace platform

@@ -107,10 +107,10 @@ Result DirectRecording::AddFrame(const Sample& frame)
     const int64_t units = Units(frame.captureTime - *video.start);
     Result result = noErr;
     if (framePending)
-        result = AddPendingFrame(static_cast<int32_t>(std::clamp<int64_t>(units - pendingUnits, 0, INT32_MAX)));
+        result = AddPendingFrame(
+            static_cast<int32_t>(std::clamp<int64_t>(units - Units(pendingTime - *video.start), 0, INT32_MAX)));
     Fill(video, frame.data.Bytes(), frame.description);
     pendingTime = frame.captureTime;
-    pendingUnits = units;
     framePending = true;
     return Keep(result);
 }
@@ -136,9 +136,8 @@ Result DirectRecording::AddSound(const SoundStream::Piece& piece)
         if (video.start)
             early = std::max<int64_t>(0, *video.start - piece.captureTime);
     }
-    const auto skipped = static_cast<int32_t>(
-        std::min(static_cast<double>(piece.frames),
-                 static_cast<double>(early) * piece.description->sampleRate / kNanosecondsPerSecond));
+    const auto skipped = static_cast<int32_t>(std::min<long>(
+        piece.frames, std::lround(static_cast<double>(early) * piece.description->sampleRate / kNanosecondsPerSecond)));
     const int32_t frames = piece.frames - skipped;
     if (frames == 0)
         return noErr;

@@ -33,6 +33,8 @@ public:
     Result AddFrame(const Sample& frame);
     Result AddSound(const SoundStream::Piece& piece);
 
+    bool GetStatus(MovieStorageStatus& status) const { return GetMovieStorageStatus(handler, status); }
+
     /// Completes the file. The first failure since the beginning, if there was any.
     Result Finish();
 
@@ -63,8 +65,7 @@ private:
     bool withPictures = true;
     std::optional<int64_t> soundArrived; ///< capture time of the first sound, taken or not
     bool framePending = false;           ///< the newest frame, whose end the next one tells
-    int64_t pendingTime = 0;             // when the pending frame was captured
-    int64_t pendingUnits = 0;
+    int64_t pendingTime = 0;             ///< its capture time
     int32_t lastDuration = 0;
     Result firstFailure = noErr;
 };

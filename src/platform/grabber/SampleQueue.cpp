@@ -41,6 +41,15 @@ void SampleQueue::Put(int32_t lane, Sample sample)
     target.samples.push_back(std::move(sample));
     while (bytes > kMostBytes)
         DropOldest();
+    ++samplesPut;
+    sampleCame.notify_one();
+}
+
+void SampleQueue::WaitForSample(int milliseconds)
+{
+    std::unique_lock lock(mutex);
+    const uint64_t before = samplesPut;
+    sampleCame.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] { return samplesPut != before; });
 }
 
 SampleQueue::Lane SampleQueue::Look(int32_t lane) const
@@ -49,9 +58,18 @@ SampleQueue::Lane SampleQueue::Look(int32_t lane) const
     const auto found = lanes.find(lane);
     if (found == lanes.end() || found->second.samples.empty())
         return {};
-    const Sample& first = found->second.samples.front();
-    return {found->second.samples.size(), first.captureTime, first.arrivalTime,
-            first.picture && first.picture->IsComing()};
+    const auto& samples = found->second.samples;
+    const auto isComing = [](const Sample& frame) { return frame.picture && frame.picture->IsComing(); };
+    const Sample& first = samples.front();
+    Lane look{.waiting = samples.size(), .captureTime = first.captureTime, .arrivalTime = first.arrivalTime};
+    look.pictureIsComing = isComing(first);
+    if (samples.size() > 1) {
+        look.nextCaptureTime = samples[1].captureTime;
+        look.nextArrivalTime = samples[1].arrivalTime;
+        look.nextPictureIsComing = isComing(samples[1]);
+    }
+    look.end = samples.back().captureTime + samples.back().duration;
+    return look;
 }
 
 std::optional<Sample> SampleQueue::Take(int32_t lane)

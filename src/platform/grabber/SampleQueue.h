@@ -3,6 +3,7 @@
 #include "platform/grabber/Sample.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -21,6 +22,13 @@ public:
         int64_t captureTime = 0;      ///< of the first sample
         int64_t arrivalTime = 0;      ///< of the first sample
         bool pictureIsComing = false; ///< whether the first sample's picture is still being decoded
+
+        // Of the second sample, where two or more wait.
+        int64_t nextCaptureTime = 0;
+        int64_t nextArrivalTime = 0;
+        bool nextPictureIsComing = false;
+
+        int64_t end = 0; ///< when the capture of the last sample ended
     };
 
     /// Opens a lane that holds at most `mostSamples`; what it has to give up is counted in `dropped`, which outlives
@@ -35,6 +43,9 @@ public:
     void Put(int32_t lane, Sample sample);
 
     Lane Look(int32_t lane) const;
+
+    /// Waits until another sample is put into the queue, for at most so many milliseconds of the real clock.
+    void WaitForSample(int milliseconds);
 
     /// The first sample of a lane, if there is any.
     std::optional<Sample> Take(int32_t lane);
@@ -58,6 +69,8 @@ private:
     void DropFirst(Waiting& lane);
 
     mutable std::mutex mutex;
+    std::condition_variable sampleCame;
+    uint64_t samplesPut = 0;
     std::map<int32_t, Waiting> lanes;
     int64_t bytes = 0;
 };

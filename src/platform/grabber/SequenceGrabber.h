@@ -5,6 +5,7 @@
 #include "platform/memory/FixedPoint.h"
 #include "platform/memory/FourCharCode.h"
 #include "platform/memory/ResultCodes.h"
+#include "platform/movies/Movies.h"
 
 #include <cstdint>
 
@@ -246,6 +247,9 @@ struct SGChannelCounts {
     bool away = false;           ///< the device is away now
 };
 SGChannelCounts SGGetChannelCounts(SGChannel channel);
+
+/// The state of the movie that the grabber itself writes. False while it writes none.
+bool SGGetRecordingStatus(SGComponent session, MovieStorageStatus& status);
 
 /// Asks a video channel's device for frames of that size in pixels; the nearest that it has is taken, at its present
 /// rate or the nearest to it. `paramErr` for a side below 1, else the device's own refusal.

@@ -1,30 +1,60 @@
 // A session.
 //
-// It is stopped, previewing or recording, and in the last two it may be paused; devices run exactly while a mode needs
-// them, pauses included. "Recording" is what publishes samples: to the data procedure, to a movie of the grabber's own
-// when an output is set, to both, or to nobody. The session owns its channels, the queue between their threads and the
-// main thread, the movie being written and the device lists that were asked for.
+// It is stopped, previewing or recording, and in the last two it may be paused. "Recording" is what publishes samples:
+// to the data procedure, to a movie of the grabber's own when an output is set, to both, or to nobody. The session owns
+// its channels, the queue between their threads and the main thread, the movie being written and the device lists that
+// were asked for.
+//
+// Devices run while a mode needs them, pauses included, and for a moment after a stop: a camera takes half a second to
+// start and blinks, and callers stop a session to change something and start it again at once.
 //
 // The count of time begins with the first sample of the session's life and runs on over pauses and stops: the first
 // frame after a gap comes with a time that holds the gap, and sound is filled up with silence to match.
 //
-// A data procedure may do anything, also stop or close the session that calls it. So whoever calls Idle keeps the
-// session alive, and after each handing over everything is looked at afresh.
+// A data procedure may do anything, also stop or close the session that calls it. So the caller of Idle keeps the
+// session alive, and after each handing over everything is looked at again.
+//
+// While a movie is written, input reaches the windows only behind what was captured before it: a press on Stop ends a
+// movie that holds every frame captured until then, whatever waited in the queue, for the sound or for a compressor.
 #include "platform/grabber/Session.h"
 
-#include "platform/grabber/DeviceLists.h"
 #include "platform/clock/MonotonicClock.h"
+#include "platform/compression/DecompressionSequence.h"
+#include "platform/digitizer/FrameTrace.h"
+#include "platform/grabber/DeviceLists.h"
+#include "platform/memory/CodeAddress.h"
+#include "platform/movies/CaptureInHand.h"
 
 #include <algorithm>
+#include <chrono>
 
 namespace platform {
 namespace {
 
-// Two seconds of a main thread that shows a dialog, at sixty frames a second; sound comes in buffers of some
-// milliseconds.
-constexpr size_t kMostFrames = 128;
+// Two seconds of a main thread that is held up, at sixty frames a second, and as many again on the way; the queue's
+// limit in bytes has room for these two seconds at 1.7 MB a frame and thirty frames a second. Sound comes in buffers of
+// some milliseconds.
+constexpr size_t kMostFrames = 256;
 constexpr size_t kMostSoundBuffers = 4096;
 constexpr int64_t kRetryInterval = kNanosecondsPerSecond;
+constexpr int64_t kRestingTime = kNanosecondsPerSecond / 2;
+// How long input waits at most for what was captured before it.
+constexpr auto kLongestInputDelay = std::chrono::milliseconds(300);
+constexpr int kWaitMilliseconds = 5;
+
+using DataProcedure = std::remove_pointer_t<SGDataProc>;
+
+// Keeps a flag raised for the time of a call, whether that returns or throws.
+class Raised {
+public:
+    explicit Raised(bool& flag) : flag(flag) { flag = true; }
+    ~Raised() { flag = false; }
+    Raised(const Raised&) = delete;
+    Raised& operator=(const Raised&) = delete;
+
+private:
+    bool& flag;
+};
 
 bool IsListed(const Channel& channel)
 {
@@ -45,8 +75,8 @@ std::shared_ptr<Session> FindSession(ComponentInstance number)
 Session::~Session()
 {
     Stop();
-    while (!channels.empty())
-        RemoveChannel(*channels.back());
+    while (!channels.all.empty())
+        RemoveChannel(*channels.all.back());
     for (const Handle list : deviceLists)
         FreeDeviceList(list);
 }
@@ -89,14 +119,15 @@ Result Session::Start(GrabMode wanted)
             return begun;
     paused = false;
     if (mode != wanted) {
-        for (const auto& channel : channels) {
+        for (const auto& channel : channels.all) {
             channel->Accept(false);
             channel->ResetCounts();
         }
         queue.Clear();
-        for (const auto& sound : soundChannels)
+        for (const auto& sound : channels.sound)
             sound->Stream().Interrupt();
     }
+    restingSince.reset();
     mode = wanted;
     const Result run = RunChannels();
     return result != noErr ? result : run;
@@ -107,7 +138,7 @@ Result Session::RunChannels()
     // Accepted first, so that a device that delivers at once loses nothing.
     ChooseWhatIsAccepted();
     Result first = noErr;
-    for (const auto& channel : channels) {
+    for (const auto& channel : channels.all) {
         if (!channel->IsUsedIn(mode)) {
             channel->Halt();
             continue;
@@ -123,7 +154,7 @@ void Session::ChooseWhatIsAccepted()
 {
     // Sound is only of use where it is handed on; a frame may still be drawn, or grabbed as a picture.
     const bool kept = mode == GrabMode::Record && (procedure != 0 || recording);
-    for (const auto& channel : channels)
+    for (const auto& channel : channels.all)
         channel->Accept(!paused && channel->IsUsedIn(mode) && (kept || channel->type == kVideoMediaType));
 }
 
@@ -131,28 +162,55 @@ Result Session::Stop()
 {
     if (mode == GrabMode::Stopped)
         return noErr;
-    HaltChannels();
+    HandOverCaptured();
+    for (const auto& channel : channels.all)
+        channel->Rest();
+    restingSince = MonotonicNow();
     Result result = noErr;
     if (recording) {
         paused = false;
-        for (const auto& channel : channels)
+        for (const auto& channel : channels.all)
             channel->FinishArrived();
-        Deliver(MonotonicNow(), true);
+        const Raised last(finishing);
+        delivery.Run({.now = Delivery::kForever, .shows = false, .waitsForSound = false});
         result = FinishRecording();
     }
-    for (const auto& channel : channels)
-        channel->DiscardArrived();
-    queue.Clear();
-    for (const auto& sound : soundChannels)
-        sound->Stream().Interrupt();
+    DiscardArrived();
     mode = GrabMode::Stopped;
     paused = false;
     return result;
 }
 
+void Session::DiscardArrived()
+{
+    for (const auto& channel : channels.all)
+        channel->DiscardArrived();
+    queue.Clear();
+    for (const auto& sound : channels.sound)
+        sound->Stream().Interrupt();
+}
+
+Result Session::Release()
+{
+    const Result result = Stop();
+    restingSince.reset();
+    HaltChannels();
+    return result;
+}
+
+void Session::ReleaseRestingDevices(int64_t now)
+{
+    if (!restingSince || trying || now - *restingSince < kRestingTime)
+        return;
+    restingSince.reset();
+    for (const auto& channel : channels.all)
+        if (channel->Resting())
+            channel->Halt();
+}
+
 void Session::HaltChannels()
 {
-    for (const auto& channel : channels)
+    for (const auto& channel : channels.all)
         channel->Halt();
 }
 
@@ -164,7 +222,7 @@ void Session::Pause(bool pause)
 
 Result Session::Prepare(bool forPreview, bool forRecord) const
 {
-    for (const auto& channel : channels) {
+    for (const auto& channel : channels.all) {
         if (!(forPreview && channel->IsUsedIn(GrabMode::Preview)) &&
             !(forRecord && channel->IsUsedIn(GrabMode::Record)))
             continue;
@@ -176,29 +234,57 @@ Result Session::Prepare(bool forPreview, bool forRecord) const
 
 Result Session::Idle()
 {
+    const int64_t now = MonotonicNow();
+    if (mode == GrabMode::Stopped)
+        ReleaseRestingDevices(now);
     // A procedure that waits for the user lets timers run, and they come here again.
     if (idling || mode == GrabMode::Stopped)
         return noErr;
-    idling = true;
     // A data procedure may throw; the next call goes on all the same.
-    const struct EndOfIdling {
-        bool& idling;
-        ~EndOfIdling() { idling = false; }
-    } end{idling};
-    const int64_t now = MonotonicNow();
+    const Raised inside(idling);
     RetryAbsentDevices(now);
     if (!paused)
-        std::ranges::for_each(soundChannels, &SoundChannel::ReplaceStandIn);
-    Result result = noErr;
+        std::ranges::for_each(channels.sound, [](const auto& sound) { sound->ReplaceStandIn(); });
+    Result result = std::exchange(inputFailure, noErr);
     if (!paused && mode == GrabMode::Preview)
         DrawNewestFrames();
-    else if (!paused)
-        result = Deliver(now, false);
+    else if (!paused && result == noErr)
+        result = delivery.Run({.now = now});
     if (result != noErr) {
         Stop();
         return result;
     }
     return TakeFailure();
+}
+
+bool Session::IsWritingMovie() const
+{
+    return recording ||
+           std::ranges::any_of(channels.all, [](const auto& channel) { return IsMediaOpen(channel->feeds); });
+}
+
+bool Channel::FormatIsFixed() const
+{
+    return owner != nullptr && owner->IsWritingMovie();
+}
+
+// What has been captured up to now goes into the movie, also what is still on its way from a device or a compressor.
+void Session::HandOverCaptured()
+{
+    if (idling || mode != GrabMode::Record || paused || !IsWritingMovie())
+        return;
+    const Raised inside(idling);
+    const int64_t press = MonotonicNow();
+    const auto deadline = std::chrono::steady_clock::now() + kLongestInputDelay; // also where a test holds the clock
+    Result result = delivery.Run({.now = press, .shows = false});
+    while (result == noErr && delivery.AwaitsFrameBefore(press, MonotonicNow()) &&
+           std::chrono::steady_clock::now() < deadline) {
+        queue.WaitForSample(kWaitMilliseconds);
+        result = delivery.Run({.now = MonotonicNow(), .shows = false});
+    }
+    if (result == noErr)
+        result = delivery.Run({.now = MonotonicNow(), .shows = false, .waitsForSound = false, .until = press});
+    inputFailure = result;
 }
 
 // A device that comes back delivers by itself once it could be started; one that couldn't be, because somebody else
@@ -208,7 +294,7 @@ void Session::RetryAbsentDevices(int64_t now)
     if (now - lastRetry < kRetryInterval)
         return;
     lastRetry = now;
-    for (const auto& channel : channels)
+    for (const auto& channel : channels.all)
         if (channel->IsUsedIn(mode) && !channel->Running() && channel->Run() == noErr)
             ChooseWhatIsAccepted();
 }
@@ -216,7 +302,7 @@ void Session::RetryAbsentDevices(int64_t now)
 Result Session::TakeFailure()
 {
     Result result = std::exchange(recordingFailure, noErr);
-    for (const auto& channel : channels)
+    for (const auto& channel : channels.all)
         if (result == noErr)
             result = channel->TakeFailure();
     return result;
@@ -226,6 +312,7 @@ Result Session::TakeFailure()
 
 void Session::BeginTrial(Channel& channel)
 {
+    trying = true;
     heldForTrial = mode != GrabMode::Stopped && !paused;
     Pause(true);
     channel.FinishArrived();
@@ -242,10 +329,12 @@ void Session::RunTried(Channel& channel)
     channel.Run();
 }
 
-// The device is halted between the trial and what comes after it, so that nothing of one gets into the other.
+// What the device still sent for the trial goes, so that nothing of it gets into what comes after.
 void Session::EndTrial(Channel& channel)
 {
-    channel.Halt();
+    trying = false;
+    channel.Rest();
+    restingSince = MonotonicNow();
     channel.DiscardArrived();
     while (queue.Take(channel.number)) {
     }
@@ -265,33 +354,22 @@ Result Session::BeginRecording()
 {
     DirectRecording::Plan plan{
         .path = outputPath, .append = (outputFlags & seqGrabAppendToFile) != 0, .withPictures = false};
-    for (const auto& video : videoChannels) {
+    for (const auto& video : channels.video) {
         if (!video->IsUsedIn(GrabMode::Record))
             continue;
         plan.withPictures = true;
         plan.width = video->SourceRect().Width();
         plan.height = video->SourceRect().Height();
     }
-    for (const auto& sound : soundChannels)
+    for (const auto& sound : channels.sound)
         if (sound->IsUsedIn(GrabMode::Record))
             plan.soundScale = sound->TimeScale();
     // Whatever gap lies before it, the movie begins with its own first frame.
     if (mode != GrabMode::Record || paused)
-        BeginTimelineAnew();
+        delivery.BeginAnew();
     Result result = noErr;
     recording = DirectRecording::Begin(plan, result);
-    for (const auto& sound : soundChannels)
-        sound->rateIsFixed = recording != nullptr;
     return result;
-}
-
-void Session::BeginTimelineAnew()
-{
-    pictureAt.reset();
-    soundAt.reset();
-    breaksKnown = 0;
-    for (const auto& sound : soundChannels)
-        sound->Stream().BeginAnew();
 }
 
 // One output is one movie: a later start must not write over what has just been recorded.
@@ -301,9 +379,70 @@ Result Session::FinishRecording()
     recording.reset();
     recordingFailure = noErr;
     outputPath.clear();
-    for (const auto& sound : soundChannels)
-        sound->rateIsFixed = false;
     return result;
+}
+
+// Samples.
+
+Result Session::TakeFrame(VideoChannel& channel, Sample frame, int32_t time, bool shown)
+{
+    if (recording)
+        if (const Result failed = recording->AddFrame(frame); failed != noErr)
+            recordingFailure = failed;
+    bool inTime = shown;
+    auto picture = channel.TakePicture(frame, inTime);
+    if (shown && !inTime)
+        channel.CountNotShown();
+    TraceHandOver(frame.captureTime, inTime);
+    const FrameInHand known(frame.data.Start(), frame.description->image, inTime, std::move(picture));
+    const CaptureInHand captured(kVideoMediaType, frame.captureTime);
+    const Result result = CallProcedure(channel, frame.data.Start(), frame.data.Size(), time);
+    channel.feeds = captured.AddedTo();
+    if (shown && (channel.usage & seqGrabPlayDuringRecord) != 0)
+        channel.DrawPreview(frame, port);
+    if (inTime)
+        channel.NoteShown(known.ShownScale());
+    channel.newest = std::move(frame);
+    return result;
+}
+
+Result Session::TakeSound(SoundChannel& channel, const SoundStream::Piece& piece, int32_t time)
+{
+    if (recording)
+        if (const Result failed = recording->AddSound(piece); failed != noErr)
+            recordingFailure = failed;
+    const CaptureInHand captured(kSoundMediaType, piece.captureTime);
+    const Result result = CallProcedure(channel, piece.data, piece.bytes, time);
+    channel.feeds = captured.AddedTo();
+    return result;
+}
+
+Result Session::CallProcedure(const Channel& channel, Address data, int64_t bytes, int32_t time)
+{
+    auto* const code = CodeAt<DataProcedure>(procedure);
+    if (!code || finishing)
+        return noErr;
+    return code(channel.number, data, static_cast<int32_t>(bytes), offsetCell.Get(), 0, time, seqGrabWriteAppend,
+                refCon);
+}
+
+// A preview shows the newest frame; older ones are skipped.
+void Session::DrawNewestFrames()
+{
+    for (const auto& video : channels.video) {
+        std::optional<Sample> newest;
+        while (auto frame = queue.Take(video->number)) {
+            if (newest)
+                video->CountNotShown();
+            newest = std::move(frame);
+            video->CountDelivered();
+        }
+        if (!newest)
+            continue;
+        video->description = newest->description;
+        video->DrawPreview(*newest, port);
+        video->newest = std::move(*newest);
+    }
 }
 
 // Channels.
@@ -326,23 +465,24 @@ void Session::AddChannel(std::shared_ptr<Channel> channel)
     RegisterChannel(channel);
     channel->owner = this;
     channel->OpenLane(channel->type == kVideoMediaType ? kMostFrames : kMostSoundBuffers);
-    if (auto video = std::dynamic_pointer_cast<VideoChannel>(channel))
-        videoChannels.push_back(std::move(video));
-    if (auto sound = std::dynamic_pointer_cast<SoundChannel>(channel))
-        soundChannels.push_back(std::move(sound));
-    channels.push_back(std::move(channel));
+    channels.Add(std::move(channel));
+}
+
+// Takes a channel out of the session; its device goes on as it is.
+void Session::DetachChannel(Channel& channel)
+{
+    channel.Accept(false);
+    channel.DiscardArrived();
+    queue.CloseLane(channel.number);
+    UnregisterChannel(channel.number);
+    channel.owner = nullptr;
+    channels.Remove(channel);
 }
 
 void Session::RemoveChannel(Channel& channel)
 {
     channel.Halt();
-    channel.DiscardArrived();
-    queue.CloseLane(channel.number);
-    UnregisterChannel(channel.number);
-    const auto isIt = [&](const auto& own) { return own.get() == &channel; };
-    std::erase_if(videoChannels, isIt);
-    std::erase_if(soundChannels, isIt);
-    std::erase_if(channels, isIt);
+    DetachChannel(channel);
 }
 
 Result Session::DisposeChannel(SGChannel channel)
@@ -356,7 +496,7 @@ Result Session::DisposeChannel(SGChannel channel)
 
 bool Session::Owns(SGChannel channel) const
 {
-    return std::ranges::any_of(channels, [&](const auto& own) { return own->number == channel; });
+    return std::ranges::any_of(channels.all, [&](const auto& own) { return own->number == channel; });
 }
 
 } // namespace platform

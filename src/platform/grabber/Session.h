@@ -2,12 +2,10 @@
 
 #include "platform/components/Components.h"
 #include "platform/drawing/GraphicsWorlds.h"
+#include "platform/events/EventLoop.h"
+#include "platform/grabber/Delivery.h"
 #include "platform/grabber/DirectRecording.h"
-#include "platform/grabber/SampleQueue.h"
-#include "platform/grabber/SoundChannel.h"
-#include "platform/grabber/VideoChannel.h"
 
-#include <array>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,7 +14,7 @@
 namespace platform {
 
 /// One session of the Sequence Grabber.
-class Session final : public ComponentObject {
+class Session final : public ComponentObject, private DeliverySink {
 public:
     Session() = default;
     ~Session() override;
@@ -34,16 +32,27 @@ public:
     /// Starts a mode, or goes on with it; ends a pause.
     Result Start(GrabMode wanted);
     Result Stop();
+
+    /// Stops and releases the devices at once.
+    Result Release();
+
     void Pause(bool pause);
     Result Prepare(bool forPreview, bool forRecord) const;
     Result Idle();
 
     GrabMode Mode() const { return mode; }
 
+    /// Whether what is captured goes into a movie, the grabber's own or one that the data procedure feeds. Its format
+    /// must then stay as it is.
+    bool IsWritingMovie() const;
+
+    /// Of the grabber's own movie; false while there is none.
+    bool GetRecordingStatus(MovieStorageStatus& status) const { return recording && recording->GetStatus(status); }
+
     std::shared_ptr<Channel> NewChannel(FourCharCode type);
     Result DisposeChannel(SGChannel channel);
     bool Owns(SGChannel channel) const;
-    const std::vector<std::shared_ptr<Channel>>& Channels() const { return channels; }
+    const std::vector<std::shared_ptr<Channel>>& Channels() const { return channels.all; }
 
     /// Device lists belong to the session that made them: what nobody disposed of goes with it.
     void AddDeviceList(Handle list) { deviceLists.push_back(list); }
@@ -59,21 +68,15 @@ public:
     void EndTrial(Channel& channel);
 
 private:
-    /// A frame or a piece of sound on its way to the data procedure.
-    struct Buffer {
-        Address data;
-        int64_t bytes;
-        int64_t captureTime;
-    };
-
-    /// What became of an attempt to hand over sound.
-    enum class SoundStep { HandedOver, Reached, MustWait };
-
     bool IsOpen() const { return FindInstance(number).get() == this; }
-    void BeginTimelineAnew();
     void AddChannel(std::shared_ptr<Channel> channel);
+    void DetachChannel(Channel& channel);
     void RemoveChannel(Channel& channel);
     void HaltChannels();
+    void ReleaseRestingDevices(int64_t now);
+    void DiscardArrived();
+    std::shared_ptr<Channel> ChannelFor(FourCharCode type, const TaggedItems& settings,
+                                        std::vector<std::shared_ptr<Channel>>& present);
     Result RunChannels();
     void ChooseWhatIsAccepted();
     void RetryAbsentDevices(int64_t now);
@@ -81,34 +84,31 @@ private:
     Result BeginRecording();
     Result FinishRecording();
 
-    // Delivery.cpp
-    Result Deliver(int64_t now, bool ending);
-    bool DeliverNext(int64_t now, bool ending, Result& result);
-    std::shared_ptr<VideoChannel> NextFrame(int64_t now, bool ending, SampleQueue::Lane& waiting) const;
-    SoundStep DeliverSound(SoundChannel& channel, const SampleQueue::Lane& frame, int64_t now, bool ending,
-                           Result& result);
-    Result HandOverFrame(VideoChannel& channel, bool ending);
-    Result HandOverSound(SoundChannel& channel, const SoundStream::Piece& piece, bool ending);
-    Result HandOver(Channel& channel, const Buffer& buffer, bool ending);
-    bool PicturesAwaited(int64_t now) const;
-    int64_t SoundLimit(int64_t now, bool ending) const;
-    void NoteFrame(int64_t captureTime);
-    int32_t TimeOf(int64_t captureTime, int32_t scale) const;
+    // What a delivery hands over.
+    Result TakeFrame(VideoChannel& channel, Sample frame, int32_t time, bool shown) override;
+    Result TakeSound(SoundChannel& channel, const SoundStream::Piece& piece, int32_t time) override;
+    bool WantsSound() const override { return procedure != 0 || recording != nullptr; }
+    bool GoesOn() const override { return mode == GrabMode::Record && !paused && (finishing || IsOpen()); }
+    Result CallProcedure(const Channel& channel, Address data, int64_t bytes, int32_t time);
+
+    void HandOverCaptured();
     void DrawNewestFrames();
 
     SampleQueue queue;
-    std::vector<std::shared_ptr<Channel>> channels;
-    std::vector<std::shared_ptr<VideoChannel>> videoChannels; ///< the same, by kind
-    std::vector<std::shared_ptr<SoundChannel>> soundChannels;
+    ChannelList channels;
+    Delivery delivery{queue, channels, *this};
     std::vector<Handle> deviceLists;
 
     bool initialized = false;
     GrabMode mode = GrabMode::Stopped;
     bool paused = false;
+    bool trying = false;          ///< a settings dialog tries a channel out
     bool heldForTrial = false;    ///< paused by a settings dialog alone
     std::vector<Sample> setAside; ///< what waited in the tried channel's lane when the trial began
     bool idling = false;
+    bool finishing = false; ///< the grabber's own movie gets its last samples
     int64_t lastRetry = 0;
+    std::optional<int64_t> restingSince; ///< the devices still run, for a start that may follow soon
 
     PortReference port = 0;
     int32_t procedure = 0;
@@ -117,16 +117,10 @@ private:
     int32_t outputFlags = 0;
     std::unique_ptr<DirectRecording> recording;
     Result recordingFailure = noErr;
+    Result inputFailure = noErr; ///< of a handing over before input
 
-    // The run: from the session's first start on, over all stops.
-    std::optional<int64_t> origin;       ///< capture time that counts as 0
-    std::optional<int64_t> pictureAt;    ///< capture time of the last frame handed over
-    std::optional<int64_t> soundAt;      ///< capture time up to which sound has been handed over
-    std::array<int64_t, 4> lastBreaks{}; ///< between frames
-    size_t breaksKnown = 0;
-    size_t soundHandedOver = 0;  ///< pieces of sound in this call of Idle
-    size_t framesHandedOver = 0; ///< frames in this call of Idle
     OwnedBlock offsetCell{sizeof(int32_t)};
+    BeforeInput beforeInput{[this] { HandOverCaptured(); }};
 };
 
 /// The session of a number, or null.

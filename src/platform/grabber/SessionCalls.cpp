@@ -107,8 +107,7 @@ Result SGPrepare(SGComponent session, int32_t forPreview, int32_t forRecord)
 
 Result SGRelease(SGComponent session)
 {
-    // Devices are held only while they run.
-    return SGStop(session);
+    return OnSession(session, [](Session& found) { return found.Release(); });
 }
 
 Result SGStartPreview(SGComponent session)
@@ -141,6 +140,12 @@ Result SGGetMode(SGComponent session, Address previewMode, Address recordMode)
         const Result second = PutMode(recordMode, found.Mode() == GrabMode::Record);
         return first != noErr ? first : second;
     });
+}
+
+bool SGGetRecordingStatus(SGComponent session, MovieStorageStatus& status)
+{
+    const auto found = FindSession(session);
+    return found && found->GetRecordingStatus(status);
 }
 
 Result SGNewChannel(SGComponent session, FourCharCode type, Address channel)

@@ -185,9 +185,11 @@ TaggedItems VideoChannel::Settings() const
 void VideoChannel::ApplySettings(const TaggedItems& settings)
 {
     ApplyCommon(settings, *this);
-    if (const auto input = Choice(digitizer->Inputs(), settings.Text(kInputName), settings.Number(kInput)))
+    if (const auto input = Choice(digitizer->Inputs(), settings.Text(kInputName), settings.Number(kInput));
+        input && *input != digitizer->Input())
         digitizer->SelectInput(*input);
-    if (const auto standard = Choice(digitizer->Standards(), settings.Text(kStandardName), settings.Number(kStandard)))
+    if (const auto standard = Choice(digitizer->Standards(), settings.Text(kStandardName), settings.Number(kStandard));
+        standard && *standard != digitizer->Standard())
         digitizer->SelectStandard(*standard);
     CaptureFormat format = digitizer->Format();
     format.format = Fitting(settings, kFormat, format.format);
@@ -235,7 +237,8 @@ TaggedItems SoundChannel::Settings() const
 void SoundChannel::ApplySettings(const TaggedItems& settings)
 {
     ApplyCommon(settings, *this);
-    if (const auto input = Choice(source->Inputs(), settings.Text(kInputName), settings.Number(kInput)))
+    if (const auto input = Choice(source->Inputs(), settings.Text(kInputName), settings.Number(kInput));
+        input && *input != source->Input())
         source->SelectInput(*input);
     Parameters wanted = GetParameters();
     wanted.sampleSize = Fitting(settings, kSampleSize, wanted.sampleSize);
@@ -261,7 +264,7 @@ TaggedItems Session::Settings() const
 {
     TaggedItems settings;
     settings.AddNumber(kSession, kSettingsVersion);
-    for (const auto& channel : channels)
+    for (const auto& channel : channels.all)
         settings.AddItems(channel->type, channel->Settings());
     return settings;
 }
@@ -280,26 +283,50 @@ Result Session::ApplySettings(const TaggedItems& settings)
             return paramErr;
         wanted.emplace_back(item.tag, std::move(*inner));
     }
-    if (recording)
+    if (IsWritingMovie())
         return cantDoThatInCurrentMode;
-    // A device can be set only while nobody captures from it.
-    HaltChannels();
-    while (!channels.empty())
-        RemoveChannel(*channels.back());
-    for (const auto& [type, inner] : wanted) {
-        const std::string identity = inner.Text(kIdentity);
-        const std::string name = inner.Text(kName);
-        std::shared_ptr<Channel> channel;
-        if (type == kVideoMediaType)
-            channel = std::make_shared<VideoChannel>(queue, OpenDigitizer(identity, name));
-        else
-            channel = SoundChannel::OnBestSource(queue, identity, name);
-        channel->ApplySettings(inner);
-        AddChannel(std::move(channel));
+    // The channels are new ones; devices that are wanted again go on as they run.
+    auto present = channels.all;
+    for (const auto& channel : present)
+        DetachChannel(*channel);
+    std::vector<std::shared_ptr<Channel>> made;
+    for (const auto& [type, inner] : wanted)
+        made.push_back(ChannelFor(type, inner, present));
+    present.clear();
+    for (size_t i = 0; i < made.size(); ++i) {
+        made[i]->ApplySettings(wanted[i].second);
+        AddChannel(made[i]);
     }
     if (mode != GrabMode::Stopped)
         RunChannels();
     return noErr;
+}
+
+// The present channel that has the device wanted, taken out of the list, or a new one.
+std::shared_ptr<Channel> Session::ChannelFor(FourCharCode type, const TaggedItems& settings,
+                                             std::vector<std::shared_ptr<Channel>>& present)
+{
+    const std::string identity = settings.Text(kIdentity);
+    const std::string name = settings.Text(kName);
+    const auto takeOver = [&](const std::string& device) -> std::shared_ptr<Channel> {
+        const auto found = std::ranges::find_if(present, [&](const auto& channel) {
+            return channel->type == type && channel->Device().identity == device;
+        });
+        if (found == present.end())
+            return nullptr;
+        auto taken = *found;
+        present.erase(found);
+        taken->ForgetSettings();
+        return taken;
+    };
+    if (auto taken = takeOver(identity))
+        return taken;
+    if (type == kSoundMediaType)
+        return SoundChannel::OnBestSource(queue, identity, name);
+    // What is opened in place of an absent camera may be in use here already, and no other can open it then.
+    std::shared_ptr<Digitizer> device = OpenDigitizer(identity, name);
+    auto taken = takeOver(device->Identity());
+    return taken ? taken : std::make_shared<VideoChannel>(queue, std::move(device));
 }
 
 // User data crosses the border in its flattened form.

@@ -7,8 +7,8 @@
 // The channel owns the source, its level meter and the driver number under which both can be reached.
 #include "platform/grabber/SoundChannel.h"
 
-#include "platform/grabber/DeviceLists.h"
 #include "platform/clock/MonotonicClock.h"
+#include "platform/grabber/DeviceLists.h"
 #include "platform/sound/TestTone.h"
 
 #include <cmath>
@@ -16,6 +16,7 @@
 namespace platform {
 namespace {
 
+constexpr int16_t kFullVolume = 256;
 constexpr double kLowestRate = 8000;
 constexpr double kHighestRate = 48000;
 
@@ -35,6 +36,12 @@ bool IsSound(const SoundFormat& format)
 {
     return format.sampleRate >= 1 && (format.channels == 1 || format.channels == 2) &&
            (format.sampleSize == 8 || format.sampleSize == 16);
+}
+
+int64_t DurationOf(const CapturedSound& sound)
+{
+    const auto frames = static_cast<double>(sound.bytes.size()) / sound.format.BytesPerFrame();
+    return std::llround(frames / sound.format.sampleRate * kNanosecondsPerSecond);
 }
 
 } // namespace
@@ -69,6 +76,12 @@ void SoundChannel::AdoptSource(std::shared_ptr<SoundSource> adopted)
     UnregisterSoundDriver(driver);
     source = std::move(adopted);
     driver = RegisterSoundDriver(source, meter);
+}
+
+void SoundChannel::StopDevice()
+{
+    source->Stop();
+    clock.Reset();
 }
 
 int32_t SoundChannel::TimeScale() const
@@ -107,8 +120,8 @@ Result SoundChannel::TakeSource(std::shared_ptr<SoundSource> other)
 {
     // A source that can't do the present format keeps its own: sound in another format is better than none.
     other->SetFormat(source->Format());
-    if (rateIsFixed && other->Format().sampleRate != Rate())
-        return siInvalidSampleRate;
+    if (FormatIsFixed() && other->Format() != source->Format())
+        return cantDoThatInCurrentMode;
     if (const Result result = RunInstead(*other, static_cast<SoundSink&>(*this)); result != noErr)
         return result;
     AdoptSource(std::move(other));
@@ -131,6 +144,15 @@ void SoundChannel::ReplaceStandIn()
         TakeSource(std::move(other));
 }
 
+void SoundChannel::ForgetSettings()
+{
+    Channel::ForgetSettings();
+    volume = kFullVolume;
+    additionalRates.clear();
+    StopAwaiting();
+    stream.reset(); // it knows the channel by the number that it had
+}
+
 std::function<void()> SoundChannel::WayBack()
 {
     return [this, present = source] {
@@ -147,6 +169,8 @@ Result SoundChannel::SetParameters(const Parameters& wanted)
     if (wanted.channels != 1 && wanted.channels != 2)
         return siBadSoundInDevice;
     SoundFormat format = source->Format();
+    if (FormatIsFixed() && (found != Coding() || wanted.channels != format.channels))
+        return cantDoThatInCurrentMode;
     format.channels = wanted.channels;
     format.sampleSize = SourceSampleSize(found);
     if (const Result result = source->SetFormat(format); result != noErr)
@@ -166,7 +190,9 @@ SoundChannel::Parameters SoundChannel::GetParameters() const
 
 Result SoundChannel::SetRate(double rate)
 {
-    if (rateIsFixed)
+    if (rate == Rate())
+        return noErr;
+    if (FormatIsFixed())
         return cantDoThatInCurrentMode;
     if (!(rate >= kLowestRate && rate <= kHighestRate))
         return siInvalidSampleRate;
@@ -200,23 +226,34 @@ void SoundChannel::SoundArrived(const CapturedSound& sound)
     if (!IsSound(sound.format) || (isStandIn && SoundSourcesAreDue()))
         return;
     const int64_t now = MonotonicNow();
-    const auto frames = static_cast<double>(sound.bytes.size()) / sound.format.BytesPerFrame();
-    NoteArrival(now, static_cast<int64_t>(frames / sound.format.sampleRate * kNanosecondsPerSecond));
+    NoteArrival(now, DurationOf(sound));
     meter->Feed(sound);
     dialogMeter.Feed(sound);
     const size_t whole = sound.bytes.size() - sound.bytes.size() % static_cast<size_t>(sound.format.BytesPerFrame());
-    if (!Accepting() || whole == 0)
+    if (whole == 0)
         return;
+    CapturedSound captured = sound;
+    captured.bytes = sound.bytes.first(whole);
+    // The recovery follows the source also while nobody takes its sound: it has learned its clock when somebody does.
+    const CapturedSound line = clock.Take(captured);
+    if (Accepting() && !line.bytes.empty())
+        Take(line, now);
+}
+
+void SoundChannel::Take(const CapturedSound& sound, int64_t now)
+{
     counts.lostBeforeUs += sound.framesLost;
     const SoundCoding coded = Coding();
     Sample sample;
-    sample.data = SampleData::Uncleared(static_cast<int64_t>(CodedSize(whole, sound.format.sampleSize, coded)));
+    sample.data =
+        SampleData::Uncleared(static_cast<int64_t>(CodedSize(sound.bytes.size(), sound.format.sampleSize, coded)));
     if (sample.data.Size() == 0) {
         ++counts.droppedInQueue;
         return;
     }
-    ConvertSound(sound.bytes.first(whole), sound.format.sampleSize, coded, sample.data.Bytes());
+    ConvertSound(sound.bytes, sound.format.sampleSize, coded, sample.data.Bytes());
     sample.captureTime = sound.captureTime;
+    sample.duration = DurationOf(sound);
     sample.arrivalTime = now;
     sample.framesLost = static_cast<int64_t>(sound.framesLost);
     sample.description = DescriptionOf(sound.format, coded);

@@ -2,6 +2,7 @@
 
 #include "platform/grabber/Channel.h"
 #include "platform/grabber/SoundStream.h"
+#include "platform/sound/ClockRecovery.h"
 #include "platform/sound/SoundInput.h"
 #include "platform/sound/SoundWatcher.h"
 
@@ -38,6 +39,7 @@ public:
     std::function<void()> WayBack() override;
     TaggedItems Settings() const override;
     void ApplySettings(const TaggedItems& settings) override;
+    void ForgetSettings() override;
 
     int32_t Driver() const { return driver; }
     SoundSource& Source() { return *source; }
@@ -57,16 +59,14 @@ public:
     /// The channel's sound on the main thread. Made when the channel has its number.
     SoundStream& Stream();
 
-    /// While the grabber itself writes a movie, in which sound is counted in samples of one rate.
-    bool rateIsFixed = false;
-
     int16_t volume = 256;
     std::vector<Fixed> additionalRates;
 
 private:
     Result StartDevice() override { return source->Start(*this); }
-    void StopDevice() override { source->Stop(); }
+    void StopDevice() override;
     void SoundArrived(const CapturedSound& sound) override;
+    void Take(const CapturedSound& sound, int64_t now);
     void SoundFailed(Result result) override { NoteFailure(result); }
 
     struct Awaited {
@@ -93,7 +93,9 @@ private:
     mutable std::mutex codingMutex;
     SoundCoding coding;
 
-    SharedDescription delivered; ///< of the source's thread
+    // Of the source's thread, or of the main thread while the source is stopped.
+    ClockRecovery clock;
+    SharedDescription delivered;
 };
 
 } // namespace platform

@@ -5,10 +5,8 @@
 // lost, or the session stood still, silence fills up; what comes twice, because silence stood in for it before, is
 // left out.
 //
-// The times that a source gives jitter by some milliseconds, and its crystal runs a little faster or slower than the
-// system's clock. Within the tolerance buffers therefore follow one another sample by sample, whatever their times
-// say, and a smoothed difference is worked off by leaving out or repeating a single frame now and then: an hour's
-// sound ends with the hour's last picture. A source with exact times is never touched.
+// Buffers come with the even stamps of a recovered clock, each of which continues the one before: where a stamp differs
+// from the line's end, something was lost or the source began again.
 #include "platform/grabber/SoundStream.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -20,12 +18,7 @@
 namespace platform {
 namespace {
 
-constexpr int64_t kTolerance = 40 * kNanosecondsPerMillisecond;
-constexpr double kDriftSmoothing = 2.0 * kNanosecondsPerSecond;
-constexpr double kDriftAllowed = 3.0 * kNanosecondsPerMillisecond;
-// One frame in so many is left out or repeated at most: a tenth of a percent is no pitch that anybody hears, and many
-// times what crystals differ by.
-constexpr int64_t kFramesToACorrection = 1000;
+constexpr int64_t kTolerance = kNanosecondsPerMillisecond;
 constexpr int64_t kLongestSilence = kNanosecondsPerSecond;
 
 int64_t FramesIn(int64_t nanoseconds, double rate)
@@ -48,6 +41,15 @@ int64_t FramesOf(const Sample& sample)
 int64_t SoundStream::Position() const
 {
     return description ? base + DurationOf(frames, description->sampleRate) : base;
+}
+
+int64_t SoundStream::ArrivedUpTo() const
+{
+    int64_t end = begun ? Position() : 0;
+    if (!interrupted && begun && current.description)
+        end += DurationOf(FramesOf(current) - offset, current.description->sampleRate);
+    const auto waiting = queue.Look(lane);
+    return waiting.waiting == 0 ? end : std::max(end, waiting.end);
 }
 
 void SoundStream::MoveTo(int64_t time)
@@ -123,7 +125,6 @@ std::optional<SoundStream::Piece> SoundStream::FindPlace(int64_t limit, int64_t 
 {
     const int64_t error = current.captureTime - Position();
     if (!align && current.framesLost == 0 && std::abs(error) <= kTolerance) {
-        FollowDrift(error);
         placed = true;
         return std::nullopt;
     }
@@ -138,26 +139,7 @@ std::optional<SoundStream::Piece> SoundStream::FindPlace(int64_t limit, int64_t 
     placed = true;
     if (offset < FramesOf(current))
         align = false;
-    drift = 0;
-    repeatFrame = false;
     return std::nullopt;
-}
-
-void SoundStream::FollowDrift(int64_t error)
-{
-    const double frame = kNanosecondsPerSecond / description->sampleRate;
-    const double weight =
-        std::min(1.0, static_cast<double>(DurationOf(FramesOf(current), description->sampleRate)) / kDriftSmoothing);
-    drift += (static_cast<double>(error) - drift) * weight;
-    framesUncorrected += FramesOf(current);
-    if (std::abs(drift) <= kDriftAllowed || framesUncorrected < kFramesToACorrection)
-        return;
-    framesUncorrected = 0;
-    if (drift > 0)
-        repeatFrame = true;
-    else
-        ++offset;
-    drift -= std::copysign(frame, drift);
 }
 
 SoundStream::Piece SoundStream::Cut(int64_t count)
@@ -167,10 +149,6 @@ SoundStream::Piece SoundStream::Cut(int64_t count)
                       static_cast<int32_t>(count * frameBytes), static_cast<int32_t>(count), Position(), description};
     offset += count;
     frames += count;
-    if (repeatFrame && count > 1) {
-        --offset;
-        repeatFrame = false;
-    }
     return piece;
 }
 

@@ -30,6 +30,9 @@ public:
     /// The capture time up to which sound has been handed over.
     int64_t Position() const;
 
+    /// The capture time up to which sound has come, as far as is known.
+    int64_t ArrivedUpTo() const;
+
     /// Whether less than one frame is missing up to a time.
     bool Reaches(int64_t time) const;
 
@@ -58,7 +61,6 @@ private:
     int64_t FramesUntil(int64_t time) const;
     bool TakeSample();
     std::optional<Piece> FindPlace(int64_t limit, int64_t longestSilence);
-    void FollowDrift(int64_t error);
     Piece Cut(int64_t frames);
     Piece Quiet(int64_t frames);
     void Rebase(const SharedDescription& next);
@@ -77,9 +79,6 @@ private:
     bool placed = false;
     bool align = false;
     bool interrupted = false;
-    double drift = 0;              ///< nanoseconds by which the samples' own times run ahead of the line, smoothed
-    int64_t framesUncorrected = 0; ///< since a frame was last left out or repeated
-    bool repeatFrame = false;
 
     SampleData quiet;
     SharedDescription quietDescription;

@@ -12,6 +12,7 @@
 #include "platform/compression/RawPictures.h"
 #include "platform/digitizer/FrameTrace.h"
 #include "platform/grabber/DeviceLists.h"
+#include "platform/grabber/FrameCheck.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,6 +22,12 @@ namespace {
 
 // The device's count steps back or far ahead when it starts anew; such a step tells of no loss.
 constexpr uint32_t kLargestGap = 0x10000;
+
+constexpr int64_t kLongestLatency = 300 * kNanosecondsPerMillisecond;
+// Scatter of the time from capture to arrival.
+constexpr int64_t kLatencyMargin = 10 * kNanosecondsPerMillisecond;
+// An unusual latency is forgotten within some seconds.
+constexpr int64_t kLatencyDecay = 64;
 
 bool IsDv(FourCharCode codec)
 {
@@ -60,6 +67,20 @@ void VideoChannel::AdoptDevice(std::shared_ptr<Digitizer> device)
     CloseComponent(instance);
     digitizer = std::move(device);
     instance = OpenDigitizerInstance(digitizer);
+    ChooseUsualCompressor(wasCamcorder);
+}
+
+void VideoChannel::ForgetSettings()
+{
+    Channel::ForgetSettings();
+    bounds.reset();
+    newest = {};
+    SetCompression(CompressionSettings());
+    ChooseUsualCompressor(false);
+}
+
+void VideoChannel::ChooseUsualCompressor(bool wasCamcorder)
+{
     // A tape is recorded as it comes unless something else is asked for.
     CompressionSettings settings = Compression();
     if (const FourCharCode sent = digitizer->Format().format; IsDv(sent))
@@ -81,6 +102,13 @@ void VideoChannel::FinishArrived()
 {
     if (workers)
         workers->Finish();
+}
+
+bool VideoChannel::AwaitsFrameBefore(int64_t time, int64_t now) const
+{
+    if (workers && workers->Awaits(time))
+        return true;
+    return newestArrived < time && now < time + latency + kLatencyMargin && IsAwaitedAt(now, 0);
 }
 
 void VideoChannel::DiscardArrived()
@@ -117,6 +145,8 @@ Result VideoChannel::TakeDevice(const ListedDevice& device)
     std::shared_ptr<Digitizer> other = OpenDigitizer(device.identity, device.name);
     if (other->Identity() != device.identity)
         return noDeviceForChannel;
+    if (FormatIsFixed() && !KeepsFormat(other->Format()))
+        return cantDoThatInCurrentMode;
     if (const Result result = RunInstead(*other, static_cast<FrameSink&>(*this)); result != noErr)
         return result;
     AdoptDevice(std::move(other));
@@ -161,6 +191,9 @@ Result VideoChannel::SetCompression(const CompressionSettings& settings)
 {
     if (!CanCompress(settings) && !IsDelivered(settings.codec))
         return noCodecErr;
+    const CompressionSettings present = compression ? Compression() : settings;
+    if (FormatIsFixed() && (settings.codec != present.codec || settings.depth != present.depth))
+        return cantDoThatInCurrentMode;
     auto taken = std::make_shared<CompressionSettings>(settings);
     taken->frameRate = digitizer->Format().frameRate;
     const std::lock_guard lock(compressionMutex);
@@ -170,9 +203,25 @@ Result VideoChannel::SetCompression(const CompressionSettings& settings)
 
 Result VideoChannel::SetFormat(const CaptureFormat& wanted)
 {
+    // A camera that has it already is not restarted.
+    if (wanted == digitizer->Format())
+        return noErr;
+    if (FormatIsFixed() && !KeepsFormat(wanted))
+        return cantDoThatInCurrentMode;
+    if (Resting())
+        Halt();
     const Result result = digitizer->SetFormat(wanted);
     ReplaceImpossibleCompressor();
     return result;
+}
+
+// Whether frames would go into a movie as before: in size, and in codec where they pass through.
+bool VideoChannel::KeepsFormat(const CaptureFormat& other) const
+{
+    const CaptureFormat present = digitizer->Format();
+    return other.width == present.width && other.height == present.height &&
+           (other.format == present.format ||
+            !(IsOneCodec(Compression().codec, present.format) || IsOneCodec(Compression().codec, other.format)));
 }
 
 Result VideoChannel::SetFrameRate(double rate)
@@ -202,19 +251,25 @@ void VideoChannel::DrawPreview(const Sample& frame, PortReference port)
 void VideoChannel::FrameArrived(const CapturedFrame& frame)
 {
     const int64_t now = MonotonicNow();
-    NoteArrival(now, lastCaptureTime == 0 ? 0 : frame.captureTime - lastCaptureTime);
-    lastCaptureTime = frame.captureTime;
+    NoteFrameArrival(frame.captureTime, now);
     CountLost(frame.sequence);
-    if (!Accepting())
-        return;
+    if (Accepting())
+        Take(frame, now);
+    // Only now, when the frame can be found further on.
+    newestArrived = frame.captureTime;
+}
+
+void VideoChannel::Take(const CapturedFrame& frame, int64_t now)
+{
     const RawFrame& picture = frame.picture;
-    if (picture.bytes.empty()) {
-        ++counts.unreadable;
+    const auto whole = WholeFrame(picture);
+    if (whole.empty()) {
+        ++counts.damaged;
         return;
     }
     TraceArrival(frame.captureTime, picture.bytes);
     Sample sample;
-    sample.data = SampleData::CopyOf(picture.bytes);
+    sample.data = SampleData::CopyOf(whole);
     sample.captureTime = frame.captureTime;
     sample.arrivalTime = now;
     if (sample.data.Size() == 0) {
@@ -255,9 +310,12 @@ std::unique_ptr<DecodedPicture> VideoChannel::TakePicture(Sample& frame, bool& s
     const auto ahead = std::exchange(frame.picture, nullptr);
     if (!ahead)
         return nullptr;
-    auto picture = decodeAhead->Take(*ahead);
-    shown = shown && picture;
-    return picture;
+    if (auto picture = decodeAhead->Take(*ahead))
+        newestPicture = std::move(picture);
+    if (!shown)
+        return nullptr;
+    shown = newestPicture != nullptr;
+    return std::move(newestPicture);
 }
 
 void VideoChannel::NoteShown(double scale)
@@ -267,6 +325,14 @@ void VideoChannel::NoteShown(double scale)
     if (decodeAhead)
         decodeAhead->SetReduction(ReductionFor(scale));
     decodesAhead = scale > 0;
+}
+
+void VideoChannel::NoteFrameArrival(int64_t captureTime, int64_t now)
+{
+    NoteArrival(now, lastCaptureTime == 0 ? 0 : captureTime - lastCaptureTime);
+    lastCaptureTime = captureTime;
+    const int64_t faded = latency - latency / kLatencyDecay;
+    latency = std::clamp(now - captureTime, faded, std::max(faded, kLongestLatency));
 }
 
 void VideoChannel::CountLost(uint32_t sequence)

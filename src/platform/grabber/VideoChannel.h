@@ -20,6 +20,10 @@ public:
     /// 600; a tape's is one in which the frames of both systems have whole lengths.
     int32_t TimeScale() const override;
     void FinishArrived() override;
+
+    /// Whether a frame captured before `time` is to be expected that isn't in the queue yet: the device may still hold
+    /// it, for as long as frames lately took to arrive, or it is being compressed.
+    bool AwaitsFrameBefore(int64_t time, int64_t now) const;
     void DiscardArrived() override;
 
     std::vector<ListedDevice> Devices() const override;
@@ -28,6 +32,7 @@ public:
     std::function<void()> WayBack() override;
     TaggedItems Settings() const override;
     void ApplySettings(const TaggedItems& settings) override;
+    void ForgetSettings() override;
 
     Digitizer& TheDigitizer() { return *digitizer; }
     ComponentInstance DigitizerReference() const { return instance; }
@@ -53,8 +58,8 @@ public:
     /// Draws a frame into the port, and keeps no sample.
     void DrawPreview(const Sample& frame, PortReference port);
 
-    /// The picture of a frame that is being handed over, or a late one of a frame before it. Clears `shown` where there
-    /// will be none in time.
+    /// The picture of a frame that is being handed over and shown, or the newest of the frames before it. Clears `shown`
+    /// where there is none in time. None for a frame that is not shown.
     std::unique_ptr<DecodedPicture> TakePicture(Sample& frame, bool& shown);
 
     /// Told the scale at which a frame was shown, 0 where it was not: then frames are no longer decoded ahead.
@@ -71,7 +76,11 @@ private:
     void CaptureFailed(Result result) override { NoteFailure(result); }
 
     void AdoptDevice(std::shared_ptr<Digitizer> device);
+    void ChooseUsualCompressor(bool wasCamcorder);
+    bool KeepsFormat(const CaptureFormat& other) const;
     void ReplaceImpossibleCompressor();
+    void NoteFrameArrival(int64_t captureTime, int64_t now);
+    void Take(const CapturedFrame& frame, int64_t now);
     void CountLost(uint32_t sequence);
     void DecodeMeanwhile(const RawFrame& picture, Sample& sample);
     void PassThrough(const RawFrame& picture, Sample sample);
@@ -84,6 +93,7 @@ private:
 
     std::unique_ptr<DecodeAhead> decodeAhead; ///< made by the main thread when the first frame was shown
     std::atomic<bool> decodesAhead{false};
+    std::unique_ptr<DecodedPicture> newestPicture; ///< of a frame that was handed over without being shown
 
     mutable std::mutex compressionMutex;
     CompressionWorkers::Settings compression;
@@ -92,6 +102,8 @@ private:
     std::optional<uint32_t> lastSequence;
     int64_t lastCaptureTime = 0;
     SharedDescription passThroughDescription;
+    std::atomic<int64_t> newestArrived{0};       ///< capture time of the newest frame that came from the device
+    std::atomic<int64_t> latency{0};             ///< from capture to arrival, the longest of late
     std::unique_ptr<CompressionWorkers> workers; ///< made with the first frame that needs them
 };
 

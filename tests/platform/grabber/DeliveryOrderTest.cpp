@@ -10,12 +10,12 @@ namespace {
 
 constexpr int64_t kStart = 10 * kSecond;
 constexpr int64_t kInterval = kSecond / 30;
-const std::vector<uint8_t> kFrame{0xFF, 0xD8, 0xFF, 0xD9};
+const std::vector<uint8_t> kFrame = FrameOf();
 
 } // namespace
 
 /// The camera and the microphone run, with sound in buffers of 20 ms that come that much later than they began.
-class DeliveryTest : public GrabberTest {
+class DeliveryOrderTest : public GrabberTest {
 protected:
     /// Lets devices deliver up to a moment and gives the session time every ten milliseconds.
     void RunUntil(int64_t end)
@@ -59,7 +59,7 @@ protected:
     std::function<void()> onIdle;
 };
 
-TEST_F(DeliveryTest, ComesInTheOrderOfCapture)
+TEST_F(DeliveryOrderTest, ComesInTheOrderOfCapture)
 {
     for (const int64_t latency : {0, 60}) {
         StartBoth();
@@ -94,7 +94,7 @@ TEST_F(DeliveryTest, ComesInTheOrderOfCapture)
 }
 
 // What the microphone gave comes out sample by sample, whatever pieces it was cut into.
-TEST_F(DeliveryTest, SoundIsHandedOverUntouched)
+TEST_F(DeliveryOrderTest, SoundIsHandedOverUntouched)
 {
     soundLatency = 90; // every frame has to wait for its sound
     StartBoth();
@@ -111,7 +111,7 @@ TEST_F(DeliveryTest, SoundIsHandedOverUntouched)
 }
 
 // A microphone that falls silent holds a frame up once, then silence stands in for it, and its return finds its place.
-TEST_F(DeliveryTest, SilenceStandsInForAMissingMicrophone)
+TEST_F(DeliveryOrderTest, SilenceStandsInForAMissingMicrophone)
 {
     StartBoth();
     RunUntil(kStart + kSecond);
@@ -128,7 +128,7 @@ TEST_F(DeliveryTest, SilenceStandsInForAMissingMicrophone)
     EXPECT_NEAR(static_cast<int16_t>(last.FirstSample() - expected), 0, 1);
 }
 
-TEST_F(DeliveryTest, LostSoundAndPausesAreFilledUp)
+TEST_F(DeliveryOrderTest, LostSoundAndPausesAreFilledUp)
 {
     StartBoth();
     RunUntil(kStart + kSecond);
@@ -152,7 +152,7 @@ TEST_F(DeliveryTest, LostSoundAndPausesAreFilledUp)
 }
 
 // A crystal that runs 200 millionths fast or slow: after minutes the sound is still in step, by single frames.
-TEST_F(DeliveryTest, DriftingCrystalIsFollowed)
+TEST_F(DeliveryOrderTest, DriftingCrystalIsFollowed)
 {
     for (const double error : {-2e-4, 2e-4}) {
         sound = NewChannel(kSoundMediaType);
@@ -243,7 +243,7 @@ private:
 
 // Recordings that begin at any moment: flash and beep lie within one frame and ten milliseconds of each other, in the
 // first, second and third one, with steady and with jittering cameras, and whichever device is the quicker one.
-TEST_F(DeliveryTest, RecordingsAreInStep)
+TEST_F(DeliveryOrderTest, RecordingsAreInStep)
 {
     struct Case {
         int64_t cameraLatency;

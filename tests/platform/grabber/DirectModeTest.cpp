@@ -49,7 +49,7 @@ TEST_F(DirectModeTest, RecordsAMovie)
             EXPECT_EQ(IdleAt(now + 40 * kMillisecond), noErr);
         }
     };
-    run(5, 0);
+    run(5, 15 * kMillisecond);
     EXPECT_EQ(SGSetDataOutput(session, file.Get(), seqGrabToDisk | seqGrabAppendToFile), noErr);
     EXPECT_EQ(SGPrepare(session, 1, 1), noErr);
     EXPECT_EQ(SGStartRecord(session), noErr);

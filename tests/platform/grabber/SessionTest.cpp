@@ -10,7 +10,7 @@ using namespace grabbertest;
 
 namespace {
 
-const std::vector<uint8_t> kFrame{0xFF, 0xD8, 1, 2, 3, 0xFF, 0xD9};
+const std::vector<uint8_t> kFrame = FrameOf();
 
 } // namespace
 
@@ -45,7 +45,7 @@ TEST_F(GrabberTest, DeadNumbersGiveTheirCodes)
     DisposeHandle(handle);
 }
 
-// Rounding doesn't add up, and the count wraps without a step.
+// Times are rounded, so that an even rate stays even, rounding doesn't add up, and the count wraps without a step.
 TEST_F(GrabberTest, TimesFollowTheStamps)
 {
     video = NewChannel(kVideoMediaType);
@@ -53,10 +53,10 @@ TEST_F(GrabberTest, TimesFollowTheStamps)
     SGStartRecord(session);
     constexpr int64_t start = 12'345'678'901;
     for (int64_t frame = 0; frame < 300; ++frame) {
-        const int64_t time = start + frame * 1001 * kSecond / 30000;
+        const int64_t time = start + frame * kSecond / 30;
         devices.Camera()->Send(time, kFrame);
         IdleAt(time);
-        ASSERT_EQ(delivered.back().time, (time - start) * 600 / kSecond);
+        ASSERT_EQ(delivered.back().time, frame * 20);
     }
     const int64_t late = start + (int64_t{1} << 32) * kSecond / 600 + 7 * kSecond;
     devices.Camera()->Send(late, kFrame);
@@ -87,7 +87,7 @@ TEST_F(GrabberTest, FailureIsToldOnceAndTheDeviceComesBack)
     EXPECT_EQ(SGGetChannelCounts(video).awayNanoseconds, kSecond + 500 * kMillisecond);
 
     // A device that can't be started at all is tried again.
-    SGStop(session);
+    SGRelease(session);
     devices.Camera()->startResult = ioErr;
     EXPECT_EQ(SGStartRecord(session), ioErr);
     devices.Camera()->startResult = noErr;
@@ -111,22 +111,53 @@ TEST_F(GrabberTest, LossesAreCounted)
     camera.Send(kSecond + 1, kFrame);
     camera.sequence = 0; // as after a restart of the device
     camera.Send(kSecond + 2, kFrame);
-    camera.Send(kSecond + 3, std::vector<uint8_t>());
     IdleAt(kSecond);
     EXPECT_EQ(SGGetChannelCounts(video).lostBeforeUs, 3U);
-    EXPECT_EQ(SGGetChannelCounts(video).unreadable, 1U);
-    for (int frame = 0; frame < 200; ++frame)
-        camera.Send(2 * kSecond + frame, std::vector<uint8_t>{static_cast<uint8_t>(frame)});
+    for (int frame = 0; frame < 300; ++frame)
+        camera.Send(2 * kSecond + frame, FrameOf({static_cast<uint8_t>(frame % 100)}));
     delivered.clear();
     IdleAt(3 * kSecond);
     const auto counts = SGGetChannelCounts(video);
-    EXPECT_EQ(delivered.size() + counts.droppedInQueue, 200U);
+    EXPECT_EQ(delivered.size() + counts.droppedInQueue, 300U);
     EXPECT_GT(counts.droppedInQueue, 0U);
-    EXPECT_EQ(delivered.back().bytes[0], 199);
-    EXPECT_EQ(delivered.front().bytes[0], counts.droppedInQueue);
+    EXPECT_EQ(delivered.back().bytes[6], 99);
+    EXPECT_EQ(delivered.front().bytes[6], counts.droppedInQueue % 100);
     SGStop(session);
     SGStartRecord(session);
     EXPECT_EQ(SGGetChannelCounts(video).droppedInQueue, 0U);
+}
+
+// Frames that are no frames are kept out, and what isn't part of one is taken off.
+TEST_F(GrabberTest, DamagedFramesAreKeptOut)
+{
+    video = NewChannel(kVideoMediaType);
+    CollectDeliveries();
+    SGStartRecord(session);
+    TestCamera& camera = *devices.Camera();
+    const auto picture = JpegPicture(64, 48, 100);
+    const auto with = [](std::vector<uint8_t> before, const std::vector<uint8_t>& bytes, std::vector<uint8_t> behind) {
+        before.insert(before.end(), bytes.begin(), bytes.end());
+        before.insert(before.end(), behind.begin(), behind.end());
+        return before;
+    };
+    const std::vector<std::vector<uint8_t>> whole{picture, with({}, picture, {0, 0, 0}), with({7, 0xFF}, picture, {})};
+    for (const auto& bytes : whole)
+        camera.Send(kSecond, bytes);
+    IdleAt(kSecond);
+    ASSERT_EQ(delivered.size(), whole.size());
+    for (const Delivered& frame : delivered)
+        EXPECT_EQ(frame.bytes, picture);
+    uint64_t damaged = 0;
+    for (size_t size = 0; size < picture.size(); ++size, ++damaged)
+        camera.Send(kSecond, std::vector<uint8_t>(picture.begin(), picture.begin() + static_cast<ptrdiff_t>(size)));
+    const std::vector<uint8_t> bytes(144'000);
+    for (const FourCharCode format : {CodeOf("jpeg"), CodeOf("dvc "), kYuvsPixelFormat, kY420PixelFormat}) {
+        camera.Send(kSecond, {bytes, format, 640, 480});
+        ++damaged;
+    }
+    IdleAt(kSecond);
+    EXPECT_EQ(delivered.size(), whole.size());
+    EXPECT_EQ(SGGetChannelCounts(video).damaged, damaged);
 }
 
 // Large frames fill the queue by their bytes.

@@ -217,8 +217,8 @@ TEST_F(SettingsDialogTest, TheSessionGoesOnAsItWas)
             EXPECT_TRUE(Said().contains("64 × 48, 10.0 frames a second")) << Said().toStdString();
             EXPECT_TRUE(delivered.empty());
         });
-        EXPECT_EQ(devices.Camera()->sink != nullptr, one.deviceRuns);
         sendAt(now += kSecond);
+        EXPECT_EQ(devices.Camera()->sink != nullptr, one.deviceRuns);
         EXPECT_EQ(VideoCount(), one.delivers ? 1U : 0U);
     }
 }

@@ -60,6 +60,7 @@ TEST_F(SettingsTest, EverythingComesBack)
     ChangeEverything();
     const auto changed = Save();
     EXPECT_NE(changed, standard);
+    devices.Camera()->inputs.clear();
     EXPECT_EQ(Restore(standard), noErr);
     EXPECT_EQ(SGSetChannelUsage(video, 1), badSGChannel); // channels are new ones
     sound = ChannelAt(1);
@@ -96,4 +97,58 @@ TEST_F(SettingsTest, DamagedSettingsAreRefused)
     EXPECT_EQ(SGSetSettings(session, empty, 0), paramErr);
     EXPECT_EQ(DisposeUserData(empty), noErr);
     EXPECT_EQ(SGSetSettings(session, empty, 0), paramErr);
+}
+
+// Devices are started once, and restarted only by what differs.
+TEST_F(GrabberTest, DevicesRestartOnlyForWhatChanged)
+{
+    StartBoth();
+    int camera = 1;
+    int microphone = 1;
+    const auto expectStarts = [&](int ofCamera, int ofMicrophone, const char* action) {
+        EXPECT_EQ(devices.Camera()->starts, camera += ofCamera) << action;
+        EXPECT_EQ(devices.Microphone()->starts, microphone += ofMicrophone) << action;
+    };
+    const auto apply = [&](const std::vector<uint8_t>& settings) {
+        const Handle handle = NewHandle(0);
+        SetHandleBytes(handle, settings);
+        EXPECT_EQ(NewUserDataFromHandle(handle, cell.Get()), noErr);
+        const auto stored = Peek<UserData>(cell.Get());
+        DisposeHandle(handle);
+        SGStop(session);
+        EXPECT_EQ(SGSetSettings(session, stored, 0), noErr);
+        DisposeUserData(stored);
+        SGGetIndChannel(session, 2, cell.Get(), cell.Get() + 4);
+        video = Peek<SGChannel>(cell.Get());
+        SGStartRecord(session);
+    };
+    expectStarts(0, 0, "start of the program");
+    SGStop(session);
+    IdleAt(TestDevices::Time() + 400 * kMillisecond);
+    SGStartRecord(session);
+    expectStarts(0, 0, "stop and start");
+    SGSetFrameRate(video, 30 << 16);
+    SGSetVideoFrameSize(video, 64, 48);
+    expectStarts(0, 0, "the rate and size in use");
+    const auto settings = Save();
+    apply(settings);
+    expectStarts(0, 0, "the same settings");
+    SGSetVideoFrameSize(video, 32, 24);
+    expectStarts(1, 0, "another size");
+    apply(settings);
+    expectStarts(1, 0, "settings with another size");
+    TestCamera* const first = devices.Camera();
+    devices.cameraList.push_back({"Other", "id of Other", {}, true});
+    const OwnedBlock name(64);
+    Poke(name.Get(), std::array<char, 6>{5, 'O', 't', 'h', 'e', 'r'});
+    EXPECT_EQ(SGSetChannelDevice(video, name.Get()), noErr);
+    EXPECT_NE(devices.Camera(), first) << "the camera left is closed";
+    EXPECT_EQ(devices.Camera("Other")->starts, 1);
+    SGStop(session);
+    EXPECT_NE(devices.Camera("Other")->sink, nullptr);
+    IdleAt(TestDevices::Time() + 600 * kMillisecond);
+    EXPECT_EQ(devices.Camera("Other")->sink, nullptr) << "nobody started again";
+    SGStartRecord(session);
+    EXPECT_EQ(SGRelease(session), noErr);
+    EXPECT_EQ(devices.Camera("Other")->sink, nullptr);
 }

@@ -1,8 +1,8 @@
 #include "TestDevices.h"
 
+#include "platform/clock/MonotonicClock.h"
 #include "platform/compression/FrameCompressor.h"
 #include "platform/drawing/PixelFormat.h"
-#include "platform/clock/MonotonicClock.h"
 
 #include <atomic>
 #include <cmath>
@@ -71,6 +71,14 @@ void TestDevices::SetTime(int64_t now)
 int64_t TestDevices::Time()
 {
     return handClock;
+}
+
+std::vector<uint8_t> FrameOf(const std::vector<uint8_t>& scan)
+{
+    std::vector<uint8_t> frame{0xFF, 0xD8, 0xFF, 0xDA, 0, 2};
+    frame.insert(frame.end(), scan.begin(), scan.end());
+    frame.insert(frame.end(), {0xFF, 0xD9});
+    return frame;
 }
 
 std::vector<uint8_t> JpegPicture(int width, int height, uint8_t brightness)

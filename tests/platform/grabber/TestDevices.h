@@ -38,6 +38,7 @@ public:
     CaptureFormat Format() const override { return format; }
     Result SetFormat(const CaptureFormat& wanted) override
     {
+        starts += sink != nullptr ? 1 : 0;
         format = wanted;
         return noErr;
     }
@@ -51,6 +52,7 @@ public:
     }
     Result Start(FrameSink& to) override
     {
+        ++starts;
         if (startResult == noErr || startResult == noDeviceForChannel)
             sink = &to;
         return startResult;
@@ -83,6 +85,7 @@ public:
     std::vector<ImageControl> controls;
     Result startResult = noErr;
     uint32_t sequence = 0;
+    int starts = 0;
     FrameSink* sink = nullptr;
 
 private:
@@ -119,6 +122,7 @@ public:
     }
     Result Start(SoundSink& to) override
     {
+        ++starts;
         sink = &to;
         return noErr;
     }
@@ -131,6 +135,7 @@ public:
     std::string name;
     SoundFormat format{48000, 2, 16};
     double gain = 1;
+    int starts = 0;
     SoundSink* sink = nullptr;
 
 private:
@@ -157,6 +162,9 @@ private:
     std::map<std::string, TestCamera*> cameras;
     std::map<std::string, TestMicrophone*> microphones;
 };
+
+/// A frame with the markers of a whole JPEG image around some bytes of no meaning; the first one stands at place 6.
+std::vector<uint8_t> FrameOf(const std::vector<uint8_t>& scan = {1, 2, 3});
 
 /// A small valid JPEG picture of one colour.
 std::vector<uint8_t> JpegPicture(int width, int height, uint8_t brightness);

@@ -1,7 +1,7 @@
 #include "TestSession.h"
 
-#include "platform/drawing/PixelFormat.h"
 #include "platform/clock/MonotonicClock.h"
+#include "platform/drawing/PixelFormat.h"
 
 #include <atomic>
 #include <thread>

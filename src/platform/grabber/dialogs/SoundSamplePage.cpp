@@ -58,7 +58,7 @@ private:
         choices.push_back({QString("%1 kHz").arg(inUse / 1000.0), inUse});
         std::ranges::sort(choices, {}, &Choice::value);
         ShowChoices(*rate, choices, inUse);
-        rate->setEnabled(!channel.rateIsFixed);
+        rate->setEnabled(!channel.FormatIsFixed());
     }
 
     // The choices that the device offers beside the rest of its present format, and the one in use.
