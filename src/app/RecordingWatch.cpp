@@ -137,10 +137,10 @@ void RecordingWatch::RecordingEnded()
         return;
     const std::string path = std::exchange(current, {});
     const RecordingStatus status = window->VelmoraCanvas1()->Status();
+    framework::ShowNote("");
     const auto finishing = platform::FinishingMovies();
     if (std::ranges::find(finishing, path, &platform::FinishingMovie::path) == finishing.end())
         Ended(path, status.finished, status.failure);
-    framework::ShowNote("");
 }
 
 // The movie is whole on the disk, or it never will be by itself.
@@ -154,11 +154,21 @@ void RecordingWatch::Ended(const std::string& path, bool whole, int32_t failure)
         if (recording.note)
             recording.note->Remove();
         if (!recording.endText.empty())
-            MsgBox(recording.endText);
+            Report(recording.endText);
     } else {
-        MsgBox(NameOf(path) + " could not be finished: " + ReasonText(failure, path) +
+        Report(NameOf(path) + " could not be finished: " + ReasonText(failure, path) +
                ". It plays up to where it was written. Velmora offers to repair it at its next start.");
     }
+}
+
+// A box that waits for an answer would hold up the looks at the next recording. At the end of the program there is
+// none, and the text has to be seen.
+void RecordingWatch::Report(const std::string& text) const
+{
+    if (ending)
+        MsgBox(text);
+    else
+        framework::Notify(text);
 }
 
 void RecordingWatch::Look()
@@ -181,7 +191,7 @@ void RecordingWatch::LookAtDisk(const RecordingStatus& status)
         PressStop();
     } else if (status.secondsLeft >= 0 && status.secondsLeft < kWarnSeconds && !warnedOfDisk) {
         warnedOfDisk = true;
-        framework::ShowNote("The disk " + DiskOf(current) + " has room for about two more minutes of " +
+        framework::ShowNote("The disk " + DiskOf(current) + " has room for less than two more minutes of " +
                             NameOf(current) + ". The recording is stopped and saved before the disk is full.");
     }
 }
@@ -195,7 +205,7 @@ void RecordingWatch::LookAtFinishing()
         const String text = WritingText(unfinished->path, unfinished->doneBytes, unfinished->totalBytes);
         if (!finishingBox)
             finishingBox = std::make_unique<framework::ProgressBox>(framework::ProgressBox::Kind::Beside,
-                                                                    "Continue in Background");
+                                                                    "Continue in background");
         finishingBox->Show(text, unfinished->doneBytes, unfinished->totalBytes);
         window->TitleNote(text);
     } else {
@@ -216,18 +226,20 @@ bool RecordingWatch::MayQuit()
 {
     if (window->VelmoraCanvas1()->Status().recording) {
         const String question = "A movie is being recorded: " + NameOf(current) + ".";
-        if (Ask(question, {"Stop and Save", "Keep Recording"}, 1) != 0)
+        if (Ask(question, {"Stop and save", "Keep recording"}, 1) != 0)
             return false;
         // It may have ended meanwhile, as the disk filled up.
         if (window->VelmoraCanvas1()->Status().recording)
             PressStop();
     }
+    ending = true;
     WaitForFinishing();
     return true;
 }
 
 void RecordingWatch::Terminate(framework::Termination reason)
 {
+    ending = true;
     // Nobody may be there to answer a message.
     framework::SetMsgBoxHandler([](const String& text) { std::fprintf(stderr, "%s\n", text.Bytes().c_str()); });
     const auto canvas = window->VelmoraCanvas1();

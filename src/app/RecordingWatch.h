@@ -38,6 +38,7 @@ private:
     void Terminate(framework::Termination reason);
     bool RefusesMenuItem(const framework::MenuItem& item);
     void PressStop();
+    void Report(const std::string& text) const;
     void WaitForFinishing();
     void Ended(const std::string& path, bool whole, int32_t failure);
 
@@ -54,6 +55,7 @@ private:
     std::string current;                         ///< path of the one in progress, else empty
     bool warnedOfDisk = false;
     bool stopping = false;
+    bool ending = false; ///< the program ends as soon as all movies are whole
     std::unique_ptr<framework::ProgressBox> finishingBox;
 };
 

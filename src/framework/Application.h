@@ -82,8 +82,10 @@ void SetMsgBoxHandler(std::function<void(const String& text)> handler); ///< emp
 /// pressed; `otherwise` when the box is closed without an answer, or without a screen.
 int32_t Ask(const String& text, const std::vector<String>& answers, int32_t otherwise);
 
-/// A text in a small window that holds nothing up: work goes on behind it. A second one replaces the first, and an
-/// empty text takes it away.
+/// A text with an OK button in a small window that holds nothing up: work goes on behind it.
+void Notify(const String& text);
+
+/// The same for a passing state: a second one replaces the first, and an empty text takes it away.
 void ShowNote(const String& text);
 
 /// A short sound or flash of the system.

@@ -53,6 +53,18 @@ bool WasJustAnswered(const String& text)
            !LastAnswer().time.hasExpired(kTimeToAct);
 }
 
+// A box that work goes on behind; it deletes itself when it is closed.
+QMessageBox* ShowBeside(const String& text, QMessageBox::Icon icon)
+{
+    auto* box = new QMessageBox(icon, QString(), ToQt(text), QMessageBox::Ok);
+    box->setTextFormat(Qt::PlainText);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setAttribute(Qt::WA_ShowWithoutActivating);
+    box->setModal(false);
+    box->show();
+    return box;
+}
+
 } // namespace
 
 void MsgBox(const String& text)
@@ -95,6 +107,14 @@ int32_t Ask(const String& text, const std::vector<String>& answers, int32_t othe
     return pressed == buttons.end() ? otherwise : static_cast<int32_t>(pressed - buttons.begin());
 }
 
+void Notify(const String& text)
+{
+    if (MsgBoxHandler() || !HasDisplay())
+        MsgBox(text);
+    else
+        ShowBeside(text, QMessageBox::NoIcon);
+}
+
 void ShowNote(const String& text)
 {
     static auto& note = *new QPointer<QMessageBox>;
@@ -104,14 +124,8 @@ void ShowNote(const String& text)
         return;
     }
     delete note.data();
-    if (text.IsEmpty())
-        return;
-    note = new QMessageBox(QMessageBox::Warning, QString(), ToQt(text), QMessageBox::Ok); // ends itself when closed
-    note->setTextFormat(Qt::PlainText);
-    note->setAttribute(Qt::WA_DeleteOnClose);
-    note->setAttribute(Qt::WA_ShowWithoutActivating);
-    note->setModal(false);
-    note->show();
+    if (!text.IsEmpty())
+        note = ShowBeside(text, QMessageBox::Warning);
 }
 
 void Beep()

@@ -11,7 +11,10 @@
 namespace velmora {
 namespace {
 
-constexpr double kSlowDisk = 0.1; // share of the writer's memory in use from which the disk counts as slow
+// The disk counts as slow when this share of the writer's memory waits for it, or this much of the recording.
+constexpr double kSlowShare = 0.1;
+constexpr double kSlowSeconds = 3;
+constexpr int64_t kSlowLeast = 1'000'000; // bytes
 constexpr double kFewSeconds = 120;
 
 template <typename... Numbers> std::string Formatted(const char* form, Numbers... numbers)
@@ -24,6 +27,13 @@ template <typename... Numbers> std::string Formatted(const char* form, Numbers..
 std::string Counted(uint64_t count, const char* one, const char* many)
 {
     return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+bool IsDiskSlow(const RecordingStatus& status)
+{
+    const double secondsWaiting = static_cast<double>(status.waitingBytes) * status.seconds /
+                                  static_cast<double>(std::max<int64_t>(status.bytes, 1));
+    return status.waitingBytes > kSlowLeast && (status.BufferUsed() >= kSlowShare || secondsWaiting >= kSlowSeconds);
 }
 
 std::string LeftText(double seconds)
@@ -58,9 +68,8 @@ framework::String RecordingTitle(const RecordingStatus& status)
     add(status.lost > 0, Counted(status.lost, "frame lost", "frames lost"));
     add(status.damaged > 0, Counted(status.damaged, "damaged frame", "damaged frames"));
     add(status.notShown > 0, Counted(status.notShown, "picture not shown", "pictures not shown"));
-    add(status.BufferUsed() >= kSlowDisk, "DISK TOO SLOW: " + MegabytesText(status.waitingBytes) +
-                                              " MB wait, room for " +
-                                              MegabytesText(status.bufferBytes - status.waitingBytes) + " MB more");
+    add(IsDiskSlow(status), "DISK TOO SLOW: " + MegabytesText(status.waitingBytes) + " MB wait, room for " +
+                                MegabytesText(status.bufferBytes - status.waitingBytes) + " MB more");
     add(status.secondsLeft >= 0, LeftText(status.secondsLeft));
     return text;
 }

@@ -31,6 +31,10 @@ TEST(RecordingTitle, TellsWhatIsNotAsItShouldBe)
          "DISK ALMOST FULL: 1 min 01 s left"},
         {{.cameraAway = true, .awaySeconds = 12, .failure = -36},
          "Recording 00:00:00, 0 MB, WRITING FAILED, CAMERA AWAY for 12 s"},
+        {{.seconds = 10, .bytes = 7'000'000, .waitingBytes = 6'000'000, .bufferBytes = 256'000'000},
+         "Recording 00:00:10, 7 MB, DISK TOO SLOW: 6 MB wait, room for 250 MB more"},
+        {{.seconds = 10, .bytes = 70'000'000, .waitingBytes = 6'000'000, .bufferBytes = 256'000'000},
+         "Recording 00:00:10, 70 MB"},
     };
     for (const auto& c : cases)
         EXPECT_EQ(velmora::RecordingTitle(c.status).Bytes(), c.title);
@@ -79,8 +83,8 @@ TEST_F(RecordingWatchTest, AsksBeforeItEnds)
         const char* calls;
         const char* caption;
     };
-    for (const Case& c : {Case{"Keep Recording", false, "", "Stop"}, Case{"", false, "", "Stop"},
-                          Case{"Stop and Save", true, "Stop", "Record"}}) {
+    for (const Case& c : {Case{"Keep recording", false, "", "Stop"}, Case{"", false, "", "Stop"},
+                          Case{"Stop and save", true, "Stop", "Record"}}) {
         BoxAnswer answer(c.answer);
         EXPECT_EQ(framework::RequestQuit(), c.quits);
         EXPECT_EQ(answer.Question(), "A movie is being recorded: Take.mov.");
