@@ -203,10 +203,11 @@ void RecordingWatch::LookAtFinishing()
     const auto unfinished = std::ranges::find_if(movies, IsUnfinished);
     if (unfinished != movies.end()) {
         const String text = WritingText(unfinished->path, unfinished->doneBytes, unfinished->totalBytes);
-        if (!finishingBox)
+        if (!finishingBox && !ending)
             finishingBox = std::make_unique<framework::ProgressBox>(framework::ProgressBox::Kind::Beside,
                                                                     "Continue in background");
-        finishingBox->Show(text, unfinished->doneBytes, unfinished->totalBytes);
+        if (finishingBox)
+            finishingBox->Show(text, unfinished->doneBytes, unfinished->totalBytes);
         window->TitleNote(text);
     } else {
         finishingBox.reset();

@@ -5,6 +5,7 @@
 #include "framework/Runtime.h"
 
 #include <QApplication>
+#include <QPointer>
 #include <QProgressDialog>
 
 #include <atomic>
@@ -20,7 +21,7 @@ constexpr int32_t kTurn = 50; // milliseconds
 } // namespace
 
 struct ProgressBox::State {
-    std::unique_ptr<QProgressDialog> dialog;
+    QPointer<QProgressDialog> dialog; // may go with the window that it belongs to
     bool dismissed = false;
 };
 
@@ -28,7 +29,7 @@ ProgressBox::ProgressBox(Kind kind, const String& button) : state(std::make_uniq
 {
     if (!HasDisplay())
         return;
-    state->dialog = std::make_unique<QProgressDialog>(QString(), ToQt(button), 0, kSteps, QApplication::activeWindow());
+    state->dialog = new QProgressDialog(QString(), ToQt(button), 0, kSteps, QApplication::activeWindow());
     QProgressDialog& dialog = *state->dialog;
     dialog.setWindowModality(kind == Kind::Modal ? Qt::ApplicationModal : Qt::NonModal);
     dialog.setAutoClose(false);
@@ -41,7 +42,10 @@ ProgressBox::ProgressBox(Kind kind, const String& button) : state(std::make_uniq
         QObject::connect(&dialog, &QProgressDialog::canceled, [this] { state->dismissed = true; });
 }
 
-ProgressBox::~ProgressBox() = default;
+ProgressBox::~ProgressBox()
+{
+    delete state->dialog.data();
+}
 
 void ProgressBox::Show(const String& text, int64_t done, int64_t total)
 {
