@@ -4,8 +4,10 @@
 #include "platform/compression/FrameCompressor.h"
 #include "platform/drawing/PixelFormat.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <iterator>
 
 namespace grabbertest {
 namespace {
@@ -75,9 +77,12 @@ int64_t TestDevices::Time()
 
 std::vector<uint8_t> FrameOf(const std::vector<uint8_t>& scan)
 {
-    std::vector<uint8_t> frame{0xFF, 0xD8, 0xFF, 0xDA, 0, 2};
-    frame.insert(frame.end(), scan.begin(), scan.end());
-    frame.insert(frame.end(), {0xFF, 0xD9});
+    constexpr uint8_t kHead[] = {0xFF, 0xD8, 0xFF, 0xDA, 0, 2};
+    constexpr uint8_t kEnd[] = {0xFF, 0xD9};
+    std::vector<uint8_t> frame(std::size(kHead) + scan.size() + std::size(kEnd));
+    auto place = std::ranges::copy(kHead, frame.begin()).out;
+    place = std::ranges::copy(scan, place).out;
+    std::ranges::copy(kEnd, place);
     return frame;
 }
 

@@ -80,8 +80,9 @@ TEST(ClockRecovery, StaysOnTheClockForTenHours)
     for (int64_t buffer = 0; buffer < 10 * 3600 * 20; ++buffer) {
         const CapturedSound line = recovery.Take(source.Next(false));
         const double begin = static_cast<double>(line.captureTime - kStart) / kNanosecondsPerSecond;
-        if (buffer > 0)
+        if (buffer > 0) {
             ASSERT_NEAR(begin, end, 1e-6) << "no step at " << buffer;
+        }
         end = begin + static_cast<double>(line.bytes.size()) / 2 / source.rate;
         worst = std::max(worst, std::abs(end - source.TimeOf(source.frame)));
     }
