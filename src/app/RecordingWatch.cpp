@@ -8,6 +8,7 @@
 
 #include "framework/Guard.h"
 #include "platform/Platform.h"
+#include "platform/events/EventLoop.h"
 #include "platform/memory/ResultCodes.h"
 #include "platform/movies/MovieRecovery.h"
 #include "platform/movies/Movies.h"
@@ -262,6 +263,7 @@ void RecordingWatch::Terminate(framework::Termination reason)
 // The same steps as a press on the button by the user.
 void RecordingWatch::PressStop()
 {
+    platform::NoteInput();
     stopping = true;
     framework::Guard([this] {
         const auto button = window->btnstartcapture1();

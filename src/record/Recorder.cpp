@@ -14,6 +14,7 @@
 #include "framework/TextStreams.h"
 #include "platform/Platform.h"
 #include "platform/digitizer/testpattern/TestPattern.h"
+#include "platform/events/EventLoop.h"
 #include "platform/memory/ResultCodes.h"
 #include "platform/movies/MovieRecovery.h"
 #include "platform/sound/SoundSource.h"
@@ -343,6 +344,7 @@ void Recorder::StopRecording()
     stopping = true;
     const int32_t breaks = framework::BreakCount();
     try {
+        platform::NoteInput(); // what was captured until now belongs to the movie
         status = canvas->Status();
         canvas->Stop();
     } catch (const std::exception& exception) {

@@ -107,7 +107,7 @@ bool CompressionWorkers::IsFull() const
         return jobs.size() >= kMostJobs;
     int64_t bytes = 0;
     for (const Job& job : jobs)
-        bytes += job.frame.sample.data.Size();
+        bytes += job.state == State::Waiting ? job.frame.sample.data.Size() : 0; // others may belong to a worker
     return bytes >= kMostBytes;
 }
 
