@@ -46,8 +46,8 @@ RecordingStatus VelmoraCanvas::Status()
     RecordingStatus& status = tally.latest;
     platform::MovieStorageStatus storage;
     status.recording =
-        isActive &&
-        (!UseDataProc || (isRecording && platform::GetMovieStorageStatus(moviedatahandler->Long(0), storage)));
+        isActive && (UseDataProc ? isRecording && platform::GetMovieStorageStatus(moviedatahandler->Long(0), storage)
+                                 : platform::SGGetRecordingStatus(theSGComp, storage));
     status.path = tally.path;
     if (status.recording) {
         status.bytes = storage.fileBytes;

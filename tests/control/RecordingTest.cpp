@@ -110,6 +110,12 @@ TEST_F(RecordingTest, Status)
     EXPECT_FALSE(canvas->Status().recording);
     EXPECT_EQ(canvas->Status().failure, -34) << "a recording that was not finished is not called finished";
 
+    canvas->UseDataProc = false;
+    canvas->Record(file);
+    EXPECT_EQ(canvas->Status().bytes, 7) << "told by the grabber";
+    script.Returns("SGGetRecordingStatus", 1);
+    EXPECT_FALSE(canvas->Status().recording) << "the grabber could not begin";
+
     RunningCount count;
     count.Begin(7);
     EXPECT_EQ(count.Follow(10), 3U);

@@ -201,6 +201,7 @@ Result SGGetVideoCompressor(SGChannel c, Address depth, Address type, Address sp
 Result SGSetFrameRate(SGChannel c, Fixed rate) { return Play("SGSetFrameRate", c, rate); }
 Result SGSetVideoFrameSize(SGChannel c, int32_t width, int32_t height) { return Play("SGSetVideoFrameSize", c, width, height); }
 SGChannelCounts SGGetChannelCounts(SGChannel c) { Play("SGGetChannelCounts", c); return {}; }
+bool SGGetRecordingStatus(SGComponent s, MovieStorageStatus& status) { status.fileBytes = 7; return Play("SGGetRecordingStatus", Session(s)) == 0; }
 Result SGGetFrameRate(SGChannel c, Address rate) { return Play("SGGetFrameRate", c, At(rate)); }
 int32_t SGGetSoundInputDriver(SGChannel c) { return Play("SGGetSoundInputDriver", c); }
 Result SGSetSoundInputParameters(SGChannel c, int16_t bits, int16_t channels, FourCharCode type) { return Play("SGSetSoundInputParameters", c, int32_t{bits}, int32_t{channels}, Code(type)); }
