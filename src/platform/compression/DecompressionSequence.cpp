@@ -284,7 +284,7 @@ FrameInHand*& InHand()
 FrameInHand::FrameInHand(Address frame, const ImageDescription& description, bool shown,
                          std::unique_ptr<DecodedPicture> picture)
     : frame(frame),
-      description(description),
+      description(&description),
       shown(shown),
       picture(std::move(picture)),
       outer(std::exchange(InHand(), this))
@@ -294,6 +294,12 @@ FrameInHand::FrameInHand(Address frame, const ImageDescription& description, boo
 FrameInHand::~FrameInHand()
 {
     InHand() = outer;
+}
+
+void FrameInHand::ShowInstead(std::span<const uint8_t> other, const ImageDescription& itsDescription)
+{
+    instead = other;
+    description = &itsDescription;
 }
 
 FrameInHand* FrameInHand::Newest()
@@ -345,7 +351,8 @@ Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataS
     if (const ImageDescription* changed = known != nullptr ? known->DescriptionAt(data) : nullptr)
         if (const Result result = found->Adapt(*changed); result != noErr)
             return result;
-    return found->Show(data, frame);
+    const auto instead = known != nullptr ? known->InsteadAt(data) : std::span<const uint8_t>();
+    return found->Show(data, instead.empty() ? frame : instead);
 }
 
 Result CDSequenceEnd(int32_t sequence)

@@ -51,6 +51,10 @@ public:
     FrameInHand(const FrameInHand&) = delete;
     FrameInHand& operator=(const FrameInHand&) = delete;
 
+    /// Gives sequences another form of the same frame to show, one that can be decoded by itself. Both outlive the
+    /// object.
+    void ShowInstead(std::span<const uint8_t> other, const ImageDescription& itsDescription);
+
     /// The largest scale at which the frame was drawn onto a screen so far, 0 where it was not.
     double ShownScale() const { return shownScale; }
 
@@ -63,12 +67,14 @@ public:
     std::unique_ptr<DecodedPicture> TakePicture(Address data, int32_t width, int32_t height);
 
     void NoteShown(double scale) { shownScale = std::max(shownScale, scale); }
-    const ImageDescription* DescriptionAt(Address data) const { return frame == data ? &description : nullptr; }
+    const ImageDescription* DescriptionAt(Address data) const { return frame == data ? description : nullptr; }
+    std::span<const uint8_t> InsteadAt(Address data) const { return frame == data ? instead : decltype(instead)(); }
     bool IsShown() const { return shown; }
 
 private:
     Address frame;
-    const ImageDescription& description;
+    const ImageDescription* description; ///< of what is shown
+    std::span<const uint8_t> instead;    ///< shown in the frame's place, where it isn't empty
     bool shown;
     std::unique_ptr<DecodedPicture> picture;
     double shownScale = 0;

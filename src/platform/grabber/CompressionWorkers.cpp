@@ -37,19 +37,12 @@ public:
         }
         settings = frame.settings;
         const RawFrame raw{frame.sample.data.Bytes(), frame.format, frame.width, frame.height};
+        frame.sample.sent = std::move(frame.sample.data);
         frame.sample.data = SampleData(compressor ? compressor->Compress(raw) : OwnedBlock());
-        if (frame.sample.data.Size() == 0)
-            return;
-        const Kind kind{frame.format, frame.width, frame.height};
-        if (!description || kind != described) {
-            auto fresh = std::make_shared<SampleDescription>();
-            fresh->image = compressor->Description(frame.width, frame.height);
-            fresh->record = RecordOf(fresh->image);
-            description = std::move(fresh);
-            described = kind;
-        }
-        frame.sample.description = description;
-        frame.sample.isKey = IsKeyFrame(settings->codec, frame.sample.data.Bytes());
+        if (frame.sample.data.Size() > 0)
+            Describe(frame);
+        if (!frame.sample.sentDescription)
+            frame.sample.sent = SampleData();
     }
 
 private:
@@ -61,9 +54,32 @@ private:
         bool operator==(const Kind&) const = default;
     };
 
+    static SharedDescription Shared(ImageDescription image)
+    {
+        auto shared = std::make_shared<SampleDescription>();
+        shared->image = std::move(image);
+        shared->record = RecordOf(shared->image);
+        return shared;
+    }
+
+    void Describe(Frame& frame)
+    {
+        const Kind kind{frame.format, frame.width, frame.height};
+        if (!description || kind != described) {
+            description = Shared(compressor->Description(frame.width, frame.height));
+            sent = Shared(DescriptionOfPassThrough(frame.format, frame.width, frame.height));
+            described = kind;
+        }
+        frame.sample.description = description;
+        frame.sample.isKey = IsKeyFrame(settings->codec, frame.sample.data.Bytes());
+        if (IsInterFrame(settings->codec))
+            frame.sample.sentDescription = sent;
+    }
+
     Settings settings;
     std::unique_ptr<FrameCompressor> compressor;
     SharedDescription description;
+    SharedDescription sent; ///< of the device's own frames
     Kind described;
 };
 

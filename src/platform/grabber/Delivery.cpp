@@ -38,7 +38,6 @@
 #include "platform/grabber/Delivery.h"
 
 #include "platform/clock/MonotonicClock.h"
-#include "platform/compression/KeyFrames.h"
 
 #include <algorithm>
 #include <span>
@@ -252,8 +251,6 @@ Result Delivery::HandOverFrame(VideoChannel& channel, bool shown)
     NoteFrame(frame->captureTime);
     channel.description = frame->description;
     channel.CountDelivered();
-    // Later frames build on such a one: it is decoded in any case.
-    shown = shown || IsInterFrame(frame->description->image.codec);
     if (!shown)
         channel.CountNotShown();
     const int32_t time = TimeOf(frame->captureTime, channel.TimeScale());

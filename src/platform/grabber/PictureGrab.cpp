@@ -21,7 +21,7 @@ struct Pixels {
 
 Result Decode(const Sample& frame, Pixels& decoded)
 {
-    const ImageDescription& image = frame.description->image;
+    const ImageDescription& image = frame.ShownDescription()->image;
     const auto decoder = FrameDecoder::Create(image);
     if (!decoder)
         return noCodecErr;
@@ -30,10 +30,10 @@ Result Decode(const Sample& frame, Pixels& decoded)
         return memFullErr;
     decoded.width = image.width;
     decoded.height = image.height;
-    return decoder->Decode(frame.data.Bytes(), {.pixels = decoded.data.Bytes().data(),
-                                                .rowBytes = kBytesPerPixel * image.width,
-                                                .width = image.width,
-                                                .height = image.height});
+    return decoder->Decode(frame.Shown().Bytes(), {.pixels = decoded.data.Bytes().data(),
+                                                   .rowBytes = kBytesPerPixel * image.width,
+                                                   .width = image.width,
+                                                   .height = image.height});
 }
 
 // A picture: the description, then the pixels, packed.

@@ -12,16 +12,18 @@ constexpr int64_t kMatrixSize = 36;
 
 void Preview::Draw(const Sample& frame, PortReference port, const Bounds& target)
 {
-    const bool sameFrames = drawn && (drawn == frame.description || drawn->record == frame.description->record);
+    const SharedDescription& shown = frame.ShownDescription();
+    const bool sameFrames = drawn && (drawn == shown || drawn->record == shown->record);
     if (!sameFrames || port != drawnInto || target != drawnAt) {
         End();
-        drawn = frame.description;
+        drawn = shown;
         drawnInto = port;
         drawnAt = target;
         Begin();
     }
     if (sequence != 0)
-        DecompressSequenceFrameWhen(sequence, frame.data.Start(), static_cast<int32_t>(frame.data.Size()), 0, 0, 0, 0);
+        DecompressSequenceFrameWhen(sequence, frame.Shown().Start(), static_cast<int32_t>(frame.Shown().Size()), 0, 0,
+                                    0, 0);
 }
 
 void Preview::Begin()

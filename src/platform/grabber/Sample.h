@@ -73,7 +73,13 @@ struct Sample {
     bool isKey = true;       ///< whether it can be decoded without the samples before it
     int64_t framesLost = 0;  ///< sample frames that a sound source lost just before
     SharedDescription description;
+    SampleData sent;                       ///< the device's own frame, where `data` can't be decoded by itself
+    SharedDescription sentDescription;     ///< of `sent`
     std::shared_ptr<PictureAhead> picture; ///< what a frame looks like, decoded meanwhile; null: not decoded ahead
+
+    /// What to decode to see the frame.
+    const SampleData& Shown() const { return sentDescription ? sent : data; }
+    const SharedDescription& ShownDescription() const { return sentDescription ? sentDescription : description; }
 };
 
 } // namespace platform

@@ -394,7 +394,9 @@ Result Session::TakeFrame(VideoChannel& channel, Sample frame, int32_t time, boo
     if (shown && !inTime)
         channel.CountNotShown();
     TraceHandOver(frame.captureTime, inTime);
-    const FrameInHand known(frame.data.Start(), frame.description->image, inTime, std::move(picture));
+    FrameInHand known(frame.data.Start(), frame.description->image, inTime, std::move(picture));
+    if (frame.sentDescription)
+        known.ShowInstead(frame.sent.Bytes(), frame.sentDescription->image);
     const CaptureInHand captured(kVideoMediaType, frame.captureTime);
     const Result result = CallProcedure(channel, frame.data.Start(), frame.data.Size(), time);
     channel.feeds = captured.AddedTo();

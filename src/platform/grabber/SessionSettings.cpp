@@ -38,6 +38,7 @@ constexpr FourCharCode kDepth = CodeOf("dept");
 constexpr FourCharCode kSpatialQuality = CodeOf("sptl");
 constexpr FourCharCode kTemporalQuality = CodeOf("tprl");
 constexpr FourCharCode kKeyFrameRate = CodeOf("keyf");
+constexpr FourCharCode kDataRate = CodeOf("drat");
 constexpr FourCharCode kBounds = CodeOf("bnds");
 constexpr FourCharCode kControls = CodeOf("ctrl");
 // Sound.
@@ -176,6 +177,7 @@ TaggedItems VideoChannel::Settings() const
     settings.AddNumber(kSpatialQuality, compressed.spatialQuality);
     settings.AddNumber(kTemporalQuality, compressed.temporalQuality);
     settings.AddNumber(kKeyFrameRate, compressed.keyFrameRate);
+    settings.AddNumber(kDataRate, compressed.dataRate);
     if (bounds)
         settings.AddNumber(kBounds, PackedBounds(*bounds));
     AddControls(settings, *digitizer);
@@ -208,6 +210,7 @@ void VideoChannel::ApplySettings(const TaggedItems& settings)
     compressed.temporalQuality =
         std::clamp(Fitting(settings, kTemporalQuality, compressed.temporalQuality), 0, kHighestQuality);
     compressed.keyFrameRate = std::clamp(Fitting(settings, kKeyFrameRate, compressed.keyFrameRate), 0, 65535);
+    compressed.dataRate = std::max(0, Fitting(settings, kDataRate, compressed.dataRate));
     SetCompression(compressed);
     if (const Bounds stored = BoundsFrom(settings); !stored.Empty())
         bounds = stored;

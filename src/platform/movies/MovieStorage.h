@@ -34,6 +34,12 @@ public:
     /// True for a movie whose samples are complete, as its finishing has begun.
     bool IsFinishing() const { return finishing; }
 
+    /// Waits for a moment for room in front of the disk; false where there is none. A frame that later ones build on
+    /// asks before it is added: it can't be replaced by repeating the one before.
+    bool WaitForRoom(int64_t size) { return writer->WaitForRoom(size); }
+
+    void CountLostFrame() { ++framesLost; }
+
     /// Adds samples whose bytes are given, and sets the run's position. The caller has set its other fields but size.
     /// `captureTime`: of the first one, if it is known.
     Result AddSamples(std::span<const uint8_t> bytes, SampleRun run, std::optional<int64_t> captureTime = {});

@@ -8,6 +8,7 @@
 #include "platform/movies/Movies.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/compression/KeyFrames.h"
 #include "platform/memory/ReferenceTable.h"
 #include "platform/movies/CaptureInHand.h"
 #include "platform/movies/FinishMovie.h"
@@ -16,6 +17,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace platform {
 namespace {
@@ -37,6 +39,10 @@ struct MediaOfTrack {
     // The description given last, as the caller had it, and which one of the track it is.
     std::vector<uint8_t> lastRecord;
     uint32_t lastDescription = 0;
+    // Of an inter-frame codec: whether the frame is missing that the next one may build on, and the time of those that
+    // were left out since.
+    bool needsKey = true;
+    int64_t leftOutUnits = 0;
 };
 
 ReferenceTable<MovieStorage>& Movies()
@@ -98,6 +104,29 @@ bool HasRoomFor(const TrackContents& track, uint32_t description, int64_t count,
     return (!isCounted || track.samples + count <= UINT32_MAX) && track.duration + count * duration <= kLongestMedia;
 }
 
+// Callers know nothing of key frames and mark every sample as one, so the sample itself is looked at.
+bool IsKeySample(const TrackContents& track, uint32_t description, std::span<const uint8_t> sample)
+{
+    return track.mediaType != kVideoMediaType || IsKeyFrame(FormatOf(track.descriptions[description]), sample);
+}
+
+// Whether a frame that builds on the one before has it in the movie, and finds room in front of the disk. Frames of
+// other codecs and sound need neither.
+bool MayAddFrame(MediaOfTrack& media, int32_t size, bool isKey)
+{
+    const TrackContents& track = media.track.Contents();
+    if (track.mediaType != kVideoMediaType || !IsInterFrame(FormatOf(track.descriptions[media.lastDescription])))
+        return true;
+    const bool hadKey = !media.needsKey;
+    media.needsKey = (media.needsKey && !isKey) || !media.track.storage->WaitForRoom(size);
+    if (media.needsKey && (hadKey || isKey))
+        RequestKeyFrame();
+    // Those that came before the first key frame belong to the time before the recording.
+    if (media.needsKey && track.samples > 0)
+        media.track.storage->CountLostFrame();
+    return !media.needsKey;
+}
+
 // When the first sample of what is added was captured, if the buffer in hand tells.
 std::optional<int64_t> CaptureTimeOf(const TrackContents& track, uint32_t description, int32_t offset)
 {
@@ -124,6 +153,7 @@ Result CreateMovieStorage(int32_t dataRef, FourCharCode dataRefType, FourCharCod
         return result;
     Poke(handler, DataHandlers().Add(storage));
     Poke(movie, Movies().Add(storage));
+    RequestKeyFrame(); // for the movie to begin with
     return noErr;
 }
 
@@ -241,15 +271,21 @@ Result AddMediaSample(Media media, Handle data, int32_t offset, int32_t size, in
         return paramErr;
     if (track.timeScale == 0)
         return noErr;
-    if (!HasRoomFor(track, described, count, durationPerSample))
+    const bool isKey = IsKeySample(track, described, samples);
+    if (!MayAddFrame(*found, size, isKey)) {
+        found->leftOutUnits += int64_t{count} * durationPerSample;
+        return noErr;
+    }
+    const int64_t duration = durationPerSample + std::exchange(found->leftOutUnits, 0);
+    if (!HasRoomFor(track, described, count, duration))
         return invalidSampleTable;
     const int32_t start = GetMediaDuration(media);
     SampleRun run;
     run.track = found->track.index;
     run.description = described;
-    run.sync = (flags & kNotSyncSample) == 0;
+    run.sync = isKey && (flags & kNotSyncSample) == 0;
     run.count = count;
-    run.duration = durationPerSample;
+    run.duration = duration;
     if (const Result result = found->track.storage->AddSamples(samples, run, CaptureTimeOf(track, described, offset));
         result != noErr)
         return result;

@@ -110,7 +110,9 @@ Result EndMediaEdits(Media media);
 
 /// Adds `count` samples of `durationPerSample` units each, whose bytes are `size` bytes from `offset` of the handle
 /// `data`, in the description of the handle `description`: an image description, or a sound description of 36 bytes
-/// or more in host byte order. The data is copied before the call returns. `flags` 0 marks sync samples.
+/// or more in host byte order. The data is copied before the call returns. `flags` 0 marks sync samples, of which
+/// those are kept as such that a decoder can begin with. A sample that builds on one that the media lacks (at the
+/// beginning, or after a failure) is left out, and its duration goes to the next one that doesn't.
 /// Writes the media time of the first as 32 bits at `time` unless that is 0.
 /// `paramErr` for a range outside of the handle, a size or count below 1, or a size that is not that of so many
 /// samples; `invalidDuration` for a negative duration, `badImageDescription` for a description that can't be read,

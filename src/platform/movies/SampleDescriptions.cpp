@@ -109,12 +109,17 @@ ShownSize ShownSizeOf(const TrackContents& track)
             static_cast<Fixed>(FileField16(description, kImageHeight) << 16)};
 }
 
+FourCharCode FormatOf(std::span<const uint8_t> fileForm)
+{
+    return fileForm.size() < kFormat + 4 ? 0 : ByteReader(fileForm.subspan(kFormat)).U32();
+}
+
 int64_t BytesPerSoundFrame(std::span<const uint8_t> fileForm)
 {
     if (fileForm.size() < kSoundDescriptionSize)
         return 0;
     const int64_t channels = FileField16(fileForm, kSoundChannels);
-    switch (ByteReader(fileForm.subspan(kFormat)).U32()) {
+    switch (FormatOf(fileForm)) {
     case CodeOf("raw "):
     case CodeOf("twos"):
     case CodeOf("sowt"):

@@ -19,6 +19,9 @@ Result FileFormOfDescription(FourCharCode mediaType, std::span<const uint8_t> re
 /// True for pictures of this description's format (in host byte order) whose shape is said by each frame.
 bool ShapeDependsOnSample(FourCharCode mediaType, std::span<const uint8_t> record);
 
+/// The codec or sound format of a description's file form, 0 for one that is cut short.
+FourCharCode FormatOf(std::span<const uint8_t> fileForm);
+
 /// Bytes of one frame (a sample of every channel) of uncompressed sound, from a description's file form; 0 for other
 /// formats.
 int64_t BytesPerSoundFrame(std::span<const uint8_t> fileForm);

@@ -2,6 +2,7 @@
 
 #include "platform/compression/ImageDescription.h"
 #include "platform/drawing/PixelFormat.h"
+#include "platform/grabber/SampleQueue.h"
 
 #include <chrono>
 #include <thread>
@@ -176,6 +177,24 @@ TEST_F(GrabberTest, QueueIsBoundedInBytes)
     EXPECT_EQ(SGGetChannelCounts(video).droppedInQueue, 4U);
     SGStop(session);
     EXPECT_LT(BytesInUse() - before, int64_t{1} << 20);
+}
+
+// Frames that build on one another are of no use without those before them.
+TEST(SampleQueue, WhatBuildsOnALostSampleGoesWithIt)
+{
+    SampleQueue queue;
+    std::atomic<uint64_t> dropped{0};
+    queue.OpenLane(1, 4, dropped);
+    int64_t time = 0;
+    for (const char kind : std::string("K..K....K.")) {
+        Sample sample;
+        sample.captureTime = time++;
+        sample.isKey = kind == 'K';
+        queue.Put(1, std::move(sample));
+    }
+    EXPECT_EQ(dropped, 8U);
+    EXPECT_EQ(queue.Take(1)->captureTime, 8);
+    EXPECT_EQ(queue.Take(1)->captureTime, 9);
 }
 
 // What isn't in the compressor's own format is compressed, and comes in the order of capture. The description tells

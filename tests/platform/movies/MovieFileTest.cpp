@@ -238,6 +238,23 @@ TEST_F(MovieFile, KeepsDescriptionsThatChangeAndSamplesThatNeedOthers)
     EXPECT_EQ(text.substr(keys + 4, 24), std::string("\0\0\0\0\0\0\0\4\0\0\0\1\0\0\0\4\0\0\0\7\0\0\0\n", 24));
 }
 
+// A recording may begin between two key frames: what can't be decoded is left out, and its time is kept.
+TEST_F(MovieFile, FindsKeyFramesInTheSamples)
+{
+    const std::string path = folder / "keys.mov";
+    RecordedMovie movie(path);
+    const Bytes key{0, 0, 0, 2, 0x65, 1}, other{0, 0, 0, 2, 0x41, 1}, record = ImageRecord("avc1", 64, 48);
+    for (const char kind : std::string("..K..K"))
+        ASSERT_EQ(movie.AddVideo(kind == 'K' ? key : other, record, 20), noErr);
+    EXPECT_EQ(GetMediaDuration(movie.video), 120);
+    ASSERT_EQ(movie.Finish(), noErr);
+    ASSERT_EQ(movie.Close(), noErr);
+    const Bytes file = ReadFile(path);
+    const std::string text(file.begin(), file.end());
+    EXPECT_EQ(text.substr(text.rfind("stss") + 4, 16), std::string("\0\0\0\0\0\0\0\2\0\0\0\1\0\0\0\4", 16));
+    EXPECT_EQ(text.substr(text.rfind("stts") + 8, 20), std::string("\0\0\0\2\0\0\0\1\0\0\0\x3C\0\0\0\3\0\0\0\x14", 20));
+}
+
 TEST_F(MovieFile, ReachesPastFourGigabytes)
 {
     const std::string path = folder / "large.mov";

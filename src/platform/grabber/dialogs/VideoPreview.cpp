@@ -1,4 +1,5 @@
 #include "platform/compression/FrameDecoder.h"
+#include "platform/compression/KeyFrames.h"
 #include "platform/grabber/dialogs/DataRate.h"
 #include "platform/grabber/dialogs/VideoPages.h"
 
@@ -21,20 +22,16 @@ public:
         setAccessibleName("Preview");
     }
 
-    void Show(const Sample& frame)
+    // Shows the last frame; of an inter-frame codec, that takes all frames from a key frame on.
+    void Show(std::span<const Sample> frames)
     {
-        if (frame.description != description) {
-            description = frame.description;
-            decoder = FrameDecoder::Create(description->image);
-            image = QImage(description->image.width, description->image.height, QImage::Format_RGB32);
-            image.fill(Qt::black);
-        }
-        const PortPixels target{.pixels = image.bits(),
-                                .rowBytes = static_cast<int32_t>(image.bytesPerLine()),
-                                .width = image.width(),
-                                .height = image.height()};
-        if (decoder && !image.isNull() && decoder->Decode(frame.data.Bytes(), target) == noErr)
-            update();
+        if (!IsInterFrame(frames.back().description->image.codec))
+            return Show(frames.back());
+        for (const Sample& frame : frames)
+            if (frame.isKey || (hasKey && frame.description == description)) {
+                Show(frame);
+                hasKey = true;
+            }
     }
 
     QSize FrameSize() const { return image.size(); }
@@ -51,9 +48,26 @@ protected:
     }
 
 private:
+    void Show(const Sample& frame)
+    {
+        if (frame.description != description) {
+            description = frame.description;
+            decoder = FrameDecoder::Create(description->image);
+            image = QImage(description->image.width, description->image.height, QImage::Format_RGB32);
+            image.fill(Qt::black);
+        }
+        const PortPixels target{.pixels = image.bits(),
+                                .rowBytes = static_cast<int32_t>(image.bytesPerLine()),
+                                .width = image.width(),
+                                .height = image.height()};
+        if (decoder && !image.isNull() && decoder->Decode(frame.data.Bytes(), target) == noErr)
+            update();
+    }
+
     SharedDescription description;
     std::unique_ptr<FrameDecoder> decoder;
     QImage image;
+    bool hasKey = false;
 };
 
 class VideoPreview : public SettingsPage {
@@ -73,7 +87,7 @@ public:
             rate.Add(frame.captureTime, frame.data.Size());
         rate.NoteTurn(!arrived.empty());
         if (!arrived.empty())
-            picture->Show(arrived.back());
+            picture->Show(arrived);
         caption->setText(rate.SamplesPerSecond() > 0 ? QString("%1 × %2, %3 frames a second")
                                                            .arg(picture->FrameSize().width())
                                                            .arg(picture->FrameSize().height())
