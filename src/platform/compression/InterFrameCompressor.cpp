@@ -31,6 +31,12 @@ struct Candidate {
     LibavEncoder::Options options;
 };
 
+constexpr const char* kX265Options = "log-level=none:scenecut=0:open-gop=0:frame-threads=1";
+// The rows of a small picture are done before threads have woken one another for them: on a busy machine the threads
+// would take many times as long as one alone.
+constexpr const char* kX265OptionsForSmall = ":wpp=0:pools=none";
+constexpr int64_t kSmallPicture = int64_t{1280} * 720;
+
 // In the order in which they are tried. The encoders in software come first, as they answer to everything that can be
 // set here.
 const std::vector<Candidate>& Candidates()
@@ -50,10 +56,7 @@ const std::vector<Candidate>& Candidates()
          "libx265",
          "crf",
          26,
-         {{"preset", "ultrafast"},
-          {"tune", "zerolatency"},
-          {"forced-idr", "1"},
-          {"x265-params", "log-level=none:scenecut=0:open-gop=0:frame-threads=1"}}},
+         {{"preset", "ultrafast"}, {"tune", "zerolatency"}, {"forced-idr", "1"}, {"x265-params", kX265Options}}},
         {CodeOf("hvc1"),
          "hevc_nvenc",
          "qp",
@@ -139,6 +142,9 @@ private:
         const bool isIntra = settings.keyFrameRate == 1;
         const Quantizers quantizers = QuantizersOf(candidate.normalQuality, settings);
         auto options = candidate.options;
+        for (auto& [option, value] : options)
+            if (option == "x265-params" && int64_t{picture->width} * picture->height <= kSmallPicture)
+                value += kX265OptionsForSmall;
         const double quality = std::max(1.0, quantizers.key + (isIntra ? 0 : quantizers.between));
         options.emplace_back(candidate.quality, std::to_string(std::lround(quality)));
         const bool isOpen = encoder.Open(candidate.name, *picture, options, [&](AVCodecContext& context) {
