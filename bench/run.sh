@@ -11,6 +11,7 @@ programs=$PWD/build/release/bin
 printf '%-34s %16s   %-14s %s\n' measured figure bound how
 "$programs/bench_live_path"
 "$programs/bench_writer"
+"$programs/bench_codecs"
 python3 bench/whole_process.py "$programs" start
 tests/support/with_pipewire.sh python3 bench/whole_process.py "$programs" peers
 tests/support/with_pipewire.sh python3 bench/whole_process.py "$programs" latency
