@@ -296,14 +296,27 @@ void Recorder::Failure(int32_t result)
     else if (result == platform::dskFulErr)
         WriterFailed(result);
     else if (state == State::Recording)
-        Trouble("a device failed (" + std::to_string(result) + "); recording goes on");
+        DeviceFailed(result);
     else
         deviceFailure = result;
+}
+
+// An outage of the camera is reported with its length; other failures have their number alone.
+void Recorder::DeviceFailed(int32_t result)
+{
+    status = canvas->Status();
+    if (status.cameraAway)
+        ShowOutage();
+    else
+        Trouble("a device failed (" + std::to_string(result) + "); recording goes on");
 }
 
 // The control's boxes and exceptions: something was not done that should have been.
 void Recorder::MessageShown(const std::string& text)
 {
+    // A failure of the writer ends the recording in words of its own, at the next look.
+    if (state == State::Recording && canvas->Status().failure != platform::noErr)
+        return;
     Trouble(text);
     Fail(ExitCode::Failed, {});
 }

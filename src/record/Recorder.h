@@ -47,6 +47,7 @@ private:
     std::string SoundText() const;
     std::string AwayText() const;
     void Failure(int32_t result);
+    void DeviceFailed(int32_t result);
     void WriterFailed(int32_t result);
     void MessageShown(const std::string& text);
     void Trouble(const std::string& text);

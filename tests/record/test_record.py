@@ -11,8 +11,7 @@ import unittest
 from programs import TEST_PATTERN, Desk, decode_errors, probe, wait_for
 
 RECORDED, WRONG_USE, NO_DEVICE, UNWRITABLE, DISK_FULL, FAILED = range(6)
-DIRECT = {"direct": ()}
-MODES = {**DIRECT, "live": ("--live",)}
+MODES = {"direct": (), "live": ("--live",)}
 SHORT = (*TEST_PATTERN, "--seconds", "1")
 
 # What the C library does when the disk goes bad: a sync that fails once something has been written.
@@ -139,7 +138,7 @@ class Recording(unittest.TestCase):
                         self.check_refused(self.desk.record(*mode, *SHORT, path), code, text, path)
 
     def test_a_disk_that_fills_up_ends_the_movie_there(self):
-        for name, mode in DIRECT.items():
+        for name, mode in MODES.items():
             with self.subTest(mode=name):
                 with self.desk.disk("size=8m") as disk:
                     if disk is None:
@@ -148,13 +147,14 @@ class Recording(unittest.TestCase):
                     done = self.desk.record(*mode, *TEST_PATTERN, "--seconds", "50", path)
                     self.assertEqual(done.returncode, DISK_FULL, done.stderr)
                     self.assertIn(b"the disk is full", done.stderr)
+                    self.check_movie(path, {"video"})
                     self.assertGreater(os.path.getsize(path), 4_000_000)
 
     def test_a_failing_disk_and_a_limit_to_the_size_of_files(self):
         library = self.desk.path("failing.so")
         subprocess.run(["cc", "-shared", "-fPIC", "-x", "c", "-o", library, "-"], input=FAILING_SYNC, check=True)
         limited = ["prlimit", "--fsize=3000000", "--"]
-        for name, mode in DIRECT.items():
+        for name, mode in MODES.items():
             with self.subTest(mode=name):
                 path = self.desk.path("a.mov")
                 self.desk.environment["LD_PRELOAD"] = library

@@ -51,7 +51,7 @@ def choose_desk_camera(application):
     dialog.set("d", "Down")
     dialog.set("z", "Down")
     dialog.next_page()
-    dialog.set("p", "Down", "Down", "Down")
+    dialog.set("p", "P", "r", "o")
     dialog.set("q", "Page_Up")
     return dialog
 
@@ -62,7 +62,8 @@ def recorded_size(application, name):
     time.sleep(2)
     application.click("btnstartcapture1")
     time.sleep(0.5)
-    check(decode_errors(path) == "", f"{name} doesn't decode cleanly")
+    errors = decode_errors(path)
+    check(errors == "", f"{name} does not decode cleanly: {errors}")
     video = probe(path)["video"]
     return video["codec_name"], video["width"], video["height"]
 
