@@ -14,6 +14,7 @@ case ${1:-} in
         shift
         preset=sanitize
         whole=false
+        export LSAN_OPTIONS="suppressions=$PWD/tests/support/leak-sanitizer.supp print_suppressions=0"
         ;;
     --threads)
         shift

@@ -1,7 +1,9 @@
 #include "TestSession.h"
 
 #include "platform/compression/ImageDescription.h"
+#include "platform/compression/KeyFrames.h"
 #include "platform/drawing/PixelFormat.h"
+#include "platform/grabber/Bounds.h"
 #include "platform/grabber/SampleQueue.h"
 
 #include <chrono>
@@ -229,4 +231,45 @@ TEST_F(GrabberTest, FramesAreCompressedInOrder)
     }
     EXPECT_EQ(delivered[61].bytes, kFrame);
     EXPECT_EQ(SGGetChannelCounts(video).droppedInQueue, 0U);
+}
+
+// Frames that build on one another reach the procedure whole and in order, a key frame first, also after some were
+// thrown away; each of them can be grabbed as a still.
+TEST_F(GrabberTest, InterFrameFramesBeginWithAKeyFrame)
+{
+    video = NewChannel(kVideoMediaType);
+    SGSetVideoCompressorType(video, CodeOf("avc1"));
+    CollectDeliveries();
+    std::string keys;
+    int64_t now = kSecond;
+    onDelivery = [&](const Delivered& frame) {
+        keys += IsKeyFrame(CodeOf("avc1"), frame.bytes) ? 'K' : '.';
+        return 0;
+    };
+    const auto send = [&](size_t count, uint8_t luma) {
+        std::vector<uint8_t> pixels(size_t{64} * 48 * 2, 128);
+        for (size_t at = 0; at < pixels.size(); at += 2)
+            pixels[at] = luma;
+        for (const size_t last = keys.size() + count; keys.size() < last;) {
+            devices.Camera()->Send(now += 33 * kMillisecond, {pixels, kYuvsPixelFormat, 64, 48});
+            const size_t before = keys.size();
+            for (int wait = 0; wait < 5000 && keys.size() == before; ++wait) {
+                IdleAt(now);
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+            ASSERT_GT(keys.size(), before);
+        }
+    };
+    SGStartRecord(session);
+    send(4, 100);
+    SGStop(session);
+    SGStartRecord(session);
+    send(4, 200);
+    EXPECT_EQ(keys, "K...K...");
+    const OwnedBlock bounds(8);
+    Poke(bounds.Get(), BoundsOfSize(8, 8));
+    ASSERT_EQ(SGGrabPict(session, cell.Get(), bounds.Get(), 0, 0), noErr);
+    const auto picture = HandleBytes(Peek<Handle>(cell.Get()));
+    EXPECT_NEAR(picture[picture.size() - 2], 214, 6) << "of the last frame";
+    DisposeHandle(Peek<Handle>(cell.Get()));
 }

@@ -241,3 +241,22 @@ TEST_F(SettingsDialogTest, DevicesKeepTheirOwnWays)
     SGGetVideoCompressorType(video, cell.Get());
     EXPECT_EQ(Peek<FourCharCode>(cell.Get()), CodeOf("jpeg"));
 }
+
+// What only inter-frame compressors have can be set for them alone.
+TEST_F(SettingsDialogTest, KeyFramesBelongToInterFrameCompressors)
+{
+    Show(video, [&] {
+        Open(1);
+        EXPECT_FALSE(Named<QComboBox>("Key frames")->isEnabled());
+        EXPECT_EQ(Named<QComboBox>("Key frames")->currentText(), "Every frame");
+        Choose("Compressor", "H.264");
+        Choose("Key frames", "Every 30 frames");
+        Choose("Rate limit", "4 Mbit a second");
+        Slide("Quality between key frames", 700);
+        Press(Qt::Key_Return);
+    });
+    SGGetVideoCompressor(video, 0, cell.Get(), 0, cell.Get() + 4, cell.Get() + 8);
+    EXPECT_EQ(Peek<FourCharCode>(cell.Get()), CodeOf("avc1"));
+    EXPECT_EQ(Peek<int32_t>(cell.Get() + 4), 700);
+    EXPECT_EQ(Peek<int32_t>(cell.Get() + 8), 30);
+}
