@@ -44,8 +44,9 @@ class Screen:
         if reach_session:
             self.environment.update({key: os.environ[key] for key in self.SESSION if key in os.environ})
         read_end, write_end = os.pipe()
+        # Without "-noreset" the server starts over when its last client leaves, and throws out one that just comes.
         server = ["Xvfb", "-displayfd", str(write_end), "-screen", "0", f"{width}x{height}x24", "-fbdir", self.folder,
-                  "-nolisten", "tcp"]
+                  "-nolisten", "tcp", "-noreset"]
         self.start(server, pass_fds=[write_end])
         os.close(write_end)
         with os.fdopen(read_end) as pipe:
