@@ -7,6 +7,7 @@
 #include "platform/movies/OutputFile.h"
 #include "platform/movies/SampleDescriptions.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <tuple>
