@@ -1,6 +1,6 @@
 #include "support/SimulatedFireWire.h"
 
-#include "platform/digitizer/UniqueFD.h"
+#include "platform/files/UniqueFD.h"
 
 #include <libraw1394/csr.h>
 #include <libraw1394/raw1394.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/digitizer/UniqueFD.h"
+#include "platform/files/UniqueFD.h"
 #include "platform/digitizer/iidc/IIDCBus.h"
 
 #include <chrono>

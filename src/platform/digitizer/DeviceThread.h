@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/digitizer/Digitizer.h"
-#include "platform/digitizer/UniqueFD.h"
+#include "platform/files/UniqueFD.h"
 
 #include <atomic>
 #include <condition_variable>

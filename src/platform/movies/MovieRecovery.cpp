@@ -96,7 +96,7 @@ Result FinishInPlace(const RecordingFile& recording, const MovieContents& movie,
 {
     if (recording.WriteFailure() != noErr)
         return recording.WriteFailure();
-    DiskFile file(OwnedDescriptor(fcntl(recording.Descriptor(), F_DUPFD_CLOEXEC, 0)), path);
+    DiskFile file(UniqueFD(fcntl(recording.Descriptor(), F_DUPFD_CLOEXEC, 0)), path);
     Result result = file.Write(MovieHeader(movie), recording.Size());
     if (result == noErr)
         result = file.Sync();

@@ -26,12 +26,6 @@ int64_t AllowedFileSize()
 
 } // namespace
 
-OwnedDescriptor::~OwnedDescriptor()
-{
-    if (descriptor >= 0)
-        close(descriptor);
-}
-
 Result ResultOfFileError(int error)
 {
     switch (error) {
@@ -59,7 +53,7 @@ Result ResultOfFileError(int error)
     }
 }
 
-DiskFile::DiskFile(OwnedDescriptor opened, std::string where) : descriptor(std::move(opened)), path(std::move(where)) {}
+DiskFile::DiskFile(UniqueFD opened, std::string where) : descriptor(std::move(opened)), path(std::move(where)) {}
 
 Result DiskFile::Write(std::span<const uint8_t> bytes, int64_t position)
 {
@@ -89,8 +83,8 @@ Result DiskFile::Sync()
 void DiskFile::SyncName() const
 {
     const std::string folder = path.substr(0, path.rfind('/') + 1);
-    const OwnedDescriptor opened(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (opened.IsOpen())
+    const UniqueFD opened(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened)
         fsync(opened.Get());
 }
 
@@ -177,8 +171,8 @@ Result CreateOutputFile(const std::string& path, bool replace, FourCharCode crea
 {
     if (replace && unlink(path.c_str()) != 0 && errno != ENOENT)
         return ResultOfFileError(errno);
-    OwnedDescriptor opened(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (!opened.IsOpen())
+    UniqueFD opened(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (!opened)
         return ResultOfFileError(errno);
     // Not every file system has attributes, and a movie without one is no worse.
     const std::string code = TextOf(creator);

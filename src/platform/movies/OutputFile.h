@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/files/UniqueFD.h"
 #include "platform/memory/FourCharCode.h"
 #include "platform/memory/ResultCodes.h"
 
@@ -8,29 +9,8 @@
 #include <memory>
 #include <span>
 #include <string>
-#include <utility>
 
 namespace platform {
-
-/// A file descriptor that is closed with its owner.
-class OwnedDescriptor {
-public:
-    OwnedDescriptor() = default;
-    explicit OwnedDescriptor(int opened) : descriptor(opened) {}
-    OwnedDescriptor(OwnedDescriptor&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}
-    OwnedDescriptor& operator=(OwnedDescriptor&& other) noexcept
-    {
-        std::swap(descriptor, other.descriptor);
-        return *this;
-    }
-    ~OwnedDescriptor();
-
-    int Get() const { return descriptor; }
-    bool IsOpen() const { return descriptor >= 0; }
-
-private:
-    int descriptor = -1;
-};
 
 /// The platform's result for an error number of the system.
 Result ResultOfFileError(int error);
@@ -57,7 +37,7 @@ public:
 class DiskFile : public OutputFile {
 public:
     /// Takes over an open file. `path` is where it lies.
-    DiskFile(OwnedDescriptor opened, std::string path);
+    DiskFile(UniqueFD opened, std::string path);
 
     Result Write(std::span<const uint8_t> bytes, int64_t position) override;
     Result Sync() override;
@@ -76,7 +56,7 @@ private:
     void KeepMoreRoom(int64_t end);
     int64_t FreeBytes() const;
 
-    OwnedDescriptor descriptor;
+    UniqueFD descriptor;
     std::string path;
     std::atomic<bool> nameSynced = false;
     int64_t fileEnd = 0; // behind the last byte that was written

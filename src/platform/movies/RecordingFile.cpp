@@ -25,12 +25,12 @@ constexpr size_t kIdentifierAt = 8;
 
 Result RecordingFile::Open(const std::string& path)
 {
-    descriptor = OwnedDescriptor(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
-    if (!descriptor.IsOpen()) {
+    descriptor = UniqueFD(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
+    if (!descriptor) {
         writeFailure = ResultOfFileError(errno);
-        descriptor = OwnedDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+        descriptor = UniqueFD(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     }
-    if (!descriptor.IsOpen())
+    if (!descriptor)
         return errno == ENOENT || errno == ENOTDIR ? fnfErr : ResultOfFileError(errno);
     struct stat status {};
     if (fstat(descriptor.Get(), &status) != 0)

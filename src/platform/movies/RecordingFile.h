@@ -34,7 +34,7 @@ private:
     bool ReadBox(int64_t position, JournalBox& box) const;
     bool FindBoxBefore(int64_t end, JournalBox& box) const;
 
-    OwnedDescriptor descriptor;
+    UniqueFD descriptor;
     Result writeFailure = noErr;
     int64_t size = 0;
     mutable int64_t readable = 0; // bytes that may still be read in search of boxes

@@ -256,20 +256,33 @@ TEST_F(MovieFile, FindsKeyFramesInTheSamples)
     EXPECT_EQ(text.substr(text.rfind("stts") + 8, 20), std::string("\0\0\0\2\0\0\0\1\0\0\0\x3C\0\0\0\3\0\0\0\x14", 20));
 }
 
+// For movies whose media data has holes, too large to be recorded.
+MovieContents MovieOfOneTrack(FourCharCode type, int32_t timeScale, const Bytes& record)
+{
+    MovieContents movie;
+    TrackContents& track = movie.tracks.emplace_back();
+    track.mediaType = type;
+    track.timeScale = timeScale;
+    EXPECT_EQ(FileFormOfDescription(type, record, {}, track.descriptions.emplace_back()), noErr);
+    return movie;
+}
+
+void WriteFinished(DiskFile& file, const MovieContents& movie, int64_t headerPosition)
+{
+    EXPECT_EQ(file.Write(MovieHeader(movie), headerPosition), noErr);
+    EXPECT_EQ(file.Write(FileHead(), 0), noErr);
+    EXPECT_EQ(file.Write(MediaDataHead(headerPosition), kRoomPosition), noErr);
+}
+
 TEST_F(MovieFile, ReachesPastFourGigabytes)
 {
     const std::string path = folder / "large.mov";
     std::unique_ptr<DiskFile> file;
     ASSERT_EQ(CreateOutputFile(path, false, 0, file), noErr);
-    MovieContents movie;
-    movie.tracks.resize(1);
+    MovieContents movie = MovieOfOneTrack(kVideoMediaType, 600, ImageRecord("jpeg", 64, 48));
     TrackContents& track = movie.tracks[0];
-    track.mediaType = kVideoMediaType;
-    track.timeScale = 600;
     track.width = Long2Fix(64);
     track.height = Long2Fix(48);
-    track.descriptions.resize(1);
-    ASSERT_EQ(FileFormOfDescription(kVideoMediaType, ImageRecord("jpeg", 64, 48), {}, track.descriptions[0]), noErr);
     // Ten frames with holes between them, which take no room on the disk.
     Bytes all;
     int64_t position = kFileHeadSize;
@@ -283,9 +296,7 @@ TEST_F(MovieFile, ReachesPastFourGigabytes)
     track.samples = 10;
     track.duration = 200;
     track.edits.push_back({200, 0});
-    ASSERT_EQ(file->Write(MovieHeader(movie), position), noErr);
-    ASSERT_EQ(file->Write(FileHead(), 0), noErr);
-    ASSERT_EQ(file->Write(MediaDataHead(position), kRoomPosition), noErr);
+    WriteFinished(*file, movie, position);
     EXPECT_EQ(StreamsOf(path), "mjpeg,jpeg,64,48,200,10\n");
     EXPECT_EQ(StreamBytes(path, "v", "image2pipe"), all);
     // The frame at 0.3 s lies at 5.3 GB.
@@ -300,14 +311,8 @@ TEST_F(MovieFile, HoldsMoreSoundThan32BitsCount)
     const std::string path = folder / "day.mov";
     std::unique_ptr<DiskFile> file;
     ASSERT_EQ(CreateOutputFile(path, false, 0, file), noErr);
-    MovieContents movie;
-    movie.tracks.resize(1);
+    MovieContents movie = MovieOfOneTrack(kSoundMediaType, 48000, SoundRecord("raw ", 1, 8, 48000));
     TrackContents& track = movie.tracks[0];
-    track.mediaType = kSoundMediaType;
-    track.timeScale = 48000;
-    track.descriptions.resize(1);
-    ASSERT_EQ(FileFormOfDescription(kSoundMediaType, SoundRecord("raw ", 1, 8, 48000), {}, track.descriptions[0]),
-              noErr);
     // 26 hours of nothing, which take no room on the disk, and then half a second of something.
     constexpr int64_t kRun = 1000000;
     int64_t position = kFileHeadSize;
@@ -321,9 +326,7 @@ TEST_F(MovieFile, HoldsMoreSoundThan32BitsCount)
     track.edits.push_back({MovieTimeOf(frames, 48000), 0});
     const Bytes sound = Noise(24000, 1);
     ASSERT_EQ(file->Write(sound, position - 24000), noErr);
-    ASSERT_EQ(file->Write(MovieHeader(movie), position), noErr);
-    ASSERT_EQ(file->Write(FileHead(), 0), noErr);
-    ASSERT_EQ(file->Write(MediaDataHead(position), kRoomPosition), noErr);
+    WriteFinished(*file, movie, position);
     EXPECT_EQ(OutputOf("ffprobe -v error -of csv=p=0 -show_entries stream=duration " + Quoted(path)), "93600.500000\n");
     OutputOf("ffmpeg -v error -y -ss 93600 -i " + Quoted(path) + " -f u8 " + Quoted(path + ".pcm"));
     EXPECT_TRUE(ReadFile(path + ".pcm") == sound);

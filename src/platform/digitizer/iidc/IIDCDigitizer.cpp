@@ -3,7 +3,7 @@
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/CameraDigitizer.h"
-#include "platform/digitizer/UniqueFD.h"
+#include "platform/files/UniqueFD.h"
 #include "platform/digitizer/iidc/IIDCFrames.h"
 #include "platform/digitizer/v4l2/V4L2Formats.h"
 
