@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Builds Velmora and starts it, installing first what is missing. On a machine without a display it runs on a screen in
 # memory: there it records five seconds of the live picture with real clicks and tells where movie and screenshot are.
 set -eu

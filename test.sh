@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Builds Velmora and runs its tests, installing first what is missing. What follows the first option goes to ctest.
 #   ./test.sh              every test, as users run the program
 #   ./test.sh --sanitize   all but the whole program's, under AddressSanitizer and UndefinedBehaviorSanitizer

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What compressors cost against ffmpeg with the same encoder, preset and source: processor time of all threads, each
 // side to the end of the same frames, in turn, the median of three.
 //

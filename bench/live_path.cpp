@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the live picture costs above its bare parts: one 1920x1080 4:2:2 JPEG frame from the data procedure's entry
 // (decode to a 32-bit picture, frame and clock drawn on it, scale onto 640x360 of the window) without decoding ahead,
 // against TurboJPEG and libyuv called directly with the same flags and filter. The control halves the picture by a box

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Builds the release programs, runs every benchmark and prints one table: what was measured, the figure, its bound, and
 # how it came about. Each figure is a ratio to a peer in the same run, or a physical quantity.
 set -eu

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Measures the real programs on a screen in memory, against other programs that do the same job at the same camera.
 
   whole_process.py PROGRAMS peers     live picture: CPU seconds against GStreamer pipelines at the same cameras, time of

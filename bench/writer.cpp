@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // writer: how fast samples of 600 KB reach the disk through the movie writer, against plain write() of the same bytes
 // in the same run, and what an hour's recording costs at its end.
 //

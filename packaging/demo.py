@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Velmora on a machine without a display: waits for the live picture, records five seconds by pressing the button,
 takes a screenshot, closes the window and tells where everything is.
 

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Installs the Debian packages that Velmora needs, in groups, and nothing when they are all there:
 #   build   what compiles it, and with it what it runs with
 #   screen  a screen of its own for a machine without one, and what works and judges a window on it

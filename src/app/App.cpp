@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/App.h"
 
 #include "app/FileTypes.h"

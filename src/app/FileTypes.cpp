@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/FileTypes.h"
 
 namespace velmora {

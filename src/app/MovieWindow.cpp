@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/MovieWindow.h"
 
 #include "ui/MenuBar1.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A recording's life as the watch sees it: begun (a note of it is written), in progress (looked at twice a second),
 // ended (by the control; the writer may go on in the background), whole (the note is removed) or failed (the user is
 // told, and the note stays for the next start).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The poll timer: a carbon timer of 10 ms that gives one control's session its time. It owns a reference to the
 // control, which owns one to the timer: both live until the process ends, and the control's closing silences the timer.
 #include "capture/CaptureClassTimer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A timer over one timer of the platform's event loop.
 //
 // The platform calls back a plain procedure that carries no object, so all timers share `timeraction`, which compares

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The channels: both are set up when a session opens, sound first, and each can be given up and made anew.
 //
 // In the set-up failures show in the trace alone, and sound never keeps the video channel from being made: a sound

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Painting. `Event_Paint` draws the inactive picture when the framework asks for one; frames cover it as they come.
 // `triggerPaintEvent` lets the window draw on each frame before it is shown.
 #include "capture/VelmoraCanvas.h"

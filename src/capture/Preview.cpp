@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Preview and pause. In data procedure mode a preview is a running recording whose samples are dropped once shown, so
 // the record flag of the session tells whether it previews, and starting it means starting to record.
 #include "capture/VelmoraCanvas.h"

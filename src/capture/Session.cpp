@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The capture control, and its session of the Sequence Grabber from opening to release.
 //
 // The control owns the component instance, one video and one sound channel, the poll timer, the port that the grabber

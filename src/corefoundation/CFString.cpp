@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "corefoundation/CFString.h"
 
 #include "corefoundation/CoreFoundation.h"

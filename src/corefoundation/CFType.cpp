@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One retain on a counted platform reference.
 //
 // `Ref` is set by the constructor and 0 again only in the destructor. References that the platform creates for us

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "corefoundation/CFTypeRefException.h"
 
 #include "framework/Application.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "corefoundation/CoreFoundation.h"
 
 #include "corefoundation/CFTypeRefException.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Commands to a DV camcorder or deck: AV/C frames of four bytes.
 //
 // Nothing is kept between commands. Each opens the isochronous data handler, takes the first device that has a mode

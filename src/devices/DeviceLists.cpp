@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What devices the two channels could use and do use. Nothing is cached. In the windows a channel's device changes by the
 // settings dialog or by restored settings; the terminal program chooses devices by their names.
 //

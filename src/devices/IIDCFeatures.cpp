@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The features of an IIDC camera, each a number between the camera's own limits.
 //
 // The digitizer tells a feature's settings in an atom container: "feat" in the root, in it "fstg" with a record of 24

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The analog image controls: six values of the digitizer behind the video channel, 0 to 65535. Limits and defaults are
 // constants, the device is never asked for them.
 //

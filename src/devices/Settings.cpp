@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform's settings dialogs, and the settings of the whole session as a string of bytes.
 //
 // A dialog needs the grabber at rest: it is stopped before one in data procedure mode and paused in direct mode, and

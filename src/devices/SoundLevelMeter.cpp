@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The level meter of the sound driver. Each read is one call of the driver, so left and right are of two moments; no
 // state is kept between polls. After a failure a read gives what its zeroed block gives.
 #include "capture/VelmoraCanvas.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Format, rate, volume and gain of the sound channel. Nothing is kept here: each read and write goes to the platform.
 // Three of the parameters share one call, so that writing one means reading all three and writing all three back.
 #include "capture/VelmoraCanvas.h"

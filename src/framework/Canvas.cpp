@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A canvas and its widget.
 //
 // The pixels of a canvas are a view of its window's port, at the density of the screen. Two draw into them:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "framework/Control.h"
 
 #include "framework/QtText.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "framework/Date.h"
 
 #include "framework/QtText.h"

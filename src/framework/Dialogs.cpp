@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "framework/Application.h"
 #include "framework/QtText.h"
 #include "framework/Runtime.h"

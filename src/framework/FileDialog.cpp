@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Choosing files: Qt's own dialog on every desktop, so that it looks and answers alike everywhere.
 //
 // What is typed is read here and not by Qt, which takes quotation marks as marks around each of several names. In this

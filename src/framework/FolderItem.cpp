@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "framework/FolderItem.h"
 
 #include "framework/QtText.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Drawing into a port.
 //
 // The port is asked where to draw at each operation, so a port that changed its size or ended meanwhile is met as it is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "framework/ProgressBox.h"
 
 #include "framework/Application.h"

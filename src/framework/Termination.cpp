@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Ends of the program that nobody is asked about.
 //
 // A signal's handler may do next to nothing, so it writes the signal's number into a pipe that the event loop watches.

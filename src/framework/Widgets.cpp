@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Controls over Qt's widgets, which hold their state.
 //
 // The user's changes come by the signals that only users raise, or with the widget's signals blocked while code

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Windows and their implicit instances.
 //
 // A window's content has three sides: a widget on the screen, the port into which its canvases and the platform draw,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A menu bar of widgets over the application's tree of items.
 //
 // The tree is plain data that code changes as it likes. So the widgets follow it at the moments that count: before a

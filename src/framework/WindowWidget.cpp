@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "framework/WindowWidget.h"
 
 #include "framework/Application.h"

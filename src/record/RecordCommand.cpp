@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "record/RecordCommand.h"
 
 #include <algorithm>

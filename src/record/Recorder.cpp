@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A recording from the command line.
 //
 // The control wants a window to live in, so there is one that is never shown. It runs in direct mode with no picture

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The output of a recording.
 //
 // The plain name lies in `/proc/self/fd/N`, where N is the folder's descriptor: that path has no letter that anyone

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // velmora-record: records from the command line, and lists the devices.
 #include "framework/Application.h"
 #include "platform/Platform.h"

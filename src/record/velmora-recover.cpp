@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // velmora-recover: finishes a recording that was cut off.
 
 #include "platform/movies/MovieRecovery.h"

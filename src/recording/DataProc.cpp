@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The data procedure: each buffer that the grabber captures passes through here, inside `SGIdle`, on the main thread.
 //
 // A buffer is first measured, then handed to the movie writer while a recording runs, and a video frame is then shown

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A buffer of pixels over a graphics world or a port of the platform. The wrapper holds a number and a rectangle; the
 // pixels are the platform's and stay locked. Nothing is given back: a new world lives as long as the process, a port as
 // long as its window or picture.

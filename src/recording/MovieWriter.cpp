@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The movie of data procedure mode: one video and one sound track, whose media take each buffer exactly as the grabber
 // delivered it.
 //

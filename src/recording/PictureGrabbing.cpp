@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Still pictures: a copy of the newest decoded frame in data procedure mode, otherwise a new picture of the grabber,
 // which is paused for it.
 #include "capture/VelmoraCanvas.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Recording: `Record` and `Stop`. In data procedure mode the grabber runs all the time, and these two open and close a
 // movie, with `isRecording` as the gate that buffers pass. In direct mode the grabber itself writes the file and is
 // started and stopped.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A note is a small text file: "process" and "start" on a line each, then "path", which runs to the end of the file,
 // for a path may hold any byte. It is written and locked under a name that nobody looks for, and then takes its own; so
 // a note that can be seen is whole, and locked while its recording goes on. The lock goes with the process, however

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How a recording is going: what the writer, the channel's counts and the clock tell together. In data procedure mode
 // the frames are those that the writer took; in direct mode the control sees none, and the grabber's count stands for
 // them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Flips and rotation of the live picture. They only note what is wanted: the data procedure builds its matrix anew at
 // the next video frame. What is recorded is never transformed.
 #include "capture/VelmoraCanvas.h"

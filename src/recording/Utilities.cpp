@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "recording/Utilities.h"
 
 #include "framework/Application.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the captured video looks like: sizes, compressor, frame rate, time scales. Everything is asked of the channels
 // at each call; only the size of the next movie is the control's own.
 #include "capture/VelmoraCanvas.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ui/AnalogVideoSettings.h"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ui/GrabWindow.h"
 
 #include "framework/Date.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ui/IIDCVideoSettings.h"
 
 #include "framework/Application.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ui/MenuBar1.h"
 
 #include "framework/Application.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/MovieWindow.h"
 #include "framework/Application.h"
 #include "framework/Date.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ui/RecordingTexts.h"
 
 #include "framework/FolderItem.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A camcorder on a simulated bus through the whole product: the real control in a real window, over the real platform.
 // The test holds the clock and plays a tape; other people's programs judge the movie.
 #include "app/App.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A camcorder on the real FireWire libraries through the whole product into a movie. `VELMORA_TAPE_SECONDS` makes the
 // tape as long as wanted; its events keep their places in it.
 #include "camcorder/CanvasWindow.h"

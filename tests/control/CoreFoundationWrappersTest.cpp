@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "corefoundation/CFString.h"
 #include "corefoundation/CFTypeRefException.h"
 #include "platform/corefoundation/CoreFoundation.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "control/ControlTest.h"
 #include "platform/memory/Handles.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "control/ScriptedPlatform.h"
 
 #include "platform/atoms/AtomContainers.h"

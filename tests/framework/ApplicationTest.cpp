@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "framework/Guard.h"
 #include "framework/Support.h"
 #include "platform/events/EventLoop.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "framework/Picture.h"
 #include "framework/Support.h"
 #include "platform/memory/Handles.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "framework/MemoryBlock.h"
 #include "framework/FolderItem.h"
 #include "framework/TextStreams.h"

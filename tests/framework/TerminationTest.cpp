@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "framework/Runtime.h"
 #include "framework/Support.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs a fuzz target with damaged copies of its seeds:
 //
 //   fuzz_settings FOLDER-OF-SEEDS SECONDS [EXECUTIONS [RANDOM-SEED]]

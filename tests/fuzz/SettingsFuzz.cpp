@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reader of saved settings, from the bytes of a file to a session that runs with them.
 //
 // Bytes that don't parse are refused by every door. Bytes that parse are opened in a session over devices in memory;

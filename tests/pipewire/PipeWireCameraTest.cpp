@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cameras of a PipeWire server that are no V4L2 nodes: a server of the test's own, cameras that are processes of their
 // own, and both killed while they deliver.
 #include "platform/digitizer/Digitizer.h"

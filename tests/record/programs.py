@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The terminal programs run as a user runs them, away from the user's session, and what they leave behind."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """velmora-record on a camera and a microphone of a session of its own: a sound server that answers late, a camera that
 is silent, and one that leaves and comes back. Run it inside tests/support/with_pipewire.sh."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """velmora-record as a program: for each way a recording can go, in both of its modes, the exit code, the text, and what
 is on the disk afterwards."""
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/SimulatedFireWire.h"
 
 #include "platform/files/UniqueFD.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/SimulatedIIDCUnit.h"
 
 #include <cstdlib>

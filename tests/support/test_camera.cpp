@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A camera at the PipeWire server, for tests: a node of class Video/Source that drives its own graph by a timer on the
 // frame grid of the monotonic clock and shows the picture of TestPatternLayout.h. Each frame that it makes bears the
 // next number and the time of its place on the grid.

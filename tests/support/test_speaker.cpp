@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Plays a beep of 100 ms into the sound server's default sink at each whole second of the monotonic clock: the instants
 // at which the test camera flashes. A null sink's monitor then is a microphone in step with that camera.
 //

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Runs a command in a PipeWire session of its own: server, session manager, PulseAudio interface, and a null sink
 # ("Test Sink") whose monitor is the default source. It has a bus of its own and needs neither systemd nor a sound
 # card. Ends with the command's result and leaves nothing behind.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ui/FileDialogAnswer.h"
 #include "ui/UiTest.h"
 

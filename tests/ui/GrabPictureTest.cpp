@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/testpattern/TestPatternLayout.h"
 #include "ui/GrabWindow.h"
 #include "ui/RealDevices.h"

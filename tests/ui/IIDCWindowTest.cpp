@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/iidc/IIDCDigitizer.h"
 #include "platform/digitizer/v4l2/V4L2Controls.h"
 #include "support/SimulatedIIDCCamera.h"

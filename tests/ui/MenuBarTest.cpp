@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ui/UiTest.h"
 
 #include <sstream>

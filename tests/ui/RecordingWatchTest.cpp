@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/RecordingWatch.h"
 #include "framework/Runtime.h"
 #include "platform/memory/ResultCodes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ui/AnalogVideoSettings.h"
 #include "ui/IIDCVideoSettings.h"
 #include "ui/UiTest.h"

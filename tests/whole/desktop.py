@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The real application on a screen of its own: a screen in memory, a window manager, real clicks and keys, and the
 pixels that come out. The screen's memory is a file, so looking at it costs the application nothing."""
 

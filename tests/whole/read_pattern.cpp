@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads the Test Pattern from a part of a screen kept in a file (Xvfb's -fbdir).
 //
 //   read_pattern FILE X Y WIDTH HEIGHT          the frame number, then what stands in the four corners, one a line

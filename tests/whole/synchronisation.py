@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Where the flashes of the picture and the beeps of the sound lie in a movie of Test Pattern and Test Tone."""
 
 import array

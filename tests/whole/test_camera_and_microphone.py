@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The main job on real input: a camera through V4L2 and a microphone through the sound server, on a PipeWire session of
 its own, worked with real clicks. Run it inside tests/support/with_pipewire.sh."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Ends that nobody plans while a movie is being recorded: the window closed, the program told to quit, a signal, a
 display server that dies, a process killed. Each time other people's tools judge the movie."""
 

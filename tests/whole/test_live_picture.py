@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The live picture of the Test Pattern in the real window, worked with real clicks and judged by its pixels."""
 
 import collections

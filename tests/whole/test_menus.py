@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The menus worked with real clicks and keys. What they show is read as a screen reader reads it, through the desktop's
 accessibility bus: so this also proves that everything has a name there."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The main job: real clicks on Record, the save dialog and Stop; other people's tools judge the movies."""
 
 import os

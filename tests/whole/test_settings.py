@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The settings dialogs and the settings file, worked with keys on two cameras and a microphone. Run it inside
 tests/support/with_pipewire.sh."""
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Atom containers.
 //
 // A container owns its atoms in one vector; an atom's number is its place in it plus one, and the root, number 0, is

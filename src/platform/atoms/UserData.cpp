@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/atoms/UserData.h"
 
 #include "platform/atoms/TaggedItems.h"

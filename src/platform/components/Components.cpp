@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/components/Components.h"
 
 #include "platform/components/ComponentsEnd.h"

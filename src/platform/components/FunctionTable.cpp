@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/components/FunctionTable.h"
 
 #include <map>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Compressing by libavcodec. Every codec here stores each frame by itself, so a frame in is a frame out.
 //
 // A codec has one pixel layout, and DV two sizes besides; whatever comes is converted and scaled to that. The encoder

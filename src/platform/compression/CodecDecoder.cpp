@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Decoding by libavcodec, for all that is neither JPEG nor raw.
 //
 // One frame in, one picture out: the context runs without frame threads and with low delay, so a codec that doesn't

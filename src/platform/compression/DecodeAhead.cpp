@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Decoding ahead.
 //
 // A frame's picture goes from Waiting over InWork to Done, unless it is left out (Skipped): because newer frames wait

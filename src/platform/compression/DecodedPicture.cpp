@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/DecodedPicture.h"
 
 namespace platform {

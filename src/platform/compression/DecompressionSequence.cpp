@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Decompression sequences.
 //
 // A sequence is everything that one description needs to get onto one port, built once and used for each frame: the

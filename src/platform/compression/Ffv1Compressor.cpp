@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Compressing FFV1 by libavcodec: each frame by itself, in four slices with a checksum each, in the samples that the
 // device delivers. The configuration record that decoders need is an atom of the description.
 #include "platform/compression/Ffv1Compressor.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/FrameCompressor.h"
 
 #include "platform/compression/CodecCompressor.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/FrameDecoder.h"
 
 #include "platform/compression/CodecDecoder.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Compressing H.264 and HEVC by libavcodec.
 //
 // A frame in is a frame out, in the same order: no frame looks ahead, and what the encoder does on several threads it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Compressing JPEG by TurboJPEG.
 //
 // Pictures that come as luma and chroma go in as planes, without a detour through RGB: 4:2:2 stays 4:2:2 and 4:2:0

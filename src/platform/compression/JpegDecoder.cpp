@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Decoding JPEG by TurboJPEG, straight into the target's rows.
 //
 // Cameras deliver frames in which the usual Huffman tables are left out; the library then puts the usual ones in. It

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/KeyFrames.h"
 
 #include "platform/compression/NalUnits.h"

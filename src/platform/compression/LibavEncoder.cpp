@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/LibavEncoder.h"
 
 namespace platform {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/PictureConversion.h"
 
 #include <cstring>

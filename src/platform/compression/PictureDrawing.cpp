@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Drawing a picture into a port through a transform.
 //
 // Most transforms keep the picture's sides parallel to the port's: the preview's scaling, and mirrors of it. Those

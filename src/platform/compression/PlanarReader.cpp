@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frames of devices as planes.
 //
 // JPEG frames with 4:2:2 or 4:2:0 chroma are decoded to their own planes, brought into the video range and, for 4:2:0,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/RawCompressor.h"
 
 #include "platform/compression/FrameReader.h"

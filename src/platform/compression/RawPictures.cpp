@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/RawPictures.h"
 
 #include <libyuv.h>

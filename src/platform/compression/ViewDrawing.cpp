@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/ViewDrawing.h"
 
 #include <algorithm>

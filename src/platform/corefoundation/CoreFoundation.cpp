@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Counted string references.
 //
 // An object is immutable but for its count, and only strings exist. A string is kept as UTF-8, which is what nearly

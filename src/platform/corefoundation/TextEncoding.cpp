@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/corefoundation/TextEncoding.h"
 
 #include "platform/corefoundation/CoreFoundation.h"

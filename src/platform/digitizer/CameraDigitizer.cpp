@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/CameraDigitizer.h"
 
 #include "platform/clock/MonotonicClock.h"

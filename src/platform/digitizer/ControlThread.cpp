@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/ControlThread.h"
 
 #include <thread>

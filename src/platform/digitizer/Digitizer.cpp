@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The analog values and the features of any device, over its controls.
 #include "platform/digitizer/Digitizer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/Digitizer.h"
 
 #include "platform/digitizer/dv/DvDigitizer.h"

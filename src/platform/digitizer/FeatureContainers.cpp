@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Features in atom containers.
 //
 // A container has one "feat" atom; in it lie the feature's code ("ftyp") and its settings ("fstg"), a record of 24

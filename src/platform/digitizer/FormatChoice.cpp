@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/FormatChoice.h"
 
 #include "platform/drawing/PixelFormat.h"

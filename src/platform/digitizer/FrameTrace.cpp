@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/FrameTrace.h"
 
 #include "platform/clock/MonotonicClock.h"

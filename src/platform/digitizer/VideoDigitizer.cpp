@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/VideoDigitizer.h"
 
 #include "platform/compression/FrameCompressor.h"

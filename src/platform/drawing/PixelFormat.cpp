@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/drawing/PixelFormat.h"
 
 namespace platform {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Ports and their pixels.
 //
 // A port is one object under two numbers: its own, and that of its pixel map. Both tables share it, which is why a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Views of a port.
 //
 // A view has a block of pixels of its own, at the size that its rectangle has on the screen. States: nothing drawn yet;

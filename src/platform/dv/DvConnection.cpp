@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Connections to output plugs.
 //
 // libiec61883's one call for connecting reports success for a plug that refuses, keeps channel and bandwidth of it, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The machine's FireWire bus.
 //
 // A device is a node whose configuration ROM says AV/C and that sends DV: it has a tape, by its own word, or a plug for

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Nodes of the FireWire bus through libraw1394.
 //
 // ROMs are read and taken apart here: librom1394 writes a line on standard error for each node that may not be opened

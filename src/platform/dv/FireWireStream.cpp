@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Isochronous reception through libiec61883.
 //
 // The stream has a handle of its own for packets, which go on through bus resets, so that its thread shares nothing

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/dv/FireWireUnits.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The isochronous data handler.
 //
 // An open instance holds the bus and the device that the configuration chose. A device control is the number of a

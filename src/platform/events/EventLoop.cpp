@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Timers of the main event loop.
 //
 // One object of the loop's thread receives the ticks of all timers; a timer is an entry of the reference table that

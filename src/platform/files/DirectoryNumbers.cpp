@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/files/DirectoryNumbers.h"
 
 #include <algorithm>

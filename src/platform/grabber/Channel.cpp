@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/grabber/Channel.h"
 
 #include "platform/clock/MonotonicClock.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The published calls on a channel of either kind.
 #include "platform/grabber/ChannelOperation.h"
 #include "platform/grabber/SequenceGrabber.h"

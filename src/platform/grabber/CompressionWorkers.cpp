@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Two threads and one line of jobs.
 //
 // Jobs stand in the order of capture from the moment they come in until they are handed on. A worker takes the first

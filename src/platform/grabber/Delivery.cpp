@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The order in which samples are handed over.
 //
 // Frames and sound are handed over in the order of their capture times: the sound up to a frame's time, cut there to

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/grabber/DeviceLists.h"
 
 #include "platform/grabber/Session.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A recording by the grabber itself.
 //
 // The first frame is the beginning: sound from before it is left out to the sample, and as the session's sound has no

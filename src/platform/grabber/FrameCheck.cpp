@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/grabber/FrameCheck.h"
 
 #include "platform/digitizer/dv/DvFrame.h"

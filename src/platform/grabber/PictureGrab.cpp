@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Grabbing a still picture: the newest frame is decoded only when somebody asks for it.
 #include "platform/compression/FrameDecoder.h"
 #include "platform/grabber/ChannelOperation.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/grabber/Preview.h"
 
 #include "platform/compression/DecompressionSequence.h"

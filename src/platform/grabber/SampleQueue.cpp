@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/grabber/SampleQueue.h"
 
 #include "platform/compression/KeyFrames.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A session.
 //
 // It is stopped, previewing or recording, and in the last two it may be paused. "Recording" is what publishes samples:

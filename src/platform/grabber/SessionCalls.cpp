@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The published calls on a session.
 #include "platform/grabber/SequenceGrabber.h"
 

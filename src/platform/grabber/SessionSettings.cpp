@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A session's settings as user data.
 //
 // One item per channel, of the channel's type, in the order of the channels; each holds a list of items of its own.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/grabber/SettingsTrial.h"
 
 #include <algorithm>

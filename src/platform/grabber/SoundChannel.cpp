@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A sound channel.
 //
 // The source delivers PCM on its own thread; there each buffer is coded as the channel was told, into the block from

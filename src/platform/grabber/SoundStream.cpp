@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One line of sound.
 //
 // Whoever records sound counts its samples: what is missing in the middle shifts all that follows. So the line has no

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A video channel.
 //
 // The digitizer delivers on its own thread. A frame in the chosen compressor's own format is copied once, into the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The published calls on a video channel.
 #include "platform/grabber/ChannelOperation.h"
 #include "platform/grabber/SequenceGrabber.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The 32-bit address space.
 //
 // One region of 2 GiB of virtual memory is reserved at first use; an address is an offset into it, so every living

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/memory/CodeAddress.h"
 
 #include "platform/memory/ReferenceTable.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/movies/CaptureInHand.h"
 
 namespace platform {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/corefoundation/CoreFoundation.h"
 #include "platform/files/DirectoryNumbers.h"
 #include "platform/movies/Movies.h"

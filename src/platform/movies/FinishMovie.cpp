@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A movie is finished by its own writing thread. The main thread waits for it, for as long as the handler wants it to;
 // a movie that is sent to the background is kept in a list until its end has been reported.
 #include "platform/movies/FinishMovie.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/movies/JournalReplay.h"
 
 #include "platform/movies/MovieFragments.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Model: one stream of bytes, filled at its end by the thread that records and emptied by the writing thread.
 //
 // The stream waits in chunks. Those that are written go to a small pool and are filled again, so that a steady

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One function for each box that both forms of a movie have, the finished one and the fragmented one:
 //
 //   moov(mvhd trak(tkhd edts(elst) mdia(mdhd hdlr minf(vmhd|smhd hdlr dinf(dref) stbl(stsd ...)))))

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/movies/MovieContents.h"
 
 #include <chrono>

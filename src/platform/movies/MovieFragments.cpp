@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A movie that is being written:
 //
 //   ftyp  free(the room)  moov(mvhd trak... mvex(mehd trex...))  free  { moof(mfhd traf(tfhd tfdt trun...)...) free

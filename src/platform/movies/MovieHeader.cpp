@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The complete header of a movie:
 //
 //   moov(mvhd trak(... stbl(stsd stts stss stsc stsz stco|co64)) udta(cre8))

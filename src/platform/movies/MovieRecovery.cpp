@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A recovery reads nothing but the journal, and puts the movie's header together from it. In place, the header goes to
 // the end of the file, and when it has reached the disk the file's head is overwritten, as at the end of a recording:
 // until then the file is as it was but for bytes behind its end. A copy gets the media data as it is (on file systems

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // States: recording (the file is a fragmented movie that grows), finishing (its header goes to the disk, and after it
 // the head of the media data, which makes it an ordinary movie), closed. At each moment the file plays as far as it was
 // written.

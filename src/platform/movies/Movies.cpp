@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The calls on movies, tracks and media: numbers are looked up, arguments checked, and what is left is done by the
 // movie's storage.
 //

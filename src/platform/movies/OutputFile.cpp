@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/movies/OutputFile.h"
 
 #include <algorithm>

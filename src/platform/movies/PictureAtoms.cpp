@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/movies/PictureAtoms.h"
 
 #include "platform/movies/ByteWriter.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The journal is read from the end of the file: the last whole box is searched, and its chain followed to the first
 // one. Where a box is damaged the search begins again before it, so that what is in front of the damage is found as
 // well.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The journal is in the movie file itself, as boxes between the fragments, and not in a second file.
 //
 // One file is the more robust choice: what survives a failure is a beginning of one stream, so that a box on disk

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/movies/SampleDescriptions.h"
 
 #include "platform/compression/ImageDescription.h"

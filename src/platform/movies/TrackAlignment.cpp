@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A track's capture offset c is when its media's time 0 was captured, s is where in the movie the edits show that time.
 // What the movie shows at a moment t was then captured at t + c - s. Picture and sound are in step when c - s is the
 // same for both; what it differs by is taken off the edits of sound, by showing nothing for so long or by leaving out

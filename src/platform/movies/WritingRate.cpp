@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/movies/WritingRate.h"
 
 #include "platform/clock/MonotonicClock.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Clock recovery.
 //
 // The stamps of a source scatter by some milliseconds around the truth, and their mean drifts away from the count of

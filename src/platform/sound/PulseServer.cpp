@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The connection to the sound server.
 //
 // The library's loop runs on a thread of its own, and everything that touches the library does so with the loop's

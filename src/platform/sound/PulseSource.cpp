@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A source of the sound server.
 //
 // It is started while it has a sink. A started source has a stream, or misses it because the server or the device is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // From PCM as sources deliver it to the coding of a channel.
 //
 // Every sample passes through a signed 16-bit value: 8-bit sources are widened to it, and each coding is a small

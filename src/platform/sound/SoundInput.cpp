@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sound input driver calls.
 //
 // A driver number stands for a source and the meter of its stream, both of which belong to the channel that

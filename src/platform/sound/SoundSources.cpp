@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/sound/PulseSource.h"
 #include "platform/sound/SoundSource.h"
 #include "platform/sound/SoundWatcher.h"

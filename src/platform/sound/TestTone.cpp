@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The built-in sound source.
 //
 // Its samples have a place in time of their own: frame n belongs to the instant n / rate of the monotonic clock, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/atoms/AtomContainers.h"
 
 #include <gtest/gtest.h>

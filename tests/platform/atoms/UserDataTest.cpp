@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/atoms/UserData.h"
 
 #include <gtest/gtest.h>

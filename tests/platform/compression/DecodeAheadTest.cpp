@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/DecodeAhead.h"
 
 #include "platform/compression/DecompressionSequence.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/DecompressionSequence.h"
 
 #include "platform/compression/Matrix.h"

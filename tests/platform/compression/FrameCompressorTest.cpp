@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/KeyFrames.h"
 #include "platform/compression/Pictures.h"
 #include "platform/compression/RawPictures.h"

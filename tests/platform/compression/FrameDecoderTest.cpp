@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/Pictures.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/corefoundation/CoreFoundation.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cameras as they are out there: each of these habits comes from reports of users, and has its simulated driver.
 #include "SimulatedCamera.h"
 #include "platform/digitizer/CaptureStamps.h"

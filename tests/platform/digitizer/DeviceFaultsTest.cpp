@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What devices of every family do, in one table: one camera of each family, and what happens to it.
 #include "SimulatedCamera.h"
 #include "platform/digitizer/Digitizer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/dv/DvDigitizer.h"
 #include "platform/digitizer/dv/DvFrame.h"
 #include "support/DvTape.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/iidc/IIDCDigitizer.h"
 #include "platform/atoms/AtomContainers.h"
 #include "platform/compression/FrameReader.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SimulatedCamera.h"
 #include "platform/digitizer/FormatChoice.h"
 #include "platform/digitizer/VideoDigitizer.h"

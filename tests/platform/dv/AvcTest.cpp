@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/dv/AvcTransaction.h"
 #include "platform/dv/IsochronousDataHandler.h"
 #include "support/SimulatedDeck.h"

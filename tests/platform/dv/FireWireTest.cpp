@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The FireWire bus on the real libraries above a simulated libraw1394.
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/dv/DvFrame.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // IIDC cameras on the real libdc1394 above simulated registers.
 #include "platform/digitizer/iidc/IIDCBus.h"
 #include "platform/dv/FireWireUnits.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "TestDevices.h"
 
 #include "platform/drawing/PixelFormat.h"

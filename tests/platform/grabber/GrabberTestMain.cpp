@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/compression/ImageDescription.h"
 #include "platform/drawing/Ports.h"
 #include "platform/grabber/SequenceGrabber.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "TestSession.h"
 
 #include "platform/atoms/UserData.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The writing threads and the storage above them, with a disk whose behaviour the test decides.
 
 #include "platform/movies/MediaDataWriter.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the calls answer.
 
 #include "RecordedMovie.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Movies written by the calls and read back by other people's programs.
 
 #include "RecordedMovie.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Recordings that were cut off, damaged or killed, and what is got back of them.
 
 #include "platform/movies/MovieRecovery.h"

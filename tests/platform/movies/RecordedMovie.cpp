@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "RecordedMovie.h"
 #include "platform/compression/FrameCompressor.h"
 #include "platform/drawing/PixelFormat.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/sound/ClockRecovery.h"
 
 #include "platform/clock/MonotonicClock.h"

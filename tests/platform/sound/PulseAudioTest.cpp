@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sound server's sources against a real server, private to the test.
 #include "platform/sound/PulseServer.h"
 

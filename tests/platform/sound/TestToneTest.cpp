@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/sound/TestTone.h"
 
 #include "CollectingSink.h"

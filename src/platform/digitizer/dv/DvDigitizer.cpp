@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DV camcorders as digitizers and sound sources.
 //
 // A `DvDevice` is the stream of one camcorder, shared by the digitizer and the sound source over it, and lives as long

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DV frames.
 //
 // A frame is 10 (525 lines) or 12 (625 lines) DIF sequences of 150 blocks of 80 bytes: one header, two subcode, three

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/iidc/IIDCBus.h"
 
 namespace platform {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // IIDC cameras as capture devices: modes as formats, features as controls. A camera is known again by its GUID.
 #include "platform/digitizer/iidc/IIDCDigitizer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frames of IIDC cameras in the pixel formats that are decoded downstream.
 //
 // Grey and RGB pass as they are. The cameras' YUV has the full range of 8 bits, that of "2vuy" the range of television,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The machine's IIDC cameras through libdc1394.
 //
 // Making a context of the library opens every FireWire node and looks through the USB bus, so the kernel's list of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cameras of the PipeWire server: boards and laptops with libcamera, sandboxes, virtual cameras.
 //
 // A camera that is started has a connection, a stream and a loop of its own, which the device's thread runs: the loop's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cameras at the PipeWire server.
 //
 // A thread runs a loop of the library with one connection. Each node of class "Video/Source" is bound; the server then

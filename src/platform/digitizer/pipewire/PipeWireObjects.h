@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The library's headers, whose macros leave fields of their records out and use extensions of the language.

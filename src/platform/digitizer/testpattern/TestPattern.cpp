@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Test Pattern.
 //
 // One thread delivers: it waits for each frame's time on the grid and hands the frame to the sink. Raw frames it draws

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Drawing of the Test Pattern. Everything is a filled area: one row of it is written, the others are copies, so that a
 // frame costs little more than the memory it touches.
 #include "platform/digitizer/testpattern/TestPatternLayout.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/v4l2/V4L2Formats.h"
 
 #include "platform/digitizer/FrameGrid.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The list of devices.
 //
 // A device is known again by its model and place. A second one of the same model is never mistaken for it, since the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pictures of drivers' buffers.
 //
 // A buffer is read in two steps. The first copies its rows: without padding, each to its line of the picture where

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A streaming run over memory-mapped buffers.
 //
 // The states follow one another: format set, buffers requested, mapped, queued, streaming. The destructor undoes

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The settings dialogs.
 //
 // A dialog shows the channel as it is: its pages read everything from the device and set everything there, at once, so

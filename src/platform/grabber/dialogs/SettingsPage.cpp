@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/grabber/dialogs/SettingsPage.h"
 
 #include <QAbstractItemView>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/digitizer/DeviceWatcher.h"
 #include "platform/grabber/dialogs/DevicePage.h"
 #include "platform/grabber/dialogs/LevelBars.h"
