@@ -143,10 +143,15 @@ class Velmora:
         if scale != 1:
             screen.environment["QT_SCALE_FACTOR"] = str(scale)
         self.process = screen.start([*wrapper, os.path.join(folder, "velmora")], stderr=None)
-        self.window = wait_for("the main window", 10, lambda: screen.windows(self.process))[0]
-        # The menu bar is part of the window but not of its content.
-        self.menu_height = screen.rectangle(self.window)[3] - self.CONTENT[1] * scale
-        wait_for("the live picture", 10, self.find_shape)
+        self.window = wait_for("the main window", 20, self.find_window)
+        wait_for("the live picture", 20, self.find_content)
+
+    def find_window(self):
+        """The main window. A question asked at the start may be on the screen before it, and belongs to it."""
+        for window in self.screen.windows(self.process):
+            if "window id" not in self.screen.output("xprop", "-id", str(window), "WM_TRANSIENT_FOR"):
+                return window
+        return None
 
     def content(self):
         """Left, top, width and height of the window's content on the screen."""
@@ -166,6 +171,12 @@ class Velmora:
         scale = min(width / self.shape[0], height / self.shape[1])
         inside = [int(side * scale + 0.5) for side in self.shape]
         return (left + (width - inside[0]) // 2, top + (height - inside[1]) // 2, *inside)
+
+    def find_content(self):
+        """Looks where the content begins, and whether it shows a picture there yet."""
+        # The menu bar is part of the window but not of its content.
+        self.menu_height = self.screen.rectangle(self.window)[3] - self.CONTENT[1] * self.scale
+        return self.find_shape()
 
     def find_shape(self):
         """Looks which shape the frames have that the control shows; False while it shows none."""
