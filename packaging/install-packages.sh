@@ -10,7 +10,7 @@ set -eu
 
 build="cmake ninja-build ccache g++ pkg-config git ca-certificates
     qt6-base-dev qt6-wayland libavcodec-dev libavutil-dev libswscale-dev libswresample-dev libturbojpeg0-dev libyuv-dev libpulse-dev libudev-dev
-    libraw1394-dev libiec61883-dev libdc1394-dev libgtest-dev libbenchmark-dev libpipewire-0.3-dev
+    libraw1394-dev libiec61883-dev libdc1394-dev libgtest-dev libpipewire-0.3-dev
     fonts-liberation fonts-dejavu-core"
 screen="xvfb xauth openbox xdotool x11-utils imagemagick ffmpeg python3"
 test="weston dbus at-spi2-core systemd pipewire pipewire-pulse pipewire-v4l2 wireplumber pulseaudio-utils mediainfo gstreamer1.0-tools
