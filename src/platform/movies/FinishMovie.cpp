@@ -67,8 +67,10 @@ std::vector<FinishingMovie> TakeFinishedMovies()
     std::vector<FinishingMovie> ended;
     std::erase_if(Background(), [&](const auto& storage) {
         const FinishingMovie progress = storage->Progress();
-        if (progress.done)
+        if (progress.done) {
             ended.push_back(progress);
+            storage->EndBackground();
+        }
         return progress.done;
     });
     return ended;

@@ -212,6 +212,13 @@ Result MovieStorage::Close()
     return result;
 }
 
+void MovieStorage::EndBackground()
+{
+    inBackground = false;
+    if (closed)
+        writer.reset();
+}
+
 Result MovieStorage::CloseUnfinished()
 {
     if (fragment.IsOpen())

@@ -61,6 +61,9 @@ public:
     /// From now on `Close` doesn't wait for the end of the finishing.
     void GoOnInBackground() { inBackground = true; }
 
+    /// The finishing in the background has ended. A storage that was closed meanwhile now lets go of its file.
+    void EndBackground();
+
     /// How the writing gets on, while the storage is open.
     MovieStorageStatus Status() const;
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The writing threads and the storage above them, with a disk whose behaviour the test decides.
-
 #include "platform/movies/MediaDataWriter.h"
 #include "RecordedMovie.h"
+#include "platform/movies/FinishMovie.h"
 #include "platform/movies/MovieStorage.h"
+#include "platform/movies/Movies.h"
 #include "platform/movies/SampleDescriptions.h"
 
 #include <atomic>
@@ -21,6 +22,7 @@ struct Disk {
     std::promise<void> stallEnds;
     std::atomic<Result> syncResult = noErr;
     int64_t room = INT64_MAX;
+    bool closed = false;
 };
 
 class SimulatedFile : public OutputFile {
@@ -39,6 +41,7 @@ public:
 
     Result Sync() override { return disk.syncResult; }
     int64_t KeepRoom(int64_t) override { return disk.room; }
+    ~SimulatedFile() override { disk.closed = true; }
 
 private:
     Disk& disk;
@@ -46,6 +49,26 @@ private:
 };
 
 constexpr int64_t kMegabyte = int64_t{1} << 20;
+
+TEST(MovieStorage, FinishesInTheBackgroundAndThenClosesItsFile)
+{
+    Disk disk;
+    const auto storage = std::make_shared<MovieStorage>(std::make_unique<SimulatedFile>(disk), "Take.mov", 0);
+    SetMovieFinishHandler([](const std::string&, int64_t, int64_t) { return false; });
+    EXPECT_EQ(FinishMovie(storage), noErr);
+    SetMovieFinishHandler(nullptr);
+    EXPECT_EQ(storage->Close(), noErr);
+    EXPECT_TRUE(TakeFinishedMovies().empty());
+    EXPECT_FALSE(disk.closed);
+    disk.stallEnds.set_value();
+    WaitForFinishingMovies();
+    const auto finished = TakeFinishedMovies();
+    ASSERT_EQ(finished.size(), 1U);
+    EXPECT_EQ(finished[0].result, noErr);
+    // Whoever still refers to the movie doesn't keep the file open.
+    EXPECT_TRUE(disk.closed);
+    EXPECT_TRUE(FinishingMovies().empty());
+}
 
 TEST(MediaDataWriter, TakesSamplesWhileTheDiskStalls)
 {
