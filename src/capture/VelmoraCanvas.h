@@ -56,7 +56,7 @@ public:
     std::function<void()> Close;
     std::function<void(Graphics& graphics)> PaintActive;
     std::function<bool(Graphics& graphics)> PaintInactive;
-    std::function<void()> Open; ///< the framework's event of a control that is ready for use
+    std::function<void()> Open;                           ///< the framework's event of a control that is ready for use
     std::function<void(bool recording)> RecordingChanged; ///< behind `Record`, and behind either `Stop`
 
     // Properties that windows touch.
@@ -181,8 +181,8 @@ public:
     virtual bool SoundLevelMeterActive();
     virtual void SoundLevelMeterActive(bool value);
     virtual int32_t SoundLevelMeterChannelCount();
-    virtual int32_t SoundLevelMeterLeft();  ///< 0 to 255
-    virtual int32_t SoundLevelMeterRight(); ///< 0 to 255
+    virtual int32_t SoundLevelMeterLeft();  ///< the driver's level, 0 to 100 of full scale
+    virtual int32_t SoundLevelMeterRight(); ///< likewise
 
     // Analog image controls, 0 to 65535 (devices/ImageControls.cpp).
     virtual int32_t VideoBrightness();

@@ -22,6 +22,8 @@
 #include <QSignalBlocker>
 #include <QSlider>
 #include <QStyle>
+#include <QStyleOptionSlider>
+#include <QStylePainter>
 
 #include <algorithm>
 #include <utility>
@@ -67,6 +69,24 @@ template <typename T> void FitText(const RectControl& control, int margin)
     }
     widget.setFont(font);
 }
+
+/// A slider that shows while it is disabled that it has nothing to set: an empty groove without a thumb.
+class SliderWidget : public QSlider {
+public:
+    using QSlider::QSlider;
+
+protected:
+    void paintEvent(QPaintEvent* event) override
+    {
+        if (isEnabled())
+            return QSlider::paintEvent(event);
+        QStyleOptionSlider option;
+        initStyleOption(&option);
+        option.subControls = QStyle::SC_SliderGroove;
+        option.sliderPosition = option.minimum;
+        QStylePainter(this).drawComplexControl(QStyle::CC_Slider, option);
+    }
+};
 
 int IndicatorWidth(const QWidget& box)
 {
@@ -309,7 +329,7 @@ void ProgressBar::Maximum(int32_t value)
 
 QWidget* Slider::MakeWidget(QWidget* parent)
 {
-    auto* slider = new QSlider(Qt::Horizontal, parent);
+    auto* slider = new SliderWidget(Qt::Horizontal, parent);
     QObject::connect(slider, &QSlider::valueChanged, slider, [this] { Guard([this] { Raise(ValueChanged); }); });
     return slider;
 }

@@ -411,7 +411,7 @@ std::string Recorder::SoundText() const
     if (!withSound)
         return "  no sound";
     const int level = std::max(canvas->SoundLevelMeterLeft(), canvas->SoundLevelMeterRight());
-    return "  sound " + std::to_string(level * 100 / 255) + " %";
+    return "  sound " + std::to_string(level) + " %";
 }
 
 std::string Recorder::AwayText() const

@@ -2,6 +2,7 @@
 #include "platform/digitizer/iidc/IIDCDigitizer.h"
 #include "platform/digitizer/v4l2/V4L2Controls.h"
 #include "support/SimulatedIIDCCamera.h"
+#include "ui/AnalogVideoSettings.h"
 #include "ui/IIDCVideoSettings.h"
 #include "ui/RealDevices.h"
 
@@ -138,6 +139,36 @@ TEST_F(IIDCWindowTest, ControlsOfAnOrdinaryCamera)
     std::vector<int64_t> values;
     std::ranges::transform(controls, std::back_inserter(values), &ImageControl::value);
     EXPECT_EQ(values, (std::vector<int64_t>{499, 80, 0, -32400, 36000, 99, V4L2_EXPOSURE_MANUAL, 1, 2801}));
+}
+
+// The middle of a range is a value to work with, and a missing control one that can't be moved.
+TEST_F(IIDCWindowTest, ImageSettingsOfAnOrdinaryCamera)
+{
+    const struct {
+        int64_t minimum, maximum, value;
+        const char* text;
+        int32_t slider;
+        int64_t atHalf;
+    } cases[] = {{-64, 64, 0, "49%", 49, 0},       {0, 255, 128, "49%", 49, 128}, {0, 100, 50, "49%", 49, 50},
+                 {100, 10000, 100, "0%", 0, 5050}, {0, 3, 1, "33%", 33, 2},       {0, 0, 0, "Not supported", 0, 0}};
+    std::vector<ImageControl> controls;
+    OpenCamera({[] {
+                    return std::vector<DigitizerEntry>(1, {"USB Camera", "usb", {}, true});
+                },
+                [&](const auto&) { return std::make_unique<ControlledCamera>(controls); }});
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.maximum);
+        controls = {{V4L2_CID_BRIGHTNESS, "", {}, each.minimum, each.maximum, 1, each.value, each.value}};
+        AddMeaning(controls.front());
+        const auto analog = velmora::AnalogVideoSettings::Instance();
+        EXPECT_EQ(analog->BrightnessSText()->Text().Bytes(), each.text);
+        EXPECT_EQ(analog->BrightnessSlider()->Enabled(), each.maximum > 0);
+        EXPECT_EQ(analog->BrightnessSlider()->Value(), each.slider);
+        analog->BrightnessSlider()->Value(50);
+        EXPECT_EQ(controls.front().value, each.atHalf);
+        EXPECT_EQ(analog->HueSText()->Text().Bytes(), "0%");
+        analog->Close();
+    }
 }
 
 } // namespace

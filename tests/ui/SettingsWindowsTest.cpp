@@ -17,9 +17,9 @@ TEST_F(SettingsWindowsTest, AnalogShowsTheDevicesValues)
     };
     // A percentage takes no minimum off, and what the cut to whole percent loses is written back to the device.
     for (const Case& each :
-         {Case{128, 0, 255, "50%", 50, "VideoBrightness = 127"}, Case{0, 0, 255, "%", 0, ""},
+         {Case{128, 0, 255, "50%", 50, "VideoBrightness = 127"}, Case{0, 0, 255, "0%", 0, ""},
           Case{65535, 0, 65535, "100%", 100, "VideoBrightness = 65535"},
-          Case{150, 100, 200, "150%", 100, "VideoBrightness = 100"}, Case{-1, 0, 255, "Not supported", 0, ""}}) {
+          Case{150, 100, 200, "100%", 100, "VideoBrightness = 100"}, Case{-1, 0, 255, "Not supported", 0, ""}}) {
         spy->numbers = {{"VideoBrightness", each.brightness},
                         {"VideoBrightnessMin", each.low},
                         {"VideoBrightnessMax", each.high},
@@ -28,6 +28,7 @@ TEST_F(SettingsWindowsTest, AnalogShowsTheDevicesValues)
         spy->TakeCalls();
         const auto analog = velmora::AnalogVideoSettings::Instance();
         EXPECT_EQ(analog->BrightnessSlider()->Value(), each.slider) << each.text;
+        EXPECT_EQ(analog->BrightnessSText()->Text().Bytes(), each.text);
         EXPECT_EQ(analog->BrightnessSlider()->Enabled(), each.brightness >= 0);
         EXPECT_EQ(spy->TakeCalls(), each.calls) << each.text;
         EXPECT_EQ(analog->HueSText()->Text(), "25%");

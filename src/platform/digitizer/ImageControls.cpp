@@ -8,6 +8,7 @@ namespace platform {
 namespace {
 
 constexpr int64_t kAnalogScale = 65535;
+constexpr uint16_t kAnalogMiddle = kAnalogScale / 2;
 
 bool HasRange(const ImageControl& control)
 {
@@ -33,6 +34,20 @@ FourCharCode FeatureOf(AnalogControl analog)
     return CodeOf("gmma");
 }
 
+// In double precision: the range of a 64-bit control may be wider than 64 signed bits.
+double RangeOf(const ImageControl& control)
+{
+    return static_cast<double>(control.maximum) - static_cast<double>(control.minimum);
+}
+
+// A range of an even number of values has no middle; devices mean the value above it, such as 128 of 0 to 255. In a
+// coarse range that value is too far from the middle to stand for it.
+bool IsMiddle(const ImageControl& control, double offset)
+{
+    const double above = 2 * offset - RangeOf(control);
+    return above >= 0 && above <= static_cast<double>(control.step) && above * 100 <= RangeOf(control);
+}
+
 } // namespace
 
 const ImageControl* FindFeature(const std::vector<ImageControl>& controls, FourCharCode feature)
@@ -52,19 +67,20 @@ const ImageControl* FindAnalog(const std::vector<ImageControl>& controls, Analog
     return found != nullptr && found->maximum > found->minimum ? found : nullptr;
 }
 
-// In double precision: the range of a 64-bit control may be wider than 64 signed bits.
 uint16_t AnalogValueOf(const ImageControl& control)
 {
-    const auto range = static_cast<double>(control.maximum) - static_cast<double>(control.minimum);
-    const auto offset = static_cast<double>(std::clamp(control.value, control.minimum, control.maximum)) -
-                        static_cast<double>(control.minimum);
-    return range <= 0 ? 0 : static_cast<uint16_t>(offset * kAnalogScale / range + 0.5);
+    const double range = RangeOf(control);
+    const double offset = static_cast<double>(std::clamp(control.value, control.minimum, control.maximum)) -
+                          static_cast<double>(control.minimum);
+    if (range <= 0)
+        return 0;
+    return IsMiddle(control, offset) ? kAnalogMiddle : static_cast<uint16_t>(offset * kAnalogScale / range + 0.5);
 }
 
 int64_t ValueOfAnalog(const ImageControl& control, uint16_t value)
 {
-    const auto range = static_cast<double>(control.maximum) - static_cast<double>(control.minimum);
-    const double wanted = static_cast<double>(control.minimum) + value * range / kAnalogScale;
+    const double fraction = value == kAnalogMiddle ? 0.5 : static_cast<double>(value) / kAnalogScale;
+    const double wanted = static_cast<double>(control.minimum) + fraction * RangeOf(control);
     return HeldInRange(control, wanted >= 9.2e18 ? control.maximum : static_cast<int64_t>(std::floor(wanted + 0.5)));
 }
 

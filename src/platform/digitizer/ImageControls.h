@@ -53,7 +53,8 @@ const ImageControl* FindFeature(const std::vector<ImageControl>& controls, FourC
 /// cameras call the nearest thing gamma or gain.
 const ImageControl* FindAnalog(const std::vector<ImageControl>& controls, AnalogControl analog);
 
-/// A control's value on the scale 0 to 65535 over its range, and back: to the nearest step.
+/// A control's value on the scale 0 to 65535 over its range, and back: to the nearest step. The middle of a range is
+/// 32767, which callers who read 16 signed bits take for the largest positive value.
 uint16_t AnalogValueOf(const ImageControl& control);
 int64_t ValueOfAnalog(const ImageControl& control, uint16_t value);
 

@@ -15,6 +15,9 @@ Component DigitizerComponent()
     return component;
 }
 
+// Reads as -1 in signed bits: what callers show as a control that is not supported.
+constexpr uint16_t kNoSuchControl = 0xFFFF;
+
 // The value is 16 bits at an address for the write as well: the device's own takes its place.
 Result GetAnalog(ComponentInstance digitizer, AnalogControl control, Address address)
 {
@@ -25,9 +28,10 @@ Result GetAnalog(ComponentInstance digitizer, AnalogControl control, Address add
         return paramErr;
     uint16_t value = 0;
     const Result result = instance->device->GetAnalog(control, value);
-    if (result == noErr)
-        Poke(address, value);
-    return result;
+    if (result != noErr && result != digiUnimpErr)
+        return result;
+    Poke(address, result == noErr ? value : kNoSuchControl);
+    return noErr;
 }
 
 Result SetAnalog(ComponentInstance digitizer, AnalogControl control, Address address)

@@ -11,8 +11,9 @@ namespace platform {
 Result VDGetImageDescription(ComponentInstance digitizer, int32_t handle);
 
 /// The six analog values: unsigned 16 bits at the address, 0 to 65535 over the device's own range.
-/// A write leaves there what the device took. `digiUnimpErr` where the device lacks the control,
-/// `badComponentInstance` for a number that is no digitizer, `paramErr` for a bad address.
+/// A write leaves there what the device took. Where the device lacks the control, a read gives 65535 (-1 in 16 signed
+/// bits) and a write `digiUnimpErr`. `badComponentInstance` for a number that is no digitizer, `paramErr` for a bad
+/// address.
 Result VDGetBrightness(ComponentInstance digitizer, Address value);
 Result VDSetBrightness(ComponentInstance digitizer, Address value);
 Result VDGetHue(ComponentInstance digitizer, Address value);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "platform/clock/MonotonicClock.h"
 #include "platform/sound/SoundInput.h"
 
 #include <algorithm>
@@ -8,22 +9,25 @@
 namespace platform {
 namespace {
 
-constexpr uint32_t kTaken = 1U << 16;
+constexpr uint64_t kTaken = uint64_t{1} << 32;
+constexpr double kFullScale = 32768;
+// Sources deliver several times as often as this.
+constexpr int64_t kSilentAfter = kNanosecondsPerSecond / 2;
 
-uint32_t Packed(uint32_t left, uint32_t right)
+uint64_t Packed(uint64_t left, uint64_t right)
 {
-    return left | right << 8;
+    return left | right << 16;
 }
 
-// Distance from silence of the loudest sample of one channel, and what full scale would be.
-int PeakOf(const CapturedSound& sound, size_t channel)
+// Distance from silence of the loudest sample of one channel, 0 to `kFullScale`.
+uint64_t PeakOf(const CapturedSound& sound, size_t channel)
 {
     const auto channels = static_cast<size_t>(sound.format.channels);
     int peak = 0;
     if (sound.format.sampleSize == 8) {
         for (size_t i = channel; i < sound.bytes.size(); i += channels)
             peak = std::max(peak, std::abs(sound.bytes[i] - 128));
-        return peak * 256;
+        return static_cast<uint64_t>(peak) * 256;
     }
     const size_t samples = sound.bytes.size() / 2;
     for (size_t i = channel; i < samples; i += channels) {
@@ -31,12 +35,7 @@ int PeakOf(const CapturedSound& sound, size_t channel)
         std::memcpy(&sample, sound.bytes.data() + i * 2, sizeof sample);
         peak = std::max(peak, std::abs(int{sample}));
     }
-    return peak;
-}
-
-uint32_t LevelOf(const CapturedSound& sound, size_t channel)
-{
-    return static_cast<uint32_t>((PeakOf(sound, channel) * 255 + 16384) / 32768);
+    return static_cast<uint64_t>(peak);
 }
 
 } // namespace
@@ -56,23 +55,24 @@ void LevelMeter::Feed(const CapturedSound& sound)
 {
     if (metered.load(std::memory_order_relaxed) <= 0)
         return;
-    const uint32_t left = LevelOf(sound, 0);
-    const uint32_t right = sound.format.channels > 1 ? LevelOf(sound, 1) : left;
-    uint32_t old = peaks;
-    uint32_t now;
+    const uint64_t left = PeakOf(sound, 0);
+    const uint64_t right = sound.format.channels > 1 ? PeakOf(sound, 1) : left;
+    uint64_t old = peaks;
+    uint64_t now;
     do
         now = (old & kTaken) != 0 ? Packed(left, right)
-                                  : Packed(std::max(left, old & 0xFF), std::max(right, old >> 8 & 0xFF));
+                                  : Packed(std::max(left, old & 0xFFFF), std::max(right, old >> 16 & 0xFFFF));
     while (!peaks.compare_exchange_weak(old, now));
+    lastFed = MonotonicNow();
 }
 
-std::pair<uint8_t, uint8_t> LevelMeter::Levels()
+std::pair<double, double> LevelMeter::Levels()
 {
     // A buffer that was under way when the meter was switched off may still have left its peak.
-    if (metered <= 0)
+    if (metered <= 0 || MonotonicNow() - lastFed > kSilentAfter)
         return {};
-    const uint32_t taken = peaks.fetch_or(kTaken);
-    return {static_cast<uint8_t>(taken), static_cast<uint8_t>(taken >> 8)};
+    const uint64_t taken = peaks.fetch_or(kTaken);
+    return {static_cast<double>(taken & 0xFFFF) / kFullScale, static_cast<double>(taken >> 16 & 0xFFFF) / kFullScale};
 }
 
 } // namespace platform

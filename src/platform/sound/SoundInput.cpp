@@ -9,6 +9,8 @@
 #include "platform/memory/FixedPoint.h"
 #include "platform/memory/ReferenceTable.h"
 
+#include <cmath>
+
 namespace platform {
 namespace {
 
@@ -76,8 +78,9 @@ Result SwitchMeter(LevelMeter& meter, Address data)
 
 Result GetLevels(LevelMeter& meter, Address data)
 {
+    const auto percent = [](double level) { return static_cast<uint8_t>(std::lround(level * 100)); };
     const auto [left, right] = meter.Levels();
-    return Written(Poke(data, std::array<uint8_t, 4>{0, 0, left, right}));
+    return Written(Poke(data, std::array<uint8_t, 4>{0, 0, percent(left), percent(right)}));
 }
 
 } // namespace

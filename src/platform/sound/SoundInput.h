@@ -13,7 +13,8 @@ namespace platform {
 ///   "sour"  signed 16 bits: the input in use, from 1
 ///   "gain"  `Fixed`: the gain as a factor
 ///   "lmet"  signed 16 bits: above 0 while the level meter runs; 16 bits unused
-///   "lmac"  16 bits unused (the meter's state), then one unsigned byte each: left and right peak level, 0 to 255
+///   "lmac"  16 bits unused (the meter's state), then one unsigned byte each: left and right peak level, 0 to 100
+///          of full scale
 /// `siBadRefNum` for a dead driver, `siUnknownInfoType` for a selector that the source doesn't have, `paramErr` for a
 /// bad address.
 Result SPBGetDeviceInfo(int32_t driver, FourCharCode selector, Address data);
@@ -33,13 +34,15 @@ public:
     /// Takes a buffer into account, on the source's thread: the peak holds until it is read.
     void Feed(const CapturedSound& sound);
 
-    /// Peaks 0 to 255 of full scale, left and right; a mono source has both alike, and a meter that is off zeros. Read
-    /// levels hold until the next buffer, so that two reads in a row, one for each side, tell the same.
-    std::pair<uint8_t, uint8_t> Levels();
+    /// Peaks as fractions of full scale, left and right; both alike for a mono source, zeros while the meter is off or
+    /// nothing comes. Levels that were read hold until the next buffer, so that two reads in a row, one for each side,
+    /// agree.
+    std::pair<double, double> Levels();
 
 private:
     std::atomic<int32_t> metered{0};
-    std::atomic<uint32_t> peaks{0}; // left, right above it, and above both whether they have been read
+    std::atomic<uint64_t> peaks{0};  // left, right above it, and above both whether they have been read
+    std::atomic<int64_t> lastFed{0}; // on the monotonic clock
 };
 
 /// A number for a source and its meter, for the SPB calls; and its end.

@@ -324,6 +324,7 @@ TEST_F(V4L2DigitizerTest, TheSixValuesScaleOverTheDevicesOwnRanges)
     const std::tuple<Call, Call, uint16_t, uint32_t, int32_t> cases[] = {
         {VDSetBrightness, VDGetBrightness, 0, V4L2_CID_BRIGHTNESS, -64},
         {VDSetBrightness, VDGetBrightness, 65535, V4L2_CID_BRIGHTNESS, 64},
+        {VDSetBrightness, VDGetBrightness, 32767, V4L2_CID_BRIGHTNESS, 0},
         {VDSetContrast, VDGetContrast, 20000, V4L2_CID_CONTRAST, 25},
         {VDSetHue, VDGetHue, 0, V4L2_CID_HUE, -2000000000},
         {VDSetHue, VDGetHue, 65535, V4L2_CID_HUE, 2000000000}};
@@ -340,7 +341,8 @@ TEST_F(V4L2DigitizerTest, TheSixValuesScaleOverTheDevicesOwnRanges)
         EXPECT_EQ(call(instance + 1000, value.Get()), badComponentInstance);
         EXPECT_EQ(call(instance, 0), paramErr);
     }
-    EXPECT_EQ(VDGetSharpness(instance, value.Get()), digiUnimpErr);
+    EXPECT_EQ(VDGetSharpness(instance, value.Get()), noErr);
+    EXPECT_EQ(Peek<int16_t>(value.Get()), -1);
     EXPECT_EQ(VDSetWhiteLevelValue(instance, value.Get()), digiUnimpErr);
     EXPECT_EQ(VDGetImageDescription(instance, 12345), nilHandleErr);
     EXPECT_EQ(CloseComponent(instance), noErr);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "platform/clock/MonotonicClock.h"
 #include "platform/sound/SoundInput.h"
 
 #include <cstring>
@@ -17,36 +18,56 @@ std::vector<uint8_t> Stereo16(int16_t left, int16_t right)
     return bytes;
 }
 
-using Levels = std::pair<uint8_t, uint8_t>;
+using Levels = std::pair<double, double>;
 
-TEST(LevelMeter, MeasuresThePeakOfEachChannel)
+int64_t now = 0;
+
+class LevelMeterTest : public testing::Test {
+protected:
+    LevelMeterTest()
+    {
+        SetMonotonicClock([] { return now; });
+        meter.Switch(2);
+    }
+    ~LevelMeterTest() override { SetMonotonicClock(nullptr); }
+
+    void Feed(const std::vector<uint8_t>& bytes, int32_t channels = 2, int32_t sampleSize = 16)
+    {
+        meter.Feed({bytes, {48000, channels, sampleSize}, 0, 0});
+    }
+
+    LevelMeter meter;
+};
+
+TEST_F(LevelMeterTest, MeasuresThePeakOfEachChannel)
 {
     const std::tuple<std::vector<uint8_t>, int32_t, int32_t, Levels> cases[] = {
-        {Stereo16(16384, -8192), 2, 16, {128, 64}},
-        {Stereo16(32767, -32768), 2, 16, {255, 255}},
-        {Stereo16(0, -16384), 1, 16, {128, 128}},
-        {{128, 128, 192, 64, 128, 0}, 2, 8, {128, 255}},
-        {{128, 96}, 1, 8, {64, 64}},
-        {{1, 2, 3}, 2, 16, {4, 0}}, // half a frame
+        {Stereo16(16384, -8192), 2, 16, {0.5, 0.25}},
+        {Stereo16(0, -32768), 2, 16, {0, 1}},
+        {Stereo16(0, -16384), 1, 16, {0.5, 0.5}},
+        {{128, 128, 192, 64, 128, 0}, 2, 8, {0.5, 1}},
+        {{128, 96}, 1, 8, {0.25, 0.25}},
+        {{0, 2, 3}, 2, 16, {1.0 / 64, 0}}, // half a frame
     };
     for (const auto& [bytes, channels, sampleSize, levels] : cases) {
-        LevelMeter meter;
         meter.Switch(2);
-        meter.Feed({bytes, {48000, channels, sampleSize}, 0, 0});
+        Feed(bytes, channels, sampleSize);
         EXPECT_EQ(meter.Levels(), levels);
     }
 }
 
-TEST(LevelMeter, HoldsThePeakUntilItIsRead)
+TEST_F(LevelMeterTest, HoldsThePeakUntilItIsReadAndFallsWhenNothingComes)
 {
-    LevelMeter meter;
-    meter.Switch(2);
-    meter.Feed({Stereo16(16384, 0), {48000, 2, 16}, 0, 0});
-    meter.Feed({Stereo16(0, 8192), {48000, 2, 16}, 0, 0});
-    EXPECT_EQ(meter.Levels(), Levels(128, 64));
-    EXPECT_EQ(meter.Levels(), Levels(128, 64)) << "the other side, read by a second call";
-    meter.Feed({Stereo16(4096, 0), {48000, 2, 16}, 0, 0});
-    EXPECT_EQ(meter.Levels(), Levels(32, 0));
+    Feed(Stereo16(16384, 0));
+    Feed(Stereo16(0, 8192));
+    EXPECT_EQ(meter.Levels(), Levels(0.5, 0.25));
+    EXPECT_EQ(meter.Levels(), Levels(0.5, 0.25)) << "the other side, read by a second call";
+    Feed(Stereo16(4096, 0));
+    EXPECT_EQ(meter.Levels(), Levels(0.125, 0));
+    now += kNanosecondsPerSecond;
+    EXPECT_EQ(meter.Levels(), Levels());
+    Feed(Stereo16(4096, 0));
+    EXPECT_EQ(meter.Levels(), Levels(0.125, 0));
 }
 
 } // namespace
