@@ -134,6 +134,10 @@ public:
     virtual void VideoFrameRate(double framesPerSecond);
     /// Asks the camera for frames of that size; the nearest that it has is taken.
     virtual void VideoCaptureSize(int32_t width, int32_t height);
+    /// Asks the camera for frames of that layout or codec, at the present size where it has that.
+    virtual void VideoCaptureFormat(int32_t format);
+    /// The platform's number of the camera in use, for what else the platform can do with it.
+    virtual int32_t VideoDigitizer();
     virtual CaptureCounts VideoCounts();
     virtual int32_t VideoTimeScale();
     virtual int32_t SoundTimeScale();

@@ -1,82 +1,181 @@
 // SPDX-License-Identifier: MIT
+// The options of velmora-record. A function makes each group of the help; what needs more than one option to be judged
+// is judged when all have been read.
 #include "record/RecordCommand.h"
 
+#include "record/CommandLine.h"
+#include "record/OptionValues.h"
+#include "record/OutputNames.h"
+
 #include <algorithm>
-#include <charconv>
-#include <cmath>
-#include <iterator>
-#include <string_view>
 
 namespace velmora {
 namespace {
 
-template <typename T> bool ReadNumber(std::string_view text, T& value)
+using Taker = std::function<bool(std::string)>;
+
+Taker Text(std::string& field)
 {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size();
+    return [&field](std::string text) {
+        field = std::move(text);
+        return !field.empty();
+    };
 }
 
-bool ReadSeconds(std::string_view text, RecordCommand& command)
+Taker Flag(bool& field)
 {
-    return ReadNumber(text, command.seconds) && std::isfinite(command.seconds) && command.seconds > 0;
+    return [&field](const std::string&) { return field = true; };
 }
 
-bool ReadSize(std::string_view text, RecordCommand& command)
+template <typename Field, typename Number> Taker NumberIn(Field& field, Number lowest, Number highest)
 {
-    const size_t cross = text.find('x');
-    return cross != std::string_view::npos && ReadNumber(text.substr(0, cross), command.width) &&
-           ReadNumber(text.substr(cross + 1), command.height) && command.width > 0 && command.height > 0;
+    return [&field, lowest, highest](const std::string& text) {
+        Number number{};
+        if (!ReadNumber(text, number) || !(number >= lowest && number <= highest))
+            return false;
+        field = number;
+        return true;
+    };
 }
 
-template <std::string RecordCommand::*field> bool ReadText(std::string_view text, RecordCommand& command)
+constexpr double kLongestSeconds = 1e9;
+
+OptionGroup DeviceOptions(RecordCommand& command)
 {
-    command.*field = text;
-    return !text.empty();
+    const auto takeControl = [&command](const std::string& text) {
+        const size_t sign = text.find('=');
+        if (sign == std::string::npos || sign == 0 || sign + 1 == text.size())
+            return false;
+        command.controls.emplace_back(text.substr(0, sign), text.substr(sign + 1));
+        return true;
+    };
+    const auto takeSize = [&command](const std::string& text) { return ReadSize(text, command.width, command.height); };
+    return {
+        "Devices",
+        {{"camera", "NAME|ID", "use that camera; \"Test Pattern\" is the built-in one", "a camera's name or ID",
+          Text(command.camera)},
+         {"microphone", "NAME|ID", "use that microphone; none: the picture alone; \"Test\nTone\" is the built-in one",
+          "a microphone's name or ID, or none", Text(command.microphone)},
+         {"size", "WxH", "ask the camera for that size; the nearest that it has is taken",
+          "width and height such as 1280x720", takeSize},
+         {"rate", "N", "frames a second; the nearest that the camera has is taken", "a number from 0.01 to 1000",
+          NumberIn(command.frameRate, 0.01, 1000.0)},
+         {"format", "FORMAT", "what the camera sends, such as MJPG or yuvs", "a format of the camera (see --list)",
+          Text(command.frameFormat)},
+         {"set", "CONTROL=VALUE",
+          "an image control by its name; VALUE is a number, a choice of\nits menu, on or off; "
+          "once for each control",
+          "a control's name, = and a value", takeControl, true}}};
 }
 
-struct ValueOption {
-    std::string_view name;
-    const char* expected;
-    bool (*read)(std::string_view value, RecordCommand& command);
-};
-
-constexpr ValueOption kValueOptions[] = {
-    {"--seconds", "a positive number", ReadSeconds},
-    {"--size", "width and height such as 1280x720", ReadSize},
-    {"--camera", "a camera's name", ReadText<&RecordCommand::camera>},
-    {"--microphone", "a microphone's name or none", ReadText<&RecordCommand::microphone>},
-    {"--settings", "a file", ReadText<&RecordCommand::settingsFile>},
-};
-
-struct Switch {
-    std::string_view name;
-    bool RecordCommand::*field;
-};
-
-constexpr Switch kSwitches[] = {
-    {"--help", &RecordCommand::help},
-    {"--list-devices", &RecordCommand::listDevices},
-    {"--force", &RecordCommand::force},
-    {"--live", &RecordCommand::live},
-};
-
-// Empty, or what is wrong with the value.
-std::string TakeValue(const ValueOption& option, const char* value, RecordCommand& command)
+OptionGroup CompressionOptions(RecordCommand& command)
 {
-    if (value != nullptr && option.read(value, command))
-        return {};
-    return std::string(option.name) + ": expected " + option.expected +
-           (value == nullptr ? "" : ", got \"" + std::string(value) + "\"");
+    return {"Compression",
+            {{"codec", "CODEC", "compressor of the picture, such as avc1 or FFV1", "a compressor (see --list)",
+              Text(command.codec)},
+             {"quality", "N", "of the compressor, 0 to 100", "a whole number from 0 to 100",
+              NumberIn(command.quality, 0, 100)},
+             {"key-frames", "N", "a key frame each N frames; 0: as is usual", "a whole number from 0 to 65535",
+              NumberIn(command.keyFrames, 0, 65535)}}};
 }
 
-std::string TakeOutput(std::string_view argument, RecordCommand& command)
+OptionGroup SoundOptions(RecordCommand& command)
 {
-    if (argument.empty())
-        return "the output's name is empty";
-    if (!command.output.empty())
-        return "more than one output: " + command.output + " and " + std::string(argument);
-    command.output = argument;
+    const auto takeBits = [&command](const std::string& text) {
+        return ReadNumber(text, command.soundBits) && (command.soundBits == 8 || command.soundBits == 16);
+    };
+    return {"Sound",
+            {{"sound-rate", "N", "samples a second", "a whole number from 8000 to 48000",
+              NumberIn(command.soundRate, 8000, 48000)},
+             {"sound-bits", "N", "of a sample: 8 or 16", "8 or 16", takeBits},
+             {"sound-codec", "CODEC", "sowt, twos, raw, ulaw or alaw", "sowt, twos, raw, ulaw or alaw",
+              [&command](std::string text) {
+                  text.resize(std::max<size_t>(text.size(), 4), ' ');
+                  command.soundCodec = text;
+                  constexpr const char* kKnown[] = {"sowt", "twos", "raw ", "ulaw", "alaw"};
+                  return std::ranges::find(kKnown, text) != std::end(kKnown);
+              }},
+             {"channels", "N", "1 or 2", "1 or 2", NumberIn(command.channels, 1, 2)},
+             {"gain", "N", "0 to 4; 1 is the microphone's normal level", "a number from 0 to 4",
+              NumberIn(command.gain, 0.0, 4.0)}}};
+}
+
+OptionGroup SettingsOptions(RecordCommand& command)
+{
+    return {"Settings",
+            {{"settings", "FILE", "use settings saved by the window's File menu or\n--save-settings", "a file",
+              Text(command.settingsFile)},
+             {"save-settings", "FILE", "save what the other options choose; OUTPUT may be left out", "a file",
+              Text(command.savedSettingsFile)}}};
+}
+
+OptionGroup CourseOptions(RecordCommand& command)
+{
+    const auto takeStart = [&command](const std::string& text) {
+        command.startAt = ReadTime(text);
+        return command.startAt.has_value();
+    };
+    return {"Recording",
+            {{"seconds", "N", "stop after N seconds", "a positive number",
+              NumberIn(command.seconds, 1e-3, kLongestSeconds)},
+             {"start-at", "TIME", "wait until 20:15, 20:15:30 or \"2026-12-31 20:15\"",
+              "a time to come such as 20:15 or \"2026-12-31 20:15:30\"", takeStart},
+             {"force", "", "replace OUTPUT if it exists", "", Flag(command.force)},
+             {"live", "", "decode the live picture as well, as the window does", "", Flag(command.live)}}};
+}
+
+OptionGroup InformationOptions(RecordCommand& command)
+{
+    return {"Information",
+            {{"list", "", "show cameras, microphones, decks and compressors, and end", "", Flag(command.list)},
+             {"json", "", "the same as JSON", "",
+              [&command](const std::string&) { return command.json = command.list = true; }},
+             {"list-devices", "", "the same as --list", "", Flag(command.list)},
+             {"help", "", "show this text and end", "", Flag(command.help)},
+             {"version", "", "show the version and end", "", Flag(command.version)}}};
+}
+
+CommandLine Options(RecordCommand& command)
+{
+    return CommandLine({DeviceOptions(command), CompressionOptions(command), SoundOptions(command),
+                        SettingsOptions(command), CourseOptions(command), InformationOptions(command)});
+}
+
+// A control that is set twice, and sound options without sound.
+std::string Contradiction(const RecordCommand& command)
+{
+    std::vector<std::string> names;
+    for (const auto& [name, value] : command.controls) {
+        if (std::ranges::find(names, name) != names.end())
+            return "--set: " + name + " is given twice";
+        names.push_back(name);
+    }
+    const std::pair<bool, const char*> aboutSound[] = {{command.soundRate > 0, "--sound-rate"},
+                                                       {command.soundBits > 0, "--sound-bits"},
+                                                       {!command.soundCodec.empty(), "--sound-codec"},
+                                                       {command.channels > 0, "--channels"},
+                                                       {command.gain.has_value(), "--gain"}};
+    for (const auto& [given, name] : aboutSound)
+        if (given && command.microphone == kNoMicrophone)
+            return std::string(name) + ": there is no sound with --microphone none";
+    if (command.soundBits == 8 && !command.soundCodec.empty() && command.soundCodec != "raw ")
+        return "--sound-bits: expected 16 with --sound-codec " + command.soundCodec + ", got \"8\"";
     return {};
+}
+
+std::string TakeOutput(const std::vector<std::string>& names, RecordCommand& command)
+{
+    const bool recordsNothing = command.list || command.help || command.version;
+    if (names.empty())
+        return recordsNothing || !command.savedSettingsFile.empty() ? "" : "no output named";
+    if (names.front().empty())
+        return "the output's name is empty";
+    if (names.size() > 1)
+        return "more than one output: " + names[0] + " and " + names[1];
+    command.output = names.front();
+    if (command.list)
+        return "--list records nothing: " + command.output + " is one name too many";
+    return OutputNames::Problem(command.output);
 }
 
 } // namespace
@@ -84,43 +183,28 @@ std::string TakeOutput(std::string_view argument, RecordCommand& command)
 std::optional<RecordCommand> ReadCommandLine(int argc, char** argv, std::string& problem)
 {
     RecordCommand command;
-    bool optionsEnded = false;
-    for (int i = 1; i < argc && problem.empty(); ++i) {
-        const std::string_view argument = argv[i];
-        const auto valued = std::ranges::find(kValueOptions, argument, &ValueOption::name);
-        const auto plain = std::ranges::find(kSwitches, argument, &Switch::name);
-        if (optionsEnded || !argument.starts_with("--"))
-            problem = TakeOutput(argument, command);
-        else if (argument == "--")
-            optionsEnded = true;
-        else if (valued != std::end(kValueOptions))
-            problem = TakeValue(*valued, i + 1 < argc ? argv[++i] : nullptr, command);
-        else if (plain != std::end(kSwitches))
-            command.*(plain->field) = true;
-        else
-            problem = "unknown option " + std::string(argument);
+    CommandLine line = Options(command);
+    if (line.Read(argc, argv, problem) && !command.help && !command.version) {
+        problem = Contradiction(command);
+        if (problem.empty())
+            problem = TakeOutput(line.Names(), command);
     }
-    if (problem.empty() && command.output.empty() && !command.help && !command.listDevices)
-        problem = "no output named";
     return problem.empty() ? std::optional(command) : std::nullopt;
 }
 
-const char* UsageText()
+std::string UsageText()
 {
+    RecordCommand unused;
     return "Usage: velmora-record [OPTION...] OUTPUT.mov\n"
-           "       velmora-record --list-devices\n"
+           "       velmora-record --list [--json]\n"
            "\n"
-           "Records the camera and the microphone in use to a QuickTime movie. Ctrl-C finishes the movie.\n"
-           "\n"
-           "  --seconds N         stop after N seconds\n"
-           "  --size WxH          ask the camera for that size; the nearest that it has is taken\n"
-           "  --camera NAME       use that camera; \"Test Pattern\" is the built-in one\n"
-           "  --microphone NAME   use that microphone; none: the picture alone; \"Test Tone\" is the built-in one\n"
-           "  --settings FILE     use settings saved by the window's File menu\n"
-           "  --force             replace OUTPUT if it exists\n"
-           "  --live              decode the live picture as well, as the window does\n"
-           "  --list-devices      show the devices and end\n"
-           "  --                  what follows is the output, whatever it begins with\n"
+           "Records the camera and the microphone in use to a QuickTime movie. Ctrl-C finishes the movie. In OUTPUT, "
+           "%Y "
+           "%m\n"
+           "%d %H %M %S stand for the time of its beginning, %n for a number of three digits, %% for a percent "
+           "sign.\n" +
+           Options(unused).Help() +
+           "  --                      what follows is the output, whatever it begins with\n"
            "\n"
            "Without a camera nothing is recorded; without a microphone, the picture alone.\n"
            "\n"

@@ -6,24 +6,20 @@
 // does.
 //
 // The recorder is a state machine on one timer. Opening: the devices are open, and a sound server may still owe its
-// answer. Waiting for the picture: until the first frame has come, so that the movie begins with one. Recording: until
-// its time is over, a signal comes, or the writer fails. In each case the movie is finished; what went wrong on the way
-// is in the exit code.
+// answer. Waiting for the picture: until the first frame has come, so that the movie begins with one. Waiting for the
+// time at which the recording is to start. Recording: until its time is over, a signal comes, or the writer fails. In
+// each case the movie is finished; what went wrong on the way is in the exit code.
 #include "record/Recorder.h"
 
 #include "framework/Application.h"
-#include "framework/TextStreams.h"
 #include "platform/Platform.h"
-#include "platform/digitizer/testpattern/TestPattern.h"
 #include "platform/events/EventLoop.h"
 #include "platform/memory/ResultCodes.h"
 #include "platform/movies/MovieRecovery.h"
-#include "platform/sound/SoundSource.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <unistd.h>
 
@@ -31,15 +27,7 @@ namespace velmora {
 namespace {
 
 constexpr auto kLongestWaitForPicture = std::chrono::seconds(5);
-constexpr auto kLongestWaitForSoundServer = std::chrono::seconds(4);
 constexpr auto kLongestRelease = std::chrono::seconds(3);
-constexpr const char* kTestTone = "Test Tone";
-constexpr const char* kNoMicrophone = "none";
-constexpr const char* kSeeList = "; --list-devices shows those there are";
-constexpr int kVideoNodes = 64;
-
-volatile std::sig_atomic_t interrupted = 0;
-
 double SecondsSince(std::chrono::steady_clock::time_point start)
 {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -57,23 +45,9 @@ std::string Seconds(double seconds)
     return text;
 }
 
-// A camera that exists, but not for this user; empty when there is none.
-std::string ForbiddenCamera()
-{
-    for (int node = 0; node < kVideoNodes; ++node) {
-        const std::string path = "/dev/video" + std::to_string(node);
-        if (access(path.c_str(), R_OK | W_OK) != 0 && errno == EACCES)
-            return path;
-    }
-    return {};
-}
-
 } // namespace
 
-void Recorder::Interrupt()
-{
-    interrupted = 1;
-}
+Recorder::Recorder(const RecordCommand& command) : command(command), names(command.output, command.Splits()) {}
 
 void Recorder::CreateControls()
 {
@@ -87,22 +61,14 @@ void Recorder::CreateControls()
     canvas->Open = [this] { Open(); };
     timer = Add<framework::Timer>("ProgressTimer");
     timer->Period(100);
-    timer->Action = [this] { Tick(); };
+    timer->Action = [this] { Guarded([this] { Step(); }); };
 }
 
 ExitCode Recorder::Run()
 {
-    std::string problem;
-    switch (output.Check(command.force, problem)) {
-    case RecordingOutput::Refusal::None:
-        break;
-    case RecordingOutput::Refusal::Unwritable:
-        Fail(ExitCode::Unwritable, problem);
+    if (!command.output.empty() && !NameOutput())
         return exitCode;
-    case RecordingOutput::Refusal::DiskFull:
-        Fail(ExitCode::DiskFull, problem);
-        return exitCode;
-    }
+    framework::TheApplication()->TerminationRequested = [this](framework::Termination) { Interrupted(); };
     framework::SetMsgBoxHandler([this](const String& text) { MessageShown(text.Bytes()); });
     Construct();
     if (state != State::Done)
@@ -110,6 +76,7 @@ ExitCode Recorder::Run()
     // A loop that something else has ended leaves the movie to be finished here.
     if (state != State::Done)
         Finish(ExitCode::Failed, "the program had to end");
+    framework::TheApplication()->TerminationRequested = nullptr;
     platform::EndWithin(kLongestRelease, static_cast<int>(exitCode));
     canvas->Error = nullptr;
     Close();
@@ -118,94 +85,37 @@ ExitCode Recorder::Run()
     return exitCode;
 }
 
+// Names the file that a recording which starts now goes to. False, and said why, where it can't be written.
+bool Recorder::NameOutput()
+{
+    std::string problem;
+    output = std::make_unique<RecordingOutput>(names.Name(1, std::time(nullptr)));
+    const auto refusal = output->Check(command.force, problem);
+    if (refusal != RecordingOutput::Refusal::None)
+        Fail(refusal == RecordingOutput::Refusal::DiskFull ? ExitCode::DiskFull : ExitCode::Unwritable, problem);
+    return refusal == RecordingOutput::Refusal::None;
+}
+
 void Recorder::Open()
 {
     canvas->Initialize();
-    if (!ApplySettings() || !ChooseCamera())
-        return;
-    if (command.width > 0)
-        canvas->VideoCaptureSize(command.width, command.height);
-    if (!command.live)
-        canvas->PreviewWhileRecording(false);
-    stateBegan = Clock::now();
-    timer->Mode(framework::Timer::Multiple);
+    setUp = std::make_unique<DeviceSetUp>(command, *canvas, Say);
+    Guarded([this] {
+        setUp->ChooseCamera();
+        if (!command.live)
+            canvas->PreviewWhileRecording(false);
+        stateBegan = Clock::now();
+        timer->Mode(framework::Timer::Multiple);
+    });
 }
 
-bool Recorder::ApplySettings()
-{
-    if (command.settingsFile.empty())
-        return true;
-    const auto settings = FolderItem(command.settingsFile).OpenAsTextFile();
-    if (!settings) {
-        Finish(ExitCode::WrongUse, "can't read the settings in " + command.settingsFile);
-        return false;
-    }
-    canvas->UserSettings(settings->ReadAll());
-    withPicture = !canvas->VideoDeviceName().IsEmpty();
-    withSound = !canvas->SoundDeviceName().IsEmpty();
-    if (withPicture || withSound)
-        return true;
-    Finish(ExitCode::WrongUse, command.settingsFile + " holds no settings");
-    return false;
-}
-
-// The built-in picture is a camera only to those who ask for it.
-bool Recorder::ChooseCamera()
-{
-    if (!command.camera.empty()) {
-        if (canvas->ChooseVideoDevice(command.camera) == platform::noErr)
-            return true;
-        Finish(ExitCode::NoDevice, "there is no camera \"" + command.camera + "\"" + kSeeList);
-        return false;
-    }
-    if (!withPicture || canvas->VideoDeviceName().Bytes() != platform::TestPattern::kName)
-        return true;
-    const std::string forbidden = ForbiddenCamera();
-    Finish(ExitCode::NoDevice, forbidden.empty()
-                                   ? "there is no camera; --camera \"Test Pattern\" records the built-in picture"
-                                   : "there is no camera that you may use: " + forbidden +
-                                         ": permission denied (cameras belong to the group \"video\")");
-    return false;
-}
-
-// True when the recording can begin as far as sound is concerned. The Test Tone is a microphone only to those who ask
-// for it, and what a sound server has to offer is waited for.
-bool Recorder::ChooseMicrophone()
-{
-    if (!withSound || microphoneChosen)
-        return true;
-    const bool asked = !command.microphone.empty() && command.microphone != kNoMicrophone;
-    if (command.microphone != kNoMicrophone && command.microphone != kTestTone && platform::SoundSourcesAreDue() &&
-        Clock::now() - stateBegan < kLongestWaitForSoundServer)
-        return false;
-    microphoneChosen = true;
-    canvas->Idle(); // takes up what the server has just answered
-    if (asked && canvas->ChooseSoundDevice(command.microphone) != platform::noErr) {
-        Finish(ExitCode::NoDevice, "there is no microphone \"" + command.microphone + "\"" + kSeeList);
-        return false;
-    }
-    const bool isTone = canvas->SoundDeviceName().Bytes() == kTestTone;
-    if (asked || (command.microphone.empty() && !isTone))
-        return true;
-    if (isTone)
-        Say("there is no microphone; recording the picture alone");
-    canvas->SoundEnabled(false);
-    withSound = false;
-    return true;
-}
-
-void Recorder::Tick()
+// Runs a step; what it throws ends the recording.
+void Recorder::Guarded(const std::function<void()>& step)
 {
     try {
-        if (state == State::Opening && ChooseMicrophone() && state == State::Opening)
-            state = State::WaitingForPicture;
-        if (state == State::WaitingForPicture)
-            WaitForPicture();
-        else if (state == State::Recording)
-            WatchRecording();
-        if (interrupted != 0 && state != State::Done)
-            Finish(state == State::Recording ? ExitCode::Recorded : ExitCode::Failed,
-                   state == State::Recording ? "" : "interrupted before the first picture");
+        step();
+    } catch (const SetUpFailure& failure) {
+        Finish(failure.code, failure.what());
     } catch (const std::exception& exception) {
         Finish(ExitCode::Failed, exception.what());
     } catch (const Reference<framework::RuntimeException>& exception) {
@@ -213,10 +123,31 @@ void Recorder::Tick()
     }
 }
 
+void Recorder::Step()
+{
+    if (state == State::Opening && setUp->ChooseMicrophone())
+        state = State::WaitingForPicture;
+    if (state == State::WaitingForPicture)
+        WaitForPicture();
+    else if (state == State::WaitingForTime)
+        WaitForTime();
+    else if (state == State::Recording)
+        WatchRecording();
+}
+
+void Recorder::Interrupted()
+{
+    if (state == State::Recording)
+        Finish(ExitCode::Recorded, "");
+    else if (state != State::Done)
+        Finish(ExitCode::Failed, state == State::WaitingForTime ? "interrupted before the recording started"
+                                                                : "interrupted before the first picture");
+}
+
 void Recorder::WaitForPicture()
 {
-    if (!withPicture || canvas->VideoCounts().delivered > 0)
-        StartRecording();
+    if (!setUp->WithPicture() || canvas->VideoCounts().delivered > 0)
+        Prepared();
     else if (Clock::now() - stateBegan > kLongestWaitForPicture)
         Finish(ExitCode::NoDevice, WhyNoPicture());
 }
@@ -235,21 +166,45 @@ std::string Recorder::WhyNoPicture()
            std::to_string(std::chrono::seconds(kLongestWaitForPicture).count()) + " s after it was opened";
 }
 
+void Recorder::Prepared()
+{
+    setUp->SetControls();
+    setUp->SaveSettings();
+    if (!output)
+        return Finish(ExitCode::Recorded, {});
+    if (!command.startAt)
+        return StartRecording();
+    state = State::WaitingForTime;
+    std::printf("Waiting until the recording starts\n");
+    std::fflush(stdout);
+}
+
+void Recorder::WaitForTime()
+{
+    if (std::time(nullptr) < *command.startAt)
+        return;
+    if (NameOutput()) // the time may be part of the name
+        StartRecording();
+    else
+        Finish(exitCode, {});
+}
+
 void Recorder::StartRecording()
 {
-    const int32_t width = command.width > 0 ? command.width : canvas->VideoWidth();
-    const int32_t height = command.height > 0 ? command.height : canvas->VideoHeight();
-    canvas->VideoRecordSize(width, height);
+    const bool withPicture = setUp->WithPicture();
+    const bool withSound = setUp->WithSound();
+    canvas->VideoRecordSize(canvas->VideoWidth(), canvas->VideoHeight());
     canvas->SoundLevelMeterActive(withSound);
     const std::string camera = withPicture ? canvas->VideoDeviceName().Bytes() : "no picture";
     const std::string microphone = withSound ? canvas->SoundDeviceName().Bytes() : "no sound";
     state = State::Recording;
     stateBegan = Clock::now();
-    canvas->Record(framework::New<FolderItem>(output.PathForControl()));
+    canvas->Record(framework::New<FolderItem>(output->PathForControl()));
     std::string problem;
-    if (!output.TakeName(problem))
+    if (!output->TakeName(problem))
         return Finish(ExitCode::Unwritable, problem);
-    std::printf("Recording %s with %s to %s\n", camera.c_str(), microphone.c_str(), output.Path().c_str());
+    note = RecordingNote::Write(std::filesystem::absolute(output->Path()));
+    std::printf("Recording %s with %s to %s\n", camera.c_str(), microphone.c_str(), output->Path().c_str());
     std::fflush(stdout);
 }
 
@@ -287,7 +242,8 @@ void Recorder::Failure(int32_t result)
 {
     // The state queries of the control raise their event with 0 when all is well, and questions about a channel that
     // was given up raise it as well.
-    if (result == platform::noErr || (result == platform::badSGChannel && !(withSound && withPicture)))
+    if (result == platform::noErr ||
+        (result == platform::badSGChannel && setUp && !(setUp->WithSound() && setUp->WithPicture())))
         return;
     if (stopping)
         Fail(result == platform::dskFulErr ? ExitCode::DiskFull : ExitCode::Failed,
@@ -379,11 +335,13 @@ void Recorder::ReportMovie()
 {
     platform::RecoveredMovie movie;
     std::string written;
-    const bool found = platform::RecoverMovie(output.Path(), {}, movie, written) == platform::noErr;
-    if (exitCode == ExitCode::Recorded && (!found || (withPicture && movie.videoFrames == 0)))
-        Fail(ExitCode::Failed, output.Path() + (found ? " holds no picture" : " holds no movie"));
+    const bool found = platform::RecoverMovie(output->Path(), {}, movie, written) == platform::noErr;
+    if (exitCode == ExitCode::Recorded && (!found || (setUp->WithPicture() && movie.videoFrames == 0)))
+        Fail(ExitCode::Failed, output->Path() + (found ? " holds no picture" : " holds no movie"));
     if (!found)
         return;
+    if (note)
+        note->Remove();
     std::printf("%s%s: %.2f s, %llu frames, %llu lost, %llu damaged, %.1f MB\n", isatty(STDOUT_FILENO) != 0 ? "\n" : "",
                 written.c_str(), movie.seconds, static_cast<unsigned long long>(movie.videoFrames),
                 static_cast<unsigned long long>(status.lost), static_cast<unsigned long long>(status.damaged),
@@ -408,7 +366,7 @@ void Recorder::ShowProgress()
 
 std::string Recorder::SoundText() const
 {
-    if (!withSound)
+    if (!setUp->WithSound())
         return "  no sound";
     const int level = std::max(canvas->SoundLevelMeterLeft(), canvas->SoundLevelMeterRight());
     return "  sound " + std::to_string(level) + " %";

@@ -4,27 +4,26 @@
 #include "capture/VelmoraCanvas.h"
 #include "framework/Timer.h"
 #include "framework/Window.h"
+#include "record/DeviceSetUp.h"
+#include "record/OutputNames.h"
 #include "record/RecordCommand.h"
 #include "record/RecordingOutput.h"
+#include "recording/RecordingNote.h"
 
 #include <chrono>
+#include <functional>
+#include <memory>
 
 namespace velmora {
-
-/// How `velmora-record` ends, for scripts.
-enum class ExitCode { Recorded = 0, WrongUse = 1, NoDevice = 2, Unwritable = 3, DiskFull = 4, Failed = 5 };
 
 /// The capture control without a window on screen, recording what a command line asks for.
 class Recorder : public framework::Window {
 public:
-    explicit Recorder(const RecordCommand& command) : command(command), output(command.output) {}
+    explicit Recorder(const RecordCommand& command);
 
     /// Records, and returns when the movie is finished or can't be made; each reason has been written to standard
     /// error.
     ExitCode Run();
-
-    /// Makes a recorder that runs in this process finish its movie. Signal handlers may call it.
-    static void Interrupt();
 
 protected:
     void Layout() override { Visible(false); }
@@ -32,13 +31,15 @@ protected:
 
 private:
     using Clock = std::chrono::steady_clock;
-    enum class State { Opening, WaitingForPicture, Recording, Done };
+    enum class State { Opening, WaitingForPicture, WaitingForTime, Recording, Done };
 
     void Open();
-    bool ApplySettings();
-    bool ChooseCamera();
-    bool ChooseMicrophone();
-    void Tick();
+    bool NameOutput();
+    void Step();
+    void Guarded(const std::function<void()>& step);
+    void Interrupted();
+    void Prepared();
+    void WaitForTime();
     void WaitForPicture();
     std::string WhyNoPicture();
     void StartRecording();
@@ -58,16 +59,16 @@ private:
     void ReportMovie();
 
     const RecordCommand command;
-    RecordingOutput output;
+    OutputNames names;
+    std::unique_ptr<RecordingOutput> output; ///< none where only settings are saved
+    std::unique_ptr<RecordingNote> note;
     VelmoraCanvas* canvas = nullptr;
+    std::unique_ptr<DeviceSetUp> setUp;
     framework::Timer* timer = nullptr;
     State state = State::Opening;
     Clock::time_point stateBegan;
     RecordingStatus status; ///< the newest one of the recording
     bool cameraAway = false;
-    bool withPicture = true;
-    bool withSound = true;
-    bool microphoneChosen = false;
     int32_t deviceFailure = 0; ///< the last one before the first picture
     std::string lastTrouble;
     double lastProgress = -1;

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 // velmora-recover: finishes a recording that was cut off.
 
+#include "Version.h"
 #include "platform/movies/MovieRecovery.h"
+#include "record/CommandLine.h"
 
 #include <csignal>
 #include <cstdio>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -20,6 +21,7 @@ enum ExitCode {
 constexpr const char* kUsage = "Usage: velmora-recover FILE [OUTPUT]\n";
 
 constexpr const char* kHelp =
+    "\n"
     "Finishes a recording that was cut off: by a failure of power, a full disk or a killed program. FILE itself "
     "becomes\n"
     "the complete movie, which takes no time and no room but for the movie's header. With OUTPUT, which must not "
@@ -78,25 +80,26 @@ int main(int argc, char** argv)
 {
     // A file grown past the allowed size is a full disk like any other, and nothing to die of.
     std::signal(SIGXFSZ, SIG_IGN);
-    std::vector<std::string> names;
-    bool optionsEnded = false;
-    for (int i = 1; i < argc; ++i) {
-        const std::string argument = argv[i];
-        if (!optionsEnded && (argument == "--help" || argument == "-h")) {
-            std::printf("%s\n%s", kUsage, kHelp);
-            return kDone;
-        }
-        if (!optionsEnded && argument == "--") {
-            optionsEnded = true;
-        } else if (!optionsEnded && argument.starts_with('-') && argument.size() > 1) {
-            std::fprintf(stderr, "velmora-recover: unknown option %s\n%s", argv[i], kUsage);
-            return kWrongUsage;
-        } else {
-            names.push_back(argument);
-        }
+    bool help = false;
+    bool version = false;
+    const auto flag = [](bool& field) { return [&field](const std::string&) { return field = true; }; };
+    velmora::CommandLine line({{"Options",
+                                {{"help", "", "show this text and end", "", flag(help)},
+                                 {"version", "", "show the version and end", "", flag(version)}}}});
+    std::string problem;
+    const bool isRead = line.Read(argc, argv, problem);
+    const auto& names = line.Names();
+    if (isRead && (help || version)) {
+        if (help)
+            std::printf("%s%s%s", kUsage, line.Help().c_str(), kHelp);
+        else
+            std::printf("velmora-recover %s\n", velmora::kVersion);
+        return kDone;
     }
-    if (names.empty() || names.size() > 2 || names.front().empty()) {
-        std::fputs(kUsage, stderr);
+    if (isRead && (names.empty() || names.size() > 2 || names.front().empty()))
+        problem = names.size() > 2 ? "more than FILE and OUTPUT: " + names[2] : "no file named";
+    if (!problem.empty()) {
+        std::fprintf(stderr, "velmora-recover: %s\n", problem.c_str());
         return kWrongUsage;
     }
     return Recover(names.front(), names.size() == 2 ? names.back() : "");

@@ -171,6 +171,16 @@ void VelmoraCanvas::VideoCaptureSize(int32_t width, int32_t height)
     RaiseFailure(platform::SGSetVideoFrameSize(sgVideoChannel, width, height));
 }
 
+void VelmoraCanvas::VideoCaptureFormat(int32_t format)
+{
+    RaiseFailure(platform::SGSetVideoFrameFormat(sgVideoChannel, static_cast<uint32_t>(format)));
+}
+
+int32_t VelmoraCanvas::VideoDigitizer()
+{
+    return platform::SGGetVideoDigitizerComponent(sgVideoChannel);
+}
+
 CaptureCounts VelmoraCanvas::VideoCounts()
 {
     const platform::SGChannelCounts counts = platform::SGGetChannelCounts(sgVideoChannel);

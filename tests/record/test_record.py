@@ -3,6 +3,7 @@
 is on the disk afterwards."""
 
 import glob
+import json
 import os
 import re
 import signal
@@ -32,6 +33,7 @@ class Recording(unittest.TestCase):
         self.assertEqual((done.returncode, done.stdout), (code, b""), done.stderr)
         self.assertIn(text.encode(), done.stderr)
         self.assertEqual(done.stderr.count(b"velmora-record:"), 1, "one reason, said once")
+        self.assertEqual(done.stderr.count(b"\n"), 1, "in one line")
         if path is not None:
             self.assertFalse(os.path.lexists(path), path)
 
@@ -56,22 +58,57 @@ class Recording(unittest.TestCase):
                 ((), "no output named"),
                 (("a.mov", "b.mov"), "more than one output"),
                 (("--seconds", "x", "a.mov"), '--seconds: expected a positive number, got "x"'),
-                (("--seconds", "nan", "a.mov"), "--seconds: expected"),
+                (("--seconds=nan", "a.mov"), "--seconds: expected"),
+                (("--seconds", "1", "--seconds", "2", "a.mov"), "--seconds is given twice"),
                 (("--size", "320", "a.mov"), "--size: expected"),
                 (("a.mov", "--seconds"), "--seconds: expected a positive number"),
                 (("--unknown", "a.mov"), "unknown option --unknown"),
+                (("--microfone", "none", "a.mov"), "did you mean --microphone?"),
+                (("--so", "8000", "a.mov"), "may be any of --sound-rate"),
+                (("--force=yes", "a.mov"), "--force takes no value"),
+                (("-x", "a.mov"), "unknown option -x"),
+                (("a%q.mov",), 'got "%q"'),
+                (("--microphone", "none", "--gain", "1", "a.mov"), "--gain: there is no sound"),
+                (("--sound-codec", "ulaw", "--sound-bits", "8", "a.mov"), "--sound-bits: expected 16"),
+                (("--set", "Hue=1", "--set", "Hue=2", "a.mov"), "Hue is given twice"),
+                (("--start-at", "2001-01-01 00:00", "a.mov"), "--start-at: expected a time to come"),
+                (("--list", "a.mov"), "--list records nothing"),
+                ((*SHORT, "--codec", "avc2", "a.mov"), 'did you mean "avc1"'),
+                ((*SHORT, "--format", "H264", "a.mov"), "--format: Test Pattern has no format"),
+                ((*SHORT, "--codec", "png", "--quality", "5", "a.mov"), "--quality: png has no quality"),
+                ((*SHORT, "--codec", "png", "--key-frames", "5", "a.mov"), "each frame of png is a key frame"),
+                ((*SHORT, "--microphone", "none", "--set", "Zoom=1", "a.mov"), 'Test Pattern has no control "Zoom"'),
                 ((*SHORT, "--settings", existing, "a.mov"), "holds no settings"),
                 ((*SHORT, "--settings", existing + "2", "a.mov"), "can't read the settings")):
             with self.subTest(arguments=arguments):
                 done = desk.record(*arguments, cwd=desk.folder)
                 self.check_refused(done, WRONG_USE, text, desk.path("a.mov"))
 
+    def test_information(self):
+        for option, text in (("--help", "--microphone NAME|ID"), ("--version", "velmora-record 1."), ("-h", "Usage")):
+            with self.subTest(option=option):
+                done = self.desk.record(option)
+                self.assertEqual((done.returncode, done.stderr), (RECORDED, b""))
+                self.assertIn(text.encode(), done.stdout)
+        listing = json.loads(self.desk.record("--json").stdout)
+        pattern = listing["cameras"][-1]
+        self.assertEqual((pattern["name"], pattern["id"]), ("Test Pattern", "test-pattern"))
+        small = next(one for one in pattern["formats"] if one["format"] == "jpeg")
+        self.assertEqual((small["name"], small["width"], small["height"]), ("Photo JPEG", 640, 480))
+        self.assertIn(30, small["rates"])
+        self.assertIn(48000, listing["microphones"][-1]["rates"])
+        self.assertIn("jpeg", [one["code"] for one in listing["compressors"]])
+        self.assertEqual(listing["decks"], [])
+        text = self.desk.record("--list").stdout.decode()
+        for title in ("Cameras:", "Microphones:", "Decks:\n  none", "Compressors:", "Test Pattern  [test-pattern]"):
+            self.assertIn(title, text)
+
     def test_devices_that_are_not_there(self):
         path = self.desk.path("a.mov")
         for name, mode in MODES.items():
             with self.subTest(mode=name):
                 self.check_refused(self.desk.record(*mode, "--camera", "Nobody's", path), NO_DEVICE,
-                                   'there is no camera "Nobody\'s"', path)
+                                   'there is no camera "Nobody\'s"; there is "Test Pattern"', path)
                 self.check_refused(self.desk.record(*mode, *SHORT, "--microphone", "Nobody's", path), NO_DEVICE,
                                    'there is no microphone "Nobody\'s"', path)
                 if not glob.glob("/dev/video*"):

@@ -94,6 +94,15 @@ Result SGSetVideoFrameSize(SGChannel channel, int32_t width, int32_t height)
     });
 }
 
+Result SGSetVideoFrameFormat(SGChannel channel, FourCharCode format)
+{
+    return OnVideo(channel, [&](VideoChannel& found) {
+        CaptureFormat wanted = found.TheDigitizer().Format();
+        wanted.format = format;
+        return found.SetFormat(wanted);
+    });
+}
+
 Result SGGetFrameRate(SGChannel channel, Address rate)
 {
     return OnVideo(channel,
