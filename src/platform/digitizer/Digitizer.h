@@ -121,11 +121,18 @@ std::vector<DigitizerEntry> ListDigitizers();
 /// Never null: the Test Pattern is always there.
 std::unique_ptr<Digitizer> OpenDigitizer(const std::string& identity = {}, const std::string& name = {});
 
-/// Replaces the list with one of the test's own making until it is called with an empty function.
+/// A family of cameras: lists those that are there, and opens one by its identity (null for an identity of another
+/// family and for a camera that is gone). Both are called on the main thread.
 struct DigitizerProvider {
     std::function<std::vector<DigitizerEntry>()> list;
     std::function<std::unique_ptr<Digitizer>(const std::string& identity)> open;
 };
+
+/// Adds a family of cameras of the program's own for the rest of the process. Its devices are listed behind those of
+/// the built-in families and in front of the Test Pattern.
+void AddDigitizers(DigitizerProvider provider);
+
+/// Replaces all families with one of the test's own making until it is called with empty functions.
 void SetDigitizerProvider(DigitizerProvider provider);
 
 } // namespace platform

@@ -18,10 +18,19 @@ DigitizerProvider& TheProvider()
     return provider;
 }
 
+std::vector<DigitizerProvider>& AddedFamilies()
+{
+    static std::vector<DigitizerProvider> families;
+    return families;
+}
+
 std::unique_ptr<Digitizer> OpenByIdentity(const std::string& identity)
 {
     if (TheProvider().open)
         return TheProvider().open(identity);
+    for (const auto& family : AddedFamilies())
+        if (auto digitizer = family.open(identity))
+            return digitizer;
     for (const auto open : {OpenPipeWireDigitizer, OpenDvDigitizer, OpenIIDCDigitizer})
         if (auto digitizer = open(identity))
             return digitizer;
@@ -54,6 +63,10 @@ std::vector<DigitizerEntry> ListDigitizers()
     auto entries = ListV4L2Digitizers(V4L2System::Current());
     for (const auto& more : {ListPipeWireDigitizers(), ListDvDigitizers(), ListIIDCDigitizers()})
         entries.insert(entries.end(), more.begin(), more.end());
+    for (const auto& family : AddedFamilies()) {
+        const auto more = family.list();
+        entries.insert(entries.end(), more.begin(), more.end());
+    }
     entries.push_back({.name = TestPattern::kName, .identity = TestPattern::kIdentity, .inputs = {}});
     return entries;
 }
@@ -69,6 +82,11 @@ std::unique_ptr<Digitizer> OpenDigitizer(const std::string& identity, const std:
     // The device may go between the list and the opening.
     auto digitizer = chosen == entries.end() ? nullptr : OpenByIdentity(chosen->identity);
     return digitizer ? std::move(digitizer) : std::make_unique<TestPattern>();
+}
+
+void AddDigitizers(DigitizerProvider provider)
+{
+    AddedFamilies().push_back(std::move(provider));
 }
 
 void SetDigitizerProvider(DigitizerProvider provider)
