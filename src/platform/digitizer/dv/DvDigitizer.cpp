@@ -104,7 +104,13 @@ private:
     {
         eventfd_t count = 0;
         eventfd_read(news.Get(), &count);
-        return failure == noErr ? Taken::Alive : Taken::Failed;
+        if (failure == noErr)
+            return Taken::Alive;
+        // A frame that came just before the failure has ended the outage before it, and is counted first.
+        if (!frameCame.exchange(false))
+            return Taken::Failed;
+        eventfd_write(news.Get(), 1);
+        return Taken::Alive;
     }
     Result Failure() const override { return failure; }
     // A tape that stands still sends nothing.
@@ -123,6 +129,7 @@ private:
             return;
         }
         lastFrame = *info;
+        frameCame = true;
         if (frameSink != nullptr)
             frameSink->FrameArrived({.picture = {.bytes = frame,
                                                  .format = info->isPal ? kDvPal : kDvNtsc,
@@ -187,6 +194,7 @@ private:
     const BusDevice device;
     const UniqueFD news; ///< readable when a frame has come or the stream has failed
     std::atomic<Result> failure{noErr};
+    std::atomic<bool> frameCame{false}; ///< since the last failure that was seen
     std::unique_ptr<DvStream> stream; ///< the thread's own
 
     std::mutex mutex; // guards the following
