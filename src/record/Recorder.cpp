@@ -245,6 +245,9 @@ void Recorder::Failure(int32_t result)
     if (result == platform::noErr ||
         (result == platform::badSGChannel && setUp && !(setUp->WithSound() && setUp->WithPicture())))
         return;
+    // What waits while a full disk ends the movie is refused like the sample before; the movie itself has room.
+    if (stopping && exitCode == ExitCode::DiskFull && result == platform::dskFulErr)
+        return;
     if (stopping)
         Fail(result == platform::dskFulErr ? ExitCode::DiskFull : ExitCode::Failed,
              "finishing the movie failed (" + std::to_string(result) + ")");

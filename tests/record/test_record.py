@@ -185,6 +185,7 @@ class Recording(unittest.TestCase):
                     done = self.desk.record(*mode, *TEST_PATTERN, "--seconds", "50", path)
                     self.assertEqual(done.returncode, DISK_FULL, done.stderr)
                     self.assertIn(b"the disk is full", done.stderr)
+                    self.assertNotIn(b"finishing", done.stderr)
                     self.check_movie(path, {"video"})
                     self.assertGreater(os.path.getsize(path), 4_000_000)
 
