@@ -44,7 +44,7 @@ add_custom_target(velmora_manuals ALL DEPENDS ${manuals})
 install(FILES ${manuals} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
 
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/velmora)
-install(FILES CHANGELOG.md docs/third-party.md DESTINATION ${documents} COMPONENT runtime)
+install(FILES docs/third-party.md DESTINATION ${documents} COMPONENT runtime)
 if(EXISTS ${CMAKE_SOURCE_DIR}/docs/guide)
   install(DIRECTORY docs/guide DESTINATION ${documents} COMPONENT runtime)
 endif()

@@ -11,13 +11,17 @@ execute_process(COMMAND date --utc --rfc-email --date=${RELEASE_DATE}T12:00Z OUT
 set(changelog ${CMAKE_BINARY_DIR}/packaging/changelog.Debian)
 configure_file(packaging/debian/changelog.in ${changelog} @ONLY)
 add_custom_command(OUTPUT ${changelog}.gz COMMAND gzip -9nkf ${changelog} DEPENDS ${changelog} VERBATIM)
-add_custom_target(velmora_changelog ALL DEPENDS ${changelog}.gz)
+set(upstream_changelog ${CMAKE_BINARY_DIR}/packaging/changelog.gz)
+add_custom_command(OUTPUT ${upstream_changelog} COMMAND gzip -9nc ${CMAKE_SOURCE_DIR}/CHANGELOG.md > ${upstream_changelog}
+                   DEPENDS CHANGELOG.md VERBATIM)
+add_custom_target(velmora_changelog ALL DEPENDS ${changelog}.gz ${upstream_changelog})
 foreach(name velmora libvelmora-dev)
   set(component runtime)
   if(name STREQUAL libvelmora-dev)
     set(component development)
   endif()
-  install(FILES packaging/debian/copyright ${changelog}.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
+  install(FILES packaging/debian/copyright ${changelog}.gz ${upstream_changelog}
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
           COMPONENT ${component})
 endforeach()
 install(FILES packaging/debian/README.Debian DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/velmora COMPONENT runtime)
@@ -39,8 +43,7 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME velmora)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "pipewire-pulse | pulseaudio, qt6-wayland")
-set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "record cameras and camcorders to QuickTime movies
-Velmora shows the live picture of a camera and records it with its sound to a
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Velmora shows the live picture of a camera and records it with its sound to a
 QuickTime movie. It is made for people who digitise tapes and who run
 laboratory and lecture cameras: no frame is lost unnoticed, sound stays in
 step for hours, and a recording survives a crash.
@@ -54,8 +57,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "qt6-base-dev, libavcodec-dev, libavutil-dev, libswscale-dev, libswresample-dev, libturbojpeg0-dev, libyuv-dev, \
 libpulse-dev, libpipewire-0.3-dev, libudev-dev, libraw1394-dev, libiec61883-dev, libdc1394-dev")
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "capture control of Velmora for other programs
-The library that Velmora's windows are thin clients of: one control that shows
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "This is the library that Velmora's windows are thin clients of: one control that shows
 a camera's live picture, records it with sound to a QuickTime movie, and has
 the settings of cameras, sound sources and compressors.
 .

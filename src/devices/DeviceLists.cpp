@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What devices the two channels could use and do use. Nothing is cached. In the windows a channel's device changes by the
-// settings dialog or by restored settings; the terminal program chooses devices by their names.
+// What devices the two channels could use and do use. Nothing is cached. In the windows a channel's device changes by
+// the settings dialog or by restored settings; the terminal program chooses devices by their names.
 //
 // Each question takes a new list of the channel. The list before it is forgotten, not disposed; the one that is left at
 // the control's end is.

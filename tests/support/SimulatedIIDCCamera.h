@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/files/UniqueFD.h"
 #include "platform/digitizer/iidc/IIDCBus.h"
+#include "platform/files/UniqueFD.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -31,7 +31,8 @@ struct FrameGrid {
     /// Nanoseconds from zero to a frame.
     int64_t TimeOf(int64_t frame) const
     {
-        return frame / frames * seconds * kNanosecondsPerSecond + frame % frames * seconds * kNanosecondsPerSecond / frames;
+        return frame / frames * seconds * kNanosecondsPerSecond +
+               frame % frames * seconds * kNanosecondsPerSecond / frames;
     }
 
     /// The last frame at or before a time.

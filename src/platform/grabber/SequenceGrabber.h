@@ -256,8 +256,8 @@ bool SGGetRecordingStatus(SGComponent session, MovieStorageStatus& status);
 /// rate or the nearest to it. `paramErr` for a side below 1, else the device's own refusal.
 Result SGSetVideoFrameSize(SGChannel channel, int32_t width, int32_t height);
 
-/// Asks a video channel's device for frames in that pixel format or codec, at its present size and the nearest rate. The
-/// nearest that the device has is taken, and its size counts more than its format.
+/// Asks a video channel's device for frames in that pixel format or codec, at its present size and the nearest rate.
+/// The nearest that the device has is taken, and its size counts more than its format.
 Result SGSetVideoFrameFormat(SGChannel channel, FourCharCode format);
 
 /// Offers the component.

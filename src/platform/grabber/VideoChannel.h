@@ -59,8 +59,8 @@ public:
     /// Draws a frame into the port, and keeps no sample.
     void DrawPreview(const Sample& frame, PortReference port);
 
-    /// The picture of a frame that is being handed over and shown, or the newest of the frames before it. Clears `shown`
-    /// where there is none in time. None for a frame that is not shown.
+    /// The picture of a frame that is being handed over and shown, or the newest of the frames before it. Clears
+    /// `shown` where there is none in time. None for a frame that is not shown.
     std::unique_ptr<DecodedPicture> TakePicture(Sample& frame, bool& shown);
 
     /// Told the scale at which a frame was shown, 0 where it was not: then frames are no longer decoded ahead.

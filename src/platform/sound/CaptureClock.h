@@ -39,8 +39,8 @@ private:
 
     bool begun = false;
     bool interrupted = false;
-    int64_t counted = 0; ///< time of the next sample by the count alone
-    int64_t steered = 0; ///< what is added to it
+    int64_t counted = 0;                              ///< time of the next sample by the count alone
+    int64_t steered = 0;                              ///< what is added to it
     std::array<int64_t, kMeasurements> differences{}; ///< of the last measurements from the count
     size_t measurements = 0;                          ///< since the begin
     int farAhead = 0;                                 ///< measurements in a row that speak of a gap

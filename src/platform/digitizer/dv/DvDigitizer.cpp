@@ -195,7 +195,7 @@ private:
     const UniqueFD news; ///< readable when a frame has come or the stream has failed
     std::atomic<Result> failure{noErr};
     std::atomic<bool> frameCame{false}; ///< since the last failure that was seen
-    std::unique_ptr<DvStream> stream; ///< the thread's own
+    std::unique_ptr<DvStream> stream;   ///< the thread's own
 
     std::mutex mutex; // guards the following
     FrameSink* frameSink = nullptr;

@@ -4,9 +4,9 @@
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/CameraDigitizer.h"
-#include "platform/files/UniqueFD.h"
 #include "platform/digitizer/iidc/IIDCFrames.h"
 #include "platform/digitizer/v4l2/V4L2Formats.h"
+#include "platform/files/UniqueFD.h"
 
 #include <algorithm>
 #include <cmath>
