@@ -10,11 +10,13 @@ has_display() { [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; }
 packaging/install-packages.sh build
 has_display || packaging/install-packages.sh screen
 
+export NINJA_STATUS="[%f of %t, %es] "
 [ -f build/release/build.ninja ] || cmake --preset release
-ninja --quiet -C build/release velmora velmora-record velmora-recover
+ninja -C build/release velmora velmora-record velmora-recover
 
 if has_display; then
     exec build/release/bin/velmora
 fi
-ninja --quiet -C build/release read_pattern
+ninja -C build/release read_pattern
+export PYTHONDONTWRITEBYTECODE=1
 exec python3 packaging/demo.py build/release/bin build/demo

@@ -30,8 +30,17 @@ case ${1:-} in
 esac
 
 packaging/install-packages.sh build screen test
+export NINJA_STATUS="[%f of %t, %es] "
 cmake --preset "$preset" -D VELMORA_WARNINGS_AS_ERRORS=ON
-ninja --quiet -C "build/$preset"
+ninja -C "build/$preset"
+
+# What tests leave behind, even those that are cut off, goes with this folder. Its path is short because sockets are
+# made in it.
+TMPDIR=$(mktemp -d /tmp/velmora-tests.XXXXXX)
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
 run() {
     # shellcheck disable=SC2086  # the runner is a command with its option
     $runner ctest --test-dir "build/$preset" --output-on-failure -j "$(nproc)" "$@"

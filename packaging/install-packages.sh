@@ -1,10 +1,13 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
 # Installs the Debian packages that Velmora needs, in groups, and nothing when they are all there:
-#   build   what compiles it, and with it what it runs with
-#   screen  a screen of its own for a machine without one, and what works and judges a window on it
-#   test    the servers and players that tests work with and are judged by
-#   bench   what benchmarks are held against
+#   build    what compiles it, and with it what it runs with
+#   screen   a screen of its own for a machine without one, and what works and judges a window on it
+#   test     the servers and players that tests work with and are judged by
+#   bench    what benchmarks are held against
+#   check    what checks the code's format
+#   package  what makes and checks Debian packages, and the reference documentation
+# What will be installed and how much that is, is said first. Servers that come along are not started and not enabled.
 # Usage: packaging/install-packages.sh GROUP...
 set -eu
 
@@ -13,10 +16,17 @@ build="cmake ninja-build ccache g++ pkg-config git ca-certificates
     libraw1394-dev libiec61883-dev libdc1394-dev libgtest-dev libpipewire-0.3-dev
     fonts-liberation fonts-dejavu-core"
 screen="xvfb xauth openbox xdotool x11-utils imagemagick ffmpeg python3"
-test="weston dbus at-spi2-core systemd pipewire pipewire-pulse pipewire-v4l2 wireplumber pulseaudio-utils mediainfo gstreamer1.0-tools
+test="dbus-daemon at-spi2-core libglib2.0-bin pipewire pipewire-pulse pipewire-v4l2 wireplumber pulseaudio-utils mediainfo gstreamer1.0-tools
     gstreamer1.0-plugins-base gstreamer1.0-plugins-base-apps gstreamer1.0-plugins-good gstreamer1.0-pipewire gstreamer1.0-libav"
-
 bench="gstreamer1.0-x"
+check="clang-format"
+package="dpkg-dev file lintian appstream desktop-file-utils librsvg2-bin man-db doxygen"
+
+# Services that these packages would enable for every user, as package:unit. The tests start servers of their own.
+services="pipewire:pipewire.service pipewire:pipewire.socket pipewire-pulse:pipewire-pulse.service
+    pipewire-pulse:pipewire-pulse.socket wireplumber:wireplumber.service"
+
+is_installed() { [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null || true)" = installed ]; }
 
 wanted=""
 for group in "$@"; do
@@ -25,6 +35,8 @@ for group in "$@"; do
         screen) wanted="$wanted $screen" ;;
         test) wanted="$wanted $test" ;;
         bench) wanted="$wanted $bench" ;;
+        check) wanted="$wanted $check" ;;
+        package) wanted="$wanted $package" ;;
         *)
             echo "install-packages.sh: no group '$group'" >&2
             exit 2
@@ -34,18 +46,35 @@ done
 
 set --
 for package in $wanted; do
-    status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
-    [ "$status" = installed ] || set -- "$@" "$package"
+    is_installed "$package" || set -- "$@" "$package"
 done
 [ $# -gt 0 ] || exit 0
 
-as_root() {
-    if [ "$(id -u)" -eq 0 ]; then
-        "$@"
-    else
-        sudo "$@"
-    fi
-}
-echo "Installing: $*"
+if [ "$(id -u)" -eq 0 ]; then
+    as_root() { "$@"; }
+elif command -v sudo >/dev/null; then
+    as_root() { sudo "$@"; }
+else
+    {
+        echo "Velmora needs packages that are not installed, and there is no sudo to install them with."
+        echo "Run this as root, then start again:"
+        echo "  apt-get update && apt-get install --no-install-recommends $*"
+    } >&2
+    exit 1
+fi
+
+new_units=""
+for service in $services; do
+    is_installed "${service%%:*}" || new_units="$new_units ${service#*:}"
+done
+
+echo "Velmora needs these packages: $*"
 as_root apt-get update -q
+# Older and newer versions of apt word their summary differently.
+LC_ALL=C apt-get install -o Debug::NoLocking=1 --assume-no --no-install-recommends "$@" 2>/dev/null |
+    grep -E 'newly installed|Need to get|disk space will be used|Installing:|Download size|Space needed' || true
 as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "$@"
+
+for unit in $new_units; do
+    [ ! -e "/usr/lib/systemd/user/$unit" ] || as_root deb-systemd-helper --user disable "$unit" >/dev/null
+done
