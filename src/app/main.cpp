@@ -47,7 +47,7 @@ int main(int argc, char** argv)
     try {
         exitCode = velmora::_Main();
     } catch (const std::exception& exception) {
-        framework::System::Log(3, framework::String("Velmora ends: ") + exception.what());
+        framework::System::Log(1003, framework::String("Velmora ends: ") + exception.what());
     }
     platform::EndWithin(kLongestEnd, exitCode);
     velmora::_FinaliseModules();

@@ -100,8 +100,8 @@ void SetShowURLHandler(std::function<void(const String& url)> handler); ///< emp
 void Break();
 int32_t BreakCount();
 
-/// Writes a line to the system's log, at a level from 1000 (emergency) to 1007 (debugging); `DebugLog` only in builds
-/// for debugging, to standard error.
+/// Writes a line to the system's log, at a level from 1000 (emergency) to 1007 (debugging), any other number counting
+/// as 1003 (error); `DebugLog` writes at 1007.
 namespace System {
 void DebugLog(const String& text);
 void Log(int32_t level, const String& text);

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "framework/Application.h"
 
-#include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <fstream>
 #include <string>
 #include <syslog.h>
@@ -12,6 +10,8 @@ namespace framework {
 namespace {
 
 int32_t breaks = 0;
+
+constexpr int32_t kFirstLevel = 1000;
 
 bool DebuggerIsAttached()
 {
@@ -39,17 +39,16 @@ int32_t BreakCount()
 
 namespace System {
 
-void DebugLog([[maybe_unused]] const String& text)
+void DebugLog(const String& text)
 {
-#ifndef NDEBUG
-    std::fprintf(stderr, "%s\n", text.Bytes().c_str());
-#endif
+    Log(kFirstLevel + LOG_DEBUG, text);
 }
 
+// The log's own levels count from 0 (emergency). What lies outside of ours is an error: nothing here is an emergency.
 void Log(int32_t level, const String& text)
 {
-    // Levels count from 1000 (emergency) as the log's own do from 0.
-    syslog(std::clamp<int32_t>(level - 1000, LOG_EMERG, LOG_DEBUG), "%s", text.Bytes().c_str());
+    const bool isLevel = level >= kFirstLevel && level <= kFirstLevel + LOG_DEBUG;
+    syslog(isLevel ? level - kFirstLevel : LOG_ERR, "%s", text.Bytes().c_str());
 }
 
 } // namespace System

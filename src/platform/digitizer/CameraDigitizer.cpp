@@ -3,6 +3,7 @@
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/FormatChoice.h"
+#include "platform/log/Log.h"
 
 #include <cstdio>
 
@@ -19,6 +20,11 @@ std::string TextOfFormat(const CaptureFormat& format)
     char text[64];
     std::snprintf(text, sizeof text, "%d × %d at %.4g frames a second", format.width, format.height, format.frameRate);
     return text;
+}
+
+std::string LoggedFormat(const CaptureFormat& format)
+{
+    return "\"" + TextOf(format.format) + "\", " + TextOfFormat(format);
 }
 
 } // namespace
@@ -181,6 +187,7 @@ Result CameraDigitizer::Conclude(const Outcome& outcome)
 Result CameraDigitizer::Begin()
 {
     const Result result = Conclude(BeginOpenOrNew());
+    LogStart(result);
     if (result != noErr)
         running.reset();
     if (result == noDeviceForChannel)
@@ -188,10 +195,20 @@ Result CameraDigitizer::Begin()
     return result;
 }
 
+void CameraDigitizer::LogStart(Result result) const
+{
+    if (result == noErr && digitizerLog.Writes(LogLevel::Info))
+        digitizerLog.Info(label.name, ": started, ", LoggedFormat(Format()), " ", Reason());
+    else if (result != noErr)
+        digitizerLog.Debug(label.name, ": not started (", result, "): ", Reason());
+}
+
 void CameraDigitizer::End(Result why)
 {
-    if (why != noErr)
+    if (why != noErr) {
         Conclude({why, running->Failure().reason});
+        digitizerLog.Warning(label.name, ": outage (", why, "): ", Reason());
+    }
     running->End();
     running.reset();
     if (why != noErr)
@@ -207,6 +224,8 @@ void CameraDigitizer::Close()
 Taken CameraDigitizer::Take(short events, CapturedFrame& frame)
 {
     const Taken taken = running->Take(events, frame);
+    if (taken == Taken::Damaged)
+        digitizerLog.Debug(label.name, ": damaged frame");
     sourceChanged = taken == Taken::Restart;
     return taken;
 }
@@ -242,6 +261,8 @@ std::string CameraDigitizer::Reason() const
 // A format that the device itself refuses is taken back.
 Result CameraDigitizer::SetFormat(const CaptureFormat& request)
 {
+    if (digitizerLog.Writes(LogLevel::Info))
+        digitizerLog.Info(label.name, ": requested ", LoggedFormat(request));
     CaptureFormat before;
     CaptureFormat nearest;
     {
@@ -281,6 +302,7 @@ template <typename Select> Result CameraDigitizer::ChangeSource(Select select)
     return thread.Around([&, this] {
         const auto opened = Device();
         const Result result = opened ? select(*opened) : noDeviceForChannel;
+        digitizerLog.Info(label.name, ": another input or standard, result ", result);
         if (result == noErr)
             ReadFormats(*opened);
         return result;
@@ -359,6 +381,7 @@ Result CameraDigitizer::SetControl(uint32_t identity, int64_t value)
     const auto written = std::make_shared<std::atomic<Result>>(noErr);
     controlThread.Run([=] { *written = opened->WriteControl(identity, value); }, kControlPatience);
     const Result result = *written;
+    digitizerLog.Info(label.name, ": control ", identity, " set to ", value, ", result ", result);
     if (result == noErr)
         RememberRequest(identity, value);
     const std::lock_guard lock(mutex);

@@ -2,6 +2,7 @@
 #include "platform/grabber/Channel.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/log/Log.h"
 #include "platform/memory/ReferenceTable.h"
 
 #include <algorithm>
@@ -42,14 +43,17 @@ Result Channel::Run()
         gone = true;
         BeginOutage(startTime);
     }
+    grabberLog.Info("channel ", number.load(), " runs, result ", result);
     return result;
 }
 
 void Channel::Halt()
 {
     accepting = false;
-    if (running)
+    if (running) {
         StopDevice();
+        grabberLog.Info("channel ", number.load(), " halts");
+    }
     running = false;
     resting = false;
     EndOutage(MonotonicNow());
@@ -111,6 +115,7 @@ void Channel::NoteArrival(int64_t now, int64_t breakBetween)
 
 void Channel::NoteFailure(Result result)
 {
+    grabberLog.Warning("device of channel ", number.load(), " failed: ", result);
     failure = result;
     gone = true;
     BeginOutage(MonotonicNow());

@@ -11,6 +11,7 @@
 #include "platform/movies/MovieStorage.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/log/Log.h"
 #include "platform/movies/MovieHeader.h"
 #include "platform/movies/SampleDescriptions.h"
 
@@ -45,6 +46,7 @@ Result MovieStorage::Create(const std::string& path, bool replace, FourCharCode 
         storage = std::make_shared<MovieStorage>(std::move(file), path, creator);
     else
         unlink(path.c_str());
+    moviesLog.Info(path, ": created, result ", result);
     return result;
 }
 
@@ -185,6 +187,7 @@ void MovieStorage::Finish()
     const int64_t headerPosition = writer->End();
     writer->Append(MovieHeader(contents));
     writer->Finish(MediaDataHead(headerPosition), kRoomPosition);
+    moviesLog.Info(path, ": ended with ", writer->End(), " bytes");
 }
 
 FinishingMovie MovieStorage::Progress() const

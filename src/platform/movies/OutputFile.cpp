@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/movies/OutputFile.h"
 
+#include "platform/log/Log.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -54,6 +56,18 @@ Result ResultOfFileError(int error)
     }
 }
 
+namespace {
+
+// The result of a system call that has just failed.
+Result FailureOf(const char* call, const std::string& path)
+{
+    const int error = errno;
+    moviesLog.Warning(path, ": ", call, ": ", ErrorText(error));
+    return ResultOfFileError(error);
+}
+
+} // namespace
+
 DiskFile::DiskFile(UniqueFD opened, std::string where) : descriptor(std::move(opened)), path(std::move(where)) {}
 
 Result DiskFile::Write(std::span<const uint8_t> bytes, int64_t position)
@@ -63,7 +77,7 @@ Result DiskFile::Write(std::span<const uint8_t> bytes, int64_t position)
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0)
-            return written == 0 ? ioErr : ResultOfFileError(errno);
+            return written == 0 ? ioErr : FailureOf("pwrite", path);
         position += written;
         fileEnd = std::max(fileEnd, position);
         bytes = bytes.subspan(static_cast<size_t>(written));
@@ -74,7 +88,7 @@ Result DiskFile::Write(std::span<const uint8_t> bytes, int64_t position)
 Result DiskFile::Sync()
 {
     if (fdatasync(descriptor.Get()) != 0)
-        return ResultOfFileError(errno);
+        return FailureOf("fdatasync", path);
     if (!nameSynced.exchange(true))
         SyncName();
     return noErr;
@@ -110,7 +124,7 @@ void DiskFile::KeepMoreRoom(int64_t end)
             keptEnd = start + size;
             return;
         }
-        if (ResultOfFileError(errno) != dskFulErr) {
+        if (FailureOf("fallocate", path) != dskFulErr) {
             canKeepRoom = false; // not every file system can
             return;
         }
@@ -146,7 +160,7 @@ bool LockFile(int descriptor)
 Result DiskFile::CopyFrom(int source, int64_t size)
 {
     if (ioctl(descriptor.Get(), FICLONE, source) == 0)
-        return ftruncate(descriptor.Get(), size) == 0 ? noErr : ResultOfFileError(errno);
+        return ftruncate(descriptor.Get(), size) == 0 ? noErr : FailureOf("ftruncate", path);
     loff_t copied = 0;
     while (copied < size) {
         loff_t from = copied;
@@ -159,7 +173,7 @@ Result DiskFile::CopyFrom(int source, int64_t size)
         const auto part = std::min<size_t>(buffer.size(), static_cast<size_t>(size - copied));
         const ssize_t count = pread(source, buffer.data(), part, copied);
         if (count <= 0)
-            return count == 0 ? ioErr : ResultOfFileError(errno);
+            return count == 0 ? ioErr : FailureOf("pread", path);
         const Result result = Write(std::span(buffer).first(static_cast<size_t>(count)), copied);
         if (result != noErr)
             return result;
@@ -171,10 +185,10 @@ Result DiskFile::CopyFrom(int source, int64_t size)
 Result CreateOutputFile(const std::string& path, bool replace, FourCharCode creator, std::unique_ptr<DiskFile>& file)
 {
     if (replace && unlink(path.c_str()) != 0 && errno != ENOENT)
-        return ResultOfFileError(errno);
+        return FailureOf("unlink", path);
     UniqueFD opened(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (!opened)
-        return ResultOfFileError(errno);
+        return FailureOf("open", path);
     // Not every file system has attributes, and a movie without one is no worse.
     const std::string code = TextOf(creator);
     static_cast<void>(fsetxattr(opened.Get(), "user.creator", code.data(), code.size(), 0));

@@ -3,6 +3,7 @@
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/DeviceWatcher.h"
+#include "platform/log/Log.h"
 
 #include <cerrno>
 #include <charconv>
@@ -67,6 +68,58 @@ std::vector<int> ManagedNodes()
     }
     std::ranges::sort(nodes);
     return nodes;
+}
+
+constexpr std::pair<unsigned long, const char*> kRequestNames[] = {
+    {VIDIOC_QUERYCAP, "QUERYCAP"},
+    {VIDIOC_ENUM_FMT, "ENUM_FMT"},
+    {VIDIOC_G_FMT, "G_FMT"},
+    {VIDIOC_S_FMT, "S_FMT"},
+    {VIDIOC_TRY_FMT, "TRY_FMT"},
+    {VIDIOC_REQBUFS, "REQBUFS"},
+    {VIDIOC_QUERYBUF, "QUERYBUF"},
+    {VIDIOC_QBUF, "QBUF"},
+    {VIDIOC_DQBUF, "DQBUF"},
+    {VIDIOC_STREAMON, "STREAMON"},
+    {VIDIOC_STREAMOFF, "STREAMOFF"},
+    {VIDIOC_G_PARM, "G_PARM"},
+    {VIDIOC_S_PARM, "S_PARM"},
+    {VIDIOC_G_STD, "G_STD"},
+    {VIDIOC_S_STD, "S_STD"},
+    {VIDIOC_ENUMSTD, "ENUMSTD"},
+    {VIDIOC_ENUMINPUT, "ENUMINPUT"},
+    {VIDIOC_G_INPUT, "G_INPUT"},
+    {VIDIOC_S_INPUT, "S_INPUT"},
+    {VIDIOC_QUERYCTRL, "QUERYCTRL"},
+    {VIDIOC_QUERY_EXT_CTRL, "QUERY_EXT_CTRL"},
+    {VIDIOC_QUERYMENU, "QUERYMENU"},
+    {VIDIOC_G_CTRL, "G_CTRL"},
+    {VIDIOC_S_CTRL, "S_CTRL"},
+    {VIDIOC_G_EXT_CTRLS, "G_EXT_CTRLS"},
+    {VIDIOC_S_EXT_CTRLS, "S_EXT_CTRLS"},
+    {VIDIOC_ENUM_FRAMESIZES, "ENUM_FRAMESIZES"},
+    {VIDIOC_ENUM_FRAMEINTERVALS, "ENUM_FRAMEINTERVALS"},
+    {VIDIOC_SUBSCRIBE_EVENT, "SUBSCRIBE_EVENT"},
+    {VIDIOC_DQEVENT, "DQEVENT"},
+    {VIDIOC_QUERY_DV_TIMINGS, "QUERY_DV_TIMINGS"},
+    {VIDIOC_G_DV_TIMINGS, "G_DV_TIMINGS"},
+    {VIDIOC_S_DV_TIMINGS, "S_DV_TIMINGS"},
+};
+
+// Lists end with an error, and what a device can't do is found out by trying.
+bool IsExpected(int error)
+{
+    return error == EINVAL || error == ENOTTY || error == ENODATA || error == ENOENT;
+}
+
+void LogFailedRequest(int node, unsigned long request, int error)
+{
+    const LogLevel level = IsExpected(error) ? LogLevel::Debug : LogLevel::Warning;
+    if (!digitizerLog.Writes(level))
+        return;
+    const auto* known = std::ranges::find(kRequestNames, request, &std::pair<unsigned long, const char*>::first);
+    const std::string name = known == std::end(kRequestNames) ? std::to_string(request) : known->second;
+    digitizerLog.Write(level, PathOfNode(node), ": VIDIOC_", name, ": ", ErrorText(error));
 }
 
 UdevDevice DeviceOfNumber(const UdevContext& context, dev_t number)
@@ -230,8 +283,11 @@ std::shared_ptr<V4L2Device> V4L2Device::Open(std::shared_ptr<V4L2System> system,
     const std::shared_ptr<V4L2Device> device(new V4L2Device);
     device->descriptor = system->Open(PathOfNode(node).c_str());
     error = device->descriptor ? 0 : errno;
-    if (error != 0)
+    if (error != 0) {
+        digitizerLog.Write(IsExpected(error) ? LogLevel::Debug : LogLevel::Warning, PathOfNode(node),
+                           ": open: ", ErrorText(error));
         return nullptr;
+    }
     device->system = std::move(system);
     device->node = node;
     v4l2_capability capability{};
@@ -251,6 +307,15 @@ std::shared_ptr<V4L2Device> V4L2Device::Open(std::shared_ptr<V4L2System> system,
     const std::string serial = device->system->SerialName(device->descriptor.Get());
     device->model = "v4l2:" + (serial.empty() ? device->driver + ":" + device->card : serial);
     return device;
+}
+
+// A queue without a frame is not worth a message.
+int V4L2Device::Call(unsigned long request, void* argument) const
+{
+    const int error = system->Ioctl(descriptor.Get(), request, argument);
+    if (error != 0 && error != EAGAIN)
+        LogFailedRequest(node, request, error);
+    return error;
 }
 
 int V4L2Device::Layout(unsigned long request, V4L2Layout& layout) const

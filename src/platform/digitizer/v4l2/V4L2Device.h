@@ -91,10 +91,10 @@ public:
     /// one that can't be opened.
     static std::shared_ptr<V4L2Device> Open(std::shared_ptr<V4L2System> system, int node, int& error);
 
-    /// 0 or an error number.
+    /// 0 or an error number, which is logged.
     template <typename Argument> int Ioctl(unsigned long request, Argument& argument) const
     {
-        return system->Ioctl(descriptor.Get(), request, &argument);
+        return Call(request, &argument);
     }
 
     /// Reads, tries or sets the layout; `request` is VIDIOC_G_FMT, VIDIOC_TRY_FMT or VIDIOC_S_FMT. 0 or an error
@@ -119,6 +119,7 @@ public:
 
 private:
     V4L2Device() = default;
+    int Call(unsigned long request, void* argument) const;
 
     std::shared_ptr<V4L2System> system;
     UniqueFD descriptor;

@@ -7,6 +7,7 @@
 #include "platform/digitizer/v4l2/V4L2Stream.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/log/Log.h"
 
 #include <cerrno>
 
@@ -100,8 +101,11 @@ int V4L2Stream::MapPlanes(uint32_t index)
         const size_t length = device->IsMultiPlanar() ? plane.length : buffer.record.length;
         const int64_t offset = device->IsMultiPlanar() ? plane.m.mem_offset : buffer.record.m.offset;
         void* memory = device->System().Map(device->Descriptor(), length, offset);
-        if (memory == nullptr)
-            return errno;
+        if (memory == nullptr) {
+            const int error = errno;
+            digitizerLog.Warning(PathOfNode(device->Node()), ": mmap: ", ErrorText(error));
+            return error;
+        }
         planes.push_back({static_cast<uint8_t*>(memory), length});
     }
     return 0;
