@@ -41,19 +41,15 @@ private:
 
 using Arguments = std::vector<std::string>;
 
-std::unique_ptr<Process> StartCamera(Arguments more)
-{
-    Arguments command{std::string(getenv("VELMORA_PROGRAMS")) + "/test_camera"};
-    command.insert(command.end(), more.begin(), more.end());
-    return std::make_unique<Process>(std::move(command));
-}
-
 template <typename Condition> bool Await(Condition condition)
 {
     const int64_t end = MonotonicNow() + 20 * kNanosecondsPerSecond;
-    while (!condition() && MonotonicNow() < end)
+    while (!condition()) {
+        if (MonotonicNow() > end)
+            return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    return condition();
+    }
+    return true;
 }
 
 constexpr const char* kIdentity = "pipewire:Test Camera";
@@ -64,10 +60,21 @@ bool IsListed()
     return std::ranges::find(entries, kIdentity, &DigitizerEntry::identity) != entries.end();
 }
 
+// The camera of the test before may still be listed for a moment: opened then, it would have gone.
+std::unique_ptr<Process> StartCamera(Arguments more)
+{
+    EXPECT_TRUE(Await([] { return !IsListed(); }));
+    Arguments command{std::string(getenv("VELMORA_PROGRAMS")) + "/test_camera"};
+    command.insert(command.end(), more.begin(), more.end());
+    return std::make_unique<Process>(std::move(command));
+}
+
 std::unique_ptr<Digitizer> OpenCamera()
 {
     EXPECT_TRUE(Await(IsListed));
-    return OpenDigitizer(kIdentity);
+    auto camera = OpenDigitizer(kIdentity);
+    EXPECT_EQ(camera->Identity(), kIdentity);
+    return camera;
 }
 
 // The frames show consecutive numbers, each at the time on the grid at which the camera made it.
@@ -86,7 +93,6 @@ TEST(PipeWireCamera, EveryFrameInBothFormats)
     const auto process =
         StartCamera({"--size", "640x480", "--size", "1280x720", "--format", "yuyv", "--format", "mjpeg"});
     const auto camera = OpenCamera();
-    ASSERT_EQ(camera->Identity(), kIdentity);
     EXPECT_EQ(camera->Formats().size(), 4U);
     const CaptureFormat formats[] = {{CodeOf("jpeg"), 1280, 720, 30}, {kYuvsPixelFormat, 640, 480, 30}};
     for (const CaptureFormat& format : formats) {
@@ -113,7 +119,6 @@ TEST(PipeWireCamera, ComesBackAfterItsProcessAndInAnotherFormat)
     process.reset();
     ASSERT_TRUE(frames.WaitForFailure());
     EXPECT_FALSE(camera->Reason().empty());
-    EXPECT_TRUE(Await([] { return !IsListed(); }));
     process = StartCamera({"--size", "800x600", "--format", "mjpeg"});
     ASSERT_TRUE(Await(IsListed));
     const int64_t returned = MonotonicNow();
@@ -121,7 +126,7 @@ TEST(PipeWireCamera, ComesBackAfterItsProcessAndInAnotherFormat)
     ASSERT_TRUE(frames.WaitFor(before + 10));
     EXPECT_LT(frames.Seen()[before].arrival - returned, 2 * kNanosecondsPerSecond);
     EXPECT_EQ(frames.Seen().back().width, 800);
-    EXPECT_EQ(frames.Failures().size(), 1U);
+    EXPECT_EQ(frames.Seen()[before].failures, 1U);
     // Another format while it runs.
     ASSERT_EQ(camera->SetFormat({0, 800, 600, 30}), noErr);
     camera->Stop();
@@ -144,8 +149,9 @@ TEST(PipeWireCamera, ComesBackAfterTheServer)
     process = StartCamera({"--size", "640x480"});
     ASSERT_TRUE(Await(IsListed));
     const size_t before = frames.Seen().size();
-    EXPECT_TRUE(frames.WaitFor(before + 30));
-    EXPECT_EQ(frames.Failures().size(), 1U);
+    // Told once for the whole outage. On a busy machine the camera itself may pause again later.
+    ASSERT_TRUE(frames.WaitFor(before + 30));
+    EXPECT_EQ(frames.Seen()[before].failures, 1U);
     camera->Stop();
 }
 

@@ -23,6 +23,7 @@ struct SeenFrame {
     int32_t width = 0;
     int32_t height = 0;
     platform::FourCharCode format = 0;
+    size_t failures = 0; ///< reported before this frame
 };
 
 /// Takes the frames of a digitizer and reads the numbers of those that show the Test Pattern.
@@ -39,6 +40,7 @@ public:
                       .format = picture.format};
         Read(picture, one);
         const std::lock_guard lock(mutex);
+        one.failures = failures.size();
         seen.push_back(one);
         last.assign(picture.bytes.begin(), picture.bytes.end());
         changed.notify_all();

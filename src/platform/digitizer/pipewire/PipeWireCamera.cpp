@@ -14,6 +14,7 @@
 #include "platform/digitizer/pipewire/PipeWireObjects.h"
 #include "platform/digitizer/v4l2/V4L2List.h"
 #include "platform/digitizer/v4l2/V4L2Pictures.h"
+#include "platform/log/Log.h"
 
 #include <deque>
 
@@ -165,6 +166,7 @@ private:
         context = pw_context_new(loop, nullptr, 0);
         core = context == nullptr ? nullptr : pw_context_connect(context, nullptr, 0);
         if (core == nullptr) {
+            digitizerLog.Warning(node.description, ": connection to PipeWire: ", ErrorText(errno));
             trouble = "The PipeWire server is not running.";
             return false;
         }
@@ -198,6 +200,10 @@ private:
         events.state_changed = [](void* self, pw_stream_state before, pw_stream_state state, const char* error) {
             static_cast<PipeWireCamera*>(self)->StateChanged(before, state, error);
         };
+        // What the server takes back while it waits here must not be read any more.
+        events.remove_buffer = [](void* self, pw_buffer* buffer) {
+            std::erase(static_cast<PipeWireCamera*>(self)->received, buffer);
+        };
         events.param_changed = [](void* self, uint32_t id, const spa_pod* parameter) {
             if (id == SPA_PARAM_Format && parameter != nullptr)
                 static_cast<PipeWireCamera*>(self)->FormatChosen(parameter);
@@ -207,6 +213,8 @@ private:
 
     void StateChanged(pw_stream_state before, pw_stream_state state, const char* error)
     {
+        digitizerLog.Debug(node.description, ": stream ", pw_stream_state_as_string(before), " to ",
+                           pw_stream_state_as_string(state), ": ", error == nullptr ? "no error" : error);
         hasStreamed = hasStreamed || state == PW_STREAM_STATE_STREAMING;
         const bool isEnd = state == PW_STREAM_STATE_ERROR || (state == PW_STREAM_STATE_UNCONNECTED && hasStreamed) ||
                            (before == PW_STREAM_STATE_STREAMING && state != PW_STREAM_STATE_STREAMING);
