@@ -186,7 +186,11 @@ Result CameraDigitizer::Conclude(const Outcome& outcome)
 // A device that can't be had is closed: it may be another one that comes in its place.
 Result CameraDigitizer::Begin()
 {
-    const Result result = Conclude(BeginOpenOrNew());
+    const Outcome outcome = BeginOpenOrNew();
+    const Result result = outcome.result;
+    // Why the device failed holds until it has shown that it works again.
+    if (!isFailing || !outcome || !outcome.reason.empty())
+        Conclude(outcome);
     LogStart(result);
     if (result != noErr)
         running.reset();
@@ -207,6 +211,7 @@ void CameraDigitizer::End(Result why)
 {
     if (why != noErr) {
         Conclude({why, running->Failure().reason});
+        isFailing = true;
         digitizerLog.Warning(label.name, ": outage (", why, "): ", Reason());
     }
     running->End();
@@ -224,6 +229,8 @@ void CameraDigitizer::Close()
 Taken CameraDigitizer::Take(short events, CapturedFrame& frame)
 {
     const Taken taken = running->Take(events, frame);
+    if (taken == Taken::Frame && std::exchange(isFailing, false))
+        Conclude({});
     if (taken == Taken::Damaged)
         digitizerLog.Debug(label.name, ": damaged frame");
     sourceChanged = taken == Taken::Restart;

@@ -86,6 +86,7 @@ private:
 
     std::shared_ptr<CaptureDevice> running; ///< the device's thread's own, while that runs
     bool sourceChanged = false;             ///< the same
+    bool isFailing = false;                 ///< the same: no good frame has come since the last failure
     mutable ControlThread controlThread;
     DeviceThread thread{*this};
 };
