@@ -45,9 +45,7 @@ install(FILES ${manuals} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runt
 
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/velmora)
 install(FILES docs/third-party.md DESTINATION ${documents} COMPONENT runtime)
-if(EXISTS ${CMAKE_SOURCE_DIR}/docs/guide)
-  install(DIRECTORY docs/guide DESTINATION ${documents} COMPONENT runtime)
-endif()
+install(DIRECTORY ${CMAKE_BINARY_DIR}/share/doc/velmora/guide DESTINATION ${documents} COMPONENT runtime OPTIONAL)
 
 # The library: one archive of all modules, its headers, and how to find it.
 set(modules)

@@ -11,7 +11,7 @@
 # Usage: packaging/install-packages.sh GROUP...
 set -eu
 
-build="cmake ninja-build ccache g++ pkg-config git ca-certificates
+build="cmake ninja-build ccache g++ pkg-config git ca-certificates cmark-gfm
     qt6-base-dev qt6-wayland libavcodec-dev libavutil-dev libswscale-dev libswresample-dev libturbojpeg0-dev libyuv-dev libpulse-dev libudev-dev
     libraw1394-dev libiec61883-dev libdc1394-dev libgtest-dev libpipewire-0.3-dev
     fonts-liberation fonts-dejavu-core"

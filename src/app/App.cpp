@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "app/App.h"
 
+#include "app/CommandAnswers.h"
 #include "app/FileTypes.h"
 #include "app/MovieWindow.h"
 #include "app/RecordingWatch.h"
 #include "capture/VelmoraCanvas.h"
 #include "framework/Window.h"
+#include "ui/Guide.h"
 #include "ui/MenuBar1.h"
 
 // The process from its start to its end. Modules hold what outlives a window: the windows under their names, the file
@@ -22,6 +24,8 @@ framework::Reference<App> App::Instance()
 
 void _NewAppInstance()
 {
+    framework::SetProgramName("Velmora", "velmora");
+    UseInstalledGuide();
     const auto app = std::make_shared<App>();
     app->MenuBar(MenuBar1::Instance());
     framework::RegisterApplication(app);
@@ -40,6 +44,7 @@ int _Main()
     _NewAppInstance();
     _ApplicationAddMenuHandlers();
     _MakeDefaultView();
+    const CommandAnswers answers(MovieWindow::Instance());
     const RecordingWatch watch(MovieWindow::Instance());
     return framework::RunEventLoop();
 }

@@ -26,6 +26,7 @@
 namespace velmora {
 
 using framework::Ask;
+using framework::MessageKind;
 using framework::MsgBox;
 
 namespace {
@@ -120,7 +121,7 @@ void RecordingWatch::RecordingBegan()
     if (!status.recording) {
         // The control has said what failed. Left alone it would say so for every frame.
         PressStop();
-        MsgBox(NameOf(status.path) + " can't be recorded: it could not be created.");
+        MsgBox(NameOf(status.path) + " can't be recorded: it could not be created.", MessageKind::Warning);
         return;
     }
     current = status.path;
@@ -156,21 +157,22 @@ void RecordingWatch::Ended(const std::string& path, bool whole, int32_t failure)
         if (recording.note)
             recording.note->Remove();
         if (!recording.endText.empty())
-            Report(recording.endText);
+            Report(recording.endText, MessageKind::Warning);
     } else {
         Report(NameOf(path) + " could not be finished: " + ReasonText(failure, path) +
-               ". It plays up to where it was written. Velmora offers to repair it at its next start.");
+                   ". It plays up to where it was written. Velmora offers to repair it at its next start.",
+               MessageKind::Warning);
     }
 }
 
 // A box that waits for an answer would hold up the looks at the next recording. At the end of the program there is
 // none, and the text has to be seen.
-void RecordingWatch::Report(const std::string& text) const
+void RecordingWatch::Report(const std::string& text, MessageKind kind) const
 {
     if (ending)
-        MsgBox(text);
+        MsgBox(text, kind);
     else
-        framework::Notify(text);
+        framework::Notify(text, kind);
 }
 
 void RecordingWatch::Look()

@@ -39,7 +39,7 @@ private:
     void Terminate(framework::Termination reason);
     bool RefusesMenuItem(const framework::MenuItem& item);
     void PressStop();
-    void Report(const std::string& text) const;
+    void Report(const std::string& text, framework::MessageKind kind) const;
     void WaitForFinishing();
     void Ended(const std::string& path, bool whole, int32_t failure);
 

@@ -6,7 +6,9 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
+#include <string>
 #include <string_view>
 
 namespace {
@@ -30,13 +32,34 @@ bool AnswerOption(std::string_view option)
     return true;
 }
 
+// Without a display Qt would end the process by a signal.
+bool HasNoDisplay()
+{
+    const auto isSet = [](const char* name) {
+        const char* value = std::getenv(name);
+        return value != nullptr && *value != 0;
+    };
+    return !isSet("DISPLAY") && !isSet("WAYLAND_DISPLAY") && !isSet("QT_QPA_PLATFORM");
+}
+
+int Refuse(const std::string& reason, int exitCode)
+{
+    std::fprintf(stderr, "velmora: %s\n", reason.c_str());
+    return exitCode;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc == 2 && AnswerOption(argv[1]))
-        return 0;
+    for (int i = 1; i < argc; ++i)
+        if (AnswerOption(argv[i]))
+            return 0;
+    if (HasNoDisplay())
+        return Refuse("there is no display to open the window on. velmora-record records from a terminal.", 1);
     framework::StartRuntime(argc, argv);
+    if (argc > 1)
+        return Refuse("unexpected argument '" + std::string(argv[1]) + "'. velmora --help tells what it takes.", 2);
     framework::HandleTerminationSignals();
     // Failures to write, which the writer answers: nothing to die of.
     std::signal(SIGPIPE, SIG_IGN);

@@ -2,11 +2,13 @@
 #include "framework/Application.h"
 
 #include "framework/Guard.h"
+#include "framework/QtText.h"
 #include "framework/Runtime.h"
 #include "framework/Termination.h"
 #include "framework/WindowWidget.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QSessionManager>
 #include <QTimer>
 
@@ -59,15 +61,27 @@ Runtime& TheRuntime()
 
 constexpr const char* kExceptionWithoutObject = "An exception was raised.";
 
-// What the exception that is being handled says. An empty optional for one that is none of the framework's.
-std::optional<std::string> FrameworkExceptionText()
+// What an exception says, to whoever mends the program and to the user.
+struct ExceptionTexts {
+    std::string technical;
+    std::string shown;
+};
+
+ExceptionTexts TextsOf(const RuntimeException& exception)
+{
+    const bool technical = dynamic_cast<const TechnicalException*>(&exception) != nullptr;
+    return {exception.what(), technical ? kNotCarriedOut : exception.what()};
+}
+
+// An empty optional for an exception that is none of the framework's.
+std::optional<ExceptionTexts> FrameworkExceptionTexts()
 {
     try {
         throw;
     } catch (const RuntimeException& exception) {
-        return exception.what();
+        return TextsOf(exception);
     } catch (const Reference<RuntimeException>& exception) {
-        return exception ? exception->what() : kExceptionWithoutObject;
+        return exception ? TextsOf(*exception) : ExceptionTexts{kExceptionWithoutObject, kNotCarriedOut};
     } catch (...) {
         return std::nullopt;
     }
@@ -84,15 +98,15 @@ std::string ForeignExceptionText()
     }
 }
 
-void ReportText(const std::string& text)
+void ReportTexts(const ExceptionTexts& texts)
 {
     Runtime& runtime = TheRuntime();
-    std::fprintf(stderr, "Unhandled exception: %s\n", text.c_str());
+    std::fprintf(stderr, "Unhandled exception: %s\n", texts.technical.c_str());
     // Timers fire behind the box. It is not for them to pile up boxes.
     if (runtime.reporting)
         return;
     runtime.reporting = true;
-    MsgBox(text);
+    MsgBox(texts.shown, MessageKind::Warning);
     runtime.reporting = false;
 }
 
@@ -101,8 +115,8 @@ void ReportText(const std::string& text)
 void ReportException() noexcept
 {
     try {
-        if (const auto text = FrameworkExceptionText()) {
-            ReportText(*text);
+        if (const auto texts = FrameworkExceptionTexts()) {
+            ReportTexts(*texts);
         } else {
             std::fprintf(stderr, "Fatal exception: %s\n", ForeignExceptionText().c_str());
             EndEventLoop(EXIT_FAILURE);
@@ -225,6 +239,14 @@ void StartRuntime(int& argc, char** argv, bool needsDisplay)
         Qt::DirectConnection);
     // Qt takes the user's locale over for the whole process. Numbers in texts that programs read stay as they are.
     std::setlocale(LC_NUMERIC, "C");
+}
+
+void SetProgramName(const String& name, const String& desktopEntry)
+{
+    QCoreApplication::setApplicationName(ToQt(name));
+    QGuiApplication::setDesktopFileName(ToQt(desktopEntry));
+    // A program that was not installed brings its icon along.
+    QApplication::setWindowIcon(QIcon::fromTheme(ToQt(desktopEntry), QIcon(":/" + ToQt(desktopEntry) + ".png")));
 }
 
 int RunEventLoop()

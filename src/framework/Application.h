@@ -5,7 +5,9 @@
 #include "framework/Reference.h"
 
 #include <functional>
+#include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace framework {
@@ -74,26 +76,48 @@ std::shared_ptr<Application> TheApplication();
 /// Gives the framework a chance to run its background work in the midst of a loop: no event is handled.
 void YieldToBackground();
 
+/// The program's name in the title bars of its boxes and of windows without a title. `desktopEntry` is the name of its
+/// entry in the desktop's menu, by which the desktop finds its icon. After `StartRuntime`.
+void SetProgramName(const String& name, const String& desktopEntry);
+
+/// What a message is, shown by the sign in its box.
+enum class MessageKind { Note, Warning };
+
 /// A text in a box with an OK button; returns when it is closed. The same text, brought again by a timer within five
 /// seconds of its answer, is passed over, so that the user can act on it. Tests may answer it themselves.
-void MsgBox(const String& text);
+void MsgBox(const String& text, MessageKind kind = MessageKind::Note);
 void SetMsgBoxHandler(std::function<void(const String& text)> handler); ///< empty: the box itself
+
+/// A sentence to be shown below a message, and the sign that goes with it. Empty: the message speaks for itself.
+struct Explanation {
+    String text;
+    MessageKind kind = MessageKind::Warning;
+};
+
+/// Asked for each message whose text may say no more than a code.
+void SetMsgBoxExplainer(std::function<Explanation(const String& text)> explain);
 
 /// A question whose answers are the captions of buttons, the first one being the preset. Returns the number of the one
 /// pressed; `otherwise` when the box is closed without an answer, or without a screen.
 int32_t Ask(const String& text, const std::vector<String>& answers, int32_t otherwise);
 
 /// A text with an OK button in a small window that holds nothing up: work goes on behind it.
-void Notify(const String& text);
+void Notify(const String& text, MessageKind kind = MessageKind::Note);
 
 /// The same for a passing state: a second one replaces the first, and an empty text takes it away.
 void ShowNote(const String& text);
 
-/// A short sound or flash of the system.
+/// A short sound of the system, and a frame that lights up round the window in front: many machines are silent.
 void Beep();
 
-/// Opens a page in the user's browser.
+/// Opens a page in the user's browser; one that is installed with the program, where no browser opens, in a window.
 void ShowURL(const String& url);
+
+/// Pages that are installed with the program, in place of those of a site: from URLs to paths of files.
+void SetLocalPages(std::map<std::string, std::string> pages);
+
+/// The folder that the running program is in.
+String ProgramFolder();
 void SetShowURLHandler(std::function<void(const String& url)> handler); ///< empty: the browser itself
 
 /// Stops in a debugger that is attached; otherwise counts and goes on.

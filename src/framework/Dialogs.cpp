@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "framework/Application.h"
+#include "framework/Flash.h"
 #include "framework/QtText.h"
 #include "framework/Runtime.h"
 #include "platform/events/EventLoop.h"
 
 #include <QApplication>
-#include <QDesktopServices>
 #include <QElapsedTimer>
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
-#include <QUrl>
 
 #include <algorithm>
 #include <cstdio>
@@ -19,6 +18,7 @@ namespace framework {
 namespace {
 
 using TextHandler = std::function<void(const String&)>;
+using Explainer = std::function<Explanation(const String&)>;
 
 // Nothing here is ever destroyed: the end by `exit` in Termination.cpp may still have something to say.
 TextHandler& MsgBoxHandler()
@@ -27,10 +27,15 @@ TextHandler& MsgBoxHandler()
     return handler;
 }
 
-TextHandler& ShowURLHandler()
+Explainer& MsgBoxExplainer()
 {
-    static auto& handler = *new TextHandler;
-    return handler;
+    static auto& explainer = *new Explainer;
+    return explainer;
+}
+
+Explanation ExplanationOf(const String& text)
+{
+    return MsgBoxExplainer() ? MsgBoxExplainer()(text) : Explanation();
 }
 
 constexpr qint64 kTimeToAct = 5000; // milliseconds
@@ -54,11 +59,43 @@ bool WasJustAnswered(const String& text)
            !LastAnswer().time.hasExpired(kTimeToAct);
 }
 
-// A box that work goes on behind; it deletes itself when it is closed.
-QMessageBox* ShowBeside(const String& text, QMessageBox::Icon icon)
+// What all boxes have: the program's name, a sign and a text without markup.
+void FillBox(QMessageBox& box, const String& text, QMessageBox::Icon sign)
 {
-    auto* box = new QMessageBox(icon, QString(), ToQt(text), QMessageBox::Ok);
-    box->setTextFormat(Qt::PlainText);
+    box.setWindowTitle(QCoreApplication::applicationName());
+    box.setIcon(sign);
+    box.setTextFormat(Qt::PlainText);
+    box.setText(Displayed(text));
+}
+
+QMessageBox::Icon SignOf(MessageKind kind)
+{
+    return kind == MessageKind::Warning ? QMessageBox::Warning : QMessageBox::Information;
+}
+
+// Fills a box with a message and with what explains it.
+void FillBox(QMessageBox& box, const String& text, MessageKind kind)
+{
+    const Explanation explanation = ExplanationOf(text);
+    const bool explained = !explanation.text.IsEmpty();
+    FillBox(box, text, SignOf(explained ? explanation.kind : kind));
+    if (explained)
+        box.setInformativeText(Displayed(explanation.text));
+    box.setStandardButtons(QMessageBox::Ok);
+}
+
+void WriteToStandardError(const String& text)
+{
+    std::fprintf(stderr, "%s\n", text.Bytes().c_str());
+    if (const Explanation explanation = ExplanationOf(text); !explanation.text.IsEmpty())
+        std::fprintf(stderr, "%s\n", explanation.text.Bytes().c_str());
+}
+
+// A box that work goes on behind; it deletes itself when it is closed.
+QMessageBox* ShowBeside(const String& text, MessageKind kind)
+{
+    auto* box = new QMessageBox;
+    FillBox(*box, text, kind);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setAttribute(Qt::WA_ShowWithoutActivating);
     box->setModal(false);
@@ -68,17 +105,17 @@ QMessageBox* ShowBeside(const String& text, QMessageBox::Icon icon)
 
 } // namespace
 
-void MsgBox(const String& text)
+void MsgBox(const String& text, MessageKind kind)
 {
     if (WasJustAnswered(text))
         return;
     if (MsgBoxHandler()) {
         MsgBoxHandler()(text);
     } else if (!HasDisplay()) {
-        std::fprintf(stderr, "%s\n", text.Bytes().c_str());
+        WriteToStandardError(text);
     } else {
-        QMessageBox box(QMessageBox::NoIcon, QString(), ToQt(text), QMessageBox::Ok, QApplication::activeWindow());
-        box.setTextFormat(Qt::PlainText);
+        QMessageBox box(QApplication::activeWindow());
+        FillBox(box, text, kind);
         box.exec();
     }
     LastAnswer().text = text;
@@ -90,12 +127,17 @@ void SetMsgBoxHandler(std::function<void(const String& text)> handler)
     MsgBoxHandler() = std::move(handler);
 }
 
+void SetMsgBoxExplainer(std::function<Explanation(const String& text)> explain)
+{
+    MsgBoxExplainer() = std::move(explain);
+}
+
 int32_t Ask(const String& text, const std::vector<String>& answers, int32_t otherwise)
 {
     if (!HasDisplay())
         return otherwise;
-    QMessageBox box(QMessageBox::Question, QString(), ToQt(text), QMessageBox::NoButton, QApplication::activeWindow());
-    box.setTextFormat(Qt::PlainText);
+    QMessageBox box(QApplication::activeWindow());
+    FillBox(box, text, QMessageBox::Question);
     std::vector<QAbstractButton*> buttons;
     for (const String& answer : answers)
         buttons.push_back(box.addButton(ToQt(answer), QMessageBox::ActionRole));
@@ -108,12 +150,12 @@ int32_t Ask(const String& text, const std::vector<String>& answers, int32_t othe
     return pressed == buttons.end() ? otherwise : static_cast<int32_t>(pressed - buttons.begin());
 }
 
-void Notify(const String& text)
+void Notify(const String& text, MessageKind kind)
 {
     if (MsgBoxHandler() || !HasDisplay())
-        MsgBox(text);
+        MsgBox(text, kind);
     else
-        ShowBeside(text, QMessageBox::NoIcon);
+        ShowBeside(text, kind);
 }
 
 void ShowNote(const String& text)
@@ -126,25 +168,14 @@ void ShowNote(const String& text)
     }
     delete note.data();
     if (!text.IsEmpty())
-        note = ShowBeside(text, QMessageBox::Warning);
+        note = ShowBeside(text, MessageKind::Warning);
 }
 
 void Beep()
 {
     QApplication::beep();
-}
-
-void ShowURL(const String& url)
-{
-    if (ShowURLHandler())
-        ShowURLHandler()(url);
-    else if (HasDisplay())
-        QDesktopServices::openUrl(QUrl(ToQt(url)));
-}
-
-void SetShowURLHandler(std::function<void(const String& url)> handler)
-{
-    ShowURLHandler() = std::move(handler);
+    if (HasDisplay())
+        FlashFrontWindow();
 }
 
 } // namespace framework

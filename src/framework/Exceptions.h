@@ -6,29 +6,38 @@
 
 namespace framework {
 
+/// What a user reads of a failure that has no better words.
+inline constexpr const char* kNotCarriedOut = "This could not be carried out.";
+
 /// Base of what the framework and the control raise.
 class RuntimeException : public std::runtime_error {
 public:
-    explicit RuntimeException(const std::string& message = "Runtime exception") : std::runtime_error(message) {}
+    explicit RuntimeException(const std::string& message = kNotCarriedOut) : std::runtime_error(message) {}
+};
+
+/// One whose message helps whoever mends the program, and nobody else.
+class TechnicalException : public RuntimeException {
+public:
+    using RuntimeException::RuntimeException;
 };
 
 /// A nil reference was used.
-class NilObjectException : public RuntimeException {
+class NilObjectException : public TechnicalException {
 public:
-    NilObjectException() : RuntimeException("Nil object") {}
+    NilObjectException() : TechnicalException("Nil object") {}
 };
 
 /// A block was read or written outside of its bounds.
-class OutOfBoundsException : public RuntimeException {
+class OutOfBoundsException : public TechnicalException {
 public:
-    OutOfBoundsException() : RuntimeException("Out of bounds") {}
+    OutOfBoundsException() : TechnicalException("Out of bounds") {}
 };
 
 /// A platform function that is bound by name was not found.
-class FunctionNotFoundException : public RuntimeException {
+class FunctionNotFoundException : public TechnicalException {
 public:
     FunctionNotFoundException(const std::string& function, const std::string& library)
-        : RuntimeException(function + " not found in " + library), function(function), library(library)
+        : TechnicalException(function + " not found in " + library), function(function), library(library)
     {
     }
     const std::string& FunctionName() const { return function; }

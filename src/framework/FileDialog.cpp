@@ -17,8 +17,12 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QMimeDatabase>
+#include <QPointer>
 #include <QRegularExpression>
 #include <QStandardPaths>
+
+#include <map>
+#include <string>
 
 namespace framework {
 namespace {
@@ -54,9 +58,21 @@ public:
     }
 };
 
+using KindOfFile = FileType; // QFileDialog has a name of its own for it
+using FileTypes = std::map<std::string, Reference<KindOfFile>>;
+
+FileTypes& KnownTypes()
+{
+    static auto& types = *new FileTypes;
+    return types;
+}
+
 class FileDialog : public QFileDialog {
 public:
-    FileDialog(QWidget* parent, QString extension) : QFileDialog(parent), extension(std::move(extension)) {}
+    FileDialog(QWidget* parent, QString extension, Reference<KindOfFile> kind)
+        : QFileDialog(parent), extension(std::move(extension)), kind(std::move(kind))
+    {
+    }
 
     QString Chosen() const { return chosen; }
 
@@ -99,13 +115,24 @@ private:
 
     bool MayTake(const QFileInfo& file)
     {
-        if (acceptMode() == AcceptOpen)
-            return file.exists() || Refuse(file.fileName() + "\nFile not found.");
-        const QString objection = ObjectionToSaving(file);
+        const bool opens = acceptMode() == AcceptOpen;
+        const QString objection = opens ? ObjectionToOpening(file) : ObjectionToSaving(file);
         if (!objection.isEmpty())
             return Refuse(objection);
-        return !file.exists() || Ask(file.fileName() + " already exists.\nDo you want to replace it?",
-                                     QMessageBox::Yes | QMessageBox::No, QMessageBox::No) == QMessageBox::Yes;
+        return opens || !file.exists() ||
+               Ask(file.fileName() + " already exists.\nDo you want to replace it?", QMessageBox::Yes | QMessageBox::No,
+                   QMessageBox::No) == QMessageBox::Yes;
+    }
+
+    QString ObjectionToOpening(const QFileInfo& file) const
+    {
+        if (!file.exists())
+            return "There is no file " + file.fileName() + " in this folder.";
+        if (!file.isFile())
+            return file.fileName() + " is no ordinary file and can't be opened.";
+        if (!file.isReadable())
+            return "You have no permission to read " + file.fileName() + ".";
+        return kind && kind->Objection ? Displayed(kind->Objection(FolderItem(FromQt(file.filePath())))) : QString();
     }
 
     static QString ObjectionToSaving(const QFileInfo& file)
@@ -135,15 +162,21 @@ private:
 
     int Ask(const QString& text, QMessageBox::StandardButtons buttons, QMessageBox::StandardButton preset)
     {
-        QMessageBox box(QMessageBox::Warning, windowTitle(), text, buttons, this);
+        QMessageBox box(QMessageBox::Warning, QCoreApplication::applicationName(), text, buttons, this);
         box.setTextFormat(Qt::PlainText);
         box.setDefaultButton(preset);
         return box.exec();
     }
 
     const QString extension;
+    const Reference<KindOfFile> kind; ///< nil: all files
     QString chosen;
 };
+
+QString NameOfKind(const String& filter, const Reference<FileType>& kind)
+{
+    return ToQt(kind && !kind->Description.IsEmpty() ? kind->Description : filter);
+}
 
 Reference<FolderItem> RunFileDialog(QFileDialog::AcceptMode mode, const String& filter, const String& name,
                                     const String& extension)
@@ -151,21 +184,33 @@ Reference<FolderItem> RunFileDialog(QFileDialog::AcceptMode mode, const String& 
     if (!HasDisplay())
         return nullptr;
     KindsByName kinds;
-    FileDialog dialog(QApplication::activeWindow(), ToQt(extension));
+    const auto known = KnownTypes().find(filter.Bytes());
+    const auto kind = known == KnownTypes().end() ? Reference<FileType>() : known->second;
+    const QPointer<QWidget> front = QApplication::activeWindow();
+    FileDialog dialog(front, ToQt(extension), kind);
     dialog.setIconProvider(&kinds);
     dialog.setOption(QFileDialog::DontUseNativeDialog);
     dialog.setAcceptMode(mode);
     dialog.setFileMode(mode == QFileDialog::AcceptSave ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
-    dialog.setNameFilter((filter.IsEmpty() ? QStringLiteral("All files") : ToQt(filter)) + " (*)");
+    dialog.setNameFilter((filter.IsEmpty() ? QStringLiteral("All files") : NameOfKind(filter, kind)) + " (*)");
     dialog.setDirectory(LastFolder());
     dialog.selectFile(ToQt(name));
-    if (dialog.exec() != QDialog::Accepted || dialog.Chosen().isEmpty())
+    const bool accepted = dialog.exec() == QDialog::Accepted;
+    // Some window managers give the focus to another window than the one that it came from.
+    if (front)
+        front->activateWindow();
+    if (!accepted || dialog.Chosen().isEmpty())
         return nullptr;
     LastFolder() = QFileInfo(dialog.Chosen()).absolutePath();
     return New<FolderItem>(FromQt(dialog.Chosen()));
 }
 
 } // namespace
+
+void RegisterFileType(const Reference<FileType>& type)
+{
+    KnownTypes()[type->Name.Bytes()] = type;
+}
 
 Reference<FolderItem> GetSaveFolderItem(const String& filter, const String& defaultName, const String& extension)
 {

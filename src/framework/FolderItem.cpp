@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "framework/FolderItem.h"
 
+#include "framework/Application.h"
 #include "framework/QtText.h"
 #include "framework/TextStreams.h"
+#include "framework/WholeFile.h"
 #include "platform/files/DirectoryNumbers.h"
 #include "platform/memory/ResultCodes.h"
 
@@ -119,10 +121,17 @@ int32_t FolderItem::MacDirID() const
 
 Reference<TextOutputStream> FolderItem::CreateTextFile()
 {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    if (!file)
-        return nullptr;
-    return New<TextOutputStream>(std::move(file));
+    const QString name = QFile::decodeName(QByteArray::fromStdString(path));
+    // A name that is no text would come out as another one.
+    QString failure = "its name is not valid text";
+    if (QFile::encodeName(name).toStdString() == path) {
+        auto file = std::make_unique<WholeFile>(name);
+        if (file->Open())
+            return New<TextOutputStream>(std::move(file));
+        failure = file->Failure();
+    }
+    MsgBox(Name() + " could not be saved: " + FromQt(failure) + ".", MessageKind::Warning);
+    return nullptr;
 }
 
 Reference<TextInputStream> FolderItem::OpenAsTextFile()

@@ -5,6 +5,7 @@
 #include "framework/String.h"
 
 #include <cstdint>
+#include <functional>
 
 namespace framework {
 
@@ -36,7 +37,8 @@ public:
     int32_t MacVRefNum() const;
     int32_t MacDirID() const;
 
-    /// Creates the file, replacing what was there, and opens it for writing; nil when that fails.
+    /// Opens the file for writing; it replaces what was there when the stream ends. Nil when that fails, which a
+    /// message tells.
     Reference<TextOutputStream> CreateTextFile();
 
     /// Opens the file for reading; nil when that fails.
@@ -51,15 +53,26 @@ private:
 class FileType {
 public:
     String Name, Extensions, MacType, MacCreator;
+
+    /// What dialogs call such files; empty: by the name.
+    String Description;
+
+    /// Why a file is none of this kind, by its content; empty for one that is. Without it any file is taken.
+    std::function<String(const FolderItem& file)> Objection;
+
     operator String() const { return Name; }
 };
+
+/// Makes a kind of file known to the dialogs, in place of one of the same name.
+void RegisterFileType(const Reference<FileType>& type);
 
 /// Lets the user choose a name for a new file. `filter` names a `FileType` or is empty. A name without an extension
 /// gets `extension` (".mov"). Names that can't be saved under are refused with the reason, and an existing file is
 /// replaced only after a question. Nil after Cancel.
 Reference<FolderItem> GetSaveFolderItem(const String& filter, const String& defaultName, const String& extension = "");
 
-/// Lets the user choose an existing file. Nil after Cancel.
+/// Lets the user choose an existing file. One that can't be read, or that is not of the kind, is refused with the
+/// reason. Nil after Cancel.
 Reference<FolderItem> GetOpenFolderItem(const String& filter);
 
 } // namespace framework

@@ -1,6 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "framework/TextStreams.h"
 
+#include "framework/Application.h"
+#include "framework/Guard.h"
+#include "framework/QtText.h"
+#include "framework/WholeFile.h"
+
+#include <QFileInfo>
+
 namespace framework {
 namespace {
 
@@ -9,9 +16,22 @@ constexpr size_t kPiece = size_t{64} << 10;
 
 } // namespace
 
+TextOutputStream::TextOutputStream(std::unique_ptr<WholeFile> file) : file(std::move(file)) {}
+
+TextOutputStream::~TextOutputStream()
+{
+    if (file->Finish())
+        return;
+    const QFileInfo written(file->Path());
+    QString text = written.fileName() + " could not be saved: " + file->Failure() + ".";
+    if (written.exists())
+        text += " The file of that name is as it was before.";
+    Guard([&] { MsgBox(FromQt(text), MessageKind::Warning); });
+}
+
 void TextOutputStream::Write(const String& text)
 {
-    file.write(text.Bytes().data(), static_cast<std::streamsize>(text.Bytes().size()));
+    file->Write({text.Bytes().data(), static_cast<qsizetype>(text.Bytes().size())});
 }
 
 String TextInputStream::ReadAll()

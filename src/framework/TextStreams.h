@@ -4,17 +4,24 @@
 #include "framework/String.h"
 
 #include <fstream>
+#include <memory>
 
 namespace framework {
 
-/// Writes a file as bytes; closed when the last reference goes.
+class WholeFile;
+
+/// Writes a file as bytes; whole when the last reference goes. What is written stands beside the file of that name
+/// until then and takes its place in one step. A failure is told by a message and leaves the file that was there as it
+/// was.
 class TextOutputStream {
 public:
-    explicit TextOutputStream(std::ofstream file) : file(std::move(file)) {}
+    /// Over a file that is open for writing.
+    explicit TextOutputStream(std::unique_ptr<WholeFile> file);
+    ~TextOutputStream();
     void Write(const String& text);
 
 private:
-    std::ofstream file;
+    std::unique_ptr<WholeFile> file;
 };
 
 /// Reads a file as bytes.

@@ -146,7 +146,7 @@ void Window::MakeWidget()
     state->port = platform::NewPort(state->width, state->height);
     state->reference = platform::RegisterWindow(state->port);
     state->widget = std::make_unique<WindowWidget>(*this);
-    state->widget->setWindowTitle(ToQt(ShownTitle()));
+    state->widget->setWindowTitle(OneLine(ShownTitle()));
 }
 
 void Window::Construct()
@@ -203,7 +203,7 @@ void Window::Title(const String& value)
 {
     state->title = value;
     if (state->widget)
-        state->widget->setWindowTitle(ToQt(ShownTitle()));
+        state->widget->setWindowTitle(OneLine(ShownTitle()));
 }
 
 String Window::TitleNote() const
@@ -221,9 +221,8 @@ void Window::TitleNote(const String& value)
 
 String Window::ShownTitle() const
 {
-    if (state->titleNote.IsEmpty())
-        return state->title;
-    return state->title.IsEmpty() ? state->titleNote : state->title + " - " + state->titleNote;
+    const String title = state->title.IsEmpty() ? FromQt(QCoreApplication::applicationName()) : state->title;
+    return state->titleNote.IsEmpty() ? title : title + " - " + state->titleNote;
 }
 
 int32_t Window::Width() const
@@ -405,7 +404,13 @@ bool Window::ChooseMenuItem(const Reference<MenuItem>& item)
     const auto found = state->handlers.find(item->Name.Bytes());
     if (found != state->handlers.end()) {
         const auto handler = found->second;
-        if (handler() || !item.As<QuitMenuItem>())
+        bool dealtWith = false;
+        const auto action = [&] { dealtWith = handler(); };
+        if (const auto carryOut = CarriesOutMenuItem)
+            carryOut(*item, action);
+        else
+            action();
+        if (dealtWith || !item.As<QuitMenuItem>())
             return true;
     }
     if (!item.As<QuitMenuItem>())

@@ -52,6 +52,9 @@ public:
     /// been told.
     std::function<bool(const MenuItem& item)> RefusesMenuItem;
 
+    /// Carries out what a menu item does by calling `action`, and may look at what came of it. Empty: just that.
+    std::function<void(const MenuItem& item, const std::function<void()>& action)> CarriesOutMenuItem;
+
     String Title() const;
     void Title(const String& value);
 

@@ -19,6 +19,8 @@
 namespace framework {
 namespace {
 
+constexpr qsizetype kLongestLabel = 80;
+
 class ItemAction : public QAction {
 public:
     ItemAction(Reference<MenuItem> item, QObject* parent) : QAction(parent), item(std::move(item)) {}
@@ -31,11 +33,9 @@ QKeySequence ShortcutOf(const MenuItem& item)
     return QKeySequence(ToQt(ReplaceAll(item.KeyboardShortcut, "Cmd+", "Ctrl+")));
 }
 
-// An item is one line, so what is no visible character goes: a device's name may bring such along.
 QString LabelOf(const MenuItem& item)
 {
-    QString label = ToQt(item.Text);
-    label.removeIf([](QChar c) { return c.category() == QChar::Other_Control; });
+    QString label = OneLine(item.Text, kLongestLabel);
     return item.HasMnemonic ? label : label.replace('&', "&&");
 }
 
@@ -61,8 +61,10 @@ bool Shows(const QWidget* parent, const MenuItem& owner)
 void UpdateAction(ItemAction& action)
 {
     const MenuItem& item = *action.item;
-    action.setSeparator(item.Text == "-");
-    action.setText(LabelOf(item));
+    // Some styles write the text of a separator into its line.
+    const bool separates = item.Text == "-";
+    action.setSeparator(separates);
+    action.setText(separates ? QString() : LabelOf(item));
     action.setShortcut(ShortcutOf(item));
     action.setCheckable(item.Checked);
     action.setChecked(item.Checked);

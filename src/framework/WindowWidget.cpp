@@ -3,18 +3,27 @@
 
 #include "framework/Application.h"
 #include "framework/Guard.h"
+#include "framework/PictureActions.h"
 #include "framework/Runtime.h"
 
+#include <QApplication>
 #include <QCloseEvent>
+#include <QContextMenuEvent>
 #include <QKeyEvent>
 #include <QMenuBar>
+#include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QScreen>
 
 #include <algorithm>
 
 namespace framework {
 namespace {
+
+// Room for what a window manager puts round a window.
+constexpr int kFrameWidth = 16;
+constexpr int kFrameHeight = 48;
 
 class ContentWidget : public QWidget {
 public:
@@ -63,11 +72,33 @@ void WindowWidget::ApplyLimits()
 
 void WindowWidget::FitContent(int32_t width, int32_t height)
 {
-    const QSize size(width, height + BarHeight());
+    const QSize wanted(width, height);
+    shownScale = ScaleToFit(wanted);
+    const QSize size = (QSizeF(wanted) * shownScale).toSize() + QSize(0, BarHeight());
     if (!owner.Resizeable)
         setFixedSize(size);
     resize(size);
     PlaceContent();
+}
+
+// A window that the user can't resize and that shows a picture has to be seen whole.
+double WindowWidget::ScaleToFit(const QSize& size) const
+{
+    if (owner.Resizeable || !owner.state->backdrop)
+        return 1;
+    const QSize screenful = screen()->availableSize() - QSize(kFrameWidth, kFrameHeight + BarHeight());
+    return std::min({1.0, double(screenful.width()) / size.width(), double(screenful.height()) / size.height()});
+}
+
+QImage WindowWidget::Picture() const
+{
+    return owner.state->backdrop ? owner.state->backdrop->Image() : QImage();
+}
+
+bool WindowWidget::IsOnPicture(const QPoint& place) const
+{
+    const QSizeF size = QSizeF(Picture().size()) * shownScale;
+    return QRectF(content->pos(), size).contains(place);
 }
 
 void WindowWidget::PlaceContent()
@@ -82,19 +113,20 @@ void WindowWidget::PaintBackground(QPainter& painter, const QRect& area) const
     const Color back = owner.BackColor;
     painter.fillRect(area,
                      owner.HasBackColor ? QColor(back.red, back.green, back.blue) : palette().color(QPalette::Window));
-    if (!owner.state->backdrop)
+    const QImage image = Picture();
+    if (image.isNull())
         return;
-    const QImage image = owner.state->backdrop->Image();
     // On a scaled desktop the picture is enlarged, which shows every pixel as a block unless neighbours are mixed.
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     painter.setClipRect(area, Qt::IntersectClip);
-    painter.drawImage(QPoint(), image);
+    painter.drawImage(QRectF(QPointF(), QSizeF(image.size()) * shownScale), image);
 }
 
 void WindowWidget::resizeEvent(QResizeEvent*)
 {
     PlaceContent();
-    Guard([this] { owner.ContentResized(content->width(), content->height()); });
+    if (shownScale == 1)
+        Guard([this] { owner.ContentResized(content->width(), content->height()); });
 }
 
 void WindowWidget::closeEvent(QCloseEvent* event)
@@ -106,11 +138,42 @@ void WindowWidget::closeEvent(QCloseEvent* event)
 
 void WindowWidget::keyPressEvent(QKeyEvent* event)
 {
-    // The key by which desktops open a menu bar: most menus have no letter of their own.
-    if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::NoModifier && menus)
-        menus->Bar()->setActiveAction(menus->Bar()->actions().value(0));
-    else
+    bool done = false;
+    Guard([&] { done = DoOwnKey(*event); });
+    if (!done)
         QWidget::keyPressEvent(event);
+}
+
+bool WindowWidget::DoOwnKey(const QKeyEvent& key)
+{
+    const bool plain = key.modifiers() == Qt::NoModifier;
+    // The key by which desktops open a menu bar: most menus have no letter of their own.
+    if (plain && key.key() == Qt::Key_F10 && menus)
+        menus->Bar()->setActiveAction(menus->Bar()->actions().value(0));
+    else if (plain && key.key() == Qt::Key_Escape && owner.CloseButton && !owner.EndsProgram)
+        close();
+    else
+        return !Picture().isNull() && DoPictureKey(Picture(), key);
+    return true;
+}
+
+void WindowWidget::contextMenuEvent(QContextMenuEvent* event)
+{
+    // The menu key asks for it wherever the pointer is.
+    if (event->reason() == QContextMenuEvent::Keyboard ? !Picture().isNull() : IsOnPicture(event->pos()))
+        Guard([&] { ShowPictureMenu(this, Picture(), event->globalPos()); });
+}
+
+void WindowWidget::mousePressEvent(QMouseEvent* event)
+{
+    pressed = event->position().toPoint();
+}
+
+void WindowWidget::mouseMoveEvent(QMouseEvent* event)
+{
+    const int moved = (event->position().toPoint() - pressed).manhattanLength();
+    if ((event->buttons() & Qt::LeftButton) && IsOnPicture(pressed) && moved >= QApplication::startDragDistance())
+        Guard([this] { DragPicture(this, Picture()); });
 }
 
 bool WindowWidget::event(QEvent* event)

@@ -4,6 +4,8 @@
 #include "framework/Window.h"
 #include "framework/WindowMenus.h"
 
+#include <QImage>
+#include <QPoint>
 #include <QWidget>
 
 class QPainter;
@@ -21,7 +23,8 @@ public:
     void RebuildMenus();
     WindowMenus* Menus() const { return menus.get(); }
 
-    /// Gives the content a size; a window that the user can't resize is held at it.
+    /// Gives the content a size; a window that the user can't resize is held at it. A picture larger than the screen is
+    /// shown smaller, so that all of it is seen.
     void FitContent(int32_t width, int32_t height);
 
     /// The limits of the user's resizing.
@@ -34,15 +37,24 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
     bool event(QEvent* event) override;
 
 private:
     int BarHeight() const;
     void PlaceContent();
+    double ScaleToFit(const QSize& size) const;
+    QImage Picture() const;
+    bool IsOnPicture(const QPoint& place) const;
+    bool DoOwnKey(const QKeyEvent& key);
 
     Window& owner;
     QWidget* content;
     std::unique_ptr<WindowMenus> menus;
+    double shownScale = 1; ///< of the picture behind the controls
+    QPoint pressed;        ///< where the mouse was pressed last
 };
 
 /// What a window keeps.

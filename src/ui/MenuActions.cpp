@@ -4,6 +4,7 @@
 #include "framework/TextStreams.h"
 #include "ui/AnalogVideoSettings.h"
 #include "ui/GrabWindow.h"
+#include "ui/Guide.h"
 #include "ui/IIDCVideoSettings.h"
 #include "ui/MenuBar1.h"
 
@@ -16,8 +17,6 @@ namespace {
 
 using framework::MsgBox;
 using framework::Str;
-
-constexpr const char* kVendorSite = "https://velmora.example";
 
 template <typename Show, typename Change> void ShowChangeShow(Show show, Change change)
 {
@@ -44,7 +43,7 @@ template <typename Describe> void AppendDevices(MenuItem& menu, int32_t count, D
 
 bool OpenVendorPage(const char* path)
 {
-    framework::ShowURL(String(kVendorSite) + path);
+    framework::ShowURL(VendorPage(path));
     return true;
 }
 

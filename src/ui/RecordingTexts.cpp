@@ -2,7 +2,7 @@
 #include "ui/RecordingTexts.h"
 
 #include "framework/FolderItem.h"
-#include "platform/memory/ResultCodes.h"
+#include "platform/memory/ResultText.h"
 
 #include <algorithm>
 #include <array>
@@ -100,12 +100,12 @@ std::string ReasonText(int32_t result, const std::string& path)
         return "the disk " + DiskOf(path) + " is full";
     case platform::permErr:
         return "there is no permission to write it";
-    case platform::fnfErr:
-        return "the file is gone";
+    case platform::ioErr:
+        return "the disk " + DiskOf(path) + " failed";
     case platform::invalidMovie:
         return "it holds no recording";
     default:
-        return "the disk " + DiskOf(path) + " failed (" + std::to_string(result) + ")";
+        return platform::ResultText(result);
     }
 }
 

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QApplication>
+#include <QMessageBox>
 #include <QTimer>
 
 #include <cstdarg>
@@ -48,7 +50,8 @@ TEST(Exceptions, OfTheFrameworkAreShownAndTheProgramRunsOn)
     Guard([] { throw NilObjectException(); });
     Guard([] { throw Reference<RuntimeException>(New<RuntimeException>("by reference")); });
     Guard([] { throw Reference<RuntimeException>(); });
-    EXPECT_EQ(boxes.texts, (Log{"Nil object", "by reference", "An exception was raised."}));
+    // What helps only those who mend the program is not for the user.
+    EXPECT_EQ(boxes.texts, (Log{kNotCarriedOut, "by reference", kNotCarriedOut}));
 
     // Also from what others hang into the event loop, and not again while the box is open.
     SetMsgBoxHandler([&](const String& text) {
@@ -59,6 +62,31 @@ TEST(Exceptions, OfTheFrameworkAreShownAndTheProgramRunsOn)
     QTimer::singleShot(0, [] { throw RuntimeException("in the loop"); });
     Turn();
     EXPECT_EQ(boxes.texts, Log{"in the loop"});
+}
+
+TEST(MsgBoxes, HaveTheProgramsNameASignAndAnExplanation)
+{
+    SetProgramName("Program", "program");
+    SetMsgBoxExplainer([](const String& text) { return text == "error -34" ? Explanation{"Full."} : Explanation{}; });
+    struct Case {
+        const char *text, *shown, *explanation;
+        QMessageBox::Icon sign;
+    };
+    for (const Case& c : {Case{"error -34", "error -34", "Full.", QMessageBox::Warning},
+                          Case{"<b>a\x1b \u202Eb", "<b>a b", "", QMessageBox::Information}}) {
+        std::vector<std::string> seen;
+        QTimer::singleShot(0, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            ASSERT_NE(box, nullptr);
+            for (const QString& text : {box->windowTitle(), box->text(), box->informativeText()})
+                seen.push_back(text.toStdString());
+            EXPECT_EQ(box->icon(), c.sign);
+            box->accept();
+        });
+        MsgBox(c.text);
+        EXPECT_EQ(seen, (Log{"Program", c.shown, c.explanation}));
+    }
+    SetMsgBoxExplainer(nullptr);
 }
 
 // A failure with every frame comes from a timer: after an answer the user has time to press "Stop".

@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "framework/MemoryBlock.h"
+#include "framework/Application.h"
 #include "framework/FolderItem.h"
 #include "framework/TextStreams.h"
 #include "support/Files.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <filesystem>
 #include <functional>
 #include <limits>
+#include <sys/resource.h>
 
 namespace framework {
 namespace {
@@ -78,6 +82,23 @@ TEST(FolderItem, WritesReadsAndDeletes)
     const String read = file.OpenAsTextFile()->ReadAll();
     EXPECT_EQ(read.Bytes(), content);
     EXPECT_FALSE(read.HasEncoding());
+
+    // A write that fails is told and leaves the file and the folder as they were.
+    std::string told;
+    SetMsgBoxHandler([&](const String& text) { told = text.Bytes(); });
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit unlimited{};
+    getrlimit(RLIMIT_FSIZE, &unlimited);
+    const rlimit small{4, unlimited.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    file.CreateTextFile()->Write(String(std::string(100'000, 'x')));
+    setrlimit(RLIMIT_FSIZE, &unlimited);
+    EXPECT_EQ(told.find("a (1) $é.txt could not be saved: "), 0U) << told;
+    EXPECT_EQ(file.OpenAsTextFile()->ReadAll().Bytes(), content);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 1);
+    EXPECT_FALSE(FolderItem("/proc/self/settings").CreateTextFile());
+    EXPECT_EQ(told.find("settings could not be saved: "), 0U) << told;
+    SetMsgBoxHandler({});
 
     file.Delete();
     EXPECT_EQ(file.LastErrorCode(), 0);

@@ -3,6 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QScreen>
+
 namespace framework {
 namespace {
 
@@ -23,6 +28,31 @@ TEST(Window, RunsItsStartSequenceInOrder)
     window.Close();
     window.Close();
     EXPECT_EQ(window.log, (Log{"window close", "First close", "Second close"}));
+    EXPECT_FALSE(window.Visible());
+}
+
+// A picture larger than the screen is seen whole, and is worked with at its own size.
+TEST(Window, ShowsAPictureToFit)
+{
+    TestWindow window;
+    window.layout = [](TestWindow& w) { w.Resizeable = false; };
+    window.controls = [](TestWindow& w) { w.Add<TestCanvas>("Canvas"); };
+    window.Construct();
+    const auto picture = New<Picture>(3000, 1500);
+    picture->Graphics().FillRect(0, 0, 3000, 1500);
+    window.Backdrop(picture);
+    window.Width(3000);
+    window.Height(1500);
+    QWidget* shown = window.ControlNamed<Canvas>("Canvas")->Widget()->window();
+    EXPECT_LE(shown->width(), shown->screen()->availableSize().width());
+    EXPECT_NEAR(shown->width() / 2, shown->height(), 2);
+    EXPECT_EQ(window.Width(), 3000);
+    EXPECT_EQ(ShownAt(shown, shown->width() - 3, shown->height() - 3), RGB(0, 0, 0));
+    QKeyEvent copy(QEvent::KeyPress, Qt::Key_C, Qt::ControlModifier);
+    QCoreApplication::sendEvent(shown, &copy);
+    EXPECT_EQ(QGuiApplication::clipboard()->image().size(), QSize(3000, 1500));
+    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QCoreApplication::sendEvent(shown, &escape);
     EXPECT_FALSE(window.Visible());
 }
 

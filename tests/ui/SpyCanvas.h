@@ -19,6 +19,7 @@ public:
     std::vector<std::string> videoDevices, soundDevices;
     velmora::RecordingStatus status;
     std::function<void()> stop; ///< what `Stop` brings about
+    bool deckFails = false;     ///< whether "Play" finds no deck
 
     /// What was noted since the last call, joined by "; ".
     std::string TakeCalls()
@@ -111,7 +112,12 @@ public:
     }
     void ShowSoundSettingsDialog() override { Note("ShowSoundSettingsDialog"); }
 
-    void DeviceControlPlay() override { Note("Play"); }
+    void DeviceControlPlay() override
+    {
+        Note("Play");
+        if (deckFails && Error)
+            Error(0);
+    }
     void DeviceControlStop() override { Note("Stop"); }
     void DeviceControlFreeze() override { Note("Freeze"); }
     void DeviceControlFastForward() override { Note("FastForward"); }

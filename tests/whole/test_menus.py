@@ -100,7 +100,8 @@ class Menus(unittest.TestCase):
         """Texts of a menu's items: disabled ones in brackets, checked ones with a star."""
         texts = []
         for item in self.reader.children(self.open_menu(window, *path)):
-            name, states = self.reader.name(item), self.reader.accessible(item, "GetState")[0]
+            # A separator is a plain line without a name.
+            name, states = self.reader.name(item) or "-", self.reader.accessible(item, "GetState")[0]
             shown = name if states & Reader.SENSITIVE or name == "-" else f"({name})"
             texts.append(shown + ("*" if states & Reader.CHECKED else ""))
         self.screen.key(*["Escape"] * (len(path) + 1))

@@ -95,4 +95,9 @@ std::optional<TaggedItems> TaggedItems::Read(std::span<const uint8_t> flattened)
     return read;
 }
 
+bool TaggedItems::HasSignature(std::span<const uint8_t> flattened)
+{
+    return flattened.size() >= 4 && Read32(flattened) == kSignature;
+}
+
 } // namespace platform

@@ -44,6 +44,9 @@ public:
     /// Reads a flattened form. Nothing when it is of another version, or when its lengths don't add up to its size.
     static std::optional<TaggedItems> Read(std::span<const uint8_t> flattened);
 
+    /// Whether bytes begin as a flattened form does, of whatever version, and be it cut off.
+    static bool HasSignature(std::span<const uint8_t> flattened);
+
 private:
     std::vector<Item> items;
 };

@@ -6,6 +6,7 @@
 // machine can look for the nearest thing it has. Fractions are stored in millionths. The order of all items is fixed,
 // and the same settings always give the same bytes.
 #include "platform/atoms/UserData.h"
+#include "platform/grabber/SavedSettings.h"
 #include "platform/grabber/Session.h"
 
 #include <algorithm>
@@ -273,20 +274,67 @@ TaggedItems Session::Settings() const
     return settings;
 }
 
-Result Session::ApplySettings(const TaggedItems& settings)
+namespace {
+
+// A channel as settings want it: its type and its own settings.
+using WantedChannels = std::vector<std::pair<FourCharCode, TaggedItems>>;
+
+std::optional<WantedChannels> ReadChannels(const TaggedItems& settings)
 {
-    // All of it is read before anything is touched.
     if (settings.Number(kSession, 0) != kSettingsVersion)
-        return paramErr;
-    std::vector<std::pair<FourCharCode, TaggedItems>> wanted;
+        return std::nullopt;
+    WantedChannels wanted;
     for (const auto& item : settings.All()) {
         if (item.tag != kVideoMediaType && item.tag != kSoundMediaType)
             continue;
         auto inner = TaggedItems::Read(item.bytes);
         if (!inner || wanted.size() == kMostChannels)
-            return paramErr;
+            return std::nullopt;
         wanted.emplace_back(item.tag, std::move(*inner));
     }
+    return wanted;
+}
+
+std::vector<ReplacedDevice>& ReplacedDevices()
+{
+    static auto& devices = *new std::vector<ReplacedDevice>;
+    return devices;
+}
+
+// A device may be found again at another place, under its name.
+void NoteReplacement(const Channel& channel, const TaggedItems& settings)
+{
+    const ListedDevice taken = channel.Device();
+    const std::string wanted = settings.Text(kName);
+    if (!wanted.empty() && taken.identity != settings.Text(kIdentity) && taken.name != wanted)
+        ReplacedDevices().push_back({channel.type == kVideoMediaType, wanted, taken.name});
+}
+
+} // namespace
+
+std::vector<ReplacedDevice> TakeReplacedDevices()
+{
+    return std::exchange(ReplacedDevices(), {});
+}
+
+SettingsFault CheckSettings(std::span<const uint8_t> flattened)
+{
+    const auto items = TaggedItems::Read(flattened);
+    if (!items)
+        return TaggedItems::HasSignature(flattened) ? SettingsFault::Damaged : SettingsFault::Foreign;
+    if (!items->Find(kSession))
+        return SettingsFault::Foreign;
+    return ReadChannels(*items) ? SettingsFault::None : SettingsFault::Damaged;
+}
+
+Result Session::ApplySettings(const TaggedItems& settings)
+{
+    // All of it is read before anything is touched.
+    ReplacedDevices().clear();
+    const auto read = ReadChannels(settings);
+    if (!read)
+        return paramErr;
+    const WantedChannels& wanted = *read;
     if (IsWritingMovie())
         return cantDoThatInCurrentMode;
     // The channels are new ones; devices that are wanted again go on as they run.
@@ -300,6 +348,7 @@ Result Session::ApplySettings(const TaggedItems& settings)
     for (size_t i = 0; i < made.size(); ++i) {
         made[i]->ApplySettings(wanted[i].second);
         AddChannel(made[i]);
+        NoteReplacement(*made[i], wanted[i].second);
     }
     if (mode != GrabMode::Stopped)
         RunChannels();

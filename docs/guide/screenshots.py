@@ -1,0 +1,105 @@
+# SPDX-License-Identifier: MIT
+"""Takes the guide's screenshots from the running program, on a screen in memory, so that they show what is there.
+
+Usage: screenshots.py FOLDER-OF-PROGRAMS [OUTPUT-FOLDER]; the screenshots go beside the guide unless told otherwise.
+"""
+
+import os
+import signal
+import sys
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(HERE, "..", "..", "tests", "whole"))
+from desktop import Screen, Velmora, wait_for  # pylint: disable=wrong-import-position
+
+SETTLED = 1.0  # seconds until a window that was just opened or changed has painted all of it
+
+
+class Photographer:
+    """The program on its screen, and where its pictures go."""
+
+    def __init__(self, programs, output):
+        self.programs = os.path.abspath(programs)
+        self.output = output
+        self.screen = Screen()
+        self.velmora = None
+
+    def start(self):
+        self.velmora = Velmora(self.screen, self.programs)
+
+    def window(self):
+        """The window that came up beside the main one."""
+        return wait_for("another window", 20, self.velmora.dialogs)[0]
+
+    def frame(self, window):
+        """Where a window is on the screen, with what the window manager puts round it."""
+        left, top, width, height = self.screen.rectangle(window)
+        extents = self.screen.output("xprop", "-id", str(window), "_NET_FRAME_EXTENTS").split("=")[-1]
+        west, east, north, south = (int(side) for side in extents.split(","))
+        return left - west, top - north, width + west + east, height + north + south
+
+    def flashes(self):
+        """Whether the Test Pattern is white at this moment, as it is once a second."""
+        left, top, _, _ = self.screen.rectangle(self.velmora.window)
+        return self.screen.pixel(left + 150, top + 150) == (255, 255, 255)
+
+    def take(self, name, window=None):
+        time.sleep(SETTLED)
+        while self.flashes():
+            time.sleep(0.1)
+        self.screen.screenshot(os.path.join(self.output, name + ".png"), self.frame(window or self.velmora.window))
+
+    def settings(self, menu, names):
+        """The pages of the settings dialog of a menu, which is so many to the right of the first one."""
+        self.screen.xdotool("windowactivate", "--sync", self.velmora.window)
+        self.screen.key("F10", "Down", *["Right"] * menu, "Down", "Return")
+        dialog = self.window()
+        self.screen.xdotool("windowactivate", "--sync", dialog)
+        for name in names:
+            self.take(name, dialog)
+            self.screen.key("ctrl+Tab")
+        self.screen.key("Escape")
+        wait_for("the dialog to close", 20, lambda: not self.velmora.dialogs())
+
+    def still_picture(self):
+        self.screen.key("ctrl+g")
+        window = self.window()
+        left, top, width, height = self.screen.rectangle(window)
+        self.screen.xdotool("mousemove", left + width // 2, top + height // 2, "click", 3)
+        self.take("still-picture", window)
+        self.screen.key("Escape", "Escape")
+        wait_for("the window to close", 20, lambda: not self.velmora.dialogs())
+
+    def recording_cut_off(self):
+        self.velmora.record(os.path.join(self.screen.folder, "Lecture.mov"))
+        time.sleep(3)
+        self.take("recording")
+        self.velmora.process.send_signal(signal.SIGKILL)
+        self.velmora.process.wait()
+        again = self.screen.start([os.path.join(self.programs, "velmora")])
+        window = wait_for("the question", 20, lambda: next(
+            (each for each in self.screen.windows(again) if self.screen.rectangle(each)[3] < 400), None))
+        self.take("repair", window)
+        self.screen.key("Escape")
+
+    def take_all(self):
+        self.start()
+        self.take("main-window")
+        self.settings(4, ("video-source", "video-compression"))
+        self.settings(3, ("sound-source",))
+        self.still_picture()
+        self.recording_cut_off()
+
+
+def main(programs, output=os.path.join(HERE, "images")):
+    os.makedirs(output, exist_ok=True)
+    photographer = Photographer(programs, output)
+    try:
+        photographer.take_all()
+    finally:
+        photographer.screen.close()
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:3])

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+#include "framework/HelpWindow.h"
+
+#include <QCoreApplication>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QPointer>
+#include <QPushButton>
+#include <QTextBrowser>
+#include <QUrl>
+#include <QVBoxLayout>
+
+namespace framework {
+namespace {
+
+constexpr QSize kSize(780, 720);
+
+// A dialog that nothing waits for: Escape closes it.
+class HelpWindow : public QDialog {
+public:
+    HelpWindow() : pages(new QTextBrowser(this))
+    {
+        setAttribute(Qt::WA_DeleteOnClose);
+        pages->setOpenExternalLinks(true);
+        pages->setAccessibleName("Guide");
+        auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
+        AddButton(*buttons, "&Back", &QTextBrowser::backward, &QTextBrowser::backwardAvailable);
+        AddButton(*buttons, "&Forward", &QTextBrowser::forward, &QTextBrowser::forwardAvailable);
+        connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+        connect(pages, &QTextBrowser::sourceChanged, this, [this] { ShowTitle(); });
+        auto* layout = new QVBoxLayout(this);
+        layout->addWidget(pages);
+        layout->addWidget(buttons);
+        resize(kSize);
+    }
+
+    void ShowPage(const QUrl& page)
+    {
+        pages->setSource(page);
+        pages->setFocus();
+    }
+
+private:
+    template <typename Step, typename Available>
+    void AddButton(QDialogButtonBox& box, const char* caption, Step step, Available available)
+    {
+        QPushButton* button = box.addButton(caption, QDialogButtonBox::ActionRole);
+        button->setEnabled(false);
+        button->setAutoDefault(false);
+        connect(button, &QPushButton::clicked, pages, step);
+        connect(pages, available, button, &QPushButton::setEnabled);
+    }
+
+    void ShowTitle()
+    {
+        const QString title = pages->documentTitle();
+        const QString program = QCoreApplication::applicationName();
+        setWindowTitle(title.contains(program) ? title : title + " - " + program);
+    }
+
+    QTextBrowser* const pages; // the window's own
+};
+
+} // namespace
+
+void ShowInHelpWindow(const QUrl& page)
+{
+    static auto& window = *new QPointer<HelpWindow>;
+    if (!window)
+        window = new HelpWindow; // deletes itself when it is closed
+    window->ShowPage(page);
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+} // namespace framework

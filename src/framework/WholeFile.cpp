@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#include "framework/WholeFile.h"
+
+namespace framework {
+
+bool WholeFile::Open()
+{
+    // Without a buffer a failure shows at the write that it belongs to.
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+        failure = file.errorString();
+    return failure.isEmpty();
+}
+
+void WholeFile::Write(QByteArrayView bytes)
+{
+    // A disk that fills up takes a part first, and tells the reason for the rest.
+    while (failure.isEmpty() && !bytes.isEmpty()) {
+        const qint64 written = file.write(bytes.data(), bytes.size());
+        if (written <= 0) {
+            failure = file.errorString();
+            file.cancelWriting();
+        } else {
+            bytes = bytes.sliced(written);
+        }
+    }
+}
+
+bool WholeFile::Finish()
+{
+    const bool done = file.commit();
+    if (!done && failure.isEmpty())
+        failure = file.errorString();
+    return done;
+}
+
+} // namespace framework
