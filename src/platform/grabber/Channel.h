@@ -22,6 +22,7 @@ struct ListedDevice {
     std::vector<std::string> inputs;
     int input = 0; ///< the one in use, known of the channel's own device
     bool available = true;
+    std::string reason = {}; ///< why it can't be had, or does not deliver: a sentence for people, or empty
 };
 
 /// What a session does with its devices.

@@ -14,8 +14,11 @@ void MakeNamesDistinct(std::vector<ListedDevice>& devices);
 template <typename Entry> std::vector<ListedDevice> ListedDevices(const std::vector<Entry>& entries)
 {
     std::vector<ListedDevice> devices;
-    for (const Entry& entry : entries)
+    for (const Entry& entry : entries) {
         devices.push_back({entry.name, entry.identity, entry.inputs, 0, entry.available});
+        if constexpr (requires { entry.reason; })
+            devices.back().reason = entry.reason;
+    }
     MakeNamesDistinct(devices);
     return devices;
 }

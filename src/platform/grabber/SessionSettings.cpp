@@ -48,6 +48,7 @@ constexpr FourCharCode kSampleSize = CodeOf("size");
 constexpr FourCharCode kChannels = CodeOf("chan");
 constexpr FourCharCode kCompression = CodeOf("cmpr");
 constexpr FourCharCode kGain = CodeOf("gain");
+constexpr FourCharCode kBalance = CodeOf("bala");
 constexpr FourCharCode kVolume = CodeOf("volu");
 constexpr FourCharCode kAdditionalRates = CodeOf("arat");
 
@@ -231,6 +232,8 @@ TaggedItems SoundChannel::Settings() const
     double gain = 0;
     if (source->GetGain(gain) == noErr)
         settings.AddNumber(kGain, Millionths(gain));
+    if (double balance = 0; source->GetBalance(balance) == noErr)
+        settings.AddNumber(kBalance, Millionths(balance));
     settings.AddNumber(kVolume, volume);
     TaggedItems rates;
     for (const Fixed rate : additionalRates)
@@ -254,6 +257,8 @@ void SoundChannel::ApplySettings(const TaggedItems& settings)
         SetRate(static_cast<double>(*rate) / 1e6);
     if (const auto gain = settings.Number(kGain))
         source->SetGain(static_cast<double>(*gain) / 1e6);
+    if (const auto balance = settings.Number(kBalance))
+        source->SetBalance(static_cast<double>(*balance) / 1e6);
     volume = Fitting(settings, kVolume, volume);
     const auto* flattened = settings.Find(kAdditionalRates);
     const auto rates = flattened ? TaggedItems::Read(*flattened) : std::nullopt;

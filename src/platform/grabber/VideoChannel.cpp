@@ -131,7 +131,8 @@ std::vector<ListedDevice> VideoChannel::Devices() const
 
 ListedDevice VideoChannel::Device() const
 {
-    return {digitizer->Name(), digitizer->Identity(), digitizer->Inputs(), digitizer->Input(), true};
+    return {digitizer->Name(),  digitizer->Identity(), digitizer->Inputs(), digitizer->Input(), true,
+            digitizer->Reason()};
 }
 
 int32_t VideoChannel::TimeScale() const

@@ -51,6 +51,7 @@ PulseSourceInfo InfoOf(const pa_source_info& source, const std::string& defaultS
     info.isDefault = info.name == defaultSource;
     info.isMonitor = source.monitor_of_sink != PA_INVALID_INDEX;
     info.volume = source.volume;
+    info.channels = source.channel_map;
     for (uint32_t i = 0; i < source.n_ports; ++i) {
         const pa_source_port_info& port = *source.ports[i];
         if (&port == source.active_port)

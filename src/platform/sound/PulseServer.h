@@ -31,6 +31,7 @@ struct PulseSourceInfo {
     bool isDefault = false;
     bool isMonitor = false;
     pa_cvolume volume{};
+    pa_channel_map channels{};
 
     /// The ports by names for people.
     std::vector<std::string> PortNames() const

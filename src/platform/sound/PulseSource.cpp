@@ -107,18 +107,48 @@ Result PulseSource::SetGain(double gain)
         return siUnknownInfoType;
     const pa_volume_t level = pa_sw_volume_from_linear(gain);
     pa_cvolume volume = info->volume;
-    pa_cvolume_set(&volume, volume.channels, level);
-    const Result result = server->Change(
-        pulseName,
-        [&](pa_context* context, pa_context_success_cb_t done, void* argument) {
-            return pa_context_set_source_volume_by_name(context, pulseName.c_str(), &volume, done, argument);
-        },
-        [&volume](PulseSourceInfo& source) { source.volume = volume; });
+    pa_cvolume_scale(&volume, level); // the loudest channel; the others keep their distance
+    const Result result = SetVolume(volume);
     if (result == noErr) {
         gainSet = gain;
         volumeSet = level;
     }
     return result;
+}
+
+Result PulseSource::SetVolume(const pa_cvolume& volume)
+{
+    return server->Change(
+        pulseName,
+        [&](pa_context* context, pa_context_success_cb_t done, void* argument) {
+            return pa_context_set_source_volume_by_name(context, pulseName.c_str(), &volume, done, argument);
+        },
+        [&volume](PulseSourceInfo& source) { source.volume = volume; });
+}
+
+Result PulseSource::GetBalance(double& balance) const
+{
+    const auto info = server->Find(pulseName);
+    if (!info)
+        return siInputDeviceErr;
+    if (!pa_cvolume_valid(&info->volume) || pa_channel_map_can_balance(&info->channels) == 0)
+        return siUnknownInfoType;
+    balance = pa_cvolume_get_balance(&info->volume, &info->channels);
+    return noErr;
+}
+
+Result PulseSource::SetBalance(double balance)
+{
+    double present = 0;
+    if (const Result result = GetBalance(present); result != noErr)
+        return result;
+    if (!(balance >= -1 && balance <= 1))
+        return paramErr;
+    const auto info = server->Find(pulseName);
+    pa_cvolume volume = info ? info->volume : pa_cvolume{};
+    if (!info || pa_cvolume_set_balance(&volume, &info->channels, static_cast<float>(balance)) == nullptr)
+        return siInputDeviceErr;
+    return SetVolume(volume);
 }
 
 SoundFormat PulseSource::Format() const

@@ -23,12 +23,15 @@ public:
     Result SelectInput(int index) override;
     Result GetGain(double& gain) const override;
     Result SetGain(double gain) override;
+    Result GetBalance(double& balance) const override;
+    Result SetBalance(double balance) override;
     SoundFormat Format() const override;
     Result SetFormat(const SoundFormat& wanted) override;
     Result Start(SoundSink& sink) override;
     void Stop() override;
 
 private:
+    Result SetVolume(const pa_cvolume& volume);
     bool Tend(pa_context* context) override;
     bool WantsStream() const override { return sink != nullptr; }
     void ConnectionLost() override;

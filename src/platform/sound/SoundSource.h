@@ -69,6 +69,10 @@ public:
     virtual Result GetGain(double&) const { return siUnknownInfoType; }
     virtual Result SetGain(double) { return siUnknownInfoType; }
 
+    /// Balance of two channels, -1 (left only) to 1 (right only). `siUnknownInfoType` where there is none to set.
+    virtual Result GetBalance(double&) const { return siUnknownInfoType; }
+    virtual Result SetBalance(double) { return siUnknownInfoType; }
+
     virtual SoundFormat Format() const = 0;
 
     /// 0 for a format that `SetFormat` takes, else the code with which it refuses.

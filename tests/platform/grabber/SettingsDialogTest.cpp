@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "TestSession.h"
 
+#include <QAbstractButton>
 #include <QAbstractSlider>
+#include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialog>
+#include <QDoubleSpinBox>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
-#include <QSpinBox>
 #include <QTabWidget>
 #include <QTimer>
 
@@ -111,8 +113,7 @@ protected:
     void ChangeVideo()
     {
         Choose("Input", "S-Video");
-        Choose("Frame size", "32 × 24");
-        Choose("Frame rate", "15 frames a second");
+        Choose("Picture", "32 × 24, 15 a second, Motion JPEG");
         Open(1);
         Choose("Compressor", "ProRes 422");
         Slide("Quality", 900);
@@ -168,11 +169,16 @@ TEST_F(SettingsDialogTest, DevicesComeAndGoWhileItIsOpen)
         Choose("Device", "Other");
         devices.Camera("Other")->analog[AnalogControl::Hue] = 5;
         devices.Camera("Other")->Fail(noDeviceForChannel);
-        devices.cameraList = {{"Третья", "id of Third", {}, false}};
+        devices.cameraList = {{.name = "Третья",
+                               .identity = "id of Third",
+                               .inputs = {},
+                               .available = false,
+                               .reason = "may not be opened"}};
         Named<QComboBox>("Device")->showPopup();
         Named<QComboBox>("Device")->hidePopup();
         EXPECT_EQ(Named<QComboBox>("Device")->currentText(), "Other (not connected)");
-        EXPECT_GE(Named<QComboBox>("Device")->findText("Третья (in use)"), 0);
+        EXPECT_GE(Named<QComboBox>("Device")->findText("Третья (not available)"), 0);
+        EXPECT_TRUE(Said().contains("may not be opened")) << Said().toStdString();
         QTimer::singleShot(100, qApp, [&] {
             EXPECT_TRUE(Said().contains("\"Other\" is not there")) << Said().toStdString();
             Press(Qt::Key_Escape);
@@ -260,4 +266,108 @@ TEST_F(SettingsDialogTest, KeyFramesBelongToInterFrameCompressors)
     EXPECT_EQ(Peek<FourCharCode>(cell.Get()), CodeOf("avc1"));
     EXPECT_EQ(Peek<int32_t>(cell.Get() + 4), 700);
     EXPECT_EQ(Peek<int32_t>(cell.Get() + 8), 30);
+}
+
+namespace {
+
+ImageControl Integer(uint32_t identity, const std::string& name, int64_t minimum, int64_t maximum, int64_t value)
+{
+    return {.identity = identity,
+            .name = name,
+            .minimum = minimum,
+            .maximum = maximum,
+            .deviceDefault = maximum / 4,
+            .value = value};
+}
+
+// Each widget that takes the keyboard and has no name that a screen reader could read.
+void ListNameless(QAccessibleInterface* widget, QString& nameless)
+{
+    if (widget->state().focusable && !widget->state().invisible && widget->text(QAccessible::Name).isEmpty())
+        nameless += QString("%1 in %2; ").arg(widget->role()).arg(widget->rect().top());
+    for (int i = 0; i < widget->childCount(); ++i)
+        if (QAccessibleInterface* child = widget->child(i))
+            ListNameless(child, nameless);
+}
+
+} // namespace
+
+// Each range is shown in its unit, moved by slider and number, and reset; a short value of a wide range has its place.
+TEST_F(SettingsDialogTest, RangesAreMovedAndReset)
+{
+    auto& controls = devices.Camera()->controls;
+    controls = {Integer(1, "Signed", -64, 64, 0),
+                Integer(2, "Byte", 0, 255, 128),
+                Integer(3, "Part", 0, 100, 50),
+                Integer(4, "Wide", 100, 10000, 200),
+                Integer(5, "All", INT64_MIN, INT64_MAX, 7),
+                Integer(6, "Exposure", 1, 10000, 166)};
+    controls[5].unit = "× 0.1 ms";
+    const struct {
+        const char* shown;
+        int position;
+        int64_t moved;
+    } cases[] = {{"0", -64, -64},    {"128", 255, 255},      {"50 %", 20, 20},
+                 {"200", 500, 1000}, {"7", 1000, INT64_MAX}, {"16.6 ms", 250, 10}};
+    Show(video, [&] {
+        Open(2);
+        for (size_t i = 0; i < std::size(cases); ++i) {
+            const QString name = QString::fromStdString(controls[i].name);
+            SCOPED_TRACE(controls[i].name);
+            EXPECT_EQ(Named<QDoubleSpinBox>(name + " value")->text(), cases[i].shown);
+            Slide(name, cases[i].position);
+            EXPECT_EQ(controls[i].value, cases[i].moved);
+            Named<QAbstractButton>("Reset " + name)->click();
+            Settle();
+            EXPECT_EQ(controls[i].value, controls[i].deviceDefault);
+            EXPECT_FALSE(Named<QAbstractButton>("Reset " + name)->isEnabled());
+        }
+        // A key on the slider moves by a step of the device, also where the slider is coarser or finer than that.
+        controls[3].value = 100;
+        Open(1);
+        Open(2);
+        QKeyEvent right(QEvent::KeyPress, Qt::Key_Right, Qt::NoModifier);
+        QApplication::sendEvent(Named<QAbstractSlider>("Wide"), &right);
+        EXPECT_EQ(controls[3].value, 101);
+        Named<QDoubleSpinBox>("Exposure value")->setValue(33.3);
+        EXPECT_EQ(controls[5].value, 333);
+    });
+}
+
+// Text of devices is text, an automatic switch frees what it holds, and a control may go under the hand.
+TEST_F(SettingsDialogTest, DevicesMaySayAnything)
+{
+    auto& controls = devices.Camera()->controls;
+    controls = {Integer(1, "<b>Bold</b>\n\x01", 0, 9, 5), Integer(2, std::string(10000, 'W'), 0, 9, 5),
+                Integer(3, "\xD7\x90\xE2\x80\xAE", 0, 9, 5)};
+    controls.push_back({.identity = 4, .name = "Auto", .kind = ImageControl::Kind::Boolean, .maximum = 1, .value = 1});
+    controls[0].automaticSwitch = 4;
+    for (uint32_t i = 10; i < 500; ++i)
+        controls.push_back(Integer(i, "Control " + std::to_string(i), 0, 1000, 1));
+    Show(video, [&] {
+        Open(2);
+        auto* held = Named<QAbstractSlider>("<b>Bold</b>");
+        EXPECT_FALSE(held->isEnabled());
+        Named<QCheckBox>("Auto")->click();
+        Settle();
+        EXPECT_TRUE(held->isEnabled());
+        EXPECT_TRUE(Named<QAbstractSlider>(QString(79, 'W') + "…"));
+        for (const QLabel* label : dialog->findChildren<QLabel*>())
+            EXPECT_EQ(label->textFormat(), label->text().contains('<') ? Qt::PlainText : label->textFormat());
+        QString nameless;
+        for (int page = 2; page >= 0; --page) {
+            Open(page);
+            ListNameless(QAccessible::queryAccessibleInterface(dialog), nameless);
+        }
+        EXPECT_EQ(nameless, "");
+        Open(2);
+        auto* last = Named<QAbstractSlider>("Control 499");
+        last->setSliderDown(true);
+        controls.resize(2);
+        last->setValue(7);
+        Settle();
+        Open(1);
+        Open(2);
+        EXPECT_TRUE(Named<QAbstractSlider>("<b>Bold</b>"));
+    });
 }

@@ -2,6 +2,7 @@
 #include "platform/grabber/dialogs/DataRate.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/grabber/dialogs/Texts.h"
 
 #include <numeric>
 
@@ -18,7 +19,7 @@ QString SizeText(double bytes)
     size_t unit = 0;
     for (; bytes >= 1000 && unit + 1 < std::size(units); ++unit)
         bytes /= 1000;
-    return QString("%1 %2").arg(bytes, 0, 'f', bytes < 10 && unit > 0 ? 1 : 0).arg(units[unit]);
+    return NumberText(bytes, bytes < 10 && unit > 0 ? 1 : 0) + ' ' + units[unit];
 }
 
 } // namespace
@@ -54,9 +55,14 @@ double DataRate::BytesPerSecond() const
     return samples.empty() ? 0 : SamplesPerSecond() * static_cast<double>(bytes) / static_cast<double>(samples.size());
 }
 
+QString PerSecondText(double bytesPerSecond)
+{
+    return SizeText(bytesPerSecond) + " a second";
+}
+
 QString DataRateText(double bytesPerSecond)
 {
-    return QString("%1 a second, %2 an hour").arg(SizeText(bytesPerSecond), SizeText(bytesPerSecond * kSecondsPerHour));
+    return PerSecondText(bytesPerSecond) + ", " + SizeText(bytesPerSecond * kSecondsPerHour) + " an hour";
 }
 
 } // namespace platform

@@ -30,7 +30,10 @@ private:
     int emptyTurns = 0;
 };
 
-/// A rate as people read it, with what it makes in an hour: "3.6 MB a second, 13 GB an hour".
+/// A rate as people read it: "3.6 MB a second".
+QString PerSecondText(double bytesPerSecond);
+
+/// The same with what it makes in an hour: "3.6 MB a second, 13 GB an hour".
 QString DataRateText(double bytesPerSecond);
 
 } // namespace platform

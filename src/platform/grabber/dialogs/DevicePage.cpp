@@ -1,9 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include "platform/grabber/dialogs/DevicePage.h"
 
+#include <QLabel>
+
 #include <algorithm>
 
 namespace platform {
+namespace {
+
+// The reason as the device's module gives it, or the usual one.
+QString ReasonText(const ListedDevice& device)
+{
+    const QString reason = SentenceText(device.reason);
+    return reason.isEmpty() ? Quoted(DeviceName(device.name)) +
+                                  " is in use by another program. Close that program, then choose the device here."
+                            : reason;
+}
+
+} // namespace
 
 void DevicePopup::showPopup()
 {
@@ -14,6 +28,7 @@ void DevicePopup::showPopup()
 DevicePage::DevicePage(SettingsTrial& tried) : trial(tried), devices(trial.Tried().Devices())
 {
     AddRow("&Device:", device);
+    Form()->addRow(QString(), unavailable);
     AddRow("&Input:", input);
     device->BeforeOpening = [this] {
         devices = trial.Tried().Devices();
@@ -54,11 +69,25 @@ void DevicePage::ShowDevices()
     for (const ListedDevice& one : devices) {
         const bool canBeHad = one.available || one.identity == present.identity;
         choices.push_back(
-            {ToText(one.name) + (canBeHad ? "" : " (in use)"), static_cast<int>(choices.size()), canBeHad});
+            {DeviceName(one.name) + (canBeHad ? "" : " (not available)"), static_cast<int>(choices.size()), canBeHad});
     }
     if (listed == devices.end())
-        choices.push_back({ToText(present.name) + " (not connected)", chosen});
+        choices.push_back({DeviceName(present.name) + " (not connected)", chosen});
     ShowChoices(*device, choices, chosen);
+    ShowReasons();
+}
+
+void DevicePage::ShowReasons()
+{
+    const ListedDevice present = trial.Tried().Device();
+    QStringList reasons;
+    for (const ListedDevice& one : devices)
+        if (!one.available && one.identity != present.identity)
+            reasons << ReasonText(one);
+    const QString text = reasons.join('\n');
+    if (text != unavailable->text())
+        unavailable->setText(text);
+    Form()->setRowVisible(unavailable, !reasons.isEmpty());
 }
 
 void DevicePage::ShowSettings()
@@ -69,7 +98,7 @@ void DevicePage::ShowSettings()
     for (const std::string& name : present.inputs)
         choices.push_back({ToText(name), static_cast<int>(choices.size())});
     ShowChoices(*input, choices, present.input);
-    Form()->setRowVisible(input, !choices.empty());
+    Form()->setRowVisible(input, choices.size() > 1);
 }
 
 } // namespace platform

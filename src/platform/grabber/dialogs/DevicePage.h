@@ -30,12 +30,14 @@ protected:
 
 private:
     void ShowDevices();
+    void ShowReasons();
     void ChooseDevice(int index);
 
     SettingsTrial& trial;
     std::vector<ListedDevice> devices; ///< as the popup lists them
     DevicePopup* device = new DevicePopup;
     QComboBox* input = new QComboBox;
+    QLabel* unavailable = NewNote();
 };
 
 } // namespace platform

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/grabber/dialogs/LevelBars.h"
 
+#include "platform/grabber/dialogs/Texts.h"
+
+#include <QEvent>
 #include <QPainter>
 
 #include <algorithm>
@@ -9,58 +12,144 @@
 namespace platform {
 namespace {
 
-constexpr int kFullScale = 255;
-constexpr int kBarHeight = 12;
 constexpr int kGap = 4;
-constexpr int kMarkWidth = 14;
-// What one of eight bits tells apart: the scale begins there.
-constexpr double kLowestDecibels = -48;
-// Thirty calls make a second: a bar falls by its length in one, a mark stays for three.
-constexpr double kFall = 1.0 / 30;
-constexpr int kMarkedCalls = 90;
-// From here on the bar is yellow, the usual room that speech is given.
+constexpr int kLettersWide = 36;
+constexpr double kLowestDecibels = -60;
+constexpr int kMarks[] = {-60, -48, -36, -24, -12, -6, 0};
+// Thirty calls make a second: a bar falls by its length in two, a peak is held for two, a lamp stays lit for three.
+constexpr double kFall = 1.0 / 60;
+constexpr int kHeldCalls = 60;
+constexpr int kLitCalls = 90;
+// The highest level of 8 bits, and less than a tenth of a decibel below that of 16 bits.
+constexpr double kClips = 127.0 / 128;
+// From here on the bar is yellow, the usual headroom of speech.
 constexpr double kHeadroomDecibels = -9;
+
+const QColor kGreen(0x2e, 0xa0, 0x43);
+const QColor kYellow(0xe0, 0xb0, 0x20);
+const QColor kRed(0xd0, 0x20, 0x20);
+
+double DecibelsOf(double level)
+{
+    return 20 * std::log10(level);
+}
 
 double PlaceOf(double decibels)
 {
     return std::clamp(1 - decibels / kLowestDecibels, 0.0, 1.0);
 }
 
+double PlaceOfLevel(double level)
+{
+    return level > 0 ? PlaceOf(DecibelsOf(level)) : 0;
+}
+
 } // namespace
 
 LevelBars::LevelBars()
 {
-    setFixedHeight(2 * kBarHeight + kGap);
-    setMinimumWidth(160);
+    setAccessibleName("Level");
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
-void LevelBars::Show(uint8_t left, uint8_t right)
+int LevelBars::LineHeight() const
 {
-    const std::array<uint8_t, 2> levels{left, right};
-    for (size_t i = 0; i < bars.size(); ++i) {
-        const double level = levels[i] == 0 ? 0 : PlaceOf(20 * std::log10(double{1} * levels[i] / kFullScale));
-        bars[i].shown = std::max(level, bars[i].shown - kFall);
-        bars[i].clipped = levels[i] == kFullScale ? kMarkedCalls : std::max(bars[i].clipped - 1, 0);
+    return fontMetrics().height();
+}
+
+QSize LevelBars::sizeHint() const
+{
+    return {kLettersWide * fontMetrics().averageCharWidth(), 3 * LineHeight() + 2 * kGap};
+}
+
+void LevelBars::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::FontChange)
+        updateGeometry();
+    QWidget::changeEvent(event);
+}
+
+void LevelBars::Follow(Bar& bar, double level)
+{
+    bar.shown = std::max(PlaceOfLevel(level), bar.shown - kFall);
+    bar.callsToHold = std::max(bar.callsToHold - 1, 0);
+    if (level >= bar.highest || bar.callsToHold == 0) {
+        bar.highest = level;
+        bar.callsToHold = kHeldCalls;
     }
-    const bool clips = std::ranges::any_of(bars, [](const Bar& bar) { return bar.clipped > 0; });
-    setAccessibleDescription(clips ? "clipping" : QString("left %1, right %2 of 255").arg(left).arg(right));
+    bar.callsToLight = level >= kClips ? kLitCalls : std::max(bar.callsToLight - 1, 0);
+}
+
+void LevelBars::Show(double left, double right)
+{
+    Follow(bars[0], left);
+    Follow(bars[1], right);
+    setAccessibleDescription(Text());
     update();
+}
+
+QString LevelBars::Text() const
+{
+    const double highest = std::max(bars[0].highest, bars[1].highest);
+    if (highest <= 0)
+        return "Silence";
+    const QString peak = "Peak " + NumberText(DecibelsOf(highest), 1) + " dB";
+    const bool clips = std::ranges::any_of(bars, [](const Bar& bar) { return bar.callsToLight > 0; });
+    return clips ? peak + ", too loud: lower the gain" : peak;
+}
+
+// Beside the letters of the sides and the lamps.
+QRect LevelBars::RoomOfBars() const
+{
+    const int letter = fontMetrics().horizontalAdvance("R") + kGap;
+    return rect().adjusted(letter, 0, -LineHeight() - kGap, 0);
 }
 
 void LevelBars::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
-    const int length = width() - kMarkWidth - kGap;
-    const int headroom = static_cast<int>(PlaceOf(kHeadroomDecibels) * length);
-    int top = 0;
-    for (const Bar& bar : bars) {
-        const int shown = static_cast<int>(std::lround(bar.shown * length));
-        painter.fillRect(0, top, length, kBarHeight, palette().color(QPalette::Mid));
-        painter.fillRect(0, top, std::min(shown, headroom), kBarHeight, QColor(0x2e, 0xa0, 0x43));
-        painter.fillRect(headroom, top, std::max(shown - headroom, 0), kBarHeight, QColor(0xe0, 0xb0, 0x20));
-        painter.fillRect(length + kGap, top, kMarkWidth, kBarHeight,
-                         bar.clipped > 0 ? QColor(0xd0, 0x20, 0x20) : palette().color(QPalette::Mid));
-        top += kBarHeight + kGap;
+    PaintBar(painter, bars[0], "L", 0);
+    PaintBar(painter, bars[1], "R", LineHeight() + kGap);
+    PaintScale(painter);
+}
+
+void LevelBars::PaintBar(QPainter& painter, const Bar& bar, const QString& side, int top) const
+{
+    const QRect room(RoomOfBars().left(), top, RoomOfBars().width(), LineHeight());
+    const auto part = [&](double from, double to) {
+        const int left = room.left() + static_cast<int>(std::lround(from * room.width()));
+        const int right = room.left() + static_cast<int>(std::lround(to * room.width()));
+        return QRect(left, top, std::max(right - left, 0), room.height());
+    };
+    const double headroom = PlaceOf(kHeadroomDecibels);
+    const QColor empty = palette().color(QPalette::Mid);
+    painter.setPen(palette().color(QPalette::WindowText));
+    painter.drawText(QRect(0, top, room.left(), room.height()), Qt::AlignLeft | Qt::AlignVCenter, side);
+    painter.fillRect(room, empty);
+    painter.fillRect(part(0, std::min(bar.shown, headroom)), kGreen);
+    painter.fillRect(part(headroom, std::max(bar.shown, headroom)), kYellow);
+    if (const double held = PlaceOfLevel(bar.highest); held > 0)
+        painter.fillRect(part(held, held).adjusted(-2, 0, 1, 0) & room, palette().color(QPalette::WindowText));
+    painter.fillRect(QRect(room.right() + 1 + kGap, top, room.height(), room.height()),
+                     bar.callsToLight > 0 ? kRed : empty);
+}
+
+// A mark is left out where it would touch its neighbour.
+void LevelBars::PaintScale(QPainter& painter) const
+{
+    const QRect room = RoomOfBars();
+    const int top = 2 * (LineHeight() + kGap);
+    int free = 0;
+    painter.setPen(palette().color(QPalette::WindowText));
+    for (const int mark : kMarks) {
+        const QString text = mark == 0 ? QString("0 dB") : QString::number(mark);
+        const int width = fontMetrics().horizontalAdvance(text);
+        const int middle = room.left() + static_cast<int>(PlaceOf(mark) * room.width());
+        const int left = std::clamp(middle - width / 2, 0, std::max(rect().width() - width, 0));
+        if (left < free)
+            continue;
+        painter.drawText(QRect(left, top, width, LineHeight()), Qt::AlignCenter, text);
+        free = left + width + kGap;
     }
 }
 

@@ -15,6 +15,9 @@
 #include <QDialogButtonBox>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QShortcut>
 #include <QTabWidget>
 #include <QVBoxLayout>
@@ -26,7 +29,28 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int kNarrowestPage = 400; // pixels
+constexpr QSize kUsualSize(640, 400); // where the screen has the room
+constexpr QSize kUsualSizeWithPicture(1160, 620);
+
+/// A page that can be scrolled where the screen is too small for it, or its text very large.
+class PageArea : public QScrollArea {
+public:
+    explicit PageArea(QWidget* page)
+    {
+        setWidget(page);
+        setWidgetResizable(true);
+        setFrameShape(QFrame::NoFrame);
+        setFocusPolicy(Qt::NoFocus); // what is on the page takes the keyboard, and is scrolled to
+        viewport()->setAutoFillBackground(false);
+        page->setAutoFillBackground(false);
+    }
+
+    QSize sizeHint() const override { return widget()->sizeHint() + Bars(); }
+    QSize minimumSizeHint() const override { return {widget()->minimumSizeHint().width() + Bars().width(), 0}; }
+
+private:
+    QSize Bars() const { return {verticalScrollBar()->sizeHint().width(), 2 * frameWidth()}; }
+};
 
 // Classic numbers of the events that a filter procedure knows.
 constexpr int32_t kMouseDown = 1;
@@ -51,21 +75,35 @@ QString RefusalText(Result result)
     case noDeviceForChannel:
         return "the device is not there, or another program holds it.";
     case permErr:
-        return "the device only tells this value.";
+        return "this value can only be read.";
     case cantDoThatInCurrentMode:
-        return "this can't be changed while a movie is being recorded.";
+        return "this can't be changed while a movie is being recorded. Stop the recording first.";
     case siInvalidSampleRate:
-        return "the device has not got this rate.";
+        return "the device does not support this rate.";
+    case digiUnimpErr:
+    case siUnknownInfoType:
+        return "the device no longer has this control.";
     default:
-        return QString("the device refused (error %1).").arg(result);
+        return QString("the device did not accept this (error %1).").arg(result);
     }
+}
+
+// The device's own reason, or what is likely.
+QString ReasonText(const ListedDevice& device)
+{
+    const QString reason = SentenceText(device.reason);
+    return reason.isEmpty() ? Quoted(DeviceName(device.name)) +
+                                  " is not there at the moment, or another program holds it. Plug it in, or close that "
+                                  "program."
+                            : reason;
 }
 
 // Whether a turn of the mouse wheel would change a value that the user isn't at: on the way down a page he only wants
 // to see more of it.
 bool IsWheelInPassing(const QEvent& event, const QWidget& widget)
 {
-    const bool holdsValue = widget.inherits("QComboBox") || widget.inherits("QSlider") || widget.inherits("QSpinBox");
+    const bool holdsValue =
+        widget.inherits("QComboBox") || widget.inherits("QSlider") || widget.inherits("QAbstractSpinBox");
     return event.type() == QEvent::Wheel && holdsValue && !widget.hasFocus();
 }
 
@@ -87,15 +125,14 @@ void FillSoundDialog(SettingsDialog& dialog, SettingsTrial& trial, SoundChannel&
 } // namespace
 
 SettingsDialog::SettingsDialog(SettingsTrial& tried, const QString& title, QWidget* parent)
-    : QDialog(parent), trial(tried), parts(new QHBoxLayout), tabs(new QTabWidget), message(new QLabel)
+    : QDialog(parent), trial(tried), parts(new QHBoxLayout), tabs(new QTabWidget), message(NewNote())
 {
-    setWindowTitle(title);
+    setWindowTitle(title + " - Velmora");
+    setSizeGripEnabled(true);
     tabs->setAccessibleName(title);
-    tabs->setMinimumWidth(kNarrowestPage);
+    ResizeOnScreen(kUsualSize);
     parts->addWidget(tabs, 1);
-    message->setWordWrap(true);
-    message->setTextFormat(Qt::PlainText); // it holds names that devices give themselves
-    message->setMinimumHeight(2 * message->fontMetrics().lineSpacing());
+    message->setMinimumHeight(message->fontMetrics().lineSpacing());
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
@@ -118,15 +155,21 @@ SettingsDialog::SettingsDialog(SettingsTrial& tried, const QString& title, QWidg
     retries.start(1s);
 }
 
+void SettingsDialog::ResizeOnScreen(QSize wanted)
+{
+    resize(wanted.boundedTo(screen()->availableSize() * 0.9));
+}
+
 void SettingsDialog::AddPage(const QString& name, SettingsPage* page)
 {
-    tabs->addTab(page, name);
+    tabs->addTab(new PageArea(page), name);
     Adopt(page);
 }
 
 void SettingsDialog::AddLivePart(SettingsPage* part)
 {
-    parts->insertWidget(0, part);
+    parts->insertWidget(0, part, 1); // the picture grows with the dialog
+    ResizeOnScreen(kUsualSizeWithPicture);
     Adopt(part);
 }
 
@@ -162,11 +205,10 @@ void SettingsDialog::ShowArrived()
 
 void SettingsDialog::ShowState()
 {
-    const Channel& channel = trial.Tried();
-    const QString text = channel.DeviceIsGone()
-                             ? QString("\"%1\" is not there at the moment, or another program holds it.")
-                                   .arg(ToText(channel.Device().name))
-                             : refusal;
+    const ListedDevice device = trial.Tried().Device();
+    const QString text = trial.Tried().DeviceIsGone() ? ReasonText(device)
+                         : !refusal.isEmpty()         ? refusal
+                                                      : SentenceText(device.reason);
     if (text == message->text())
         return;
     message->setText(text);

@@ -28,6 +28,7 @@ public:
     bool eventFilter(QObject* receiver, QEvent* event) override;
 
 private:
+    void ResizeOnScreen(QSize wanted);
     void Adopt(SettingsPage* page);
     void ShowSettings();
     void ShowArrived();

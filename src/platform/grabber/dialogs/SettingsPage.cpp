@@ -3,12 +3,14 @@
 
 #include <QAbstractItemView>
 #include <QComboBox>
+#include <QLabel>
 #include <QStandardItemModel>
 
 namespace platform {
 namespace {
 
-constexpr int kCallsInASecond = 30;
+constexpr int kPopupLetters = 24;     // that a popup is wide at least, whatever its choices are
+constexpr int kCallsBetweenShows = 8; // of thirty a second
 
 QStandardItem& ItemOf(const QComboBox& popup, int index)
 {
@@ -22,6 +24,7 @@ QFormLayout* SettingsPage::Form()
     if (layout() == nullptr) {
         auto* form = new QFormLayout(this);
         form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+        form->setRowWrapPolicy(QFormLayout::WrapLongRows);
     }
     return static_cast<QFormLayout*>(layout());
 }
@@ -32,13 +35,15 @@ void SettingsPage::AddRow(const QString& label, QWidget* widget)
     QString name = label;
     if (!widget->inherits("QLabel"))
         widget->setAccessibleName(name.remove('&').remove(':'));
+    if (auto* popup = qobject_cast<QComboBox*>(widget))
+        LimitWidth(*popup);
     RefuseFocusByWheel(*widget);
     Form()->addRow(label, widget);
 }
 
-void SettingsPage::ShowSettingsNowAndThen()
+void SettingsPage::KeepShowingSettings()
 {
-    callsToShow = (callsToShow + 1) % kCallsInASecond;
+    callsToShow = (callsToShow + 1) % kCallsBetweenShows;
     if (callsToShow == 0 && isVisible())
         ShowSettings();
 }
@@ -52,9 +57,18 @@ void RefuseFocusByWheel(QWidget& widget)
             RefuseFocusByWheel(*static_cast<QWidget*>(child));
 }
 
-QString ToText(const std::string& utf8)
+void LimitWidth(QComboBox& popup)
 {
-    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
+    popup.setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    popup.setMinimumContentsLength(kPopupLetters);
+}
+
+QLabel* NewNote()
+{
+    auto* note = new QLabel;
+    note->setTextFormat(Qt::PlainText);
+    note->setWordWrap(true);
+    return note;
 }
 
 void ShowChoices(QComboBox& popup, const std::vector<Choice>& choices, int chosen)

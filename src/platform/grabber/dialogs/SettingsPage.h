@@ -2,9 +2,9 @@
 #pragma once
 
 #include "platform/grabber/SettingsTrial.h"
+#include "platform/grabber/dialogs/Texts.h"
 
 #include <QFormLayout>
-#include <QString>
 #include <QWidget>
 
 #include <functional>
@@ -13,6 +13,7 @@
 #include <vector>
 
 class QComboBox;
+class QLabel;
 
 namespace platform {
 
@@ -38,8 +39,9 @@ protected:
 
     QFormLayout* Form();
 
-    /// For pages on which values change by themselves: called with each `ShowArrived`, shows them anew every second.
-    void ShowSettingsNowAndThen();
+    /// For pages on which other programs, or the device itself, change values: called with each `ShowArrived`, shows
+    /// them again four times a second.
+    void KeepShowingSettings();
 
 private:
     int callsToShow = 0;
@@ -48,7 +50,11 @@ private:
 /// Lets a widget and those in it take the keyboard by a click or the Tab key, but not by the mouse wheel.
 void RefuseFocusByWheel(QWidget& widget);
 
-QString ToText(const std::string& utf8);
+/// Keeps a popup's long choices from widening its page.
+void LimitWidth(QComboBox& popup);
+
+/// A text of a page that may take several lines and is nobody's name.
+QLabel* NewNote();
 
 /// One choice of a popup: what it says and what it stands for.
 struct Choice {

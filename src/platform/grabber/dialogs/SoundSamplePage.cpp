@@ -12,6 +12,11 @@ namespace {
 
 constexpr int kUsualRates[] = {8000, 11025, 16000, 22050, 32000, 44100, 48000};
 
+QString RateText(int rate)
+{
+    return NumberText(rate / 1000.0, rate % 1000 == 0 ? 0 : rate % 100 == 0 ? 1 : rate % 10 == 0 ? 2 : 3) + " kHz";
+}
+
 class SoundSamplePage : public SettingsPage {
 public:
     explicit SoundSamplePage(SoundChannel& tried) : channel(tried)
@@ -54,9 +59,9 @@ private:
             SoundFormat wanted = present;
             wanted.sampleRate = one;
             if (one != inUse && channel.Source().CheckFormat(wanted) == noErr)
-                choices.push_back({QString("%1 kHz").arg(one / 1000.0), one});
+                choices.push_back({RateText(one), one});
         }
-        choices.push_back({QString("%1 kHz").arg(inUse / 1000.0), inUse});
+        choices.push_back({RateText(inUse), inUse});
         std::ranges::sort(choices, {}, &Choice::value);
         ShowChoices(*rate, choices, inUse);
         rate->setEnabled(!channel.FormatIsFixed());

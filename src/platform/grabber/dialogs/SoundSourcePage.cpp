@@ -3,11 +3,10 @@
 #include "platform/grabber/dialogs/DevicePage.h"
 #include "platform/grabber/dialogs/LevelBars.h"
 #include "platform/grabber/dialogs/SoundPages.h"
+#include "platform/grabber/dialogs/ValueEditor.h"
 #include "platform/sound/SoundWatcher.h"
 
 #include <QLabel>
-#include <QSignalBlocker>
-#include <QSlider>
 
 #include <cmath>
 
@@ -18,22 +17,23 @@ constexpr int kPercent = 100;
 
 QString GainText(double gain)
 {
-    if (gain <= 0)
-        return "0 % (silent)";
-    return QString("%1 % (%2 dB)").arg(std::lround(gain * kPercent)).arg(20 * std::log10(gain), 0, 'f', 1);
+    return gain <= 0 ? QString("Silent") : NumberText(20 * std::log10(gain), 1) + " dB";
+}
+
+ImageControl PercentControl(const char* name, int64_t minimum, int64_t maximum, int64_t usual)
+{
+    return {.name = name, .minimum = minimum, .maximum = maximum, .deviceDefault = usual, .unit = "%"};
 }
 
 class SoundSourcePage : public DevicePage {
 public:
     SoundSourcePage(SettingsTrial& trial, SoundChannel& tried) : DevicePage(trial), channel(tried)
     {
-        AddRow("&Gain:", gain);
+        AddRow("&Gain:", gain->Row());
         Form()->addRow(QString(), gainText);
+        AddRow("&Balance, left to right:", balanceRow);
         AddRow("Level:", level);
-        gain->setRange(0, static_cast<int>(kHighestGain * kPercent));
-        gain->setPageStep(kPercent / 10);
-        connect(gain, &QSlider::valueChanged, this,
-                [this](int value) { Changed("Gain", channel.Source().SetGain(double{1} * value / kPercent)); });
+        Form()->addRow(QString(), levelText);
         WatchDevices(sources.FileDescriptor(), [this] { return sources.TakeChange(); });
         WatchDevices(camcorders.Descriptor(), [this] { return !camcorders.Read().empty(); });
         channel.DialogMeter().Switch(2);
@@ -46,18 +46,20 @@ public:
         DevicePage::ShowSettings();
         double present = 1;
         const bool adjustable = channel.Source().GetGain(present) == noErr;
-        const QSignalBlocker quiet(gain);
-        if (!gain->isSliderDown())
-            gain->setValue(static_cast<int>(std::lround(present * kPercent)));
-        gain->setEnabled(adjustable);
+        gain->Show(std::lround(present * kPercent), adjustable);
         gainText->setText(adjustable ? GainText(present) : QString("This device has no gain to set."));
+        double side = 0;
+        const bool balances = channel.Source().GetBalance(side) == noErr;
+        balance->Show(std::lround(side * kPercent), balances);
+        Form()->setRowVisible(balanceRow, balances);
     }
 
     void ShowArrived(std::span<const Sample>) override
     {
         const auto [left, right] = channel.DialogMeter().Levels();
         level->Show(left, right);
-        ShowSettingsNowAndThen(); // a mixer elsewhere sets the gain as well
+        levelText->setText(level->Text());
+        KeepShowingSettings(); // a mixer elsewhere sets the gain as well
     }
 
 protected:
@@ -67,9 +69,20 @@ private:
     SoundChannel& channel;
     SoundWatcher sources;
     DeviceWatcher camcorders{"firewire"};
-    QSlider* gain = new QSlider(Qt::Horizontal);
+    ValueEditor* gain = new ValueEditor(
+        PercentControl("Gain", 0, static_cast<int64_t>(kHighestGain* kPercent), kPercent),
+        [this](int64_t value) { Changed("Gain", channel.Source().SetGain(static_cast<double>(value) / kPercent)); },
+        this);
+    ValueEditor* balance = new ValueEditor(
+        PercentControl("Balance", -kPercent, kPercent, 0),
+        [this](int64_t value) {
+            Changed("Balance", channel.Source().SetBalance(static_cast<double>(value) / kPercent));
+        },
+        this);
+    QWidget* balanceRow = balance->Row();
     QLabel* gainText = new QLabel;
     LevelBars* level = new LevelBars;
+    QLabel* levelText = new QLabel;
 };
 
 } // namespace

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "platform/grabber/dialogs/DataRate.h"
+#include "platform/grabber/dialogs/ValueEditor.h"
 #include "platform/grabber/dialogs/VideoPages.h"
 
 #include <QComboBox>
 #include <QLabel>
-#include <QSignalBlocker>
-#include <QSlider>
 
 #include <algorithm>
 #include <iterator>
@@ -16,7 +15,17 @@ namespace {
 QString QualityText(int quality)
 {
     const char* names[] = {"Least", "Low", "Normal", "High", "Best"};
-    return QString("%1 (%2 %)").arg(names[(quality + 128) / 256]).arg(quality * 100 / kHighestQuality);
+    return names[(quality + 128) / 256];
+}
+
+// Shown in percent of the highest.
+static_assert(kHighestQuality == 1024);
+ImageControl QualityControl(const char* name)
+{
+    return {.name = name,
+            .maximum = kHighestQuality,
+            .deviceDefault = CompressionSettings().spatialQuality,
+            .unit = "× 0.09765625 %"};
 }
 
 constexpr int kKeyFrameRates[] = {1, 10, 15, 30, 60, 150, 300};
@@ -31,7 +40,7 @@ QString KeyFrameText(int rate)
 QString LimitText(int bytesPerSecond)
 {
     const double megabits = static_cast<double>(bytesPerSecond) / kBytesInAMegabit;
-    return bytesPerSecond == 0 ? QString("None") : QString("%1 Mbit a second").arg(megabits);
+    return bytesPerSecond == 0 ? QString("None") : ShortNumberText(megabits) + " Mbit a second";
 }
 
 // A popup's choices: 0, the usual values, and the present one where it is none of them.
@@ -52,30 +61,19 @@ public:
     explicit VideoCompressionPage(VideoChannel& tried) : channel(tried), known(AvailableCompressors())
     {
         AddRow("Com&pressor:", compressor);
-        AddRow("&Quality:", quality);
+        AddRow("&Quality:", quality->Row());
         Form()->addRow(QString(), qualityText);
         AddRow("D&epth:", depth);
         AddRow("&Key frames:", keyFrames);
-        AddRow("&Between them:", betweenQuality);
+        AddRow("&Between them:", betweenQuality->Row());
         Form()->addRow(QString(), betweenText);
         AddRow("&Rate limit:", rateLimit);
         AddRow("Data rate:", dataRate);
-        AddRow(QString(), tooSlow);
-        tooSlow->setWordWrap(true);
-        for (QSlider* slider : {quality, betweenQuality}) {
-            slider->setRange(0, kHighestQuality);
-            slider->setPageStep(kHighestQuality / 8);
-        }
-        betweenQuality->setAccessibleName("Quality between key frames");
+        Form()->addRow(QString(), tooSlow);
         using Settings = CompressionSettings;
         connect(compressor, &QComboBox::activated, this, [this] {
             const auto codec = static_cast<FourCharCode>(compressor->currentData().toInt());
             Take("Compressor", [=](Settings& wanted) { wanted.codec = codec; });
-        });
-        connect(quality, &QSlider::valueChanged, this,
-                [this](int value) { Take("Quality", [=](Settings& wanted) { wanted.spatialQuality = value; }); });
-        connect(betweenQuality, &QSlider::valueChanged, this, [this](int value) {
-            Take("Quality between key frames", [=](Settings& wanted) { wanted.temporalQuality = value; });
         });
         TakeChoicesOf(*depth, "Depth", &Settings::depth);
         TakeChoicesOf(*keyFrames, "Key frames", &Settings::keyFrameRate);
@@ -99,7 +97,7 @@ public:
             rate.Add(frame.captureTime, frame.data.Size());
         rate.NoteTurn(!arrived.empty());
         const double bytesPerSecond = rate.BytesPerSecond();
-        dataRate->setText(bytesPerSecond > 0 ? DataRateText(bytesPerSecond) : QString("measuring"));
+        dataRate->setText(bytesPerSecond > 0 ? DataRateText(bytesPerSecond) : QString("Measuring"));
         const uint64_t givenUp = channel.Counts().droppedInQueue - givenUpBefore;
         tooSlow->setText(givenUp == 0 ? QString()
                                       : QString("This machine is too slow for this compressor at this frame size and "
@@ -127,9 +125,7 @@ private:
 
     void ShowQuality(int32_t present, bool compresses, bool adjustable)
     {
-        const QSignalBlocker quiet(quality);
-        quality->setValue(present);
-        quality->setEnabled(adjustable);
+        quality->Show(present, adjustable);
         qualityText->setText(!compresses  ? QString("Frames are kept as the device delivers them.")
                              : adjustable ? QualityText(present)
                                           : QString("This compressor has one quality."));
@@ -155,13 +151,21 @@ private:
         ShowChoices(*keyFrames, ChoicesWith(rate, {std::begin(kKeyFrameRates), std::end(kKeyFrameRates)}, KeyFrameText),
                     rate);
         ShowChoices(*rateLimit, ChoicesWith(limit, limits, LimitText), limit);
-        const QSignalBlocker quiet(betweenQuality);
-        betweenQuality->setValue(present.temporalQuality);
+        betweenQuality->Show(present.temporalQuality, isInterFrame && rate != 1);
         betweenText->setText(rate == 1 ? QString("Each frame is stored by itself.")
                                        : QualityText(present.temporalQuality));
-        betweenQuality->setEnabled(isInterFrame && rate != 1);
         keyFrames->setEnabled(isInterFrame);
         rateLimit->setEnabled(isInterFrame);
+    }
+
+    ValueEditor* NewQuality(const char* name, int32_t CompressionSettings::*field)
+    {
+        return new ValueEditor(
+            QualityControl(name),
+            [=, this](int64_t value) {
+                Take(name, [=](CompressionSettings& wanted) { wanted.*field = static_cast<int32_t>(value); });
+            },
+            this);
     }
 
     void TakeChoicesOf(QComboBox& popup, const QString& setting, int32_t CompressionSettings::*field)
@@ -183,15 +187,15 @@ private:
     VideoChannel& channel;
     const std::vector<CompressorName> known;
     QComboBox* compressor = new QComboBox;
-    QSlider* quality = new QSlider(Qt::Horizontal);
+    ValueEditor* quality = NewQuality("Quality", &CompressionSettings::spatialQuality);
     QLabel* qualityText = new QLabel;
     QComboBox* depth = new QComboBox;
     QComboBox* keyFrames = new QComboBox;
-    QSlider* betweenQuality = new QSlider(Qt::Horizontal);
+    ValueEditor* betweenQuality = NewQuality("Quality between key frames", &CompressionSettings::temporalQuality);
     QLabel* betweenText = new QLabel;
     QComboBox* rateLimit = new QComboBox;
     QLabel* dataRate = new QLabel;
-    QLabel* tooSlow = new QLabel;
+    QLabel* tooSlow = NewNote();
     DataRate rate;
     uint64_t givenUpBefore = channel.Counts().droppedInQueue;
 };

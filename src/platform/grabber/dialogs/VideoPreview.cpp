@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/compression/FrameDecoder.h"
 #include "platform/compression/KeyFrames.h"
+#include "platform/compression/ViewDrawing.h"
 #include "platform/grabber/dialogs/DataRate.h"
 #include "platform/grabber/dialogs/VideoPages.h"
 
@@ -12,14 +13,16 @@
 namespace platform {
 namespace {
 
-constexpr QSize kPictureSize(320, 240);
+constexpr QSize kSmallest(160, 120);
+constexpr QSize kUsual(480, 360);
 
-/// Draws the newest frame into itself, in the frame's own shape.
+/// Draws the newest frame into itself, as large as there is room for it.
 class Picture : public QWidget {
 public:
     Picture()
     {
-        setMinimumSize(kPictureSize);
+        setMinimumSize(kSmallest);
+        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
         setAccessibleName("Preview");
     }
 
@@ -36,14 +39,16 @@ public:
     }
 
     QSize FrameSize() const { return image.size(); }
+    QSize sizeHint() const override { return kUsual; }
 
 protected:
     void paintEvent(QPaintEvent*) override
     {
         QPainter painter(this);
         painter.fillRect(rect(), Qt::black);
-        QRect shown({}, image.size().scaled(size(), Qt::KeepAspectRatio));
-        shown.moveCenter(rect().center());
+        const PictureShape shape = ShapeOfFrame(image.width(), image.height());
+        QRectF shown({}, QSizeF(shape.width, shape.height).scaled(size(), Qt::KeepAspectRatio));
+        shown.moveCenter(QRectF(rect()).center());
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.drawImage(shown, image);
     }
@@ -80,6 +85,7 @@ public:
         column->addWidget(picture, 1);
         column->addWidget(caption);
         caption->setAlignment(Qt::AlignCenter);
+        caption->setWordWrap(true);
     }
 
     void ShowArrived(std::span<const Sample> arrived) override
@@ -92,8 +98,8 @@ public:
         caption->setText(rate.SamplesPerSecond() > 0 ? QString("%1 × %2, %3 frames a second")
                                                            .arg(picture->FrameSize().width())
                                                            .arg(picture->FrameSize().height())
-                                                           .arg(rate.SamplesPerSecond(), 0, 'f', 1)
-                                                     : QString("no picture"));
+                                                           .arg(NumberText(rate.SamplesPerSecond(), 1))
+                                                     : QString("No picture"));
     }
 
 private:

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/digitizer/DeviceWatcher.h"
+#include "platform/drawing/PixelFormat.h"
+#include "platform/grabber/dialogs/DataRate.h"
 #include "platform/grabber/dialogs/DevicePage.h"
 #include "platform/grabber/dialogs/VideoPages.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace platform {
 namespace {
@@ -13,11 +16,13 @@ public:
     VideoSourcePage(SettingsTrial& trial, VideoChannel& tried) : DevicePage(trial), channel(tried)
     {
         AddRow("S&tandard:", standard);
+        AddRow("&Picture:", preset);
         AddRow("&Format:", format);
         AddRow("Frame si&ze:", size);
         AddRow("Frame &rate:", rate);
         connect(standard, &QComboBox::activated, this,
                 [this](int index) { Changed("Standard", channel.TheDigitizer().SelectStandard(index)); });
+        connect(preset, &QComboBox::activated, this, [this] { TakePreset(); });
         for (QComboBox* popup : {format, size, rate})
             connect(popup, &QComboBox::activated, this, [this, popup] { TakeFormat(popup); });
         for (DeviceWatcher* watcher : {&cameras, &camcorders})
@@ -32,12 +37,15 @@ public:
         offered = channel.TheDigitizer().Formats();
         if (std::ranges::find(offered, present) == offered.end())
             offered.push_back(present);
+        ShowPresets(present);
         ShowOffered(*format, NameOfFormat, [](const CaptureFormat&) { return true; });
         ShowOffered(*size, NameOfSize, [&](const CaptureFormat& one) { return one.format == present.format; });
         ShowOffered(*rate, NameOfRate, [&](const CaptureFormat& one) {
             return one.format == present.format && one.width == present.width && one.height == present.height;
         });
     }
+
+    void ShowArrived(std::span<const Sample>) override { KeepShowingSettings(); }
 
 protected:
     Result SelectInput(int input) override { return channel.TheDigitizer().SelectInput(input); }
@@ -48,9 +56,49 @@ private:
         return ToText(DescriptionOfPassThrough(one.format, one.width, one.height).name);
     }
     static QString NameOfSize(const CaptureFormat& one) { return QString("%1 × %2").arg(one.width).arg(one.height); }
-    static QString NameOfRate(const CaptureFormat& one)
+    static QString NameOfRate(const CaptureFormat& one) { return ShortNumberText(one.frameRate) + " frames a second"; }
+
+    // "1280 × 720, 30 a second, Motion JPEG". What uncompressed pictures come to is known beforehand.
+    static QString NameOfPreset(const CaptureFormat& one)
     {
-        return QString("%1 frames a second").arg(one.frameRate, 0, 'g', 4);
+        const double bytesPerSecond = one.frameRate * one.height * PackedRowBytes(one.format, one.width);
+        const QString format = one.format == CodeOf("jpeg") ? QString("Motion JPEG") : NameOfFormat(one);
+        return NameOfSize(one) + ", " + ShortNumberText(one.frameRate) + " a second, " + format +
+               (bytesPerSecond > 0 ? ", " + PerSecondText(bytesPerSecond) : QString());
+    }
+
+    // Each size of each format at its highest rate, the largest first, and the format in use whatever its rate is.
+    void ShowPresets(const CaptureFormat& present)
+    {
+        std::vector<size_t> best;
+        for (size_t i = 0; i < offered.size(); ++i) {
+            const auto isSame = [&](size_t other) {
+                return offered[other].format == offered[i].format && offered[other].width == offered[i].width &&
+                       offered[other].height == offered[i].height;
+            };
+            const auto known = std::ranges::find_if(best, isSame);
+            if (known == best.end())
+                best.push_back(i);
+            else if (offered[*known].frameRate < offered[i].frameRate)
+                *known = i;
+        }
+        const auto inUse = static_cast<size_t>(std::ranges::find(offered, present) - offered.begin());
+        if (std::ranges::find(best, inUse) == best.end())
+            best.push_back(inUse);
+        std::ranges::stable_sort(best, std::greater(), [this](size_t index) {
+            return std::pair(int64_t{offered[index].width} * offered[index].height, offered[index].frameRate);
+        });
+        std::vector<Choice> choices;
+        for (const size_t index : best)
+            choices.push_back({NameOfPreset(offered[index]), static_cast<int>(index)});
+        ShowChoices(*preset, choices, static_cast<int>(inUse));
+    }
+
+    void TakePreset()
+    {
+        const auto index = static_cast<size_t>(preset->currentData().toInt());
+        if (index < offered.size())
+            Changed("Picture", channel.SetFormat(offered[index]));
     }
 
     void ShowStandards()
@@ -59,7 +107,7 @@ private:
         for (const std::string& name : channel.TheDigitizer().Standards())
             choices.push_back({ToText(name), static_cast<int>(choices.size())});
         ShowChoices(*standard, choices, channel.TheDigitizer().Standard());
-        Form()->setRowVisible(standard, !choices.empty());
+        Form()->setRowVisible(standard, choices.size() > 1);
     }
 
     // One choice for each name among the formats on offer that go with what the rows above say; its value is the place
@@ -103,6 +151,7 @@ private:
     DeviceWatcher cameras{"video4linux"};
     DeviceWatcher camcorders{"firewire"};
     QComboBox* standard = new QComboBox;
+    QComboBox* preset = new QComboBox;
     QComboBox* format = new QComboBox;
     QComboBox* size = new QComboBox;
     QComboBox* rate = new QComboBox;
