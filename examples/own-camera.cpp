@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A family of cameras of the program's own: it appears in every list beside the real ones, and the control shows,
-// records and grabs from it. This one makes a picture whose brightness rises with each frame; a real one would take
-// them from a network, an instrument or another library. The program records it: own-camera SECONDS Movie.mov
+// records and grabs from it. This one makes pictures of rising brightness; a real one would take them from a network or
+// an instrument. The program records it: own-camera SECONDS Movie.mov
 #include "HeadlessRecorder.h"
 
 #include <platform/digitizer/CameraDigitizer.h>
@@ -36,8 +36,7 @@ public:
     {
         actual = kOnly;
         timer = platform::UniqueFD(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
-        constexpr long period = 1'000'000'000 / 25;
-        const itimerspec every{.it_interval = {0, period}, .it_value = {0, period}};
+        const itimerspec every{.it_interval = {0, 40'000'000}, .it_value = {0, 40'000'000}};
         if (!timer || timerfd_settime(timer.Get(), 0, &every, nullptr) != 0)
             return {.result = platform::noDeviceForChannel, .reason = "No timer is left."};
         return {};
