@@ -65,7 +65,7 @@ fi
 
 new_units=""
 for service in $services; do
-    is_installed "${service%%:*}" || new_units="$new_units ${service#*:}"
+    is_installed "${service%%:*}" || new_units="$new_units $service"
 done
 
 echo "Velmora needs these packages: $*"
@@ -75,6 +75,10 @@ LC_ALL=C apt-get install -o Debug::NoLocking=1 --assume-no --no-install-recommen
     grep -E 'newly installed|Need to get|disk space will be used|Installing:|Download size|Space needed' || true
 as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "$@"
 
-for unit in $new_units; do
-    [ ! -e "/usr/lib/systemd/user/$unit" ] || as_root deb-systemd-helper --user disable "$unit" >/dev/null
+# As the packages' own scripts do it, and remembered over their updates.
+for service in $new_units; do
+    unit=${service#*:}
+    [ -e "/usr/lib/systemd/user/$unit" ] || continue
+    as_root env DPKG_MAINTSCRIPT_PACKAGE="${service%%:*}" deb-systemd-helper --user disable "$unit" >/dev/null ||
+        echo "install-packages.sh: $unit could not be disabled" >&2
 done
