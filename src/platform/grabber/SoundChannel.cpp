@@ -36,7 +36,7 @@ SharedDescription MakeDescription(const SoundFormat& format, const SoundCoding& 
 bool IsSound(const SoundFormat& format)
 {
     return format.sampleRate >= 1 && (format.channels == 1 || format.channels == 2) &&
-           (format.sampleSize == 8 || format.sampleSize == 16);
+           (format.sampleSize == 8 || format.sampleSize == 16 || format.sampleSize == 24);
 }
 
 int64_t DurationOf(const CapturedSound& sound)

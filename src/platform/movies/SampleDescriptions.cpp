@@ -60,6 +60,22 @@ Result FileFormOfImage(std::span<const uint8_t> record, std::span<const uint8_t>
     return noErr;
 }
 
+// Samples of 24 bits are described in version 1, which tells how many bytes a sample and a frame take; its field for
+// the sample size says 16 for whatever is larger.
+void MakeVersion1(std::vector<uint8_t>& fileForm)
+{
+    constexpr uint32_t kSampleBytes = 3;
+    ByteWriter version1;
+    version1.U32(1); // samples to a packet
+    version1.U32(kSampleBytes);
+    version1.U32(kSampleBytes * FileField16(fileForm, kSoundChannels));
+    version1.U32(2); // as uncompressed
+    fileForm.insert(fileForm.begin() + kSoundDescriptionSize, version1.Bytes().begin(), version1.Bytes().end());
+    fileForm[kSoundVersion + 1] = 1;
+    fileForm[kSoundSampleSize + 1] = 16;
+    fileForm[3] = static_cast<uint8_t>(fileForm.size());
+}
+
 Result FileFormOfSound(std::span<const uint8_t> record, std::vector<uint8_t>& fileForm)
 {
     if (record.size() < kSoundDescriptionSize)
@@ -74,6 +90,8 @@ Result FileFormOfSound(std::span<const uint8_t> record, std::vector<uint8_t>& fi
     Swap(fileForm, kSound16, 2);
     if (version == 1)
         Swap(fileForm, kSoundV132, 4);
+    else if (FormatOf(fileForm) == CodeOf("in24"))
+        MakeVersion1(fileForm);
     return noErr;
 }
 
@@ -125,6 +143,8 @@ int64_t BytesPerSoundFrame(std::span<const uint8_t> fileForm)
     case CodeOf("twos"):
     case CodeOf("sowt"):
         return channels * FileField16(fileForm, kSoundSampleSize) / 8;
+    case CodeOf("in24"):
+        return channels * 3;
     case CodeOf("ulaw"):
     case CodeOf("alaw"):
         return channels;

@@ -12,9 +12,11 @@
 #include "platform/sound/ClockRecovery.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/sound/Sample24.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -38,7 +40,9 @@ SwrContext* MakeResampler(const SoundFormat& format)
 {
     AVChannelLayout layout{};
     av_channel_layout_default(&layout, format.channels);
-    const AVSampleFormat samples = format.sampleSize == 8 ? AV_SAMPLE_FMT_U8 : AV_SAMPLE_FMT_S16;
+    const AVSampleFormat samples = format.sampleSize == 8    ? AV_SAMPLE_FMT_U8
+                                   : format.sampleSize == 16 ? AV_SAMPLE_FMT_S16
+                                                             : AV_SAMPLE_FMT_S32;
     const int rate = static_cast<int>(std::lround(format.sampleRate));
     SwrContext* made = nullptr;
     if (swr_alloc_set_opts2(&made, &layout, samples, rate, &layout, samples, rate, 0, nullptr) < 0)
@@ -148,16 +152,39 @@ std::span<const uint8_t> ClockRecovery::Resample(std::span<const uint8_t> bytes)
     return Convert(bytes);
 }
 
+// The resampler knows no samples of three bytes: they are widened for it, and narrowed behind it.
 std::span<const uint8_t> ClockRecovery::Convert(std::span<const uint8_t> bytes)
 {
-    const auto frameBytes = static_cast<size_t>(format.BytesPerFrame());
-    const auto given = static_cast<int>(bytes.size() / frameBytes);
+    const bool isPacked = format.sampleSize == 24;
+    const auto frameBytes = static_cast<size_t>(isPacked ? 4 * format.channels : format.BytesPerFrame());
+    const auto given = static_cast<int>(bytes.size() / static_cast<size_t>(format.BytesPerFrame()));
     const int room = given + given / 100 + static_cast<int>(kHistoryFrames);
     output.resize(std::max(output.size(), static_cast<size_t>(room) * frameBytes));
     uint8_t* target = output.data();
-    const uint8_t* source = bytes.data();
-    const int made = swr_convert(resampler.get(), &target, room, &source, given);
-    return std::span(output).first(static_cast<size_t>(std::max(made, 0)) * frameBytes);
+    const uint8_t* source = isPacked ? Widened(bytes) : bytes.data();
+    const int made = std::max(0, swr_convert(resampler.get(), &target, room, &source, given));
+    const auto converted = std::span(output).first(static_cast<size_t>(made) * frameBytes);
+    return isPacked ? Narrowed(converted) : converted;
+}
+
+const uint8_t* ClockRecovery::Widened(std::span<const uint8_t> packed)
+{
+    wide.resize(packed.size() / 3);
+    for (size_t i = 0; i < wide.size(); ++i)
+        wide[i] = WideSample24(&packed[3 * i]);
+    return reinterpret_cast<const uint8_t*>(wide.data());
+}
+
+// In place: what is written lies before what is still to be read.
+std::span<const uint8_t> ClockRecovery::Narrowed(std::span<uint8_t> samples)
+{
+    const size_t count = samples.size() / 4;
+    for (size_t i = 0; i < count; ++i) {
+        int32_t sample;
+        std::memcpy(&sample, &samples[4 * i], sizeof sample);
+        PutWideSample24(&samples[3 * i], sample);
+    }
+    return samples.first(3 * count);
 }
 
 void ClockRecovery::Remember(std::span<const uint8_t> bytes)

@@ -54,6 +54,8 @@ private:
     void Engage();
     std::span<const uint8_t> Resample(std::span<const uint8_t> bytes);
     std::span<const uint8_t> Convert(std::span<const uint8_t> bytes);
+    const uint8_t* Widened(std::span<const uint8_t> packed);
+    static std::span<const uint8_t> Narrowed(std::span<uint8_t> samples);
     void Remember(std::span<const uint8_t> bytes);
 
     const Settings settings;
@@ -72,6 +74,7 @@ private:
     std::unique_ptr<SwrContext, Release> resampler; ///< null while the sound is passed on as it is
     std::vector<uint8_t> history;                   ///< the last frames passed on, with which the resampler begins
     std::vector<uint8_t> output;
+    std::vector<int32_t> wide; ///< samples of 24 bits on their way to the resampler
 };
 
 } // namespace platform

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/clock/MonotonicClock.h"
+#include "platform/sound/Sample24.h"
 #include "platform/sound/SoundInput.h"
 
 #include <algorithm>
@@ -28,6 +29,11 @@ uint64_t PeakOf(const CapturedSound& sound, size_t channel)
         for (size_t i = channel; i < sound.bytes.size(); i += channels)
             peak = std::max(peak, std::abs(sound.bytes[i] - 128));
         return static_cast<uint64_t>(peak) * 256;
+    }
+    if (sound.format.sampleSize == 24) {
+        for (size_t i = 3 * channel; i + 3 <= sound.bytes.size(); i += 3 * channels)
+            peak = std::max(peak, std::abs(WideSample24(&sound.bytes[i]) >> 16));
+        return static_cast<uint64_t>(peak);
     }
     const size_t samples = sound.bytes.size() / 2;
     for (size_t i = channel; i < samples; i += channels) {

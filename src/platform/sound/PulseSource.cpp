@@ -13,6 +13,7 @@
 #include "platform/sound/PulseSource.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/sound/Sample24.h"
 
 #include <algorithm>
 #include <array>
@@ -220,7 +221,9 @@ void PulseSource::ConnectionLost()
 void PulseSource::OpenStream(pa_context* context)
 {
     const SoundFormat streamed = StreamFormat();
-    const pa_sample_spec spec{.format = streamed.sampleSize == 8 ? PA_SAMPLE_U8 : PA_SAMPLE_S16NE,
+    const pa_sample_spec spec{.format = streamed.sampleSize == 8    ? PA_SAMPLE_U8
+                                        : streamed.sampleSize == 16 ? PA_SAMPLE_S16NE
+                                                                    : PA_SAMPLE_S24NE,
                               .rate = static_cast<uint32_t>(streamed.sampleRate),
                               .channels = static_cast<uint8_t>(streamed.channels)};
     stream = pa_stream_new(context, name.c_str(), &spec, nullptr);
@@ -313,6 +316,8 @@ std::span<const uint8_t> PulseSource::AsWanted(std::span<const uint8_t> stereo)
     for (size_t i = 0; i < mixed.size(); i += static_cast<size_t>(format.BytesPerFrame())) {
         if (format.sampleSize == 8) {
             mixed[i] = static_cast<uint8_t>((stereo[2 * i] + stereo[2 * i + 1]) / 2);
+        } else if (format.sampleSize == 24) {
+            PutWideSample24(&mixed[i], WideSample24(&stereo[2 * i]) / 2 + WideSample24(&stereo[2 * i + 3]) / 2);
         } else {
             std::array<int16_t, 2> frame;
             std::memcpy(frame.data(), &stereo[2 * i], sizeof frame);

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 // From PCM as sources deliver it to the coding of a channel.
 //
-// Every sample passes through a signed 16-bit value: 8-bit sources are widened to it, and each coding is a small
-// writer from it. Multi-byte codings are written byte by byte, so that the result doesn't depend on the host.
+// Every sample passes through a signed 32-bit value at full scale: narrower sources are widened to it, and each coding
+// is a small writer from it or from its upper half. Multi-byte codings are written byte by byte, so that the result
+// doesn't depend on the host.
 #include "platform/sound/SoundFormatConversion.h"
+
+#include "platform/sound/Sample24.h"
 
 #include <algorithm>
 #include <bit>
@@ -16,6 +19,7 @@ namespace {
 constexpr FourCharCode kRaw = CodeOf("raw ");
 constexpr FourCharCode kTwos = CodeOf("twos");
 constexpr FourCharCode kSowt = CodeOf("sowt");
+constexpr FourCharCode kIn24 = CodeOf("in24");
 constexpr FourCharCode kMuLaw = CodeOf("ulaw");
 constexpr FourCharCode kALaw = CodeOf("alaw");
 
@@ -48,10 +52,12 @@ int Narrowed(int sample)
 int SampleAt(const uint8_t* source, int32_t sampleSize, size_t index)
 {
     if (sampleSize == 8)
-        return (source[index] - 128) * 256;
+        return (source[index] - 128) * (1 << 24);
+    if (sampleSize == 24)
+        return WideSample24(source + index * 3);
     int16_t sample;
     std::memcpy(&sample, source + index * 2, sizeof sample);
-    return sample;
+    return sample * (1 << 16);
 }
 
 template <typename Writer>
@@ -82,10 +88,12 @@ Result FindSoundCoding(FourCharCode compression, int32_t sampleSize, SoundCoding
     const auto isIt = [&](const SoundCompressionName& known) { return known.format == compression; };
     if (std::ranges::none_of(AvailableSoundCompressions(), isIt))
         return siInvalidCompression;
-    if (sampleSize != 8 && sampleSize != 16)
+    if (sampleSize != 8 && sampleSize != 16 && sampleSize != 24)
         return siInvalidSampleSize;
     if (compression == kMuLaw || compression == kALaw)
         coding = {compression, 8};
+    else if (sampleSize == 24)
+        coding = {kIn24, 24};
     else
         coding = {compression == kRaw && sampleSize == 16 ? kSowt : compression, sampleSize};
     return noErr;
@@ -108,9 +116,15 @@ size_t ConvertSound(std::span<const uint8_t> source, int32_t sourceSampleSize, c
     const size_t count =
         std::min(source.size() / static_cast<size_t>(sourceSampleSize / 8), target.size() / targetSampleBytes);
     const auto convert = [&](auto write) {
-        ConvertSamples(source.data(), sourceSampleSize, count, target.data(), write);
+        ConvertSamples(source.data(), sourceSampleSize, count, target.data(),
+                       [write](int sample, uint8_t* bytes, size_t i) { write(sample >> 16, bytes, i); });
     };
-    if (coding.format == kMuLaw)
+    if (coding.format == kIn24)
+        ConvertSamples(source.data(), sourceSampleSize, count, target.data(), [](int sample, uint8_t* bytes, size_t i) {
+            for (const int shift : {24, 16, 8})
+                bytes[3 * i + static_cast<size_t>(2 - (shift - 8) / 8)] = static_cast<uint8_t>(sample >> shift);
+        });
+    else if (coding.format == kMuLaw)
         convert([](int sample, uint8_t* bytes, size_t i) { bytes[i] = MuLawOf(sample); });
     else if (coding.format == kALaw)
         convert([](int sample, uint8_t* bytes, size_t i) { bytes[i] = ALawOf(sample); });

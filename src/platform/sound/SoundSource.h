@@ -19,19 +19,19 @@ inline constexpr double kHighestGain = 4.0;
 struct SoundFormat {
     double sampleRate = 44100; ///< samples a second and channel
     int32_t channels = 2;      ///< 1 or 2
-    int32_t sampleSize = 16;   ///< bits: 8 (unsigned, 128 is silence) or 16 (signed)
+    int32_t sampleSize = 16;   ///< bits: 8 (unsigned, 128 is silence), 16 or 24 (signed)
 
     int32_t BytesPerFrame() const { return channels * sampleSize / 8; }
     bool operator==(const SoundFormat&) const = default;
 };
 
-/// Whether a format is one that sources are asked for: 8000 to 48000 samples a second, else `siInvalidSampleRate`; 8 or
-/// 16 bits, else `siInvalidSampleSize`; 1 or 2 channels, else `siBadSoundInDevice`.
+/// Whether a format is one that sources are asked for: 8000 to 48000 samples a second, else `siInvalidSampleRate`; 8,
+/// 16 or 24 bits, else `siInvalidSampleSize`; 1 or 2 channels, else `siBadSoundInDevice`.
 inline Result CheckSoundFormat(const SoundFormat& format)
 {
     if (!(format.sampleRate >= 8000 && format.sampleRate <= 48000))
         return siInvalidSampleRate;
-    if (format.sampleSize != 8 && format.sampleSize != 16)
+    if (format.sampleSize != 8 && format.sampleSize != 16 && format.sampleSize != 24)
         return siInvalidSampleSize;
     return format.channels == 1 || format.channels == 2 ? noErr : siBadSoundInDevice;
 }

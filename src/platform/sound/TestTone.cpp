@@ -10,6 +10,7 @@
 #include "platform/sound/TestTone.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/sound/Sample24.h"
 
 #include <algorithm>
 #include <cmath>
@@ -43,6 +44,10 @@ void PutSample(uint8_t* bytes, int32_t sampleSize, double value)
     if (sampleSize == 8) {
         *bytes = static_cast<uint8_t>(std::clamp<long>(std::lround(value * 128) + 128, 0, 255));
         return;
+    }
+    if (sampleSize == 24) {
+        const long sample = std::clamp<long>(std::lround(value * 8388608), -8388608, 8388607);
+        return PutWideSample24(bytes, static_cast<int32_t>(sample * 256));
     }
     const auto sample = static_cast<int16_t>(std::clamp<long>(std::lround(value * 32768), -32768, 32767));
     std::memcpy(bytes, &sample, sizeof sample);

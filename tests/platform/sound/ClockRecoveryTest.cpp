@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/sound/ClockRecovery.h"
+#include "platform/sound/Sample24.h"
 
 #include "platform/clock/MonotonicClock.h"
 
@@ -110,6 +111,26 @@ TEST(ClockRecovery, ToneStaysPure)
         RecordProperty("noise_db", std::to_string(noise));
         EXPECT_LT(noise, -60) << error;
     }
+}
+
+// Samples of 24 bits go through the resampler as those of 16 do.
+TEST(ClockRecovery, Resamples24Bits)
+{
+    DriftingSource source{.error = 3e-4};
+    ClockRecovery narrow;
+    ClockRecovery wide;
+    for (int buffer = 0; buffer < 3000; ++buffer) {
+        const CapturedSound sound = source.Next(true);
+        std::vector<uint8_t> bytes(sound.bytes.size() / 2 * 3);
+        for (size_t i = 0; i < source.samples.size(); ++i)
+            PutWideSample24(&bytes[3 * i], source.samples[i] * (1 << 16));
+        const CapturedSound line = wide.Take({bytes, {source.rate, 1, 24}, sound.captureTime, 0});
+        const auto expected = SamplesOf(narrow.Take(sound));
+        ASSERT_EQ(line.bytes.size(), expected.size() * 3);
+        for (size_t i = 0; i < expected.size(); ++i)
+            ASSERT_NEAR(WideSample24(&line.bytes[3 * i]) / 65536.0, expected[i], 1) << buffer;
+    }
+    EXPECT_NE(wide.Correction(), 0);
 }
 
 // A source that agrees with the clock is passed on bit for bit, and a gap begins a line of its own.

@@ -47,6 +47,7 @@ TEST_F(LevelMeterTest, MeasuresThePeakOfEachChannel)
         {Stereo16(0, -16384), 1, 16, {0.5, 0.5}},
         {{128, 128, 192, 64, 128, 0}, 2, 8, {0.5, 1}},
         {{128, 96}, 1, 8, {0.25, 0.25}},
+        {{0, 0, 0x40, 0, 0, 0xE0}, 2, 24, {0.5, 0.25}},
         {{0, 2, 3}, 2, 16, {1.0 / 64, 0}}, // half a frame
     };
     for (const auto& [bytes, channels, sampleSize, levels] : cases) {

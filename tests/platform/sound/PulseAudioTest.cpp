@@ -117,7 +117,8 @@ TEST_F(PulseAudio, ListsMonitorsLastAndTakesUpASourceThatWasUnplugged)
 TEST_F(PulseAudio, CapturesTheToneInEveryFormat)
 {
     const auto tone = PlayTone();
-    const SoundFormat formats[] = {{48000, 2, 16}, {44100, 2, 16}, {11025, 1, 8}, {8000, 2, 8}, {22050, 1, 16}};
+    const SoundFormat formats[] = {{48000, 2, 16}, {44100, 2, 16}, {11025, 1, 8}, {8000, 2, 8},
+                                   {22050, 1, 16}, {48000, 2, 24}, {44100, 1, 24}};
     const auto source = OpenSoundSource(kMonitor);
     CollectingSink sink;
     ASSERT_EQ(source->Start(sink), noErr);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/sound/Sample24.h"
 #include "platform/sound/SoundSource.h"
 
 #include <algorithm>
@@ -20,6 +21,8 @@ inline std::vector<double> SampleValues(std::span<const uint8_t> bytes, const pl
         int16_t sample = static_cast<int16_t>((bytes[i] - 128) * 256);
         if (format.sampleSize == 16)
             std::memcpy(&sample, bytes.data() + i, sizeof sample);
+        else if (format.sampleSize == 24)
+            sample = static_cast<int16_t>(platform::WideSample24(&bytes[i]) >> 16);
         values.push_back(sample / 32768.0);
     }
     return values;

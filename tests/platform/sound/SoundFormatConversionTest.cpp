@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/sound/SoundFormatConversion.h"
+#include "platform/sound/Sample24.h"
 
 #include <cmath>
 #include <cstring>
@@ -36,6 +37,10 @@ TEST(SoundFormatConversion, WritesEachCoding)
         {"twos", 8, {0, 0x12, 0, 127, 0x80}, {0, 0x80, 127, 1}},
         {"sowt", 16, {0, 0, 0x34, 0x12, 0xFE, 0xFF, 0xFF, 0x7F, 0, 0x80}, {0, 0, 0, 0x80, 0, 0x7F, 0, 1}},
         {"twos", 16, {0, 0, 0x12, 0x34, 0xFF, 0xFE, 0x7F, 0xFF, 0x80, 0}, {0, 0, 0x80, 0, 0x7F, 0, 1, 0}},
+        {"in24",
+         24,
+         {0, 0, 0, 0x12, 0x34, 0, 0xFF, 0xFE, 0, 0x7F, 0xFF, 0, 0x80, 0, 0},
+         {0, 0, 0, 0x80, 0, 0, 0x7F, 0, 0, 1, 0, 0}},
         {"ulaw", 8, {0xFF, 0xAD, 0x7F, 0x80, 0x00}, {0xFF, 0x00, 0x80, 0xE7}},
         {"alaw", 8, {0xD5, 0x87, 0x55, 0xAA, 0x2A}, {0xD5, 0x2A, 0xAA, 0xC5}},
     };
@@ -45,6 +50,15 @@ TEST(SoundFormatConversion, WritesEachCoding)
         EXPECT_EQ(Converted(source16, 16, coding), from16);
         EXPECT_EQ(Converted(source8, 8, coding), from8);
     }
+}
+
+TEST(SoundFormatConversion, KeepsEveryBitOf24)
+{
+    Bytes source(6);
+    PutWideSample24(source.data(), 0x12345600);
+    PutWideSample24(source.data() + 3, -0x100);
+    EXPECT_EQ(Converted(source, 24, {CodeOf("in24"), 24}), (Bytes{0x12, 0x34, 0x56, 0xFF, 0xFF, 0xFF}));
+    EXPECT_EQ(Converted(source, 24, {CodeOf("twos"), 16}), (Bytes{0x12, 0x34, 0xFF, 0xFF}));
 }
 
 // A sample of each segment, by the values of another encoder.

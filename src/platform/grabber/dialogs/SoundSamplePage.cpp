@@ -43,7 +43,8 @@ public:
         const SoundFormat present = channel.Source().Format();
         const auto parameters = channel.GetParameters();
         ShowRates(present);
-        ShowOffered(*size, {{"8 bits", 8}, {"16 bits", 16}}, parameters.sampleSize, present, &SoundFormat::sampleSize);
+        ShowOffered(*size, {{"8 bits", 8}, {"16 bits", 16}, {"24 bits", 24}}, parameters.sampleSize, present,
+                    &SoundFormat::sampleSize);
         ShowOffered(*channels, {{"Mono", 1}, {"Stereo", 2}}, present.channels, present, &SoundFormat::channels);
     }
 
