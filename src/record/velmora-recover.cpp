@@ -2,12 +2,15 @@
 // velmora-recover: finishes a recording that was cut off.
 
 #include "Version.h"
+#include "platform/movies/MovieCheck.h"
 #include "platform/movies/MovieRecovery.h"
 #include "record/CommandLine.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -16,9 +19,11 @@ enum ExitCode {
     kFailed = 1,
     kWrongUsage = 2,
     kNoRecording = 3,
+    kNotWhole = 4,
 };
 
-constexpr const char* kUsage = "Usage: velmora-recover FILE [OUTPUT]\n";
+constexpr const char* kUsage = "Usage: velmora-recover FILE [OUTPUT]\n"
+                               "       velmora-recover --check FILE...\n";
 
 constexpr const char* kHelp =
     "\n"
@@ -28,8 +33,14 @@ constexpr const char* kHelp =
     "exist,\n"
     "the movie is written there, and FILE stays as it is. A movie that is complete is left alone.\n"
     "\n"
-    "Exit status: 0 when the movie is complete, 1 when a file can't be read or written or is still being recorded,\n"
-    "2 for wrong usage, 3 when FILE holds no recording.\n";
+    "--check reads movies of any program, changes nothing, and says of each whether it is whole: whether its samples\n"
+    "are inside the file, its tables agree with one another, times rise and, in a recording of Velmora, the journal's\n"
+    "checksums are right. It does not decode the samples.\n"
+    "\n"
+    "Exit status: 0 when the movie is complete (with --check: when all movies are whole), 1 when a file can't be read "
+    "or\n"
+    "written or is still being recorded, 2 for wrong usage, 3 when FILE holds no recording (with --check: no movie),\n"
+    "4 when --check finds a movie that is not whole.\n";
 
 const char* TextOfResult(platform::Result result)
 {
@@ -74,17 +85,57 @@ int Recover(const std::string& input, const std::string& output)
     return kDone;
 }
 
+std::string TextOfTrack(const platform::TrackTables& track)
+{
+    char text[160];
+    const std::string codec = track.descriptions.empty() ? "?" : platform::TextOf(track.descriptions.front());
+    std::snprintf(text, sizeof text, "%s \"%s\": %llu samples, %.3f s", platform::TextOf(track.mediaType).c_str(),
+                  codec.c_str(), static_cast<unsigned long long>(track.samples), track.Seconds());
+    return text;
+}
+
+int Check(const std::string& path)
+{
+    platform::CheckedMovie movie;
+    if (const platform::Result result = platform::CheckMovie(path, movie); result != platform::noErr) {
+        std::fprintf(stderr, "velmora-recover: %s: %s\n", path.c_str(),
+                     result == platform::invalidMovie ? "the file is no movie" : TextOfResult(result));
+        return result == platform::invalidMovie ? kNoRecording : kFailed;
+    }
+    std::printf("%s: %s\n", path.c_str(), movie.IsWhole() ? "whole" : "not whole");
+    for (const std::string& fault : movie.faults)
+        std::printf("  %s\n", fault.c_str());
+    for (const platform::TrackTables& track : movie.tracks) {
+        std::printf("  track %u: %s\n", track.number, TextOfTrack(track).c_str());
+        for (const std::string& fault : track.faults)
+            std::printf("    %s\n", fault.c_str());
+    }
+    if (movie.isCutOff)
+        std::printf("  velmora-recover finishes it.\n");
+    return movie.IsWhole() ? kDone : kNotWhole;
+}
+
+int CheckAll(const std::vector<std::string>& paths)
+{
+    int code = kDone;
+    for (const std::string& path : paths)
+        code = std::max(code, Check(path));
+    return code;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     // A file grown past the allowed size is a full disk like any other, and nothing to die of.
     std::signal(SIGXFSZ, SIG_IGN);
+    bool check = false;
     bool help = false;
     bool version = false;
     const auto flag = [](bool& field) { return [&field](const std::string&) { return field = true; }; };
     velmora::CommandLine line({{"Options",
-                                {{"help", "", "show this text and end", "", flag(help)},
+                                {{"check", "", "say whether movies are whole, and change nothing", "", flag(check)},
+                                 {"help", "", "show this text and end", "", flag(help)},
                                  {"version", "", "show the version and end", "", flag(version)}}}});
     std::string problem;
     const bool isRead = line.Read(argc, argv, problem);
@@ -96,11 +147,13 @@ int main(int argc, char** argv)
             std::printf("velmora-recover %s\n", velmora::kVersion);
         return kDone;
     }
-    if (isRead && (names.empty() || names.size() > 2 || names.front().empty()))
+    if (isRead && (names.empty() || (names.size() > 2 && !check) || names.front().empty()))
         problem = names.size() > 2 ? "more than FILE and OUTPUT: " + names[2] : "no file named";
     if (!problem.empty()) {
         std::fprintf(stderr, "velmora-recover: %s\n", problem.c_str());
         return kWrongUsage;
     }
+    if (check)
+        return CheckAll(names);
     return Recover(names.front(), names.size() == 2 ? names.back() : "");
 }

@@ -1,11 +1,14 @@
 # SPDX-License-Identifier: MIT
 """The terminal programs run as a user runs them, away from the user's session, and what they leave behind."""
 
+import concurrent.futures
 import contextlib
+import io
 import os
 import subprocess
 import sys
 import tempfile
+import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "whole"))
 from desktop import Failure, decode_errors, probe, wait_for  # pylint: disable=unused-import,wrong-import-position
@@ -64,3 +67,44 @@ class Desk:
 
     def close(self):
         self.place.cleanup()
+
+
+def frame_numbers(path):
+    """The Test Pattern's frame numbers in a movie, read from their cells: two guards, then 32 bits."""
+    rows = subprocess.run(["ffmpeg", "-v", "error", "-i", path, "-fps_mode", "passthrough", "-enc_time_base", "-1", "-vf",
+                           "crop=iw:ih/30:0:ih*4/5,scale=40:1:flags=area,format=gray", "-f", "rawvideo", "-"],
+                          capture_output=True, check=True).stdout
+    return [int("".join("1" if cell > 127 else "0" for cell in rows[at + 2:at + 34]), 2)
+            for at in range(0, len(rows), 40)]
+
+
+def sound_bytes(path):
+    """The sound of a movie as 16-bit samples of one channel."""
+    return subprocess.run(["ffmpeg", "-v", "error", "-i", path, "-map", "0:a", "-f", "s16le", "-ac", "1", "-"],
+                          capture_output=True, check=True).stdout
+
+
+def flattened(suite):
+    for test in suite:
+        if isinstance(test, unittest.TestSuite):
+            yield from flattened(test)
+        else:
+            yield test
+
+
+def run_test(test):
+    text = io.StringIO()
+    passed = unittest.TextTestRunner(stream=text, verbosity=2).run(test).wasSuccessful()
+    return passed, text.getvalue()
+
+
+def run_tests_at_once():
+    """Runs the tests of the main module, four at a time: a recording mostly waits for its seconds to pass."""
+    main = sys.modules["__main__"]
+    load = unittest.defaultTestLoader
+    suite = load.loadTestsFromNames(sys.argv[1:], main) if sys.argv[1:] else load.loadTestsFromModule(main)
+    with concurrent.futures.ThreadPoolExecutor(4) as pool:
+        results = list(pool.map(run_test, flattened(suite)))
+    for _, text in results:
+        print(text)
+    sys.exit(not results or not all(passed for passed, _ in results))

@@ -146,6 +146,15 @@ std::vector<uint8_t> MediaDataHead(int64_t headerPosition)
     return TakeBytes(out);
 }
 
+std::vector<uint8_t> FinishedFront(int64_t headerPosition)
+{
+    auto front = FileHead();
+    front.resize(kRoomPosition);
+    const auto head = MediaDataHead(headerPosition);
+    front.insert(front.end(), head.begin(), head.end());
+    return front;
+}
+
 int64_t HeaderPositionIn(std::span<const uint8_t> room)
 {
     ByteReader bytes(room);

@@ -30,6 +30,9 @@ std::vector<uint8_t> MediaDataHead(int64_t headerPosition);
 /// Where the header of a finished movie is whose room holds these bytes; 0 for an unfinished one.
 int64_t HeaderPositionIn(std::span<const uint8_t> room);
 
+/// The first bytes of a finished movie: those of `FileHead`, with the media data's head in the room.
+std::vector<uint8_t> FinishedFront(int64_t headerPosition);
+
 /// The header that a fragmented movie begins with, from `kInitialHeaderPosition` up to the first fragment: "moov" with
 /// the descriptions known so far, and "mvex". Empty where they don't fit.
 std::vector<uint8_t> InitialHeader(const MovieContents& movie);

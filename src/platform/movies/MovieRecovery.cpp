@@ -18,50 +18,6 @@
 namespace platform {
 namespace {
 
-constexpr size_t kFrontSize = kRoomPosition + kRoomSize;
-
-std::vector<uint8_t> FinishedFront(int64_t headerPosition)
-{
-    auto front = FileHead();
-    front.resize(kRoomPosition);
-    const auto head = MediaDataHead(headerPosition);
-    front.insert(front.end(), head.begin(), head.end());
-    return front;
-}
-
-// True for a file whose first bytes are ours, but for a bit or two: the rest of them may be overwritten. A journal
-// alone doesn't tell that, as another file may have been written over a part of ours.
-bool HasOurFront(const RecordingFile& file)
-{
-    constexpr size_t kMostDamaged = 2;
-    std::array<uint8_t, kFrontSize> front{};
-    if (file.Read(0, front) != front.size())
-        return false;
-    const auto differences = [&](const std::vector<uint8_t>& expected, size_t size) {
-        size_t count = 0;
-        for (size_t i = 0; i < size; ++i)
-            count += front[i] != expected[i] ? 1 : 0;
-        return count;
-    };
-    constexpr size_t kLengthSize = 8;
-    return differences(FileHead(), kFrontSize) <= kMostDamaged ||
-           differences(FinishedFront(0), kFrontSize - kLengthSize) <= kMostDamaged;
-}
-
-// A complete movie says where its header is, and has it there, down to the last byte.
-bool IsComplete(const RecordingFile& file)
-{
-    std::array<uint8_t, kRoomSize> room{};
-    file.Read(kRoomPosition, room);
-    const int64_t header = HeaderPositionIn(room);
-    std::array<uint8_t, 8> box{};
-    if (header == 0 || file.Read(header, box) != box.size())
-        return false;
-    ByteReader bytes(box);
-    const uint32_t length = bytes.U32();
-    return bytes.U32() == CodeOf("moov") && length <= file.Size() - header;
-}
-
 RecoveredMovie FiguresOf(const MovieContents& movie, int64_t mediaBytes)
 {
     RecoveredMovie found;
@@ -120,7 +76,7 @@ Result RecoverMovie(const std::string& input, const std::string& output, Recover
     RecordingFile recording;
     if (const Result result = recording.Open(input); result != noErr)
         return result;
-    const auto boxes = HasOurFront(recording) ? recording.ReadJournal() : std::vector<JournalBox>();
+    const auto boxes = recording.IsOurs() ? recording.ReadJournal() : std::vector<JournalBox>();
     JournalReplay replay;
     for (const JournalBox& box : boxes)
         replay.Add(box);
@@ -128,7 +84,7 @@ Result RecoverMovie(const std::string& input, const std::string& output, Recover
     found = FiguresOf(movie, replay.MediaBytes());
     if (found.bytes == 0)
         return invalidMovie;
-    found.wasComplete = IsComplete(recording);
+    found.wasComplete = recording.IsFinished();
     written = found.wasComplete || output.empty() ? input : output;
     if (found.wasComplete)
         return noErr;

@@ -21,6 +21,7 @@ namespace {
 
 constexpr size_t kWindow = size_t{1} << 20;
 constexpr size_t kIdentifierAt = 8;
+constexpr size_t kFrontSize = kRoomPosition + kRoomSize;
 
 } // namespace
 
@@ -59,6 +60,36 @@ size_t RecordingFile::Read(int64_t position, std::span<uint8_t> bytes) const
     }
     readable -= static_cast<int64_t>(done);
     return done;
+}
+
+bool RecordingFile::IsOurs() const
+{
+    constexpr size_t kMostDamaged = 2;
+    std::array<uint8_t, kFrontSize> front{};
+    if (!descriptor || Read(0, front) != front.size())
+        return false;
+    const auto differences = [&](const std::vector<uint8_t>& expected, size_t length) {
+        size_t count = 0;
+        for (size_t i = 0; i < length; ++i)
+            count += front[i] != expected[i] ? 1 : 0;
+        return count;
+    };
+    constexpr size_t kLengthSize = 8;
+    return differences(FileHead(), kFrontSize) <= kMostDamaged ||
+           differences(FinishedFront(0), kFrontSize - kLengthSize) <= kMostDamaged;
+}
+
+bool RecordingFile::IsFinished() const
+{
+    std::array<uint8_t, kRoomSize> room{};
+    Read(kRoomPosition, room);
+    const int64_t header = HeaderPositionIn(room);
+    std::array<uint8_t, 8> box{};
+    if (header == 0 || Read(header, box) != box.size())
+        return false;
+    ByteReader bytes(box);
+    const uint32_t length = bytes.U32();
+    return bytes.U32() == CodeOf("moov") && length <= size - header;
 }
 
 bool RecordingFile::ReadBox(int64_t position, JournalBox& box) const

@@ -27,6 +27,13 @@ public:
     /// Reads as many of `bytes` as the file has at `position`, and tells how many.
     size_t Read(int64_t position, std::span<uint8_t> bytes) const;
 
+    /// Whether the file's first bytes are those of a recording of this system, but for a bit or two. A journal alone
+    /// doesn't tell that, as another file may have been written over a part of ours.
+    bool IsOurs() const;
+
+    /// Whether the movie is complete: it says where its header is, and has it there, down to the last byte.
+    bool IsFinished() const;
+
     /// The boxes of the recording's journal, the first one first. The time it takes grows with the size of the file,
     /// whatever is in it.
     std::vector<JournalBox> ReadJournal() const;

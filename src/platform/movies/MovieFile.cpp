@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include "platform/movies/ByteWriter.h"
+#include "platform/movies/MovieTables.h"
+#include "platform/movies/OutputFile.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform {
+
+Result MovieFile::Open(const std::string& path)
+{
+    descriptor = UniqueFD(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!descriptor)
+        return errno == ENOENT || errno == ENOTDIR ? fnfErr : ResultOfFileError(errno);
+    struct stat status {};
+    if (fstat(descriptor.Get(), &status) != 0)
+        return ResultOfFileError(errno);
+    size = status.st_size;
+    return S_ISREG(status.st_mode) ? noErr : invalidMovie;
+}
+
+size_t MovieFile::Read(int64_t position, std::span<uint8_t> bytes) const
+{
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t count =
+            pread(descriptor.Get(), bytes.data() + done, bytes.size() - done, position + static_cast<int64_t>(done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            break;
+        done += static_cast<size_t>(count);
+    }
+    return done;
+}
+
+std::vector<FileBox> MovieFile::Boxes(int64_t start, int64_t end) const
+{
+    constexpr int64_t kHead = 8;
+    constexpr int64_t kLongHead = 16;
+    std::vector<FileBox> boxes;
+    while (start < end) {
+        std::array<uint8_t, kLongHead> head{};
+        const auto count = static_cast<int64_t>(Read(start, head));
+        ByteReader bytes(head);
+        int64_t length = bytes.U32();
+        FileBox box{.type = static_cast<FourCharCode>(bytes.U32()), .start = start, .content = start + kHead};
+        if (length == 1) {
+            length = static_cast<int64_t>(bytes.U64());
+            box.content = start + kLongHead;
+        } else if (length == 0 && box.type != 0) {
+            length = end - start; // up to the end of the file
+        }
+        const bool isBox = count >= kHead && length >= box.content - start;
+        box.end = isBox ? (length > INT64_MAX - start ? INT64_MAX : start + length) : start;
+        boxes.push_back(box);
+        if (!isBox || box.end > end)
+            break;
+        start = box.end;
+    }
+    return boxes;
+}
+
+} // namespace platform
