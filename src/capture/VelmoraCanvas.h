@@ -12,6 +12,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace velmora {
 
@@ -58,6 +60,9 @@ public:
     std::function<bool(Graphics& graphics)> PaintInactive;
     std::function<void()> Open;                           ///< the framework's event of a control that is ready for use
     std::function<void(bool recording)> RecordingChanged; ///< behind `Record`, and behind either `Stop`
+    /// At a boundary of the recording (`RecordingLimits`): names the file in which it goes on, or nil for the present
+    /// one. With `ends` the recording has all its frames, and its movie is to be ended by `Stop`.
+    std::function<Reference<FolderItem>(bool ends)> NextRecordingFile;
 
     // Properties that windows touch.
     bool isActive = false;
@@ -106,8 +111,12 @@ public:
     /// Stops and releases the grabber and starts preview, in both modes; the result of the start. Finishes no movie.
     virtual int32_t StopWithResult();
     virtual bool RecordState();
+    /// Limits of the next recordings; `NextRecordingFile` answers where they are reached.
+    RecordingLimits Limits;
     /// How the recording in progress goes (recording/RecordingStatus.cpp). Cheap: meant to be asked twice a second.
     virtual RecordingStatus Status();
+    /// The frames lost since the last call, one by one.
+    virtual std::vector<LostFrame> TakeLostFrames();
 
     // Still pictures (recording/PictureGrabbing.cpp).
     /// The present picture; nil before the first frame. In data procedure mode the size is the frame's own.
@@ -320,6 +329,9 @@ private:
     void FinishMovieEdits();
     Reference<MemoryBlock> handletomemoryblock(int32_t handle);
     void RecordDirectly(const FolderItem& file);
+    void WatchLimits();
+    std::string ReachLimit(bool ends);
+    void GoOnIn(const Reference<FolderItem>& file);
     void BeginTally(const FolderItem& file);
     void CountInTally(RecordingStatus& status);
     void AppendVideo(int32_t c, const Reference<MemoryBlock>& data, int32_t len, int32_t duration);
@@ -404,6 +416,7 @@ private:
     int32_t videoRecordWidth = 0;
     int32_t videoRecordHeight = 0;
     RecordingTally tally;
+    bool watchesLimits = false; // the session has been told of `Limits`
 };
 
 } // namespace velmora

@@ -5,9 +5,12 @@
 #include "capture/VelmoraCanvas.h"
 
 #include "platform/grabber/SequenceGrabber.h"
+#include "platform/memory/ResultCodes.h"
 #include "platform/movies/Movies.h"
 
 #include <algorithm>
+#include <cmath>
+#include <tuple>
 
 namespace velmora {
 
@@ -30,6 +33,7 @@ void VelmoraCanvas::Record(const Reference<FolderItem>& file)
     if (file->Exists())
         file->Delete();
     BeginTally(*file);
+    WatchLimits();
     if (UseDataProc) {
         createmoviestorage(file);
         addtracksToMovie(outputMovie->Long(0));
@@ -54,6 +58,64 @@ void VelmoraCanvas::RecordDirectly(const FolderItem& file)
     platform::SGSetDataOutput(theSGComp, spec.Pointer(), platform::seqGrabToDisk | platform::seqGrabAppendToFile);
     platform::SGPrepare(theSGComp, 1, 1);
     platform::SGStartRecord(theSGComp);
+}
+
+void VelmoraCanvas::WatchLimits()
+{
+    if (!Limits.Any() && !watchesLimits)
+        return;
+    watchesLimits = Limits.Any();
+    if (!watchesLimits) {
+        platform::SGSetSplits(theSGComp, {}, nullptr);
+        return;
+    }
+    const platform::SGSplitRule rule{.fileNanoseconds = std::llround(Limits.fileSeconds * 1e9),
+                                     .fileBytes = Limits.fileBytes,
+                                     .frames = Limits.frames};
+    platform::SGSetSplits(theSGComp, rule, [this](bool ends) { return isActive ? ReachLimit(ends) : std::string(); });
+}
+
+// Called between two frames. In direct mode the grabber changes the files by itself.
+std::string VelmoraCanvas::ReachLimit(bool ends)
+{
+    if (ends)
+        isRecording = false;
+    const auto asked = NextRecordingFile;
+    const Reference<FolderItem> file = asked ? asked(ends) : nullptr;
+    if (ends || !file)
+        return {};
+    Status(); // the last one of this file
+    tally.repeatedBefore = tally.repeated;
+    tally.path = file->AbsolutePath().Bytes();
+    if (UseDataProc)
+        GoOnIn(file);
+    return tally.path;
+}
+
+// The next movie is opened before the present one is finished: without it the recording goes on where it is.
+void VelmoraCanvas::GoOnIn(const Reference<FolderItem>& file)
+{
+    const auto movie = [this] {
+        return std::tie(moviedatahandler, outputMovie, myvideotrack, myvideomedia, mysoundtrack, mysoundmedia);
+    };
+    using Movie = std::tuple<Reference<MemoryBlock>, Reference<MemoryBlock>, int32_t, int32_t, int32_t, int32_t>;
+    Movie present = movie();
+    createmoviestorage(file);
+    if (moviedatahandler->Long(0) == 0) {
+        movie() = present;
+        return RaiseError(platform::ioErr);
+    }
+    addtracksToMovie(outputMovie->Long(0));
+    Movie next = movie();
+    movie() = present;
+    try {
+        FinishMovieEdits();
+    } catch (...) {
+        movie() = next;
+        throw;
+    }
+    tally.finished = false;
+    movie() = next;
 }
 
 void VelmoraCanvas::Stop()

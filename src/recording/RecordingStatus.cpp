@@ -10,9 +10,13 @@
 #include "platform/movies/Movies.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace velmora {
 namespace {
+
+// Until when frames that were dropped say that the machine is too slow.
+constexpr int64_t kLately = 5 * platform::kNanosecondsPerSecond;
 
 uint64_t LostIn(const platform::SGChannelCounts& counts)
 {
@@ -40,6 +44,7 @@ void VelmoraCanvas::BeginTally(const FolderItem& file)
     tally.damaged.Begin(counts.damaged);
     tally.notShown.Begin(counts.notShown);
     tally.away.Begin(static_cast<uint64_t>(counts.awayNanoseconds));
+    tally.dropped.Begin(counts.droppedInQueue);
 }
 
 RecordingStatus VelmoraCanvas::Status()
@@ -59,13 +64,22 @@ RecordingStatus VelmoraCanvas::Status()
         tally.Keep(storage.failure);
         CountInTally(status);
         // The writer takes a frame for which its memory has no room, and repeats the one before it.
-        const auto repeated = static_cast<uint64_t>(storage.framesLost);
-        status.frames -= std::min(status.frames, repeated);
-        status.lost += repeated;
+        tally.repeated = tally.repeatedBefore + static_cast<uint64_t>(storage.framesLost);
+        status.frames -= std::min(status.frames, tally.repeated);
+        status.lost += tally.repeated;
     }
     status.failure = tally.failure;
     status.finished = tally.finished;
     return status;
+}
+
+std::vector<LostFrame> VelmoraCanvas::TakeLostFrames()
+{
+    constexpr const char* kCauses[] = {"device", "queue", "unreadable", "damaged"};
+    std::vector<LostFrame> frames;
+    for (const platform::SGLostFrame& lost : platform::SGTakeLostFrames(sgVideoChannel))
+        frames.push_back({lost.captureTime, kCauses[static_cast<size_t>(lost.cause)]});
+    return frames;
 }
 
 void VelmoraCanvas::CountInTally(RecordingStatus& status)
@@ -80,6 +94,11 @@ void VelmoraCanvas::CountInTally(RecordingStatus& status)
     status.awaySeconds =
         Seconds(static_cast<int64_t>(tally.away.Follow(static_cast<uint64_t>(counts.awayNanoseconds))));
     status.cameraAway = counts.away;
+    const int64_t now = platform::MonotonicNow();
+    const uint64_t dropped = tally.dropped.Follow(counts.droppedInQueue);
+    if (std::exchange(tally.droppedBefore, dropped) != dropped)
+        tally.droppedAt = now;
+    status.tooSlow = tally.droppedAt != 0 && now - tally.droppedAt < kLately;
 }
 
 } // namespace velmora

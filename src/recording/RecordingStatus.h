@@ -6,6 +6,16 @@
 
 namespace velmora {
 
+/// Where a recording goes on in another file, and where it ends; 0: nowhere. A file begins with a frame that can be
+/// decoded by itself, and each frame and sample is in one of the files.
+struct RecordingLimits {
+    double fileSeconds = 0;
+    int64_t fileBytes = 0;
+    int64_t frames = 0; ///< of all files
+
+    bool Any() const { return fileSeconds > 0 || fileBytes > 0 || frames > 0; }
+};
+
 /// What `VelmoraCanvas::Status` tells of the recording in progress, in both modes; after it, of the last one.
 struct RecordingStatus {
     bool recording = false; ///< a movie is being written
@@ -22,6 +32,7 @@ struct RecordingStatus {
     int64_t freeBytes = -1;   ///< the same in bytes
     int64_t waitingBytes = 0; ///< in the writer's memory, on their way to the disk
     int64_t bufferBytes = 0;  ///< how many may wait there
+    bool tooSlow = false;     ///< frames were lost of late because this machine can't compress or write them in time
     bool cameraAway = false;  ///< the camera is gone at this moment
     double awaySeconds = 0;   ///< how long it has been away, this outage and earlier ones of this recording
 
@@ -33,6 +44,12 @@ struct RecordingStatus {
     {
         return bufferBytes > 0 ? static_cast<double>(waitingBytes) / static_cast<double>(bufferBytes) : 0;
     }
+};
+
+/// A frame that is in no movie.
+struct LostFrame {
+    int64_t captureTime = 0; ///< nanoseconds of the monotonic clock
+    std::string cause{};     ///< "device", "queue", "unreadable" or "damaged"
 };
 
 /// Adds a count up while its source may begin again from 0, as a session's counts do at each start. `Follow` has to be
@@ -62,7 +79,11 @@ struct RecordingTally {
     int64_t began = 0; ///< nanoseconds of the monotonic clock
     uint64_t frames = 0;
     uint64_t refused = 0;
-    RunningCount delivered, lost, damaged, notShown, away;
+    uint64_t repeated = 0;       ///< frames for which the writer's memory had no room
+    uint64_t repeatedBefore = 0; ///< of these, in files that the recording has left
+    RunningCount delivered, lost, damaged, notShown, away, dropped;
+    uint64_t droppedBefore = 0;
+    int64_t droppedAt = 0; ///< when the last frames were dropped in front of the compressor or the queue; 0: never
     int32_t failure = 0;
     bool finished = false;
     RecordingStatus latest; ///< as it was when last asked for while recording

@@ -69,6 +69,7 @@ framework::String RecordingTitle(const RecordingStatus& status)
     add(status.lost > 0, Counted(status.lost, "frame lost", "frames lost"));
     add(status.damaged > 0, Counted(status.damaged, "damaged frame", "damaged frames"));
     add(status.notShown > 0, Counted(status.notShown, "picture not shown", "pictures not shown"));
+    add(status.tooSlow, "MACHINE TOO SLOW for this compressor, size and rate");
     add(IsDiskSlow(status), "DISK TOO SLOW: " + MegabytesText(status.waitingBytes) + " MB wait, room for " +
                                 MegabytesText(status.bufferBytes - status.waitingBytes) + " MB more");
     add(status.secondsLeft >= 0, LeftText(status.secondsLeft));

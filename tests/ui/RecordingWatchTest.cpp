@@ -25,6 +25,8 @@ TEST(RecordingTitle, TellsWhatIsNotAsItShouldBe)
         {{.seconds = 723.9, .bytes = 1'234'000'000, .lost = 3, .secondsLeft = 2501},
          "Recording 00:12:03, 1.2 GB, 3 frames lost, 41 min left"},
         {{.seconds = 36000, .bytes = 12'400'000}, "Recording 10:00:00, 12 MB"},
+        {{.lost = 2, .tooSlow = true},
+         "Recording 00:00:00, 0 MB, 2 frames lost, MACHINE TOO SLOW for this compressor, size and rate"},
         {{.lost = 1, .damaged = 2, .notShown = 1, .secondsLeft = 90000},
          "Recording 00:00:00, 0 MB, 1 frame lost, 2 damaged frames, 1 picture not shown, 25 h left"},
         {{.secondsLeft = 61.5, .waitingBytes = 10'000'000, .bufferBytes = 64'000'000, .awaySeconds = 4.4},

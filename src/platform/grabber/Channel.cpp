@@ -81,6 +81,19 @@ void Channel::ForgetSettings()
     ResetCounts();
 }
 
+void Channel::OpenLane(size_t mostSamples)
+{
+    queue.OpenLane(number, mostSamples, [this](int64_t captureTime) {
+        CountLost(counts.droppedInQueue, captureTime, SGLostFrame::Cause::Queue);
+    });
+}
+
+void Channel::CountLost(std::atomic<uint64_t>& count, int64_t captureTime, SGLostFrame::Cause cause)
+{
+    ++count;
+    lost.Note(captureTime, cause);
+}
+
 SGChannelCounts Channel::Counts() const
 {
     const int64_t start = outageStart;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/atoms/TaggedItems.h"
+#include "platform/grabber/LossLog.h"
 #include "platform/grabber/Sample.h"
 #include "platform/grabber/SampleQueue.h"
 #include "platform/grabber/SequenceGrabber.h"
@@ -86,10 +87,11 @@ public:
     virtual int32_t TimeScale() const = 0;
 
     /// Opens the channel's lane of the queue, for at most so many waiting samples.
-    void OpenLane(size_t mostSamples) { queue.OpenLane(number, mostSamples, counts.droppedInQueue); }
+    void OpenLane(size_t mostSamples);
 
     SGChannelCounts Counts() const;
     void ResetCounts();
+    std::vector<SGLostFrame> TakeLostFrames() { return lost.Take(); }
     void CountDelivered() { ++counts.delivered; }
     void CountNotShown() { ++counts.notShown; }
 
@@ -151,8 +153,12 @@ protected:
     void NoteFailure(Result result);
     bool Accepting() const { return accepting; }
 
+    /// Counts a sample that is lost, and notes it.
+    void CountLost(std::atomic<uint64_t>& count, int64_t captureTime, SGLostFrame::Cause cause);
+
     SampleQueue& queue;
     Counters counts;
+    LossLog lost;
 
 private:
     bool running = false;

@@ -87,4 +87,10 @@ SGChannelCounts SGGetChannelCounts(SGChannel channel)
     return found ? found->Counts() : SGChannelCounts();
 }
 
+std::vector<SGLostFrame> SGTakeLostFrames(SGChannel channel)
+{
+    const auto found = FindChannel(channel);
+    return found ? found->TakeLostFrames() : std::vector<SGLostFrame>();
+}
+
 } // namespace platform

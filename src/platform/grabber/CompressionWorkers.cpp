@@ -109,8 +109,9 @@ void CompressionWorkers::Submit(Frame frame)
     if (IsFull()) {
         const auto oldest = std::ranges::find(jobs, State::Waiting, &Job::state);
         if (oldest != jobs.end()) {
+            const int64_t captureTime = oldest->frame.sample.captureTime;
             jobs.erase(oldest);
-            outlet.dropped();
+            outlet.dropped(captureTime);
         }
     }
     jobs.push_back({std::move(frame), state});
@@ -207,7 +208,7 @@ void CompressionWorkers::HandOnFinished()
         if (sample.data.Size() > 0)
             outlet.finished(std::move(sample));
         else
-            outlet.unreadable();
+            outlet.unreadable(sample.captureTime);
     }
     if (jobs.empty())
         done.notify_all();

@@ -33,8 +33,8 @@ public:
     /// What becomes of frames; both are called on a worker.
     struct Outlet {
         std::function<void(Sample)> finished;
-        std::function<void()> unreadable;
-        std::function<void()> dropped; ///< called on the device's thread
+        std::function<void(int64_t captureTime)> unreadable;
+        std::function<void(int64_t captureTime)> dropped; ///< called on the device's thread
     };
 
     explicit CompressionWorkers(Outlet outlet);

@@ -59,6 +59,7 @@ Result DirectRecording::Create(const Plan& plan)
     if (plan.append && std::filesystem::file_size(plan.path, ignored) > 0 && !ignored)
         return dupFNErr;
     withPictures = plan.withPictures;
+    continues = plan.continues;
     const OwnedBlock numbers(sizeof handler + sizeof movie);
     const Handle reference = NewHandle(0);
     SetHandleBytes(reference, {reinterpret_cast<const uint8_t*>(plan.path.data()), plan.path.size()});
@@ -105,15 +106,19 @@ Result DirectRecording::AddFrame(const Sample& frame)
         return noErr;
     if (!video.start)
         video.start = frame.captureTime;
-    const int64_t units = Units(frame.captureTime - *video.start);
-    Result result = noErr;
-    if (framePending)
-        result = AddPendingFrame(
-            static_cast<int32_t>(std::clamp<int64_t>(units - Units(pendingTime - *video.start), 0, INT32_MAX)));
+    const Result result = EndFrameAt(frame.captureTime);
     Fill(video, frame.data.Bytes(), frame.description);
     pendingTime = frame.captureTime;
     framePending = true;
     return Keep(result);
+}
+
+Result DirectRecording::EndFrameAt(int64_t captureTime)
+{
+    if (!framePending || firstFailure != noErr)
+        return noErr;
+    const int64_t units = Units(captureTime - *video.start) - Units(pendingTime - *video.start);
+    return Keep(AddPendingFrame(static_cast<int32_t>(std::clamp<int64_t>(units, 0, INT32_MAX))));
 }
 
 Result DirectRecording::AddPendingFrame(int32_t duration)
@@ -131,7 +136,7 @@ Result DirectRecording::AddSound(const SoundStream::Piece& piece)
     if (!soundArrived)
         soundArrived = piece.captureTime;
     int64_t early = 0;
-    if (!sound.start && withPictures) {
+    if (!sound.start && withPictures && !continues) {
         if (!video.start && piece.captureTime - *soundArrived < kPatienceForPictures)
             return noErr;
         if (video.start)

@@ -23,6 +23,7 @@ public:
         int32_t height = 0;
         int32_t soundScale = 0;   ///< sample rate, as long as no sound has come
         bool withPictures = true; ///< sound waits for the first frame
+        bool continues = false;   ///< the recording goes on from another file: all sound that comes belongs to this one
     };
 
     /// Creates the file with its two tracks. Null, and the reason in `result`, when that fails.
@@ -33,6 +34,9 @@ public:
 
     Result AddFrame(const Sample& frame);
     Result AddSound(const SoundStream::Piece& piece);
+
+    /// Gives the newest frame its end, where no other frame of this file tells it.
+    Result EndFrameAt(int64_t captureTime);
 
     bool GetStatus(MovieStorageStatus& status) const { return GetMovieStorageStatus(handler, status); }
 
@@ -64,6 +68,7 @@ private:
     Line sound; ///< made with the first sound, which tells its rate
     int32_t soundScale = 0;
     bool withPictures = true;
+    bool continues = false;
     std::optional<int64_t> soundArrived; ///< capture time of the first sound, taken or not
     bool framePending = false;           ///< the newest frame, whose end the next one tells
     int64_t pendingTime = 0;             ///< its capture time

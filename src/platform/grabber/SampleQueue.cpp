@@ -5,12 +5,12 @@
 
 namespace platform {
 
-void SampleQueue::OpenLane(int32_t lane, size_t mostSamples, std::atomic<uint64_t>& dropped)
+void SampleQueue::OpenLane(int32_t lane, size_t mostSamples, std::function<void(int64_t)> dropped)
 {
     const std::lock_guard lock(mutex);
     Waiting& opened = lanes[lane];
     opened.most = mostSamples;
-    opened.dropped = &dropped;
+    opened.dropped = std::move(dropped);
 }
 
 void SampleQueue::CloseLane(int32_t lane)
@@ -34,7 +34,7 @@ void SampleQueue::Put(int32_t lane, Sample sample)
     if (target.samples.size() >= target.most)
         DropFirst(target);
     if (target.needsKey && !sample.isKey) {
-        ++*target.dropped;
+        target.dropped(sample.captureTime);
         return;
     }
     target.needsKey = false;
@@ -114,8 +114,7 @@ void SampleQueue::DropOldest()
 void SampleQueue::DropFirst(Waiting& lane)
 {
     do {
-        TakeFirst(lane);
-        ++*lane.dropped;
+        lane.dropped(TakeFirst(lane).captureTime);
     } while (!lane.samples.empty() && !lane.samples.front().isKey);
     if (lane.samples.empty()) {
         lane.needsKey = true;

@@ -3,10 +3,10 @@
 
 #include "platform/grabber/Sample.h"
 
-#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -32,9 +32,9 @@ public:
         int64_t end = 0; ///< when the capture of the last sample ended
     };
 
-    /// Opens a lane that holds at most `mostSamples`; what it has to give up is counted in `dropped`, which outlives
-    /// it.
-    void OpenLane(int32_t lane, size_t mostSamples, std::atomic<uint64_t>& dropped);
+    /// Opens a lane that holds at most `mostSamples`. `dropped` is called with the capture time of each sample that has
+    /// to be given up, on the thread that puts another one in; it outlives the lane and calls nothing of the queue.
+    void OpenLane(int32_t lane, size_t mostSamples, std::function<void(int64_t captureTime)> dropped);
 
     /// Ends a lane with what waits in it. Samples put into it later are ignored.
     void CloseLane(int32_t lane);
@@ -61,7 +61,7 @@ private:
     struct Waiting {
         std::deque<Sample> samples;
         size_t most = 0;
-        std::atomic<uint64_t>* dropped = nullptr;
+        std::function<void(int64_t)> dropped;
         bool needsKey = false; ///< the sample that the next one builds on was given up
     };
 

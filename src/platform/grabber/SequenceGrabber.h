@@ -9,6 +9,9 @@
 #include "platform/movies/Movies.h"
 
 #include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
 
 namespace platform {
 
@@ -180,9 +183,9 @@ Result SGGetFrameRate(SGChannel channel, Address rate);
 /// The driver of the channel's source, for the SPB calls: a number above 0, or 0 for a dead channel.
 int32_t SGGetSoundInputDriver(SGChannel channel);
 
-/// Sample size (8 or 16), channels (1 or 2) and format: "raw " (8 bits unsigned), "twos" (big-endian), "sowt"
-/// (little-endian), "ulaw", "alaw". "raw " at 16 bits delivers "sowt". Takes effect at the next buffer. What the source
-/// can't do gives its code and changes nothing. Reading: 16, 16 and 32 bits.
+/// Sample size (8, 16 or 24), channels (1 or 2) and format: "raw " (8 bits unsigned), "twos" (big-endian), "sowt"
+/// (little-endian), "ulaw", "alaw". "raw " at 16 bits delivers "sowt", and these three at 24 bits "in24". Takes effect
+/// at the next buffer. What the source can't do gives its code and changes nothing. Reading: 16, 16 and 32 bits.
 Result SGSetSoundInputParameters(SGChannel channel, int16_t sampleSize, int16_t channels, FourCharCode compression);
 Result SGGetSoundInputParameters(SGChannel channel, Address sampleSize, Address channels, Address compression);
 
@@ -259,6 +262,34 @@ Result SGSetVideoFrameSize(SGChannel channel, int32_t width, int32_t height);
 /// Asks a video channel's device for frames in that pixel format or codec, at its present size and the nearest rate.
 /// The nearest that the device has is taken, and its size counts more than its format.
 Result SGSetVideoFrameFormat(SGChannel channel, FourCharCode format);
+
+/// Where a recording goes on in another file, and where it ends; 0: no limit.
+struct SGSplitRule {
+    int64_t fileNanoseconds = 0; ///< of each file, from its first frame on
+    int64_t fileBytes = 0;       ///< of each file, as far as the frames up to a key frame allow
+    int64_t frames = 0;          ///< of the whole recording
+};
+
+/// Called on the main thread between two frames of a recording: the frame that comes next begins another file or, with
+/// `ends`, is the first one past the end. While the grabber writes the movie, the answer is the full path of the next
+/// file; an empty one leaves the recording in its present file. With a data procedure the callee opens and closes its
+/// movies itself, and the answer is ignored.
+using SGSplitHandler = std::function<std::string(bool ends)>;
+
+/// Sets the rule for the recording that begins next, or for the one that a data procedure makes from now on. Each file
+/// begins with a frame that can be decoded by itself; every frame and every sample of sound is in one of the files. A
+/// null handler: the recording is one file.
+Result SGSetSplits(SGComponent session, const SGSplitRule& rule, SGSplitHandler handler);
+
+/// A frame that was captured, or should have been, and is in no movie.
+struct SGLostFrame {
+    enum class Cause { Device, Queue, Unreadable, Damaged };
+    int64_t captureTime = 0; ///< nanoseconds of the monotonic clock; of a frame the device lost, as it would have been
+    Cause cause = Cause::Device;
+};
+
+/// The frames that a video channel lost since the last call, at most the first 100000 of them.
+std::vector<SGLostFrame> SGTakeLostFrames(SGChannel channel);
 
 /// Offers the component.
 void StartSequenceGrabber();

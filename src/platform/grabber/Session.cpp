@@ -351,10 +351,9 @@ void Session::EndTrial(Channel& channel)
 
 // The grabber's own movie.
 
-Result Session::BeginRecording()
+DirectRecording::Plan Session::PlanFor(const std::string& path) const
 {
-    DirectRecording::Plan plan{
-        .path = outputPath, .append = (outputFlags & seqGrabAppendToFile) != 0, .withPictures = false};
+    DirectRecording::Plan plan{.path = path, .append = (outputFlags & seqGrabAppendToFile) != 0, .withPictures = false};
     for (const auto& video : channels.video) {
         if (!video->IsUsedIn(GrabMode::Record))
             continue;
@@ -365,12 +364,65 @@ Result Session::BeginRecording()
     for (const auto& sound : channels.sound)
         if (sound->IsUsedIn(GrabMode::Record))
             plan.soundScale = sound->TimeScale();
+    return plan;
+}
+
+Result Session::BeginRecording()
+{
     // Whatever gap lies before it, the movie begins with its own first frame.
     if (mode != GrabMode::Record || paused)
         delivery.BeginAnew();
+    SetSplits(splitRule, splitHandler);
     Result result = noErr;
-    recording = DirectRecording::Begin(plan, result);
+    recording = DirectRecording::Begin(PlanFor(outputPath), result);
     return result;
+}
+
+void Session::SetSplits(const SGSplitRule& rule, SGSplitHandler handler)
+{
+    splitRule = rule;
+    splitHandler = std::move(handler);
+    recordingEnded = false;
+    splits.Begin(rule);
+}
+
+// The frame is the first one of the next file, or the first one past the end. All sound up to its time has been handed
+// over before it, so each sample is in one file as well.
+void Session::SplitBefore(const Sample& frame)
+{
+    if (!splitHandler || recordingEnded)
+        return;
+    const auto step = splits.Before(frame);
+    if (step == RecordingSplits::Step::GoOn)
+        return;
+    recordingEnded = step == RecordingSplits::Step::End;
+    if (recording && recordingEnded)
+        NoteRecordingFailure(recording->EndFrameAt(frame.captureTime));
+    const auto handler = splitHandler; // may be replaced by what it calls
+    const std::string path = handler(recordingEnded);
+    if (recording && !recordingEnded && !path.empty())
+        RecordInFile(path, frame.captureTime);
+}
+
+// The next file is opened before the present one is closed: without it the recording goes on where it is.
+void Session::RecordInFile(const std::string& path, int64_t captureTime)
+{
+    DirectRecording::Plan plan = PlanFor(path);
+    plan.continues = true;
+    Result result = noErr;
+    auto next = DirectRecording::Begin(plan, result);
+    NoteRecordingFailure(result);
+    if (!next)
+        return;
+    NoteRecordingFailure(recording->EndFrameAt(captureTime));
+    std::swap(recording, next);
+    NoteRecordingFailure(next->Finish());
+}
+
+void Session::NoteRecordingFailure(Result result)
+{
+    if (result != noErr)
+        recordingFailure = result;
 }
 
 // One output is one movie: a later start must not write over what has just been recorded.
@@ -387,9 +439,9 @@ Result Session::FinishRecording()
 
 Result Session::TakeFrame(VideoChannel& channel, Sample frame, int32_t time, bool shown)
 {
-    if (recording)
-        if (const Result failed = recording->AddFrame(frame); failed != noErr)
-            recordingFailure = failed;
+    SplitBefore(frame);
+    if (recording && !recordingEnded)
+        NoteRecordingFailure(recording->AddFrame(frame));
     bool inTime = shown;
     auto picture = channel.TakePicture(frame, inTime);
     if (shown && !inTime)
@@ -411,9 +463,9 @@ Result Session::TakeFrame(VideoChannel& channel, Sample frame, int32_t time, boo
 
 Result Session::TakeSound(SoundChannel& channel, const SoundStream::Piece& piece, int32_t time)
 {
-    if (recording)
-        if (const Result failed = recording->AddSound(piece); failed != noErr)
-            recordingFailure = failed;
+    splits.CountSound(piece.bytes);
+    if (recording && !recordingEnded)
+        NoteRecordingFailure(recording->AddSound(piece));
     const CaptureInHand captured(kSoundMediaType, piece.captureTime);
     const Result result = CallProcedure(channel, piece.data, piece.bytes, time);
     channel.feeds = captured.AddedTo();

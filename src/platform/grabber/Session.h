@@ -6,6 +6,7 @@
 #include "platform/events/EventLoop.h"
 #include "platform/grabber/Delivery.h"
 #include "platform/grabber/DirectRecording.h"
+#include "platform/grabber/RecordingSplits.h"
 
 #include <memory>
 #include <optional>
@@ -28,6 +29,7 @@ public:
     Result Initialize();
     void SetPort(PortReference target) { port = target; }
     Result SetOutput(const std::string& path, int32_t flags);
+    void SetSplits(const SGSplitRule& rule, SGSplitHandler handler);
     void SetDataProcedure(int32_t callback, int32_t callbackRefCon);
 
     /// Starts a mode, or goes on with it; ends a pause.
@@ -82,7 +84,11 @@ private:
     void ChooseWhatIsAccepted();
     void RetryAbsentDevices(int64_t now);
     Result TakeFailure();
+    DirectRecording::Plan PlanFor(const std::string& path) const;
     Result BeginRecording();
+    void SplitBefore(const Sample& frame);
+    void RecordInFile(const std::string& path, int64_t captureTime);
+    void NoteRecordingFailure(Result result);
     Result FinishRecording();
 
     // What a delivery hands over.
@@ -117,6 +123,10 @@ private:
     std::string outputPath;
     int32_t outputFlags = 0;
     std::unique_ptr<DirectRecording> recording;
+    RecordingSplits splits;
+    SGSplitRule splitRule;
+    SGSplitHandler splitHandler;
+    bool recordingEnded = false; ///< by the rule: what comes now is in no file
     Result recordingFailure = noErr;
     Result inputFailure = noErr; ///< of a handing over before input
 

@@ -149,6 +149,14 @@ bool SGGetRecordingStatus(SGComponent session, MovieStorageStatus& status)
     return found && found->GetRecordingStatus(status);
 }
 
+Result SGSetSplits(SGComponent session, const SGSplitRule& rule, SGSplitHandler handler)
+{
+    return OnSession(session, [&](Session& found) {
+        found.SetSplits(rule, std::move(handler));
+        return noErr;
+    });
+}
+
 Result SGNewChannel(SGComponent session, FourCharCode type, Address channel)
 {
     return OnSession(session, [&](Session& found) {

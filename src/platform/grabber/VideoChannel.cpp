@@ -253,8 +253,8 @@ void VideoChannel::DrawPreview(const Sample& frame, PortReference port)
 void VideoChannel::FrameArrived(const CapturedFrame& frame)
 {
     const int64_t now = MonotonicNow();
+    CountMissing(frame.sequence, frame.captureTime);
     NoteFrameArrival(frame.captureTime, now);
-    CountLost(frame.sequence);
     if (Accepting())
         Take(frame, now);
     // Only now, when the frame can be found further on.
@@ -266,7 +266,7 @@ void VideoChannel::Take(const CapturedFrame& frame, int64_t now)
     const RawFrame& picture = frame.picture;
     const auto whole = WholeFrame(picture);
     if (whole.empty()) {
-        ++counts.damaged;
+        CountLost(counts.damaged, frame.captureTime, SGLostFrame::Cause::Damaged);
         return;
     }
     TraceArrival(frame.captureTime, picture.bytes);
@@ -275,7 +275,7 @@ void VideoChannel::Take(const CapturedFrame& frame, int64_t now)
     sample.captureTime = frame.captureTime;
     sample.arrivalTime = now;
     if (sample.data.Size() == 0) {
-        ++counts.droppedInQueue;
+        CountLost(counts.droppedInQueue, frame.captureTime, SGLostFrame::Cause::Queue);
         return;
     }
     DecodeMeanwhile(picture, sample);
@@ -289,9 +289,10 @@ void VideoChannel::Take(const CapturedFrame& frame, int64_t now)
 // Its number is used up: it is not counted as lost on top of this.
 void VideoChannel::FrameDamaged(uint32_t sequence)
 {
-    CountLost(sequence);
+    const int64_t now = MonotonicNow();
+    CountMissing(sequence, now);
     if (Accepting())
-        ++counts.damaged;
+        CountLost(counts.damaged, now, SGLostFrame::Cause::Damaged);
 }
 
 // A frame that is going to be shown is decoded from what the device delivered, also where a compressor makes another
@@ -337,11 +338,14 @@ void VideoChannel::NoteFrameArrival(int64_t captureTime, int64_t now)
     latency = std::clamp(now - captureTime, faded, std::max(faded, kLongestLatency));
 }
 
-void VideoChannel::CountLost(uint32_t sequence)
+// Frames missing before the one of that number and time, each with the time that lies between its neighbours.
+void VideoChannel::CountMissing(uint32_t sequence, int64_t captureTime)
 {
     const uint32_t step = lastSequence ? sequence - *lastSequence : 1;
     if (Accepting() && step > 1 && step < kLargestGap)
-        counts.lostBeforeUs += step - 1;
+        for (uint32_t i = 1; i < step; ++i)
+            CountLost(counts.lostBeforeUs, lastCaptureTime + (captureTime - lastCaptureTime) / step * i,
+                      SGLostFrame::Cause::Device);
     lastSequence = sequence;
 }
 
@@ -366,9 +370,10 @@ void VideoChannel::PassThrough(const RawFrame& picture, Sample sample)
 CompressionWorkers& VideoChannel::Workers()
 {
     if (!workers)
-        workers = std::make_unique<CompressionWorkers>(
-            CompressionWorkers::Outlet{[this](Sample sample) { queue.Put(number, std::move(sample)); },
-                                       [this] { ++counts.unreadable; }, [this] { ++counts.droppedInQueue; }});
+        workers = std::make_unique<CompressionWorkers>(CompressionWorkers::Outlet{
+            [this](Sample sample) { queue.Put(number, std::move(sample)); },
+            [this](int64_t captureTime) { CountLost(counts.unreadable, captureTime, SGLostFrame::Cause::Unreadable); },
+            [this](int64_t captureTime) { CountLost(counts.droppedInQueue, captureTime, SGLostFrame::Cause::Queue); }});
     return *workers;
 }
 

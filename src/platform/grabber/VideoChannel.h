@@ -82,7 +82,7 @@ private:
     void ReplaceImpossibleCompressor();
     void NoteFrameArrival(int64_t captureTime, int64_t now);
     void Take(const CapturedFrame& frame, int64_t now);
-    void CountLost(uint32_t sequence);
+    void CountMissing(uint32_t sequence, int64_t captureTime);
     void DecodeMeanwhile(const RawFrame& picture, Sample& sample);
     void PassThrough(const RawFrame& picture, Sample sample);
     CompressionWorkers& Workers();

@@ -4,6 +4,7 @@
 #include "platform/drawing/GraphicsWorlds.h"
 #include "platform/drawing/Ports.h"
 #include "platform/files/DirectoryNumbers.h"
+#include "platform/movies/MovieCheck.h"
 #include "platform/movies/MovieRecovery.h"
 #include "support/Files.h"
 
@@ -81,4 +82,64 @@ TEST_F(DirectModeTest, RecordsAMovie)
     const std::string times =
         OutputOf("ffprobe -v error -select_streams v -show_entries packet=duration -of csv=p=0 \"" + path + "\"");
     EXPECT_EQ(times.substr(0, 9), "25\n25\n22\n") << times;
+}
+
+// The bytes of all samples of a track, in their order.
+std::vector<uint8_t> SampleBytes(const std::string& path, FourCharCode type)
+{
+    CheckedMovie movie;
+    EXPECT_EQ(CheckMovie(path, movie), noErr);
+    EXPECT_TRUE(movie.IsWhole()) << path;
+    const auto file = test::ReadFile(path);
+    std::vector<uint8_t> bytes;
+    for (const TrackTables& track : movie.tracks)
+        for (const SampleRange& range : track.ranges)
+            if (track.mediaType == type)
+                bytes.insert(bytes.end(), file.begin() + range.position, file.begin() + range.position + range.size);
+    return bytes;
+}
+
+// In several files, joined again: each frame and each sample of sound once, up to the last frame asked for.
+TEST_F(DirectModeTest, SplitsLoseNothing)
+{
+    video = NewChannel(kVideoMediaType, 7);
+    sound = NewChannel(kSoundMediaType, 7);
+    std::vector<std::string> files{path};
+    int ends = 0;
+    EXPECT_EQ(SGSetSplits(session, {.fileNanoseconds = 400 * kMillisecond, .frames = 45},
+                          [&](bool atEnd) {
+                              ends += atEnd ? 1 : 0;
+                              if (!atEnd)
+                                  files.push_back(folder / (std::to_string(files.size()) + ".mov"));
+                              return atEnd ? std::string() : files.back();
+                          }),
+              noErr);
+    EXPECT_EQ(SGSetDataOutput(session, file.Get(), seqGrabToDisk | seqGrabAppendToFile), noErr);
+    EXPECT_EQ(SGStartRecord(session), noErr);
+    std::vector<uint8_t> sent;
+    int64_t now = 5 * kSecond;
+    for (int i = 0; i < 50; ++i, now += 40 * kMillisecond) {
+        const auto picture = JpegPicture(64, 48, static_cast<uint8_t>(5 * i));
+        devices.Camera()->Send(now + (i % 3) * 2 * kMillisecond, picture);
+        devices.Microphone()->Send(now - 15 * kMillisecond, 40);
+        EXPECT_EQ(IdleAt(now + 40 * kMillisecond), noErr);
+        if (i < 45)
+            sent.insert(sent.end(), picture.begin(), picture.end());
+    }
+    EXPECT_EQ(SGStop(session), noErr);
+    EXPECT_EQ(ends, 1);
+    ASSERT_EQ(files.size(), 5U);
+    std::vector<uint8_t> frames;
+    std::vector<uint8_t> samples;
+    for (const std::string& name : files) {
+        std::ranges::copy(SampleBytes(name, kVideoMediaType), std::back_inserter(frames));
+        std::ranges::copy(SampleBytes(name, kSoundMediaType), std::back_inserter(samples));
+    }
+    EXPECT_EQ(frames, sent);
+    // The microphone's samples are numbered, alike on both channels.
+    ASSERT_NEAR(static_cast<double>(samples.size()) / 4, 48000 * 45 * 0.04, 200);
+    for (size_t i = 4; i + 1 < samples.size(); i += 4) {
+        const auto value = [&](size_t at) { return samples[at] | samples[at + 1] << 8; };
+        ASSERT_EQ(value(i), (value(i - 4) + 1) & 0xFFFF) << i / 4;
+    }
 }

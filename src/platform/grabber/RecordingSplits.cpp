@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+// Boundaries in time stand on a grid that begins with the first frame, so that
+// files that begin a little late, for want of a key frame, don't push the later
+// ones back. A boundary within half a frame counts as reached.
+//
+// A file's size is that of its samples, with some room for its tables and for
+// the frames that come before the key frame that has been asked for.
+#include "platform/grabber/RecordingSplits.h"
+
+#include "platform/compression/KeyFrames.h"
+
+#include <utility>
+
+namespace platform {
+namespace {
+
+// Tables and journal: some bytes for each sample, and a share of a large file.
+constexpr int64_t kTableShare = 64;
+constexpr int64_t kTableBytes = 64 * 1024;
+constexpr int64_t kFramesUntilKey = 4;
+
+} // namespace
+
+void RecordingSplits::Begin(const SGSplitRule& newRule)
+{
+    *this = {};
+    rule = newRule;
+}
+
+bool RecordingSplits::CanBeginFile(const Sample& frame)
+{
+    return IsKeyFrame(frame.description->image.codec, frame.data.Bytes());
+}
+
+bool RecordingSplits::IsDue(const Sample& frame) const
+{
+    if (!fileStart)
+        return false;
+    const int64_t halfFrame = (frame.captureTime - lastTime) / 2;
+    if (rule.fileNanoseconds > 0 && frame.captureTime - *fileStart + halfFrame >= rule.fileNanoseconds)
+        return true;
+    const int64_t room = rule.fileBytes / kTableShare + kTableBytes + (kFramesUntilKey + 1) * frame.data.Size();
+    return rule.fileBytes > 0 && bytes + room > rule.fileBytes;
+}
+
+RecordingSplits::Step RecordingSplits::Before(const Sample& frame)
+{
+    // Until the first key frame comes, a movie takes none.
+    if (!fileStart && !CanBeginFile(frame))
+        return Step::GoOn;
+    if (rule.frames > 0 && frames == rule.frames)
+        return Step::End;
+    ++frames;
+    const bool due = IsDue(frame);
+    const int64_t previous = std::exchange(lastTime, frame.captureTime);
+    if (!fileStart)
+        fileStart = frame.captureTime;
+    if (!due || !CanBeginFile(frame)) {
+        bytes += frame.data.Size();
+        if (due && !std::exchange(keyFrameRequested, true))
+            RequestKeyFrame();
+        return Step::GoOn;
+    }
+    keyFrameRequested = false;
+    bytes = frame.data.Size();
+    const int64_t reached = frame.captureTime + (frame.captureTime - previous) / 2;
+    if (rule.fileNanoseconds > 0 && reached - *fileStart >= rule.fileNanoseconds)
+        *fileStart += (reached - *fileStart) / rule.fileNanoseconds * rule.fileNanoseconds;
+    else
+        fileStart = frame.captureTime;
+    return Step::NextFile;
+}
+
+} // namespace platform
