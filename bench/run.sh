@@ -17,4 +17,5 @@ python3 bench/whole_process.py "$programs" start
 tests/support/with_pipewire.sh python3 bench/whole_process.py "$programs" peers
 tests/support/with_pipewire.sh python3 bench/whole_process.py "$programs" latency
 tests/support/with_pipewire.sh python3 bench/whole_process.py "$programs" record
+tests/support/with_pipewire.sh python3 bench/whole_process.py "$programs" encode
 python3 bench/whole_process.py "$programs" memory

@@ -8,6 +8,7 @@
   whole_process.py PROGRAMS memory    growth of the process under live picture; VELMORA_BENCH_SECONDS (60) after the
                                       first minute
   whole_process.py PROGRAMS record    velmora-record against ffmpeg and a GStreamer pipeline, with sound
+  whole_process.py PROGRAMS encode    velmora-record with a compressor against ffmpeg with the same, at the same camera
 
 PROGRAMS is the folder of the built programs. Each line printed is a row of the table of run.sh."""
 
@@ -257,5 +258,33 @@ def record():
             os.unlink(path)
 
 
+def encode():
+    """Each program takes as many frames from a camera of its own; the median ratio of three pairs is the row."""
+    frames = 30 * SECONDS
+    for name, camera, source, ours, theirs in (
+            ("encode: H.264 1080p, with picture", ["--size", "1920x1080", "--format", "mjpeg", "--frame-bytes", "150000"],
+             ["-input_format", "mjpeg", "-video_size", "1920x1080"], ["--live", "--codec", "avc1"],
+             ["-c:v", "libx264", "-preset", "superfast", "-tune", "zerolatency", "-pix_fmt", "yuv420p"]),
+            ("encode: FFV1 720p, with picture", ["--size", "1280x720", "--format", "yuyv"],
+             ["-input_format", "yuyv422", "-video_size", "1280x720"], ["--live", "--codec", "FFV1"],
+             ["-c:v", "ffv1", "-level", "3", "-slicecrc", "1", "-slices", "4", "-pix_fmt", "yuv422p"])):
+        path = os.path.join(os.environ.get("TMPDIR", "/tmp"), "velmora-bench-encode.mov")
+        pairs, kept = [], []
+        for _ in range(3):
+            with Camera(*camera):
+                our_seconds = finished(["pw-v4l2", os.path.join(PROGRAMS, "velmora-record"), *ours, "--microphone", "none",
+                                        "--frames", str(frames), "--force", path])
+            kept.append(int(probe(path)["video"]["nb_read_packets"]))
+            with Camera(*camera):
+                their_seconds = finished(["pw-v4l2", "ffmpeg", "-y", "-f", "v4l2", *source, "-i", "/dev/video0", "-frames:v",
+                                          str(frames), *theirs, path])
+            pairs.append((our_seconds / their_seconds, our_seconds, their_seconds))
+            os.unlink(path)
+        ratio, our_seconds, their_seconds = sorted(pairs)[1]
+        row(name, f"{ratio:.2f}", "<= 1.15",
+            f"CPU {our_seconds:.2f} s against {their_seconds:.2f} s; frames {kept} of {frames}; median of 3, all: "
+            + ", ".join(f"{one[0]:.2f}" for one in pairs))
+
+
 if __name__ == "__main__":
-    {"peers": peers, "latency": latency, "start": start, "memory": memory, "record": record}[sys.argv[2]]()
+    {"peers": peers, "latency": latency, "start": start, "memory": memory, "record": record, "encode": encode}[sys.argv[2]]()

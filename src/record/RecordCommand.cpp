@@ -82,12 +82,13 @@ OptionGroup CompressionOptions(RecordCommand& command)
 OptionGroup SoundOptions(RecordCommand& command)
 {
     const auto takeBits = [&command](const std::string& text) {
-        return ReadNumber(text, command.soundBits) && (command.soundBits == 8 || command.soundBits == 16);
+        return ReadNumber(text, command.soundBits) &&
+               (command.soundBits == 8 || command.soundBits == 16 || command.soundBits == 24);
     };
     return {"Sound",
             {{"sound-rate", "N", "samples a second", "a whole number from 8000 to 48000",
               NumberIn(command.soundRate, 8000, 48000)},
-             {"sound-bits", "N", "of a sample: 8 or 16", "8 or 16", takeBits},
+             {"sound-bits", "N", "of a sample: 8, 16 or 24", "8, 16 or 24", takeBits},
              {"sound-codec", "CODEC", "sowt, twos, raw, ulaw or alaw", "sowt, twos, raw, ulaw or alaw",
               [&command](std::string text) {
                   text.resize(std::max<size_t>(text.size(), 4), ' ');
@@ -115,13 +116,26 @@ OptionGroup CourseOptions(RecordCommand& command)
         command.startAt = ReadTime(text);
         return command.startAt.has_value();
     };
-    return {"Recording",
-            {{"seconds", "N", "stop after N seconds", "a positive number",
-              NumberIn(command.seconds, 1e-3, kLongestSeconds)},
-             {"start-at", "TIME", "wait until 20:15, 20:15:30 or \"2026-12-31 20:15\"",
-              "a time to come such as 20:15 or \"2026-12-31 20:15:30\"", takeStart},
-             {"force", "", "replace OUTPUT if it exists", "", Flag(command.force)},
-             {"live", "", "decode the live picture as well, as the window does", "", Flag(command.live)}}};
+    const auto takeSplitSize = [&command](const std::string& text) {
+        constexpr int64_t kSmallest = 1 << 20;
+        return ReadBytes(text, command.splitBytes) && command.splitBytes >= kSmallest;
+    };
+    return {
+        "Recording",
+        {{"seconds", "N", "stop after N seconds", "a positive number",
+          NumberIn(command.seconds, 1e-3, kLongestSeconds)},
+         {"frames", "N", "stop after N frames", "a whole number above 0",
+          NumberIn(command.frames, int64_t{1}, INT64_MAX)},
+         {"start-at", "TIME", "wait until 20:15, 20:15:30 or \"2026-12-31 20:15\"",
+          "a time to come such as 20:15 or \"2026-12-31 20:15:30\"", takeStart},
+         {"split-seconds", "N", "go on in another file each N seconds", "a number from 1 on",
+          NumberIn(command.splitSeconds, 1.0, kLongestSeconds)},
+         {"split-size", "BYTES", "go on in another file before one is larger; K, M and G\nare powers of 1024",
+          "a size from 1M on, such as 650M or 4G", takeSplitSize},
+         {"force", "", "replace OUTPUT if it exists", "", Flag(command.force)},
+         {"report", "FILE", "write JSON about the recording: lost frames, durations,\ndrift, device changes, checksums",
+          "a file", Text(command.reportFile)},
+         {"live", "", "decode the live picture as well, as the window does", "", Flag(command.live)}}};
 }
 
 OptionGroup InformationOptions(RecordCommand& command)
@@ -158,8 +172,10 @@ std::string Contradiction(const RecordCommand& command)
     for (const auto& [given, name] : aboutSound)
         if (given && command.microphone == kNoMicrophone)
             return std::string(name) + ": there is no sound with --microphone none";
-    if (command.soundBits == 8 && !command.soundCodec.empty() && command.soundCodec != "raw ")
-        return "--sound-bits: expected 16 with --sound-codec " + command.soundCodec + ", got \"8\"";
+    const bool isLaw = command.soundCodec == "ulaw" || command.soundCodec == "alaw";
+    if (isLaw && command.soundBits > 0 && command.soundBits != 16)
+        return "--sound-bits: expected 16 with --sound-codec " + command.soundCodec + ", got \"" +
+               std::to_string(command.soundBits) + "\"";
     return {};
 }
 

@@ -16,6 +16,7 @@
 #include "platform/events/EventLoop.h"
 #include "platform/memory/ResultCodes.h"
 #include "platform/movies/MovieRecovery.h"
+#include "platform/movies/Movies.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -69,6 +70,10 @@ ExitCode Recorder::Run()
     if (!command.output.empty() && !NameOutput())
         return exitCode;
     framework::TheApplication()->TerminationRequested = [this](framework::Termination) { Interrupted(); };
+    if (!command.reportFile.empty() && !(report.emplace(command.reportFile)).IsWritable()) {
+        Fail(ExitCode::Unwritable, "can't write the report to " + command.reportFile);
+        return exitCode;
+    }
     framework::SetMsgBoxHandler([this](const String& text) { MessageShown(text.Bytes()); });
     Construct();
     if (state != State::Done)
@@ -199,6 +204,13 @@ void Recorder::StartRecording()
     const std::string microphone = withSound ? canvas->SoundDeviceName().Bytes() : "no sound";
     state = State::Recording;
     stateBegan = Clock::now();
+    canvas->Limits = {command.splitSeconds, command.splitBytes, command.frames};
+    canvas->NextRecordingFile = [this](bool ends) { return NextFile(ends); };
+    // A file that the recording has left is completed in the background.
+    if (command.Splits())
+        platform::SetMovieFinishHandler([this](const std::string&, int64_t, int64_t) { return stopping; });
+    if (report)
+        report->Begin(camera, microphone);
     canvas->Record(framework::New<FolderItem>(output->PathForControl()));
     std::string problem;
     if (!output->TakeName(problem))
@@ -208,15 +220,68 @@ void Recorder::StartRecording()
     std::fflush(stdout);
 }
 
-void Recorder::WatchRecording()
+// Past the last frame the count of those delivered runs on.
+void Recorder::TakeStatus()
 {
     status = canvas->Status();
+    if (command.frames > 0)
+        status.frames = std::min(status.frames, static_cast<uint64_t>(command.frames));
+}
+
+void Recorder::WatchRecording()
+{
+    TakeStatus();
     if (status.failure != platform::noErr)
         return WriterFailed(status.failure);
+    TakeNextFile();
+    CheckFinishedFiles();
     ShowOutage();
-    if (command.seconds > 0 && SecondsSince(stateBegan) >= command.seconds)
+    if (report)
+        report->Note(status, canvas->TakeLostFrames());
+    if (limitReached || (command.seconds > 0 && SecondsSince(stateBegan) >= command.seconds))
         return Finish(ExitCode::Recorded, {});
     ShowProgress();
+}
+
+// The file in which the recording goes on; null where it stays in the present one, or ends.
+Reference<FolderItem> Recorder::NextFile(bool ends)
+{
+    limitReached |= ends;
+    if (ends)
+        return nullptr;
+    TakeNextFile(); // the one before, where no step came between the two
+    std::string problem;
+    const int number = static_cast<int>(files.size()) + 2;
+    nextOutput = std::make_unique<RecordingOutput>(names.Name(number, std::time(nullptr)));
+    if (nextOutput->Check(command.force, problem) == RecordingOutput::Refusal::None)
+        return framework::New<FolderItem>(nextOutput->PathForControl());
+    nextOutput.reset();
+    Trouble(problem + "; recording goes on in " + output->Path());
+    return nullptr;
+}
+
+// Gives the next file its name, once it has been made.
+void Recorder::TakeNextFile()
+{
+    if (!nextOutput)
+        return;
+    auto next = std::move(nextOutput);
+    std::string problem;
+    if (!next->TakeName(problem))
+        return Trouble(problem + "; recording goes on in " + output->Path());
+    files.push_back({output->Path(), std::move(note)});
+    output = std::move(next);
+    note = RecordingNote::Write(std::filesystem::absolute(output->Path()));
+    std::printf("%sGoing on in %s\n", isatty(STDOUT_FILENO) != 0 ? "\n" : "", output->Path().c_str());
+    std::fflush(stdout);
+}
+
+void Recorder::CheckFinishedFiles()
+{
+    for (const platform::FinishingMovie& movie : platform::TakeFinishedMovies())
+        if (movie.result != platform::noErr)
+            Fail(movie.result == platform::dskFulErr ? ExitCode::DiskFull : ExitCode::Failed,
+                 "finishing " + movie.path + " failed (" + std::to_string(movie.result) + ")");
 }
 
 void Recorder::ShowOutage()
@@ -318,7 +383,7 @@ void Recorder::StopRecording()
     const int32_t breaks = framework::BreakCount();
     try {
         platform::NoteInput(); // what was captured until now belongs to the movie
-        status = canvas->Status();
+        TakeStatus();
         canvas->Stop();
     } catch (const std::exception& exception) {
         Fail(ExitCode::Failed, exception.what());
@@ -330,25 +395,47 @@ void Recorder::StopRecording()
     if (exitCode == ExitCode::Recorded && (failure != platform::noErr || framework::BreakCount() > breaks))
         Fail(failure == platform::dskFulErr ? ExitCode::DiskFull : ExitCode::Failed,
              "finishing the movie failed (" + std::to_string(failure) + ")");
-    ReportMovie();
+    TakeNextFile();
+    platform::WaitForFinishingMovies();
+    CheckFinishedFiles();
+    platform::SetMovieFinishHandler(nullptr);
+    files.push_back({output->Path(), std::move(note)});
+    for (const RecordedFile& file : files)
+        ShowMovie(file);
+    WriteReport();
 }
 
-// The counts are those of the file.
-void Recorder::ReportMovie()
+void Recorder::WriteReport()
+{
+    if (!report)
+        return;
+    report->Note(status, canvas->TakeLostFrames());
+    std::vector<std::string> paths;
+    for (const RecordedFile& file : files)
+        paths.push_back(file.path);
+    if (!report->Write(paths))
+        Fail(ExitCode::Unwritable, "can't write the report to " + command.reportFile);
+}
+
+// The counts are those of the file; what was lost is told once, with the last one.
+void Recorder::ShowMovie(const RecordedFile& file)
 {
     platform::RecoveredMovie movie;
     std::string written;
-    const bool found = platform::RecoverMovie(output->Path(), {}, movie, written) == platform::noErr;
+    const bool found = platform::RecoverMovie(file.path, {}, movie, written) == platform::noErr;
     if (exitCode == ExitCode::Recorded && (!found || (setUp->WithPicture() && movie.videoFrames == 0)))
-        Fail(ExitCode::Failed, output->Path() + (found ? " holds no picture" : " holds no movie"));
+        Fail(ExitCode::Failed, file.path + (found ? " holds no picture" : " holds no movie"));
     if (!found)
         return;
-    if (note)
-        note->Remove();
-    std::printf("%s%s: %.2f s, %llu frames, %llu lost, %llu damaged, %.1f MB\n", isatty(STDOUT_FILENO) != 0 ? "\n" : "",
-                written.c_str(), movie.seconds, static_cast<unsigned long long>(movie.videoFrames),
-                static_cast<unsigned long long>(status.lost), static_cast<unsigned long long>(status.damaged),
-                static_cast<double>(movie.bytes) / 1e6);
+    if (file.note)
+        file.note->Remove();
+    const bool last = &file == &files.back();
+    std::printf("%s%s: %.2f s, %llu frames, ", isatty(STDOUT_FILENO) != 0 && &file == &files.front() ? "\n" : "",
+                written.c_str(), movie.seconds, static_cast<unsigned long long>(movie.videoFrames));
+    if (last)
+        std::printf("%llu lost, %llu damaged, ", static_cast<unsigned long long>(status.lost),
+                    static_cast<unsigned long long>(status.damaged));
+    std::printf("%.1f MB\n", static_cast<double>(movie.bytes) / 1e6);
 }
 
 void Recorder::ShowProgress()
@@ -362,7 +449,7 @@ void Recorder::ShowProgress()
                 static_cast<int>(seconds / 3600), static_cast<int>(seconds / 60) % 60,
                 seconds - 60 * static_cast<int>(seconds / 60), static_cast<unsigned long long>(status.frames),
                 static_cast<unsigned long long>(status.lost), static_cast<unsigned long long>(status.damaged),
-                static_cast<double>(status.bytes) / 1e6, SoundText().c_str(), AwayText().c_str(),
+                static_cast<double>(status.bytes) / 1e6, SoundText().c_str(), TroubleText().c_str(),
                 terminal ? "\033[K" : "\n");
     std::fflush(stdout);
 }
@@ -375,8 +462,10 @@ std::string Recorder::SoundText() const
     return "  sound " + std::to_string(level) + " %";
 }
 
-std::string Recorder::AwayText() const
+std::string Recorder::TroubleText() const
 {
+    if (status.tooSlow)
+        return "  this machine is too slow for this compressor, size and rate";
     if (status.awaySeconds <= 0)
         return {};
     return (status.cameraAway ? "  camera away for " : "  camera was away for ") + Seconds(status.awaySeconds);

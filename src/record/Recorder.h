@@ -8,11 +8,15 @@
 #include "record/OutputNames.h"
 #include "record/RecordCommand.h"
 #include "record/RecordingOutput.h"
+#include "record/RecordingReport.h"
 #include "recording/RecordingNote.h"
 
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace velmora {
 
@@ -31,6 +35,13 @@ protected:
 
 private:
     using Clock = std::chrono::steady_clock;
+
+    /// A file that is complete, or being completed in the background.
+    struct RecordedFile {
+        std::string path;
+        std::unique_ptr<RecordingNote> note;
+    };
+
     enum class State { Opening, WaitingForPicture, WaitingForTime, Recording, Done };
 
     void Open();
@@ -43,11 +54,16 @@ private:
     void WaitForPicture();
     std::string WhyNoPicture();
     void StartRecording();
+    void TakeStatus();
     void WatchRecording();
+    Reference<FolderItem> NextFile(bool ends);
+    void TakeNextFile();
+    void CheckFinishedFiles();
+    void WriteReport();
     void ShowOutage();
     void ShowProgress();
     std::string SoundText() const;
-    std::string AwayText() const;
+    std::string TroubleText() const;
     void Failure(int32_t result);
     void DeviceFailed(int32_t result);
     void WriterFailed(int32_t result);
@@ -56,12 +72,16 @@ private:
     void Fail(ExitCode code, const std::string& message);
     void Finish(ExitCode code, const std::string& message);
     void StopRecording();
-    void ReportMovie();
+    void ShowMovie(const RecordedFile& file);
 
     const RecordCommand command;
     OutputNames names;
-    std::unique_ptr<RecordingOutput> output; ///< none where only settings are saved
-    std::unique_ptr<RecordingNote> note;
+    std::unique_ptr<RecordingOutput> output;     ///< none where only settings are saved
+    std::unique_ptr<RecordingOutput> nextOutput; ///< has been given to the control, which makes the file
+    std::unique_ptr<RecordingNote> note;         ///< of `output`
+    std::vector<RecordedFile> files;             ///< in which the recording no longer is
+    std::optional<RecordingReport> report;
+    bool limitReached = false;
     VelmoraCanvas* canvas = nullptr;
     std::unique_ptr<DeviceSetUp> setUp;
     framework::Timer* timer = nullptr;

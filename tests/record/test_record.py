@@ -10,11 +10,13 @@ import signal
 import subprocess
 import unittest
 
-from programs import TEST_PATTERN, Desk, decode_errors, probe, wait_for
+from programs import (TEST_PATTERN, Desk, decode_errors, frame_numbers, probe, run_tests_at_once, sound_bytes,
+                      wait_for)
 
 RECORDED, WRONG_USE, NO_DEVICE, UNWRITABLE, DISK_FULL, FAILED = range(6)
 MODES = {"direct": (), "live": ("--live",)}
-SHORT = (*TEST_PATTERN, "--seconds", "1")
+LARGE = ("--codec", "2vuy")  # 18 MB a second
+SHORT = (*TEST_PATTERN, "--seconds", "0.5")
 
 # What the C library does when the disk goes bad: a sync that fails once something has been written.
 FAILING_SYNC = b"""
@@ -118,7 +120,7 @@ class Recording(unittest.TestCase):
         for name, mode in MODES.items():
             with self.subTest(mode=name):
                 path = self.desk.path(name + ".mov")
-                done = self.desk.record(*mode, *SHORT, "--size", "1280x720", path)
+                done = self.desk.record(*mode, *TEST_PATTERN, "--seconds", "1", "--size", "1280x720", path)
                 self.assertEqual(done.returncode, RECORDED, done.stderr)
                 self.assertIn(b"there is no microphone; recording the picture alone", done.stderr)
                 video = self.check_movie(path, {"video"}, done.stdout)["video"]
@@ -182,7 +184,7 @@ class Recording(unittest.TestCase):
                     if disk is None:
                         self.skipTest("this user may not mount a file system")
                     path = os.path.join(disk, "a.mov")
-                    done = self.desk.record(*mode, *TEST_PATTERN, "--seconds", "50", path)
+                    done = self.desk.record(*mode, *TEST_PATTERN, *LARGE, "--seconds", "50", path)
                     self.assertEqual(done.returncode, DISK_FULL, done.stderr)
                     self.assertIn(b"the disk is full", done.stderr)
                     self.assertNotIn(b"finishing", done.stderr)
@@ -201,7 +203,7 @@ class Recording(unittest.TestCase):
                 del self.desk.environment["LD_PRELOAD"]
                 self.assertEqual(done.returncode, FAILED, done.stderr)
                 self.assertRegex(done.stderr, b"can't be written|finishing the movie failed")
-                command = self.desk.command(*mode, *TEST_PATTERN, "--seconds", "50", "--force", path)
+                command = self.desk.command(*mode, *TEST_PATTERN, *LARGE, "--seconds", "50", "--force", path)
                 done = subprocess.run([*limited, *command], env=self.desk.environment, capture_output=True, timeout=60,
                                       check=False)
                 self.assertEqual(done.returncode, DISK_FULL, done.stderr)
@@ -227,5 +229,89 @@ class Recording(unittest.TestCase):
         self.check_movie(path, {"video"})
 
 
+    def check_splits(self, mode, codec):
+        """A recording in several files, joined again: no frame and no sample is missing or in two of them."""
+        report = self.desk.path("report.json")
+        done = self.desk.record(*mode, *TEST_PATTERN, "--microphone", "Test Tone", "--sound-rate", "48000", "--codec",
+                                codec, "--split-seconds", "1", "--seconds", "3.6", "--report", report,
+                                self.desk.path("%n.mov"))
+        self.assertEqual((done.returncode, done.stderr), (RECORDED, b""))
+        with open(report, encoding="utf-8") as file:
+            told = json.load(file)
+        files = [entry["file"] for entry in told["files"]]
+        self.assertGreaterEqual(len(files), 3)
+        self.assertEqual(files, [self.desk.path(f"{number:03}.mov") for number in range(1, len(files) + 1)])
+        numbers, sound = [], b""
+        for entry in told["files"]:
+            self.assertTrue(entry["whole"], entry)
+            self.check_movie(entry["file"], {"video", "audio"})
+            numbers += frame_numbers(entry["file"])
+            sound += sound_bytes(entry["file"])
+        self.assertEqual(len(numbers), told["frames"])
+        self.assertEqual(len(told["lostFrames"]), told["lost"] + told["damaged"])
+        self.assertEqual(sorted(set(numbers)), numbers, "each frame once, in order")
+        self.assertLessEqual(numbers[-1] - numbers[0] + 1 - len(numbers), told["lost"], "missing and not counted")
+        # The Test Tone beeps on each whole second: the silence between two beeps would be longer or shorter.
+        heard = [at for at, sample in enumerate(memoryview(sound).cast("h")) if sample != 0]
+        beeps = [at for before, at in zip(heard, heard[1:]) if at - before > 4800]
+        self.assertGreaterEqual(len(beeps), 2)
+        self.assertEqual({after - before for before, after in zip(beeps, beeps[1:])}, {48000})
+        return told["files"]
+
+    def test_splits_lose_nothing(self):
+        for name, mode in MODES.items():
+            for codec in ("jpeg", "avc1"):
+                with self.subTest(mode=name, codec=codec):
+                    for entry in self.check_splits(mode, codec):
+                        os.unlink(entry["file"])
+
+    def test_limits(self):
+        path = self.desk.path("%n of %Y.mov")
+        for name, mode in MODES.items():
+            with self.subTest(mode=name):
+                done = self.desk.record(*mode, *TEST_PATTERN, "--frames", "7", "--force", path)
+                self.assertEqual(done.returncode, RECORDED, done.stderr)
+                named = glob.glob(self.desk.path("001 of 2*.mov"))
+                self.assertEqual(len(named), 1)
+                self.assertEqual(self.check_movie(named[0], {"video"}, done.stdout)["video"]["nb_read_packets"], "7")
+        done = self.desk.record(*TEST_PATTERN, "--codec", "2vuy", "--split-size", "5M", "--seconds", "1",
+                                self.desk.path("s.mov"))
+        self.assertEqual(done.returncode, RECORDED, done.stderr)
+        files = sorted(glob.glob(self.desk.path("s-*.mov")))
+        self.assertGreaterEqual(len(files), 3)
+        self.assertLess(max(map(os.path.getsize, files)), 5 << 20)
+        # A file that can't be made leaves the recording in the present one.
+        with open(self.desk.path("t-002.mov"), "wb") as file:
+            file.write(b"another movie")
+        done = self.desk.record(*TEST_PATTERN, "--split-seconds", "1", "--seconds", "1.5", self.desk.path("t.mov"))
+        self.assertEqual(done.returncode, RECORDED, done.stderr)
+        self.assertIn(b"t-002.mov exists; --force replaces it; recording goes on in", done.stderr)
+        self.check_movie(self.desk.path("t-001.mov"), {"video"}, done.stdout)
+
+    def test_formats_of_sound_and_settings(self):
+        path = self.desk.path("a.mov")
+        for options, codec, rate, channels in (
+                (("--sound-bits", "24", "--sound-rate", "44100"), "pcm_s24be", "44100", "2"),
+                (("--sound-bits", "8", "--channels", "1"), "pcm_u8", None, "1"),
+                (("--sound-codec", "twos"), "pcm_s16be", None, "2"),
+                (("--sound-codec", "ulaw", "--sound-rate", "8000"), "pcm_mulaw", "8000", "2")):
+            with self.subTest(options=options):
+                done = self.desk.record(*SHORT, "--microphone", "Test Tone", *options, "--force", path)
+                self.assertEqual((done.returncode, done.stderr), (RECORDED, b""))
+                sound = self.check_movie(path, {"video", "audio"})["audio"]
+                self.assertEqual((sound["codec_name"], sound["channels"]), (codec, channels))
+                self.assertEqual(sound["sample_rate"], rate or sound["sample_rate"])
+        settings = self.desk.path("settings")
+        done = self.desk.record(*TEST_PATTERN, "--microphone", "Test Tone", "--codec", "png", "--channels", "1",
+                                "--size", "1280x720", "--rate", "15", "--save-settings", settings)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (RECORDED, b"", b""))
+        done = self.desk.record("--settings", settings, *TEST_PATTERN, "--microphone", "Test Tone", "--seconds", "1",
+                                "--force", path)
+        self.assertEqual((done.returncode, done.stderr), (RECORDED, b""))
+        tracks = self.check_movie(path, {"video", "audio"})
+        self.assertEqual((tracks["video"]["codec_name"], tracks["video"]["width"], tracks["audio"]["channels"]),
+                         ("png", "1280", "1"))
+
+
 if __name__ == "__main__":
-    unittest.main()
+    run_tests_at_once()
