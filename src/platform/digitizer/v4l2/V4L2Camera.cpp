@@ -65,6 +65,7 @@ Outcome V4L2Camera::Begin(const CaptureFormat& wanted, bool sameSize, CaptureFor
     v4l2_event_subscription subscription{};
     subscription.type = V4L2_EVENT_SOURCE_CHANGE;
     device->Ioctl(VIDIOC_SUBSCRIBE_EVENT, subscription);
+    controls.FollowEvents(true);
     actual = stream->Format();
     return {};
 }
@@ -73,6 +74,7 @@ void V4L2Camera::End()
 {
     if (stream)
         NoteStreaming(*device, false);
+    controls.FollowEvents(false);
     stream.reset();
 }
 
@@ -156,8 +158,11 @@ int V4L2Camera::Standard()
     v4l2_std_id present = 0;
     if (device->Ioctl(VIDIOC_G_STD, present) != 0)
         return 0;
+    // The list has groups and their members: what is set exactly comes before what only shares a bit with it.
     const auto standards = EnumerateStandards(*device);
-    const auto found = std::ranges::find_if(standards, [=](const auto& one) { return (one.id & present) != 0; });
+    auto found = std::ranges::find(standards, present, &v4l2_standard::id);
+    if (found == standards.end())
+        found = std::ranges::find_if(standards, [=](const auto& one) { return (one.id & present) != 0; });
     return found == standards.end() ? 0 : static_cast<int>(found - standards.begin());
 }
 

@@ -158,6 +158,7 @@ void AddMeaning(ImageControl& control)
 // Drivers that can't step from one control to the next are asked for each of the usual ones.
 void V4L2Controls::Enumerate()
 {
+    isKnown = true; // a change reported meanwhile makes this false again
     known.clear();
     const auto add = [this](const std::optional<v4l2_query_ext_ctrl>& query) {
         if (const auto control = query ? ControlOf(*device, *query) : std::nullopt)
@@ -173,7 +174,6 @@ void V4L2Controls::Enumerate()
     }
     for (uint32_t identity = V4L2_CID_BASE; last == 0 && identity < V4L2_CID_LASTP1; ++identity)
         add(Query(*device, identity));
-    isKnown = true;
     for (const ImageControl& control : known)
         Subscribe(control.identity);
 }
@@ -205,7 +205,7 @@ std::optional<int64_t> V4L2Controls::ReadValue(const ImageControl& control) cons
 std::vector<ImageControl> V4L2Controls::Read()
 {
     const std::lock_guard lock(mutex);
-    if (!isKnown)
+    if (!isKnown || !isFollowed)
         Enumerate();
     for (ImageControl& control : known)
         control.value = ReadValue(control).value_or(control.value);
@@ -227,11 +227,16 @@ Result V4L2Controls::Write(uint32_t identity, int64_t value)
     return ResultOfDeviceError(Transfer(*device, true, *control, value));
 }
 
+void V4L2Controls::FollowEvents(bool followed)
+{
+    isFollowed = followed;
+    isKnown = false;
+}
+
 void V4L2Controls::Changed(const v4l2_event& event)
 {
     if ((event.u.ctrl.changes & ~static_cast<uint32_t>(V4L2_EVENT_CTRL_CH_VALUE)) == 0)
         return;
-    const std::lock_guard lock(mutex);
     isKnown = false;
 }
 

@@ -3,12 +3,13 @@
 
 #include "platform/digitizer/v4l2/V4L2Device.h"
 
+#include <atomic>
 #include <mutex>
 
 namespace platform {
 
-/// The controls of an open device. What they are is kept as long as the driver reports changes to it by events; what
-/// they are set to is read each time. Functions may be called from any thread.
+/// The controls of an open device. What they are is kept while the driver's events report changes to it; what they are
+/// set to is read each time. Functions may be called from any thread.
 class V4L2Controls {
 public:
     explicit V4L2Controls(std::shared_ptr<V4L2Device> device) : device(std::move(device)) {}
@@ -20,6 +21,10 @@ public:
     /// `digiUnimpErr` for a control that the device lacks, `permErr` for one that can't be written, `paramErr` for a
     /// value out of its range.
     Result Write(uint32_t identity, int64_t value);
+
+    /// Whether the driver's events are being read and come to `Changed`, as they do while the device streams. Waits for
+    /// no one.
+    void FollowEvents(bool followed);
 
     /// Takes a driver's event: a control's range, menu or flags may have changed.
     void Changed(const v4l2_event& event);
@@ -33,7 +38,8 @@ private:
     std::mutex mutex;
     std::vector<ImageControl> known;
     std::vector<uint32_t> subscribed;
-    bool isKnown = false;
+    std::atomic<bool> isFollowed = false;
+    std::atomic<bool> isKnown = false;
 };
 
 /// Adds what the number of a kernel control tells of its meaning: feature, automatic switch, unit.
