@@ -26,7 +26,7 @@ const std::vector<NamedCode>& Aliases()
         Alias(CodeOf("y420"), "YU12"),  Alias(CodeOf("avc1"), "H264"),   Alias(CodeOf("hvc1"), "H265"),
         Alias(CodeOf("hvc1"), "HEVC"),  Alias(CodeOf("24RG"), "RGB3"),   Alias(CodeOf("24BG"), "BGR3"),
         Alias(CodeOf("grey"), "GRAY8"), Alias(CodeOf("apcn"), "ProRes"), Alias(CodeOf("dvc "), "DV"),
-        Alias(CodeOf("raw "), "RGB"),   Alias(CodeOf("dvcp"), "DV"),
+        Alias(CodeOf("raw "), "RGB"),   Alias(CodeOf("dvcp"), "DV"),     Alias(32, "BGRX"),
     };
     return aliases;
 }
@@ -45,6 +45,8 @@ std::string NameOfFormat(FourCharCode format)
 
 std::string ShownCode(FourCharCode code)
 {
+    if (code < 256)
+        return std::to_string(code);
     std::string text = platform::TextOf(code);
     text.resize(text.find_last_not_of(' ') + 1);
     return text;

@@ -19,7 +19,7 @@ struct NamedCode {
 /// The name of a format that cameras deliver.
 std::string NameOfFormat(platform::FourCharCode format);
 
-/// A code without the blanks at its end.
+/// A code without the blanks at its end; one that is no text, as that of 32-bit pixels, as its number.
 std::string ShownCode(platform::FourCharCode code);
 
 /// The entry that a user means: by its code, its name, or what other programs call it ("MJPG", "YUYV", "h264"), in
