@@ -4,12 +4,15 @@
 #   ./test.sh              every test, as users run the program
 #   ./test.sh --sanitize   all but the whole program's, under AddressSanitizer and UndefinedBehaviorSanitizer
 #   ./test.sh --threads    the rooms that own threads, under ThreadSanitizer
+#   ./test.sh --kernel     the programs on real drivers, in an emulated machine with Debian's own kernel
 set -eu
 cd "$(dirname "$0")"
 
 preset=release
 runner=""
 whole=true
+groups="build screen test"
+exclude="whole|kernel"
 case ${1:-} in
     --sanitize)
         shift
@@ -27,9 +30,17 @@ case ${1:-} in
         # The sanitizer of this compiler finds no place beside a kernel that scatters memory widely.
         setarch --addr-no-randomize true 2>/dev/null && runner="setarch --addr-no-randomize"
         ;;
+    --kernel)
+        shift
+        whole=false
+        groups="$groups kernel"
+        exclude="whole"
+        set -- --label-regex kernel --verbose "$@"
+        ;;
 esac
 
-packaging/install-packages.sh build screen test
+# shellcheck disable=SC2086  # several groups
+packaging/install-packages.sh $groups
 export NINJA_STATUS="[%f of %t, %es] "
 cmake --preset "$preset" -D VELMORA_WARNINGS_AS_ERRORS=ON
 ninja -C "build/$preset"
@@ -45,5 +56,5 @@ run() {
     # shellcheck disable=SC2086  # the runner is a command with its option
     $runner ctest --test-dir "build/$preset" --output-on-failure -j "$(nproc)" "$@"
 }
-run --label-exclude whole "$@"
+run --label-exclude "$exclude" "$@"
 if $whole; then run --label-regex whole "$@"; fi

@@ -4,6 +4,7 @@
 #   build    what compiles it, and with it what it runs with
 #   screen   a screen of its own for a machine without one, and what works and judges a window on it
 #   test     the servers and players that tests work with and are judged by
+#   kernel   an emulated machine, and what works the devices in it
 #   bench    what benchmarks are held against
 #   check    what checks the code's format
 #   package  what makes and checks Debian packages, and the reference documentation
@@ -18,6 +19,7 @@ build="cmake ninja-build ccache g++ pkg-config git ca-certificates cmark-gfm
 screen="xvfb xauth openbox xdotool x11-utils imagemagick ffmpeg python3"
 test="dbus-daemon at-spi2-core libglib2.0-bin pipewire pipewire-pulse pipewire-v4l2 wireplumber pulseaudio-utils mediainfo gstreamer1.0-tools
     gstreamer1.0-plugins-base gstreamer1.0-plugins-base-apps gstreamer1.0-plugins-good gstreamer1.0-pipewire gstreamer1.0-libav"
+kernel="qemu-system-x86 kmod udev alsa-utils v4l-utils"
 bench="gstreamer1.0-x"
 check="clang-format"
 package="dpkg-dev file lintian appstream desktop-file-utils librsvg2-bin man-db doxygen"
@@ -34,6 +36,7 @@ for group in "$@"; do
         build) wanted="$wanted $build" ;;
         screen) wanted="$wanted $screen" ;;
         test) wanted="$wanted $test" ;;
+        kernel) wanted="$wanted $kernel" ;;
         bench) wanted="$wanted $bench" ;;
         check) wanted="$wanted $check" ;;
         package) wanted="$wanted $package" ;;
