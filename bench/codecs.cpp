@@ -93,7 +93,7 @@ double Ours(const Frames& frames, FourCharCode format, const Size& size, FourCha
     for (const auto& frame : frames) {
         std::unique_ptr<DecodedPicture> picture;
         if (livePicture)
-            decoder.Decode({nullptr, frame}, description, ReductionFor(640.0 / size.width), picture);
+            decoder.Decode({nullptr, frame}, description, {640, 640 * size.height / size.width}, picture);
         if (compressor->Compress({frame, format, size.width, size.height}).Size() == 0)
             std::exit(1);
     }

@@ -160,20 +160,23 @@ def click_under_load():
             application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
             left, top, _, height = application.content()
             x, y = application.BOTTOM_LEFT["CheckBox1"]
-            place = (left + x - 14, top + y + height - application.CONTENT[1] - 8, 28, 16)
-            for _ in range(20):
-                before = screen.pixels(*place)
+            x, y = left + x, top + y + height - application.CONTENT[1]
+            # One that runs already: starting it and its rest after a click would be measured as well.
+            hand = screen.start(["xdotool", "-"], stdin=subprocess.PIPE, text=True)
+            for i in range(21):
+                before = screen.pixels(x - 14, y - 8, 28, 16)
                 began = time.monotonic()
-                application.click("CheckBox1")
-                wait_for("the click's effect", 10, lambda b=before: screen.pixels(*place) != b, pause=0.001)
-                delays.append((time.monotonic() - began) * 1000)
-                time.sleep(0.3)
+                hand.stdin.write(f"mousemove {x} {y} click 1\n")
+                hand.stdin.flush()
+                wait_for("the click's effect", 10, lambda b=before: screen.pixels(x - 14, y - 8, 28, 16) != b, pause=0.001)
+                delays += [(time.monotonic() - began) * 1000] if i > 0 else []
+                time.sleep(0.5)
     finally:
         for loop in loops:
             loop.kill()
     delays.sort()
-    row("latency: a click while 4K streams", f"{delays[10]:.0f} ms", "<= 60 ms",
-        f"with two busy loops beside; median of {len(delays)}, longest {delays[-1]:.0f} ms; xdotool's own time included")
+    row("latency: a click while 4K streams", f"{delays[10]:.1f} ms", "<= 60 ms",
+        f"with two busy loops beside; median of {len(delays)}, longest {delays[-1]:.1f} ms")
 
 
 def latency():

@@ -33,7 +33,7 @@ class Screen:
 
     SESSION = ("XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS", "PULSE_SERVER")
 
-    def __init__(self, width=1280, height=960, reach_session=False):
+    def __init__(self, width=1280, height=960, reach_session=False, manager=True):
         self.folder = tempfile.mkdtemp(prefix="velmora-screen-")
         self.children = []
         self.environment = {
@@ -53,8 +53,10 @@ class Screen:
         with os.fdopen(read_end) as pipe:
             self.environment["DISPLAY"] = ":" + pipe.readline().strip()
         self.memory = os.path.join(self.folder, "Xvfb_screen0")
-        self.start(["openbox"])
-        wait_for("the window manager", 10, lambda: self.output("xprop", "-root", "_NET_SUPPORTING_WM_CHECK").count("#"))
+        if manager:
+            self.start(["openbox"])
+            wait_for("the window manager", 10,
+                     lambda: self.output("xprop", "-root", "_NET_SUPPORTING_WM_CHECK").count("#"))
 
     def start(self, command, **options):
         options.setdefault("stdout", subprocess.DEVNULL)
@@ -90,15 +92,19 @@ class Screen:
         names = ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")
         return tuple(int(re.search(name + r":\s+(-?\d+)", information).group(1)) for name in names)
 
-    def pixels(self, left, top, width, height):
-        """Rows of (red, green, blue). The memory is read at once, so that little changes meanwhile."""
+    def rows(self, left, top, width, height):
+        """Rows of bytes, four a pixel: blue, green, red and one unused. The memory is read at once, so that little
+        changes meanwhile."""
         with open(self.memory, "rb") as file:
             header = struct.unpack(">25I", file.read(100))
             stride = header[12]
             file.seek(header[0] + 12 * header[19] + top * stride)
             memory = file.read(height * stride)
-        rows = [memory[start + left * 4:start + (left + width) * 4] for start in range(0, height * stride, stride)]
-        return [list(zip(row[2::4], row[1::4], row[0::4])) for row in rows]
+        return [memory[start + left * 4:start + (left + width) * 4] for start in range(0, height * stride, stride)]
+
+    def pixels(self, left, top, width, height):
+        """Rows of (red, green, blue)."""
+        return [list(zip(row[2::4], row[1::4], row[0::4])) for row in self.rows(left, top, width, height)]
 
     def pixel(self, x, y):
         return self.pixels(x, y, 1, 1)[0][0]
@@ -274,6 +280,9 @@ class FrameTrace:
     """The way of each frame from the camera to the screen, so that of a missing one the last station is known: the
     camera's own log, then what the program writes at its stations, then who looked at the screen."""
 
+    SKIPPED = "main thread, which left its picture out because it was behind"
+    ENDS = {"shown": "screen", "skipped": SKIPPED, "undrawn": "main thread, which drew nothing"}
+
     def __init__(self, screen):
         self.made = os.path.join(screen.folder, "frames-made")
         self.passed = os.path.join(screen.folder, "frames-passed")
@@ -295,7 +304,7 @@ class FrameTrace:
                 captured[capture] = fingerprints.get(fingerprint[0])
                 stations[captured[capture]] = "queue"
             elif capture in captured:
-                stations[captured[capture]] = "screen" if event == "shown" else "main thread, which skipped its picture"
+                stations[captured[capture]] = self.ENDS[event]
         return stations
 
 

@@ -20,7 +20,7 @@ constexpr size_t kMaxPictures = 3;
 
 } // namespace
 
-DecodeAhead::DecodeAhead() : thread([this] { Work(); }) {}
+DecodeAhead::DecodeAhead(std::function<void()> done) : done(std::move(done)), thread([this] { Work(); }) {}
 
 DecodeAhead::~DecodeAhead()
 {
@@ -64,41 +64,57 @@ std::unique_ptr<DecodedPicture> DecodeAhead::Take(PictureAhead& ahead)
     return std::move(ahead.picture);
 }
 
+void DecodeAhead::SetShownSize(const ShownSize& size)
+{
+    const std::lock_guard lock(mutex);
+    shownSize = size;
+}
+
 void DecodeAhead::Work()
 {
     PictureDecoder decoder;
-    std::unique_lock lock(mutex);
-    while (const auto ahead = NextWaiting(lock)) {
-        State expected = State::Waiting;
-        if (!HasRoom()) {
-            ahead->state.compare_exchange_strong(expected, State::Skipped);
-            continue;
+    ShownSize size;
+    while (const auto ahead = NextWaiting()) {
+        if (Begin(*ahead, size)) {
+            std::unique_ptr<DecodedPicture> picture;
+            decoder.Decode(std::move(ahead->frame), ahead->description, size, picture);
+            Finish(ahead, std::move(picture));
         }
-        if (!ahead->state.compare_exchange_strong(expected, State::InWork))
-            continue;
-        lock.unlock();
-        std::unique_ptr<DecodedPicture> picture;
-        decoder.Decode(std::move(ahead->frame), ahead->description, reduction, picture);
-        lock.lock();
-        const bool decoded = picture != nullptr;
-        ahead->picture = std::move(picture);
-        expected = State::InWork;
-        if (!ahead->state.compare_exchange_strong(expected, decoded ? State::Done : State::Skipped))
-            late = decoded ? std::move(ahead->picture) : std::move(late);
-        else if (decoded)
-            finished.push_back(ahead);
+        done();
     }
 }
 
 // Waits for a frame; null when the end has come.
-std::shared_ptr<PictureAhead> DecodeAhead::NextWaiting(std::unique_lock<std::mutex>& lock)
+std::shared_ptr<PictureAhead> DecodeAhead::NextWaiting()
 {
+    std::unique_lock lock(mutex);
     work.wait(lock, [this] { return ending || !waiting.empty(); });
     if (ending)
         return nullptr;
     auto next = std::move(waiting.front());
     waiting.pop_front();
     return next;
+}
+
+bool DecodeAhead::Begin(PictureAhead& ahead, ShownSize& size)
+{
+    const std::lock_guard lock(mutex);
+    State expected = State::Waiting;
+    size = shownSize;
+    const bool hasRoom = HasRoom();
+    return ahead.state.compare_exchange_strong(expected, hasRoom ? State::InWork : State::Skipped) && hasRoom;
+}
+
+void DecodeAhead::Finish(const std::shared_ptr<PictureAhead>& ahead, std::unique_ptr<DecodedPicture> picture)
+{
+    const std::lock_guard lock(mutex);
+    const bool decoded = picture != nullptr;
+    ahead->picture = std::move(picture);
+    State expected = State::InWork;
+    if (!ahead->state.compare_exchange_strong(expected, decoded ? State::Done : State::Skipped))
+        late = decoded ? std::move(ahead->picture) : std::move(late);
+    else if (decoded)
+        finished.push_back(ahead);
 }
 
 bool DecodeAhead::HasRoom()

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -36,7 +37,8 @@ private:
 /// takes.
 class DecodeAhead {
 public:
-    DecodeAhead();
+    /// `done` is called on the worker's thread whenever a picture is no longer coming.
+    explicit DecodeAhead(std::function<void()> done = [] {});
     ~DecodeAhead();
     DecodeAhead(const DecodeAhead&) = delete;
     DecodeAhead& operator=(const DecodeAhead&) = delete;
@@ -50,22 +52,25 @@ public:
     /// that was late itself; null when there is none.
     std::unique_ptr<DecodedPicture> Take(PictureAhead& ahead);
 
-    /// The factor by which pictures may be reduced from now on.
-    void SetReduction(int32_t factor) { reduction = factor; }
+    /// The size at which frames are shown from now on; until the first call they are decoded whole.
+    void SetShownSize(const ShownSize& size);
 
 private:
     using State = PictureAhead::State;
 
     void Work();
-    std::shared_ptr<PictureAhead> NextWaiting(std::unique_lock<std::mutex>& lock);
+    std::shared_ptr<PictureAhead> NextWaiting();
+    bool Begin(PictureAhead& ahead, ShownSize& size);
+    void Finish(const std::shared_ptr<PictureAhead>& ahead, std::unique_ptr<DecodedPicture> picture);
     bool HasRoom();
 
+    const std::function<void()> done;
     std::mutex mutex;
     std::condition_variable work;
     std::deque<std::shared_ptr<PictureAhead>> waiting;
     std::deque<std::weak_ptr<PictureAhead>> finished; ///< not taken yet, as far as they live
     std::unique_ptr<DecodedPicture> late;             ///< the newest whose frame was handed over before it was done
-    std::atomic<int32_t> reduction{1};
+    ShownSize shownSize = kWholeSize;
     bool ending = false;
     std::thread thread;
 };

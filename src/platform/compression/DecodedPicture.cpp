@@ -1,17 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/compression/DecodedPicture.h"
 
-namespace platform {
+#include <algorithm>
 
-int32_t ReductionFor(double scale)
-{
-    if (scale <= 0)
-        return 1;
-    for (const int32_t factor : {8, 4, 2})
-        if (scale * factor <= 1)
-            return factor;
-    return 1;
-}
+namespace platform {
 
 Result PictureDecoder::Prepare(const ImageDescription& description)
 {
@@ -25,25 +17,27 @@ Result PictureDecoder::Prepare(const ImageDescription& description)
     return decoder ? noErr : noCodecErr;
 }
 
-Result PictureDecoder::Decode(SharedFrame frame, const ImageDescription& description, int32_t reduction,
+Result PictureDecoder::Decode(SharedFrame frame, const ImageDescription& description, const ShownSize& shown,
                               std::unique_ptr<DecodedPicture>& made)
 {
     if (const Result result = Prepare(description); result != noErr)
         return result;
     PictureBlock picture;
-    const int32_t factor = decoder->CanReduce() ? reduction : 1;
-    Result result = DecodeReduced(frame, factor, picture);
-    // The fields of an interlaced frame are woven at full size only.
-    if (result != noErr && factor > 1)
-        result = DecodeReduced(frame, 1, picture);
+    const int32_t width = std::clamp(shown.width, 1, decoded.width);
+    const int32_t height = std::clamp(shown.height, 1, decoded.height);
+    const bool reduces = decoder->CanReduce() && (width < decoded.width || height < decoded.height);
+    Result result = reduces ? DecodeAt(frame, width, height, picture) : codecSizeErr;
+    // Some frames can be decoded whole only.
+    if (result != noErr)
+        result = DecodeAt(frame, decoded.width, decoded.height, picture);
     if (result == noErr)
         made = std::make_unique<DecodedPicture>(DecodedPicture{std::move(picture), std::move(frame), description});
     return result;
 }
 
-Result PictureDecoder::DecodeReduced(const SharedFrame& frame, int32_t factor, PictureBlock& picture)
+Result PictureDecoder::DecodeAt(const SharedFrame& frame, int32_t width, int32_t height, PictureBlock& picture)
 {
-    picture = PictureBlock::Make(ReducedSide(decoded.width, factor), ReducedSide(decoded.height, factor));
+    picture = PictureBlock::Make(width, height);
     return picture.pixels.width == 0 ? memFullErr : decoder->Decode(frame.bytes, picture.pixels);
 }
 

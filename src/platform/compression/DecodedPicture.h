@@ -19,17 +19,22 @@ struct DecodedPicture {
     SharedFrame frame;
     ImageDescription description; ///< of the frame
 
-    bool IsReduced() const { return picture.pixels.width < description.width; }
+    bool IsReduced() const
+    {
+        return picture.pixels.width < description.width || picture.pixels.height < description.height;
+    }
 };
 
-/// A side of a picture reduced by a factor, as decoders round it.
-inline int32_t ReducedSide(int32_t side, int32_t factor)
-{
-    return (side + factor - 1) / factor;
-}
+/// The size in pixels at which a whole frame is shown.
+struct ShownSize {
+    int32_t width = 0;
+    int32_t height = 0;
 
-/// The largest factor (1, 2, 4 or 8) by which a picture may be reduced that is shown at `scale` of its size.
-int32_t ReductionFor(double scale);
+    bool operator==(const ShownSize&) const = default;
+};
+
+/// For `PictureDecoder::Decode`: as large as the frame.
+inline constexpr ShownSize kWholeSize{INT32_MAX, INT32_MAX};
 
 /// Decodes frames into pictures, reduced where the codec can. It keeps the decoder from frame to frame.
 class PictureDecoder {
@@ -37,15 +42,16 @@ public:
     /// Gets ready for frames of a description; `noCodecErr` for a codec that can't be decoded.
     Result Prepare(const ImageDescription& description);
 
-    /// Results as `FrameDecoder::Decode`; `memFullErr` without memory. `made` is only written for `noErr`.
-    Result Decode(SharedFrame frame, const ImageDescription& description, int32_t reduction,
+    /// Decodes a frame for being shown at a size: no larger than that, and never larger than the frame. Results as
+    /// `FrameDecoder::Decode`; `memFullErr` without memory. `made` is only written for `noErr`.
+    Result Decode(SharedFrame frame, const ImageDescription& description, const ShownSize& shown,
                   std::unique_ptr<DecodedPicture>& made);
 
     /// Decodes a frame onto pixels of its whole size.
     static Result DecodeWhole(const SharedFrame& frame, const ImageDescription& description, const PortPixels& target);
 
 private:
-    Result DecodeReduced(const SharedFrame& frame, int32_t factor, PictureBlock& picture);
+    Result DecodeAt(const SharedFrame& frame, int32_t width, int32_t height, PictureBlock& picture);
 
     std::unique_ptr<FrameDecoder> decoder;
     ImageDescription decoded;

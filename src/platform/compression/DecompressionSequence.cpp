@@ -14,8 +14,8 @@
 // gone. A sequence is used by one thread at a time.
 //
 // Frames may change under a sequence: a camcorder's tape goes over from one television system to the other, a user
-// chooses another compressor. Where the change is known, everything is settled anew, and the new frames fill the place
-// of those that the sequence was begun for.
+// chooses another compressor. Where the change is known, everything is settled anew, and the new frames take the place
+// of those that the sequence was begun for, with bars where their shape differs.
 #include "platform/compression/DecompressionSequence.h"
 
 #include "platform/compression/Matrix.h"
@@ -52,6 +52,7 @@ public:
         port = newPort;
         if (!ReadMatrix(matrix) || !ReadPart(sourceRect))
             return paramErr;
+        begun = {description.width, description.height, part, transform};
         onView.emplace(port, part, transform);
         return MakeDecoder();
     }
@@ -64,14 +65,9 @@ public:
             return noErr;
         if (changed.width < 1 || changed.height < 1)
             return codecBadDataErr;
-        const double scaleX = double{1} * changed.width / description.width;
-        const double scaleY = double{1} * changed.height / description.height;
-        transform.a /= scaleX;
-        transform.b /= scaleX;
-        transform.c /= scaleY;
-        transform.d /= scaleY;
-        part = Scaled(part, scaleX, scaleY);
         description = changed;
+        part = Scaled(begun.part, double{1} * changed.width / begun.width, double{1} * changed.height / begun.height);
+        FitIntoPlace();
         kept = nullptr;
         return MakeDecoder();
     }
@@ -99,7 +95,8 @@ public:
         if (FrameInHand* known = FrameInHand::Newest())
             picture = known->TakePicture(data, description.width, description.height);
         if (!picture)
-            if (const Result result = decoder.Decode({nullptr, frame}, description, 1, picture); result != noErr)
+            if (const Result result = decoder.Decode({nullptr, frame}, description, kWholeSize, picture);
+                result != noErr)
                 return result;
         if (GiveToPort(*picture))
             return noErr;
@@ -150,10 +147,12 @@ private:
         const auto target = PixelsOfPort(port);
         if (!target)
             return paramErr;
+        if (std::exchange(placeIsStale, false))
+            ClearPlace(*target);
         Transform mapping = transform;
         mapping.tx += mapping.a * part.left + mapping.c * part.top - target->left;
         mapping.ty += mapping.b * part.left + mapping.d * part.top - target->top;
-        NoteShown(std::max(std::hypot(mapping.a, mapping.b), std::hypot(mapping.c, mapping.d)));
+        NoteShown(std::hypot(mapping.a, mapping.b), std::hypot(mapping.c, mapping.d));
         const double scaleX = double{1} * description.width / source.width;
         const double scaleY = double{1} * description.height / source.height;
         mapping.a *= scaleX;
@@ -171,16 +170,24 @@ private:
             return sequence && sequence->Redraw();
         };
         const PortRect place = onView->Draw(PartOf(source), Shape(), view, drawing, redraw);
-        // Half a pixel less, for a place is rounded to whole ones.
-        const bool lies = onView->IsTurned();
-        NoteShown(std::max((place.width - 0.5) / (lies ? part.height : part.width),
-                           (place.height - 0.5) / (lies ? part.width : part.height)));
+        const ShownSize shown = SizeIn(place);
+        NoteShown(double{1} * shown.width / part.width, double{1} * shown.height / part.height);
     }
 
-    static void NoteShown(double scale)
+    // A place in a view, as seen along the picture's own rows.
+    ShownSize SizeIn(const PortRect& place) const
     {
+        return onView->IsTurned() ? ShownSize{place.height, place.width} : ShownSize{place.width, place.height};
+    }
+
+    // Notes the scales of the image's width and height.
+    void NoteShown(double scaleX, double scaleY) const
+    {
+        const auto scaled = [](int32_t side, double scale) {
+            return static_cast<int32_t>(std::clamp<double>(std::lround(side * scale), 1, INT16_MAX));
+        };
         if (FrameInHand* known = FrameInHand::Newest())
-            known->NoteShown(scale);
+            known->NoteShown({scaled(description.width, scaleX), scaled(description.height, scaleY)});
     }
 
     // Draws the newest picture again, as it is kept here or in the port that it was drawn from. One that is too small
@@ -190,17 +197,17 @@ private:
         const auto view = onView->Target();
         if (!view)
             return false;
-        const int32_t width = onView->PlaceOf(Shape(), *view).width;
+        const ShownSize shown = SizeIn(onView->PlaceOf(Shape(), *view));
         if (kept) {
-            if (kept->IsReduced() && kept->picture.pixels.width < width)
-                decoder.Decode(kept->frame, description, 1, kept);
+            if (kept->IsReduced() && kept->picture.pixels.width < shown.width)
+                decoder.Decode(kept->frame, description, kWholeSize, kept);
             DrawOn(*view, SourceOf(kept->picture.pixels));
             return true;
         }
         auto picture = PictureWithBase(inPlace);
         if (!picture || !DrawsFrom(*picture))
             return false;
-        if (picture->pixels.width < std::min(width, picture->width)) {
+        if (picture->pixels.width < std::min(shown.width, picture->width)) {
             BytesFrom(inPlace);
             picture = PictureWithBase(inPlace);
         }
@@ -211,6 +218,45 @@ private:
     PictureShape Shape() const { return ShapeOfFrame(part.width, part.height); }
 
     Result MakeDecoder() { return NeedsDecoder() ? decoder.Prepare(description) : noErr; }
+
+    // Maps the part onto the middle of the place that the sequence was begun with, as large as its shape allows.
+    void FitIntoPlace()
+    {
+        const PictureShape place = ShapeOfFrame(begun.part.width, begun.part.height);
+        const PictureShape shape = Shape();
+        const double fit = std::min(place.width / shape.width, place.height / shape.height);
+        const double filledX = shape.width * fit / place.width;
+        const double filledY = shape.height * fit / place.height;
+        const double scaleX = filledX * begun.part.width / part.width;
+        const double scaleY = filledY * begun.part.height / part.height;
+        const double left = begun.part.left + begun.part.width * (1 - filledX) / 2 - part.left * scaleX;
+        const double top = begun.part.top + begun.part.height * (1 - filledY) / 2 - part.top * scaleY;
+        const Transform& t = begun.transform;
+        transform = {t.a * scaleX,
+                     t.b * scaleX,
+                     t.c * scaleY,
+                     t.d * scaleY,
+                     t.a * left + t.c * top + t.tx,
+                     t.b * left + t.d * top + t.ty};
+        placeIsStale = true;
+    }
+
+    // Blackens what the frames before may have left beside the present ones.
+    void ClearPlace(const PortPixels& target) const
+    {
+        const PortRect& place = begun.part;
+        const Transform& t = begun.transform;
+        const double x = t.a * place.left + t.c * place.top + t.tx - target.left;
+        const double y = t.b * place.left + t.d * place.top + t.ty - target.top;
+        const double acrossX = t.a * place.width, acrossY = t.b * place.width;
+        const double downX = t.c * place.height, downY = t.d * place.height;
+        const auto [left, right] = std::minmax({x, x + acrossX, x + downX, x + acrossX + downX});
+        const auto [top, bottom] = std::minmax({y, y + acrossY, y + downY, y + acrossY + downY});
+        const auto rounded = [](double value) {
+            return static_cast<int32_t>(std::clamp(std::round(value), -1e6, 1e6));
+        };
+        Blacken(target, {rounded(left), rounded(top), rounded(right) - rounded(left), rounded(bottom) - rounded(top)});
+    }
 
     bool NeedsDecoder() const { return LayoutOf(description) != kPixelFormat32; }
 
@@ -261,6 +307,15 @@ private:
     PortReference port = 0;
     Transform transform;
     PortRect part;
+
+    // As the sequence was begun.
+    struct {
+        int32_t width, height;
+        PortRect part;
+        Transform transform;
+    } begun{};
+
+    bool placeIsStale = false; ///< frames of another shape may have left something in it
     PictureDecoder decoder;
     std::unique_ptr<DecodedPicture> kept; ///< the newest that was drawn
     PictureDrawing drawing;

@@ -56,8 +56,8 @@ public:
     /// object.
     void ShowInstead(std::span<const uint8_t> other, const ImageDescription& itsDescription);
 
-    /// The largest scale at which the frame was drawn onto a screen so far, 0 where it was not.
-    double ShownScale() const { return shownScale; }
+    /// The largest size at which the frame was drawn onto a screen so far, 0 by 0 where it was not.
+    const ShownSize& Shown() const { return shownSize; }
 
     // For sequences.
 
@@ -67,7 +67,10 @@ public:
     /// The picture of the frame at `data`, if it has one of that size that was not taken yet.
     std::unique_ptr<DecodedPicture> TakePicture(Address data, int32_t width, int32_t height);
 
-    void NoteShown(double scale) { shownScale = std::max(shownScale, scale); }
+    void NoteShown(const ShownSize& size)
+    {
+        shownSize = {std::max(shownSize.width, size.width), std::max(shownSize.height, size.height)};
+    }
     const ImageDescription* DescriptionAt(Address data) const { return frame == data ? description : nullptr; }
     std::span<const uint8_t> InsteadAt(Address data) const { return frame == data ? instead : decltype(instead)(); }
     bool IsShown() const { return shown; }
@@ -78,7 +81,7 @@ private:
     std::span<const uint8_t> instead;    ///< shown in the frame's place, where it isn't empty
     bool shown;
     std::unique_ptr<DecodedPicture> picture;
-    double shownScale = 0;
+    ShownSize shownSize;
     FrameInHand* outer;
 };
 

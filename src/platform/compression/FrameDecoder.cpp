@@ -14,18 +14,39 @@ public:
 
     Result Decode(std::span<const uint8_t> frame, const PortPixels& target) override
     {
-        if (target.width != description.width || target.height != description.height)
+        if (target.width > description.width || target.height > description.height)
             return paramErr;
         const auto picture =
             PictureIn(frame, LayoutOf(description), description.width, description.height, description.rowBytes);
         if (!picture)
             return codecBadDataErr;
-        ConvertTo32(*picture, target.pixels, target.rowBytes);
+        if (target.width == description.width && target.height == description.height)
+            ConvertTo32(*picture, target.pixels, target.rowBytes);
+        else
+            return Reduce(*picture, target);
         return noErr;
     }
 
+    bool CanReduce() const override { return true; }
+
 private:
+    Result Reduce(const RawPicture& picture, const PortPixels& target)
+    {
+        if (const auto planar = AsPlanes(picture, planes)) {
+            reduction.Draw(*planar, libyuv::kYuvI601Constants, target);
+            return noErr;
+        }
+        const auto whole = PictureBlock::Make(picture.width, picture.height);
+        if (whole.pixels.width == 0)
+            return memFullErr;
+        ConvertTo32(picture, whole.pixels.pixels, whole.pixels.rowBytes);
+        ScaleTo(whole.pixels, target);
+        return noErr;
+    }
+
     ImageDescription description;
+    std::vector<uint8_t> planes;
+    ReducedConversion reduction;
 };
 
 } // namespace

@@ -15,12 +15,11 @@ class FrameDecoder {
 public:
     virtual ~FrameDecoder() = default;
 
-    /// Decodes a frame onto the whole of `target` (32-bit pixels of the description's size).
-    /// `codecBadDataErr` for one that doesn't decode, `codecSizeErr` for one of another size.
+    /// Decodes a frame onto the whole of `target` (32-bit pixels of the description's size, or of a smaller one where
+    /// the decoder can reduce). `codecBadDataErr` for one that doesn't decode, `codecSizeErr` for one of another size.
     virtual Result Decode(std::span<const uint8_t> frame, const PortPixels& target) = 0;
 
-    /// Whether `Decode` also takes targets of an eighth, a quarter or half of the size, rounded up: a reduced picture
-    /// for a fraction of the work.
+    /// Whether `Decode` also takes smaller targets: a reduced picture for less work.
     virtual bool CanReduce() const { return false; }
 
     /// A decoder for the description, or null when its codec can't be decoded.

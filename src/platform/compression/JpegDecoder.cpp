@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Decoding JPEG by TurboJPEG, straight into the target's rows.
+// Decoding JPEG by TurboJPEG, straight into the target's rows where that has a size to which the library reduces.
 //
 // Cameras deliver frames in which the usual Huffman tables are left out; the library then puts the usual ones in. It
 // also keeps tables from one frame to the next, which would let one corrupted frame spoil the later ones: after any
@@ -9,6 +9,7 @@
 #include "platform/compression/JpegDecoder.h"
 
 #include "platform/compression/CodecDecoder.h"
+#include "platform/compression/ReducedConversion.h"
 
 #include <algorithm>
 #include <array>
@@ -74,7 +75,7 @@ public:
 
     Result Decode(std::span<const uint8_t> frame, const PortPixels& target) override
     {
-        if (!IsPossibleSize(target))
+        if (target.width > description.width || target.height > description.height)
             return paramErr;
         if (!turbo)
             turbo.reset(tjInitDecompress());
@@ -101,19 +102,36 @@ public:
     bool CanReduce() const override { return true; }
 
 private:
-    bool IsPossibleSize(const PortPixels& target) const
-    {
-        return std::ranges::any_of(std::array{1, 2, 4, 8}, [&](int factor) {
-            const tjscalingfactor scale{1, factor};
-            return target.width == TJSCALED(description.width, scale) &&
-                   target.height == TJSCALED(description.height, scale);
-        });
-    }
-
+    // The library reduces by powers of two for less work. What is left to do after that is scaled.
     Result DecodePicture(std::span<const uint8_t> frame, const PortPixels& target)
     {
-        if (tjDecompress2(turbo.get(), frame.data(), static_cast<unsigned long>(frame.size()), target.pixels,
-                          target.width, target.rowBytes, target.height, TJPF_BGRA, JpegDecodingFlags()) == 0)
+        tjscalingfactor scale{1, 1};
+        for (const int factor : {2, 4, 8})
+            if (const tjscalingfactor smaller{1, factor}; TJSCALED(description.width, smaller) >= target.width &&
+                                                          TJSCALED(description.height, smaller) >= target.height)
+                scale = smaller;
+        const int width = TJSCALED(description.width, scale);
+        const int height = TJSCALED(description.height, scale);
+        if (width == target.width && height == target.height)
+            return DecodePixels(frame, target);
+        if (larger.pixels.width != width || larger.pixels.height != height)
+            larger = PictureBlock::Make(width, height);
+        const Result result = larger.pixels.width == 0 ? memFullErr : DecodePixels(frame, larger.pixels);
+        if (result == noErr)
+            ScaleTo(larger.pixels, target);
+        return result;
+    }
+
+    Result DecodePixels(std::span<const uint8_t> frame, const PortPixels& target)
+    {
+        return Conclude(tjDecompress2(turbo.get(), frame.data(), static_cast<unsigned long>(frame.size()),
+                                      target.pixels, target.width, target.rowBytes, target.height, TJPF_BGRA,
+                                      JpegDecodingFlags()));
+    }
+
+    Result Conclude(int answer)
+    {
+        if (answer == 0)
             return noErr;
         // A warning means that all rows are there, though some are not what they were.
         const bool hasPicture = tjGetErrorCode(turbo.get()) == TJERR_WARNING;
@@ -130,6 +148,7 @@ private:
 
     ImageDescription description;
     TurboOwner turbo;
+    PictureBlock larger; ///< a picture that is still to be scaled
     std::unique_ptr<FrameDecoder> fields;
 };
 

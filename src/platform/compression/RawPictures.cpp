@@ -128,6 +128,39 @@ std::optional<RawPicture> PictureIn(std::span<const uint8_t> bytes, FourCharCode
     return static_cast<int64_t>(bytes.size()) < needed ? std::nullopt : std::optional(picture);
 }
 
+std::optional<PlanarPicture> AsPlanes(const RawPicture& picture, std::vector<uint8_t>& scratch)
+{
+    const bool isPlanar = IsPlanar(picture.layout);
+    if (!isPlanar && picture.layout != kYuvsPixelFormat && picture.layout != k2vuyPixelFormat)
+        return std::nullopt;
+    PlanarPicture planar{.width = picture.width,
+                         .height = picture.height,
+                         .chromaWidth = (picture.width + 1) / 2,
+                         .chromaHeight = isPlanar ? (picture.height + 1) / 2 : picture.height};
+    const uint8_t* chroma = picture.pixels + ptrdiff_t{picture.rowBytes} * picture.height;
+    if (picture.layout == kY420PixelFormat) {
+        const int32_t rowBytes = ChromaRowBytes(picture);
+        planar.planes = {picture.pixels, chroma, chroma + ptrdiff_t{rowBytes} * planar.chromaHeight};
+        planar.rowBytes = {picture.rowBytes, rowBytes, rowBytes};
+        return planar;
+    }
+    const auto lumaSize = isPlanar ? 0 : static_cast<size_t>(planar.width) * static_cast<size_t>(planar.height);
+    const auto chromaSize = static_cast<size_t>(planar.chromaWidth) * static_cast<size_t>(planar.chromaHeight);
+    scratch.resize(lumaSize + 2 * chromaSize);
+    uint8_t* const u = scratch.data() + lumaSize;
+    uint8_t* const v = u + chromaSize;
+    planar.planes = {isPlanar ? picture.pixels : scratch.data(), u, v};
+    planar.rowBytes = {isPlanar ? picture.rowBytes : planar.width, planar.chromaWidth, planar.chromaWidth};
+    if (isPlanar)
+        libyuv::SplitUVPlane(chroma, 2 * ChromaRowBytes(picture), u, planar.chromaWidth, v, planar.chromaWidth,
+                             planar.chromaWidth, planar.chromaHeight);
+    else
+        (picture.layout == kYuvsPixelFormat ? libyuv::YUY2ToI422 : libyuv::UYVYToI422)(
+            picture.pixels, picture.rowBytes, scratch.data(), planar.width, u, planar.chromaWidth, v,
+            planar.chromaWidth, planar.width, planar.height);
+    return planar;
+}
+
 void ConvertTo32(const RawPicture& picture, uint8_t* target, int32_t targetRowBytes)
 {
     if (IsPlanar(picture.layout))

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/compression/ImageDescription.h"
+#include "platform/compression/ReducedConversion.h"
 #include "platform/drawing/PixelFormat.h"
 
 #include <optional>
@@ -32,6 +33,10 @@ ImageDescription DescriptionOfLayout(FourCharCode layout, int32_t width, int32_t
 /// layout or size is none.
 std::optional<RawPicture> PictureIn(std::span<const uint8_t> bytes, FourCharCode layout, int32_t width, int32_t height,
                                     int32_t rowBytes = 0);
+
+/// The planes of a picture that has luma and chroma: its own, or such as are taken apart into `scratch`. Nothing for
+/// other layouts.
+std::optional<PlanarPicture> AsPlanes(const RawPicture& picture, std::vector<uint8_t>& scratch);
 
 /// Converts a picture to the ports' 32-bit pixels in one pass.
 void ConvertTo32(const RawPicture& picture, uint8_t* target, int32_t targetRowBytes);

@@ -50,10 +50,11 @@ void TraceArrival(int64_t captureTime, std::span<const uint8_t> bytes)
         WriteLine("arrived %" PRId64 " %" PRId64 " %" PRIu64 "\n", MonotonicNow(), captureTime, FingerprintOf(bytes));
 }
 
-void TraceHandOver(int64_t captureTime, bool shown)
+void TraceHandOver(int64_t captureTime, HandOver outcome)
 {
+    constexpr const char* words[] = {"shown", "skipped", "undrawn"};
     if (TraceFile() >= 0)
-        WriteLine("%s %" PRId64 " %" PRId64 "\n", shown ? "shown" : "skipped", MonotonicNow(), captureTime);
+        WriteLine("%s %" PRId64 " %" PRId64 "\n", words[static_cast<int>(outcome)], MonotonicNow(), captureTime);
 }
 
 } // namespace platform

@@ -16,7 +16,14 @@ uint64_t FingerprintOf(std::span<const uint8_t> bytes);
 /// The device has delivered a frame: "arrived NOW CAPTURE-TIME FINGERPRINT".
 void TraceArrival(int64_t captureTime, std::span<const uint8_t> bytes);
 
-/// The main thread hands a frame over, to be shown or only written: "shown NOW CAPTURE-TIME" or "skipped ...".
-void TraceHandOver(int64_t captureTime, bool shown);
+/// What became of a frame that was handed over.
+enum class HandOver {
+    Shown,   ///< it was drawn where windows show it
+    Skipped, ///< its picture was left out, because a newer frame waited or it was not decoded in time
+    NotDrawn ///< it was to be shown, and nobody drew it
+};
+
+/// The main thread has handed a frame over: "shown NOW CAPTURE-TIME", "skipped ..." or "undrawn ...".
+void TraceHandOver(int64_t captureTime, HandOver outcome);
 
 } // namespace platform

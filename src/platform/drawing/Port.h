@@ -13,7 +13,6 @@ namespace platform {
 struct Port : std::enable_shared_from_this<Port> {
     OwnedBlock block;
     PortPixels pixels;
-    PortChanged changed;
     PixMapReference map = 0;
     bool isWorld = false;
     std::vector<std::weak_ptr<View>> views;

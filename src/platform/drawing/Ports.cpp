@@ -192,12 +192,11 @@ PortReference GetWindowPort(int32_t window)
     return port ? *port : 0;
 }
 
-PortReference NewPort(int32_t width, int32_t height, PortChanged changed)
+PortReference NewPort(int32_t width, int32_t height)
 {
     const auto port = std::make_shared<Port>();
     if (!IsPortSize(width, height) || !GivePixels(*port, width, height, kPixelFormat32))
         return 0;
-    port->changed = std::move(changed);
     return AddPort(port);
 }
 
@@ -327,8 +326,6 @@ void NotePortChanged(PortReference port, const PortRect& area)
     for (size_t i = 0; i < found->views.size(); ++i)
         if (const auto view = found->views[i].lock())
             view->TakeFromPort(area);
-    if (found->changed)
-        found->changed(area);
 }
 
 int32_t RegisterWindow(PortReference port)

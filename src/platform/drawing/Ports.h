@@ -29,12 +29,9 @@ struct PortRect {
     int32_t height = 0;
 };
 
-/// Called on the main thread when the platform has changed pixels of a port, with the rectangle that it touched.
-using PortChanged = std::function<void(const PortRect& area)>;
-
 /// Makes a port of 32-bit pixels for a window's or a picture's content. Its owner gives it back with `ReleasePort`.
 /// 0 for a size below 1 or above 16384, or without memory.
-PortReference NewPort(int32_t width, int32_t height, PortChanged changed = {});
+PortReference NewPort(int32_t width, int32_t height);
 
 /// Changes a port's size. What fits of the old content is kept, the rest is zero. False as `NewPort`.
 bool ResizePort(PortReference port, int32_t width, int32_t height);
@@ -78,7 +75,7 @@ std::optional<PortPicture> PictureWithBase(Address base);
 std::optional<PortPixels> LayoutOfPort(PortReference port);
 std::optional<PortPixels> LayoutOfPixMap(PixMapReference map);
 
-/// Tells the owner of a port that pixels changed.
+/// Tells the views of a port that pixels changed.
 void NotePortChanged(PortReference port, const PortRect& area);
 
 /// A number for a window whose content is `port`, for `GetWindowPort`; and its end.

@@ -50,12 +50,6 @@ void Scale(const PortPixels& from, const PortPixels& to)
                       libyuv::kFilterBox);
 }
 
-void Blacken(const PortPixels& pixels, const PortRect& rect)
-{
-    for (int32_t y = rect.top; y < rect.top + rect.height; ++y)
-        std::fill_n(reinterpret_cast<uint32_t*>(PixelAt(pixels, rect.left, y)), std::max(rect.width, 0), 0xFF000000U);
-}
-
 int32_t PixelsFor(int32_t points, double density)
 {
     return std::clamp(static_cast<int32_t>(std::lround(points * density)), 1, kLargestSide);
@@ -76,6 +70,13 @@ OwnedBlock MakePixels(int32_t width, int32_t height, PortPixels& pixels)
 }
 
 } // namespace
+
+void Blacken(const PortPixels& pixels, const PortRect& rect)
+{
+    const PortRect inside = Clipped(rect, pixels.width, pixels.height);
+    for (int32_t y = inside.top; y < inside.top + inside.height; ++y)
+        std::fill_n(reinterpret_cast<uint32_t*>(PixelAt(pixels, inside.left, y)), inside.width, 0xFF000000U);
+}
 
 std::shared_ptr<View> View::Register(PortReference port, std::function<void()> changed)
 {

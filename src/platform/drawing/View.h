@@ -10,6 +10,9 @@ namespace platform {
 
 struct Port;
 
+/// Makes the part of a rectangle that is within 32-bit pixels black.
+void Blacken(const PortPixels& pixels, const PortRect& rect);
+
 /// Width to height as a picture is to be seen, whatever its number of pixels.
 struct PictureShape {
     double width = 1;

@@ -10,6 +10,9 @@
 //
 // An idle timer's tick posts a mark behind the events that wait. It fires when the mark comes back with no user event
 // handled on the way, and posts the mark once more otherwise.
+//
+// Another thread may hasten a timer: a second kind of mark, posted at most once until it comes back, fires it between
+// two ticks.
 #include "platform/events/EventLoop.h"
 
 #include "platform/memory/CodeAddress.h"
@@ -21,6 +24,7 @@
 #include <QTimerEvent>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <map>
 #include <memory>
@@ -44,6 +48,7 @@ struct LoopTimer {
     int tick = 0; // number of its ticks in the event loop
     bool markPosted = false;
     uint64_t userEventsAtMark = 0;
+    std::atomic<bool> hastened{false};
 };
 
 ReferenceTable<LoopTimer>& Timers()
@@ -52,16 +57,21 @@ ReferenceTable<LoopTimer>& Timers()
     return *table;
 }
 
-class IdleMark : public QEvent {
+enum class MarkKind { Idle, Hastened };
+
+template <MarkKind Kind> class Mark : public QEvent {
 public:
     static Type MarkType()
     {
         static const auto type = static_cast<Type>(registerEventType());
         return type;
     }
-    explicit IdleMark(EventLoopTimer timer) : QEvent(MarkType()), timer(timer) {}
+    explicit Mark(EventLoopTimer timer) : QEvent(MarkType()), timer(timer) {}
     const EventLoopTimer timer;
 };
+
+using IdleMark = Mark<MarkKind::Idle>;
+using HastenedMark = Mark<MarkKind::Hastened>;
 
 bool IsMovement(const QEvent& event)
 {
@@ -130,7 +140,13 @@ public:
         watching = true;
     }
 
-    bool IsInsideCallback() const { return insideCallback; }
+    EventLoopTimer Current() const { return current; }
+
+    void Hasten(EventLoopTimer number, LoopTimer& timer)
+    {
+        if (!timer.hastened.exchange(true))
+            QCoreApplication::postEvent(this, new HastenedMark(number));
+    }
 
 protected:
     void timerEvent(QTimerEvent* event) override
@@ -145,11 +161,17 @@ protected:
 
     bool event(QEvent* event) override
     {
-        if (event->type() != IdleMark::MarkType())
+        if (event->type() == IdleMark::MarkType()) {
+            const EventLoopTimer number = static_cast<const IdleMark*>(event)->timer;
+            if (const auto timer = Timers().Find(number))
+                MarkCameBack(number, *timer);
+        } else if (event->type() == HastenedMark::MarkType()) {
+            const EventLoopTimer number = static_cast<const HastenedMark*>(event)->timer;
+            if (const auto timer = Timers().Find(number))
+                FireHastened(number, *timer);
+        } else {
             return QObject::event(event);
-        const EventLoopTimer number = static_cast<const IdleMark*>(event)->timer;
-        if (const auto timer = Timers().Find(number))
-            MarkCameBack(number, *timer);
+        }
         return true;
     }
 
@@ -169,7 +191,7 @@ private:
             Stop(timer);
         else if (timer.interval != timer.firstDelay)
             Repeat(number, timer);
-        if (insideCallback) {
+        if (current != 0) {
             PutOff(number, timer);
             return;
         }
@@ -191,9 +213,16 @@ private:
         timer.markPosted = false;
         if (timer.userEventsAtMark != userEvents)
             PostMark(number, timer);
-        else if (insideCallback)
+        else if (current != 0)
             PutOff(number, timer);
         else
+            Fire(number, timer);
+    }
+
+    void FireHastened(EventLoopTimer number, LoopTimer& timer)
+    {
+        timer.hastened = false;
+        if (current == 0)
             Fire(number, timer);
     }
 
@@ -213,16 +242,16 @@ private:
     void Fire(EventLoopTimer number, const LoopTimer& timer)
     {
         struct Inside {
-            explicit Inside(bool& flag) : flag(flag) { flag = true; }
-            ~Inside() { flag = false; }
-            bool& flag;
-        } const inside(insideCallback);
+            Inside(EventLoopTimer& current, EventLoopTimer number) : current(current) { current = number; }
+            ~Inside() { current = 0; }
+            EventLoopTimer& current;
+        } const inside(current, number);
         timer.callback(number, timer.userData);
     }
 
     std::map<int, EventLoopTimer> numbers;
     uint64_t userEvents = 0;
-    bool insideCallback = false;
+    EventLoopTimer current = 0; ///< whose callback is running
     bool watching = false;
 };
 
@@ -244,15 +273,22 @@ int Milliseconds(double seconds)
     return seconds <= 0 ? 0 : std::max(1, static_cast<int>(std::lround(seconds * 1000)));
 }
 
-Result Install(EventLoop loop, LoopTimer settings, double firstDelay, double interval, int32_t callback, Address out)
+struct Settings {
+    int32_t userData = 0;
+    bool idleOnly = false;
+};
+
+Result Install(EventLoop loop, Settings settings, double firstDelay, double interval, int32_t callback, Address out)
 {
-    settings.callback = CodeAt<void(EventLoopTimer, int32_t)>(callback);
-    if (loop != kMainEventLoop || settings.callback == nullptr || !IsTime(firstDelay) || !IsTime(interval) ||
+    const auto timer = std::make_shared<LoopTimer>();
+    timer->callback = CodeAt<void(EventLoopTimer, int32_t)>(callback);
+    if (loop != kMainEventLoop || timer->callback == nullptr || !IsTime(firstDelay) || !IsTime(interval) ||
         BytesAt(out, sizeof(EventLoopTimer)).empty())
         return paramErr;
-    settings.firstDelay = Milliseconds(firstDelay);
-    settings.interval = Milliseconds(interval);
-    const auto timer = std::make_shared<LoopTimer>(settings);
+    timer->userData = settings.userData;
+    timer->idleOnly = settings.idleOnly;
+    timer->firstDelay = Milliseconds(firstDelay);
+    timer->interval = Milliseconds(interval);
     const EventLoopTimer number = Timers().Add(timer);
     Receiver().Start(number, *timer, timer->firstDelay);
     Poke(out, number);
@@ -314,7 +350,18 @@ void NoteInput()
 
 bool IsInsideEventLoopTimer()
 {
-    return Receiver().IsInsideCallback();
+    return Receiver().Current() != 0;
+}
+
+EventLoopTimer CurrentEventLoopTimer()
+{
+    return Receiver().Current();
+}
+
+void HastenEventLoopTimer(EventLoopTimer timer)
+{
+    if (const auto found = Timers().Find(timer))
+        Receiver().Hasten(timer, *found);
 }
 
 } // namespace platform

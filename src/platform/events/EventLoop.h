@@ -38,6 +38,14 @@ Result RemoveEventLoopTimer(EventLoopTimer timer);
 /// Whether the caller runs inside a timer's callback, that is not on behalf of the user.
 bool IsInsideEventLoopTimer();
 
+/// The timer whose callback is running, or 0.
+EventLoopTimer CurrentEventLoopTimer();
+
+/// Fires a timer once more, as soon as the main loop gets to it; its regular ticks stay as they are. Does nothing for a
+/// dead number, while the same request is still pending, or where another callback is running when its turn comes. Any
+/// thread.
+void HastenEventLoopTimer(EventLoopTimer timer);
+
 /// Has a function called on the main thread before what a user does reaches a window, for as long as the object lives:
 /// a key or button pressed or released, a touch, a request to close. Functions may take some hundredths of a second.
 class BeforeInput {

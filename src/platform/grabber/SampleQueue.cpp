@@ -3,6 +3,8 @@
 
 #include "platform/compression/KeyFrames.h"
 
+#include <algorithm>
+
 namespace platform {
 
 void SampleQueue::OpenLane(int32_t lane, size_t mostSamples, std::function<void(int64_t)> dropped)
@@ -26,24 +28,40 @@ void SampleQueue::CloseLane(int32_t lane)
 
 void SampleQueue::Put(int32_t lane, Sample sample)
 {
+    if (Add(lane, std::move(sample)))
+        ready();
+}
+
+// Whether a frame may have become ready by this.
+bool SampleQueue::Add(int32_t lane, Sample sample)
+{
     const std::lock_guard lock(mutex);
     const auto found = lanes.find(lane);
     if (found == lanes.end())
-        return;
+        return false;
     Waiting& target = found->second;
     if (target.samples.size() >= target.most)
         DropFirst(target);
     if (target.needsKey && !sample.isKey) {
         target.dropped(sample.captureTime);
-        return;
+        return false;
     }
     target.needsKey = false;
+    const bool isReady =
+        sample.duration > 0 ? FrameWaitsBeside(target) : !sample.picture || !sample.picture->IsComing();
     bytes += sample.data.Size();
     target.samples.push_back(std::move(sample));
     while (bytes > kMostBytes)
         DropOldest();
     ++samplesPut;
     sampleCame.notify_one();
+    return isReady;
+}
+
+bool SampleQueue::FrameWaitsBeside(const Waiting& sound) const
+{
+    return std::ranges::any_of(
+        lanes, [&](const auto& each) { return &each.second != &sound && !each.second.samples.empty(); });
 }
 
 void SampleQueue::WaitForSample(int milliseconds)

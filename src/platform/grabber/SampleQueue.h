@@ -32,6 +32,10 @@ public:
         int64_t end = 0; ///< when the capture of the last sample ended
     };
 
+    /// Has a function called, on any thread, when a waiting frame may have become ready to be handed over: it came, its
+    /// picture was decoded, or sound came behind which it goes. Called before the first lane is opened.
+    void OnReady(std::function<void()> function) { ready = std::move(function); }
+
     /// Opens a lane that holds at most `mostSamples`. `dropped` is called with the capture time of each sample that has
     /// to be given up, on the thread that puts another one in; it outlives the lane and calls nothing of the queue.
     void OpenLane(int32_t lane, size_t mostSamples, std::function<void(int64_t captureTime)> dropped);
@@ -42,6 +46,9 @@ public:
     /// Puts a sample at the end of a lane. A full lane gives its first sample up; a queue that holds too many bytes
     /// gives up the oldest sample of all. What can't be decoded without a sample given up goes with it.
     void Put(int32_t lane, Sample sample);
+
+    /// Reports that a frame's picture is no longer coming: it is there, or was left out.
+    void PictureDone() const { ready(); }
 
     Lane Look(int32_t lane) const;
 
@@ -65,10 +72,13 @@ private:
         bool needsKey = false; ///< the sample that the next one builds on was given up
     };
 
+    bool Add(int32_t lane, Sample sample);
+    bool FrameWaitsBeside(const Waiting& lane) const;
     Sample TakeFirst(Waiting& lane);
     void DropOldest();
     void DropFirst(Waiting& lane);
 
+    std::function<void()> ready = [] {};
     mutable std::mutex mutex;
     std::condition_variable sampleCame;
     uint64_t samplesPut = 0;

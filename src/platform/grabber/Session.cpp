@@ -12,6 +12,8 @@
 // The count of time begins with the first sample of the session's life and runs on over pauses and stops: the first
 // frame after a gap comes with a time that holds the gap, and sound is filled up with silence to match.
 //
+// Callers ask by a timer. What becomes ready between two of its ticks hastens it.
+//
 // A data procedure may do anything, also stop or close the session that calls it. So the caller of Idle keeps the
 // session alive, and after each handing over everything is looked at again.
 //
@@ -71,6 +73,11 @@ std::shared_ptr<Session> FindSession(ComponentInstance number)
     if (session)
         session->number = number;
     return session;
+}
+
+Session::Session()
+{
+    queue.OnReady([this] { HastenEventLoopTimer(poller); });
 }
 
 Session::~Session()
@@ -236,6 +243,7 @@ Result Session::Prepare(bool forPreview, bool forRecord) const
 Result Session::Idle()
 {
     const int64_t now = MonotonicNow();
+    poller = CurrentEventLoopTimer();
     if (mode == GrabMode::Stopped)
         ReleaseRestingDevices(now);
     // A procedure that waits for the user lets timers run, and they come here again.
@@ -446,7 +454,6 @@ Result Session::TakeFrame(VideoChannel& channel, Sample frame, int32_t time, boo
     auto picture = channel.TakePicture(frame, inTime);
     if (shown && !inTime)
         channel.CountNotShown();
-    TraceHandOver(frame.captureTime, inTime);
     FrameInHand known(frame.data.Start(), frame.description->image, inTime, std::move(picture));
     if (frame.sentDescription)
         known.ShowInstead(frame.sent.Bytes(), frame.sentDescription->image);
@@ -456,7 +463,9 @@ Result Session::TakeFrame(VideoChannel& channel, Sample frame, int32_t time, boo
     if (shown && (channel.usage & seqGrabPlayDuringRecord) != 0)
         channel.DrawPreview(frame, port);
     if (inTime)
-        channel.NoteShown(known.ShownScale());
+        channel.NoteShown(known.Shown());
+    const bool isDrawn = known.Shown().width > 0;
+    TraceHandOver(frame.captureTime, !inTime ? HandOver::Skipped : isDrawn ? HandOver::Shown : HandOver::NotDrawn);
     channel.newest = std::move(frame);
     return result;
 }

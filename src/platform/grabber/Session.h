@@ -8,6 +8,7 @@
 #include "platform/grabber/DirectRecording.h"
 #include "platform/grabber/RecordingSplits.h"
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,7 +19,7 @@ namespace platform {
 /// One session of the Sequence Grabber.
 class Session final : public ComponentObject, private DeliverySink {
 public:
-    Session() = default;
+    Session();
     ~Session() override;
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -101,6 +102,7 @@ private:
     void HandOverCaptured();
     void DrawNewestFrames();
 
+    std::atomic<EventLoopTimer> poller{0}; ///< the timer that calls `Idle`
     SampleQueue queue;
     ChannelList channels;
     Delivery delivery{queue, channels, *this};

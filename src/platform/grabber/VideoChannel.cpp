@@ -11,6 +11,7 @@
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/compression/RawPictures.h"
+#include "platform/digitizer/FormatChoice.h"
 #include "platform/digitizer/FrameTrace.h"
 #include "platform/grabber/DeviceLists.h"
 #include "platform/grabber/FrameCheck.h"
@@ -205,10 +206,11 @@ Result VideoChannel::SetCompression(const CompressionSettings& settings)
 
 Result VideoChannel::SetFormat(const CaptureFormat& wanted)
 {
-    // A camera that has it already is not restarted.
-    if (wanted == digitizer->Format())
+    // A camera that has the nearest already is not restarted.
+    const CaptureFormat nearest = NearestFormat(digitizer->Formats(), wanted);
+    if (nearest == digitizer->Format())
         return noErr;
-    if (FormatIsFixed() && !KeepsFormat(wanted))
+    if (FormatIsFixed() && !KeepsFormat(nearest))
         return cantDoThatInCurrentMode;
     if (Resting())
         Halt();
@@ -321,13 +323,14 @@ std::unique_ptr<DecodedPicture> VideoChannel::TakePicture(Sample& frame, bool& s
     return std::move(newestPicture);
 }
 
-void VideoChannel::NoteShown(double scale)
+void VideoChannel::NoteShown(const ShownSize& size)
 {
-    if (scale > 0 && !decodeAhead)
-        decodeAhead = std::make_unique<DecodeAhead>();
-    if (decodeAhead)
-        decodeAhead->SetReduction(ReductionFor(scale));
-    decodesAhead = scale > 0;
+    const bool isShown = size.width > 0;
+    if (isShown && !decodeAhead)
+        decodeAhead = std::make_unique<DecodeAhead>([this] { queue.PictureDone(); });
+    if (isShown)
+        decodeAhead->SetShownSize(size);
+    decodesAhead = isShown;
 }
 
 void VideoChannel::NoteFrameArrival(int64_t captureTime, int64_t now)

@@ -63,8 +63,8 @@ public:
     /// `shown` where there is none in time. None for a frame that is not shown.
     std::unique_ptr<DecodedPicture> TakePicture(Sample& frame, bool& shown);
 
-    /// Told the scale at which a frame was shown, 0 where it was not: then frames are no longer decoded ahead.
-    void NoteShown(double scale);
+    /// Told the size at which a frame was shown, 0 by 0 where it was not: then frames are no longer decoded ahead.
+    void NoteShown(const ShownSize& size);
 
     /// The newest frame that came to the main thread, for grabbing it later.
     Sample newest;

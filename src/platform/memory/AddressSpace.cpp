@@ -6,8 +6,9 @@
 //
 // Blocks come from size classes, four to each power of two. A class keeps the blocks given back to it in a free list
 // and hands them out again; the rest is cut from the top of the region. The blocks a capture session uses are few
-// and of steady sizes, so classes waste at most a fifth and never fragment. The pages of a large block go back to
-// the kernel when it is freed, but for a few that the frame path will want again at once.
+// and of steady sizes, so classes waste at most a fifth and never fragment. Of each class, some free memory is kept
+// that the frame path will want again at once. The pages of blocks beyond that, such as those of frames that waited for
+// a busy main thread, go back to the kernel, and these blocks are the last to be used again.
 //
 // A side table, ordered by address, tells the living blocks: it answers for sizes and bounds without a header in
 // front of the data that an overrun could destroy. Builds with AddressSanitizer see each block's exact end as well.
@@ -35,7 +36,9 @@ namespace {
 constexpr int64_t kRegionSize = int64_t{1} << 31;
 constexpr int64_t kSmallest = 64;
 constexpr int64_t kPage = 4096;
-constexpr int64_t kLargeBlock = int64_t{16} << 20;
+constexpr int64_t kLargeBlock = int64_t{64} << 10;
+constexpr int64_t kKeptFree = int64_t{4} << 20; // of the large blocks of one class
+constexpr size_t kKeptBlocks = 2;
 constexpr int kClasses = 112;
 // Lies between two blocks, so that one past a block's end is never the start of the next.
 constexpr int64_t kGap = 64;
@@ -92,11 +95,12 @@ public:
         living.erase(found);
         unfilled.erase(block);
         auto& list = freeLists[static_cast<size_t>(sizeClass.index)];
-        if (sizeClass.capacity >= kLargeBlock && list.size() >= 2)
-            madvise(start + (block + kPage - 1) / kPage * kPage, static_cast<size_t>(sizeClass.capacity - kPage),
-                    MADV_DONTNEED);
+        const bool isKept = sizeClass.capacity < kLargeBlock || list.size() < kKeptBlocks ||
+                            (static_cast<int64_t>(list.size()) + 1) * sizeClass.capacity <= kKeptFree;
+        if (!isKept)
+            ReturnPages(block, sizeClass.capacity);
         ASAN_POISON_MEMORY_REGION(start + block, sizeClass.capacity);
-        list.push_back(block);
+        list.insert(isKept ? list.end() : list.begin(), block);
     }
 
     int64_t SizeOf(Address block)
@@ -137,6 +141,15 @@ public:
     uint8_t* start = nullptr;
 
 private:
+    // Gives those pages back to the kernel that belong to the block alone.
+    void ReturnPages(int64_t block, int64_t capacity) const
+    {
+        const int64_t first = (block + kPage - 1) / kPage * kPage;
+        const int64_t end = (block + capacity) / kPage * kPage;
+        if (end > first)
+            madvise(start + first, static_cast<size_t>(end - first), MADV_DONTNEED);
+    }
+
     Address Take(const SizeClass& sizeClass, int64_t size, bool& fresh)
     {
         const std::lock_guard lock(mutex);

@@ -3,9 +3,11 @@
 
 #include "platform/compression/DecompressionSequence.h"
 #include "platform/compression/Pictures.h"
+#include "platform/compression/RawPictures.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -15,6 +17,7 @@ using namespace pictures;
 namespace {
 
 constexpr int32_t kWidth = 163, kHeight = 97;
+constexpr ShownSize kHalf{82, 49};
 
 const ImageDescription& JpegImage()
 {
@@ -50,11 +53,11 @@ protected:
                                            0, 0, 0, 0);
     }
 
-    std::unique_ptr<DecodedPicture> Decoded(int32_t factor) const
+    std::unique_ptr<DecodedPicture> Decoded(const ShownSize& size) const
     {
         PictureDecoder decoder;
         std::unique_ptr<DecodedPicture> made;
-        EXPECT_EQ(decoder.Decode(FrameOf(jpeg), JpegImage(), factor, made), noErr);
+        EXPECT_EQ(decoder.Decode(FrameOf(jpeg), JpegImage(), size, made), noErr);
         return made;
     }
 
@@ -78,18 +81,19 @@ TEST_F(PictureInHand, BecomesThePortsByExchangeAndIsReadWholeWhereItIsReduced)
 {
     ASSERT_EQ(Show(), noErr);
     const auto expected = Colors();
-    for (const int32_t factor : {1, 2, 4, 8}) {
-        SCOPED_TRACE(factor);
+    for (const ShownSize& size : {kWholeSize, {150, 80}, kHalf, {60, 36}, {21, 13}, {8, 97}}) {
+        SCOPED_TRACE(size.width);
         port.Clear();
-        auto made = Decoded(factor);
-        EXPECT_EQ(made->picture.pixels.width, ReducedSide(kWidth, factor));
+        auto made = Decoded(size);
+        const int32_t width = std::min(size.width, kWidth);
+        EXPECT_EQ(made->picture.pixels.width, width);
         const Address block = made->picture.block.Get();
         const FrameInHand known(frame.Get(), JpegImage(), true, std::move(made));
         ASSERT_EQ(Show(), noErr);
         const Address base = GetPixBaseAddr(GetGWorldPixMap(port.Number()));
-        EXPECT_EQ(base == block, factor == 1);
+        EXPECT_EQ(base == block, size == kWholeSize);
         const auto shown = PictureWithBase(base);
-        EXPECT_EQ(shown->pixels.width, ReducedSide(kWidth, factor));
+        EXPECT_EQ(shown->pixels.width, width);
         EXPECT_LE(Distance(ColorIn(shown->pixels, 2, 2), kRed), 12);
         EXPECT_EQ(BytesFrom(base), shown->bytes) << "an address that is read";
         EXPECT_EQ(PictureWithBase(base)->pixels.width, kWidth);
@@ -102,7 +106,7 @@ TEST_F(PictureInHand, AnotherFramesPictureIsNoneAndABrokenFrameLeavesThePictureB
     ASSERT_EQ(Show(), noErr);
     const auto expected = Colors();
     {
-        auto made = Decoded(2);
+        auto made = Decoded(kHalf);
         made->description.width = 100; // the device changed its size meanwhile
         const FrameInHand known(frame.Get(), JpegImage(), true, std::move(made));
         EXPECT_EQ(Show(), noErr);
@@ -112,7 +116,7 @@ TEST_F(PictureInHand, AnotherFramesPictureIsNoneAndABrokenFrameLeavesThePictureB
     EXPECT_EQ(Show(), codecBadDataErr);
     EXPECT_EQ(Colors(), expected);
     // A reduced picture whose frame can't be decoded again is enlarged.
-    auto made = Decoded(2);
+    auto made = Decoded(kHalf);
     made->frame = FrameOf({1, 2, 3});
     const FrameInHand known(frame.Get(), JpegImage(), true, std::move(made));
     ASSERT_EQ(Show(), noErr);
@@ -120,11 +124,54 @@ TEST_F(PictureInHand, AnotherFramesPictureIsNoneAndABrokenFrameLeavesThePictureB
     EXPECT_LE(Distance(port.ColorAt(150, 90), kWhite), 12);
 }
 
+// Every kind of frame has the same colours at any size, one pixel included.
+TEST(PictureDecoder, ReducesFramesOfEachKindToAnySize)
+{
+    for (const FourCharCode format : {kYuvsPixelFormat, k2vuyPixelFormat, kY420PixelFormat, kNV12PixelFormat,
+                                      kRGB24PixelFormat, kBGR24PixelFormat, kPixelFormat32, CodeOf("jpeg")}) {
+        const bool isJpeg = format == CodeOf("jpeg");
+        const auto frame = FrameOf(isJpeg ? QuartersJpeg(kWidth, kHeight) : Quarters(format, kWidth, kHeight));
+        const ImageDescription image = isJpeg ? JpegImage() : DescriptionOfLayout(format, kWidth, kHeight);
+        PictureDecoder decoder;
+        for (const ShownSize& size : {ShownSize{150, 90}, kHalf, {40, 24}, {13, 70}, {1, 1}}) {
+            SCOPED_TRACE(testing::Message() << std::hex << format << std::dec << " " << size.width);
+            std::unique_ptr<DecodedPicture> made;
+            ASSERT_EQ(decoder.Decode(frame, image, size, made), noErr);
+            const PortPixels& pixels = made->picture.pixels;
+            ASSERT_EQ((ShownSize{pixels.width, pixels.height}), size);
+            for (const auto& [x, y] : QuarterCentres(size.width, size.height))
+                EXPECT_TRUE(size.width == 1 ||
+                            Distance(ColorIn(pixels, x, y), QuarterColor(x, y, size.width, size.height)) <= 12)
+                    << x << "," << y << ColorIn(pixels, x, y);
+        }
+    }
+}
+
+// The largest pictures that cameras send, and the smallest; both ways of decoding hold on to one picture at most.
+TEST(PictureDecoder, TakesFramesOfAnySize)
+{
+    for (const auto& [width, height] : {std::pair{7680, 4320}, {1, 1}, {1, 480}, {640, 1}, {3, 2}}) {
+        SCOPED_TRACE(testing::Message() << width << "x" << height);
+        const std::vector<uint8_t> grey(static_cast<size_t>(PackedImageSize(kGreyPixelFormat, width, height)), 128);
+        const auto block = FrameCompressor::Create({})->Compress({grey, kGreyPixelFormat, width, height});
+        const std::vector<uint8_t> jpeg(block.Bytes().begin(), block.Bytes().end());
+        const ImageDescription image = DescriptionOfPassThrough(CodeOf("jpeg"), width, height);
+        PictureDecoder decoder;
+        for (const ShownSize& size : {kWholeSize, {640, 360}, {1, 1}}) {
+            std::unique_ptr<DecodedPicture> made;
+            ASSERT_EQ(decoder.Decode(FrameOf(jpeg), image, size, made), noErr);
+            EXPECT_EQ(made->picture.pixels.width, std::min(width, size.width));
+            EXPECT_EQ(made->picture.pixels.height, std::min(height, size.height));
+        }
+    }
+}
+
 TEST(DecodeAhead, LeavesFramesOutWhenItsPicturesAreNotTakenAndShowsLateOnes)
 {
     const auto jpeg = QuartersJpeg(kWidth, kHeight);
-    DecodeAhead ahead;
-    ahead.SetReduction(2);
+    std::atomic<int> done{0};
+    DecodeAhead ahead([&] { ++done; });
+    ahead.SetShownSize(kHalf);
     std::vector<std::shared_ptr<PictureAhead>> frames;
     const auto wait = [](const PictureAhead& frame) {
         while (frame.IsComing())
@@ -137,8 +184,10 @@ TEST(DecodeAhead, LeavesFramesOutWhenItsPicturesAreNotTakenAndShowsLateOnes)
     for (size_t i = 0; i < frames.size(); ++i) {
         const auto picture = ahead.Take(*frames[i]);
         EXPECT_EQ(picture != nullptr, i < 3) << i;
-        EXPECT_TRUE(!picture || picture->picture.pixels.width == ReducedSide(kWidth, 2));
+        EXPECT_TRUE(!picture || picture->picture.pixels.width == kHalf.width);
     }
+    while (done < 6)
+        std::this_thread::yield();
     // None of bytes that are no frame, of another size, or of no size; the one after is whole.
     const auto bad = ahead.Submit(FrameOf({0xFF, 0xD8, 0xFF}), JpegImage());
     const auto other = ahead.Submit(FrameOf(QuartersJpeg(40, 30)), JpegImage());

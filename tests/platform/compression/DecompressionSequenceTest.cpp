@@ -98,6 +98,22 @@ SourcePixels SourceOf(const TestPort& port)
     return {from.pixels, from.rowBytes, from.width, from.height};
 }
 
+// The four quarters in the middle of a rectangle of pixels, and black around it.
+void ExpectPicture(const PortPixels& pixels, const PortRect& place, const std::array<Color, 4>& expected)
+{
+    const Color* corner = expected.data();
+    for (const auto& [x, y] : QuarterCentres(place.width, place.height))
+        EXPECT_LE(Distance(ColorIn(pixels, place.left + x, place.top + y), *corner++), kScalingLoss) << x << "," << y;
+    int wrong = 0;
+    for (int32_t y = 0; y < pixels.height; ++y)
+        for (int32_t x = 0; x < pixels.width; ++x) {
+            const bool isInside =
+                x >= place.left && y >= place.top && x < place.left + place.width && y < place.top + place.height;
+            wrong += (ColorIn(pixels, x, y) != Color{}) == isInside ? 0 : 1;
+        }
+    EXPECT_EQ(wrong, 0) << "pixels without picture, or bars that are not black";
+}
+
 } // namespace
 
 TEST_F(Sequence, FlipsAndTurnsPutEveryQuarterWhereItBelongsAndCoverTheRectangle)
@@ -264,28 +280,34 @@ TEST_F(Sequence, ShowsFramesThatChangedUnderIt)
     EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noCodecErr);
 }
 
+// Frames of another shape keep theirs, in the place of the ones before; those that come back fill it again.
+TEST_F(Sequence, FramesThatChangeTheirShapeAreNotSqueezed)
+{
+    const TestPort port(64, 48);
+    ASSERT_EQ(Begin(port.Number()), noErr);
+    struct Case {
+        int32_t width, height;
+        PortRect place;
+    };
+    for (const Case& c :
+         {Case{128, 72, {0, 6, 64, 36}}, Case{48, 64, {14, 0, 36, 48}}, Case{128, 96, {0, 0, 64, 48}}}) {
+        SCOPED_TRACE(c.width);
+        const ImageDescription image = DescriptionOfPassThrough(CodeOf("raw "), c.width, c.height);
+        const auto pixels = Quarters(kRGB24PixelFormat, c.width, c.height);
+        const OwnedBlock frame(static_cast<int64_t>(pixels.size()));
+        std::ranges::copy(pixels, frame.Bytes().begin());
+        const FrameInHand known(frame.Get(), image);
+        ASSERT_EQ(Show(frame.Get(), frame.Size()), noErr);
+        ExpectPicture(port.Pixels(), c.place, {kRed, kGreen, kBlue, kWhite});
+    }
+}
+
 namespace {
 
 struct Resized {
     PortRect area;
     double density;
 };
-
-// The four quarters in the middle of a rectangle of pixels, and black around it.
-void ExpectPicture(const PortPixels& pixels, const PortRect& place, const std::array<Color, 4>& expected)
-{
-    const Color* corner = expected.data();
-    for (const auto& [x, y] : QuarterCentres(place.width, place.height))
-        EXPECT_LE(Distance(ColorIn(pixels, place.left + x, place.top + y), *corner++), kScalingLoss) << x << "," << y;
-    int wrong = 0;
-    for (int32_t y = 0; y < pixels.height; ++y)
-        for (int32_t x = 0; x < pixels.width; ++x) {
-            const bool isInside =
-                x >= place.left && y >= place.top && x < place.left + place.width && y < place.top + place.height;
-            wrong += (ColorIn(pixels, x, y) != Color{}) == isInside ? 0 : 1;
-        }
-    EXPECT_EQ(wrong, 0) << "pixels without picture, or bars that are not black";
-}
 
 } // namespace
 

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <thread>
 #include <vector>
 
 using namespace platform;
@@ -67,6 +68,27 @@ TEST_F(EventLoopTest, RepeatsUntilItIsRemovedAndForgetsTheNumber)
     ASSERT_TRUE(RunUntil([] { return CountOf(8) == 1; }));
     EXPECT_EQ(CountOf(7), 4) << "a removed timer is silent";
     EXPECT_EQ(RemoveEventLoopTimer(timer), eventLoopInvalidTimer);
+}
+
+TEST_F(EventLoopTest, FiresAtOnceWhenAnotherThreadHastensIt)
+{
+    const EventLoopTimer timer = Install(3600, 3600, 1);
+    actions[1] = [](EventLoopTimer running) { EXPECT_EQ(CurrentEventLoopTimer(), running); };
+    HastenEventLoopTimer(timer + 1);
+    for (int64_t round = 1; round <= 3; ++round) {
+        std::thread([timer] {
+            HastenEventLoopTimer(timer);
+            HastenEventLoopTimer(timer);
+        }).join();
+        ASSERT_TRUE(RunUntil([round] { return CountOf(1) == round; }));
+        QCoreApplication::processEvents();
+        EXPECT_EQ(CountOf(1), round) << "two requests at a time are one";
+    }
+    EXPECT_EQ(CurrentEventLoopTimer(), 0);
+    HastenEventLoopTimer(timer);
+    RemoveEventLoopTimer(timer);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(CountOf(1), 3) << "a removed timer is silent";
 }
 
 TEST_F(EventLoopTest, MayRemoveItselfAndOthersInItsCallback)

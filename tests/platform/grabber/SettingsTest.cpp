@@ -130,6 +130,7 @@ TEST_F(GrabberTest, DevicesRestartOnlyForWhatChanged)
     expectStarts(0, 0, "stop and start");
     SGSetFrameRate(video, 30 << 16);
     SGSetVideoFrameSize(video, 64, 48);
+    SGSetVideoFrameSize(video, 66, 47); // the nearest is in use
     expectStarts(0, 0, "the rate and size in use");
     const auto settings = Save();
     apply(settings);

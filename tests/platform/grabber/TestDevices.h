@@ -78,7 +78,10 @@ public:
     std::string name;
     std::vector<std::string> inputs;
     int input = 0;
-    std::vector<CaptureFormat> formats{{CodeOf("jpeg"), 64, 48, 30}, {CodeOf("jpeg"), 64, 48, 60}};
+    std::vector<CaptureFormat> formats{{CodeOf("jpeg"), 64, 48, 30},
+                                       {CodeOf("jpeg"), 64, 48, 60},
+                                       {CodeOf("jpeg"), 32, 24, 30},
+                                       {CodeOf("yuvs"), 320, 240, 29.97}};
     CaptureFormat format{CodeOf("jpeg"), 64, 48, 30};
     std::map<AnalogControl, uint16_t> analog{{AnalogControl::Brightness, 1}, {AnalogControl::Hue, 2},
                                              {AnalogControl::Contrast, 3},   {AnalogControl::Saturation, 4},

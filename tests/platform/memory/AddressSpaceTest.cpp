@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <random>
+#include <sys/mman.h>
 #include <thread>
+#include <vector>
 
 using namespace platform;
 
@@ -75,6 +77,25 @@ TEST(AddressSpace, BlocksNeverOverlap)
     work(2);
     other.join();
     EXPECT_EQ(BytesInUse(), before);
+}
+
+TEST(AddressSpace, GivesTheMemoryOfManyFreedBlocksBack)
+{
+    constexpr int64_t size = int64_t{1} << 20;
+    std::vector<OwnedBlock> blocks;
+    for (int i = 0; i < 40; ++i) {
+        blocks.emplace_back(OwnedBlock::Uncleared(size));
+        std::ranges::fill(blocks.back().Bytes(), uint8_t{1});
+    }
+    std::vector<void*> places;
+    for (const auto& block : blocks)
+        places.push_back(PointerAt(block.Get() / 4096 * 4096 + 4096));
+    blocks.clear();
+    const auto resident = std::ranges::count_if(places, [](void* place) {
+        unsigned char page = 0;
+        return mincore(place, 4096, &page) == 0 && (page & 1) != 0;
+    });
+    EXPECT_LE(resident, 4);
 }
 
 TEST(Handles, GrowMoveShrinkAndEnd)
