@@ -15,15 +15,18 @@ class Failure(Exception):
     """Something that should have happened on the screen did not."""
 
 
+PATIENCE = 20  # seconds: a busy machine may stand still for some of them
+
+
 def wait_for(what, seconds, condition, pause=0.02):
     """Asks `condition` until it gives something, and returns that."""
-    end = time.monotonic() + seconds
+    end = time.monotonic() + max(seconds, PATIENCE)
     while True:
         result = condition()
         if result:
             return result
         if time.monotonic() > end:
-            raise Failure(f"waited {seconds} s for {what}")
+            raise Failure(f"waited {max(seconds, PATIENCE)} s for {what}")
         time.sleep(pause)
 
 

@@ -20,34 +20,45 @@ def check(condition, what):
         raise Failure(what)
 
 
-def unseen(seen, stations):
-    """Of the frames between the first and the last that were seen, those that were not, each with its last station. A
-    picture that was shown while nobody looked at the screen, on a machine that stood still, is nobody's fault."""
-    lost = {}
-    for (before, _), (number, pause) in zip(seen, seen[1:]):
-        for missing in range(before + 1, number):
-            station = stations.get(missing, "nowhere")
-            if station != "screen" or pause < 1000 / 30:
-                lost[missing] = station
-            else:
-                print(f"frame {missing} was on the screen while nobody looked for {pause:.0f} ms", flush=True)
-    return lost
+def idle_share():
+    """The share of the processors' time that nobody used, as a function of the moment at which to stop."""
+    def read():
+        with open("/proc/stat", encoding="ascii") as file:
+            times = [int(word) for word in file.readline().split()[1:9]]
+        return times[3], sum(times)
+    idle, total = read()
+    return lambda: (read()[0] - idle) / max(read()[1] - total, 1)
 
 
 def check_each_frame_once(*options):
+    """Reads the numbers of frames from the screen. For each one that is missing the trace must give a reason that is
+    nobody's fault on a busy machine: the program was behind and said so, or the frame was up and nobody looked."""
     with contextlib.closing(Screen(reach_session=True)) as screen:
         trace = FrameTrace(screen)
         with Camera(PROGRAMS, *options, "--log", trace.made):
             application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
             check(application.title() == "Test Camera", f"the title is {application.title()!r}")
-            seen = application.watch_pattern(FRAMES / 30 + 1)[:FRAMES]
-            numbers = [number for number, _ in seen]
-            check(numbers == sorted(set(numbers)), f"{options}: not each frame once and in order: {numbers}")
-            check(len(numbers) > FRAMES * 0.9, f"{len(numbers)} frames seen")
-            lost = unseen(seen, trace.stations())
-            check(not lost, f"{options}: frames missing, with where they were last seen: {lost}")
-            print(f"{' '.join(options)}: {len(numbers)} frames on the screen, each once and in order", flush=True)
+            idle = idle_share()
+            seen = application.watch_pattern(FRAMES / 30 + 2)
+            idle = idle()
+            stations = trace.stations()
             check(application.close() == 0, "the exit code is not 0")
+    check(seen and seen[-1][0] >= seen[0][0] + FRAMES - 1, f"{options}: not {FRAMES} frames: {seen}")
+    last = seen[0][0] + FRAMES - 1
+    numbers = [number for number, _ in seen if number <= last]
+    check(numbers == sorted(set(numbers)), f"{options}: not each frame once and in order: {numbers}")
+    missing = {}
+    for (before, _), (number, pause) in zip(seen, seen[1:]):
+        for lost in range(before + 1, min(number, last + 1)):
+            station = stations.get(lost, "nowhere")
+            missing[lost] = "unwatched screen" if station == "screen" and pause >= 1000 / 30 else station
+    print(f"{' '.join(options)}: {len(numbers)} of {FRAMES} frames seen, each once and in order; processors idle for "
+          f"{idle:.0%}; missing: {missing}", flush=True)
+    excused = (FrameTrace.SKIPPED, "unwatched screen", "screen")
+    check(all(station in excused for station in missing.values()), "a frame was lost on its way")
+    # A picture can be up for a moment only, when a program that was held up shows one after the other.
+    check(list(missing.values()).count("screen") <= FRAMES // 10, "pictures do not get to the screen")
+    check(idle < 0.2 or len(missing) <= FRAMES // 10, "frames are left out on a machine that has time")
 
 
 def check_camera_comes_back():
@@ -102,6 +113,7 @@ def check_movie(path):
 def main():
     check_each_frame_once("--size", "640x480", "--rate", "30", "--format", "yuyv")
     check_each_frame_once("--size", "1280x720", "--rate", "30", "--format", "mjpeg")
+    check_each_frame_once("--size", "1920x1080", "--rate", "30", "--format", "mjpeg")
     check_camera_comes_back()
     check_three_recordings()
 

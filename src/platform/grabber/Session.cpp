@@ -465,7 +465,7 @@ Result Session::TakeFrame(VideoChannel& channel, Sample frame, int32_t time, boo
     if (inTime)
         channel.NoteShown(known.Shown());
     const bool isDrawn = known.Shown().width > 0;
-    TraceHandOver(frame.captureTime, !inTime ? HandOver::Skipped : isDrawn ? HandOver::Shown : HandOver::NotDrawn);
+    TraceHandOver(frame.stampedTime, !inTime ? HandOver::Skipped : isDrawn ? HandOver::Shown : HandOver::NotDrawn);
     channel.newest = std::move(frame);
     return result;
 }

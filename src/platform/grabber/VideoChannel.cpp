@@ -274,7 +274,7 @@ void VideoChannel::Take(const CapturedFrame& frame, int64_t now)
     TraceArrival(frame.captureTime, picture.bytes);
     Sample sample;
     sample.data = SampleData::CopyOf(whole);
-    sample.captureTime = frame.captureTime;
+    sample.captureTime = sample.stampedTime = frame.captureTime;
     sample.arrivalTime = now;
     if (sample.data.Size() == 0) {
         CountLost(counts.droppedInQueue, frame.captureTime, SGLostFrame::Cause::Queue);
