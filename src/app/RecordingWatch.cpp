@@ -216,7 +216,7 @@ void RecordingWatch::LookAtFinishing()
     } else {
         finishingBox.reset();
         if (current.empty())
-            window->TitleNote("");
+            window->TitleNote(window->VelmoraCanvas1()->VideoDeviceReason());
     }
     ReportFinished();
 }

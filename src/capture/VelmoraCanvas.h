@@ -165,6 +165,8 @@ public:
     virtual String VideoDeviceName();
     virtual int32_t VideoDeviceSelected();
     virtual bool VideoDeviceAvailable(int32_t index);
+    /// Why the device in use does not deliver, or not as requested: a sentence for people; empty when all is well.
+    std::string VideoDeviceReason();
     virtual int32_t VideoDeviceInputCount(int32_t index);
     virtual int32_t SoundDeviceCount();
     virtual String SoundDevice(int32_t index);

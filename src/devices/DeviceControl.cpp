@@ -9,6 +9,7 @@
 #include "framework/Application.h"
 #include "platform/atoms/AtomContainers.h"
 #include "platform/components/Components.h"
+#include "platform/dv/Deck.h"
 #include "platform/dv/IsochronousDataHandler.h"
 
 namespace velmora {
@@ -23,10 +24,7 @@ constexpr int32_t kResponseSize = 16;
 // Frame bytes.
 constexpr int32_t kControl = 0;
 constexpr int32_t kStatus = 1;
-constexpr int32_t kTapeDevice = 32; // subunit type 4, id 0
-constexpr int32_t kRecordOpcode = 0xC2;
-constexpr int32_t kPlayOpcode = 0xC3;
-constexpr int32_t kWindOpcode = 0xC4;
+constexpr int32_t kTapeDevice = platform::kTapeSubunit;
 constexpr int32_t kTransportStateOpcode = 0xD0;
 constexpr int32_t kTransportStateOperand = 0x7F;
 
@@ -71,66 +69,71 @@ int32_t Transact(int32_t deviceControl, const MemoryBlock& frame, const MemoryBl
     return platform::DeviceControlDoAVCTransaction(deviceControl, parameters.Pointer());
 }
 
+void Operate(VelmoraCanvas& canvas, const platform::DeckOperation& operation)
+{
+    canvas.DeviceControlAVCCommand(kControl, kTapeDevice, operation.opcode, operation.operand);
+}
+
 } // namespace
 
 void VelmoraCanvas::DeviceControlPlay()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x75);
+    Operate(*this, platform::kDeckPlay);
 }
 
 void VelmoraCanvas::DeviceControlFreeze()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x7D);
+    Operate(*this, platform::kDeckPause);
 }
 
 void VelmoraCanvas::DeviceControlNextFrame()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x30);
+    Operate(*this, platform::kDeckNextFrame);
 }
 
 void VelmoraCanvas::DeviceControlPreviousFrame()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x40);
+    Operate(*this, platform::kDeckPreviousFrame);
 }
 
 void VelmoraCanvas::DeviceControlSlowForward()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x35);
+    Operate(*this, platform::kDeckSlowForward);
 }
 
 void VelmoraCanvas::DeviceControlSlowReverse()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x45);
+    Operate(*this, platform::kDeckSlowReverse);
 }
 
 void VelmoraCanvas::DeviceControlFastForwardPlay()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x3E);
+    Operate(*this, platform::kDeckFastForwardPlay);
 }
 
 void VelmoraCanvas::DeviceControlRewindPlay()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kPlayOpcode, 0x4E);
+    Operate(*this, platform::kDeckRewindPlay);
 }
 
 void VelmoraCanvas::DeviceControlFastForward()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kWindOpcode, 0x75);
+    Operate(*this, platform::kDeckFastForward);
 }
 
 void VelmoraCanvas::DeviceControlRewind()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kWindOpcode, 0x65);
+    Operate(*this, platform::kDeckRewind);
 }
 
 void VelmoraCanvas::DeviceControlStop()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kWindOpcode, 0x60);
+    Operate(*this, platform::kDeckStop);
 }
 
 void VelmoraCanvas::DeviceControlRecord()
 {
-    DeviceControlAVCCommand(kControl, kTapeDevice, kRecordOpcode, 0x75);
+    Operate(*this, platform::kDeckRecord);
 }
 
 void VelmoraCanvas::DeviceControlAVCCommand(int32_t ctype, int32_t subunit, int32_t opcode, int32_t operand)

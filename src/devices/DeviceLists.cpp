@@ -150,6 +150,11 @@ int32_t VelmoraCanvas::ChooseSoundDevice(const String& name)
     return ChooseDevice(sgSoundChannel, name);
 }
 
+std::string VelmoraCanvas::VideoDeviceReason()
+{
+    return platform::SGGetChannelReason(sgVideoChannel);
+}
+
 bool VelmoraCanvas::VideoDeviceAvailable(int32_t index)
 {
     return DeviceAvailable(theSGVideoDeviceList, sgVideoChannel, index);

@@ -37,6 +37,7 @@ void EndWithin(std::chrono::milliseconds time, int exitCode)
 void EndPlatform()
 {
     CloseAllComponents();
+    FinishDeviceCommands();
 }
 
 } // namespace platform

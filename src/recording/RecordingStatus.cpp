@@ -42,6 +42,7 @@ void VelmoraCanvas::BeginTally(const FolderItem& file)
     tally.delivered.Begin(counts.delivered);
     tally.lost.Begin(LostIn(counts));
     tally.damaged.Begin(counts.damaged);
+    tally.incomplete.Begin(counts.incomplete);
     tally.notShown.Begin(counts.notShown);
     tally.away.Begin(static_cast<uint64_t>(counts.awayNanoseconds));
     tally.dropped.Begin(counts.droppedInQueue);
@@ -90,6 +91,7 @@ void VelmoraCanvas::CountInTally(RecordingStatus& status)
     status.frames = UseDataProc ? tally.frames : delivered;
     status.lost = tally.lost.Follow(LostIn(counts)) + tally.refused;
     status.damaged = tally.damaged.Follow(counts.damaged);
+    status.incomplete = tally.incomplete.Follow(counts.incomplete);
     status.notShown = tally.notShown.Follow(counts.notShown);
     status.awaySeconds =
         Seconds(static_cast<int64_t>(tally.away.Follow(static_cast<uint64_t>(counts.awayNanoseconds))));

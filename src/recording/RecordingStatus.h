@@ -23,10 +23,11 @@ struct RecordingStatus {
     double seconds = 0; ///< since `Record`
     int64_t bytes = 0;  ///< of the file, with what still waits in memory
 
-    uint64_t frames = 0;   ///< in the movie
-    uint64_t lost = 0;     ///< by the device, by a full queue or buffer, or refused by the writer
-    uint64_t damaged = 0;  ///< found to be no frames and kept out of the movie
-    uint64_t notShown = 0; ///< in the movie, but skipped on the screen
+    uint64_t frames = 0;     ///< in the movie
+    uint64_t lost = 0;       ///< by the device, by a full queue or buffer, or refused by the writer
+    uint64_t damaged = 0;    ///< found to be no frames and kept out of the movie
+    uint64_t incomplete = 0; ///< in the movie, though parts of them were lost on the way
+    uint64_t notShown = 0;   ///< in the movie, but skipped on the screen
 
     double secondsLeft = -1;  ///< until the disk is full, at the present rate; negative: not known yet
     int64_t freeBytes = -1;   ///< the same in bytes
@@ -81,7 +82,7 @@ struct RecordingTally {
     uint64_t refused = 0;
     uint64_t repeated = 0;       ///< frames for which the writer's memory had no room
     uint64_t repeatedBefore = 0; ///< of these, in files that the recording has left
-    RunningCount delivered, lost, damaged, notShown, away, dropped;
+    RunningCount delivered, lost, damaged, incomplete, notShown, away, dropped;
     uint64_t droppedBefore = 0;
     int64_t droppedAt = 0; ///< when the last frames were dropped in front of the compressor or the queue; 0: never
     int32_t failure = 0;

@@ -68,6 +68,7 @@ framework::String RecordingTitle(const RecordingStatus& status)
         "camera was away for " + std::to_string(std::llround(status.awaySeconds)) + " s");
     add(status.lost > 0, Counted(status.lost, "frame lost", "frames lost"));
     add(status.damaged > 0, Counted(status.damaged, "damaged frame", "damaged frames"));
+    add(status.incomplete > 0, Counted(status.incomplete, "incomplete frame", "incomplete frames"));
     add(status.notShown > 0, Counted(status.notShown, "picture not shown", "pictures not shown"));
     add(status.tooSlow, "MACHINE TOO SLOW for this compressor, size and rate");
     add(IsDiskSlow(status), "DISK TOO SLOW: " + MegabytesText(status.waitingBytes) + " MB wait, room for " +

@@ -8,6 +8,7 @@
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/dv/DvDigitizer.h"
 #include "platform/digitizer/dv/DvFrame.h"
+#include "platform/dv/IsochronousDataHandler.h"
 #include "support/DvTape.h"
 #include "support/SimulatedDeck.h"
 
@@ -212,6 +213,7 @@ TEST_F(CamcorderTest, ARecordingLivesThroughWhatTapesAndCablesDo)
     Play({});
     Play(ntsc.frames[12], false);
     EXPECT_EQ(canvas().VideoCounts().lost, lost + 2);
+    EXPECT_EQ(canvas().Status().incomplete, 1U);
     EXPECT_EQ(errors, std::vector<int32_t>());
 
     bus->isPlugged = false;
@@ -268,6 +270,7 @@ TEST_F(CamcorderTest, EachCommandMovesTheDeck)
     for (const auto& [command, opcode, operand] : kCommands) {
         deck.received.clear();
         (canvas().*command)();
+        platform::FinishDeviceCommands();
         EXPECT_EQ(deck.received, (std::vector<Bytes>{{0, 0x20, opcode, operand}}));
         EXPECT_EQ(std::pair(deck.transport, deck.operand), std::pair(opcode, operand));
     }
@@ -279,12 +282,15 @@ TEST_F(CamcorderTest, EachCommandMovesTheDeck)
     canvas().DeviceControlStop();
     canvas().DeviceControlRecord();
     canvas().DeviceControlAVCCommand(0, 0x20, 0x99, 0);
+    platform::FinishDeviceCommands();
     for (const auto manner : {test::SimulatedDeck::Manner::OnlyInterim, test::SimulatedDeck::Manner::Silent}) {
         deck.manner = manner;
         canvas().DeviceControlFreeze();
+        platform::FinishDeviceCommands();
     }
     bus->resetsToCome = 99;
     canvas().DeviceControlPlay();
+    platform::FinishDeviceCommands();
     EXPECT_EQ(deck.operand, 0x7D); // taken, though never answered
     EXPECT_EQ(errors, std::vector<int32_t>());
 

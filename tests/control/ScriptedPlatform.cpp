@@ -205,6 +205,7 @@ Result SGSetSplits(SGComponent s, const SGSplitRule&, SGSplitHandler) { return P
 Result SGSetVideoFrameFormat(SGChannel c, FourCharCode format) { return Play("SGSetVideoFrameFormat", c, static_cast<int32_t>(format)); }
 Result SGSetVideoFrameSize(SGChannel c, int32_t width, int32_t height) { return Play("SGSetVideoFrameSize", c, width, height); }
 SGChannelCounts SGGetChannelCounts(SGChannel c) { Play("SGGetChannelCounts", c); return {}; }
+std::string SGGetChannelReason(SGChannel) { return {}; }
 bool SGGetRecordingStatus(SGComponent s, MovieStorageStatus& status) { status.fileBytes = 7; return Play("SGGetRecordingStatus", Session(s)) == 0; }
 Result SGGetFrameRate(SGChannel c, Address rate) { return Play("SGGetFrameRate", c, At(rate)); }
 int32_t SGGetSoundInputDriver(SGChannel c) { return Play("SGGetSoundInputDriver", c); }

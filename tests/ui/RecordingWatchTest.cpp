@@ -27,8 +27,9 @@ TEST(RecordingTitle, TellsWhatIsNotAsItShouldBe)
         {{.seconds = 36000, .bytes = 12'400'000}, "Recording 10:00:00, 12 MB"},
         {{.lost = 2, .tooSlow = true},
          "Recording 00:00:00, 0 MB, 2 frames lost, MACHINE TOO SLOW for this compressor, size and rate"},
-        {{.lost = 1, .damaged = 2, .notShown = 1, .secondsLeft = 90000},
-         "Recording 00:00:00, 0 MB, 1 frame lost, 2 damaged frames, 1 picture not shown, 25 h left"},
+        {{.lost = 1, .damaged = 2, .incomplete = 1, .notShown = 1, .secondsLeft = 90000},
+         "Recording 00:00:00, 0 MB, 1 frame lost, 2 damaged frames, 1 incomplete frame, 1 picture not shown, "
+         "25 h left"},
         {{.secondsLeft = 61.5, .waitingBytes = 10'000'000, .bufferBytes = 64'000'000, .awaySeconds = 4.4},
          "Recording 00:00:00, 0 MB, camera was away for 4 s, DISK TOO SLOW: 10 MB wait, room for 54 MB more, "
          "DISK ALMOST FULL: 1 min 01 s left"},

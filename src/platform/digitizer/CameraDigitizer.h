@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/digitizer/CaptureDevice.h"
-#include "platform/digitizer/ControlThread.h"
+#include "platform/threads/ControlThread.h"
 
 #include <map>
 

@@ -19,6 +19,7 @@ struct CapturedFrame {
     RawFrame picture;
     int64_t captureTime = 0; ///< nanoseconds of the monotonic clock (CLOCK_MONOTONIC) at capture
     uint32_t sequence = 0;   ///< the device's own count: a step above 1 tells of frames lost before us
+    bool isWhole = true;     ///< false where parts were lost on the way that others stand in for
 };
 
 /// Takes what a digitizer delivers. Called on the digitizer's thread; it copies what it keeps and returns at once.

@@ -22,7 +22,7 @@ struct BusDevice {
 };
 
 /// What AV/C needs of a FireWire bus: frames of the Function Control Protocol (IEC 61883-1) to and from one device.
-/// `Devices` and `OpenStream` may be called from any thread, commands on the main thread only.
+/// `Devices` and `OpenStream` may be called from any thread, commands from one thread at a time.
 class Bus {
 public:
     virtual ~Bus() = default;

@@ -8,20 +8,25 @@ namespace platform {
 namespace {
 
 // No frame waits longer than this in the receiver's buffer: one that is later was sent later.
-constexpr int64_t kLongestLate = 250'000'000;
+constexpr int64_t kThirds = 3; // of a nanosecond
+constexpr int64_t kPalPeriod = kThirds * 40'000'000;
+constexpr int64_t kNtscPeriod = 100'100'000;
+constexpr int64_t kLongestLate = kThirds * 250'000'000;
 constexpr int kLateFrames = 8;
-constexpr double kDriftAllowed = 10e6;
-constexpr double kDriftSettled = 1e6;
+constexpr double kDriftAllowed = kThirds * 10e6;
+constexpr double kDriftSettled = kThirds * 1e6;
 constexpr double kSmoothing = 1.0 / 32;
 constexpr double kCorrection = 1.0 / 128;
 
 } // namespace
 
-int64_t DvFrameClock::Next(int64_t arrival, int64_t framePeriod, bool packetsLost)
+int64_t DvFrameClock::Next(int64_t arrivalTime, bool isPal, bool packetsLost)
 {
     lost = 0;
-    const int64_t late = end == 0 || framePeriod != period ? kLongestLate + 1 : arrival - (end + framePeriod);
+    const int64_t arrival = kThirds * arrivalTime;
+    const int64_t framePeriod = isPal ? kPalPeriod : kNtscPeriod;
     const bool isFirst = end == 0 || framePeriod != period;
+    const int64_t late = isFirst ? kLongestLate + 1 : arrival - (end + framePeriod);
     period = framePeriod;
     const bool isLate = late > period / 2;
     leastLate = isLate && lateFrames > 0 ? std::min(leastLate, late) : late;
@@ -32,7 +37,7 @@ int64_t DvFrameClock::Next(int64_t arrival, int64_t framePeriod, bool packetsLos
         Jump(end + period + (leastLate + period / 2) / period * period, true);
     else
         Follow(late);
-    latest = std::max(end - period, latest + 1);
+    latest = std::max((end - period) / kThirds, latest + 1);
     return latest;
 }
 

@@ -14,8 +14,8 @@ namespace platform {
 class DvFrameClock {
 public:
     /// The capture time of the frame that was complete at `arrival`: nanoseconds at which its first packet was sent.
-    /// `period`: length of a frame. `packetsLost`: since the frame before. Times ascend.
-    int64_t Next(int64_t arrival, int64_t period, bool packetsLost);
+    /// `isPal` tells the length of the frame. `packetsLost`: since the frame before. Times ascend.
+    int64_t Next(int64_t arrival, bool isPal, bool packetsLost);
 
     /// Frames that got lost before the last one. After a longer gap without lost packets the source stood still.
     uint32_t Lost() const { return lost; }
@@ -24,9 +24,11 @@ private:
     void Jump(int64_t to, bool framesLost);
     void Follow(int64_t late);
 
+    // Times in thirds of a nanosecond, in which the frames of both systems have whole lengths: an hour of frames a
+    // third of a nanosecond too long would end in one of another duration.
     int64_t end = 0; ///< of the last frame; 0 before the first
     int64_t period = 0;
-    int64_t latest = 0; ///< time given last
+    int64_t latest = 0; ///< time given last, in nanoseconds
     uint32_t lost = 0;
     int lateFrames = 0;       ///< in a row, by more than half a frame
     int64_t leastLate = 0;    ///< of these

@@ -6,9 +6,10 @@
 // its own, because a handle reaches nothing any more after a reset that it has not heard of. Responses come through the
 // library's callback while this file polls the handle's descriptor, so nothing runs between two calls of ours.
 //
-// Asking a node that doesn't answer takes a while, and lists are made often. So what a node said is kept: for good
-// where it sends DV, until the next bus reset where it doesn't. A silent one may still be starting up and is asked
-// again.
+// Asking a node that does not answer takes half a second, and lists are made often, by the main thread. So nodes are
+// asked on a thread of their own, and what a node said is kept: for good where it sends DV, until the next bus reset
+// where it does not. A silent one may still be starting up: it is asked again for each list, at most once a second, and
+// a list waits for the first question only.
 #include "platform/dv/Bus.h"
 
 #ifdef VELMORA_HAVE_RAW1394
@@ -17,6 +18,7 @@
 #include "platform/dv/DvConnection.h"
 #include "platform/dv/FireWireNode.h"
 #include "platform/dv/FireWireUnits.h"
+#include "platform/threads/ControlThread.h"
 
 #include <algorithm>
 #include <deque>
@@ -31,6 +33,7 @@ namespace {
 constexpr nodeaddr_t kFcpCommandAddress = 0xFFFFF0000B00; // IEC 61883-1
 constexpr size_t kLongestFrame = 512;
 constexpr int64_t kAskAgain = kNanosecondsPerSecond;
+constexpr std::chrono::milliseconds kAskWait{200};
 
 // One command and the responses that the device gives from then on.
 class Conversation {
@@ -93,16 +96,22 @@ public:
 
     static KnownNodes& Instance()
     {
-        static KnownNodes known;
-        return known;
+        static auto* known = new KnownNodes; // a node may be asked at the end of the process
+        return *known;
     }
 
-    template <typename Ask> bool SendsDv(uint64_t guid, unsigned generation, Ask ask)
+    bool SendsDv(uint64_t guid, unsigned generation, Answer (*ask)(uint64_t guid))
     {
-        const std::lock_guard lock(mutex);
-        const auto found = entries.find(guid);
-        if (found == entries.end() || !Holds(found->second, generation))
-            entries[guid] = {ask(), generation, MonotonicNow()};
+        std::unique_lock lock(mutex);
+        const bool isNew = !entries.contains(guid);
+        Entry& entry = entries[guid];
+        if (isNew || (!entry.isAsked && !Holds(entry, generation))) {
+            entry.isAsked = true;
+            entry.generation = generation;
+            lock.unlock();
+            asking.Run([this, guid, ask] { Note(guid, ask(guid)); }, isNew ? kAskWait : kAskWait * 0);
+            lock.lock();
+        }
         return entries[guid].answer == Answer::SendsDv;
     }
 
@@ -111,7 +120,17 @@ private:
         Answer answer = Answer::Silent;
         unsigned generation = 0;
         int64_t asked = 0;
+        bool isAsked = false; ///< at present
     };
+
+    void Note(uint64_t guid, Answer answer)
+    {
+        const std::lock_guard lock(mutex);
+        Entry& entry = entries[guid];
+        entry.answer = answer;
+        entry.asked = MonotonicNow();
+        entry.isAsked = false;
+    }
 
     static bool Holds(const Entry& entry, unsigned generation)
     {
@@ -123,6 +142,7 @@ private:
 
     std::mutex mutex;
     std::map<uint64_t, Entry> entries;
+    ControlThread asking;
 };
 
 class FireWireBus : public Bus {
@@ -165,21 +185,21 @@ private:
         for (int number = 0; number < raw1394_get_nodecount(handle); ++number) {
             const auto node = static_cast<nodeid_t>(number);
             const auto rom = ReadConfigRom(handle, node);
-            if (rom && rom->isAvc && KnownNodes::Instance().SendsDv(rom->guid, raw1394_get_generation(handle), [&] {
-                    return AskForDv(handle, node, rom->guid);
-                }))
+            if (rom && rom->isAvc &&
+                KnownNodes::Instance().SendsDv(rom->guid, raw1394_get_generation(handle), AskForDv))
                 devices.push_back({rom->guid, rom->label.empty() ? kNameless : rom->label, {}});
         }
     }
 
     // A plug tells at once; SUBUNIT INFO, page 0, tells of a tape: an entry has the subunit's type in its upper five
     // bits.
-    static KnownNodes::Answer AskForDv(raw1394handle_t handle, nodeid_t node, uint64_t guid)
+    static KnownNodes::Answer AskForDv(uint64_t guid)
     {
         using enum KnownNodes::Answer;
         constexpr uint8_t kInquiry[] = {0x01, 0xFF, 0x31, 0x07, 0xFF, 0xFF, 0xFF, 0xFF};
         constexpr uint8_t kTape = 4;
-        if (HasDvPlug(handle, node))
+        const auto source = ReachNode(guid);
+        if (source && HasDvPlug(source->handle.get(), source->node))
             return SendsDv;
         FireWireBus asking;
         std::vector<uint8_t> answer;

@@ -29,8 +29,6 @@ constexpr int64_t kReconnectTime = kNanosecondsPerSecond;
 constexpr unsigned kPacketsOfBatch = 16; // 2 ms
 constexpr unsigned kPacketsOfBuffer = 2000;
 constexpr int kPalFrameSize = 144'000;
-constexpr int64_t kPalPeriod = 40'000'000;
-constexpr int64_t kNtscPeriod = 33'366'667;
 
 // The receiver keeps its buffer from frame to frame: what it has not overwritten in the next one got lost. Blocks of 80
 // bytes, 150 to a sequence: after the first six, every sixteenth is one of sound (IEC 61834-2).
@@ -156,8 +154,7 @@ private:
     {
         const unsigned droppedNow = iec61883_dv_get_dropped(dv);
         const bool packetsLost = std::exchange(dropped, droppedNow) != droppedNow || !complete;
-        const int64_t time =
-            frameClock.Next(MonotonicNow(), frame.size() == kPalFrameSize ? kPalPeriod : kNtscPeriod, packetsLost);
+        const int64_t time = frameClock.Next(MonotonicNow(), frame.size() == kPalFrameSize, packetsLost);
         if (frameClock.Lost() > 0)
             sink->DvFramesLost(frameClock.Lost());
         sink->DvFrameArrived(frame, complete, time);

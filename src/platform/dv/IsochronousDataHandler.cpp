@@ -8,12 +8,20 @@
 #include "platform/atoms/AtomContainers.h"
 #include "platform/dv/AvcTransaction.h"
 #include "platform/memory/ReferenceTable.h"
+#include "platform/threads/ControlThread.h"
 
 #include <algorithm>
+#include <future>
 
 namespace platform {
 namespace {
 
+using std::chrono::milliseconds;
+
+constexpr milliseconds kCommandWait{40};
+constexpr milliseconds kInquiryWait{1000}; // behind commands that are under way
+constexpr milliseconds kFinishWait{5000};
+constexpr uint8_t kControlCommand = 0;
 constexpr FourCharCode kDeviceAtom = CodeOf("devc");
 constexpr FourCharCode kIsochronousAtom = CodeOf("isoc");
 constexpr FourCharCode kModeAtom = CodeOf("mode");
@@ -74,6 +82,43 @@ void InsertDevice(AtomContainer container, const BusDevice& device)
     InsertAtom(container, mode, kGuidAtom, BytesOf(device.guid));
 }
 
+// Commands one after the other: a deck that needs half a second for one must not stop the live picture.
+ControlThread& Commands()
+{
+    static ControlThread thread;
+    return thread;
+}
+
+struct Transaction {
+    std::shared_ptr<Bus> bus;
+    uint64_t guid = 0;
+    std::vector<uint8_t> command;
+    std::vector<uint8_t> response;
+    std::promise<Result> result;
+};
+
+// Runs the transaction behind those that are under way.
+Result Run(const std::shared_ptr<Transaction>& transaction, std::vector<uint8_t>& response)
+{
+    auto result = transaction->result.get_future();
+    const bool isControl = transaction->command.front() == kControlCommand;
+    const bool ended = Commands().Run(
+        [transaction] {
+            transaction->result.set_value(
+                DoAvcTransaction(*transaction->bus, transaction->guid, transaction->command, transaction->response));
+        },
+        isControl ? kCommandWait : milliseconds{0});
+    if (isControl && !ended) {
+        response = transaction->command;
+        response[0] = static_cast<uint8_t>(AvcResponse::Interim);
+        return noErr;
+    }
+    if (result.wait_for(kInquiryWait) != std::future_status::ready)
+        return ioErr;
+    response = transaction->response;
+    return result.get();
+}
+
 } // namespace
 
 Result IDHGetDeviceList(ComponentInstance handler, Address container)
@@ -125,8 +170,10 @@ Result DeviceControlDoAVCTransaction(int32_t deviceControl, Address parameters)
     const auto room = BytesAt(record.response, record.responseSize);
     if (command.empty() || room.empty())
         return paramErr;
+    const auto transaction = std::make_shared<Transaction>(
+        Transaction{control->bus, control->guid, {command.begin(), command.end()}, {}, {}});
     std::vector<uint8_t> response;
-    const Result result = DoAvcTransaction(*control->bus, control->guid, command, response);
+    const Result result = Run(transaction, response);
     if (result != noErr)
         return result;
     const size_t length = std::min(response.size(), room.size());
@@ -134,6 +181,13 @@ Result DeviceControlDoAVCTransaction(int32_t deviceControl, Address parameters)
     record.responseSize = static_cast<int32_t>(length);
     Poke(parameters, record);
     return noErr;
+}
+
+void FinishDeviceCommands()
+{
+    const auto reached = std::make_shared<std::promise<void>>();
+    Commands().Run([reached] { reached->set_value(); }, milliseconds{0});
+    reached->get_future().wait_for(kFinishWait);
 }
 
 void StartIsochronousDataHandler()

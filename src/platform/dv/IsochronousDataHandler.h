@@ -21,9 +21,14 @@ Result IDHGetDeviceControl(ComponentInstance handler, Address deviceControl);
 
 /// Sends the AV/C frame described by the record of 20 bytes at `parameters`: command address, command length, response
 /// address, response size, handler (0), 32 bits each; the response is written where the record says, and its length
-/// into the record. Blocks until the response is there, at the longest about half a second.
+/// into the record. A status inquiry blocks until the response is there, at the longest about half a second. A control
+/// command blocks for 40 ms at the longest, about a frame: a device that takes longer carries it out meanwhile, in the
+/// order of the commands, and the response is INTERIM.
 /// `badComponentInstance` for a dead device control, `ioErr` when the device doesn't answer.
 Result DeviceControlDoAVCTransaction(int32_t deviceControl, Address parameters);
+
+/// Waits until all commands have been carried out or given up, for five seconds at the longest.
+void FinishDeviceCommands();
 
 /// Offers the component.
 void StartIsochronousDataHandler();

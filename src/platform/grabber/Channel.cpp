@@ -102,6 +102,7 @@ SGChannelCounts Channel::Counts() const
             .lostBeforeUs = counts.lostBeforeUs,
             .unreadable = counts.unreadable,
             .damaged = counts.damaged,
+            .incomplete = counts.incomplete,
             .notShown = counts.notShown,
             .awayNanoseconds = outagesBefore + (start == 0 ? 0 : MonotonicNow() - start),
             .away = start != 0};
@@ -110,7 +111,7 @@ SGChannelCounts Channel::Counts() const
 void Channel::ResetCounts()
 {
     for (auto* count : {&counts.delivered, &counts.droppedInQueue, &counts.lostBeforeUs, &counts.unreadable,
-                        &counts.damaged, &counts.notShown})
+                        &counts.damaged, &counts.incomplete, &counts.notShown})
         *count = 0;
     outagesBefore = 0;
     if (outageStart != 0)

@@ -85,6 +85,8 @@ public:
     virtual void DiscardArrived() {}
 
     virtual int32_t TimeScale() const = 0;
+    /// Why the device does not deliver as it should, for people.
+    virtual std::string Reason() const { return {}; }
 
     /// Opens the channel's lane of the queue, for at most so many waiting samples.
     void OpenLane(size_t mostSamples);
@@ -123,6 +125,7 @@ protected:
         std::atomic<uint64_t> lostBeforeUs{0};
         std::atomic<uint64_t> unreadable{0};
         std::atomic<uint64_t> damaged{0};
+        std::atomic<uint64_t> incomplete{0};
         std::atomic<uint64_t> notShown{0};
     };
 

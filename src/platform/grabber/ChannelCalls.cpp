@@ -69,6 +69,12 @@ Result SGGetChannelVolume(SGChannel channel, Address volume)
     return OnSound(channel, [&](const SoundChannel& found) { return Written(volume, found.volume); });
 }
 
+std::string SGGetChannelReason(SGChannel channel)
+{
+    const auto found = FindChannel(channel);
+    return found ? found->Reason() : std::string();
+}
+
 Result SGGetChannelTimeScale(SGChannel channel, Address scale)
 {
     return OnChannel(channel, [&](const Channel& found) { return Written(scale, found.TimeScale()); });

@@ -20,16 +20,17 @@ namespace platform {
 namespace {
 
 constexpr FourCharCode kCreator = CodeOf("TVOD");
-constexpr int64_t kVideoScale = 600;
-constexpr int32_t kStandardDuration = 20;
+constexpr int32_t kMovieScale = 600;       // of the places of tracks in the movie
+constexpr int32_t kStandardFrameRate = 30; // of a movie with a single frame
 constexpr int32_t kStandardSoundScale = 44100;
 constexpr int16_t kFullVolume = 256;
 constexpr Fixed kNormalRate = 0x10000;
 constexpr int64_t kPatienceForPictures = 2 * kNanosecondsPerSecond;
 
-int64_t Units(int64_t nanoseconds)
+int64_t UnitsOf(int64_t nanoseconds, int64_t scale)
 {
-    return (nanoseconds * kVideoScale + kNanosecondsPerSecond / 2) / kNanosecondsPerSecond;
+    return nanoseconds / kNanosecondsPerSecond * scale +
+           (nanoseconds % kNanosecondsPerSecond * scale + kNanosecondsPerSecond / 2) / kNanosecondsPerSecond;
 }
 
 } // namespace
@@ -60,6 +61,7 @@ Result DirectRecording::Create(const Plan& plan)
         return dupFNErr;
     withPictures = plan.withPictures;
     continues = plan.continues;
+    videoScale = plan.videoScale;
     const OwnedBlock numbers(sizeof handler + sizeof movie);
     const Handle reference = NewHandle(0);
     SetHandleBytes(reference, {reinterpret_cast<const uint8_t*>(plan.path.data()), plan.path.size()});
@@ -71,7 +73,7 @@ Result DirectRecording::Create(const Plan& plan)
     handler = Peek<DataHandler>(numbers.Get());
     movie = Peek<Movie>(numbers.Get() + static_cast<Address>(sizeof handler));
     soundScale = plan.soundScale > 0 ? plan.soundScale : kStandardSoundScale;
-    return MakeLine(video, kVideoMediaType, kVideoScale, plan.width, plan.height);
+    return MakeLine(video, kVideoMediaType, videoScale, plan.width, plan.height);
 }
 
 Result DirectRecording::MakeLine(Line& line, FourCharCode type, int32_t scale, int32_t width, int32_t height)
@@ -99,6 +101,11 @@ void DirectRecording::Fill(Line& line, std::span<const uint8_t> bytes, const Sha
     line.description = description;
 }
 
+int64_t DirectRecording::VideoUnits(int64_t nanoseconds) const
+{
+    return UnitsOf(nanoseconds, videoScale);
+}
+
 Result DirectRecording::AddFrame(const Sample& frame)
 {
     // A disk that is full stays full: what was written before is the movie.
@@ -117,7 +124,7 @@ Result DirectRecording::EndFrameAt(int64_t captureTime)
 {
     if (!framePending || firstFailure != noErr)
         return noErr;
-    const int64_t units = Units(captureTime - *video.start) - Units(pendingTime - *video.start);
+    const int64_t units = VideoUnits(captureTime - *video.start) - VideoUnits(pendingTime - *video.start);
     return Keep(AddPendingFrame(static_cast<int32_t>(std::clamp<int64_t>(units, 0, INT32_MAX))));
 }
 
@@ -163,16 +170,16 @@ Result DirectRecording::AddSound(const SoundStream::Piece& piece)
 
 Result DirectRecording::Insert(const Line& line, int64_t origin)
 {
-    const int64_t late = line.start ? Units(*line.start - origin) : 0;
+    const int64_t late = line.start ? UnitsOf(*line.start - origin, kMovieScale) : 0;
     // A quarter of a frame is no lateness, and a track that begins at the beginning needs no empty piece before it.
-    const int32_t place = late > kStandardDuration / 4 ? static_cast<int32_t>(late) : -1;
+    const int32_t place = late > kMovieScale / kStandardFrameRate / 4 ? static_cast<int32_t>(late) : -1;
     return InsertMediaIntoTrack(line.track, place, 0, GetMediaDuration(line.media), kNormalRate);
 }
 
 Result DirectRecording::Finish()
 {
     if (framePending && firstFailure == noErr)
-        Keep(AddPendingFrame(lastDuration > 0 ? lastDuration : kStandardDuration));
+        Keep(AddPendingFrame(lastDuration > 0 ? lastDuration : videoScale / kStandardFrameRate));
     if (!sound.start)
         Keep(MakeLine(sound, kSoundMediaType, soundScale));
     const int64_t origin = std::min(video.start.value_or(INT64_MAX), sound.start.value_or(INT64_MAX));

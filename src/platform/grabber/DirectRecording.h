@@ -21,6 +21,7 @@ public:
         bool append = false; ///< the file may exist, but only if it is empty
         int32_t width = 0;
         int32_t height = 0;
+        int32_t videoScale = 600; ///< units a second in which frames last
         int32_t soundScale = 0;   ///< sample rate, as long as no sound has come
         bool withPictures = true; ///< sound waits for the first frame
         bool continues = false;   ///< the recording goes on from another file: all sound that comes belongs to this one
@@ -61,11 +62,13 @@ private:
     Result AddPendingFrame(int32_t duration);
     Result Keep(Result result);
     Result Insert(const Line& line, int64_t origin);
+    int64_t VideoUnits(int64_t nanoseconds) const;
 
     Movie movie = 0;
     DataHandler handler = 0;
     Line video;
     Line sound; ///< made with the first sound, which tells its rate
+    int32_t videoScale = 600;
     int32_t soundScale = 0;
     bool withPictures = true;
     bool continues = false;

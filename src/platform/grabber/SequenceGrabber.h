@@ -246,11 +246,16 @@ struct SGChannelCounts {
     uint64_t lostBeforeUs = 0;   ///< frames or sample frames that the device says it lost
     uint64_t unreadable = 0;     ///< frames that could not be compressed because they do not decode
     uint64_t damaged = 0;        ///< frames kept out because they are incomplete in their own format
+    uint64_t incomplete = 0;     ///< frames taken of which parts were lost on the way
     uint64_t notShown = 0;       ///< frames handed over whose pictures were skipped because newer ones waited
     int64_t awayNanoseconds = 0; ///< how long the device was away, the present outage included
     bool away = false;           ///< the device is away now
 };
 SGChannelCounts SGGetChannelCounts(SGChannel channel);
+
+/// Why a video channel's device does not deliver, or not as requested: a sentence for people, UTF-8. Empty when all is
+/// well, and for other channels.
+std::string SGGetChannelReason(SGChannel channel);
 
 /// The state of the movie that the grabber itself writes. False while it writes none.
 bool SGGetRecordingStatus(SGComponent session, MovieStorageStatus& status);

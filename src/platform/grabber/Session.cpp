@@ -368,6 +368,7 @@ DirectRecording::Plan Session::PlanFor(const std::string& path) const
         plan.withPictures = true;
         plan.width = video->SourceRect().Width();
         plan.height = video->SourceRect().Height();
+        plan.videoScale = video->TimeScale();
     }
     for (const auto& sound : channels.sound)
         if (sound->IsUsedIn(GrabMode::Record))

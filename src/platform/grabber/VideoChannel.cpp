@@ -271,6 +271,8 @@ void VideoChannel::Take(const CapturedFrame& frame, int64_t now)
         CountLost(counts.damaged, frame.captureTime, SGLostFrame::Cause::Damaged);
         return;
     }
+    if (!frame.isWhole)
+        ++counts.incomplete;
     TraceArrival(frame.captureTime, picture.bytes);
     Sample sample;
     sample.data = SampleData::CopyOf(whole);

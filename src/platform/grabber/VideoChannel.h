@@ -20,6 +20,7 @@ public:
 
     /// 600; a tape's is one in which the frames of both systems have whole lengths.
     int32_t TimeScale() const override;
+    std::string Reason() const override { return digitizer->Reason(); }
     void FinishArrived() override;
 
     /// Whether a frame captured before `time` is to be expected that isn't in the queue yet: the device may still hold

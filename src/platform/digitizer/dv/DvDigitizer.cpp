@@ -29,13 +29,6 @@ constexpr std::string_view kIdentityPrefix = "dv:";
 constexpr FourCharCode kDvNtsc = CodeOf("dvc ");
 constexpr FourCharCode kDvPal = CodeOf("dvcp");
 
-std::string IdentityOf(uint64_t guid)
-{
-    char digits[17];
-    std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(guid));
-    return std::string(kIdentityPrefix) + digits;
-}
-
 std::optional<uint64_t> GuidOf(const std::string& identity)
 {
     uint64_t guid = 0;
@@ -117,7 +110,7 @@ private:
     int64_t SilenceAllowed(bool) const override { return kNanosecondsPerSecond; }
     Taken Silent() override { return Taken::Nothing; }
 
-    void DvFrameArrived(std::span<const uint8_t> frame, bool /*complete*/, int64_t captureTime) override
+    void DvFrameArrived(std::span<const uint8_t> frame, bool complete, int64_t captureTime) override
     {
         const std::lock_guard lock(mutex);
         ++sequence;
@@ -136,7 +129,8 @@ private:
                                                  .width = info->width,
                                                  .height = info->height},
                                      .captureTime = captureTime,
-                                     .sequence = sequence});
+                                     .sequence = sequence,
+                                     .isWhole = complete});
         // The rate is known from the first frame on, whether or not anybody listens yet.
         if (ExtractDvSound(frame, sound) && soundSink != nullptr)
             DeliverSound(captureTime);
@@ -235,7 +229,7 @@ public:
     ~DvDigitizer() override { DvDigitizer::Stop(); }
 
     std::string Name() const override { return device->Device().name; }
-    std::string Identity() const override { return IdentityOf(device->Device().guid); }
+    std::string Identity() const override { return DvIdentityOf(device->Device().guid); }
     std::vector<CaptureFormat> Formats() const override { return {Format()}; }
 
     CaptureFormat Format() const override
@@ -273,7 +267,7 @@ public:
     ~DvSoundSource() override { DvSoundSource::Stop(); }
 
     std::string Name() const override { return device->Device().name; }
-    std::string Identity() const override { return IdentityOf(device->Device().guid); }
+    std::string Identity() const override { return DvIdentityOf(device->Device().guid); }
 
     // The tape decides the rate; whoever counts samples must know it.
     SoundFormat Format() const override { return {.sampleRate = device->SoundRate(), .channels = 2, .sampleSize = 16}; }
@@ -312,7 +306,7 @@ template <typename Entry> std::vector<Entry> ListDevices()
         for (const auto& device : bus->Devices()) {
             Entry& entry = entries.emplace_back();
             entry.name = device.name;
-            entry.identity = IdentityOf(device.guid);
+            entry.identity = DvIdentityOf(device.guid);
             entry.available = device.reason.empty();
             if constexpr (requires { entry.reason; })
                 entry.reason = device.reason;
@@ -321,6 +315,13 @@ template <typename Entry> std::vector<Entry> ListDevices()
 }
 
 } // namespace
+
+std::string DvIdentityOf(uint64_t guid)
+{
+    char digits[17];
+    std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(guid));
+    return std::string(kIdentityPrefix) + digits;
+}
 
 std::vector<DigitizerEntry> ListDvDigitizers()
 {

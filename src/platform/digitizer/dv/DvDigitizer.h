@@ -13,6 +13,7 @@ std::vector<SoundSourceEntry> ListDvSoundSources();
 /// Opens a camcorder's picture or sound by its identity ("dv:" and the GUID in hexadecimal digits); null for an
 /// identity of another kind or a device that is not on the bus. Both share one stream, so sound and picture carry times
 /// of one frame.
+std::string DvIdentityOf(uint64_t guid);
 std::unique_ptr<Digitizer> OpenDvDigitizer(const std::string& identity);
 std::unique_ptr<SoundSource> OpenDvSoundSource(const std::string& identity);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/digitizer/ControlThread.h"
+#include "platform/threads/ControlThread.h"
 
 #include <thread>
 

@@ -10,9 +10,9 @@
 
 namespace platform {
 
-/// A thread on which the controls of a device are read and written, so that a device whose controls hang holds nobody
-/// up. Tasks run in order. A task owns all that it touches: one that hangs outlives the object. The thread begins with
-/// the first task.
+/// A thread on which a device is asked and commanded, so that one that answers slowly or not at all does not hold up
+/// the caller. Tasks run in order. A task owns all that it touches: one that hangs outlives the object. The thread
+/// begins with the first task.
 class ControlThread {
 public:
     ControlThread() = default;
