@@ -39,7 +39,8 @@ bool JournalReplay::ReadTracks(ByteReader& bytes)
     for (size_t i = 0; i < count; ++i) {
         TrackContents& track = movie.tracks[i];
         const FourCharCode type = bytes.U32();
-        track.mediaType = type == kVideoMediaType || type == kSoundMediaType ? type : 0;
+        const bool isKnown = type == kVideoMediaType || type == kSoundMediaType || type == kTimecodeMediaType;
+        track.mediaType = isKnown ? type : 0;
         track.timeScale = static_cast<int32_t>(std::clamp<uint64_t>(bytes.Number(), 1, INT32_MAX));
         track.width = static_cast<Fixed>(bytes.Number());
         track.height = static_cast<Fixed>(bytes.Number());

@@ -158,17 +158,52 @@ void PutSampleTables(ByteWriter& out, const TrackBox& track, const TablesWriter&
     putTables(out);
 }
 
+// "gmhd": the media head of media that are neither pictures nor sound; with "tcmi", how a player writes the timecode.
+void PutTimecodeMediaHead(ByteWriter& out)
+{
+    constexpr std::string_view kFont = "Helvetica";
+    const Box head(out, "gmhd");
+    {
+        const Box box(out, "gmin");
+        PutVersionAndFlags(out, 0, 0);
+        out.U16(0x0040); // copied
+        for (int i = 0; i < 3; ++i)
+            out.U16(0x8000);
+        out.Zeros(4);
+    }
+    const Box timecode(out, "tmcd");
+    const Box box(out, "tcmi");
+    PutVersionAndFlags(out, 0, 0);
+    out.Zeros(4); // font and face by default
+    out.U16(12);
+    out.Zeros(8); // black
+    for (int i = 0; i < 3; ++i)
+        out.U16(0xFFFF); // on white
+    out.U8(static_cast<uint8_t>(kFont.size()));
+    for (const char letter : kFont)
+        out.U8(static_cast<uint8_t>(letter));
+}
+
 // "minf": how the media is handled, where its data lies and what its samples are.
 void PutMediaInformation(ByteWriter& out, const TrackBox& track, const TablesWriter& putTables)
 {
     const Box box(out, "minf");
     if (track.movie.tracks[track.index].mediaType == kVideoMediaType)
         PutVideoMediaHead(out);
+    else if (track.movie.tracks[track.index].mediaType == kTimecodeMediaType)
+        PutTimecodeMediaHead(out);
     else
         PutSoundMediaHead(out);
     PutHandler(out, "dhlr", CodeOf("alis"), "Data Handler");
     PutDataInformation(out);
     PutSampleTables(out, track, putTables);
+}
+
+std::string_view NameOfMedia(FourCharCode type)
+{
+    if (type == kTimecodeMediaType)
+        return "Time Code Media";
+    return type == kVideoMediaType ? "Video Media" : "Sound Media";
 }
 
 // "mdia": the media of a track.
@@ -177,8 +212,36 @@ void PutMedia(ByteWriter& out, const TrackBox& track, const TablesWriter& putTab
     const FourCharCode type = track.movie.tracks[track.index].mediaType;
     const Box box(out, "mdia");
     PutMediaHead(out, track);
-    PutHandler(out, "mhlr", type, type == kVideoMediaType ? "Video Media" : "Sound Media");
+    PutHandler(out, "mhlr", type, NameOfMedia(type));
     PutMediaInformation(out, track, putTables);
+}
+
+// "tref": the track that tells the timecode of these pictures.
+void PutTimecodeReference(ByteWriter& out, const TrackBox& track)
+{
+    const auto& tracks = track.movie.tracks;
+    const auto timecode = std::ranges::find_if(tracks, [](const TrackContents& one) {
+        return one.mediaType == kTimecodeMediaType && !one.descriptions.empty();
+    });
+    if (tracks[track.index].mediaType != kVideoMediaType || timecode == tracks.end())
+        return;
+    const Box reference(out, "tref");
+    const Box box(out, "tmcd");
+    out.U32(static_cast<uint32_t>(timecode - tracks.begin() + 1));
+}
+
+// "\251day": when the pictures were recorded.
+void PutRecordingDate(ByteWriter& out, const std::string& date)
+{
+    constexpr uint16_t kEnglish = 0;
+    if (date.empty())
+        return;
+    const Box box(out, "\xA9"
+                       "day");
+    out.U16(static_cast<uint16_t>(date.size()));
+    out.U16(kEnglish);
+    for (const char letter : date)
+        out.U8(static_cast<uint8_t>(letter));
 }
 
 } // namespace
@@ -218,10 +281,11 @@ void PutTrack(ByteWriter& out, const TrackBox& track, const TablesWriter& putTab
     const Box box(out, "trak");
     PutTrackHead(out, track);
     PutEdits(out, track.edits);
+    PutTimecodeReference(out, track);
     PutMedia(out, track, putTables);
 }
 
-// "udta": what else is to be known: the code of the program that made the movie, as "cre8".
+// "udta": what else is to be known: the code of the program that made the movie, as "cre8", and the recording date.
 void PutUserData(ByteWriter& out, const MovieContents& movie)
 {
     const Box box(out, "udta");
@@ -229,6 +293,7 @@ void PutUserData(ByteWriter& out, const MovieContents& movie)
         const Box creator(out, "cre8");
         out.U32(movie.creator);
     }
+    PutRecordingDate(out, movie.recordingDate);
     out.U32(0);
 }
 

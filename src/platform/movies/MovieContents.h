@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace platform {
@@ -20,6 +21,8 @@ inline constexpr int32_t kFileTimeScale = 20 * kMovieTimeScale;
 /// No media, and no sum of durations, is longer than this: times of the movie and of any media can then be converted
 /// into one another in 64 bits.
 inline constexpr int64_t kLongestMedia = int64_t{1} << 53;
+
+inline constexpr FourCharCode kTimecodeMediaType = CodeOf("tmcd");
 
 /// A piece of a track: so many units of movie time, showing the media from `mediaTime` on, or nothing (-1).
 struct Edit {
@@ -46,6 +49,7 @@ struct TrackContents {
 struct MovieContents {
     uint64_t creationTime = 0; ///< seconds since 1904, as movie files count
     FourCharCode creator = 0;
+    std::string recordingDate; ///< ISO 8601; empty where it is not known
     std::vector<TrackContents> tracks;
     SampleLog samples;
 };

@@ -22,7 +22,7 @@ RecoveredMovie FiguresOf(const MovieContents& movie, int64_t mediaBytes)
 {
     RecoveredMovie found;
     for (const TrackContents& track : movie.tracks) {
-        if (track.mediaType == 0)
+        if (track.mediaType != kVideoMediaType && track.mediaType != kSoundMediaType)
             continue;
         auto& frames = track.mediaType == kVideoMediaType ? found.videoFrames : found.soundFrames;
         frames += static_cast<uint64_t>(track.samples);

@@ -186,6 +186,15 @@ Result CloseMovieStorage(DataHandler handler)
     return storage ? storage->Close() : badComponentInstance;
 }
 
+Result SetMovieRecordingDate(Movie movie, const std::string& date)
+{
+    const auto storage = Movies().Find(movie);
+    if (!storage)
+        return invalidMovie;
+    storage->Contents().recordingDate = date;
+    return noErr;
+}
+
 void DisposeMovie(Movie movie)
 {
     const auto storage = Movies().Remove(movie);
@@ -221,7 +230,7 @@ Media NewTrackMedia(Track track, FourCharCode mediaType, int32_t timeScale, int3
 {
     const auto found = Tracks().Find(track);
     if (!found || found->Contents().mediaType != 0 || timeScale < 0 ||
-        (mediaType != kVideoMediaType && mediaType != kSoundMediaType))
+        (mediaType != kVideoMediaType && mediaType != kSoundMediaType && mediaType != kTimecodeMediaType))
         return 0;
     found->Contents().mediaType = mediaType;
     found->Contents().timeScale = timeScale;

@@ -83,6 +83,14 @@ void WaitForFinishingMovies();
 /// Closes the file. What the header lacked to be complete stays recoverable. The movie's numbers stay valid.
 Result CloseMovieStorage(DataHandler handler);
 
+/// Notes when the movie's pictures were recorded, as ISO 8601 text, for the user data of the finished file.
+Result SetMovieRecordingDate(Movie movie, const std::string& date);
+
+/// A timecode description (QuickTime File Format, "Timecode Sample Description"): so many frames a second, of
+/// `frameDuration` units of `timeScale` each.
+std::vector<uint8_t> MakeTimecodeDescription(int32_t timeScale, int32_t frameDuration, int32_t framesPerSecond,
+                                             bool dropFrame);
+
 /// Ends a movie with its tracks and media, written or not.
 void DisposeMovie(Movie movie);
 
@@ -100,8 +108,8 @@ Result PathOfFileRecord(Address file, std::string& path);
 /// Adds a track with a display size (`Fixed`, 0 for sound) and a volume (256 is full). 0 on failure.
 Track NewMovieTrack(Movie movie, Fixed width, Fixed height, int16_t volume);
 
-/// Gives a track its media: "vide" or "soun", in units of `timeScale` a second. The last two arguments are 0. 0 on
-/// failure: a dead track, one that has media already, another type, or a scale below 0. A scale of 0 is that of a
+/// Gives a track its media: "vide", "soun" or "tmcd", in units of `timeScale` a second. The last two arguments are 0. 0
+/// on failure: a dead track, one that has media already, another type, or a scale below 0. A scale of 0 is that of a
 /// source which isn't there: such media takes samples and stays empty, and the file gets no track for it.
 Media NewTrackMedia(Track track, FourCharCode mediaType, int32_t timeScale, int32_t dataRef, FourCharCode dataRefType);
 
@@ -110,16 +118,17 @@ Result BeginMediaEdits(Media media);
 Result EndMediaEdits(Media media);
 
 /// Adds `count` samples of `durationPerSample` units each, whose bytes are `size` bytes from `offset` of the handle
-/// `data`, in the description of the handle `description`: an image description, or a sound description of 36 bytes
-/// or more in host byte order. The data is copied before the call returns. `flags` 0 marks sync samples, of which
-/// those are kept as such that a decoder can begin with. A sample that builds on one that the media lacks (at the
-/// beginning, or after a failure) is left out, and its duration goes to the next one that doesn't.
-/// Writes the media time of the first as 32 bits at `time` unless that is 0.
-/// `paramErr` for a range outside of the handle, a size or count below 1, or a size that is not that of so many
-/// samples; `invalidDuration` for a negative duration, `badImageDescription` for a description that can't be read,
-/// `invalidMedia` outside of edits, `couldNotResolveDataRef` for a closed file, `invalidSampleTable` for more samples
-/// than a file can count. A failure of the writing thread (`dskFulErr`, `ioErr`) is the result of the next call and of
-/// all that follow; what was written before stays and can be recovered.
+/// `data`, in the description of the handle `description`: an image description, a sound description of 36 bytes or
+/// more, or a timecode description, in host byte order. A sample of timecode is the number of its first frame, 32 bits
+/// in big-endian order, and lasts as long as the timecode runs on evenly. The data is copied before the call returns.
+/// `flags` 0 marks sync samples, of which those are kept as such that a decoder can begin with. A sample that builds on
+/// one that the media lacks (at the beginning, or after a failure) is left out, and its duration goes to the next one
+/// that doesn't. Writes the media time of the first as 32 bits at `time` unless that is 0. `paramErr` for a range
+/// outside of the handle, a size or count below 1, or a size that is not that of so many samples; `invalidDuration` for
+/// a negative duration, `badImageDescription` for a description that can't be read, `invalidMedia` outside of edits,
+/// `couldNotResolveDataRef` for a closed file, `invalidSampleTable` for more samples than a file can count. A failure
+/// of the writing thread (`dskFulErr`, `ioErr`) is the result of the next call and of all that follow; what was written
+/// before stays and can be recovered.
 Result AddMediaSample(Media media, Handle data, int32_t offset, int32_t size, int32_t durationPerSample,
                       Handle description, int32_t count, int16_t flags, Address time);
 

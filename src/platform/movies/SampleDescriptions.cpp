@@ -2,6 +2,7 @@
 #include "platform/movies/SampleDescriptions.h"
 
 #include "platform/compression/ImageDescription.h"
+#include "platform/movies/Movies.h"
 #include "platform/movies/PictureAtoms.h"
 
 #include <algorithm>
@@ -21,6 +22,9 @@ constexpr size_t kSoundSampleSize = 26;
 constexpr size_t kSoundDescriptionSize = 36;
 constexpr size_t kSoundDescriptionV1Size = 52;
 
+constexpr size_t kTimecodeDescriptionSize = 34;
+
+constexpr size_t kTimecode32[] = {0, 4, 20, 24, 28};
 constexpr size_t kImage32[] = {0, 4, 20, 24, 28, 36, 40, 44};
 constexpr size_t kImage16[] = {14, 16, 18, 32, 34, 48, 82, 84};
 constexpr size_t kSound32[] = {0, 4, 20, 32};
@@ -76,6 +80,15 @@ void MakeVersion1(std::vector<uint8_t>& fileForm)
     fileForm[3] = static_cast<uint8_t>(fileForm.size());
 }
 
+Result FileFormOfTimecode(std::span<const uint8_t> record, std::vector<uint8_t>& fileForm)
+{
+    if (record.size() < kTimecodeDescriptionSize)
+        return badImageDescription;
+    fileForm.assign(record.begin(), record.begin() + kTimecodeDescriptionSize);
+    Swap(fileForm, kTimecode32, 4);
+    return noErr;
+}
+
 Result FileFormOfSound(std::span<const uint8_t> record, std::vector<uint8_t>& fileForm)
 {
     if (record.size() < kSoundDescriptionSize)
@@ -100,14 +113,31 @@ Result FileFormOfSound(std::span<const uint8_t> record, std::vector<uint8_t>& fi
 Result FileFormOfDescription(FourCharCode mediaType, std::span<const uint8_t> record, std::span<const uint8_t> sample,
                              std::vector<uint8_t>& fileForm)
 {
-    const Result result =
-        mediaType == kVideoMediaType ? FileFormOfImage(record, sample, fileForm) : FileFormOfSound(record, fileForm);
+    const Result result = mediaType == kVideoMediaType      ? FileFormOfImage(record, sample, fileForm)
+                          : mediaType == kTimecodeMediaType ? FileFormOfTimecode(record, fileForm)
+                                                            : FileFormOfSound(record, fileForm);
     if (result == noErr) {
         // The movie's data lies in one file, the first and only data reference.
         fileForm[kDataReferenceIndex] = 0;
         fileForm[kDataReferenceIndex + 1] = 1;
     }
     return result;
+}
+
+std::vector<uint8_t> MakeTimecodeDescription(int32_t timeScale, int32_t frameDuration, int32_t framesPerSecond,
+                                             bool dropFrame)
+{
+    constexpr int32_t kDropFrame = 1;
+    constexpr int32_t kDayOf24Hours = 2;
+    std::vector<uint8_t> record(kTimecodeDescriptionSize);
+    const auto put = [&record](size_t at, int32_t value) { std::memcpy(&record[at], &value, sizeof value); };
+    put(0, static_cast<int32_t>(record.size()));
+    put(kFormat, static_cast<int32_t>(kTimecodeMediaType));
+    put(20, (dropFrame ? kDropFrame : 0) | kDayOf24Hours);
+    put(24, timeScale);
+    put(28, frameDuration);
+    record[32] = static_cast<uint8_t>(framesPerSecond);
+    return record;
 }
 
 bool ShapeDependsOnSample(FourCharCode mediaType, std::span<const uint8_t> record)
