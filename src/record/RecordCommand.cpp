@@ -152,7 +152,8 @@ OptionGroup InformationOptions(RecordCommand& command)
 CommandLine Options(RecordCommand& command)
 {
     return CommandLine({DeviceOptions(command), CompressionOptions(command), SoundOptions(command),
-                        SettingsOptions(command), CourseOptions(command), InformationOptions(command)});
+                        SettingsOptions(command), CourseOptions(command), TapeOptions(command.tape),
+                        InformationOptions(command)});
 }
 
 // A control that is set twice, and sound options without sound.
@@ -181,7 +182,7 @@ std::string Contradiction(const RecordCommand& command)
 
 std::string TakeOutput(const std::vector<std::string>& names, RecordCommand& command)
 {
-    const bool recordsNothing = command.list || command.help || command.version;
+    const bool recordsNothing = command.list || command.help || command.version || command.tape.NeedsNoMovie();
     if (names.empty())
         return recordsNothing || !command.savedSettingsFile.empty() ? "" : "no output named";
     if (names.front().empty())
@@ -203,6 +204,8 @@ std::optional<RecordCommand> ReadCommandLine(int argc, char** argv, std::string&
     if (line.Read(argc, argv, problem) && !command.help && !command.version) {
         problem = Contradiction(command);
         if (problem.empty())
+            problem = ContradictionIn(command.tape);
+        if (problem.empty())
             problem = TakeOutput(line.Names(), command);
     }
     return problem.empty() ? std::optional(command) : std::nullopt;
@@ -213,6 +216,8 @@ std::string UsageText()
     RecordCommand unused;
     return "Usage: velmora-record [OPTION...] OUTPUT.mov\n"
            "       velmora-record --list [--json]\n"
+           "       velmora-record --tape [--rewind] [--play] [--dv FILE.dv] [OPTION...] [OUTPUT.mov]\n"
+           "       velmora-record --deck OPERATION\n"
            "\n"
            "Records the camera and the microphone in use to a QuickTime movie. Ctrl-C finishes the movie. In OUTPUT, "
            "%Y "

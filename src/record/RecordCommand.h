@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "record/TapeCommand.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -42,6 +44,8 @@ struct RecordCommand {
     std::string reportFile;
 
     std::string output; ///< a name, or a pattern of names (`OutputNames`)
+
+    TapeCommand tape;
 
     bool list = false;
     bool json = false; ///< the list as JSON

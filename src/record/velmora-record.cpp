@@ -34,7 +34,9 @@ ExitCode RunWithPlatform(int argc, char** argv, const RecordCommand& command)
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     platform::StartPlatform();
-    const ExitCode code = command.list ? List(command.json) : std::make_shared<Recorder>(command)->Run();
+    const ExitCode code = command.list              ? List(command.json)
+                          : command.tape.IsWanted() ? RunTape(command)
+                                                    : std::make_shared<Recorder>(command)->Run();
     VelmoraCanvas::SeqGrabbers = nullptr;
     CarbonTimer::timers.reset();
     platform::EndPlatform();

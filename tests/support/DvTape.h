@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/dv/DvPacks.h"
 #include "support/Files.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <optional>
 
 namespace test {
 
@@ -17,6 +21,45 @@ inline std::vector<int16_t> SoundOf(const std::string& path)
     if (!samples.empty())
         std::memcpy(samples.data(), pcm.data(), samples.size() * 2);
     return samples;
+}
+
+/// Writes timecode and recording date into all places of a frame, or takes them out, and marks so many blocks of video
+/// as concealed.
+inline void WritePacks(std::vector<uint8_t>& frame, const std::optional<platform::TapeTimecode>& timecode,
+                       const std::optional<platform::TapeTime>& recorded, int concealed = 0)
+{
+    using namespace std::chrono;
+    using Pack = std::array<uint8_t, 5>;
+    const auto decimal = [](int value) { return static_cast<uint8_t>(value / 10 << 4 | value % 10); };
+    Pack code, date, time;
+    for (Pack* pack : {&code, &date, &time})
+        pack->fill(0xFF);
+    if (timecode)
+        code = {0x13, static_cast<uint8_t>(decimal(timecode->frames) | (timecode->dropFrame ? 0x40 : 0)),
+                decimal(timecode->seconds), decimal(timecode->minutes), decimal(timecode->hours)};
+    if (recorded) {
+        const sys_seconds point{seconds(*recorded)};
+        const auto midnight = floor<days>(point);
+        const year_month_day day(midnight);
+        const hh_mm_ss clock(point - midnight);
+        date = {0x62, 0xFF, static_cast<uint8_t>(0xC0 | decimal(static_cast<int>(static_cast<unsigned>(day.day())))),
+                decimal(static_cast<int>(static_cast<unsigned>(day.month()))),
+                decimal(static_cast<int>(day.year()) % 100)};
+        time = {0x63, 0xFF, decimal(static_cast<int>(clock.seconds().count())),
+                decimal(static_cast<int>(clock.minutes().count())), decimal(static_cast<int>(clock.hours().count()))};
+    }
+    for (size_t block = 0; block < frame.size() / 80; ++block) {
+        const size_t place = block % 150;
+        uint8_t* const bytes = &frame[block * 80];
+        if (place == 1 || place == 2)
+            for (size_t i = 0; i < 6; ++i)
+                std::ranges::copy(i % 3 == 0 ? code : i % 3 == 1 ? date : time, bytes + 6 + 8 * i);
+        for (size_t i = 0; i < 15 && place >= 3 && place <= 5; ++i)
+            if (uint8_t* const pack = bytes + 3 + 5 * i; pack[0] == 0x62 || pack[0] == 0x63)
+                std::ranges::copy(pack[0] == 0x62 ? date : time, pack);
+        if (place > 6 && place % 16 != 6)
+            bytes[3] = static_cast<uint8_t>((bytes[3] & 0x0F) | (concealed-- > 0 ? 0x20 : 0));
+    }
 }
 
 /// DV as a camcorder sends it: moving interlaced pictures, and on each channel a tone of its own that rises all the

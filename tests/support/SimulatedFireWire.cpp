@@ -91,6 +91,24 @@ std::vector<uint32_t> MakeRom(uint64_t guid, uint32_t specifier, uint32_t versio
     return rom;
 }
 
+void MakeDeck(FireWireNode& node, const std::vector<std::vector<uint8_t>>& tape, size_t frames, bool stopsByItself)
+{
+    node.runs = [&tape, frames, stopsByItself, wound = 0](FireWireNode& deck) mutable {
+        wound = deck.deck.operand == 0x65 ? wound + 1 : 0;
+        if (wound * kCycle > kRenewalTime) {
+            deck.deck.operand = 0x60;
+            deck.state.frames = 0;
+        }
+        const bool plays = deck.deck.transport == 0xC3;
+        const bool isAtEnd = deck.state.frames >= frames;
+        if (plays && !isAtEnd && deck.tape == nullptr)
+            deck.state.tapeBegan = -1;
+        deck.tape = plays && !isAtEnd ? &tape : nullptr;
+        if (plays && isAtEnd && stopsByItself)
+            std::tie(deck.deck.transport, deck.deck.operand) = std::pair(uint8_t{0xC4}, uint8_t{0x60});
+    };
+}
+
 SimulatedFireWire::SimulatedFireWire()
     : books(new (mmap(nullptr, sizeof(Books), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Books)
 {
@@ -443,6 +461,8 @@ void SimulatedFireWire::Advance(int64_t nanoseconds)
 void SimulatedFireWire::SendCycle(std::unique_lock<std::recursive_mutex>& lock)
 {
     for (FireWireNode& node : nodes) {
+        if (node.runs)
+            node.runs(node);
         const uint32_t plug = PlugOf(node);
         const bool connected = (plug & kConnections) != 0 || (plug & kBroadcast) != 0 ||
                                (node.state.connectedUntil != INT64_MAX && now < node.state.connectedUntil);

@@ -41,6 +41,9 @@ struct FireWireNode {
     double clockError = 0;                                   ///< of its frame rate, parts per million
     std::function<bool(uint64_t frame, size_t packet)> loses;
 
+    /// What goes on inside the device, with each cycle of the bus.
+    std::function<void(FireWireNode&)> runs;
+
     /// The bus's own: how far it has sent, and what became of its connection.
     struct {
         int64_t appears = 0; ///< when its device file does
@@ -51,6 +54,10 @@ struct FireWireNode {
         uint8_t blockCount = 0;
     } state{};
 };
+
+/// Makes a transport of a node: it winds for a second, plays its tape of so many frames up to the end, and stops there
+/// by itself if wanted.
+void MakeDeck(FireWireNode& node, const std::vector<std::vector<uint8_t>>& tape, size_t frames, bool stopsByItself);
 
 /// The FireWire bus behind the functions of libraw1394, which this file's program defines itself, so that the libraries
 /// above it (librom1394, libiec61883, libdc1394) run as they are. It keeps the rules of libraw1394 on the kernel's

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/digitizer/dv/DvFrame.h"
+#include "platform/dv/DvPacks.h"
+#include "platform/movies/Movies.h"
+#include "platform/sound/ClockRecovery.h"
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+/// A movie of frames from a tape, all of one television system: the frames as they came, their sound, and a track of
+/// the tape's own timecode. Frames are counted, not timed: each lasts exactly as long as its system says, and one that
+/// is followed by lost ones stands in for them.
+class TapeMovie {
+public:
+    /// Creates the file; one of that name is replaced. Null, with the reason in `result`, when that fails.
+    static std::unique_ptr<TapeMovie> Create(const std::string& path, bool isPal, platform::Result& result);
+    ~TapeMovie();
+    TapeMovie(const TapeMovie&) = delete;
+    TapeMovie& operator=(const TapeMovie&) = delete;
+
+    /// Adds a frame, behind so many lost ones. `sound` is that of the frame; empty for a frame without.
+    platform::Result Add(std::span<const uint8_t> frame, const platform::DvSound& sound,
+                         const std::optional<platform::TapeTimecode>& timecode, uint32_t lostBefore);
+
+    /// Completes the file. `recorded`: when its first frame was recorded.
+    platform::Result Finish(std::optional<platform::TapeTime> recorded);
+
+    /// Length so far in frames, the lost ones included.
+    int64_t Length() const { return length; }
+
+private:
+    /// A track on its way into the file.
+    struct Line {
+        platform::Track track = 0;
+        platform::Media media = 0;
+        platform::Handle data = 0;
+        platform::Handle record = 0;
+        bool described = false;
+    };
+
+    /// Frames whose timecode goes on evenly.
+    struct TimecodeRun {
+        int64_t start = 0; ///< place in the movie, in frames
+        int32_t number = 0;
+        int64_t known = 0; ///< up to the last frame whose timecode could be read
+        bool dropFrame = false;
+    };
+
+    explicit TapeMovie(bool isPalTape) : isPal(isPalTape) {}
+    platform::Result CreateFile(const std::string& path);
+    platform::Result MakeLine(Line& line, platform::FourCharCode type, int32_t scale, bool isPicture);
+    platform::Result AddPending(uint32_t lostAfter);
+    platform::Result AddSound(const platform::DvSound& sound, uint32_t lostBefore);
+    platform::Result AddSilence(int64_t fromFrame, int64_t toFrame);
+    platform::Result AddSamples(std::span<const int16_t> samples, int64_t frame);
+    platform::Result NoteTimecode(const std::optional<platform::TapeTimecode>& timecode);
+    platform::Result EndTimecodeRun();
+    platform::Result Keep(platform::Result result);
+    int64_t TimeOf(int64_t frame) const; ///< nanoseconds
+    int32_t FrameUnits() const { return isPal ? 1200 : 1001; }
+
+    const bool isPal;
+    platform::Movie movie = 0;
+    platform::DataHandler handler = 0;
+    Line video, sound, timecodes;
+    double soundRate = 0; ///< 0 as long as no sound has come
+    platform::ClockRecovery clock;
+    std::vector<int16_t> silence;
+    bool framePending = false;
+    int64_t length = 0;
+    std::optional<TimecodeRun> run;
+    int32_t timecodeTime = 0;  ///< of its media, in units
+    int32_t timecodePlace = 0; ///< end of its track, in the movie's units
+    platform::Result firstFailure = platform::noErr;
+};
+
+} // namespace velmora

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/dv/DvPacks.h"
+
+#include <QJsonObject>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+/// Frames in a row with which something is wrong.
+struct TapeFault {
+    enum class Kind {
+        Lost,       ///< never came
+        Incomplete, ///< packets were lost on the bus
+        Concealed,  ///< the deck could not read parts of them from the tape and sent others in their place
+    };
+    Kind kind = Kind::Lost;
+    int64_t frame = 0; ///< place of the first one in its file
+    uint32_t frames = 0;
+    int64_t blocks = 0;                             ///< concealed ones of all these frames
+    std::optional<platform::TapeTimecode> timecode; ///< of the tape, at the first one or the frame behind it
+};
+
+/// What one file holds of a tape.
+struct TapeFileReport {
+    std::string path;
+    bool isPal = false;
+    int64_t length = 0; ///< in frames, the lost ones included
+    int64_t lost = 0;
+    int64_t incomplete = 0;
+    int64_t concealed = 0;
+    int64_t withoutTimecode = 0;
+    std::optional<platform::TapeTimecode> firstTimecode, lastTimecode;
+    std::optional<platform::TapeTime> firstRecorded, lastRecorded;
+    std::vector<TapeFault> faults;
+
+    double Seconds() const { return static_cast<double>(length) * (isPal ? 1200 : 1001) / 30'000; }
+};
+
+/// Several lines for people: the file, its timecode and dates, and each fault with its place.
+std::string TextOf(const TapeFileReport& file);
+
+QJsonObject JsonOf(const TapeFileReport& file);
+
+} // namespace velmora
