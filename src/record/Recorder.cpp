@@ -23,6 +23,7 @@
 #include <ctime>
 #include <filesystem>
 #include <unistd.h>
+#include <utility>
 
 namespace velmora {
 namespace {
@@ -238,8 +239,7 @@ void Recorder::WatchRecording()
     TakeNextFile();
     CheckFinishedFiles();
     ShowOutage();
-    if (report)
-        report->Note(status, canvas->TakeLostFrames());
+    NoteLostFrames();
     if (limitReached || (command.seconds > 0 && SecondsSince(stateBegan) >= command.seconds))
         return Finish(ExitCode::Recorded, {});
     ShowProgress();
@@ -407,11 +407,21 @@ void Recorder::StopRecording()
     WriteReport();
 }
 
+void Recorder::NoteLostFrames()
+{
+    const auto lost = canvas->TakeLostFrames();
+    if (std::ranges::find(lost, "unreadable", &LostFrame::cause) != lost.end() &&
+        !std::exchange(compressionFailed, true))
+        Say("a frame could not be compressed; recording goes on");
+    if (report)
+        report->Note(status, lost);
+}
+
 void Recorder::WriteReport()
 {
     if (!report)
         return;
-    report->Note(status, canvas->TakeLostFrames());
+    NoteLostFrames();
     std::vector<std::string> paths;
     for (const RecordedFile& file : files)
         paths.push_back(file.path);

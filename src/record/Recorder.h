@@ -59,6 +59,7 @@ private:
     Reference<FolderItem> NextFile(bool ends);
     void TakeNextFile();
     void CheckFinishedFiles();
+    void NoteLostFrames();
     void WriteReport();
     void ShowOutage();
     void ShowProgress();
@@ -82,6 +83,7 @@ private:
     std::vector<RecordedFile> files;             ///< in which the recording no longer is
     std::optional<RecordingReport> report;
     bool limitReached = false;
+    bool compressionFailed = false;
     VelmoraCanvas* canvas = nullptr;
     std::unique_ptr<DeviceSetUp> setUp;
     framework::Timer* timer = nullptr;

@@ -26,6 +26,19 @@ int fsync(int file) { (void)file; errno = EIO; return -1; }
 """
 
 
+# An encoder that fails from its twentieth frame on.
+FAILING_ENCODER = b"""
+#define _GNU_SOURCE
+#include <dlfcn.h>
+int avcodec_send_frame(void* context, const void* frame)
+{
+    static int calls;
+    int (*send)(void*, const void*) = (int (*)(void*, const void*))dlsym(RTLD_NEXT, "avcodec_send_frame");
+    return frame != 0 && __sync_add_and_fetch(&calls, 1) >= 20 ? -5 : send(context, frame);
+}
+"""
+
+
 class Recording(unittest.TestCase):
     def setUp(self):
         self.desk = Desk()
@@ -207,6 +220,20 @@ class Recording(unittest.TestCase):
                 done = subprocess.run([*limited, *command], env=self.desk.environment, capture_output=True, timeout=60,
                                       check=False)
                 self.assertEqual(done.returncode, DISK_FULL, done.stderr)
+
+    def test_an_encoder_that_fails(self):
+        library, path = self.desk.path("failing.so"), self.desk.path("a.mov")
+        subprocess.run(["cc", "-shared", "-fPIC", "-x", "c", "-o", library, "-"], input=FAILING_ENCODER, check=True)
+        self.desk.environment["LD_PRELOAD"] = library
+        for codec in ("avc1", "png"):
+            with self.subTest(codec=codec):
+                done = self.desk.record(*TEST_PATTERN, "--microphone", "Test Tone", "--codec", codec, "--seconds", "1.5",
+                                        "--force", path)
+                self.assertEqual(done.returncode, RECORDED)
+                self.assertIn(b"a frame could not be compressed; recording goes on", done.stderr)
+                tracks = self.check_movie(path, {"video", "audio"}, done.stdout)
+                self.assertLess(int(tracks["video"]["nb_read_packets"]), 20)
+                self.assertGreater(float(tracks["audio"]["duration"]), 0.9)
 
     def test_signals_finish_the_movie(self):
         for name, mode in MODES.items():
