@@ -29,6 +29,7 @@ namespace velmora {
 namespace {
 
 constexpr auto kLongestWaitForPicture = std::chrono::seconds(5);
+constexpr double kMaxWaitForLastFrame = 2; // seconds
 constexpr auto kLongestRelease = std::chrono::seconds(3);
 double SecondsSince(std::chrono::steady_clock::time_point start)
 {
@@ -207,7 +208,10 @@ void Recorder::StartRecording()
     const std::string microphone = withSound ? canvas->SoundDeviceName().Bytes() : "no sound";
     state = State::Recording;
     stateBegan = Clock::now();
-    canvas->Limits = {command.splitSeconds, command.splitBytes, command.frames};
+    canvas->Limits = {.fileSeconds = command.splitSeconds,
+                      .fileBytes = command.splitBytes,
+                      .seconds = command.seconds,
+                      .frames = command.frames};
     canvas->NextRecordingFile = [this](bool ends) { return NextFile(ends); };
     // A file that the recording has left is completed in the background.
     if (command.Splits())
@@ -231,6 +235,13 @@ void Recorder::TakeStatus()
         status.frames = std::min(status.frames, static_cast<uint64_t>(command.frames));
 }
 
+// The recording ends at a frame, by the time at which that was captured. Where none comes, by the clock.
+bool Recorder::IsTimeOver() const
+{
+    const double patience = setUp->WithPicture() ? kMaxWaitForLastFrame : 0;
+    return command.seconds > 0 && SecondsSince(stateBegan) >= command.seconds + patience;
+}
+
 void Recorder::WatchRecording()
 {
     TakeStatus();
@@ -240,7 +251,7 @@ void Recorder::WatchRecording()
     CheckFinishedFiles();
     ShowOutage();
     NoteLostFrames();
-    if (limitReached || (command.seconds > 0 && SecondsSince(stateBegan) >= command.seconds))
+    if (limitReached || IsTimeOver())
         return Finish(ExitCode::Recorded, {});
     ShowProgress();
 }

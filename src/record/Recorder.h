@@ -55,6 +55,7 @@ private:
     std::string WhyNoPicture();
     void StartRecording();
     void TakeStatus();
+    bool IsTimeOver() const;
     void WatchRecording();
     Reference<FolderItem> NextFile(bool ends);
     void TakeNextFile();

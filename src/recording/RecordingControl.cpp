@@ -71,6 +71,7 @@ void VelmoraCanvas::WatchLimits()
     }
     const platform::SGSplitRule rule{.fileNanoseconds = std::llround(Limits.fileSeconds * 1e9),
                                      .fileBytes = Limits.fileBytes,
+                                     .nanoseconds = std::llround(Limits.seconds * 1e9),
                                      .frames = Limits.frames};
     platform::SGSetSplits(theSGComp, rule, [this](bool ends) { return isActive ? ReachLimit(ends) : std::string(); });
 }

@@ -11,9 +11,10 @@ namespace velmora {
 struct RecordingLimits {
     double fileSeconds = 0;
     int64_t fileBytes = 0;
+    double seconds = 0; ///< of all files
     int64_t frames = 0; ///< of all files
 
-    bool Any() const { return fileSeconds > 0 || fileBytes > 0 || frames > 0; }
+    bool Any() const { return fileSeconds > 0 || fileBytes > 0 || seconds > 0 || frames > 0; }
 };
 
 /// What `VelmoraCanvas::Status` tells of the recording in progress, in both modes; after it, of the last one.

@@ -138,7 +138,7 @@ class Recording(unittest.TestCase):
                 self.assertIn(b"there is no microphone; recording the picture alone", done.stderr)
                 video = self.check_movie(path, {"video"}, done.stdout)["video"]
                 self.assertEqual((video["width"], video["height"]), ("1280", "720"))
-                self.assertAlmostEqual(float(video["duration"]), 1, delta=0.4)
+                self.assertAlmostEqual(float(video["duration"]), 1, delta=0.4)  # by the stamps of the frames
                 before = os.path.getsize(path)
                 self.check_refused(self.desk.record(*mode, *SHORT, path), UNWRITABLE, "exists; --force replaces it")
                 self.assertEqual(os.path.getsize(path), before)

@@ -32,6 +32,13 @@ bool RecordingSplits::CanBeginFile(const Sample& frame)
     return IsKeyFrame(frame.description->image.codec, frame.data.Bytes());
 }
 
+bool RecordingSplits::IsPastEnd(const Sample& frame) const
+{
+    const int64_t halfFrame = (frame.captureTime - lastTime) / 2;
+    return (rule.frames > 0 && frames == rule.frames) ||
+           (rule.nanoseconds > 0 && fileStart && frame.captureTime - start + halfFrame >= rule.nanoseconds);
+}
+
 bool RecordingSplits::IsDue(const Sample& frame) const
 {
     if (!fileStart)
@@ -48,13 +55,13 @@ RecordingSplits::Step RecordingSplits::Before(const Sample& frame)
     // Until the first key frame comes, a movie takes none.
     if (!fileStart && !CanBeginFile(frame))
         return Step::GoOn;
-    if (rule.frames > 0 && frames == rule.frames)
+    if (IsPastEnd(frame))
         return Step::End;
     ++frames;
     const bool due = IsDue(frame);
     const int64_t previous = std::exchange(lastTime, frame.captureTime);
     if (!fileStart)
-        fileStart = frame.captureTime;
+        fileStart = start = frame.captureTime;
     if (!due || !CanBeginFile(frame)) {
         bytes += frame.data.Size();
         if (due && !std::exchange(keyFrameRequested, true))

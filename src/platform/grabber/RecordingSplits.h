@@ -26,10 +26,12 @@ public:
     void CountSound(int64_t size) { bytes += size; }
 
 private:
+    bool IsPastEnd(const Sample& frame) const;
     bool IsDue(const Sample& frame) const;
     static bool CanBeginFile(const Sample& frame);
 
     SGSplitRule rule;
+    int64_t start = 0;                ///< capture time of the first frame of all
     std::optional<int64_t> fileStart; ///< capture time at which the present file was due to begin
     int64_t lastTime = 0;             ///< capture time of the frame before
     int64_t frames = 0;               ///< of all files

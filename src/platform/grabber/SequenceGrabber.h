@@ -272,6 +272,7 @@ Result SGSetVideoFrameFormat(SGChannel channel, FourCharCode format);
 struct SGSplitRule {
     int64_t fileNanoseconds = 0; ///< of each file, from its first frame on
     int64_t fileBytes = 0;       ///< of each file, as far as the frames up to a key frame allow
+    int64_t nanoseconds = 0;     ///< of the whole recording, from its first frame on
     int64_t frames = 0;          ///< of the whole recording
 };
 

@@ -407,8 +407,9 @@ void ReadRun(ByteReader bytes, const FragmentHead& head, int64_t& position, Trac
         tables.faults.emplace_back("a run of its fragments is cut short");
     tables.ranges.push_back(range);
     tables.samples += range.samples;
-    tables.duration += time;
+    // A fragment that begins later than the one ahead of it ends leaves the sample before the gap that much longer.
     track.nextFragmentTime += time;
+    tables.duration = track.nextFragmentTime;
     position += range.size;
 }
 

@@ -106,7 +106,7 @@ TEST_F(DirectModeTest, SplitsLoseNothing)
     sound = NewChannel(kSoundMediaType, 7);
     std::vector<std::string> files{path};
     int ends = 0;
-    EXPECT_EQ(SGSetSplits(session, {.fileNanoseconds = 400 * kMillisecond, .frames = 45},
+    EXPECT_EQ(SGSetSplits(session, {.fileNanoseconds = 400 * kMillisecond, .nanoseconds = 1800 * kMillisecond},
                           [&](bool atEnd) {
                               ends += atEnd ? 1 : 0;
                               if (!atEnd)
