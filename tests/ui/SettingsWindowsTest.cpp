@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "ui/AnalogVideoSettings.h"
-#include "ui/IIDCVideoSettings.h"
 #include "ui/UiTest.h"
 
 namespace {
@@ -37,34 +36,6 @@ TEST_F(SettingsWindowsTest, AnalogShowsTheDevicesValues)
         EXPECT_EQ(spy->TakeCalls(), "VideoHue = 130");
         analog->Close();
     }
-}
-
-TEST_F(SettingsWindowsTest, IIDCReadsEachFeatureAndASliderWritesOne)
-{
-    spy->numbers = {{"zoom", 300}, {"zoom minimum", 200}, {"zoom maximum", 400},
-                    {"brit", 20},  {"brit minimum", 10},  {"brit maximum", 30}};
-    Choose("VideoIIDCVideoSettings");
-    const auto iidc = velmora::IIDCVideoSettings::Instance();
-    EXPECT_EQ(iidc->SetupTimer()->Mode(), framework::Timer::Single);
-    spy->TakeCalls();
-    iidc->SetupTimer()->Action();
-    EXPECT_EQ(spy->TakeCalls(),
-              "vdIIDCFeatureHue; vdIIDCFeatureSaturation; vdIIDCFeatureSharpness; vdIIDCFeatureBrightness; "
-              "vdIIDCFeatureGain; vdIIDCFeatureIris; vdIIDCFeatureShutter; vdIIDCFeatureExposure; "
-              "vdIIDCFeatureWhiteBalanceU; vdIIDCFeatureWhiteBalanceV; vdIIDCFeatureGamma; vdIIDCFeatureTemperature; "
-              "vdIIDCFeatureZoom; vdIIDCFeatureFocus; vdIIDCFeaturePan; vdIIDCFeatureTilt; vdIIDCFeatureOpticalFilter; "
-              "vdIIDCFeatureEdgeEnhancement");
-    for (int32_t i = 0; i < 18; i++) {
-        const bool there = i == 3 || i == 12;
-        EXPECT_EQ(iidc->Slider1(i)->Enabled(), there) << i;
-        EXPECT_EQ(iidc->Slider1(i)->Maximum(), i == 12 ? 400 : i == 3 ? 30 : 100) << i;
-        EXPECT_EQ(iidc->StaticText2(i)->Text(), "") << i;
-    }
-    EXPECT_EQ(iidc->Slider1(12)->Value(), 300);
-    iidc->Slider1(3)->Value(25);
-    EXPECT_EQ(spy->TakeCalls(), "brit = 25");
-    for (int32_t i = 0; i < 19; i++)
-        EXPECT_EQ(iidc->StaticText2(i)->Text(), i == 3 ? "25" : "") << i;
 }
 
 } // namespace

@@ -257,8 +257,10 @@ void SoundChannel::ApplySettings(const TaggedItems& settings)
         SetRate(static_cast<double>(*rate) / 1e6);
     if (const auto gain = settings.Number(kGain))
         source->SetGain(static_cast<double>(*gain) / 1e6);
-    if (const auto balance = settings.Number(kBalance))
-        source->SetBalance(static_cast<double>(*balance) / 1e6);
+    double balance = 0;
+    if (const auto side = settings.Number(kBalance);
+        side && source->GetBalance(balance) == noErr && Millionths(balance) != *side)
+        source->SetBalance(static_cast<double>(*side) / 1e6);
     volume = Fitting(settings, kVolume, volume);
     const auto* flattened = settings.Find(kAdditionalRates);
     const auto rates = flattened ? TaggedItems::Read(*flattened) : std::nullopt;

@@ -280,6 +280,15 @@ ImageControl Integer(uint32_t identity, const std::string& name, int64_t minimum
             .value = value};
 }
 
+// The letter of a row leads to its slider.
+void ExpectLettersLeadToSliders(const QDialog& dialog)
+{
+    for (const QLabel* label : dialog.findChildren<QLabel*>())
+        if (label->isVisible() && label->buddy() != nullptr && label->text().contains('&')) {
+            EXPECT_NE(label->buddy()->focusPolicy(), Qt::NoFocus) << label->text().toStdString();
+        }
+}
+
 // Each widget that takes the keyboard and has no name that a screen reader could read.
 void ListNameless(QAccessibleInterface* widget, QString& nameless)
 {
@@ -358,6 +367,7 @@ TEST_F(SettingsDialogTest, DevicesMaySayAnything)
         for (int page = 2; page >= 0; --page) {
             Open(page);
             ListNameless(QAccessible::queryAccessibleInterface(dialog), nameless);
+            ExpectLettersLeadToSliders(*dialog);
         }
         EXPECT_EQ(nameless, "");
         Open(2);

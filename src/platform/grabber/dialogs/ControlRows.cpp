@@ -228,28 +228,32 @@ std::vector<ControlPlace> PlacesOf(const std::vector<ImageControl>& controls)
     std::vector<ControlPlace> places;
     std::vector<bool> placed(controls.size());
     int rows = 0;
-    const auto place = [&](size_t index, bool isSwitch) {
+    const auto place = [&](size_t index, int row, bool isSwitch) {
         placed[index] = true;
-        const bool sharesNextRow = isSwitch && controls[index].kind == ImageControl::Kind::Boolean;
-        places.push_back({index, sharesNextRow ? rows : rows++, isSwitch});
+        places.push_back({index, row, isSwitch});
     };
     for (size_t i = 0; i < controls.size(); ++i) {
-        const auto automatic =
-            std::ranges::find_if(controls, [&](const ImageControl& one) { return Holds(one, controls[i]); });
-        const auto switchIndex = static_cast<size_t>(automatic - controls.begin());
+        const auto isHolder = [&](const ImageControl& one) { return Holds(one, controls[i]); };
+        const auto holder = static_cast<size_t>(std::ranges::find_if(controls, isHolder) - controls.begin());
+        const bool isHeld = holder < controls.size();
         const bool isSwitch = std::ranges::any_of(controls, [&](const auto& one) { return Holds(controls[i], one); });
-        if (placed[i] || (isSwitch && automatic == controls.end()))
+        if (placed[i] || (isSwitch && !isHeld))
             continue;
-        if (automatic != controls.end() && !placed[switchIndex])
-            place(switchIndex, true);
-        for (size_t held = i; held < controls.size(); ++held)
-            if (held == i || (automatic != controls.end() && !placed[held] && Holds(*automatic, controls[held])))
-                place(held, false);
+        const bool bringsSwitch = isHeld && !placed[holder];
+        const bool sharesRow = bringsSwitch && controls[holder].kind == ImageControl::Kind::Boolean;
+        if (bringsSwitch && !sharesRow)
+            place(holder, rows++, true);
+        place(i, rows++, false);
+        if (sharesRow)
+            place(holder, rows - 1, true);
+        for (size_t other = i + 1; isHeld && other < controls.size(); ++other)
+            if (!placed[other] && Holds(controls[holder], controls[other]))
+                place(other, rows++, false);
     }
-    // A switch that is held itself, by one that it holds.
+    // A device may use a switch's number twice.
     for (size_t i = 0; i < controls.size(); ++i)
         if (!placed[i])
-            place(i, false);
+            place(i, rows++, false);
     return places;
 }
 

@@ -130,8 +130,12 @@ void LevelBars::PaintBar(QPainter& painter, const Bar& bar, const QString& side,
     painter.fillRect(part(headroom, std::max(bar.shown, headroom)), kYellow);
     if (const double held = PlaceOfLevel(bar.highest); held > 0)
         painter.fillRect(part(held, held).adjusted(-2, 0, 1, 0) & room, palette().color(QPalette::WindowText));
-    painter.fillRect(QRect(room.right() + 1 + kGap, top, room.height(), room.height()),
-                     bar.callsToLight > 0 ? kRed : empty);
+    const QRect lamp(room.right() + 1 + kGap, top, room.height(), room.height());
+    painter.fillRect(lamp, bar.callsToLight > 0 ? kRed : empty);
+    // An empty bar may be hardly darker than the page.
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    painter.drawRect(room.adjusted(0, 0, -1, -1));
+    painter.drawRect(lamp.adjusted(0, 0, -1, -1));
 }
 
 // A mark is left out where it would touch its neighbour.

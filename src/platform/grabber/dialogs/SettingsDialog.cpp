@@ -6,6 +6,7 @@
 // Cancel puts that back. A timer takes what the device sends and gives it to the pages, which draw pictures and levels.
 #include "platform/grabber/dialogs/SettingsDialog.h"
 
+#include "platform/grabber/dialogs/PageArea.h"
 #include "platform/grabber/dialogs/SoundPages.h"
 #include "platform/grabber/dialogs/VideoPages.h"
 #include "platform/memory/CodeAddress.h"
@@ -16,8 +17,6 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QScreen>
-#include <QScrollArea>
-#include <QScrollBar>
 #include <QShortcut>
 #include <QTabWidget>
 #include <QVBoxLayout>
@@ -31,26 +30,6 @@ using namespace std::chrono_literals;
 
 constexpr QSize kUsualSize(640, 400); // where the screen has the room
 constexpr QSize kUsualSizeWithPicture(1160, 620);
-
-/// A page that can be scrolled where the screen is too small for it, or its text very large.
-class PageArea : public QScrollArea {
-public:
-    explicit PageArea(QWidget* page)
-    {
-        setWidget(page);
-        setWidgetResizable(true);
-        setFrameShape(QFrame::NoFrame);
-        setFocusPolicy(Qt::NoFocus); // what is on the page takes the keyboard, and is scrolled to
-        viewport()->setAutoFillBackground(false);
-        page->setAutoFillBackground(false);
-    }
-
-    QSize sizeHint() const override { return widget()->sizeHint() + Bars(); }
-    QSize minimumSizeHint() const override { return {widget()->minimumSizeHint().width() + Bars().width(), 0}; }
-
-private:
-    QSize Bars() const { return {verticalScrollBar()->sizeHint().width(), 2 * frameWidth()}; }
-};
 
 // Classic numbers of the events that a filter procedure knows.
 constexpr int32_t kMouseDown = 1;
@@ -162,7 +141,9 @@ void SettingsDialog::ResizeOnScreen(QSize wanted)
 
 void SettingsDialog::AddPage(const QString& name, SettingsPage* page)
 {
-    tabs->addTab(new PageArea(page), name);
+    auto* area = new PageArea;
+    area->SetPage(page);
+    tabs->addTab(area, name);
     Adopt(page);
 }
 

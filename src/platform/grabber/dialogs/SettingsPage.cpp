@@ -39,6 +39,9 @@ void SettingsPage::AddRow(const QString& label, QWidget* widget)
         LimitWidth(*popup);
     RefuseFocusByWheel(*widget);
     Form()->addRow(label, widget);
+    // The letter leads to the widget that takes the keyboard for its row.
+    if (auto* text = qobject_cast<QLabel*>(Form()->labelForField(widget)); text && widget->focusProxy())
+        text->setBuddy(widget->focusProxy());
 }
 
 void SettingsPage::KeepShowingSettings()

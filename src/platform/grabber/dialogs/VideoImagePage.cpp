@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/grabber/dialogs/ControlRows.h"
+#include "platform/grabber/dialogs/PageArea.h"
 #include "platform/grabber/dialogs/VideoPages.h"
 
 #include <QGridLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QScrollBar>
 #include <QVBoxLayout>
 
@@ -30,10 +30,6 @@ public:
     explicit VideoImagePage(VideoChannel& tried) : channel(tried)
     {
         auto* column = new QVBoxLayout(this);
-        area->setWidgetResizable(true);
-        area->setFrameShape(QFrame::NoFrame);
-        area->setFocusPolicy(Qt::NoFocus);
-        area->viewport()->setAutoFillBackground(false);
         defaults->setAutoDefault(false);
         column->addWidget(area, 1);
         column->addWidget(defaults, 0, Qt::AlignLeft);
@@ -73,9 +69,7 @@ private:
         if (controls.empty())
             grid->addWidget(new QLabel("This device has no image controls."), 0, 0);
         grid->setRowStretch(grid->rowCount(), 1);
-        area->setWidget(content);
-        content->setAutoFillBackground(false);
-        area->setMinimumWidth(content->minimumSizeHint().width() + area->verticalScrollBar()->sizeHint().width());
+        area->SetPage(content);
         area->verticalScrollBar()->setValue(scrolled);
     }
 
@@ -105,7 +99,7 @@ private:
     VideoChannel& channel;
     std::vector<ImageControl> shown;
     std::vector<std::unique_ptr<ControlRow>> rows;
-    QScrollArea* area = new QScrollArea;
+    PageArea* area = new PageArea;
     QPushButton* defaults = new QPushButton("&All to default");
 };
 
