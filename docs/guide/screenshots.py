@@ -13,6 +13,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "..", "tests", "whole"))
 from desktop import Screen, Velmora, wait_for  # pylint: disable=wrong-import-position
 
+FLASH_LOOKS = 10
 SETTLED = 1.0  # seconds until a window that was just opened or changed has painted all of it
 
 
@@ -39,15 +40,17 @@ class Photographer:
         west, east, north, south = (int(side) for side in extents.split(","))
         return left - west, top - north, width + west + east, height + north + south
 
-    def flashes(self):
-        """Whether the Test Pattern is white at this moment, as it is once a second."""
-        left, top, _, _ = self.screen.rectangle(self.velmora.window)
-        return self.screen.pixel(left + 150, top + 150) == (255, 255, 255)
+    def wait_past_flash(self, window):
+        """Waits while the Test Pattern is white, as it is for a moment of each second."""
+        left, top, _, _ = self.screen.rectangle(window)
+        for _ in range(FLASH_LOOKS):
+            if self.screen.pixel(left + 150, top + 150) != (255, 255, 255):
+                break
+            time.sleep(0.1)
 
     def take(self, name, window=None):
         time.sleep(SETTLED)
-        while self.flashes():
-            time.sleep(0.1)
+        self.wait_past_flash(window or self.velmora.window)
         self.screen.screenshot(os.path.join(self.output, name + ".png"), self.frame(window or self.velmora.window))
 
     def settings(self, menu, names):
@@ -63,6 +66,7 @@ class Photographer:
         wait_for("the dialog to close", 20, lambda: not self.velmora.dialogs())
 
     def still_picture(self):
+        self.wait_past_flash(self.velmora.window)
         self.screen.key("ctrl+g")
         window = self.window()
         left, top, width, height = self.screen.rectangle(window)

@@ -24,6 +24,7 @@
 #include <map>
 #include <optional>
 #include <tuple>
+#include <vector>
 
 namespace framework {
 namespace {
@@ -105,17 +106,70 @@ struct Fill {
     uint32_t color;
     int32_t x, y, width, height;
 
+    Run Columns(const platform::DrawingSurface& surface) const
+    {
+        return PixelRun(x, width, area.width, area.left - surface.left, surface.scaleX, surface.pixels.width);
+    }
+    Run Rows(const platform::DrawingSurface& surface) const
+    {
+        return PixelRun(y, height, area.height, area.top - surface.top, surface.scaleY, surface.pixels.height);
+    }
+
+    QRect Place(const platform::DrawingSurface& surface) const
+    {
+        const Run columns = Columns(surface);
+        const Run rows = Rows(surface);
+        return {columns.first, rows.first, columns.end - columns.first, rows.end - rows.first};
+    }
+
     void operator()(const platform::DrawingSurface& surface, QImage& image) const
     {
-        const Run columns =
-            PixelRun(x, width, area.width, area.left - surface.left, surface.scaleX, surface.pixels.width);
-        const Run rows =
-            PixelRun(y, height, area.height, area.top - surface.top, surface.scaleY, surface.pixels.height);
+        const Run columns = Columns(surface);
+        const Run rows = Rows(surface);
         for (int row = rows.first; row < rows.end && columns.first < columns.end; ++row) {
             auto* pixels = reinterpret_cast<uint32_t*>(image.scanLine(row));
             std::fill(pixels + columns.first, pixels + columns.end, color);
         }
     }
+};
+
+// What drawings covered, one piece for each, in one block of pixels that is used again for each picture.
+struct Covered {
+    struct Piece {
+        QRect place;
+        size_t start;
+    };
+
+    void Keep(const QImage& image, const QRect& wanted)
+    {
+        const QRect place = wanted.intersected(image.rect());
+        if (place.isEmpty())
+            return;
+        pieces.push_back({place, pixels.size()});
+        for (int row = place.top(); row <= place.bottom(); ++row) {
+            const auto* line = reinterpret_cast<const uint32_t*>(image.constScanLine(row)) + place.left();
+            pixels.insert(pixels.end(), line, line + place.width());
+        }
+    }
+
+    void PutBack(QImage& image) const
+    {
+        for (auto piece = pieces.rbegin(); piece != pieces.rend(); ++piece) {
+            const uint32_t* from = pixels.data() + piece->start;
+            for (int row = piece->place.top(); row <= piece->place.bottom(); ++row, from += piece->place.width())
+                std::copy_n(from, piece->place.width(),
+                            reinterpret_cast<uint32_t*>(image.scanLine(row)) + piece->place.left());
+        }
+    }
+
+    void Clear()
+    {
+        pieces.clear();
+        pixels.clear();
+    }
+
+    std::vector<Piece> pieces;
+    std::vector<uint32_t> pixels;
 };
 
 // Lines of text, likewise.
@@ -125,6 +179,20 @@ struct Lines {
     const MeasuredFont* font;
     QStringList lines;
     int32_t x, y;
+
+    // With a letter's height to all sides, for what letters have beyond their line.
+    QRect Place(const platform::DrawingSurface& surface) const
+    {
+        const int32_t line = font->LineHeight();
+        double width = 0;
+        for (const QString& each : lines)
+            width = std::max(width, font->metrics.horizontalAdvance(each));
+        const QRectF points(area.left + x - line - surface.left, area.top + y - 2 * line - surface.top,
+                            width + 2 * line, line * (static_cast<double>(lines.size()) + 2));
+        return QRectF(points.x() * surface.scaleX, points.y() * surface.scaleY, points.width() * surface.scaleX,
+                      points.height() * surface.scaleY)
+            .toAlignedRect();
+    }
 
     void operator()(const platform::DrawingSurface& surface, QImage& image) const
     {
@@ -154,6 +222,7 @@ struct Graphics::State {
     bool bold = false;
     const MeasuredFont* font = nullptr;
     QImage image;
+    std::shared_ptr<Covered> covered; // null: not kept
 
     const MeasuredFont& Font()
     {
@@ -172,12 +241,18 @@ struct Graphics::State {
         if (image.constBits() != pixels.pixels || image.width() != pixels.width || image.height() != pixels.height ||
             image.bytesPerLine() != pixels.rowBytes)
             image = ImageOf(pixels);
+        // What is drawn on a reduced picture is drawn again when the whole one is there, which is in time to keep it.
+        if (covered && !surface->isReduced)
+            covered->Keep(image, drawing.Place(*surface));
         drawing(*surface, image);
         if (surface->isReduced)
-            platform::NoteDrawing(port, [drawing = std::move(drawing)](const platform::DrawingSurface& whole) {
-                QImage all = ImageOf(whole.pixels);
-                drawing(whole, all);
-            });
+            platform::NoteDrawing(
+                port, [drawing = std::move(drawing), kept = covered](const platform::DrawingSurface& whole) {
+                    QImage all = ImageOf(whole.pixels);
+                    if (kept)
+                        kept->Keep(all, drawing.Place(whole));
+                    drawing(whole, all);
+                });
     }
 
     void DrawLines(const QStringList& lines, int32_t x, int32_t y) { Draw(Lines{area, color, &Font(), lines, x, y}); }
@@ -259,6 +334,25 @@ void Graphics::DrawString(const String& text, int32_t x, int32_t y, int32_t wrap
         state->DrawLines({font.metrics.elidedText(ToQt(text), Qt::ElideRight, wrapWidth)}, x, y);
     else
         state->DrawLines(BreakLines(ToQt(text), font, wrapWidth), x, y);
+}
+
+void Graphics::KeepCovered()
+{
+    state->covered = std::make_shared<Covered>();
+}
+
+void Graphics::ForgetDrawing()
+{
+    if (state->covered)
+        state->covered->Clear();
+}
+
+bool Graphics::Uncover(QImage& uncovered) const
+{
+    if (!state->covered || state->covered->pieces.empty())
+        return false;
+    state->covered->PutBack(uncovered);
+    return true;
 }
 
 int32_t Graphics::Handle(int32_t kind) const

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <memory>
 
+class QImage;
+
 namespace framework {
 
 /// Draws into a rectangle of a port: a picture's or a canvas's. Positions are in pixels from its top left corner, and
@@ -38,6 +40,15 @@ public:
     /// Draws with the baseline of the first line at `y`, breaking at `wrapWidth` unless that is 0. With `condense`, a
     /// single line too wide for `wrapWidth` ends in an ellipsis instead.
     void DrawString(const String& text, int32_t x, int32_t y, int32_t wrapWidth = 0, bool condense = false);
+
+    /// Has what each drawing covers kept from now on, so that the picture without it can be had.
+    void KeepCovered();
+
+    /// Begins a drawing: what was covered before is forgotten.
+    void ForgetDrawing();
+
+    /// Puts what was covered back into an image of the port's pixels. False when nothing was drawn.
+    bool Uncover(QImage& image) const;
 
     /// The platform's reference of a kind: 2 is the port. 0 for other kinds.
     int32_t Handle(int32_t kind) const;

@@ -13,7 +13,7 @@
 namespace framework {
 namespace {
 
-constexpr QSize kSize(780, 720);
+constexpr QSize kSize(840, 720);
 
 // A dialog that nothing waits for: Escape closes it.
 class HelpWindow : public QDialog {

@@ -46,6 +46,15 @@ Picture::Picture(int32_t width, int32_t height, int32_t depth)
         throw RuntimeException("A picture of that size or depth can't be made.");
     Image().fill(Qt::white);
     graphics = std::make_unique<framework::Graphics>(port, platform::PortRect{0, 0, width, height});
+    graphics->KeepCovered();
+}
+
+QImage Picture::Undrawn() const
+{
+    if (!undrawn.isNull())
+        return undrawn;
+    QImage whole = Image().copy();
+    return graphics->Uncover(whole) ? whole : QImage();
 }
 
 Picture::~Picture()
@@ -86,6 +95,7 @@ int32_t Picture::Height() const
 
 Graphics& Picture::Graphics()
 {
+    graphics->ForgetDrawing();
     return *graphics;
 }
 

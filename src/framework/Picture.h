@@ -23,6 +23,7 @@ public:
 
     int32_t Width() const;
     int32_t Height() const;
+    /// For drawing on the picture as it is now. What is drawn until it is asked for again counts as one drawing.
     framework::Graphics& Graphics();
 
     /// The port, as direct access to the pixels; never 0.
@@ -31,7 +32,14 @@ public:
     /// The pixels as an image over the same memory, valid while the picture lives.
     QImage Image() const;
 
+    /// The pixels without the last drawing; null when nothing was drawn.
+    QImage Undrawn() const;
+
+    /// Takes over what a picture of the same size, of which this one is a copy, is without its drawing.
+    void CopyUndrawn(const Picture& original) { undrawn = original.Undrawn(); }
+
 private:
+    QImage undrawn; ///< of a copy
     platform::PortReference port = 0;
     std::unique_ptr<framework::Graphics> graphics;
 };

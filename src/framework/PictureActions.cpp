@@ -94,16 +94,25 @@ QUrl AsFile(const QImage& picture)
 
 } // namespace
 
-void ShowPictureMenu(QWidget* window, const QImage& picture, const QPoint& place)
+void ShowPictureMenu(QWidget* window, const QImage& picture, const QImage& undrawn, const QPoint& place)
 {
     QMenu menu(window);
     const QAction* copy = menu.addAction("&Copy", QKeySequence(QKeySequence::Copy));
     const QAction* save = menu.addAction("&Save As…", QKeySequence(QKeySequence::Save));
+    const QAction* copyUndrawn = nullptr;
+    const QAction* saveUndrawn = nullptr;
+    if (!undrawn.isNull()) {
+        menu.addSeparator();
+        copyUndrawn = menu.addAction("Copy &Without Drawing");
+        saveUndrawn = menu.addAction("Save As, Without &Drawing…");
+    }
     const QAction* chosen = menu.exec(place);
-    if (chosen == copy)
-        Copy(picture);
-    else if (chosen == save)
-        Save(picture);
+    if (chosen == nullptr)
+        return;
+    if (chosen == copy || chosen == copyUndrawn)
+        Copy(chosen == copy ? picture : undrawn);
+    else if (chosen == save || chosen == saveUndrawn)
+        Save(chosen == save ? picture : undrawn);
 }
 
 bool DoPictureKey(const QImage& picture, const QKeyEvent& key)

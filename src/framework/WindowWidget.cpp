@@ -161,7 +161,7 @@ void WindowWidget::contextMenuEvent(QContextMenuEvent* event)
 {
     // The menu key asks for it wherever the pointer is.
     if (event->reason() == QContextMenuEvent::Keyboard ? !Picture().isNull() : IsOnPicture(event->pos()))
-        Guard([&] { ShowPictureMenu(this, Picture(), event->globalPos()); });
+        Guard([&] { ShowPictureMenu(this, Picture(), owner.state->backdrop->Undrawn(), event->globalPos()); });
 }
 
 void WindowWidget::mousePressEvent(QMouseEvent* event)

@@ -85,7 +85,7 @@ GWorldWrapper::GWorldWrapper(int32_t top, int32_t left, int32_t width, int32_t h
 }
 
 GWorldWrapper::GWorldWrapper(const Reference<Picture>& picture)
-    : handle(BlockOf(PortOf(*picture))), width(picture->Width()), height(picture->Height())
+    : handle(BlockOf(PortOf(*picture))), width(picture->Width()), height(picture->Height()), original(picture)
 {
 }
 
@@ -128,6 +128,8 @@ Reference<Picture> GWorldWrapper::CopyToPicture()
     target->StringValue(0, height * targetRowBytes, source->StringValue(0, height * sourceRowBytes));
     lazyUnlockPixels(targetMap);
     lazyUnlockPixels(sourceMap);
+    if (original)
+        picture->CopyUndrawn(*original);
     return picture;
 }
 

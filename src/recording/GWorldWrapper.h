@@ -59,6 +59,7 @@ public:
     int32_t left = 0;
     framework::String format = "rgba"; ///< always "rgba": nothing sets it
     bool masked = false;
+    framework::Reference<framework::Picture> original; ///< the picture that this was made of, else nil
 
 private:
     void MakeWorld(uint32_t pixelFormat);

@@ -60,6 +60,14 @@ TEST_F(GrabPictureTest, ShowsTheFrameInBothModes)
         const auto isRed = [&](int x, int y) { return image.pixelColor(x, y) == QColor(Qt::red); };
         EXPECT_EQ(isRed(320, 0), !direct) << "the border";
         EXPECT_EQ(isRed(600, 478), !direct) << "the clock, below its digits";
+        const QImage undrawn = velmora::GrabWindow::Instance()->Backdrop()->Undrawn();
+        EXPECT_EQ(undrawn.isNull(), direct);
+        if (!direct) {
+            EXPECT_EQ(NumberIn(undrawn), NumberIn(image));
+            EXPECT_NE(undrawn.pixelColor(320, 0), QColor(Qt::red)) << "the border";
+            EXPECT_NE(undrawn.pixelColor(600, 478), QColor(Qt::red)) << "the clock's plate";
+            EXPECT_EQ(undrawn.copy(1, 1, 638, 400), image.copy(1, 1, 638, 400)) << "the rest";
+        }
         const auto grabbed = velmora::GrabWindow::Instance();
         EXPECT_EQ(grabbed->Title(), framework::Date().LongDate());
         EXPECT_EQ(grabbed->Width(), 640);
