@@ -5,13 +5,14 @@ left on the bus when the program is ended on the way."""
 import json
 import os
 import signal
+import struct
 import subprocess
 import unittest
 
 from programs import PROGRAMS, Desk, decode_errors, wait_for
 
 RECORDED, WRONG_USE, NO_DEVICE = range(3)
-EMPTY_BOOKS = "0 channels, 0 units\n"
+EMPTY_BOOKS = (0, 0)
 
 
 class Tape(unittest.TestCase):
@@ -25,8 +26,9 @@ class Tape(unittest.TestCase):
                               capture_output=True, check=False)
 
     def books(self):
-        with open(self.desk.path("books"), encoding="utf-8") as file:
-            return file.read()
+        """The bus's channels, a bit each, and its units of bandwidth that are taken."""
+        with open(self.desk.path("books"), "rb") as file:
+            return struct.unpack("<Qi", file.read(12))
 
     def test_a_tape_becomes_its_recordings(self):
         done = self.run_program("--tape", "--rewind", "--play", "--split-recordings", "--dv", self.desk.path("tape.dv"),
@@ -55,6 +57,7 @@ class Tape(unittest.TestCase):
                     [os.path.join(PROGRAMS, "record_from_simulated_deck"), *arguments, movie],
                     env=self.desk.environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
                 wait_for("a movie that grows", 20, lambda: os.path.exists(movie) and os.path.getsize(movie) > 3000000)
+                self.assertNotEqual(self.books(), EMPTY_BOOKS)
                 process.send_signal(signal.SIGTERM)
                 process.communicate(timeout=60)
                 self.assertEqual(decode_errors(movie), "")
@@ -62,7 +65,7 @@ class Tape(unittest.TestCase):
 
     def test_a_deck_is_worked_and_refusals_are_said(self):
         for arguments, code, text in (
-                (("--deck", "state"), RECORDED, "Deck: stop"),
+                (("--deck", "state"), RECORDED, "Deck: stop, 01:02:03:04"),
                 (("--deck", "play"), RECORDED, ""),
                 (("--deck", "state", "--camera", "Deck 2"), NO_DEVICE, "no deck \"Deck 2\" on FireWire, but Deck"),
                 (("--deck", "jump"), WRONG_USE, "--deck: expected state, play, stop"),

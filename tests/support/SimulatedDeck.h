@@ -44,6 +44,8 @@ private:
             return With(frame, 0x08);
         if (!control && frame[2] == 0xD0)
             return {0x0C, 0x20, transport, operand};
+        if (!control && frame[2] == 0x51)
+            return {0x0C, 0x20, 0x51, 0x71, 0x04, 0x03, 0x02, 0x01}; // frames, seconds, minutes, hours of its tape
         if (!control || frame[2] < 0xC2 || frame[2] > 0xC4)
             return With(frame, 0x08);
         if (frame[2] == 0xC2 && protectTab)

@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/mman.h>
@@ -29,6 +31,17 @@ constexpr size_t kPacketSize = 488;
 constexpr size_t kHeaderSize = 8;
 
 test::SimulatedFireWire* theBus = nullptr;
+
+// Memory that processes made by fork share; where `VELMORA_BUS_BOOKS` names a file, it is that file's content, however
+// the process ends.
+void* MapShared(size_t size)
+{
+    const char* const name = std::getenv("VELMORA_BUS_BOOKS");
+    const platform::UniqueFD file(name == nullptr ? -1 : open(name, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    const bool isFile = file.Get() >= 0 && ftruncate(file.Get(), static_cast<off_t>(size)) == 0;
+    return mmap(nullptr, size, PROT_READ | PROT_WRITE, isFile ? MAP_SHARED : MAP_SHARED | MAP_ANONYMOUS,
+                isFile ? file.Get() : -1, 0);
+}
 
 int Fail(int error)
 {
@@ -109,8 +122,7 @@ void MakeDeck(FireWireNode& node, const std::vector<std::vector<uint8_t>>& tape,
     };
 }
 
-SimulatedFireWire::SimulatedFireWire()
-    : books(new (mmap(nullptr, sizeof(Books), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Books)
+SimulatedFireWire::SimulatedFireWire() : books(new (MapShared(sizeof(Books))) Books)
 {
     theBus = this;
     FireWireNode& local = nodes.emplace_back();

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A machine with a deck on FireWire, for a program that knows nothing of it: what it links before the libraries is a
 // bus that runs in real time. The tape has three seconds with a new recording after two; where `VELMORA_ENDLESS_TAPE`
-// is set, it plays on for ever already. At the end of the process the books of the bus go to the file named by
-// `VELMORA_BUS_BOOKS`.
+// is set, it plays on for ever already.
 #include "platform/dv/FireWireUnits.h"
 #include "support/DvTape.h"
 #include "support/SimulatedFireWire.h"
@@ -30,11 +29,6 @@ public:
             std::tie(node.deck.transport, node.deck.operand) = std::pair(uint8_t{0xC3}, uint8_t{0x75});
         test::MakeDeck(bus.Plug(node), frames, isEndless ? SIZE_MAX : kFrames, true);
         bus.RunInRealTime();
-    }
-    ~SimulatedMachine()
-    {
-        if (const char* const books = std::getenv("VELMORA_BUS_BOOKS"))
-            std::ofstream(books) << bus.Channels().count() << " channels, " << bus.Bandwidth() << " units\n";
     }
 
 private:
