@@ -65,21 +65,26 @@ public:
     std::function<Reference<FolderItem>(bool ends)> NextRecordingFile;
 
     // Properties that windows touch.
-    bool isActive = false;
-    bool ColorBars = false;
-    String BlueScreenCaption = "";
-    bool EnableVideo = true;
-    bool EnableSound = false;
-    bool UseDataProc = false;
-    String LastError = "";
+    bool isActive = false;         ///< whether a movie is being recorded
+    bool ColorBars = false;        ///< without a picture: colour bars instead of the caption on blue
+    String BlueScreenCaption = ""; ///< what the blue screen says
+    bool EnableVideo = true;       ///< read by `VideoEnabled`
+    bool EnableSound = false;      ///< read by `SoundEnabled`
+    bool UseDataProc = false;      ///< data procedure mode; set it before `Initialize`
+    String LastError = "";         ///< the last failure of `Destructor` as text
 
     // Session (capture/Session.cpp).
+    /// Opens the session: the first free camera and microphone, in the mode that `UseDataProc` chooses, and starts the
+    /// poll timer. A failure shows in the trace; the control then paints itself inactive.
     virtual void Initialize();
+    /// Starts and stops the timer that hands over what the devices have delivered. While it is stopped nothing is shown
+    /// and nothing recorded.
     virtual void StartPollTimer();
     virtual void StopPollTimer();
     /// Releases the session: device lists, channels, component, image sequences and the key. Reports each refusal in
     /// `LastError` and `Error`.
     virtual void Destructor();
+    /// Hands over what the devices have delivered, as the poll timer does every 10 ms.
     virtual void Idle();
     /// The control's rectangle in window coordinates: an 8-byte `Rect`.
     virtual Reference<MemoryBlock> GetRect();
@@ -87,19 +92,27 @@ public:
     virtual void Resize();
 
     // Preview and pause (capture/Preview.cpp).
+    /// Whether the session is held: while it is, no picture and no sound passes.
     virtual void Pause(bool value);
     virtual bool Pause();
+    /// How the video channel plays, as flags that `PreviewModeName` names one by one; a negative result code when it
+    /// can't be read.
     virtual int32_t PreviewMode();
     virtual void PreviewMode(int32_t flags);
+    /// The name of one flag, "Channel Play Normal" for none; empty for a sum of flags.
     virtual String PreviewModeName(int32_t flags);
+    /// Whether the live picture runs. In data procedure mode, asking raises `Error` with 0 on success.
     virtual bool VideoPreview();
     virtual void VideoPreview(bool value);
+    /// Whether the picture is shown while a movie is recorded in direct mode. False spares the decoding of every frame.
     virtual bool PreviewWhileRecording();
     virtual void PreviewWhileRecording(bool value);
 
     // Channel enabling (capture/ChannelSetUp.cpp).
+    /// Whether the session is to have a video channel. Setting it makes a new channel or disposes of the present one.
     virtual bool VideoEnabled();
     virtual void VideoEnabled(bool value);
+    /// The same for sound; a new sound channel leaves the running session alone.
     virtual bool SoundEnabled();
     virtual void SoundEnabled(bool value);
 
@@ -110,6 +123,8 @@ public:
     virtual void Stop();
     /// Stops and releases the grabber and starts preview, in both modes; the result of the start. Finishes no movie.
     virtual int32_t StopWithResult();
+    /// Whether the grabber is in record mode; in data procedure mode it is so while the live picture runs. Raises
+    /// `Error` with 0 on success. `Status` says whether a movie is being recorded.
     virtual bool RecordState();
     /// Limits of the next recordings; `NextRecordingFile` answers where they are reached.
     RecordingLimits Limits;
@@ -123,22 +138,31 @@ public:
     virtual Reference<Picture> GrabPicture(int32_t width, int32_t height);
 
     // Video format (recording/VideoFormat.cpp).
+    /// Width and height of the standard source, 640 and 480 pixels, whatever the camera delivers: see `VideoWidth`.
     virtual int32_t VideoSourceWidth();
     virtual int32_t VideoSourceHeight();
+    /// Width and height in pixels of the frames that the camera delivers.
     virtual int32_t VideoWidth();
     virtual int32_t VideoHeight();
     /// Size of the next movie's video track, in pixels.
     virtual void VideoRecordSize(int32_t width, int32_t height);
+    /// The compressor by its four-character code, such as "jpeg" or "avc1". Reading gives the bytes as they lie in
+    /// memory: on a little-endian machine the characters come in reverse order.
     virtual String VideoCompressionType();
     virtual void VideoCompressionType(const String& code);
+    /// Bits of a pixel in the movie, as the compressor stores it: 24, or 32 with alpha.
     virtual int32_t VideoDepth();
     virtual void VideoDepth(int32_t bits);
+    /// A key frame each so many frames, for compressors that have frames between them; 0: as is usual.
     virtual int32_t VideoKeyFrameRate();
     virtual void VideoKeyFrameRate(int32_t frames);
+    /// Quality of a picture, 0 to 1024; 512 is normal.
     virtual int32_t VideoSpatialQuality();
     virtual void VideoSpatialQuality(int32_t quality);
+    /// Quality of the frames between key frames, 0 to 1024; 512 is normal.
     virtual int32_t VideoTemporalQuality();
     virtual void VideoTemporalQuality(int32_t quality);
+    /// Frames a second. The camera takes the nearest rate that it has.
     virtual double VideoFrameRate();
     virtual void VideoFrameRate(double framesPerSecond);
     /// Asks the camera for frames of that size; the nearest that it has is taken.
@@ -147,84 +171,117 @@ public:
     virtual void VideoCaptureFormat(int32_t format);
     /// The platform's number of the camera in use, for what else the platform can do with it.
     virtual int32_t VideoDigitizer();
+    /// The frames delivered and lost since the session was last started.
     virtual CaptureCounts VideoCounts();
+    /// Units a second in which the video channel counts time; 0 without a channel.
     virtual int32_t VideoTimeScale();
+    /// Units a second in which the sound channel counts time: its sample rate. 0 without a channel.
     virtual int32_t SoundTimeScale();
 
     // Transforms of the live picture (recording/Transforms.cpp).
+    /// Whether the live picture is mirrored left to right. What is recorded is never transformed.
     virtual bool VideoFlipHorizontal();
     virtual void VideoFlipHorizontal(bool value);
+    /// Whether the live picture is turned upside down.
     virtual bool VideoFlipVertical();
     virtual void VideoFlipVertical(bool value);
+    /// Whether the live picture is rotated about its middle.
     virtual bool VideoRotate();
     virtual void VideoRotate(bool on, int32_t angle); ///< `angle` in degrees
 
     // Devices (devices/DeviceLists.cpp).
+    /// How many cameras are listed, the Test Pattern among them; a negative result code on failure.
     virtual int32_t VideoDeviceCount();
+    /// A camera by its place from 0: the length of its name as one byte, the name, the number of inputs and their
+    /// names. Empty on failure.
     virtual String VideoDevice(int32_t index);
+    /// The name of the camera in use.
     virtual String VideoDeviceName();
+    /// The place of the camera in use, from 0; negative when it is not in the list.
     virtual int32_t VideoDeviceSelected();
+    /// Whether the camera at that place is free to be used.
     virtual bool VideoDeviceAvailable(int32_t index);
     /// Why the device in use does not deliver, or not as requested: a sentence for people; empty when all is well.
     std::string VideoDeviceReason();
+    /// Always 0: the inputs are in the text of `VideoDevice`.
     virtual int32_t VideoDeviceInputCount(int32_t index);
+    /// How many sound sources are listed, the Test Tone among them; a negative result code on failure.
     virtual int32_t SoundDeviceCount();
+    /// The name of a sound source by its place from 0. Empty on failure.
     virtual String SoundDevice(int32_t index);
+    /// The name of the sound source in use.
     virtual String SoundDeviceName();
+    /// Whether the sound source at that place is free to be used.
     virtual bool SoundDeviceAvailable(int32_t index);
     /// Takes the device of that name; 0, or the platform's code, which is not an event.
     virtual int32_t ChooseVideoDevice(const String& name);
     virtual int32_t ChooseSoundDevice(const String& name);
+    /// The input of the sound source, such as a microphone or line socket.
     virtual int32_t SoundInput(); ///< from 0, or -1
     virtual void SoundInput(int32_t index);
 
     // Sound (devices/SoundParameters.cpp).
+    /// The sound compressor by its four-character code, such as "sowt" or "ulaw".
     virtual String SoundCompressionType();
     virtual void SoundCompressionType(const String& code);
+    /// 1 for mono, 2 for stereo.
     virtual int32_t SoundChannelCount();
     virtual void SoundChannelCount(int32_t channels);
+    /// The size of a sample: 8 or 16.
     virtual int32_t SoundSampleSize(); ///< bits
     virtual void SoundSampleSize(int32_t bits);
+    /// The sample rate.
     virtual int32_t SoundSampleRate(); ///< samples a second
     virtual void SoundSampleRate(int32_t rate);
+    /// The volume of the sound channel.
     virtual int32_t SoundVolume(); ///< 256 is full
     virtual void SoundVolume(int32_t volume);
+    /// The gain of the sound source as a factor; 1 is its normal level.
     virtual double SoundInputGain();
     virtual void SoundInputGain(double gain);
 
     // Level meter (devices/SoundLevelMeter.cpp).
+    /// Whether the source measures its level, for the properties below.
     virtual bool SoundLevelMeterActive();
     virtual void SoundLevelMeterActive(bool value);
+    /// The low half of the source's gain as a fixed-point number, not a count.
     virtual int32_t SoundLevelMeterChannelCount();
+    /// The level of each side; both are the same for a mono source.
     virtual int32_t SoundLevelMeterLeft();  ///< the driver's level, 0 to 100 of full scale
     virtual int32_t SoundLevelMeterRight(); ///< likewise
 
     // Analog image controls, 0 to 65535 (devices/ImageControls.cpp).
+    /// Brightness: its value, the limits of the values, and the value that the device starts with.
     virtual int32_t VideoBrightness();
     virtual void VideoBrightness(int32_t value);
     virtual int32_t VideoBrightnessMin();
     virtual int32_t VideoBrightnessMax();
     virtual int32_t VideoBrightnessDefault();
+    /// Hue: its value, the limits of the values, and the value that the device starts with.
     virtual int32_t VideoHue();
     virtual void VideoHue(int32_t value);
     virtual int32_t VideoHueMin();
     virtual int32_t VideoHueMax();
     virtual int32_t VideoHueDefault();
+    /// Contrast: its value, the limits of the values, and the value that the device starts with.
     virtual int32_t VideoContrast();
     virtual void VideoContrast(int32_t value);
     virtual int32_t VideoContrastMin();
     virtual int32_t VideoContrastMax();
     virtual int32_t VideoContrastDefault();
+    /// Saturation, of the colours: its value, the limits of the values, and the value that the device starts with.
     virtual int32_t VideoSaturation();
     virtual void VideoSaturation(int32_t value);
     virtual int32_t VideoSaturationMin();
     virtual int32_t VideoSaturationMax();
     virtual int32_t VideoSaturationDefault();
+    /// Sharpness: its value, the limits of the values, and the value that the device starts with.
     virtual int32_t VideoSharpness();
     virtual void VideoSharpness(int32_t value);
     virtual int32_t VideoSharpnessMin();
     virtual int32_t VideoSharpnessMax();
     virtual int32_t VideoSharpnessDefault();
+    /// White level: its value, the limits of the values, and the value that the device starts with.
     virtual int32_t VideoWhiteLevel();
     virtual void VideoWhiteLevel(int32_t value);
     virtual int32_t VideoWhiteLevelMin();
@@ -232,8 +289,11 @@ public:
     virtual int32_t VideoWhiteLevelDefault();
 
     // Settings (devices/Settings.cpp).
+    /// Shows the dialog for camera, compressor and image, and returns when it is closed. Cancel puts back what was
+    /// changed.
     virtual void ShowVideoSettingsDialog();
     virtual String ShowVideoSettingsDialogForName(); ///< the video device's name after the dialog
+    /// The same for the sound source, its format and compressor.
     virtual void ShowSoundSettingsDialog();
     virtual String ShowSoundSettingsDialogForName();
     /// The whole session's settings as plain bytes; empty on failure.
@@ -241,32 +301,52 @@ public:
     virtual void UserSettings(const String& settings);
 
     // DV device control (devices/DeviceControl.cpp).
+    /// Plays the tape.
     virtual void DeviceControlPlay();
+    /// Stops the tape.
     virtual void DeviceControlStop();
+    /// Holds the tape at a still picture.
     virtual void DeviceControlFreeze();
+    /// Winds the tape forward.
     virtual void DeviceControlFastForward();
+    /// Winds the tape back.
     virtual void DeviceControlRewind();
+    /// Plays backward at high speed.
     virtual void DeviceControlRewindPlay();
+    /// Plays forward at high speed.
     virtual void DeviceControlFastForwardPlay();
+    /// Steps forward by one frame.
     virtual void DeviceControlNextFrame();
+    /// Steps back by one frame.
     virtual void DeviceControlPreviousFrame();
+    /// Plays forward in slow motion.
     virtual void DeviceControlSlowForward();
+    /// Plays backward in slow motion.
     virtual void DeviceControlSlowReverse();
+    /// Records on the tape, which erases what was there.
     virtual void DeviceControlRecord();
+    /// Sends a command frame of four bytes (AV/C Digital Interface Command Set, 1394 TA) to the first DV device on the
+    /// bus. Its answer is not looked at.
     virtual void DeviceControlAVCCommand(int32_t ctype, int32_t subunit, int32_t opcode, int32_t operand);
+    /// Raises `NilObjectException`: the data handler that it asks is opened by no one.
     virtual Reference<MemoryBlock> DeviceControlAVCQuery(int32_t ctype, int32_t subunit, int32_t opcode,
                                                          int32_t operand);
+    /// What the tape is doing. They ask by `DeviceControlAVCQuery`, and so raise what it raises.
     virtual bool DeviceIsLoading();
     virtual bool DeviceIsPlaying();
     virtual bool DeviceIsRecording();
     virtual bool DeviceIsWinding();
 
     // IIDC features (devices/IIDCFeatures.cpp).
+    /// Sets a feature by its code (1394 TA, IIDC 1.31), such as "zoom", in the camera's own units.
     virtual void IIDCFeature(OSType feature, int32_t value);
+    /// The limits of a feature and its value; -1 where the camera does not have it.
     virtual int32_t IIDCFeatureMaximum(OSType feature);
     virtual int32_t IIDCFeatureMinimum(OSType feature);
     virtual int32_t IIDCFeatureValue(OSType feature);
+    /// Whether the camera in use can be asked for features at all; `isIIDCFeatureSupported` says which it has.
     virtual bool isIIDC();
+    /// Whether the camera has a feature. The name is for the caller alone.
     virtual bool isIIDCFeatureSupported(const String& name, OSType feature);
 
     /// Every control by its key, which the data procedure gets as its last argument.

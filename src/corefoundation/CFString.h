@@ -11,7 +11,9 @@ namespace velmora {
 /// are known to have; one of plain bytes, which has none, raises `CFTypeRefException`.
 class CFString : public CFType, public CFPropertyList {
 public:
+    /// Shares the platform's string `ref`.
     explicit CFString(int32_t ref) : CFType(ref) {}
+    /// Makes a string of the platform of a text.
     explicit CFString(const framework::String& s);
 
     using CFType::operator int32_t;

@@ -18,7 +18,9 @@ public:
     CFType(const CFType&) = delete;
     CFType& operator=(const CFType&) = delete;
 
+    /// Whether the platform takes both objects for equal.
     virtual bool Equals(const framework::Reference<CFType>& other) const;
+    /// The platform's number for the kind of object.
     virtual int32_t TypeID() const;
 
     /// The platform's text about the object; empty when it has none.
@@ -27,6 +29,7 @@ public:
     /// Asks for the description of a type, but hands over the reference: empty or unrelated.
     virtual framework::Reference<CFString> TypeDescription() const;
 
+    /// How many retains there are, and the number that equal objects share.
     virtual int32_t RefCount() const;
     virtual int32_t Hash() const;
 

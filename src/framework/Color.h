@@ -13,6 +13,7 @@ struct Color {
     bool operator==(const Color&) const = default;
 };
 
+/// A colour from its parts, each 0 to 255.
 inline Color RGB(int red, int green, int blue)
 {
     return {static_cast<uint8_t>(red), static_cast<uint8_t>(green), static_cast<uint8_t>(blue)};

@@ -17,6 +17,7 @@ class Control {
 public:
     virtual ~Control() = default;
 
+    /// The name under which the window knows it.
     const String& Name() const { return name; }
 
     /// The window that owns it; null before it was added to one.
@@ -53,6 +54,7 @@ class RectControl : public Control {
 public:
     ~RectControl() override;
 
+    /// The place and size, each as a property of its own. Setting one moves or resizes the control at once.
     int32_t Left() const { return left; }
     int32_t Top() const { return top; }
     int32_t Width() const { return width; }
@@ -66,8 +68,10 @@ public:
 
     Anchors LockedTo;
 
+    /// Whether it shows while its window does.
     bool Visible() const;
     void Visible(bool value);
+    /// Whether the user can work it.
     bool Enabled() const;
     void Enabled(bool value);
 

@@ -11,7 +11,9 @@ namespace framework {
 /// Objects under whole numbers, each held by a strong reference.
 template <typename T> class Dictionary {
 public:
+    /// How many entries there are.
     int32_t Count() const { return static_cast<int32_t>(entries.size()); }
+    /// Keeps `object` under `key`, replacing what was there.
     void Value(int32_t key, Reference<T> object) { entries[key] = std::move(object); }
 
     /// The object under a key, or `otherwise`.

@@ -22,6 +22,7 @@ public:
     Graphics(const Graphics&) = delete;
     Graphics& operator=(const Graphics&) = delete;
 
+    /// The size of the surface in pixels.
     int32_t Width() const;
     int32_t Height() const;
 

@@ -14,6 +14,7 @@ template <typename Signature> class LazyFunction;
 
 template <typename Return, typename... Arguments> class LazyFunction<Return(Arguments...)> {
 public:
+    /// Notes the names, which must outlive the object; nothing is looked up yet.
     LazyFunction(const char* library, const char* name) : library(library), name(name) {}
 
     Return operator()(Arguments... arguments) const

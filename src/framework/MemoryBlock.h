@@ -31,6 +31,8 @@ public:
     /// Bytes in an owned block; of a borrowed one, those to the end of the living block around it.
     int32_t Size() const;
 
+    /// Numbers in the machine's byte order, at any offset from 0. Access outside of the block raises
+    /// `OutOfBoundsException`. `Long` is signed and has 32 bits.
     int32_t Long(int32_t offset) const;
     void Long(int32_t offset, int32_t value);
     int32_t Short(int32_t offset) const;       ///< signed 16 bits
@@ -38,6 +40,7 @@ public:
     int32_t Byte(int32_t offset) const;        ///< 0 to 255
     void Byte(int32_t offset, int32_t value);  ///< stores the low 8 bits
     bool BooleanValue(int32_t offset) const;   ///< whether the byte is not 0
+    /// A 32-bit floating-point number (IEEE 754, the machine's byte order).
     float SingleValue(int32_t offset) const;
     void SingleValue(int32_t offset, float value);
 

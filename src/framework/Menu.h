@@ -24,8 +24,10 @@ public:
     bool Checked = false;
     bool Enabled = true;
 
+    /// Makes the item choosable; for an `EnableMenuItems` handler.
     void Enable() { Enabled = true; }
 
+    /// Adds an item or submenu at the end.
     void Append(Reference<MenuItem> item);
     int32_t Count() const;
     Reference<MenuItem> Item(int32_t index) const; ///< from 0; nil outside

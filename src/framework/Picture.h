@@ -21,6 +21,7 @@ public:
     /// handle that holds none. `flag` is 1. The handle stays the caller's.
     static Reference<Picture> FromPicHandle(int32_t handle, int32_t flag);
 
+    /// The size in pixels.
     int32_t Width() const;
     int32_t Height() const;
     /// For drawing on the picture as it is now. What is drawn until it is asked for again counts as one drawing.

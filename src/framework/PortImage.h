@@ -25,6 +25,7 @@ inline QImage ImageOfPort(platform::PortReference port)
     return ImageOf(*pixels);
 }
 
+/// The same rectangle for Qt.
 inline QRect ToQt(const platform::PortRect& rect)
 {
     return {rect.left, rect.top, rect.width, rect.height};

@@ -12,8 +12,11 @@ namespace framework {
 template <typename T> class Reference {
 public:
     Reference() = default;
+    /// A nil reference.
     Reference(std::nullptr_t) {}
+    /// Shares the object with the pointer.
     explicit Reference(std::shared_ptr<T> object) : object(std::move(object)) {}
+    /// The same object, as its base class.
     template <typename Derived> Reference(const Reference<Derived>& other) : object(other.Shared()) {}
 
     T* operator->() const { return Checked(); }
@@ -23,6 +26,7 @@ public:
 
     /// The plain pointer, null for nil.
     T* Get() const { return object.get(); }
+    /// The object as a standard shared pointer.
     const std::shared_ptr<T>& Shared() const { return object; }
 
     /// The same object as another class, nil when it is none.

@@ -17,14 +17,19 @@ inline constexpr int32_t kEncodingNone = -1;         ///< plain bytes
 class String {
 public:
     String() = default;
+    /// From bytes, taken as UTF-8.
     String(const char* text) : bytes(text) {}
     String(std::string text) : bytes(std::move(text)) {}
     String(std::string_view text) : bytes(text) {}
+    /// From bytes in a given encoding.
     String(std::string text, int32_t encoding) : bytes(std::move(text)), encoding(encoding) {}
 
+    /// The bytes as they are.
     const std::string& Bytes() const { return bytes; }
+    /// The encoding of the bytes; `HasEncoding` is false for plain bytes.
     int32_t Encoding() const { return encoding; }
     bool HasEncoding() const { return encoding != kEncodingNone; }
+    /// Whether there are no bytes.
     bool IsEmpty() const { return bytes.empty(); }
 
     /// Joined text is UTF-8 when both sides are, else plain bytes.

@@ -12,7 +12,9 @@ namespace platform {
 using AtomContainer = int32_t;
 using Atom = int32_t;
 
+/// Makes an empty container and writes its reference to `container`. The caller disposes of it.
 Result QTNewAtomContainer(Address container);
+/// Disposes of a container with all its atoms.
 Result QTDisposeAtomContainer(AtomContainer container);
 
 /// Adds an atom under `parent`: `id` 0 takes the lowest free one; `index` 0 appends. `size` bytes at `data` are

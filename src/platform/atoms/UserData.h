@@ -10,7 +10,9 @@ namespace platform {
 /// An ordered list of items, each a type and bytes; several may have one type.
 using UserData = int32_t;
 
+/// Makes an empty list and writes its reference to `userData`. The caller disposes of it.
 Result NewUserData(Address userData);
+/// Disposes of a list with all its items.
 Result DisposeUserData(UserData userData);
 
 /// Reads the flattened form out of a handle and writes the new number as 32 bits. `paramErr`, and 0 written, for bytes

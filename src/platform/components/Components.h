@@ -63,6 +63,7 @@ ComponentInstance OpenInstance(Component component, std::shared_ptr<ComponentObj
 /// The object of an open instance, or null when the number is dead or the object of another class.
 std::shared_ptr<ComponentObject> FindInstance(ComponentInstance instance);
 
+/// The object behind an instance; null for a number that is dead or of another class.
 template <typename T> std::shared_ptr<T> FindInstance(ComponentInstance instance)
 {
     return std::dynamic_pointer_cast<T>(FindInstance(instance));

@@ -11,6 +11,7 @@ namespace platform {
 /// their start function for the calls that the control binds at the moment of the call.
 void ExportFunction(std::string_view library, std::string_view name, CodePointer code);
 
+/// Makes a procedure known under a library's and its own name; both must outlive the process's use of them.
 template <typename Procedure> void ExportFunction(std::string_view library, std::string_view name, Procedure* code)
 {
     ExportFunction(library, name, reinterpret_cast<CodePointer>(code));

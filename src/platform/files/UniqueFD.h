@@ -10,7 +10,9 @@ namespace platform {
 class UniqueFD {
 public:
     UniqueFD() = default;
+    /// Takes a descriptor over; a negative one is none.
     explicit UniqueFD(int descriptor) : descriptor(descriptor) {}
+    /// Takes over what `other` owns.
     UniqueFD(UniqueFD&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}
     UniqueFD& operator=(UniqueFD&& other) noexcept
     {
@@ -22,9 +24,11 @@ public:
     }
     ~UniqueFD() { Reset(); }
 
+    /// The descriptor, still owned here; negative for none.
     int Get() const { return descriptor; }
     explicit operator bool() const { return descriptor >= 0; }
 
+    /// Closes it now.
     void Reset()
     {
         if (descriptor >= 0)

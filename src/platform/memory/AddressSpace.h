@@ -36,6 +36,7 @@ void FillWhenRead(Address block, std::function<void()> fill);
 /// The memory at an address. Nil gives a null pointer. An address is not checked here: see `BytesAt`.
 void* PointerAt(Address address);
 
+/// The same as a pointer to `T`.
 template <typename T> T* PointerAt(Address address)
 {
     return static_cast<T*>(PointerAt(address));
@@ -74,6 +75,7 @@ int64_t BytesInUse();
 class OwnedBlock {
 public:
     OwnedBlock() = default;
+    /// Allocates a block of `size` bytes; empty when there is no room.
     explicit OwnedBlock(int64_t size) : start(AllocateBlock(size)) {}
     OwnedBlock(OwnedBlock&& other) noexcept : start(other.Release()) {}
     OwnedBlock& operator=(OwnedBlock&& other) noexcept
@@ -94,8 +96,11 @@ public:
         return block;
     }
 
+    /// The address, still owned here; 0 when empty.
     Address Get() const { return start; }
+    /// Bytes of the block; 0 when empty.
     int64_t Size() const { return start == 0 ? 0 : BlockSize(start); }
+    /// The bytes of the block, valid as long as the object owns it.
     std::span<uint8_t> Bytes() const { return BytesAt(start, Size()); }
 
     /// Hands the block over to the caller, who frees it.

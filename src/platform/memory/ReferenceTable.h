@@ -19,6 +19,7 @@ public:
     /// `kind` from 1 to 127 tells this table's numbers from those of other tables.
     explicit ReferenceTable(int32_t kind) : base(kind << 24) {}
 
+    /// Keeps the object and returns its number.
     int32_t Add(std::shared_ptr<T> object)
     {
         const std::lock_guard lock(mutex);
