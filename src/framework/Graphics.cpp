@@ -37,6 +37,20 @@ struct MeasuredFont {
     QFontMetricsF metrics;
 
     int32_t LineHeight() const { return static_cast<int32_t>(std::ceil(metrics.ascent() + metrics.descent())); }
+
+    /// The width of a text. What is drawn on a live picture is measured several times a frame and seldom changes.
+    double WidthOf(const QString& text) const
+    {
+        if (text != measured) {
+            width = metrics.horizontalAdvance(text);
+            measured = text;
+        }
+        return width;
+    }
+
+private:
+    mutable QString measured;
+    mutable double width = 0;
 };
 
 // The few fonts that a program draws with. They are shared by all objects, since a live picture's is made anew with
@@ -59,7 +73,7 @@ QStringList BreakLines(const QString& text, const MeasuredFont& font, int32_t wr
 {
     QStringList lines;
     for (const QString& paragraph : text.split('\n')) {
-        if (wrapWidth <= 0 || font.metrics.horizontalAdvance(paragraph) <= wrapWidth) {
+        if (wrapWidth <= 0 || font.WidthOf(paragraph) <= wrapWidth) {
             lines.append(paragraph);
             continue;
         }
@@ -122,13 +136,13 @@ struct Fill {
         return {columns.first, rows.first, columns.end - columns.first, rows.end - rows.first};
     }
 
-    void operator()(const platform::DrawingSurface& surface, QImage& image) const
+    void operator()(const platform::DrawingSurface& surface, QImage&) const
     {
         const Run columns = Columns(surface);
         const Run rows = Rows(surface);
         for (int row = rows.first; row < rows.end && columns.first < columns.end; ++row) {
-            auto* pixels = reinterpret_cast<uint32_t*>(image.scanLine(row));
-            std::fill(pixels + columns.first, pixels + columns.end, color);
+            uint8_t* const start = surface.pixels.pixels + ptrdiff_t{row} * surface.pixels.rowBytes;
+            std::fill_n(reinterpret_cast<uint32_t*>(start) + columns.first, columns.end - columns.first, color);
         }
     }
 };
@@ -186,7 +200,7 @@ struct Lines {
         const int32_t line = font->LineHeight();
         double width = 0;
         for (const QString& each : lines)
-            width = std::max(width, font->metrics.horizontalAdvance(each));
+            width = std::max(width, font->WidthOf(each));
         const QRectF points(area.left + x - line - surface.left, area.top + y - 2 * line - surface.top,
                             width + 2 * line, line * (static_cast<double>(lines.size()) + 2));
         return QRectF(points.x() * surface.scaleX, points.y() * surface.scaleY, points.width() * surface.scaleX,
@@ -316,7 +330,7 @@ void Graphics::DrawRect(int32_t x, int32_t y, int32_t width, int32_t height)
 
 double Graphics::StringWidth(const String& text) const
 {
-    return state->Font().metrics.horizontalAdvance(ToQt(text));
+    return state->Font().WidthOf(ToQt(text));
 }
 
 int32_t Graphics::StringHeight(const String& text, int32_t wrapWidth) const

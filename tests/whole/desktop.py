@@ -202,9 +202,10 @@ class Velmora:
         arguments = [*self.picture(), *seconds]
         return self.screen.output(reader, self.screen.memory, *map(str, arguments)).split()
 
-    def watch_pattern(self, seconds):
-        """Each frame number as it appears, with the milliseconds for which nobody had looked before it."""
-        words = self.read_pattern(seconds, "looks")
+    def watch_pattern(self, seconds, frames):
+        """Each frame number as it appears, with the milliseconds for which nobody had looked before it, until they span
+        so many frames."""
+        words = self.read_pattern(seconds, "looks", frames)
         return list(zip(map(int, words[::2]), map(float, words[1::2])))
 
     def frame_number(self):
@@ -257,7 +258,7 @@ class Velmora:
         if self.process.poll() is None:
             self.screen.xdotool("windowactivate", "--sync", self.window)
             self.screen.key("alt+F4")
-        return self.process.wait(10)
+        return self.process.wait(PATIENCE)
 
 
 class Camera:

@@ -3,8 +3,9 @@
 //
 //   read_pattern FILE X Y WIDTH HEIGHT          the frame number, then what stands in the four corners, one a line
 //   read_pattern FILE X Y WIDTH HEIGHT SECONDS  every frame number as it appears, one a line
-//   read_pattern FILE X Y WIDTH HEIGHT SECONDS looks   the same, and behind each the longest time in milliseconds for
-//                                               which this program did not look since the number before
+//   read_pattern FILE X Y WIDTH HEIGHT SECONDS looks [FRAMES]   the same, and behind each the longest time in
+//                                               milliseconds for which this program did not look since the number
+//                                               before; it ends once the numbers span so many frames
 //   read_pattern FILE X Y WIDTH HEIGHT SECONDS times   each number with the monotonic time at which it was seen
 //   read_pattern FILE X Y WIDTH HEIGHT first    the monotonic time at which the first one is seen, in seconds
 
@@ -82,14 +83,15 @@ void PrintOnce(const uint8_t* picture, int32_t width, int32_t height, int32_t ro
 enum class Report { Numbers, NumbersAndLooks, NumbersAndTimes, FirstTime };
 
 // Prints each number as it appears; or the time of the first one, and nothing when none comes.
-void Watch(const uint8_t* picture, int32_t width, int32_t height, int32_t rowBytes, double seconds, Report report)
+void Watch(const uint8_t* picture, int32_t width, int32_t height, int32_t rowBytes, double seconds, Report report,
+           uint32_t frames)
 {
     using Clock = std::chrono::steady_clock;
     auto looked = Clock::now();
     const auto end = looked + std::chrono::duration<double>(seconds);
     Clock::duration longestPause{};
-    std::optional<uint32_t> last;
-    while (looked < end) {
+    std::optional<uint32_t> first, last;
+    while (looked < end && (!last || *last - *first + 1 < frames)) {
         const auto number = ReadFrameNumber(picture, width, height, rowBytes);
         const auto now = Clock::now();
         longestPause = std::max(longestPause, now - std::exchange(looked, now));
@@ -107,6 +109,7 @@ void Watch(const uint8_t* picture, int32_t width, int32_t height, int32_t rowByt
             else
                 std::printf("%u\n", *number);
             last = number;
+            first = first.value_or(*number);
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -118,7 +121,7 @@ int main(int argc, char** argv)
 {
     Screen screen;
     if (argc < 6 || !OpenScreen(argv[1], screen)) {
-        std::fprintf(stderr, "usage: read_pattern FILE X Y WIDTH HEIGHT [SECONDS [looks]]\n");
+        std::fprintf(stderr, "usage: read_pattern FILE X Y WIDTH HEIGHT [SECONDS [looks [FRAMES]]]\n");
         return 2;
     }
     const int32_t x = std::atoi(argv[2]), y = std::atoi(argv[3]), width = std::atoi(argv[4]),
@@ -131,11 +134,12 @@ int main(int argc, char** argv)
     if (argc <= 6)
         PrintOnce(picture, width, height, screen.rowBytes);
     else if (std::string_view(argv[6]) == "first")
-        Watch(picture, width, height, screen.rowBytes, 10, Report::FirstTime);
+        Watch(picture, width, height, screen.rowBytes, 10, Report::FirstTime, UINT32_MAX);
     else
         Watch(picture, width, height, screen.rowBytes, std::atof(argv[6]),
               argc <= 7                              ? Report::Numbers
               : std::string_view(argv[7]) == "times" ? Report::NumbersAndTimes
-                                                     : Report::NumbersAndLooks);
+                                                     : Report::NumbersAndLooks,
+              argc <= 8 ? UINT32_MAX : static_cast<uint32_t>(std::atoi(argv[8])));
     return 0;
 }
