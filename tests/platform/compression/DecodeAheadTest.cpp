@@ -196,10 +196,18 @@ TEST(DecodeAhead, LeavesFramesOutWhenItsPicturesAreNotTakenAndShowsLateOnes)
     EXPECT_FALSE(ahead.Take(*bad));
     EXPECT_FALSE(ahead.Take(*other));
     EXPECT_TRUE(ahead.Take(*good));
-    // Frames that are handed over at once, before the picture can be done: a later one brings a late picture.
+    // Frames that are handed over while they are decoded, which takes a while: a later one brings a late picture.
+    ahead.SetShownSize(kWholeSize);
+    const auto large = QuartersJpeg(1600, 1200);
+    const ImageDescription image = DescriptionOfPassThrough(CodeOf("jpeg"), 1600, 1200);
     bool lateCame = false;
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!lateCame && std::chrono::steady_clock::now() < end)
-        lateCame = ahead.Take(*ahead.Submit(FrameOf(jpeg), JpegImage())) != nullptr;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    for (int delay = 0; !lateCame && std::chrono::steady_clock::now() < end; delay = (delay + 1) % 30) {
+        const SharedFrame frame = FrameOf(large);
+        const auto coming = ahead.Submit(frame, image);
+        std::this_thread::sleep_for(std::chrono::milliseconds(delay));
+        const auto picture = ahead.Take(*coming);
+        lateCame = picture && picture->frame.owner != frame.owner;
+    }
     EXPECT_TRUE(lateCame);
 }
