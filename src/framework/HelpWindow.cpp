@@ -4,21 +4,40 @@
 #include <QCoreApplication>
 #include <QDialog>
 #include <QDialogButtonBox>
+#include <QImage>
 #include <QPointer>
 #include <QPushButton>
 #include <QTextBrowser>
 #include <QUrl>
 #include <QVBoxLayout>
+#include <QVariant>
 
 namespace framework {
 namespace {
 
 constexpr QSize kSize(840, 720);
+constexpr int kWidestImage = 700;
+
+// Pages whose pictures are no wider than the window.
+class PageBrowser : public QTextBrowser {
+public:
+    using QTextBrowser::QTextBrowser;
+
+    QVariant loadResource(int type, const QUrl& name) override
+    {
+        const QVariant resource = QTextBrowser::loadResource(type, name);
+        QImage image;
+        if (type != QTextDocument::ImageResource || !image.loadFromData(resource.toByteArray()) ||
+            image.width() <= kWidestImage)
+            return resource;
+        return image.scaledToWidth(kWidestImage, Qt::SmoothTransformation);
+    }
+};
 
 // A dialog that nothing waits for: Escape closes it.
 class HelpWindow : public QDialog {
 public:
-    HelpWindow() : pages(new QTextBrowser(this))
+    HelpWindow() : pages(new PageBrowser(this))
     {
         setAttribute(Qt::WA_DeleteOnClose);
         pages->setOpenExternalLinks(true);
