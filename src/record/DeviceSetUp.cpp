@@ -177,7 +177,8 @@ void DeviceSetUp::TakeFormat()
     if (!command.frameFormat.empty()) {
         std::vector<NamedCode> known;
         for (const auto& offered : CameraOf(canvas).Formats())
-            known.push_back({offered.format, NameOfFormat(offered.format)});
+            if (std::ranges::find(known, offered.format, &NamedCode::code) == known.end())
+                known.push_back({offered.format, NameOfFormat(offered.format)});
         const auto code = FindCode(command.frameFormat, known);
         if (!code)
             WrongUse("--format: " + camera + " has no format \"" + command.frameFormat + "\"" +

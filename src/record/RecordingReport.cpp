@@ -110,8 +110,6 @@ void RecordingReport::Note(const RecordingStatus& status, const std::vector<Lost
             QJsonObject{{"seconds", SecondsAt(now)}, {"change", status.cameraAway ? "camera away" : "camera back"}});
     cameraAway = status.cameraAway;
     root["seconds"] = status.seconds;
-    root["lost"] = static_cast<qint64>(status.lost);
-    root["damaged"] = static_cast<qint64>(status.damaged);
     root["cameraAwaySeconds"] = status.awaySeconds;
 }
 
@@ -126,6 +124,10 @@ bool RecordingReport::Write(const std::vector<std::string>& files)
             frames += track["type"].toString() == "vide" ? track["samples"].toInteger() : 0;
     }
     root["frames"] = frames;
+    const auto damaged = std::ranges::count_if(
+        lostFrames, [](const QJsonValue& frame) { return frame["cause"].toString() == "damaged"; });
+    root["lost"] = static_cast<qint64>(lostFrames.size() - damaged);
+    root["damaged"] = static_cast<qint64>(damaged);
     root["lostFrames"] = lostFrames;
     root["deviceChanges"] = deviceChanges;
     root["files"] = entries;

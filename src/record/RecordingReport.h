@@ -13,8 +13,9 @@
 namespace velmora {
 
 /// What happened in a recording, as JSON: its devices, each lost frame with its time in seconds from the beginning and
-/// its cause, when the camera was away, and each file with its tracks: samples, durations, how much longer the sound is
-/// than the picture, and SHA-256 checksums over all samples of a track.
+/// its cause (on a machine that lags behind, also those that came after the end and before the stop), when the camera
+/// was away, and each file with its tracks: samples, durations, how much longer the sound is than the picture, and
+/// SHA-256 checksums over all samples of a track.
 class RecordingReport {
 public:
     /// `path` is written at the end.

@@ -73,7 +73,8 @@ void VelmoraCanvas::WatchLimits()
                                      .fileBytes = Limits.fileBytes,
                                      .nanoseconds = std::llround(Limits.seconds * 1e9),
                                      .frames = Limits.frames};
-    platform::SGSetSplits(theSGComp, rule, [this](bool ends) { return isActive ? ReachLimit(ends) : std::string(); });
+    platform::SGSetSplits(theSGComp, rule,
+                          [this](bool ends) { return UseDataProc && !isRecording ? std::string() : ReachLimit(ends); });
 }
 
 // Called between two frames. In direct mode the grabber changes the files by itself.

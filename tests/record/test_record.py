@@ -271,9 +271,11 @@ class Recording(unittest.TestCase):
         numbers, sound = [], b""
         for entry in told["files"]:
             self.assertTrue(entry["whole"], entry)
-            self.check_movie(entry["file"], {"video", "audio"})
+            self.assertEqual(decode_errors(entry["file"]), "")
             numbers += frame_numbers(entry["file"])
-            sound += sound_bytes(entry["file"])
+            # Where the encoder stood still for a second, sound has gone ahead into the file before.
+            if "audio" in probe(entry["file"]):
+                sound += sound_bytes(entry["file"])
         self.assertEqual(len(numbers), told["frames"])
         self.assertEqual(len(told["lostFrames"]), told["lost"] + told["damaged"])
         self.assertEqual(sorted(set(numbers)), numbers, "each frame once, in order")
