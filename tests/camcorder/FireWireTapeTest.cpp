@@ -106,7 +106,9 @@ TEST_P(FireWireTape, AMovieIsAtOneRateAndInStepThroughBusResets)
 {
     const bool pal = GetParam().pal;
     const double period = pal ? 0.04 : 1001 / 30000.0;
-    const test::Tape tape(pal, 10);
+    test::Tape tape(pal, 10);
+    // Five frames of NTSC hold a whole number of samples: a loop of them is in step for ever.
+    tape.frames.resize(tape.frames.size() / 5 * 5);
     bus.eventDelay = 250'000'000;
     bus.localMayBeOpened = false;
     auto node = Device(kGuid, 0x00A02D, 0x010001);
