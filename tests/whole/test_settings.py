@@ -140,6 +140,7 @@ def main():
             check(application.close() == 0, "the application failed at its end")
         elsewhere = Velmora(screen, PROGRAMS)
         open_settings(elsewhere, "wanted")
+        elsewhere.answer_dialog("Return")  # says which camera is missing
         check_picture_runs(elsewhere)
         check(elsewhere.close() == 0, "the application without the camera failed at its end")
     finally:

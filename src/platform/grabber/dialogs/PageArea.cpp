@@ -36,7 +36,7 @@ QSize PageArea::sizeHint() const
 QSize PageArea::minimumSizeHint() const
 {
     const int page = widget() == nullptr ? 0 : widget()->minimumSizeHint().width() + BarWidth();
-    return {std::min(page, screen()->availableSize().width() / 2), 0};
+    return {std::min(page, screen()->availableSize().width() * 3 / 4), 0};
 }
 
 } // namespace platform
