@@ -215,8 +215,10 @@ void RecordingWatch::LookAtFinishing()
         window->TitleNote(text);
     } else {
         finishingBox.reset();
+        const auto canvas = window->VelmoraCanvas1();
+        const std::string camera = canvas->VideoDeviceReason();
         if (current.empty())
-            window->TitleNote(window->VelmoraCanvas1()->VideoDeviceReason());
+            window->TitleNote(camera.empty() ? canvas->SoundDeviceReason() : camera);
     }
     ReportFinished();
 }

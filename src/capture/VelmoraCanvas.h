@@ -213,6 +213,7 @@ public:
     virtual String SoundDeviceName();
     /// Whether the sound source at that place is free to be used.
     virtual bool SoundDeviceAvailable(int32_t index);
+    std::string SoundDeviceReason(); ///< the same of the microphone
     /// Takes the device of that name; 0, or the platform's code, which is not an event.
     virtual int32_t ChooseVideoDevice(const String& name);
     virtual int32_t ChooseSoundDevice(const String& name);

@@ -155,6 +155,11 @@ std::string VelmoraCanvas::VideoDeviceReason()
     return platform::SGGetChannelReason(sgVideoChannel);
 }
 
+std::string VelmoraCanvas::SoundDeviceReason()
+{
+    return platform::SGGetChannelReason(sgSoundChannel);
+}
+
 bool VelmoraCanvas::VideoDeviceAvailable(int32_t index)
 {
     return DeviceAvailable(theSGVideoDeviceList, sgVideoChannel, index);

@@ -17,6 +17,8 @@ namespace platform {
 
 void StartPlatform()
 {
+    PrepareDigitizers();
+    PrepareSoundSources();
     StartDrawing();
     StartCompression();
     StartSoundInput();

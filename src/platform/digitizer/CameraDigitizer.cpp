@@ -191,7 +191,8 @@ Result CameraDigitizer::Begin()
     // Why the device failed holds until it has shown that it works again.
     if (!isFailing || !outcome || !outcome.reason.empty())
         Conclude(outcome);
-    LogStart(result);
+    isFailing = isFailing && outcome.reason.empty(); // a remark on the start stays
+    LogStart(outcome);
     if (result != noErr)
         running.reset();
     if (result == noDeviceForChannel)
@@ -199,12 +200,12 @@ Result CameraDigitizer::Begin()
     return result;
 }
 
-void CameraDigitizer::LogStart(Result result) const
+void CameraDigitizer::LogStart(const Outcome& outcome) const
 {
-    if (result == noErr && digitizerLog.Writes(LogLevel::Info))
-        digitizerLog.Info(label.name, ": started, ", LoggedFormat(Format()), " ", Reason());
-    else if (result != noErr)
-        digitizerLog.Debug(label.name, ": not started (", result, "): ", Reason());
+    if (outcome && digitizerLog.Writes(LogLevel::Info))
+        digitizerLog.Info(label.name, ": started, ", LoggedFormat(Format()), " ", outcome.reason);
+    else if (!outcome)
+        digitizerLog.Debug(label.name, ": not started (", outcome.result, "): ", outcome.reason);
 }
 
 void CameraDigitizer::End(Result why)

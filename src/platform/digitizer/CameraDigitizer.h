@@ -64,7 +64,7 @@ private:
     Outcome BeginCheaper(const CaptureFormat& refused, Outcome outcome);
     Outcome BeginOpenOrNew();
     Result Conclude(const Outcome& outcome);
-    void LogStart(Result result) const;
+    void LogStart(const Outcome& outcome) const;
     void RememberRequest(uint32_t identity, int64_t value);
     template <typename Select> Result ChangeSource(Select select);
 

@@ -115,6 +115,10 @@ struct DigitizerEntry {
     bool color = true;       ///< false for infrared and other grey cameras
 };
 
+/// Lets servers of cameras be asked while the program goes on starting: their first answers are waited for by the first
+/// list alone.
+void PrepareDigitizers();
+
 /// All video devices: real ones first, in the order of their numbers, the Test Pattern last.
 std::vector<DigitizerEntry> ListDigitizers();
 

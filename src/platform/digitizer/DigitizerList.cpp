@@ -4,6 +4,7 @@
 #include "platform/digitizer/dv/DvDigitizer.h"
 #include "platform/digitizer/iidc/IIDCDigitizer.h"
 #include "platform/digitizer/pipewire/PipeWireCamera.h"
+#include "platform/digitizer/pipewire/PipeWireNodes.h"
 #include "platform/digitizer/testpattern/TestPattern.h"
 #include "platform/digitizer/v4l2/V4L2List.h"
 
@@ -55,6 +56,11 @@ std::vector<DigitizerEntry>::const_iterator FirstChoice(const std::vector<Digiti
 }
 
 } // namespace
+
+void PrepareDigitizers()
+{
+    PipeWireNodes::Instance().Prepare();
+}
 
 std::vector<DigitizerEntry> ListDigitizers()
 {

@@ -253,8 +253,8 @@ struct SGChannelCounts {
 };
 SGChannelCounts SGGetChannelCounts(SGChannel channel);
 
-/// Why a video channel's device does not deliver, or not as requested: a sentence for people, UTF-8. Empty when all is
-/// well, and for other channels.
+/// Why the channel's device does not deliver, or not as requested (held by another program, not allowed, no bandwidth,
+/// muted): a sentence for people, UTF-8. Empty when all is well.
 std::string SGGetChannelReason(SGChannel channel);
 
 /// The state of the movie that the grabber itself writes. False while it writes none.

@@ -107,6 +107,13 @@ void AddCommon(TaggedItems& settings, const Channel& channel)
     settings.AddNumber(kPlayFlags, channel.playFlags);
 }
 
+// Gain and image controls are of one device: set on another one, they would spoil a microphone or a camera that was
+// well. A device of that name is of the same model.
+bool AreFor(const TaggedItems& settings, const ListedDevice& device)
+{
+    return settings.Text(kIdentity) == device.identity || settings.Text(kName) == device.name;
+}
+
 void ApplyCommon(const TaggedItems& settings, Channel& channel)
 {
     channel.usage = Fitting(settings, kUsage, channel.usage);
@@ -217,7 +224,8 @@ void VideoChannel::ApplySettings(const TaggedItems& settings)
     SetCompression(compressed);
     if (const Bounds stored = BoundsFrom(settings); !stored.Empty())
         bounds = stored;
-    ApplyControls(settings, *digitizer);
+    if (AreFor(settings, Device()))
+        ApplyControls(settings, *digitizer);
 }
 
 TaggedItems SoundChannel::Settings() const
@@ -255,7 +263,7 @@ void SoundChannel::ApplySettings(const TaggedItems& settings)
     SetParameters(wanted);
     if (const auto rate = settings.Number(kRate))
         SetRate(static_cast<double>(*rate) / 1e6);
-    if (const auto gain = settings.Number(kGain))
+    if (const auto gain = settings.Number(kGain); gain && AreFor(settings, Device()))
         source->SetGain(static_cast<double>(*gain) / 1e6);
     double balance = 0;
     if (const auto side = settings.Number(kBalance);

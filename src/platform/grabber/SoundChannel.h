@@ -36,6 +36,7 @@ public:
 
     std::vector<ListedDevice> Devices() const override;
     ListedDevice Device() const override;
+    std::string Reason() const override { return source->Reason(); }
     Result TakeDevice(const ListedDevice& device) override;
     std::function<void()> WayBack() override;
     TaggedItems Settings() const override;

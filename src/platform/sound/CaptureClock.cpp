@@ -10,6 +10,9 @@ namespace {
 
 constexpr double kNanoseconds = 1e9;
 constexpr int64_t kGap = 100'000'000;
+// Servers report too long a latency until a stream has run for a moment.
+constexpr int64_t kSettling = 1'000'000'000;
+constexpr int64_t kLargestSettling = 300'000'000;
 // A machine that was held up is late for a few buffers; lost samples make all that follow late.
 constexpr int kConfirmations = 10;
 // A stamp takes this part of the way to the median, so that the median's own steps are smoothed.
@@ -30,7 +33,8 @@ void CaptureClock::Skip(int64_t frames, double sampleRate)
 void CaptureClock::Begin(int64_t measured)
 {
     begun = true;
-    counted = measured;
+    counted = settled = measured;
+    settled += kSettling;
     steered = 0;
     measurements = 0;
     farAhead = 0;
@@ -40,7 +44,7 @@ CaptureClock::Stamp CaptureClock::Take(int64_t measured, int64_t frames, double 
 {
     Stamp stamp;
     const int64_t error = begun ? measured - counted - steered : 0;
-    farAhead = error > kGap ? farAhead + 1 : 0;
+    farAhead = error > (counted > settled ? kGap : kLargestSettling) ? farAhead + 1 : 0;
     const bool gap = std::exchange(interrupted, false) ? error > 0 : farAhead == kConfirmations;
     if (gap)
         stamp.framesLost = static_cast<uint64_t>(std::llround(static_cast<double>(error) * sampleRate / kNanoseconds));

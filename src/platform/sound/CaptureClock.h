@@ -39,6 +39,7 @@ private:
 
     bool begun = false;
     bool interrupted = false;
+    int64_t settled = 0;                              ///< until then a small step is the latency's and no gap
     int64_t counted = 0;                              ///< time of the next sample by the count alone
     int64_t steered = 0;                              ///< what is added to it
     std::array<int64_t, kMeasurements> differences{}; ///< of the last measurements from the count

@@ -11,9 +11,11 @@
 // that arrives, and the same timer, let the clients open missing streams.
 #include "platform/sound/PulseServer.h"
 
+#include "platform/log/Log.h"
 #include "platform/sound/SoundWatcher.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 namespace platform {
@@ -50,18 +52,38 @@ PulseSourceInfo InfoOf(const pa_source_info& source, const std::string& defaultS
     info.description = TextOrEmpty(source.description);
     info.isDefault = info.name == defaultSource;
     info.isMonitor = source.monitor_of_sink != PA_INVALID_INDEX;
+    info.isMuted = source.mute != 0;
     info.volume = source.volume;
     info.channels = source.channel_map;
     for (uint32_t i = 0; i < source.n_ports; ++i) {
         const pa_source_port_info& port = *source.ports[i];
         if (&port == source.active_port)
             info.port = static_cast<int>(i);
-        info.ports.push_back({TextOrEmpty(port.name), TextOrEmpty(port.description)});
+        info.ports.push_back(
+            {TextOrEmpty(port.name), TextOrEmpty(port.description), port.available == PA_PORT_AVAILABLE_NO});
     }
     return info;
 }
 
 } // namespace
+
+std::vector<std::string> PulseSourceInfo::InputNames() const
+{
+    std::vector<std::string> names;
+    const size_t count = ports.empty() && Pairs() > 1 ? 1 : ports.size();
+    for (size_t i = 0; i < count; ++i) {
+        std::string name;
+        if (i < ports.size())
+            name = (ports[i].description.empty() ? ports[i].name : ports[i].description) +
+                   (ports[i].unplugged ? " (unplugged)" : "");
+        for (int first = 1; Pairs() > 1 && first <= channels.channels; first += 2)
+            names.push_back(name + (name.empty() ? "Channel " : ", channel ") + std::to_string(first) +
+                            (first < channels.channels ? " and " + std::to_string(first + 1) : ""));
+        if (Pairs() == 1)
+            names.push_back(name);
+    }
+    return names;
+}
 
 std::shared_ptr<PulseServer> PulseServer::Shared()
 {
@@ -103,7 +125,7 @@ PulseServer::~PulseServer()
 
 std::vector<PulseSourceInfo> PulseServer::Sources()
 {
-    Prompt();
+    Prepare();
     std::unique_lock lock(mutex);
     answered.wait_until(lock, deadline, [this] { return link != Link::Connecting; });
     return sources;
@@ -123,7 +145,7 @@ std::optional<PulseSourceInfo> PulseServer::Find(const std::string& name)
 }
 
 // Making a context may itself look around (a display, files), so that the loop's thread does it.
-void PulseServer::Prompt()
+void PulseServer::Prepare()
 {
     {
         const std::lock_guard lock(mutex);
@@ -158,6 +180,8 @@ void PulseServer::ContextChanged()
 {
     const pa_context_state_t state = pa_context_get_state(context);
     if (!PA_CONTEXT_IS_GOOD(state)) {
+        soundLog.Write(wasUp ? LogLevel::Warning : LogLevel::Debug,
+                       "connection to the sound server: ", pa_strerror(pa_context_errno(context)));
         Disconnect();
     } else if (state == PA_CONTEXT_READY) {
         pa_context_set_subscribe_callback(
@@ -223,8 +247,10 @@ void PulseServer::ListArrived()
         RequestList();
         return;
     }
-    std::ranges::stable_sort(
-        arriving, {}, [](const PulseSourceInfo& source) { return std::pair(source.isMonitor, !source.isDefault); });
+    std::ranges::stable_sort(arriving, {}, [](const PulseSourceInfo& source) {
+        return std::tuple(source.isMonitor, source.IsUnplugged(), !source.isDefault);
+    });
+    soundLog.Info("list of ", arriving.size(), " sources");
     wasUp = true;
     Publish(std::move(arriving), Link::Up);
     Tend();
@@ -272,6 +298,7 @@ Result PulseServer::Change(const std::string& name, const Request& request,
     const Lock lock(*this);
     pa_operation_cancel(operation); // from here on the answer can't come any more
     pa_operation_unref(operation);
+    soundLog.Info(name, ": change ", answer.success ? *answer.success ? "done" : "refused" : "not answered");
     if (!answer.success.value_or(false))
         return siInputDeviceErr;
     const std::lock_guard listLock(mutex);

@@ -20,6 +20,7 @@ struct PulseSourceInfo {
     struct Port {
         std::string name; ///< the server's own
         std::string description;
+        bool unplugged = false;
         bool operator==(const Port&) const = default;
     };
 
@@ -30,23 +31,23 @@ struct PulseSourceInfo {
     int port = 0; ///< index of the one in use
     bool isDefault = false;
     bool isMonitor = false;
+    bool isMuted = false;
     pa_cvolume volume{};
     pa_channel_map channels{};
 
-    /// The ports by names for people.
-    std::vector<std::string> PortNames() const
-    {
-        std::vector<std::string> names;
-        for (const Port& each : ports)
-            names.push_back(each.description.empty() ? each.name : each.description);
-        return names;
-    }
+    /// Pairs of channels to choose from: a device with more than two is recorded two at a time.
+    int Pairs() const { return channels.channels > 2 ? (channels.channels + 1) / 2 : 1; }
+
+    /// What can be chosen, by names for people: each port, and of each one its pairs of channels.
+    std::vector<std::string> InputNames() const;
+
+    bool IsUnplugged() const { return !ports.empty() && ports[static_cast<size_t>(port)].unplugged; }
 
     /// Whether a list shows both alike: the volume and the port in use don't matter.
     bool LooksLike(const PulseSourceInfo& other) const
     {
         return name == other.name && description == other.description && ports == other.ports &&
-               isDefault == other.isDefault;
+               isDefault == other.isDefault && channels.channels == other.channels.channels;
     }
 };
 
@@ -61,7 +62,11 @@ public:
     PulseServer(const PulseServer&) = delete;
     PulseServer& operator=(const PulseServer&) = delete;
 
-    /// All sources, microphones before monitors and the default one first among its kind; empty while there is no
+    /// Connects when that has not been tried or has failed, without waiting.
+    void Prepare();
+
+    /// All sources: microphones, those with nothing plugged in, monitors, each kind with the default one first; empty
+    /// while there is no
     /// server. Connects when that has not been tried or has failed, and waits for at most 80 ms; what comes later
     /// reaches the sound watchers.
     std::vector<PulseSourceInfo> Sources();
@@ -81,7 +86,8 @@ public:
     class Client {
     public:
         virtual ~Client() = default;
-        /// Opens the stream if it is wanted, missing and possible. False when it is wanted and still missing.
+        /// Opens the stream if it is wanted, missing and possible, and looks after one that is there. False when it
+        /// wants to be called again soon.
         virtual bool Tend(pa_context* context) = 0;
         virtual bool WantsStream() const = 0;
         virtual void ConnectionLost() = 0;
@@ -116,7 +122,6 @@ public:
 private:
     enum class Link { Down, Connecting, Up };
 
-    void Prompt();
     void Connect();
     void Disconnect();
     void ContextChanged();

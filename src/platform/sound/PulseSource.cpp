@@ -13,6 +13,7 @@
 #include "platform/sound/PulseSource.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/log/Log.h"
 #include "platform/sound/Sample24.h"
 
 #include <algorithm>
@@ -27,6 +28,7 @@ namespace {
 
 constexpr double kFragmentSeconds = 0.02;
 constexpr double kLargestBufferSeconds = 0.02;
+constexpr int64_t kLongestSilence = 2 * kNanosecondsPerSecond;
 
 uint32_t BytesFor(double seconds, const SoundFormat& format)
 {
@@ -36,6 +38,18 @@ uint32_t BytesFor(double seconds, const SoundFormat& format)
 PulseSource& SourceOf(void* argument)
 {
     return *static_cast<PulseSource*>(argument);
+}
+
+// The last one of an odd number stands on both sides.
+pa_channel_map MapOfPair(const pa_channel_map& all, int pair)
+{
+    pa_channel_map map;
+    pa_channel_map_init(&map);
+    const auto first = static_cast<uint8_t>(2 * pair);
+    map.channels = 2;
+    map.map[0] = all.map[first];
+    map.map[1] = all.map[std::min<uint8_t>(first + 1, all.channels - 1)];
+    return map;
 }
 
 } // namespace
@@ -57,13 +71,14 @@ PulseSource::~PulseSource()
 std::vector<std::string> PulseSource::Inputs() const
 {
     const auto info = server->Find(pulseName);
-    return info ? info->PortNames() : std::vector<std::string>();
+    return info ? info->InputNames() : std::vector<std::string>();
 }
 
 int PulseSource::Input() const
 {
     const auto info = server->Find(pulseName);
-    return info ? info->port : 0;
+    const PulseServer::Lock lock(*server);
+    return info ? info->port * info->Pairs() + std::min(pair, info->Pairs() - 1) : 0;
 }
 
 Result PulseSource::SelectInput(int index)
@@ -71,17 +86,31 @@ Result PulseSource::SelectInput(int index)
     const auto info = server->Find(pulseName);
     if (!info)
         return siInputDeviceErr;
-    if (info->ports.empty())
+    const auto count = static_cast<int>(info->InputNames().size());
+    if (count == 0)
         return siUnknownInfoType;
-    if (index < 0 || index >= static_cast<int>(info->ports.size()))
+    if (index < 0 || index >= count)
         return paramErr;
-    const auto& port = info->ports[static_cast<size_t>(index)].name;
+    SelectPair(index % info->Pairs());
+    const int wanted = index / info->Pairs();
+    if (wanted == info->port)
+        return noErr;
+    const auto& port = info->ports[static_cast<size_t>(wanted)].name;
     return server->Change(
         pulseName,
         [&](pa_context* context, pa_context_success_cb_t done, void* argument) {
             return pa_context_set_source_port_by_name(context, pulseName.c_str(), port.c_str(), done, argument);
         },
-        [index](PulseSourceInfo& source) { source.port = index; });
+        [wanted](PulseSourceInfo& source) { source.port = wanted; });
+}
+
+void PulseSource::SelectPair(int wanted)
+{
+    const PulseServer::Lock lock(*server);
+    if (std::exchange(pair, wanted) == wanted || stream == nullptr)
+        return;
+    DropStream();
+    OpenStream(server->Context());
 }
 
 Result PulseSource::GetGain(double& gain) const
@@ -108,6 +137,9 @@ Result PulseSource::SetGain(double gain)
         return siUnknownInfoType;
     const pa_volume_t level = pa_sw_volume_from_linear(gain);
     pa_cvolume volume = info->volume;
+    if (pa_cvolume_max(&volume) != PA_VOLUME_MUTED || lastAudible.channels != volume.channels)
+        lastAudible = volume;
+    volume = lastAudible;
     pa_cvolume_scale(&volume, level); // the loudest channel; the others keep their distance
     const Result result = SetVolume(volume);
     if (result == noErr) {
@@ -152,6 +184,42 @@ Result PulseSource::SetBalance(double balance)
     return SetVolume(volume);
 }
 
+Result PulseSource::GetMuted(bool& muted) const
+{
+    const auto info = server->Find(pulseName);
+    if (!info)
+        return siInputDeviceErr;
+    muted = info->isMuted;
+    return noErr;
+}
+
+Result PulseSource::SetMuted(bool muted)
+{
+    if (!server->Find(pulseName))
+        return siInputDeviceErr;
+    return server->Change(
+        pulseName,
+        [&](pa_context* context, pa_context_success_cb_t done, void* argument) {
+            return pa_context_set_source_mute_by_name(context, pulseName.c_str(), muted ? 1 : 0, done, argument);
+        },
+        [muted](PulseSourceInfo& source) { source.isMuted = muted; });
+}
+
+std::string PulseSource::Reason() const
+{
+    const auto info = server->Find(pulseName);
+    {
+        const PulseServer::Lock lock(*server);
+        if (failureTold && !trouble.empty())
+            return trouble;
+    }
+    if (!info)
+        return name + " is not connected.";
+    if (info->isMuted)
+        return name + " is muted.";
+    return info->IsUnplugged() ? "Nothing is plugged into " + name + "." : std::string();
+}
+
 SoundFormat PulseSource::Format() const
 {
     const PulseServer::Lock lock(*server);
@@ -181,12 +249,14 @@ Result PulseSource::Start(SoundSink& wanted)
     clock.Reset();
     framesLost = 0;
     failureTold = true; // an absent device is this call's own result
-    if (server->Context() != nullptr && Tend(server->Context())) {
-        failureTold = false;
-        return noErr;
-    }
+    trouble.clear();
+    if (server->Context() != nullptr)
+        Tend(server->Context());
     server->TendLater();
-    return noDeviceForChannel;
+    if (stream == nullptr)
+        return noDeviceForChannel;
+    failureTold = false;
+    return noErr;
 }
 
 void PulseSource::Stop()
@@ -201,13 +271,22 @@ bool PulseSource::Tend(pa_context* context)
     const auto present = server->Find(pulseName);
     if (stream != nullptr && (!present || present->index != streamedIndex)) {
         DropStream();
-        Fail();
+        Fail(name + " is not connected.");
+    } else if (stream != nullptr && IsSilent()) {
+        const bool isSuspended = pa_stream_get_state(stream) == PA_STREAM_READY && pa_stream_is_suspended(stream) == 1;
+        DropStream();
+        Fail(name + (isSuspended ? " is suspended by the sound server." : " sends no sound."));
     }
     if (sink != nullptr && stream == nullptr && present) {
         streamedIndex = present->index;
         OpenStream(context);
     }
-    return sink == nullptr || stream != nullptr;
+    return sink == nullptr;
+}
+
+bool PulseSource::IsSilent() const
+{
+    return MonotonicNow() - lastArrival > kLongestSilence;
 }
 
 void PulseSource::ConnectionLost()
@@ -215,7 +294,7 @@ void PulseSource::ConnectionLost()
     if (stream == nullptr)
         return;
     DropStream();
-    Fail();
+    Fail("The sound server is not running.");
 }
 
 void PulseSource::OpenStream(pa_context* context)
@@ -226,9 +305,14 @@ void PulseSource::OpenStream(pa_context* context)
                                                                     : PA_SAMPLE_S24NE,
                               .rate = static_cast<uint32_t>(streamed.sampleRate),
                               .channels = static_cast<uint8_t>(streamed.channels)};
-    stream = pa_stream_new(context, name.c_str(), &spec, nullptr);
+    lastArrival = MonotonicNow();
+    const auto info = server->Find(pulseName);
+    const bool takesPair = info && info->Pairs() > 1;
+    const pa_channel_map map =
+        takesPair ? MapOfPair(info->channels, std::min(pair, info->Pairs() - 1)) : pa_channel_map{};
+    stream = pa_stream_new(context, name.c_str(), &spec, takesPair ? &map : nullptr);
     if (stream == nullptr) {
-        Fail();
+        Fail("The sound server refuses " + name + ".");
         return;
     }
     pa_stream_set_state_callback(
@@ -238,14 +322,20 @@ void PulseSource::OpenStream(pa_context* context)
     pa_stream_set_read_callback(
         stream, [](pa_stream*, size_t, void* source) { SourceOf(source).ReadAll(); }, this);
     clock.Interrupt();
+    ConnectStream(takesPair ? static_cast<pa_stream_flags_t>(PA_STREAM_NO_REMIX_CHANNELS) : PA_STREAM_NOFLAGS,
+                  streamed);
+}
+
+void PulseSource::ConnectStream(pa_stream_flags_t more, const SoundFormat& streamed)
+{
     pa_buffer_attr sizes{};
     sizes.maxlength = sizes.tlength = sizes.prebuf = sizes.minreq = static_cast<uint32_t>(-1);
     sizes.fragsize = BytesFor(kFragmentSeconds, streamed);
     const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_AUTO_TIMING_UPDATE |
-                                                      PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_DONT_MOVE);
+                                                      PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_DONT_MOVE | more);
     if (pa_stream_connect_record(stream, pulseName.c_str(), &sizes, flags) < 0 && stream != nullptr) {
         DropStream();
-        Fail();
+        Fail("The sound server refuses " + name + ".");
     }
 }
 
@@ -264,8 +354,10 @@ void PulseSource::StreamChanged()
 {
     if (PA_STREAM_IS_GOOD(pa_stream_get_state(stream)) && !ReadsFromAnotherSource())
         return;
+    const bool moved = PA_STREAM_IS_GOOD(pa_stream_get_state(stream)) != 0;
     DropStream();
-    Fail();
+    Fail(moved ? "The sound server would record another device instead of " + name + "."
+               : "The sound server has ended the recording of " + name + ".");
 }
 
 bool PulseSource::ReadsFromAnotherSource() const
@@ -276,10 +368,13 @@ bool PulseSource::ReadsFromAnotherSource() const
     return present != nullptr && present != pulseName;
 }
 
-void PulseSource::Fail()
+void PulseSource::Fail(const std::string& why)
 {
-    if (!std::exchange(failureTold, true))
+    trouble = why;
+    if (!std::exchange(failureTold, true)) {
+        soundLog.Warning(name, ": outage: ", why);
         sink->SoundFailed(siInputDeviceErr);
+    }
     server->TendLater();
 }
 
@@ -331,7 +426,9 @@ std::span<const uint8_t> PulseSource::AsWanted(std::span<const uint8_t> stereo)
 // A server that was held up sends much at once; the grabber is promised small buffers.
 void PulseSource::Deliver(std::span<const uint8_t> bytes)
 {
-    failureTold = false;
+    if (std::exchange(failureTold, false))
+        soundLog.Info(name, ": delivers");
+    lastArrival = MonotonicNow();
     const SoundFormat streamed = StreamFormat();
     const size_t largest = BytesFor(kLargestBufferSeconds, streamed);
     int64_t measured = MeasuredCaptureTime();

@@ -25,6 +25,9 @@ public:
     Result SetGain(double gain) override;
     Result GetBalance(double& balance) const override;
     Result SetBalance(double balance) override;
+    Result GetMuted(bool& muted) const override;
+    Result SetMuted(bool muted) override;
+    std::string Reason() const override;
     SoundFormat Format() const override;
     Result SetFormat(const SoundFormat& wanted) override;
     Result Start(SoundSink& sink) override;
@@ -40,7 +43,10 @@ private:
     void DropStream();
     void StreamChanged();
     bool ReadsFromAnotherSource() const;
-    void Fail();
+    bool IsSilent() const;
+    void SelectPair(int wanted);
+    void ConnectStream(pa_stream_flags_t flags, const SoundFormat& streamed);
+    void Fail(const std::string& why);
     void ReadAll();
     void Deliver(std::span<const uint8_t> bytes);
     SoundFormat StreamFormat() const;
@@ -54,12 +60,16 @@ private:
     // The gain as it was last set here: the server's steps are coarser than ours.
     double gainSet = -1;
     pa_volume_t volumeSet = PA_VOLUME_INVALID;
+    pa_cvolume lastAudible{}; ///< the last volumes that were not all zero, as these lose their relation
 
     // Guarded by the loop's lock.
     SoundFormat format;
     SoundSink* sink = nullptr;
     pa_stream* stream = nullptr;
     uint32_t streamedIndex = PA_INVALID_INDEX; ///< of the source that the stream was opened on
+    int pair = 0;                              ///< of channels, where there are several
+    int64_t lastArrival = 0;
+    std::string trouble;
     bool failureTold = false;
     uint64_t framesLost = 0;
     CaptureClock clock;

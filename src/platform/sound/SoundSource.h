@@ -73,6 +73,14 @@ public:
     virtual Result GetBalance(double&) const { return siUnknownInfoType; }
     virtual Result SetBalance(double) { return siUnknownInfoType; }
 
+    /// Whether the device is muted outside of this program. As for the gain; `siUnknownInfoType` where there is no such
+    /// switch.
+    virtual Result GetMuted(bool&) const { return siUnknownInfoType; }
+    virtual Result SetMuted(bool) { return siUnknownInfoType; }
+
+    /// Why nothing or only silence comes: a sentence for people, UTF-8. Empty when all is well.
+    virtual std::string Reason() const { return {}; }
+
     virtual SoundFormat Format() const = 0;
 
     /// 0 for a format that `SetFormat` takes, else the code with which it refuses.
@@ -84,7 +92,8 @@ public:
 
     /// Starts delivery to `sink`, which outlives the stop. A device that is absent at the moment answers
     /// `noDeviceForChannel`, counts as started and is taken up when it returns. When the device goes away while it
-    /// runs, the sink is told once and delivery goes on by itself once the device is back.
+    /// runs, or sends nothing for two seconds, the sink is told once and delivery goes on by itself once the device is
+    /// back.
     virtual Result Start(SoundSink& sink) = 0;
     virtual void Stop() = 0;
 };
@@ -95,6 +104,9 @@ struct SoundSourceEntry {
     std::vector<std::string> inputs;
     bool available = true;
 };
+
+/// Lets the sound server be asked while the program goes on starting.
+void PrepareSoundSources();
 
 /// All sound sources: those of the sound server first (microphones before monitors, the default one leading its kind),
 /// the Test Tone last.

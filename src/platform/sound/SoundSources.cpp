@@ -29,7 +29,7 @@ std::vector<SoundSourceEntry> ListRealSources()
     std::vector<SoundSourceEntry> entries;
     for (const PulseSourceInfo& source : PulseServer::Shared()->Sources()) {
         const std::string& name = source.description.empty() ? source.name : source.description;
-        entries.push_back({name, PulseSource::IdentityOf(source.name), source.PortNames(), true});
+        entries.push_back({name, PulseSource::IdentityOf(source.name), source.InputNames(), true});
     }
     for (const SoundSourceProvider& added : AddedSources())
         std::ranges::move(added.list(), std::back_inserter(entries));
@@ -49,6 +49,11 @@ std::unique_ptr<SoundSource> OpenRealSource(const SoundSourceEntry& entry)
 }
 
 } // namespace
+
+void PrepareSoundSources()
+{
+    PulseServer::Shared()->Prepare();
+}
 
 std::vector<SoundSourceEntry> ListSoundSources()
 {

@@ -85,6 +85,8 @@ TEST_F(CameraHabits, ABusWithoutBandwidthGetsACheaperFormat)
     const auto digitizer = OpenDigitizer();
     EXPECT_EQ(digitizer->Format().width, 1920);
     EXPECT_EQ(digitizer->Start(frames), noErr);
+    ASSERT_TRUE(cameras->Emit(0, {{1, 2, 3}, 1}));
+    ASSERT_TRUE(frames.WaitForDamaged(1)); // it has started by now, however busy the machine
     EXPECT_EQ(digitizer->Format().width, 640);
     EXPECT_EQ(digitizer->Reason(), "The USB bus has no bandwidth left: 1920 × 1080 at 30 frames a second is not "
                                    "possible. The camera delivers 640 × 480 at 30 frames a second instead.");

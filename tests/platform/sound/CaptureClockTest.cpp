@@ -55,6 +55,23 @@ TEST(CaptureClock, CountsWhatIsMissing)
     EXPECT_EQ(stamp.time, 780 * kMillisecond);
 }
 
+// A server that reports 229 ms at first and then the 169 ms that it has: nothing was lost.
+TEST(CaptureClock, ALatencyThatSettlesIsNoLoss)
+{
+    for (const int64_t fall : {60 * kMillisecond, 250 * kMillisecond}) {
+        CaptureClock clock;
+        int64_t last = -1;
+        for (int i = 0; i < 300; ++i) {
+            const int64_t truth = 1000 * kMillisecond + i * kBuffer;
+            const auto stamp = clock.Take(truth - std::max<int64_t>(fall - i * 3 * kMillisecond, 0), 480, 48000);
+            ASSERT_EQ(stamp.framesLost, 0U) << i;
+            ASSERT_GT(stamp.time, last);
+            last = stamp.time;
+            ASSERT_TRUE(i < 200 || std::abs(stamp.time - truth) < 3 * kMillisecond) << i;
+        }
+    }
+}
+
 // A machine that is held up measures late, now a little and now much: nothing was lost, and nothing steps.
 TEST(CaptureClock, LateMeasurementsMoveNothing)
 {

@@ -151,6 +151,54 @@ TEST_F(PulseAudio, CapturesTheToneInEveryFormat)
     source->Stop();
 }
 
+TEST_F(PulseAudio, ScalesItsVolumesTogetherAndTellsWhyItIsSilent)
+{
+    const std::string module =
+        OutputOf("pactl load-module module-null-sink media.class=Audio/Source/Virtual sink_name=quad channels=4 "
+                 "channel_map=aux0,aux1,aux2,aux3 sink_properties=device.description=Quad");
+    EXPECT_TRUE(Await([] { return ListSoundSources().front().name == "Quad"; }));
+    const auto source = OpenSoundSource("pulse:quad");
+    EXPECT_EQ(source->Inputs(), (std::vector<std::string>{"Channel 1 and 2", "Channel 3 and 4"}));
+    EXPECT_EQ(source->SelectInput(1), noErr);
+    EXPECT_EQ(source->Input(), 1);
+    EXPECT_EQ(source->SelectInput(2), paramErr);
+
+    const auto volumes = [] { return OutputOf("pactl get-source-volume quad | grep -o '[0-9]*%' | tr '\n' ' '"); };
+    std::system("pactl set-source-volume quad 100% 50% 100% 25%");
+    double gain = 0;
+    EXPECT_TRUE(Await([&] { return source->GetGain(gain) == noErr && gain == 1; }));
+    EXPECT_TRUE(Await([&] { return volumes() == "100% 50% 100% 25% "; })) << volumes();
+    for (const double wanted : {0.125, 0.0, 0.125}) // half of the server's scale, which is cubic
+        EXPECT_EQ(source->SetGain(wanted), noErr);
+    EXPECT_TRUE(Await([&] { return volumes() == "50% 25% 50% 12% " || volumes() == "50% 25% 50% 13% "; })) << volumes();
+
+    EXPECT_EQ(source->Reason(), "");
+    EXPECT_EQ(source->SetMuted(true), noErr);
+    EXPECT_EQ(source->Reason(), "Quad is muted.");
+    bool muted = false;
+    EXPECT_EQ(source->GetMuted(muted), noErr);
+    EXPECT_TRUE(muted);
+    std::system(("pactl unload-module " + module).c_str());
+    EXPECT_TRUE(Await([&] { return source->Reason() == "Quad is not connected."; }));
+}
+
+// A server that stands still sends nothing, and says nothing of it either.
+TEST_F(PulseAudio, ASourceThatSendsNothingHasFailed)
+{
+    const auto source = OpenSoundSource(kMonitor);
+    CollectingSink sink;
+    ASSERT_EQ(source->Start(sink), noErr);
+    ASSERT_TRUE(Delivers(sink));
+    session->HoldServer(true);
+    EXPECT_TRUE(Await([&] { return sink.failures > 0; }));
+    EXPECT_NE(source->Reason(), "");
+    sink.Clear();
+    session->HoldServer(false);
+    ASSERT_TRUE(Delivers(sink));
+    EXPECT_EQ(source->Reason(), "");
+    source->Stop();
+}
+
 TEST_F(PulseAudio, TakesUpAServerThatDiedAndCameBack)
 {
     const auto source = OpenSoundSource(kMonitor);

@@ -24,6 +24,8 @@ public:
         waitpid(pid, nullptr, 0);
     }
 
+    void Signal(int signal) const { kill(pid, signal); }
+
 private:
     const pid_t pid;
 };
@@ -75,6 +77,9 @@ public:
             return test::OutputOf("pactl list short sources 2>/dev/null").find("test-sink") != std::string::npos;
         });
     }
+
+    /// Stops the server's process, or lets it go on.
+    void HoldServer(bool held) { server->Signal(held ? SIGSTOP : SIGCONT); }
 
     void KillServer()
     {

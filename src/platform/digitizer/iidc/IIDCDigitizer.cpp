@@ -64,6 +64,18 @@ std::string IdentityOf(uint64_t guid)
     return std::string(kIdentityPrefix) + digits;
 }
 
+std::string ReasonOr(std::string reason)
+{
+    return reason.empty() ? kCantStart : std::move(reason);
+}
+
+std::string ReasonInList(IIDCBus& bus, uint64_t guid)
+{
+    const auto cameras = bus.Cameras();
+    const auto listed = std::ranges::find(cameras, guid, &IIDCCameraEntry::guid);
+    return listed == cameras.end() ? std::string() : listed->reason;
+}
+
 std::string NameOf(const IIDCCameraEntry& entry)
 {
     const std::string gap = entry.vendor.empty() || entry.model.empty() ? "" : " ";
@@ -181,7 +193,7 @@ public:
         const Result result =
             offer == offers.end() ? deviceCantMeetRequest : camera->Start(offer->mode, wanted.frameRate);
         actual = format = wanted;
-        return {result, result == noDeviceForChannel ? kCantStart : ""};
+        return {result, result == noDeviceForChannel ? ReasonOr(camera->Reason()) : ""};
     }
 
     void End() override
@@ -219,7 +231,7 @@ public:
         return failure != noErr ? Taken::Failed : transmitting ? Taken::Nothing : Taken::Restart;
     }
 
-    Outcome Failure() const override { return {failure, failure == noErr ? "" : kCantStart}; }
+    Outcome Failure() const override { return {failure, failure == noErr ? "" : ReasonOr(camera->Reason())}; }
 
     // Longer than the interval of the slowest rate.
     int64_t SilenceAllowed(bool, double) const override { return kNanosecondsPerSecond; }
@@ -299,7 +311,7 @@ DeviceOpener OpenerOf(uint64_t guid)
         const auto bus = OpenIIDCBus();
         auto camera = bus ? bus->Open(guid) : nullptr;
         if (!camera) {
-            outcome = {noDeviceForChannel, kCantStart};
+            outcome = {noDeviceForChannel, ReasonOr(bus ? ReasonInList(*bus, guid) : "")};
             return nullptr;
         }
         return std::make_shared<IIDCDevice>(std::move(camera), asFound);
@@ -313,7 +325,11 @@ std::vector<DigitizerEntry> ListIIDCDigitizers()
     std::vector<DigitizerEntry> entries;
     if (const auto bus = OpenIIDCBus())
         for (const auto& camera : bus->Cameras())
-            entries.push_back({.name = NameOf(camera), .identity = IdentityOf(camera.guid), .inputs = {}});
+            entries.push_back({.name = NameOf(camera),
+                               .identity = IdentityOf(camera.guid),
+                               .inputs = {},
+                               .available = camera.reason.empty(),
+                               .reason = camera.reason});
     return entries;
 }
 

@@ -250,15 +250,23 @@ public:
         thread.join();
     }
 
+    // The time for the first answer runs from here on.
+    void Prepare()
+    {
+        const std::lock_guard lock(mutex);
+        if (thread.joinable() || !IsServerThere())
+            return;
+        deadline = std::chrono::steady_clock::now() + kFirstAnswer;
+        thread = std::thread([this] { Run(); });
+    }
+
     std::vector<PipeWireNode> List()
     {
+        Prepare();
         std::unique_lock lock(mutex);
-        if (!thread.joinable()) {
-            if (!IsServerThere())
-                return {};
-            thread = std::thread([this] { Run(); });
-            changed.wait_for(lock, kFirstAnswer, [this] { return settled || failed; });
-        }
+        if (!thread.joinable())
+            return {};
+        changed.wait_until(lock, deadline, [this] { return settled || failed; });
         std::vector<PipeWireNode> list;
         for (const auto& [id, bound] : nodes)
             if (!bound->node.offers.empty())
@@ -522,6 +530,7 @@ private:
 
     std::mutex mutex; // guards what callers see: the nodes and the states
     std::condition_variable changed;
+    std::chrono::steady_clock::time_point deadline;
     std::map<uint32_t, std::unique_ptr<Bound>> nodes;
     bool settled = false;
     bool failed = false;
@@ -547,6 +556,11 @@ PipeWireNodes& PipeWireNodes::Instance()
 {
     static PipeWireNodes nodes;
     return nodes;
+}
+
+void PipeWireNodes::Prepare()
+{
+    watch->Prepare();
 }
 
 std::vector<PipeWireNode> PipeWireNodes::List()

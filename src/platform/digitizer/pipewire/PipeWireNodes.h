@@ -39,6 +39,9 @@ public:
     static PipeWireNodes& Instance();
     ~PipeWireNodes();
 
+    /// Connects, where that has not been done, without waiting.
+    void Prepare();
+
     /// The cameras. Without a server the list is empty at once; the first answer of one is waited for, but not longer
     /// than a fraction of the time that a program may take to start.
     std::vector<PipeWireNode> List();

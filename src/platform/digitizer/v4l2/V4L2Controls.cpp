@@ -119,29 +119,6 @@ std::optional<ImageControl> ControlOf(const V4L2Device& device, const v4l2_query
     return control;
 }
 
-// One value by the extended call, which alone has 64 bits; else by the plain one. 0 or an error number.
-int Transfer(const V4L2Device& device, bool write, const ImageControl& control, int64_t& value)
-{
-    const bool isWide = control.minimum < INT32_MIN || control.maximum > INT32_MAX;
-    v4l2_ext_control one{};
-    one.id = control.identity;
-    isWide ? static_cast<void>(one.value64 = value) : static_cast<void>(one.value = static_cast<int32_t>(value));
-    v4l2_ext_controls list{};
-    list.which = V4L2_CTRL_WHICH_CUR_VAL;
-    list.count = 1;
-    list.controls = &one;
-    const int error = device.Ioctl(write ? VIDIOC_S_EXT_CTRLS : VIDIOC_G_EXT_CTRLS, list);
-    if (error == 0)
-        value = isWide ? one.value64 : one.value;
-    if (error != ENOTTY && error != EINVAL)
-        return error;
-    v4l2_control plain{control.identity, static_cast<int32_t>(value)};
-    const int second = device.Ioctl(write ? VIDIOC_S_CTRL : VIDIOC_G_CTRL, plain);
-    if (second == 0)
-        value = plain.value;
-    return second;
-}
-
 } // namespace
 
 void AddMeaning(ImageControl& control)
@@ -160,7 +137,10 @@ void V4L2Controls::Enumerate()
 {
     isKnown = true; // a change reported meanwhile makes this false again
     known.clear();
+    wide.clear();
     const auto add = [this](const std::optional<v4l2_query_ext_ctrl>& query) {
+        if (query && query->type == V4L2_CTRL_TYPE_INTEGER64)
+            wide.insert(query->id);
         if (const auto control = query ? ControlOf(*device, *query) : std::nullopt)
             known.push_back(*control);
     };
@@ -193,11 +173,34 @@ void V4L2Controls::Subscribe(uint32_t identity)
         isKnown = false;
 }
 
+// One value by the extended call, which alone has 64 bits; else by the plain one. 0 or an error number.
+int V4L2Controls::Transfer(bool write, uint32_t identity, int64_t& value) const
+{
+    const bool isWide = wide.contains(identity);
+    v4l2_ext_control one{};
+    one.id = identity;
+    isWide ? static_cast<void>(one.value64 = value) : static_cast<void>(one.value = static_cast<int32_t>(value));
+    v4l2_ext_controls list{};
+    list.which = V4L2_CTRL_WHICH_CUR_VAL;
+    list.count = 1;
+    list.controls = &one;
+    const int error = device->Ioctl(write ? VIDIOC_S_EXT_CTRLS : VIDIOC_G_EXT_CTRLS, list);
+    if (error == 0)
+        value = isWide ? one.value64 : one.value;
+    if (isWide || (error != ENOTTY && error != EINVAL))
+        return error;
+    v4l2_control plain{identity, static_cast<int32_t>(value)};
+    const int second = device->Ioctl(write ? VIDIOC_S_CTRL : VIDIOC_G_CTRL, plain);
+    if (second == 0)
+        value = plain.value;
+    return second;
+}
+
 std::optional<int64_t> V4L2Controls::ReadValue(const ImageControl& control) const
 {
     int64_t value = 0;
     if (control.kind == ImageControl::Kind::Button || control.writeOnly ||
-        Transfer(*device, false, control, value) != 0)
+        Transfer(false, control.identity, value) != 0)
         return std::nullopt;
     return value;
 }
@@ -224,7 +227,7 @@ Result V4L2Controls::Write(uint32_t identity, int64_t value)
         return permErr;
     if (control->kind != ImageControl::Kind::Button && (value < control->minimum || value > control->maximum))
         return paramErr;
-    return ResultOfDeviceError(Transfer(*device, true, *control, value));
+    return ResultOfDeviceError(Transfer(true, identity, value));
 }
 
 void V4L2Controls::FollowEvents(bool followed)

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <set>
 
 namespace platform {
 
@@ -33,11 +34,13 @@ private:
     void Enumerate();
     void Subscribe(uint32_t identity);
     std::optional<int64_t> ReadValue(const ImageControl& control) const;
+    int Transfer(bool write, uint32_t identity, int64_t& value) const;
 
     const std::shared_ptr<V4L2Device> device;
     std::mutex mutex;
     std::vector<ImageControl> known;
     std::vector<uint32_t> subscribed;
+    std::set<uint32_t> wide; ///< controls whose values have 64 bits
     std::atomic<bool> isFollowed = false;
     std::atomic<bool> isKnown = false;
 };
