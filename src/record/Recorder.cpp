@@ -164,7 +164,7 @@ std::string Recorder::WhyNoPicture()
     const std::string name = canvas->VideoDeviceName().Bytes();
     const int32_t selected = canvas->VideoDeviceSelected();
     if (const std::string reason = canvas->VideoDeviceReason(); !reason.empty())
-        return name + ": " + reason;
+        return reason.starts_with(name) ? reason : name + ": " + reason;
     if (deviceFailure == platform::permErr)
         return name + " may not be used: permission denied (cameras belong to the group \"video\")";
     if (selected < 0)

@@ -22,6 +22,7 @@ namespace platform {
 namespace {
 
 constexpr std::chrono::milliseconds kFirstAnswer{80};
+constexpr std::chrono::milliseconds kWholeAnswer{1000};
 constexpr timespec kRetryInterval{1, 0};
 constexpr int64_t kFractionSteps = 1000;
 
@@ -266,7 +267,11 @@ public:
         std::unique_lock lock(mutex);
         if (!thread.joinable())
             return {};
-        changed.wait_until(lock, deadline, [this] { return settled || failed; });
+        const auto hasEnded = [this] { return settled || failed; };
+        changed.wait_until(lock, deadline, [&] { return answers || hasEnded(); });
+        // A server that has begun to answer is only slow, on a busy machine, and its cameras are worth the wait.
+        if (answers)
+            changed.wait_until(lock, deadline + kWholeAnswer, hasEnded);
         std::vector<PipeWireNode> list;
         for (const auto& [id, bound] : nodes)
             if (!bound->node.offers.empty())
@@ -391,6 +396,12 @@ private:
             auto* watch = static_cast<Watch*>(self);
             if (id == PW_ID_CORE && sequence == watch->lastQuestion)
                 watch->Settle();
+        };
+        events.info = [](void* self, const pw_core_info*) {
+            auto* watch = static_cast<Watch*>(self);
+            const std::lock_guard lock(watch->mutex);
+            watch->answers = true;
+            watch->changed.notify_all();
         };
         events.error = [](void* self, uint32_t id, int, int result, const char*) {
             if (id == PW_ID_CORE && result == -EPIPE)
@@ -532,6 +543,7 @@ private:
     std::condition_variable changed;
     std::chrono::steady_clock::time_point deadline;
     std::map<uint32_t, std::unique_ptr<Bound>> nodes;
+    bool answers = false;
     bool settled = false;
     bool failed = false;
     std::thread thread;
