@@ -16,10 +16,11 @@ OUTPUT = (1280, 960)
 HIGH = bytes(value >= 200 for value in range(256))
 LOW = bytes(value < 60 for value in range(256))
 
-# Events that the application receives. Their objects are written with @ or #, by the age of the library.
-KEYBOARD_ENTERS = r"\] +wl_keyboard[@#]\d+\.enter\("
-POINTER_MOVES = r"\] +wl_pointer[@#]\d+\.(?:enter|motion)\("
-BUTTON_RELEASED = r"\] +wl_pointer[@#]\d+\.button\(\d+, \d+, \d+, 0\)"
+# Events that the application receives. Newer libraries name the queue first, and write an object with # in place of @.
+RECEIVED = r"\] +(?:\{[^}]*\} +)?"
+KEYBOARD_ENTERS = RECEIVED + r"wl_keyboard[@#]\d+\.enter\("
+POINTER_MOVES = RECEIVED + r"wl_pointer[@#]\d+\.(?:enter|motion)\("
+BUTTON_RELEASED = RECEIVED + r"wl_pointer[@#]\d+\.button\(\d+, \d+, \d+, 0\)"
 
 
 class Wayland(unittest.TestCase):
