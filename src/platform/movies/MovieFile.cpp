@@ -25,17 +25,7 @@ Result MovieFile::Open(const std::string& path)
 
 size_t MovieFile::Read(int64_t position, std::span<uint8_t> bytes) const
 {
-    size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t count =
-            pread(descriptor.Get(), bytes.data() + done, bytes.size() - done, position + static_cast<int64_t>(done));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            break;
-        done += static_cast<size_t>(count);
-    }
-    return done;
+    return ReadAt(descriptor.Get(), position, bytes);
 }
 
 std::vector<FileBox> MovieFile::Boxes(int64_t start, int64_t end) const

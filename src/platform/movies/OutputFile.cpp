@@ -152,6 +152,21 @@ bool DiskFile::Lock()
     return LockFile(descriptor.Get());
 }
 
+size_t ReadAt(int descriptor, int64_t position, std::span<uint8_t> bytes)
+{
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t count =
+            pread(descriptor, bytes.data() + done, bytes.size() - done, position + static_cast<int64_t>(done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            break;
+        done += static_cast<size_t>(count);
+    }
+    return done;
+}
+
 bool LockFile(int descriptor)
 {
     return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;

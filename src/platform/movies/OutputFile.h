@@ -66,6 +66,9 @@ private:
     bool full = false; // no more room could be had
 };
 
+/// Reads bytes at a position; how many of them there were, which is fewer only at the end or after a failure.
+size_t ReadAt(int descriptor, int64_t position, std::span<uint8_t> bytes);
+
 /// Marks an open file as being written or repaired, until the descriptor is closed. False where another process has.
 bool LockFile(int descriptor);
 

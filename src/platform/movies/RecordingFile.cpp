@@ -48,16 +48,7 @@ Result RecordingFile::Open(const std::string& path)
 
 size_t RecordingFile::Read(int64_t position, std::span<uint8_t> bytes) const
 {
-    size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t count =
-            pread(descriptor.Get(), bytes.data() + done, bytes.size() - done, position + static_cast<int64_t>(done));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            break;
-        done += static_cast<size_t>(count);
-    }
+    const size_t done = ReadAt(descriptor.Get(), position, bytes);
     readable -= static_cast<int64_t>(done);
     return done;
 }
