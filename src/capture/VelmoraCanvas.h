@@ -73,7 +73,7 @@ public:
     bool UseDataProc = false;      ///< data procedure mode; set it before `Initialize`
     String LastError = "";         ///< the last failure of `Destructor` as text
 
-    // Session (capture/Session.cpp).
+    // Session (capture/VelmoraCanvas.cpp).
     /// Opens the session: the first free camera and microphone, in the mode that `UseDataProc` chooses, and starts the
     /// poll timer. A failure shows in the trace; the control then paints itself inactive.
     virtual void Initialize();
@@ -91,7 +91,7 @@ public:
     /// Ends the image sequences; the next frame builds them anew at the present size.
     virtual void Resize();
 
-    // Preview and pause (capture/Preview.cpp).
+    // Preview and pause (capture/PreviewAndPause.cpp).
     /// Whether the session is held: while it is, no picture and no sound passes.
     virtual void Pause(bool value);
     virtual bool Pause();
@@ -189,7 +189,7 @@ public:
     virtual bool VideoRotate();
     virtual void VideoRotate(bool on, int32_t angle); ///< `angle` in degrees
 
-    // Devices (devices/DeviceLists.cpp).
+    // Devices (devices/ChannelDevices.cpp).
     /// How many cameras are listed, the Test Pattern among them; a negative result code on failure.
     virtual int32_t VideoDeviceCount();
     /// A camera by its place from 0: the length of its name as one byte, the name, the number of inputs and their
@@ -251,7 +251,7 @@ public:
     virtual int32_t SoundLevelMeterLeft();  ///< the driver's level, 0 to 100 of full scale
     virtual int32_t SoundLevelMeterRight(); ///< likewise
 
-    // Analog image controls, 0 to 65535 (devices/ImageControls.cpp).
+    // Analog image controls, 0 to 65535 (devices/AnalogImageControls.cpp).
     /// Brightness: its value, the limits of the values, and the value that the device starts with.
     virtual int32_t VideoBrightness();
     virtual void VideoBrightness(int32_t value);
@@ -289,7 +289,7 @@ public:
     virtual int32_t VideoWhiteLevelMax();
     virtual int32_t VideoWhiteLevelDefault();
 
-    // Settings (devices/Settings.cpp).
+    // Settings (devices/SettingsAndDialogs.cpp).
     /// Shows the dialog for camera, compressor and image, and returns when it is closed. Cancel puts back what was
     /// changed.
     virtual void ShowVideoSettingsDialog();
@@ -390,7 +390,7 @@ private:
     bool EnableChannel(bool value, const ChannelKind& kind);
     void StartWishedPreview();
 
-    // Preview (capture/Preview.cpp).
+    // Preview (capture/PreviewAndPause.cpp).
     int32_t PlayUsage(bool preview) const;
 
     // Painting (capture/Painting.cpp).
@@ -426,7 +426,7 @@ private:
     int32_t DescriptionField(int32_t offset);
     int32_t TimeScaleOf(int32_t channel);
 
-    // Devices (devices/DeviceLists.cpp).
+    // Devices (devices/ChannelDevices.cpp).
     bool DeviceAvailable(Reference<MemoryBlock>& list, int32_t channel, int32_t index);
 
     // Sound (devices/SoundParameters.cpp).
@@ -434,12 +434,12 @@ private:
     int32_t ReadSoundParameters(const SoundParameters& now);
     void WriteSoundParameters(int32_t sampleSize, int32_t channels, int32_t compression);
 
-    // Analog image controls (devices/ImageControls.cpp).
+    // Analog image controls (devices/AnalogImageControls.cpp).
     using ImageControlCall = int32_t (*)(int32_t digitizer, int32_t value);
     int32_t ImageControl(ImageControlCall read);
     void ImageControl(ImageControlCall write, int32_t value);
 
-    // Settings (devices/Settings.cpp).
+    // Settings (devices/SettingsAndDialogs.cpp).
     struct SettingsDialogKind;
     void ShowSettingsDialog(int32_t channel, const SettingsDialogKind& kind);
     void FindChannels();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "corefoundation/CFString.h"
 
-#include "corefoundation/CoreFoundation.h"
+#include "corefoundation/CFReferences.h"
 #include "framework/MemoryBlock.h"
 #include "platform/corefoundation/CoreFoundation.h"
 

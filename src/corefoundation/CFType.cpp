@@ -5,9 +5,9 @@
 // carry a retain of their own: whoever wraps one gives that retain back, so that the wrapper's is the only one left.
 #include "corefoundation/CFType.h"
 
+#include "corefoundation/CFReferences.h"
 #include "corefoundation/CFString.h"
 #include "corefoundation/CFTypeRefException.h"
-#include "corefoundation/CoreFoundation.h"
 #include "platform/corefoundation/CoreFoundation.h"
 
 #include <utility>

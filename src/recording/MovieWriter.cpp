@@ -16,6 +16,7 @@
 #include "platform/grabber/SequenceGrabber.h"
 #include "platform/memory/Handles.h"
 #include "platform/movies/Movies.h"
+#include "recording/FirstSoundBuffer.h"
 #include "recording/Utilities.h"
 
 namespace velmora {
@@ -156,12 +157,11 @@ void VelmoraCanvas::AppendSound(int32_t c, const Reference<MemoryBlock>& data, i
     if (gotaudio) {
         BreakUnlessZero(platform::AddMediaSample(mysoundmedia, copy, 0, len, 1, description, count, 0, 0));
     } else {
-        // The video so far in sound samples: so many are kept, from the buffer's end.
-        const int32_t keep = double2int(static_cast<double>(preaudiotimeval) / VideoTimeScale() * rate);
-        const auto skip = static_cast<int32_t>((int64_t{count} - keep) * bytesPerSample * channels);
-        const auto size = static_cast<int32_t>(int64_t{len} - skip);
-        if (keep > 0)
-            BreakUnlessZero(platform::AddMediaSample(mysoundmedia, copy, skip, size, 1, description, keep, 0, 0));
+        const SoundPart part =
+            TrimFirstSoundBuffer(len, bytesPerSample, channels, rate, preaudiotimeval, VideoTimeScale());
+        if (part.samples > 0)
+            BreakUnlessZero(platform::AddMediaSample(mysoundmedia, copy, part.offset, part.bytes, 1, description,
+                                                     part.samples, 0, 0));
     }
     Utilities::DisposeHandle(description);
     Utilities::DisposeHandle(copy);

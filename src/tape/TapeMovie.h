@@ -4,7 +4,7 @@
 #include "platform/digitizer/dv/DvFrame.h"
 #include "platform/dv/DvPacks.h"
 #include "platform/movies/Movies.h"
-#include "platform/sound/ClockRecovery.h"
+#include "platform/sound/DriftCorrection.h"
 
 #include <memory>
 #include <optional>
@@ -71,7 +71,7 @@ private:
     platform::DataHandler handler = 0;
     Line video, sound, timecodes;
     double soundRate = 0; ///< 0 as long as no sound has come
-    platform::ClockRecovery clock;
+    platform::DriftCorrection clock;
     std::vector<int16_t> silence;
     bool framePending = false;
     int64_t length = 0;

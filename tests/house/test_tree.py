@@ -55,6 +55,10 @@ class Tree(unittest.TestCase):
         if wrong:
             self.fail("run: clang-format -i " + " ".join(wrong))
 
+    def test_a_file_name_says_which_file_is_meant(self):
+        names = [os.path.basename(path) for path in files(".cpp", ".h", ".py", ".sh")]
+        self.assertEqual(sorted(name for name in set(names) if names.count(name) > 1), [])
+
     def test_documents_lead_somewhere(self):
         broken = []
         for document in files(".md"):

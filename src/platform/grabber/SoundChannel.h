@@ -3,7 +3,7 @@
 
 #include "platform/grabber/Channel.h"
 #include "platform/grabber/SoundStream.h"
-#include "platform/sound/ClockRecovery.h"
+#include "platform/sound/DriftCorrection.h"
 #include "platform/sound/SoundInput.h"
 #include "platform/sound/SoundWatcher.h"
 
@@ -96,7 +96,7 @@ private:
     SoundCoding coding;
 
     // Of the source's thread, or of the main thread while the source is stopped.
-    ClockRecovery clock;
+    DriftCorrection clock;
     SharedDescription delivered;
 };
 

@@ -17,7 +17,7 @@ namespace platform {
 /// nominal rate. The recovery compares the two clocks and resamples very slightly (libswresample), so that what it
 /// gives is a line of samples at exactly the nominal rate of the monotonic clock, from the first one to the next gap.
 /// A source whose stamps agree with its count is passed on bit for bit.
-class ClockRecovery {
+class DriftCorrection {
 public:
     /// How the control loop that steers the resampler behaves.
     struct Settings {
@@ -28,8 +28,8 @@ public:
         double gap = 0.04;           ///< a stamp off by more seconds begins a new line at its own time
     };
 
-    ClockRecovery() : ClockRecovery(Settings()) {}
-    explicit ClockRecovery(const Settings& settings) : settings(settings) {}
+    DriftCorrection() : DriftCorrection(Settings()) {}
+    explicit DriftCorrection(const Settings& settings) : settings(settings) {}
 
     /// Forgets the line and what is known of the source: the next sound may be another one's.
     void Reset();

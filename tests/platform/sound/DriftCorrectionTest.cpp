@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/sound/ClockRecovery.h"
+#include "platform/sound/DriftCorrection.h"
 #include "platform/sound/Sample24.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -73,9 +73,9 @@ double NoiseShare(std::span<const double> samples, double frequency)
 } // namespace
 
 // Ten hours of a crystal that is 100 millionths off, with stamps that scatter: the line of samples stays on the clock.
-TEST(ClockRecovery, StaysOnTheClockForTenHours)
+TEST(DriftCorrection, StaysOnTheClockForTenHours)
 {
-    ClockRecovery recovery;
+    DriftCorrection recovery;
     DriftingSource source{.error = 1e-4, .jitter = 0.004, .rate = 8000, .bufferFrames = 400};
     double end = 0; // seconds since the start, as the stamp says after the first line
     double worst = 0;
@@ -94,10 +94,10 @@ TEST(ClockRecovery, StaysOnTheClockForTenHours)
 }
 
 // A steady tone stays one, also where the resampling begins: no step from sample to sample, no noise.
-TEST(ClockRecovery, ToneStaysPure)
+TEST(DriftCorrection, ToneStaysPure)
 {
     for (const double error : {-3e-4, 3e-4}) {
-        ClockRecovery recovery;
+        DriftCorrection recovery;
         DriftingSource source{.error = error};
         std::vector<double> samples;
         for (int buffer = 0; buffer < 100 * 240; ++buffer)
@@ -114,11 +114,11 @@ TEST(ClockRecovery, ToneStaysPure)
 }
 
 // Samples of 24 bits go through the resampler as those of 16 do.
-TEST(ClockRecovery, Resamples24Bits)
+TEST(DriftCorrection, Resamples24Bits)
 {
     DriftingSource source{.error = 3e-4};
-    ClockRecovery narrow;
-    ClockRecovery wide;
+    DriftCorrection narrow;
+    DriftCorrection wide;
     for (int buffer = 0; buffer < 3000; ++buffer) {
         const CapturedSound sound = source.Next(true);
         std::vector<uint8_t> bytes(sound.bytes.size() / 2 * 3);
@@ -134,9 +134,9 @@ TEST(ClockRecovery, Resamples24Bits)
 }
 
 // A source that agrees with the clock is passed on bit for bit, and a gap begins a line of its own.
-TEST(ClockRecovery, LeavesExactSourcesAlone)
+TEST(DriftCorrection, LeavesExactSourcesAlone)
 {
-    ClockRecovery recovery;
+    DriftCorrection recovery;
     DriftingSource source{.jitter = 0.001};
     for (int buffer = 0; buffer < 6000; ++buffer) {
         const CapturedSound captured = source.Next(true);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "corefoundation/CoreFoundation.h"
+#include "corefoundation/CFReferences.h"
 
 #include "corefoundation/CFTypeRefException.h"
 #include "platform/corefoundation/CoreFoundation.h"

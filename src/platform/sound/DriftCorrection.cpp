@@ -9,7 +9,7 @@
 //
 // The resampler is put in when the difference first becomes noticeable. It begins with the samples passed on just
 // before, whose output is thrown away: so its filter is full when the first sample counts, and nothing clicks.
-#include "platform/sound/ClockRecovery.h"
+#include "platform/sound/DriftCorrection.h"
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/sound/Sample24.h"
@@ -60,30 +60,30 @@ SwrContext* MakeResampler(const SoundFormat& format)
 
 } // namespace
 
-void ClockRecovery::Release::operator()(SwrContext* resampler) const
+void DriftCorrection::Release::operator()(SwrContext* resampler) const
 {
     swr_free(&resampler);
 }
 
-void ClockRecovery::Reset()
+void DriftCorrection::Reset()
 {
     begun = false;
     steady = 0;
     resampler.reset();
 }
 
-int64_t ClockRecovery::LineEnd() const
+int64_t DriftCorrection::LineEnd() const
 {
     return begin + std::llround(static_cast<double>(frames) * kNanosecondsPerSecond / format.sampleRate);
 }
 
 // What the resampler has taken and not given yet.
-int64_t ClockRecovery::HeldBack() const
+int64_t DriftCorrection::HeldBack() const
 {
     return resampler ? swr_get_delay(resampler.get(), kNanosecondsPerSecond) : 0;
 }
 
-CapturedSound ClockRecovery::Take(const CapturedSound& captured)
+CapturedSound DriftCorrection::Take(const CapturedSound& captured)
 {
     const double error = begun ? Seconds(captured.captureTime - LineEnd() - HeldBack()) : 0;
     if (!begun || captured.format != format || captured.framesLost > 0 || std::abs(error) > settings.gap)
@@ -101,7 +101,7 @@ CapturedSound ClockRecovery::Take(const CapturedSound& captured)
 }
 
 // What the loop has learned of the crystal stays true.
-void ClockRecovery::BeginLine(const CapturedSound& captured)
+void DriftCorrection::BeginLine(const CapturedSound& captured)
 {
     if (captured.format != format)
         steady = 0;
@@ -118,7 +118,7 @@ void ClockRecovery::BeginLine(const CapturedSound& captured)
         Engage();
 }
 
-void ClockRecovery::Follow(double error, double seconds)
+void DriftCorrection::Follow(double error, double seconds)
 {
     secondsInLine += seconds;
     smoothed += (error - smoothed) * std::min(1.0, seconds / settings.smoothingSeconds);
@@ -134,7 +134,7 @@ void ClockRecovery::Follow(double error, double seconds)
         steady += frequency * frequency * smoothed * seconds;
 }
 
-void ClockRecovery::Engage()
+void DriftCorrection::Engage()
 {
     resampler.reset(MakeResampler(format));
     if (!resampler || history.empty())
@@ -145,7 +145,7 @@ void ClockRecovery::Engage()
     history.clear();
 }
 
-std::span<const uint8_t> ClockRecovery::Resample(std::span<const uint8_t> bytes)
+std::span<const uint8_t> DriftCorrection::Resample(std::span<const uint8_t> bytes)
 {
     const int samples = static_cast<int>(std::lround(correction * kCorrectionDistance));
     swr_set_compensation(resampler.get(), samples, kCorrectionDistance);
@@ -153,7 +153,7 @@ std::span<const uint8_t> ClockRecovery::Resample(std::span<const uint8_t> bytes)
 }
 
 // The resampler knows no samples of three bytes: they are widened for it, and narrowed behind it.
-std::span<const uint8_t> ClockRecovery::Convert(std::span<const uint8_t> bytes)
+std::span<const uint8_t> DriftCorrection::Convert(std::span<const uint8_t> bytes)
 {
     const bool isPacked = format.sampleSize == 24;
     const auto frameBytes = static_cast<size_t>(isPacked ? 4 * format.channels : format.BytesPerFrame());
@@ -167,7 +167,7 @@ std::span<const uint8_t> ClockRecovery::Convert(std::span<const uint8_t> bytes)
     return isPacked ? Narrowed(converted) : converted;
 }
 
-const uint8_t* ClockRecovery::Widened(std::span<const uint8_t> packed)
+const uint8_t* DriftCorrection::Widened(std::span<const uint8_t> packed)
 {
     wide.resize(packed.size() / 3);
     for (size_t i = 0; i < wide.size(); ++i)
@@ -176,7 +176,7 @@ const uint8_t* ClockRecovery::Widened(std::span<const uint8_t> packed)
 }
 
 // In place: what is written lies before what is still to be read.
-std::span<const uint8_t> ClockRecovery::Narrowed(std::span<uint8_t> samples)
+std::span<const uint8_t> DriftCorrection::Narrowed(std::span<uint8_t> samples)
 {
     const size_t count = samples.size() / 4;
     for (size_t i = 0; i < count; ++i) {
@@ -187,7 +187,7 @@ std::span<const uint8_t> ClockRecovery::Narrowed(std::span<uint8_t> samples)
     return samples.first(3 * count);
 }
 
-void ClockRecovery::Remember(std::span<const uint8_t> bytes)
+void DriftCorrection::Remember(std::span<const uint8_t> bytes)
 {
     const size_t most = kHistoryFrames * static_cast<size_t>(format.BytesPerFrame());
     const auto newest = bytes.last(std::min(bytes.size(), most));
