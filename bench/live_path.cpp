@@ -6,7 +6,6 @@
 // thread; the median of each side's processor time counts, so that other programs disturb little.
 #include "app/App.h"
 #include "app/FileTypes.h"
-#include "app/MovieWindow.h"
 #include "capture/VelmoraCanvas.h"
 #include "framework/Application.h"
 #include "platform/Platform.h"
@@ -15,6 +14,7 @@
 #include "platform/digitizer/Digitizer.h"
 #include "platform/drawing/Ports.h"
 #include "platform/grabber/SequenceGrabber.h"
+#include "ui/MovieWindow.h"
 
 #include <libyuv.h>
 #include <turbojpeg.h>

@@ -3,12 +3,12 @@
 
 #include "app/CommandAnswers.h"
 #include "app/FileTypes.h"
-#include "app/MovieWindow.h"
 #include "app/RecordingWatch.h"
 #include "capture/VelmoraCanvas.h"
 #include "framework/Window.h"
 #include "ui/Guide.h"
 #include "ui/MenuBar1.h"
+#include "ui/MovieWindow.h"
 
 // The process from its start to its end. Modules hold what outlives a window: the windows under their names, the file
 // types, the menu bar, the controls under their keys, the timers. Nothing of it is made or released by static

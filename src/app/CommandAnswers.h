@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/MovieWindow.h"
 #include "framework/Application.h"
+#include "ui/MovieWindow.h"
 
 #include <functional>
 #include <string>

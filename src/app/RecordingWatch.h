@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/MovieWindow.h"
 #include "framework/Application.h"
 #include "framework/ProgressBox.h"
 #include "recording/RecordingNote.h"
+#include "ui/MovieWindow.h"
 
 #include <map>
 #include <memory>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/MovieWindow.h"
+#include "ui/MovieWindow.h"
 
 namespace velmora {
 

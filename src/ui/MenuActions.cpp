@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "app/MovieWindow.h"
 #include "framework/Application.h"
 #include "framework/TextStreams.h"
 #include "ui/AnalogVideoSettings.h"
@@ -7,6 +6,7 @@
 #include "ui/Guide.h"
 #include "ui/IIDCVideoSettings.h"
 #include "ui/MenuBar1.h"
+#include "ui/MovieWindow.h"
 
 // What the menu items do while the main window is in front. Besides the user's own commands there is a family of
 // exercisers of the control: an item shows a value, sets a fixed one and shows what the control then has. So when a

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "app/MovieWindow.h"
 #include "framework/Application.h"
 #include "framework/Date.h"
 #include "ui/MenuBar1.h"
+#include "ui/MovieWindow.h"
 
 #include <array>
 

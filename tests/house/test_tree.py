@@ -59,6 +59,11 @@ class Tree(unittest.TestCase):
         names = [os.path.basename(path) for path in files(".cpp", ".h", ".py", ".sh")]
         self.assertEqual(sorted(name for name in set(names) if names.count(name) > 1), [])
 
+    def test_includes_go_by_the_include_path(self):
+        """A path that climbs would get round the rule of who may include whom."""
+        climbing = [path for path in files(".cpp", ".h") if re.search(r'^\s*#\s*include "[^"]*\.\./', text(path), re.MULTILINE)]
+        self.assertEqual(climbing, [])
+
     def test_documents_lead_somewhere(self):
         broken = []
         for document in files(".md"):

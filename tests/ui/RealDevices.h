@@ -3,11 +3,11 @@
 
 #include "app/App.h"
 #include "app/FileTypes.h"
-#include "app/MovieWindow.h"
 #include "platform/Platform.h"
 #include "platform/digitizer/testpattern/TestPattern.h"
 #include "platform/sound/TestTone.h"
 #include "ui/MenuBar1.h"
+#include "ui/MovieWindow.h"
 
 #include <gtest/gtest.h>
 

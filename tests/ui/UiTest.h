@@ -3,8 +3,8 @@
 
 #include "app/App.h"
 #include "app/FileTypes.h"
-#include "app/MovieWindow.h"
 #include "ui/MenuBar1.h"
+#include "ui/MovieWindow.h"
 #include "ui/SpyCanvas.h"
 
 #include <gtest/gtest.h>

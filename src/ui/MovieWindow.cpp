@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "app/MovieWindow.h"
+#include "ui/MovieWindow.h"
 
 #include "ui/MenuBar1.h"
 
