@@ -10,7 +10,7 @@
   whole_process.py PROGRAMS record    velmora-record against ffmpeg and a GStreamer pipeline, with sound
   whole_process.py PROGRAMS encode    velmora-record with a compressor against ffmpeg with the same, at the same camera
 
-PROGRAMS is the folder of the built programs. Each line printed is a row of the table of run_benchmarks.sh."""
+PROGRAMS is the folder of the built programs. Each line printed is a row of the table of run.sh."""
 
 import contextlib
 import os

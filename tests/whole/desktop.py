@@ -248,7 +248,9 @@ class Velmora:
         wait_for("the dialog to close", 10, lambda: dialog not in self.dialogs())
 
     def dialogs(self):
-        return [window for window in self.screen.windows(self.process) if window != self.window]
+        """Windows besides the main one, without lists and menus that pop up."""
+        return [window for window in self.screen.windows(self.process) if window != self.window
+                and "Override Redirect State: no" in self.screen.output("xwininfo", "-id", str(window))]
 
     def screenshot(self, path):
         self.screen.screenshot(path, self.screen.rectangle(self.window))
