@@ -61,9 +61,9 @@ start() {
     pids+=($!)
 }
 
-# Waits until a command succeeds, ten seconds at most.
+# Waits until a command succeeds, a minute at most.
 await() {
-    for _ in $(seq 100); do
+    for _ in $(seq 600); do
         "$@" >/dev/null 2>&1 && return
         sleep 0.1
     done
