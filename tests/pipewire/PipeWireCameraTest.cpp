@@ -2,12 +2,16 @@
 // Cameras of a PipeWire server that are no V4L2 nodes: a server of the test's own, cameras that are processes of their
 // own, and both killed while they deliver.
 #include "platform/digitizer/Digitizer.h"
+#include "support/Files.h"
 #include "support/FrameCollector.h"
+#include "support/IdleShare.h"
 
 #include <algorithm>
 #include <csignal>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <spawn.h>
+#include <sstream>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -77,26 +81,45 @@ std::unique_ptr<Digitizer> OpenCamera()
     return camera;
 }
 
-// The frames show consecutive numbers, each at the time on the grid at which the camera made it.
-void ExpectEveryFrame(const std::vector<SeenFrame>& seen)
+// The numbers of the frames that the camera handed over, by its log. It leaves one out when all its buffers are with
+// the receiver.
+std::vector<uint32_t> FramesMade(const std::string& log)
 {
-    for (size_t i = 1; i < seen.size(); ++i) {
-        ASSERT_TRUE(seen[i].number) << i;
-        EXPECT_EQ(*seen[i].number, *seen[i - 1].number + 1) << "frame " << i;
-        EXPECT_EQ(seen[i].sequence, seen[i - 1].sequence + 1) << "frame " << i;
-        EXPECT_NEAR(static_cast<double>(seen[i].captureTime - seen[i - 1].captureTime), 1e9 / 30, 2e3);
+    std::ifstream file(log);
+    std::vector<uint32_t> numbers;
+    for (std::string line; std::getline(file, line);)
+        if (std::istringstream words(line); line.starts_with("made")) {
+            words.ignore(4);
+            words >> numbers.emplace_back();
+        }
+    return numbers;
+}
+
+// Each frame that the camera made was seen, with the time on the grid at which it was made; those left out are counted.
+void ExpectEveryFrame(const std::vector<SeenFrame>& seen, const std::vector<uint32_t>& made)
+{
+    auto next = std::ranges::find(made, seen[0].number.value_or(0));
+    for (size_t i = 0; i < seen.size(); ++i, ++next) {
+        ASSERT_TRUE(next != made.end() && seen[i].number) << i;
+        ASSERT_EQ(*seen[i].number, *next) << "frame " << i;
+        const uint32_t after = *seen[i].number - *seen[0].number;
+        EXPECT_EQ(seen[i].sequence - seen[0].sequence, after) << "frame " << i;
+        EXPECT_NEAR(static_cast<double>(seen[i].captureTime - seen[0].captureTime), after * (1e9 / 30), 2e3);
     }
 }
 
 TEST(PipeWireCamera, EveryFrameInBothFormats)
 {
+    const test::TemporaryFolder folder;
+    const std::string log = folder / "frames";
     const auto process =
-        StartCamera({"--size", "640x480", "--size", "1280x720", "--format", "yuyv", "--format", "mjpeg"});
+        StartCamera({"--size", "640x480", "--size", "1280x720", "--format", "yuyv", "--format", "mjpeg", "--log", log});
     const auto camera = OpenCamera();
     EXPECT_EQ(camera->Formats().size(), 4U);
     const CaptureFormat formats[] = {{CodeOf("jpeg"), 1280, 720, 30}, {kYuvsPixelFormat, 640, 480, 30}};
     for (const CaptureFormat& format : formats) {
         FrameCollector frames;
+        const IdleShare idle;
         ASSERT_EQ(camera->SetFormat(format), noErr);
         ASSERT_EQ(camera->Start(frames), noErr) << camera->Reason();
         ASSERT_TRUE(frames.WaitFor(300));
@@ -105,7 +128,8 @@ TEST(PipeWireCamera, EveryFrameInBothFormats)
         seen.resize(300);
         EXPECT_EQ(seen[0].format, format.format);
         EXPECT_EQ(seen[0].width, format.width);
-        ExpectEveryFrame(seen);
+        ExpectEveryFrame(seen, FramesMade(log));
+        EXPECT_TRUE(!idle.HadTime() || *seen[299].number - *seen[0].number == 299);
     }
 }
 
@@ -121,10 +145,11 @@ TEST(PipeWireCamera, ComesBackAfterItsProcessAndInAnotherFormat)
     EXPECT_FALSE(camera->Reason().empty());
     process = StartCamera({"--size", "800x600", "--format", "mjpeg"});
     ASSERT_TRUE(Await(IsListed));
+    const IdleShare idle;
     const int64_t returned = MonotonicNow();
     const size_t before = frames.Seen().size();
     ASSERT_TRUE(frames.WaitFor(before + 10));
-    EXPECT_LT(frames.Seen()[before].arrival - returned, 2 * kNanosecondsPerSecond);
+    EXPECT_TRUE(!idle.HadTime() || frames.Seen()[before].arrival - returned < 2 * kNanosecondsPerSecond);
     EXPECT_EQ(frames.Seen().back().width, 800);
     EXPECT_EQ(frames.Seen()[before].failures, 1U);
     // Another format while it runs.
