@@ -13,6 +13,7 @@
 #include "platform/memory/ResultCodes.h"
 #include "platform/movies/MovieRecovery.h"
 #include "platform/movies/Movies.h"
+#include "ui/MenuStates.h"
 #include "ui/RecordingTexts.h"
 
 #include <algorithm>
@@ -21,7 +22,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <string_view>
 
 namespace velmora {
 
@@ -36,13 +36,6 @@ constexpr double kWarnSeconds = 120;
 constexpr double kStopSeconds = 2; // of recording that the disk must still hold
 constexpr int32_t kTurn = 50;      // milliseconds
 constexpr std::chrono::seconds kLongestRelease{5};
-
-// What would stop the pictures or the sound, or change their form, in the middle of a movie.
-constexpr std::array<std::string_view, 12> kNotWhileRecording{
-    "MonitorEnablePreview", "VideoEnabled",         "SoundEnabled",         "VideoSettings",
-    "SoundSettings",        "FileOpenSettings",     "VideoCompressionType", "VideoDepth",
-    "VideoFrameRate",       "SoundCompressionType", "SoundSampleRate",      "SoundSampleSize",
-};
 
 bool IsUnfinished(const platform::FinishingMovie& movie)
 {
@@ -299,8 +292,7 @@ void RecordingWatch::WaitForFinishing()
 
 bool RecordingWatch::RefusesMenuItem(const framework::MenuItem& item)
 {
-    if (std::ranges::find(kNotWhileRecording, item.Name.Bytes()) == kNotWhileRecording.end() ||
-        !window->VelmoraCanvas1()->Status().recording)
+    if (!InterruptsRecording(item) || !window->VelmoraCanvas1()->Status().recording)
         return false;
     MsgBox(NameOf(current) + " is being recorded, and this would interrupt it. Please press Stop first.");
     return true;

@@ -2,7 +2,6 @@
 #include "ui/GrabWindow.h"
 
 #include "framework/Date.h"
-#include "ui/MenuBar1.h"
 
 namespace velmora {
 
@@ -42,11 +41,6 @@ void GrabWindow::_CreateControls0()
 void GrabWindow::AddMenuHandlers()
 {
     _AddMenuHandler("FileClose", [this] { return _FileClose_Action(); });
-}
-
-void GrabWindow::Event_EnableMenuItems()
-{
-    MenuBar1::FileClose()->Enabled = true;
 }
 
 void GrabWindow::Event_Open()

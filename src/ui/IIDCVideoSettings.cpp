@@ -2,7 +2,6 @@
 #include "ui/IIDCVideoSettings.h"
 
 #include "framework/Application.h"
-#include "ui/MenuBar1.h"
 
 #include <array>
 
@@ -205,11 +204,6 @@ void IIDCVideoSettings::SetValuesFromSliders(int32_t index)
 void IIDCVideoSettings::AddMenuHandlers()
 {
     _AddMenuHandler("FileClose", [this] { return _FileClose_Action(); });
-}
-
-void IIDCVideoSettings::Event_EnableMenuItems()
-{
-    MenuBar1::FileClose()->Enable();
 }
 
 bool IIDCVideoSettings::_FileClose_Action()

@@ -5,7 +5,6 @@
 #include "ui/GrabWindow.h"
 #include "ui/Guide.h"
 #include "ui/IIDCVideoSettings.h"
-#include "ui/MenuBar1.h"
 #include "ui/MovieWindow.h"
 
 // What the menu items do while the main window is in front. Besides the user's own commands there is a family of
@@ -23,22 +22,6 @@ template <typename Show, typename Change> void ShowChangeShow(Show show, Change 
     show();
     change();
     show();
-}
-
-// Appends an item for each device. Devices may go after they were counted: then the last ones are no longer there.
-template <typename Describe> void AppendDevices(MenuItem& menu, int32_t count, Describe describe)
-{
-    for (int32_t i = 0; i < count; i++) {
-        const auto item = framework::New<MenuItem>();
-        item->HasMnemonic = false;
-        try {
-            describe(*item, i);
-        } catch (const framework::OutOfBoundsException&) {
-            return;
-        }
-        menu.Append(item);
-        framework::YieldToBackground();
-    }
 }
 
 bool OpenVendorPage(const char* path)
@@ -90,20 +73,6 @@ void MovieWindow::AddMenuHandlers()
     };
     for (const Binding& binding : kBindings)
         _AddMenuHandler(binding.item, [this, action = binding.action] { return (this->*action)(); });
-}
-
-void MovieWindow::PopulateMenus()
-{
-    const auto canvas = VelmoraCanvas1();
-    AppendDevices(*MenuBar1::SoundDeviceMenu(), canvas->SoundDeviceCount(), [&](MenuItem& item, int32_t i) {
-        item.Text = canvas->SoundDevice(i);
-        item.Checked = canvas->SoundDeviceAvailable(i);
-    });
-    AppendDevices(*MenuBar1::VideoDeviceMenu(), canvas->VideoDeviceCount(), [&](MenuItem& item, int32_t i) {
-        item.Name = "testmenu";
-        item.Text = canvas->VideoDevice(i);
-        item.Checked = canvas->VideoDeviceAvailable(i);
-    });
 }
 
 // The device's name is not put back into the caption when preview is turned on again.

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "ui/MovieWindow.h"
 
-#include "ui/MenuBar1.h"
-
 // The main window's layout and start. Each control is made in three steps: added under its name, given its properties,
 // given its handlers; so no handler runs for an initial value. The control's `Open` comes before the window's, which
 // is why the window can ask for device names in its own.
 //
 // What the controls do when they are worked is in ui/MovieWindowBehaviour.cpp, what the menu items do is in
-// ui/MenuActions.cpp.
+// ui/MenuActions.cpp, how they look in ui/MenuStates.cpp.
 
 namespace velmora {
 namespace {
@@ -264,16 +262,6 @@ void MovieWindow::Event_Resized()
 {
     const auto canvas = VelmoraCanvas1();
     canvas->VideoRecordSize(canvas->Width(), canvas->Height());
-}
-
-void MovieWindow::Event_EnableMenuItems()
-{
-    const auto canvas = VelmoraCanvas1();
-    MenuBar1::MonitorEnablePreview()->Checked = canvas->VideoPreview();
-    MenuBar1::VideoEnabled()->Checked = canvas->VideoEnabled();
-    MenuBar1::SoundEnabled()->Checked = canvas->SoundEnabled();
-    MenuBar1::MonitorPreviewWhileRecording()->Checked = canvas->PreviewWhileRecording();
-    MenuBar1::MonitorPreviewWhileRecording()->Enabled = true;
 }
 
 } // namespace velmora

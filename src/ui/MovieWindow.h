@@ -36,7 +36,8 @@ protected:
     void CreateControls() override;
     virtual void _CreateControls0();
 
-    // Events of the controls (ui/MovieWindowBehaviour.cpp; Open: ui/MovieWindow.cpp).
+    // Events of the controls (ui/MovieWindowBehaviour.cpp; Open: ui/MovieWindow.cpp; EnableMenuItems:
+    // ui/MenuStates.cpp).
     virtual bool VelmoraCanvas1_PaintInactive(Graphics& g);
     virtual void VelmoraCanvas1_EnableMenuItems();
     virtual void VelmoraCanvas1_PaintActive(Graphics& g);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "framework/Application.h"
 #include "framework/Date.h"
-#include "ui/MenuBar1.h"
 #include "ui/MovieWindow.h"
 
 #include <array>
@@ -120,13 +119,6 @@ void MovieWindow::VelmoraCanvas1_PaintActive(Graphics& g)
     g.FillRect(g.Width() - width, g.Height() - height, width, height);
     g.ForeColor(kWhite);
     g.DrawString(text, g.Width() - width, g.Height() - 2);
-}
-
-void MovieWindow::VelmoraCanvas1_EnableMenuItems()
-{
-    const bool enabled = VelmoraCanvas1()->VideoEnabled();
-    MenuBar1::VideoEnabled()->Text = enabled ? "Enabled" : "Disabled";
-    MenuBar1::VideoEnabled()->Checked = enabled;
 }
 
 void MovieWindow::SoundLevelMeterTimer_Action()
