@@ -6,7 +6,7 @@
 #   test     the servers and players that tests work with and are judged by
 #   kernel   an emulated machine, and what works the devices in it
 #   bench    what benchmarks are held against
-#   check    what checks the code's format
+#   check    what checks the code's format, and clang-tidy
 #   package  what makes and checks Debian packages, and the reference documentation
 # What will be installed and how much that is, is said first. Servers that come along are not started and not enabled.
 # Usage: packaging/install-packages.sh GROUP...
@@ -21,7 +21,7 @@ test="weston dbus-daemon at-spi2-core libglib2.0-bin pipewire pipewire-pulse pip
     gstreamer1.0-plugins-base gstreamer1.0-plugins-base-apps gstreamer1.0-plugins-good gstreamer1.0-pipewire gstreamer1.0-libav"
 kernel="qemu-system-x86 kmod udev alsa-utils v4l-utils"
 bench="gstreamer1.0-x"
-check="clang-format"
+check="clang-format clang-tidy"
 package="dpkg-dev file lintian appstream desktop-file-utils librsvg2-bin man-db doxygen"
 
 # Services that these packages would enable for every user, as package:unit. The tests start servers of their own.
