@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The poll timer: a carbon timer of 10 ms that gives one control's session its time. It owns a reference to the
-// control, which owns one to the timer: both live until the process ends, and the control's closing silences the timer.
+// The poll timer: a 10 ms carbon timer that calls the control's `Idle`. It holds a reference to the control, which
+// holds one to the timer: both live until the process ends. Closing the control stops the timer.
 #include "capture/CaptureClassTimer.h"
 
 #include "capture/VelmoraCanvas.h"

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 // A timer over one timer of the platform's event loop.
 //
-// The platform calls back a plain procedure that carries no object, so all timers share `timeraction`, which compares
-// the reference it is given with those of all living timers. States: constructed (`ref` -1), running, stopped (`ref`
-// keeps the old value, so that a further stop removes a dead reference and is ignored). `timers` owns every timer until
-// the process ends.
+// The platform calls back a plain procedure that carries no object, so all timers share `timeraction`, which looks up
+// the object by the timer reference. States: constructed (`ref` -1), running, stopped (`ref` keeps the old value; the
+// platform ignores a second stop, which removes a dead reference). `timers` owns every timer until the process ends.
 #include "capture/CarbonTimer.h"
 
 #include "framework/Application.h"
@@ -19,7 +18,7 @@ using framework::Reference;
 
 using InstallTimer = platform::Result (*)(platform::EventLoop, double, double, int32_t, int32_t, platform::Address);
 
-// The new timer's reference; 0 after a failure, which is shown under the operation's name.
+// Returns the new timer's reference; 0 on failure, which is shown in a message box with the operation's name.
 int32_t Attach(InstallTimer install, const char* operation, double interval, const Reference<MemoryBlock>& callback)
 {
     const platform::EventLoop loop = platform::GetMainEventLoop();
@@ -93,7 +92,7 @@ void CarbonTimer::RemoveTimer(int32_t timer)
 
 void CarbonTimer::timeraction(int32_t ref, int32_t)
 {
-    // An action may make further timers or release all of them, so both are looked at anew each time.
+    // An action may create timers or release all of them, so check the table and its size on every pass.
     for (size_t i = 0; timers && i < timers->size(); ++i) {
         const Reference<CarbonTimer> timer = (*timers)[i];
         if (timer->ref == ref)

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The channels: both are set up when a session opens, sound first, and each can be given up and made anew.
+// The channels: both are set up when a session opens, sound first, and each can be disposed and created again later.
 //
-// In the set-up failures show in the trace alone, and sound never keeps the video channel from being made: a sound
-// channel that could not be made is configured all the same, and each call is refused and traced. A channel made anew
-// is configured less: it gets bounds, whatever it is, and its usage.
+// During set-up, failures are only traced, and a failure of the sound channel never prevents the video channel: a sound
+// channel that could not be created is configured anyway, and each call fails and is traced. A channel that is created
+// again later is configured less: it gets bounds, even if it is a sound channel, and its usage.
 #include "capture/VelmoraCanvas.h"
 
 #include "platform/grabber/SequenceGrabber.h"
@@ -36,7 +36,7 @@ constexpr int16_t kSampleSize = 16;
 constexpr int16_t kSoundChannels = 2;
 constexpr std::array<int32_t, 5> kAdditionalRates{8000, 11025, 16000, 22050, 32000};
 
-// Rates that a sound channel is to offer besides those of its device.
+// Adds sample rates to those that the device of a sound channel offers.
 void SetAdditionalRates(int32_t channel)
 {
     Trace("Long2Fix(8000)=", platform::Long2Fix(8000));
@@ -78,15 +78,15 @@ void VelmoraCanvas::CreateSGChannel()
         return;
     PlaceChannel(sgVideoChannel);
     SetCaptureUsage(sgVideoChannel, kVideo.usageName);
-    StartWishedPreview();
+    StartRequestedPreview();
 }
 
-// Makes a channel and takes its number, which comes through `block`. False, traced, without a usable one; after a
-// refusal the control keeps the number it had.
+// Creates a channel and stores its number; `block` receives it from the platform. Returns false, and traces why, if
+// there is no usable number. If the call fails the control keeps the number it had.
 bool VelmoraCanvas::NewChannel(const ChannelKind& kind, MemoryBlock& block)
 {
     const int32_t err = platform::SGNewChannel(theSGComp, StringToOSType(kind.mediaType), block.Pointer());
-    Trace(kind.newChannelTrace, err); // a success too
+    Trace(kind.newChannelTrace, err); // on success too
     if (err != 0)
         return false;
     this->*kind.channel = block.Long(0);
@@ -96,15 +96,15 @@ bool VelmoraCanvas::NewChannel(const ChannelKind& kind, MemoryBlock& block)
     return false;
 }
 
-// Gives a channel the control's rectangle. The trace of a failure names another call, as it always has.
+// Sets the channel's bounds to the control's rectangle. The trace of a failure names another call, as it always has.
 void VelmoraCanvas::PlaceChannel(int32_t channel)
 {
     const int32_t err = platform::SGSetChannelBounds(channel, GetRect()->Pointer());
     Trace(err != 0 ? "SetChannelUsage err: " : "SGSetChannelBounds = ", err);
 }
 
-// Record only for the data procedure, which shows picture and sound itself; otherwise record, preview and play during
-// record.
+// Record only in data procedure mode, where the control shows the frames itself; otherwise record, preview and play
+// during record.
 void VelmoraCanvas::SetCaptureUsage(int32_t channel, const String& name)
 {
     constexpr int32_t all = platform::seqGrabRecord | platform::seqGrabPreview | platform::seqGrabPlayDuringRecord;
@@ -116,8 +116,8 @@ void VelmoraCanvas::SetCaptureUsage(int32_t channel, const String& name)
         Trace(mode + "SGSetChannelUsage " + name + " = ", err);
 }
 
-// Starts the session in its mode's way if a preview is wished for.
-void VelmoraCanvas::StartWishedPreview()
+// Starts the session, in the way of its mode, if a preview is requested.
+void VelmoraCanvas::StartRequestedPreview()
 {
     if (!VideoPreviewState)
         return;
@@ -127,8 +127,8 @@ void VelmoraCanvas::StartWishedPreview()
         SGStartPreview(theSGComp);
 }
 
-// Gives a channel up or makes it anew, without a look at one that exists: that one stays with the session and loses its
-// number. True when a new channel was made.
+// Disposes or creates a channel. Creating does not check for an existing channel: that one stays in the session, but
+// the control loses its number. Returns true if a new channel was created.
 bool VelmoraCanvas::EnableChannel(bool value, const ChannelKind& kind)
 {
     MemoryBlock block(4);
@@ -157,7 +157,7 @@ bool VelmoraCanvas::VideoEnabled()
 void VelmoraCanvas::VideoEnabled(bool value)
 {
     if (EnableChannel(value, kVideo))
-        StartWishedPreview();
+        StartRequestedPreview();
 }
 
 bool VelmoraCanvas::SoundEnabled()
@@ -165,7 +165,7 @@ bool VelmoraCanvas::SoundEnabled()
     return EnableSound;
 }
 
-// Unlike video, a new sound channel leaves the running session alone.
+// Unlike video, a new sound channel does not restart the session.
 void VelmoraCanvas::SoundEnabled(bool value)
 {
     EnableChannel(value, kSound);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Painting. `Event_Paint` draws the inactive picture when the framework asks for one; frames cover it as they come.
+// Painting. `Event_Paint` draws the inactive picture when the framework asks for it; live frames are drawn over it.
 // `triggerPaintEvent` lets the window draw on each frame before it is shown.
 #include "capture/VelmoraCanvas.h"
 
@@ -25,7 +25,7 @@ const Column columns[kColumns] = {
     {{0, 0, 255}, {204, 204, 204}},
 };
 
-// The lower band, measured in parts of the width: each factor is a whole number of 640ths.
+// The lower band, as fractions of the width: each is a whole number of 640ths.
 struct LowerBar {
     Color color;
     double left;
@@ -50,8 +50,8 @@ void PaintBlueScreen(Graphics& g, int32_t width, int32_t height, const String& c
     g.DrawString(caption, x, y, 0, false);
 }
 
-// A test card from the top down. Each bar is given its right edge as its width: the next one paints over the excess,
-// and the last covers what 7 columns leave of the width.
+// A test card from top to bottom. Each bar is as wide as its right edge is far: the next bar paints over the excess,
+// and the last one covers the remainder of the division by 7.
 void PaintColorBars(Graphics& g, int32_t width, int32_t height)
 {
     const int32_t barWidth = double2int(width / 7.0);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Preview and pause. In data procedure mode a preview is a running recording whose samples are dropped once shown, so
-// the record flag of the session tells whether it previews, and starting it means starting to record.
+// Preview and pause. In data procedure mode a preview is a recording whose samples are dropped once shown. So the
+// session's record flag says whether the preview runs, and starting the preview means starting to record.
 #include "capture/VelmoraCanvas.h"
 
 #include "platform/grabber/SequenceGrabber.h"
@@ -15,7 +15,7 @@ bool VelmoraCanvas::VideoPreview()
     const MemoryBlock previewMode(4);
     const MemoryBlock recordMode(4);
     if (platform::SGGetMode(theSGComp, previewMode.Pointer(), recordMode.Pointer()) == 0)
-        RaiseError(0); // the one question whose success is an event
+        RaiseError(0); // success raises the event, as in `RecordState`
     VideoPreviewState = (UseDataProc ? recordMode : previewMode).BooleanValue(0);
     return VideoPreviewState;
 }
@@ -42,7 +42,7 @@ void VelmoraCanvas::VideoPreview(bool value)
     }
 }
 
-// Usage of a channel that records, and previews or plays during record where that is wished.
+// Usage of a channel that records, and that previews and plays during record if requested.
 int32_t VelmoraCanvas::PlayUsage(bool preview) const
 {
     return platform::seqGrabRecord | (preview ? platform::seqGrabPreview : 0) |
@@ -93,7 +93,7 @@ String VelmoraCanvas::PreviewModeName(int32_t flags)
     case 64:
         return "Channel Play Post Conversion";
     default:
-        return ""; // sums of flags too
+        return ""; // combinations of flags too
     }
 }
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // The capture control, and its session of the Sequence Grabber from opening to release.
 //
-// The control owns the component instance, one video and one sound channel, the poll timer, the port that the grabber
-// is given (`GWorld`), the two image sequences of the live picture and the movie being written. The platform calls
-// back plain procedures, so each control stands in `SeqGrabbers` under its `refCon`, and every buffer finds its control
-// by that number.
+// The control owns the component instance, one video and one sound channel, the poll timer, the grabber's port
+// (`GWorld`), the two image sequences of the live picture and the movie being written. The platform calls back plain
+// procedures, so each control is in `SeqGrabbers` under its `refCon`, by which the data procedure finds the control of
+// a buffer.
 //
 // States: constructed (poll timer and key, no component), session running or failed (`Initialize`; the timer runs in
-// both), closed (`Event_Close`: the timer is silent, and since only `SGIdle` drives the grabber nothing happens any
-// more), destroyed (`Destructor`: the platform's objects are released and the key is given up).
+// both), closed (`Event_Close`: the timer is stopped, and as only `SGIdle` drives the grabber, nothing more happens),
+// destroyed (`Destructor`: the platform's objects are released and the key is removed).
 //
 // Everything happens on the main thread: the poll timer, `SGIdle` within it, the data procedure within that.
 #include "capture/VelmoraCanvas.h"
@@ -47,7 +47,7 @@ void VelmoraCanvas::Initialize()
         pollTimer->Start();
 }
 
-// Up to the running grabber, or to the first failure, which shows in the trace alone.
+// Opens and starts the grabber. Stops at the first failure, which is only traced.
 void VelmoraCanvas::OpenSession()
 {
     theSGComp = -1;
@@ -63,8 +63,8 @@ void VelmoraCanvas::OpenSession()
     if (err != 0)
         return;
 
-    // The wrapper of a window takes its top first. Placement comes from the channel's bounds, so the crossing is
-    // without effect.
+    // The wrapper of a window takes `top` first, so left and top are swapped here. This has no effect, as the picture
+    // is placed by the channel's bounds.
     GWorld = UseDataProc ? New<GWorldWrapper>(Width(), Height(), String("2vuy"))
                          : New<GWorldWrapper>(Left(), Top(), Width(), Height(), Window());
     err = SGSetGWorld(theSGComp, GWorld->handle->Long(0), 0);
@@ -78,8 +78,8 @@ void VelmoraCanvas::OpenSession()
         Trace("err dataRef=", err);
         CreateSGChannel();
         if (UseDataProc) {
-            // A data procedure is installed on a stopped grabber. Its recording is the live picture, so it starts
-            // whatever is wished for the preview.
+            // A data procedure can only be installed on a stopped grabber. Its recording is the live picture, so it
+            // starts whether or not a preview is requested.
             SGStop(theSGComp);
             platform::SGSetDataProc(theSGComp, platform::NewSGDataUPP(&VelmoraCanvas::DataProc), refCon);
             SGRecord();
@@ -121,8 +121,8 @@ void VelmoraCanvas::Destructor()
         SeqGrabbers->Remove(refCon);
 }
 
-// Ends a sequence, if there is one, without a message box. A failure leaves the reference, and is traced under the one
-// text that both sequences have.
+// Ends a sequence, if there is one, without a message box. On failure it keeps the reference and traces a text that is
+// the same for both sequences.
 bool VelmoraCanvas::EndSequenceQuietly(Reference<MemoryBlock>& sequence)
 {
     if (sequence && platform::CDSequenceEnd(sequence->Long(0)) != 0) {
@@ -207,7 +207,7 @@ int32_t VelmoraCanvas::SGSetGWorld(int32_t component, int32_t port, int32_t)
     return platform::SGSetGWorld(component, port, 0);
 }
 
-// Only ever used to say that no movie is to be made.
+// Only used to set "don't make a movie".
 int32_t VelmoraCanvas::SGSetDataRef(int32_t component, int32_t, int32_t, int32_t)
 {
     return platform::SGSetDataRef(component, 0, 0, platform::seqGrabDontMakeMovie);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The analog image controls: six values of the digitizer behind the video channel, 0 to 65535. Limits and defaults are
-// constants, the device is never asked for them.
+// The analog image controls: six values, 0 to 65535, of the video channel's digitizer. Limits and defaults are
+// constants; the device is never asked for them.
 //
-// A value travels as a signed 16-bit field, so one above 32767 reads back negative.
+// A value is passed as a signed 16-bit field, so one above 32767 reads back negative.
 #include "capture/VelmoraCanvas.h"
 
 #include "platform/digitizer/VideoDigitizer.h"

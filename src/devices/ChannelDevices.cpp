@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// What devices the two channels could use and do use. Nothing is cached. In the windows a channel's device changes by
-// the settings dialog or by restored settings; the terminal program chooses devices by their names.
+// The devices that the two channels can use, and those in use. Nothing is cached. In the windows a channel's device is
+// changed by the settings dialog or by restored settings; the terminal program selects devices by name.
 //
-// Each question takes a new list of the channel. The list before it is forgotten, not disposed; the one that is left at
-// the control's end is.
+// Each call fetches a new list from the channel. The previous list is dropped without being disposed; only the last one
+// is disposed, when the control is destroyed.
 #include "capture/VelmoraCanvas.h"
 
 #include "devices/SoundDriver.h"
@@ -37,13 +37,13 @@ int32_t FetchList(Reference<MemoryBlock>& list, int32_t channel, int32_t flags)
     return platform::SGGetChannelDeviceList(channel, flags, list->Pointer());
 }
 
-// The record behind a fetched list, or behind any block that holds a handle.
+// The record of a fetched list, or of any block that holds a handle.
 Reference<MemoryBlock> RecordOf(const Reference<MemoryBlock>& list)
 {
     return list->Ptr(0)->Ptr(0);
 }
 
-// Where an entry begins. An index outside of the list leads outside of it, which the block refuses to read.
+// The offset of an entry. An index outside of the list gives an offset outside of it, which the block refuses to read.
 int32_t EntryOffset(int32_t index, int32_t entrySize)
 {
     constexpr int64_t highest = std::numeric_limits<int32_t>::max();
@@ -57,13 +57,13 @@ Reference<MemoryBlock> CopyOfEntry(const MemoryBlock& list, int32_t index, int32
     return entry;
 }
 
-// A name without the unused end of its field, its length byte kept.
+// Cuts the unused end of a name field; the length byte stays.
 String NameWithLength(const String& field)
 {
     return Mid(field, 1, Asc(LeftB(field, 1)) + 1);
 }
 
-// A number from a fresh list, or the platform's code.
+// A number from a newly fetched list, or the result code.
 int32_t NumberFromList(Reference<MemoryBlock>& list, int32_t channel, int32_t flags, int32_t offset)
 {
     const int32_t result = FetchList(list, channel, flags);
@@ -103,7 +103,7 @@ int32_t VelmoraCanvas::SoundDeviceCount()
     return NumberFromList(theSGSoundDeviceList, sgSoundChannel, kDevicesOnly, kCount);
 }
 
-// The device, the number of its inputs, and these.
+// Text of the form "name", number of inputs, " - ", input names.
 String VelmoraCanvas::VideoDevice(int32_t index)
 {
     if (FetchList(theSGVideoDeviceList, sgVideoChannel, kWithInputs) != 0)
@@ -122,7 +122,7 @@ String VelmoraCanvas::VideoDevice(int32_t index)
     return NameWithLength(device.name()) + framework::Str(count) + " - " + inputText;
 }
 
-// The plain name, other than for video.
+// The plain name, unlike `VideoDevice`.
 String VelmoraCanvas::SoundDevice(int32_t index)
 {
     if (FetchList(theSGSoundDeviceList, sgSoundChannel, kDevicesOnly) != 0)
@@ -170,7 +170,7 @@ bool VelmoraCanvas::SoundDeviceAvailable(int32_t index)
     return DeviceAvailable(theSGSoundDeviceList, sgSoundChannel, index);
 }
 
-// The flags of an unavailable device are exactly 1; with further bits it counts as available.
+// The flags of an unavailable device are exactly 1; with further bits set it counts as available.
 bool VelmoraCanvas::DeviceAvailable(Reference<MemoryBlock>& list, int32_t channel, int32_t index)
 {
     if (const int32_t result = FetchList(list, channel, kDevicesOnly); result != 0) {
@@ -183,14 +183,14 @@ bool VelmoraCanvas::DeviceAvailable(Reference<MemoryBlock>& list, int32_t channe
     return record->Long(EntryOffset(index, kDeviceSize) + kFlags) != kUnavailable;
 }
 
-// Inert: asks for the list and counts nothing.
+// Fetches the list, but always returns 0.
 int32_t VelmoraCanvas::VideoDeviceInputCount(int32_t)
 {
     NumberFromList(theSGVideoDeviceList, sgVideoChannel, kWithInputs, kCount);
     return 0;
 }
 
-// Inputs count from 0 here and from 1 in the driver.
+// Inputs are numbered from 0 here and from 1 in the driver.
 int32_t VelmoraCanvas::SoundInput()
 {
     const MemoryBlock input(4);

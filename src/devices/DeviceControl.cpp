@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Commands to a DV camcorder or deck: AV/C frames of four bytes.
 //
-// Nothing is kept between commands. Each opens the isochronous data handler, takes the first device that has a mode
-// with video, configures the handler for it, sends its frame and closes the handler again, so that a device that joined
-// or left the bus is simply found or not. Whether the device carried a command out is not looked at.
+// No state is kept between commands. Each command opens the isochronous data handler, takes the first device with a
+// video mode, configures the handler for it, sends the frame and closes the handler, so devices may join or leave the
+// bus at any time. Whether the device carried out a command is not checked.
 #include "capture/VelmoraCanvas.h"
 
 #include "framework/Application.h"
@@ -149,8 +149,7 @@ void VelmoraCanvas::DeviceControlAVCCommand(int32_t ctype, int32_t subunit, int3
     platform::CloseComponent(instance.Long(0));
 }
 
-// Finds the device, configures the handler for it and sends the frame. The frame goes out even if the handler refuses
-// the configuration.
+// Finds the device, configures the handler for it and sends the frame, even if the configuration fails.
 void VelmoraCanvas::SendToVideoDevice(int32_t instance, const MemoryBlock& frame)
 {
     const MemoryBlock container(4);
@@ -161,7 +160,7 @@ void VelmoraCanvas::SendToVideoDevice(int32_t instance, const MemoryBlock& frame
     }
     const int32_t devices = platform::QTCountChildrenOfType(container.Long(0), kRoot, Code("devc"));
     if (devices == 0) {
-        RaiseError(result); // an event, though its code is 0
+        RaiseError(result); // raises the event with code 0
         return;
     }
     const int32_t mode = FindVideoMode(container.Long(0), devices);
@@ -177,7 +176,7 @@ void VelmoraCanvas::SendToVideoDevice(int32_t instance, const MemoryBlock& frame
     Transact(deviceControl.Long(0), frame, MemoryBlock(kResponseSize));
 }
 
-// The first mode of the first device that carries video; 0 without one.
+// The first video mode of the first device that has one; 0 if none has.
 int32_t VelmoraCanvas::FindVideoMode(int32_t container, int32_t devices)
 {
     for (int32_t i = 1; i <= devices; ++i) {
@@ -197,7 +196,7 @@ int32_t VelmoraCanvas::FindVideoMode(int32_t container, int32_t devices)
     return 0;
 }
 
-// Whether the media type in a mode is video. Data that can't be copied is an event and counts as no type.
+// Whether the media type of a mode is video. Raises `Error` if the type cannot be read.
 bool VelmoraCanvas::IsVideoMode(int32_t container, int32_t mode)
 {
     const int32_t mediaType = platform::QTFindChildByIndex(container, mode, Code("av  "), 1, 0);
@@ -211,7 +210,7 @@ bool VelmoraCanvas::IsVideoMode(int32_t container, int32_t mode)
     return type.Long(0) == Code("vide");
 }
 
-// Raises `NilObjectException` always: the handler that it is to ask is opened by nobody.
+// Always raises `NilObjectException`: `instance` stays nil because the handler is never opened.
 Reference<MemoryBlock> VelmoraCanvas::DeviceControlAVCQuery(int32_t ctype, int32_t subunit, int32_t opcode,
                                                             int32_t operand)
 {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The features of an IIDC camera, each a number between the camera's own limits.
 //
-// The digitizer tells a feature's settings in an atom container: "feat" in the root, in it "fstg" with a record of 24
-// bytes. A change goes back the same way. Every operation fetches the settings anew, into a container of its own that
-// is never given back.
+// The digitizer describes a feature's settings in an atom container: "feat" in the root, in it "fstg" with a record of
+// 24 bytes. Changes are written the same way. Every operation fetches the settings again, into a new container that is
+// never disposed.
 #include "capture/VelmoraCanvas.h"
 
 #include "framework/Application.h"
@@ -34,10 +34,10 @@ constexpr int32_t kRawMaximum = 6;
 constexpr int32_t kStateFlags = 16;
 constexpr int32_t kStateValue = 20; // a fraction of the raw maximum
 
-// A feature that can be switched, set by hand, or has a value in use.
+// A feature that can be turned on and off, can be set manually, or has a value.
 constexpr int32_t kFeatureMask = 1 | 4 | 32;
 
-// The capabilities come in network order, other than the rest of the record.
+// The capabilities are in network byte order, unlike the rest of the record.
 int32_t InHostOrder(int32_t word)
 {
     if constexpr (std::endian::native == std::endian::little)
@@ -52,7 +52,7 @@ int32_t FindSettings(int32_t container, int32_t feat)
 
 } // namespace
 
-// What was fetched of a feature. `err` is the result of copying the record, which stays zero where nothing was copied.
+// A feature's settings. `err` is the result of copying the record; if that fails the record stays zero.
 struct VelmoraCanvas::FeatureSettings {
     int32_t digitizer = 0;
     int32_t container = 0;
@@ -63,7 +63,7 @@ struct VelmoraCanvas::FeatureSettings {
     bool Supported() const { return (InHostOrder(record.Long(kCapabilities)) & kFeatureMask) > 0; }
 };
 
-// False where the digitizer has no settings to tell, which is an event unless only the atom is missing.
+// Returns false if the digitizer has no settings for the feature. Raises `Error` unless only the atom is missing.
 bool VelmoraCanvas::FetchFeature(OSType feature, FeatureSettings& settings)
 {
     NullMemoryBlock null;
@@ -96,7 +96,7 @@ void VelmoraCanvas::IIDCFeature(OSType feature, int32_t value)
     if (!FetchFeature(feature, settings))
         return;
     if (!settings.Supported()) {
-        RaiseError(settings.err); // an event, though the code is 0 as a rule
+        RaiseError(settings.err); // usually with code 0
         return;
     }
     settings.record.Long(kStateFlags, kFeatureMask);
@@ -146,7 +146,7 @@ bool VelmoraCanvas::isIIDCFeatureSupported(const String&, OSType feature)
     return FetchFeature(feature, settings) && settings.Supported();
 }
 
-// Any digitizer that tells what component it is counts; what a camera offers shows in its features.
+// True for any digitizer that reports a component description; what a camera offers shows in its features.
 bool VelmoraCanvas::isIIDC()
 {
     const MemoryBlock description(20);

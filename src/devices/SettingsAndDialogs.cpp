@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The platform's settings dialogs, and the settings of the whole session as a string of bytes.
 //
-// A dialog needs the grabber at rest: it is stopped before one in data procedure mode and paused in direct mode, and
-// runs again afterwards only if a preview is wished for. Restoring settings replaces the session's channels, so the
-// control looks its own up again by their types.
+// The grabber must not run while a dialog is open: it is stopped in data procedure mode and paused in direct mode, and
+// started again afterwards only if a preview is requested. Restoring settings replaces the session's channels, so the
+// control finds its channels again by their types.
 #include "capture/VelmoraCanvas.h"
 
 #include "framework/Application.h"
@@ -17,8 +17,8 @@ namespace velmora {
 
 using Utilities::Trace;
 
-// What differs between the four dialogs: words of their traces (only the video dialog with a result has a 2 in its
-// operation's name), and that a video dialog may change the size of the frames, so that the image sequences end.
+// What differs between the four dialogs: the words of their traces (only the video dialog with a result has a 2 in its
+// operation's name). And a video dialog may change the frame size, so it must end the image sequences.
 struct VelmoraCanvas::SettingsDialogKind {
     const char* operation;
     const char* tag;
@@ -66,7 +66,7 @@ void VelmoraCanvas::ShowSettingsDialog(int32_t channel, const SettingsDialogKind
     if (UseDataProc && kind.endsImageSequences)
         DestroyImageSeqs();
     if (!VideoPreviewState)
-        return; // what was stopped or paused stays so
+        return; // stays stopped or paused
     const String tag = kind.tag;
     if (UseDataProc) {
         SGRecord();
@@ -76,7 +76,7 @@ void VelmoraCanvas::ShowSettingsDialog(int32_t channel, const SettingsDialogKind
     }
 }
 
-// Takes no event away from the dialog.
+// Handles no event, so the dialog handles all of them.
 bool VelmoraCanvas::SeqGrabberModalFilterProc(int32_t, int32_t, int32_t, int32_t)
 {
     return false;
@@ -91,7 +91,7 @@ String VelmoraCanvas::UserSettings()
         RaiseError(result);
         return "";
     }
-    // Putting and disposing are traced under one text.
+    // Both failures are traced with the same text.
     const auto check = [this](int32_t err) {
         if (err == 0)
             return;
@@ -127,14 +127,14 @@ void VelmoraCanvas::UserSettings(const String& settings)
     platform::DisposeHandle(handle);
     if (err == 0)
         FindChannels();
-    // A restore starts the picture even if it was off.
+    // Restoring settings starts the preview even if it was off.
     if (UseDataProc)
         SGRecord();
     else
         SGStartPreview(theSGComp);
 }
 
-// Looks the session's channels up by their types; of several of one type the last one counts.
+// Finds the session's channels by their types; if there are several of a type, takes the last one.
 void VelmoraCanvas::FindChannels()
 {
     const MemoryBlock channel(4);

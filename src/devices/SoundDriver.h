@@ -7,8 +7,8 @@
 
 namespace velmora {
 
-/// Reads a property of the driver behind a sound channel into `block`. The driver is asked for at each call, since a
-/// channel may change its device between any two.
+/// Reads a property of a sound channel's driver into `block`, which must be large enough for it. Returns the result
+/// code. The driver is looked up at each call, since the channel may have changed its device.
 inline platform::Result ReadSoundDriver(int32_t channel, const String& selector, const MemoryBlock& block)
 {
     return platform::SPBGetDeviceInfo(platform::SGGetSoundInputDriver(channel), VelmoraCanvas::OSTypeToLong(selector),

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The level meter of the sound driver. Each read is one call of the driver, so left and right are of two moments; no
-// state is kept between polls. After a failure a read gives what its zeroed block gives.
+// The level meter of the sound driver. Each read is a separate driver call, so left and right are not measured at the
+// same moment. No state is kept between calls. After a failure a read returns 0.
 #include "capture/VelmoraCanvas.h"
 
 #include "devices/SoundDriver.h"
@@ -21,7 +21,7 @@ bool VelmoraCanvas::SoundLevelMeterActive()
     return state.Short(0) >= 1;
 }
 
-// The on state carries the number of channels to be metered.
+// The driver's "on" is the number of channels to measure.
 void VelmoraCanvas::SoundLevelMeterActive(bool value)
 {
     MemoryBlock state(4);
@@ -30,7 +30,7 @@ void VelmoraCanvas::SoundLevelMeterActive(bool value)
     RaiseFailure(platform::SPBSetDeviceInfo(driver, OSTypeToLong("lmet"), state.Pointer()));
 }
 
-// The low half of the gain, which is what this property has always told.
+// The low half of the gain, which this property has always returned.
 int32_t VelmoraCanvas::SoundLevelMeterChannelCount()
 {
     const MemoryBlock gain(4);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Format, rate, volume and gain of the sound channel. Nothing is kept here: each read and write goes to the platform.
-// Three of the parameters share one call, so that writing one means reading all three and writing all three back.
+// Format, rate, volume and gain of the sound channel. Nothing is stored here: each read and write goes to the platform.
+// Three of the parameters share one call, so setting one means reading all three and writing all three back.
 #include "capture/VelmoraCanvas.h"
 
 #include "devices/SoundDriver.h"
@@ -62,7 +62,7 @@ void VelmoraCanvas::SoundChannelCount(int32_t channels)
     WriteSoundParameters(now.sampleSize.Short(0), channels, now.compression.Long(0));
 }
 
-// The bytes as they lie: on a little-endian machine the reverse of what the setter takes.
+// The bytes in memory order: on a little-endian machine the reverse of what the setter takes.
 String VelmoraCanvas::SoundCompressionType()
 {
     const SoundParameters now;
@@ -70,7 +70,7 @@ String VelmoraCanvas::SoundCompressionType()
     return now.compression.StringValue(0, 4);
 }
 
-// Takes the two others as addresses, so that a 0 in either is a nil reference, whose use is an exception.
+// Treats the two other parameters as addresses, so a 0 in either is a nil reference, which raises an exception.
 void VelmoraCanvas::SoundCompressionType(const String& code)
 {
     const SoundParameters now;
@@ -80,7 +80,7 @@ void VelmoraCanvas::SoundCompressionType(const String& code)
     WriteSoundParameters(sampleSize, channels, OSTypeToLong(code));
 }
 
-// Whole hertz; a fraction is lost.
+// In hertz; the fraction is truncated.
 int32_t VelmoraCanvas::SoundSampleRate()
 {
     const platform::Fixed rate = platform::SGGetSoundInputRate(sgSoundChannel);
@@ -111,7 +111,7 @@ double VelmoraCanvas::SoundInputGain()
     return platform::Fix2X(gain.Long(0));
 }
 
-// The one write to a driver that is bound by name.
+// The only write to a driver that is bound by name.
 void VelmoraCanvas::SoundInputGain(double value)
 {
     MemoryBlock gain(4);

@@ -13,7 +13,7 @@ namespace velmora {
 CaptureRuntime::CaptureRuntime(int& argc, char** argv, bool needsDisplay)
 {
     framework::StartRuntime(argc, argv, needsDisplay);
-    // A reader that goes away and a limit to the size of files must not end a recording: the calls fail instead.
+    // A closed pipe or a file size limit must not end the process and its recording: let the calls fail instead.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     framework::RegisterApplication(std::make_shared<framework::Application>());
@@ -23,7 +23,7 @@ CaptureRuntime::CaptureRuntime(int& argc, char** argv, bool needsDisplay)
 
 CaptureRuntime::~CaptureRuntime()
 {
-    // Controls and timers refer to each other: the tables that hold them go before the platform they call.
+    // Controls and timers refer to each other. Release the tables that hold them before the platform that they call.
     VelmoraCanvas::SeqGrabbers = nullptr;
     CarbonTimer::timers.reset();
     platform::EndPlatform();

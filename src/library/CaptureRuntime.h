@@ -3,15 +3,14 @@
 
 namespace velmora {
 
-/// What a program needs around its use of the capture control: the framework with its event loop, the platform with its
-/// devices, and the control's own tables. One object of it, made first thing in `main` and destroyed last.
-///
-/// It is for programs with a `main` of their own. No window and no `VelmoraCanvas` may be alive when it is destroyed.
+/// Sets up what the capture control needs: the framework with its event loop, the platform with its devices, and the
+/// control's own tables. Create one object first thing in `main` and destroy it last. No window and no `VelmoraCanvas`
+/// may be alive when it is destroyed.
 class CaptureRuntime {
 public:
-    /// Starts everything; no device is opened yet. `argc` and `argv` are those of `main`, from which the framework
-    /// takes its own options ("-platform", "-display"). Without `needsDisplay` everything works without a screen and no
-    /// window shows.
+    /// Starts the framework and the platform; no device is opened yet. `argc` and `argv` are those of `main`; the
+    /// framework removes its own options ("-platform", "-display"). Pass false for `needsDisplay` to run without a
+    /// display server; windows are then not shown.
     CaptureRuntime(int& argc, char** argv, bool needsDisplay = true);
 
     /// Closes every device and ends the framework.
@@ -20,11 +19,11 @@ public:
     CaptureRuntime(const CaptureRuntime&) = delete;
     CaptureRuntime& operator=(const CaptureRuntime&) = delete;
 
-    /// Handles events until a window with `EndsProgram` has closed or `Quit` is called. Returns the exit code for
+    /// Handles events until a window with `EndsProgram` is closed or `Quit` is called. Returns the exit code for
     /// `main`.
     int Run();
 
-    /// Ends `Run` once the present event has been handled.
+    /// Makes `Run` return once the present event has been handled.
     static void Quit();
 };
 

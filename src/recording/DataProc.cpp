@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The data procedure: each buffer that the grabber captures passes through here, inside `SGIdle`, on the main thread.
 //
-// A buffer is first measured, then handed to the movie writer while a recording runs, and a video frame is then shown
-// through two chained sequences: the first decodes it at its own size into `decompGworld`, over a picture on which the
-// window may draw, the second brings that picture into the window through the matrix with flips and rotation.
+// It computes the buffer's duration and passes the buffer to the movie writer while a recording runs. A video frame is
+// then shown through two chained sequences: the first decodes it at its own size into `decompGworld`, a picture on
+// which the window may draw; the second draws that picture into the window through the matrix with flips and rotation.
 //
-// Both sequences are begun at the first frame that finds none and used for all that follow, so a frame costs two blocks
-// of four bytes here. States: none (both nil), displaying to be begun anew (`displaySeq` nil), running. A sequence that
-// could not be begun leaves its block without a number, and is not tried again until `DestroyImageSeqs`.
+// Both sequences are started by the first frame that finds none and used for all following frames, so a frame costs two
+// blocks of four bytes here. States: none (both nil), display to be restarted (`displaySeq` nil), running. A sequence
+// that failed to start leaves a block with no reference in it, and is not tried again until `DestroyImageSeqs`.
 #include "capture/VelmoraCanvas.h"
 
 #include "framework/Application.h"
@@ -30,7 +30,7 @@ constexpr int32_t kPictureDepth = 32;
 constexpr int32_t kDescriptionWidth = 32;
 constexpr int32_t kDescriptionHeight = 34;
 
-// Begins a sequence of normal quality with the fastest decompressor.
+// Starts a sequence of normal quality with the fastest decompressor.
 int32_t BeginSequence(MemoryBlock& sequence, int32_t description, int32_t data, int32_t size,
                       const GWorldWrapper& target, int32_t matrix)
 {
@@ -39,7 +39,7 @@ int32_t BeginSequence(MemoryBlock& sequence, int32_t description, int32_t data, 
                                               platform::kBestSpeedCodec);
 }
 
-// Ends a sequence, if there is one. A failure is shown and leaves the reference.
+// Ends a sequence, if there is one. On failure it shows the message and keeps the reference.
 bool EndSequence(Reference<MemoryBlock>& sequence, const char* failure)
 {
     if (sequence && platform::CDSequenceEnd(sequence->Long(0)) != 0) {
@@ -52,7 +52,7 @@ bool EndSequence(Reference<MemoryBlock>& sequence, const char* failure)
 
 } // namespace
 
-// The result is 0 always: the grabber is never told to stop.
+// Always returns 0, so the grabber goes on whatever happens here.
 int32_t VelmoraCanvas::DataProc(int32_t c, int32_t p, int32_t len, int32_t, int32_t, int32_t time, int16_t writeType,
                                 int32_t refCon)
 {
@@ -67,7 +67,7 @@ int32_t VelmoraCanvas::DataProc(int32_t c, int32_t p, int32_t len, int32_t, int3
         return 0;
     }
 
-    // Sound is measured against the last video frame as well, and its writer makes no use of it.
+    // The duration of a sound buffer is computed as well, but not used.
     int32_t duration = kDurationOfFirstFrame;
     if (control->lasttimevalue != -1)
         duration = static_cast<int32_t>(int64_t{time} - control->lasttimevalue);
@@ -124,8 +124,8 @@ bool VelmoraCanvas::BeginDisplay()
     return true;
 }
 
-// From the frame's rectangle to the control's in the window, then rotation, horizontal and vertical flip. What turns a
-// picture over moves it out of its place; the moves bring it back, that of the rotation for half a turn only.
+// Maps the frame's rectangle to the control's, then rotates and flips. Rotating and flipping move the picture out of
+// the rectangle; the translations bring it back, after a rotation only if it was half a turn.
 Reference<MemoryBlock> VelmoraCanvas::DisplayMatrix()
 {
     auto matrix = New<MemoryBlock>(36);
@@ -151,7 +151,7 @@ Reference<MemoryBlock> VelmoraCanvas::DisplayMatrix()
     return matrix;
 }
 
-// What the window draws on the decoded frame shows on the screen and in still pictures, never in the file.
+// What the window draws on the decoded frame appears on the screen and in still pictures, never in the file.
 void VelmoraCanvas::ShowFrame(int32_t p, int32_t len)
 {
     const MemoryBlock out(4);

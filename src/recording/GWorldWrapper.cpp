@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// A buffer of pixels over a graphics world or a port of the platform. The wrapper holds a number and a rectangle; the
-// pixels are the platform's and stay locked. Nothing is given back: a new world lives as long as the process, a port as
-// long as its window or picture.
+// A pixel buffer over a graphics world or a port of the platform. The wrapper holds a reference and a rectangle; the
+// pixels belong to the platform and stay locked. Nothing is released here: a new world lives as long as the process, a
+// port as long as its window or picture.
 //
-// The platform's drawing calls are bound by name at the moment of each call, so a platform without one of them is told
-// by an exception from here.
+// The platform's drawing calls are bound by name at each call, so that a call which the platform lacks raises an
+// exception here.
 #include "recording/GWorldWrapper.h"
 
 #include "framework/Application.h"
@@ -37,7 +37,7 @@ const LazyFunction<int32_t(int32_t, int32_t)> lazyMakeImageDescription(kQuickTim
 constexpr uint32_t kThirtyTwoBits = 32;
 constexpr int32_t kPortHandle = 2; // of a `Graphics`
 
-// The port behind a picture. The empty fill makes sure that there is one to ask for.
+// The port of a picture. The empty fill makes sure that the picture has one.
 int32_t PortOf(Picture& picture)
 {
     picture.Graphics().FillRect(0, 0, 0, 0);

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
-// The movie of data procedure mode: one video and one sound track, whose media take each buffer exactly as the grabber
-// delivered it.
+// The movie of data procedure mode: one video and one sound track. Each buffer is added to its media exactly as the
+// grabber delivered it.
 //
-// States: closed, open (storage made), editing (tracks and media made, samples may come), closed again when the edits
-// are finished. Video samples carry measured durations in the channel's time scale. Sound is counted in samples of
-// duration 1, and the first sound buffer of the control's life loses its beginning, so that it ends with the video that
-// has gone before it. That it came, and the sum of video durations, outlive a recording.
+// States: closed, open (storage created), editing (tracks and media created, samples can be added), closed again when
+// the edits are finished. Video samples have measured durations in the channel's time scale. Sound samples have
+// duration
+// 1. The first sound buffer of the control's life is trimmed at its start, so that it is as long as the video before
+// it. `gotaudio` and the sum of video durations are kept from one recording to the next.
 //
-// The media are held open for the whole recording and put into their tracks in one piece at its end. Until the movie
-// has been added to its storage the file holds media data without a header.
+// The media stay open for the whole recording and are inserted into their tracks in one piece at its end. The complete
+// movie header is written when the movie is added to its storage.
 #include "capture/VelmoraCanvas.h"
 
 #include "corefoundation/CFString.h"
@@ -40,14 +41,14 @@ constexpr int32_t kSoundChannels = 24;
 constexpr int32_t kSoundSampleSize = 26;
 constexpr int32_t kSoundSampleRate = 32;
 
-// For failures that are of interest to a debugger alone.
+// For failures that only concern a debugger.
 void BreakUnlessZero(int32_t result)
 {
     if (result != 0)
         Break();
 }
 
-// Shows a message and tells that something failed.
+// Shows the message if `failed` is true. Returns `failed`.
 bool Failed(bool failed, const char* message)
 {
     if (failed)
@@ -55,8 +56,8 @@ bool Failed(bool failed, const char* message)
     return failed;
 }
 
-// How a failed end of a recording leaves it: an exception that carries no object.
-[[noreturn]] void GiveUp(const framework::String& message)
+// Shows the message and throws an exception that carries no object.
+[[noreturn]] void ThrowAfterMessage(const framework::String& message)
 {
     MsgBox(message);
     throw Reference<framework::RuntimeException>();
@@ -66,7 +67,7 @@ bool Failed(bool failed, const char* message)
 
 void VelmoraCanvas::createmoviestorage(const Reference<FolderItem>& file)
 {
-    // Taking out the shell's backslashes gives the plain path again; a name with one of its own loses that too.
+    // Without the shell's backslashes this is the plain path again, except for names with a backslash of their own.
     const CFString path(ReplaceAll(file->ShellPath(), "\\", ""));
     const MemoryBlock dataRef(4);
     const MemoryBlock dataRefType(4);
@@ -80,8 +81,8 @@ void VelmoraCanvas::createmoviestorage(const Reference<FolderItem>& file)
     platform::DisposeHandle(dataRef.Long(0));
 }
 
-// Makes both tracks and opens their media, up to the first failure; what was made before it stays. The media take the
-// channels' time scales as they are at this moment.
+// Creates both tracks and opens their media. Stops at the first failure and keeps what was created before it. The media
+// take the present time scales of the channels.
 void VelmoraCanvas::addtracksToMovie(int32_t movie)
 {
     myvideotrack =
@@ -118,7 +119,7 @@ int32_t VelmoraCanvas::AppendDataProcDataToMovie(int32_t c, int32_t p, int32_t l
     return 0;
 }
 
-// One sample, marked as a sync sample whatever the compressor did.
+// Adds one sample and marks it as a sync sample, whatever the compressor made of it.
 void VelmoraCanvas::AppendVideo(int32_t c, const Reference<MemoryBlock>& data, int32_t len, int32_t duration)
 {
     if (!isRecording)
@@ -138,8 +139,8 @@ void VelmoraCanvas::AppendVideo(int32_t c, const Reference<MemoryBlock>& data, i
     Utilities::DisposeHandle(copy);
 }
 
-// A run of samples of duration 1, taken to be uncompressed. Nothing is clamped: sizes and counts that don't fit the
-// buffer are the platform's to refuse.
+// Adds samples of duration 1, assuming uncompressed sound. Nothing is clamped: the platform rejects sizes and counts
+// that do not fit the buffer.
 void VelmoraCanvas::AppendSound(int32_t c, const Reference<MemoryBlock>& data, int32_t len)
 {
     if (!isRecording)
@@ -172,24 +173,24 @@ void VelmoraCanvas::FinishMovieEdits()
 {
     const int32_t videoDuration = platform::GetMediaDuration(myvideomedia);
     const int32_t soundDuration = platform::GetMediaDuration(mysoundmedia);
-    // Asked as well, but neither track is cut to the other's length.
+    // The time scales are read but not used: neither track is cut to the other's length.
     platform::GetMediaTimeScale(myvideomedia);
     platform::GetMediaTimeScale(mysoundmedia);
 
-    // The one failure that ends the operation without an exception.
+    // The only failure that does not throw.
     if (Failed(platform::EndMediaEdits(myvideomedia) != 0, "error EndMediaEdits (video buffer)"))
         return;
     if (platform::InsertMediaIntoTrack(myvideotrack, kEndOfTrack, 0, videoDuration, int2fixed(1)) != 0)
-        GiveUp("error InsertMediaIntoTrack (video) clip");
+        ThrowAfterMessage("error InsertMediaIntoTrack (video) clip");
     if (platform::EndMediaEdits(mysoundmedia) != 0)
-        GiveUp("error EndMediaEdits (sound)");
+        ThrowAfterMessage("error EndMediaEdits (sound)");
     const int32_t result = platform::InsertMediaIntoTrack(mysoundtrack, kEndOfTrack, 0, soundDuration, int2fixed(1));
     if (result != 0)
-        GiveUp("error InsertMediaIntoTrack (sound) clip: " + Str(result));
+        ThrowAfterMessage("error InsertMediaIntoTrack (sound) clip: " + Str(result));
     const int32_t added = platform::AddMovieToStorage(outputMovie->Long(0), moviedatahandler->Long(0));
-    BreakUnlessZero(tally.Keep(added));
+    BreakUnlessZero(tally.KeepFirstFailure(added));
     const int32_t closed = platform::CloseMovieStorage(moviedatahandler->Long(0));
-    BreakUnlessZero(tally.Keep(closed));
+    BreakUnlessZero(tally.KeepFirstFailure(closed));
     tally.finished = added == 0 && closed == 0;
 }
 

@@ -5,11 +5,11 @@
 
 namespace velmora {
 
-/// A block without memory, to pass a null pointer where a block is wanted.
+/// A block without memory, for passing a null pointer where a block is expected.
 class NullMemoryBlock : public framework::MemoryBlock {
 public:
     NullMemoryBlock() = default;
-    void Constructor() {}
+    void Constructor() {} ///< does nothing: the block stays nil
 };
 
 } // namespace velmora

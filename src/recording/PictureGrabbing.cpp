@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Still pictures: a copy of the newest decoded frame in data procedure mode, otherwise a new picture of the grabber,
-// which is paused for it.
+// Still pictures: in data procedure mode a copy of the last decoded frame, otherwise a picture that the grabber takes
+// while it is paused.
 #include "capture/VelmoraCanvas.h"
 
 #include "framework/Application.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Recording: `Record` and `Stop`. In data procedure mode the grabber runs all the time, and these two open and close a
-// movie, with `isRecording` as the gate that buffers pass. In direct mode the grabber itself writes the file and is
-// started and stopped.
+// Recording: `Record` and `Stop`. In data procedure mode the grabber runs all the time; these two open and close a
+// movie, and `isRecording` lets the buffers through. In direct mode they start and stop the grabber, which writes the
+// file itself.
 #include "capture/VelmoraCanvas.h"
 
 #include "platform/grabber/SequenceGrabber.h"
@@ -16,12 +16,11 @@ namespace velmora {
 
 namespace {
 
-// The record that names a file: volume, folder, and the name with its length in one byte. A longer name makes it
-// longer.
+// The file record: volume, folder, and the name with its length in one byte. The record grows for longer names.
 constexpr int32_t kFileSpecSize = 69;
 constexpr int32_t kNameInFileSpec = 6;
 
-// No movie is made in the file, it is not opened, and it gets no resources.
+// Create no movie in the file, do not open it, write no resources.
 constexpr uint32_t kOnlyCreate = 0x70000000;
 
 } // namespace
@@ -46,7 +45,7 @@ void VelmoraCanvas::Record(const Reference<FolderItem>& file)
     RaiseRecordingChanged(true);
 }
 
-// Has the grabber write into the file. A failure passes in silence.
+// Makes the grabber write into the file. Failures are ignored.
 void VelmoraCanvas::RecordDirectly(const FolderItem& file)
 {
     const auto nameSize = static_cast<int32_t>(file.Name().Bytes().size());
@@ -77,7 +76,7 @@ void VelmoraCanvas::WatchLimits()
                           [this](bool ends) { return UseDataProc && !isRecording ? std::string() : ReachLimit(ends); });
 }
 
-// Called between two frames. In direct mode the grabber changes the files by itself.
+// Called between two frames. In direct mode the grabber switches files itself.
 std::string VelmoraCanvas::ReachLimit(bool ends)
 {
     if (ends)
@@ -86,16 +85,16 @@ std::string VelmoraCanvas::ReachLimit(bool ends)
     const Reference<FolderItem> file = asked ? asked(ends) : nullptr;
     if (ends || !file)
         return {};
-    Status(); // the last one of this file
+    Status(); // updates the tally while the present file is still open
     tally.repeatedBefore = tally.repeated;
     tally.path = file->AbsolutePath().Bytes();
     if (UseDataProc)
-        GoOnIn(file);
+        ContinueIn(file);
     return tally.path;
 }
 
-// The next movie is opened before the present one is finished: without it the recording goes on where it is.
-void VelmoraCanvas::GoOnIn(const Reference<FolderItem>& file)
+// Opens the next movie before it finishes the present one. If that fails the recording continues in the present movie.
+void VelmoraCanvas::ContinueIn(const Reference<FolderItem>& file)
 {
     const auto movie = [this] {
         return std::tie(moviedatahandler, outputMovie, myvideotrack, myvideomedia, mysoundtrack, mysoundmedia);
@@ -124,7 +123,7 @@ void VelmoraCanvas::Stop()
 {
     isActive = false;
     if (UseDataProc) {
-        isRecording = false; // first: no buffer may reach media whose edits are being ended
+        isRecording = false; // first, so that no buffer reaches media whose edits are being ended
         try {
             FinishMovieEdits();
         } catch (...) {
@@ -132,7 +131,7 @@ void VelmoraCanvas::Stop()
             throw;
         }
     } else {
-        const int32_t stopped = tally.Keep(SGStop(theSGComp));
+        const int32_t stopped = tally.KeepFirstFailure(SGStop(theSGComp));
         tally.finished = stopped == 0;
         RaiseFailure(stopped);
         RaiseFailure(SGStartPreview(theSGComp));
@@ -143,7 +142,7 @@ void VelmoraCanvas::Stop()
 int32_t VelmoraCanvas::StopWithResult()
 {
     isActive = false;
-    RaiseFailure(tally.Keep(SGStop(theSGComp)));
+    RaiseFailure(tally.KeepFirstFailure(SGStop(theSGComp)));
     RaiseFailure(SGRelease(theSGComp));
     const int32_t result = SGStartPreview(theSGComp);
     RaiseFailure(result);
@@ -163,7 +162,7 @@ bool VelmoraCanvas::RecordState()
     const MemoryBlock previewMode(4);
     const MemoryBlock recordMode(4);
     if (platform::SGGetMode(theSGComp, previewMode.Pointer(), recordMode.Pointer()) == 0)
-        RaiseError(0); // the other question whose success is an event
+        RaiseError(0); // success raises the event, as in `VideoPreview`
     return recordMode.BooleanValue(0);
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// A note is a small text file: "process" and "start" on a line each, then "path", which runs to the end of the file,
-// for a path may hold any byte. It is written and locked under a name that nobody looks for, and then takes its own; so
-// a note that can be seen is whole, and locked while its recording goes on. The lock goes with the process, however
-// that ends.
+// A note is a small text file: "process" and "start" on a line each, then "path", which runs to the end of the file
+// because a path may contain line ends. It is written and locked under a hidden name and then renamed. So a visible
+// note is always complete, and locked as long as its recording runs. The kernel releases the lock when the process
+// ends.
 #include "recording/RecordingNote.h"
 
 #include <algorithm>
@@ -40,7 +40,7 @@ bool WriteAll(int descriptor, const std::string& text)
 
 std::string ReadAll(int descriptor)
 {
-    std::array<char, 8192> bytes; // longer than any path
+    std::array<char, 8192> bytes; // PATH_MAX is 4096
     const ssize_t count = pread(descriptor, bytes.data(), bytes.size(), 0);
     return {bytes.data(), static_cast<size_t>(std::max<ssize_t>(count, 0))};
 }

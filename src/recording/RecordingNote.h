@@ -8,29 +8,28 @@
 
 namespace velmora {
 
-/// A note under the user's state folder ($XDG_STATE_HOME or ~/.local/state, "velmora/recordings") that a movie is being
-/// recorded. A note that its process left behind names a recording that was cut off. The note is locked while this
-/// object lives, which is how other processes see that the recording goes on.
+/// A note in the user's state folder ($XDG_STATE_HOME or ~/.local/state, "velmora/recordings") that says which movie is
+/// being recorded. A note left behind names a recording that was interrupted. The file is locked while this object
+/// lives, which tells other processes that the recording still runs.
 class RecordingNote {
 public:
-    /// Notes that this process records into a file of that absolute path. Null where no note can be kept, which does
-    /// not concern the recording.
+    /// Writes a note that this process records into the file with that absolute path. Returns null if the note cannot
+    /// be written; the recording works without it.
     static std::unique_ptr<RecordingNote> Write(const std::string& moviePath);
 
-    /// The notes that nobody holds, oldest first: of recordings that were cut off. Those whose movie is gone are
-    /// removed.
+    /// Locks and returns the notes of interrupted recordings, oldest first. Removes notes whose movie no longer exists.
     static std::vector<std::unique_ptr<RecordingNote>> LeftBehind();
 
-    /// Unlocks the note and leaves it there.
+    /// Unlocks the note and leaves the file in place.
     ~RecordingNote();
     RecordingNote(const RecordingNote&) = delete;
     RecordingNote& operator=(const RecordingNote&) = delete;
 
-    /// The recording has become a movie: nothing is left to remember.
+    /// Deletes the note, once the recording has become a movie.
     void Remove();
 
-    const std::string& MoviePath() const { return moviePath; }
-    int64_t Began() const { return began; } ///< seconds since 1970
+    const std::string& MoviePath() const { return moviePath; } ///< absolute
+    int64_t Began() const { return began; }                    ///< seconds since 1970
 
 private:
     RecordingNote(int descriptor, std::string notePath) : descriptor(descriptor), notePath(std::move(notePath)) {}

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// How a recording is going: what the writer, the channel's counts and the clock tell together. In data procedure mode
-// the frames are those that the writer took; in direct mode the control sees none, and the grabber's count stands for
-// them.
+// The status of a recording, put together from the writer's status, the channel's counts and the clock. In data
+// procedure mode it counts the frames that the writer took; in direct mode the control sees no frames and uses the
+// grabber's count.
 #include "recording/RecordingStatus.h"
 
 #include "capture/VelmoraCanvas.h"
@@ -15,7 +15,7 @@
 namespace velmora {
 namespace {
 
-// Until when frames that were dropped say that the machine is too slow.
+// How long after a dropped frame the machine counts as too slow.
 constexpr int64_t kLately = 5 * platform::kNanosecondsPerSecond;
 
 uint64_t LostIn(const platform::SGChannelCounts& counts)
@@ -35,7 +35,7 @@ void VelmoraCanvas::BeginTally(const FolderItem& file)
     tally = {};
     tally.path = file.AbsolutePath().Bytes();
     tally.began = platform::MonotonicNow();
-    // The grabber's own recording is a session of its own, whose counts begin with it.
+    // In direct mode the grabber's counts start at 0 with each recording.
     if (!UseDataProc)
         return;
     const platform::SGChannelCounts counts = platform::SGGetChannelCounts(sgVideoChannel);
@@ -62,9 +62,9 @@ RecordingStatus VelmoraCanvas::Status()
         status.bufferBytes = storage.bufferBytes;
         status.freeBytes = storage.freeBytes;
         status.secondsLeft = storage.secondsLeft;
-        tally.Keep(storage.failure);
+        tally.KeepFirstFailure(storage.failure);
         CountInTally(status);
-        // The writer takes a frame for which its memory has no room, and repeats the one before it.
+        // The writer accepts a frame that does not fit its memory, and repeats the previous one instead.
         tally.repeated = tally.repeatedBefore + static_cast<uint64_t>(storage.framesLost);
         status.frames -= std::min(status.frames, tally.repeated);
         status.lost += tally.repeated;

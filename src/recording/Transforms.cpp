@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Flips and rotation of the live picture. They only note what is wanted: the data procedure builds its matrix anew at
-// the next video frame. What is recorded is never transformed.
+// Flips and rotation of the live picture. The setters only store the values; the data procedure rebuilds its matrix at
+// the next video frame. The recording is never transformed.
 #include "capture/VelmoraCanvas.h"
 
 namespace velmora {

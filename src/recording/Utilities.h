@@ -10,43 +10,44 @@
 
 namespace velmora::Utilities {
 
-/// The one trace point of the system. The text is dropped unless a hook is wired up.
+/// Traces a text. All traces go through here; the text is dropped unless `displayHook` is set.
 void Display(const framework::String& text);
 extern std::function<void(const framework::String& text)> displayHook;
 
-/// Traces a label and a whole number behind it: signed, ungrouped.
+/// Traces a label followed by a signed number without digit grouping.
 void Trace(const framework::String& label, int32_t value);
 
-/// A new empty handle, for the platform to grow; the caller disposes it.
+/// A new empty handle that the platform resizes. The caller disposes it.
 int32_t newclearhandle();
 
-/// Gives a handle back.
+/// Disposes a handle.
 void DisposeHandle(int32_t handle);
 
-/// A whole number as `Fixed`; the bits above 16 are lost.
+/// Converts an integer to 16.16 fixed point; bits above the lower 16 are lost.
 int32_t int2fixed(int32_t value);
 
-/// The whole number of an unsigned `Fixed`, by a divisor of 65535: exact after the cut for rates below 65535.
+/// Converts unsigned 16.16 fixed point to an integer. Divides by 65535, which is exact after truncation below 65535.
 int32_t fixed2int(uint32_t value);
 
-/// The whole part of a number. What has none in 32 bits (NaN too) gives the lowest number, as the processor has it.
+/// Truncates to an integer. Numbers outside of 32 bits, and NaN, give INT32_MIN, as the processor's own conversion
+/// does.
 int32_t double2int(double value);
 
-/// A new handle with a copy of the first `size` bytes of `block`, which the caller disposes; 0, after a message box,
-/// for no block, a size below 1 or no memory.
+/// A new handle with a copy of the first `size` bytes of `block`; the caller disposes it. For a nil block, a size below
+/// 1 or when memory is full, shows a message box and returns 0.
 int32_t memoryblocktohandle(const framework::Reference<framework::MemoryBlock>& block, int32_t size);
 
-/// A device in one of the platform's device lists: a copy of its record of 80 bytes.
+/// A copy of a device's 80-byte record from one of the platform's device lists.
 struct SGDeviceName {
     framework::Reference<framework::MemoryBlock> record;
-    framework::String name() const;                              ///< the field of 64 bytes whole, its length byte first
-    framework::Reference<framework::MemoryBlock> inputs() const; ///< its list of inputs, nil when there is none
+    framework::String name() const;                              ///< the whole 64-byte field, length byte first
+    framework::Reference<framework::MemoryBlock> inputs() const; ///< the list of inputs, nil if there is none
 };
 
-/// An input in a device's list of inputs: a copy of its record of 76 bytes.
+/// A copy of an input's 76-byte record from a device's list of inputs.
 struct SGDeviceInputName {
     framework::Reference<framework::MemoryBlock> record;
-    framework::String name() const; ///< as above
+    framework::String name() const; ///< the whole 64-byte field, length byte first
 };
 
 } // namespace velmora::Utilities

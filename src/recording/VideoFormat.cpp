@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the captured video looks like: sizes, compressor, frame rate, time scales. Everything is asked of the channels
-// at each call; only the size of the next movie is the control's own.
+// The format of the captured video: sizes, compressor, frame rate, time scales. Each call asks the channels; only the
+// size of the next movie is stored here.
 #include "capture/VelmoraCanvas.h"
 
 #include "platform/digitizer/VideoDigitizer.h"
@@ -22,7 +22,7 @@ constexpr int32_t kDescriptionHeight = 34;
 
 } // namespace
 
-// The source's bounds are asked for and dropped: the sizes are those of the standard source.
+// The source's bounds are read but not used: the result is the size of the standard source.
 int32_t VelmoraCanvas::VideoSourceWidth()
 {
     const MemoryBlock rect(8);
@@ -47,8 +47,8 @@ int32_t VelmoraCanvas::VideoHeight()
     return DescriptionField(kDescriptionHeight);
 }
 
-// A field of what the digitizer delivers. The trace names another call than the one made, as it always has, and the
-// handle is left to the session.
+// A field of the digitizer's image description. The trace names another call than the one made, as it always has, and
+// the handle is not disposed.
 int32_t VelmoraCanvas::DescriptionField(int32_t offset)
 {
     const MemoryBlock rect(8);
@@ -64,8 +64,8 @@ void VelmoraCanvas::VideoRecordSize(int32_t width, int32_t height)
     videoRecordHeight = height;
 }
 
-// Setting packs the first character into the most significant byte and reading takes the bytes as they lie, so on a
-// little-endian machine a code comes back reversed.
+// The setter puts the first character into the most significant byte, and the getter returns the bytes in memory order.
+// So on a little-endian machine a code reads back reversed.
 String VelmoraCanvas::VideoCompressionType()
 {
     const MemoryBlock type(4);
@@ -119,8 +119,8 @@ int32_t VelmoraCanvas::VideoKeyFrameRate()
     return now.keyFrame.Long(0);
 }
 
-// The setters read the settings too, but of these only the addresses of the blocks go to the platform, which takes
-// values: no setting has such a value, so the platform leaves the others alone.
+// The setters read all settings, but then pass the addresses of the other blocks where the platform expects values. The
+// platform ignores values out of range, so the other settings stay as they are.
 
 void VelmoraCanvas::VideoDepth(int32_t bits)
 {
@@ -198,7 +198,7 @@ int32_t VelmoraCanvas::SoundTimeScale()
     return TimeScaleOf(sgSoundChannel);
 }
 
-// A scale of 0 is as good as a failure, and its event then has the code of the call, which is 0.
+// A time scale of 0 counts as a failure; the event then carries the result code, which is 0.
 int32_t VelmoraCanvas::TimeScaleOf(int32_t channel)
 {
     const MemoryBlock scale(4);
