@@ -3,7 +3,7 @@
 
 namespace velmora {
 
-/// Marks the types that may stand in a property list.
+/// Marks the types that a property list can contain.
 class CFPropertyList {
 public:
     virtual ~CFPropertyList() = default;

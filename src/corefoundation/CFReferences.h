@@ -7,10 +7,10 @@
 
 namespace velmora::CoreFoundation {
 
-/// Gives one reference back; 0 is ignored.
+/// Releases one retain; 0 is ignored.
 void Release(int32_t ref);
 
-/// Raises `CFTypeRefException` with the three names when `ref` is 0.
+/// Raises `CFTypeRefException` with the three names if `ref` is 0.
 void CheckCFTypeRef(int32_t ref, const framework::String& className, const framework::String& methodName,
                     const framework::String& functionName);
 

@@ -40,7 +40,7 @@ CFString::operator String() const
     if (platform::CFStringGetCString(ref, block.Pointer(), block.Size(), platform::kCFStringEncodingUTF8) == 0)
         return {};
     const String text = framework::DefineEncoding(block.StringValue(0, size), framework::kEncodingUTF8);
-    // `length` counts a character outside of the basic plane twice, so the cut may leave terminators behind.
+    // `length` is in UTF-16 units, so with characters above U+FFFF the cut may include terminators.
     const String cut = framework::Left(text, length);
     return cut.Bytes().substr(0, cut.Bytes().find('\0'));
 }

@@ -7,19 +7,19 @@
 
 namespace velmora {
 
-/// A platform string, made from a text or wrapped around a reference. Texts go to the platform in the encoding they
-/// are known to have; one of plain bytes, which has none, raises `CFTypeRefException`.
+/// A platform string, created from a text or wrapping a reference.
 class CFString : public CFType, public CFPropertyList {
 public:
-    /// Shares the platform's string `ref`.
+    /// Wraps the platform's string `ref` and retains it. Raises `CFTypeRefException` for 0.
     explicit CFString(int32_t ref) : CFType(ref) {}
-    /// Makes a string of the platform of a text.
+    /// Creates a platform string from a text in its encoding. Raises `CFTypeRefException` for a text of plain bytes,
+    /// which has no encoding.
     explicit CFString(const framework::String& s);
 
     using CFType::operator int32_t;
 
-    /// The text in UTF-8; empty where the platform can't give it.
-    virtual operator framework::String() const; // NOLINT: a platform string is used as a text
+    /// The text in UTF-8; empty if the platform cannot convert it.
+    virtual operator framework::String() const; // NOLINT: used as a text in expressions
 };
 
 } // namespace velmora

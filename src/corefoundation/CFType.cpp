@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // One retain on a counted platform reference.
 //
-// `Ref` is set by the constructor and 0 again only in the destructor. References that the platform creates for us
-// carry a retain of their own: whoever wraps one gives that retain back, so that the wrapper's is the only one left.
+// `Ref` is set by the constructor and cleared only in the destructor. A reference that the platform created for us is
+// already retained once: after wrapping it, release it, so that the wrapper's retain is the only one.
 #include "corefoundation/CFType.h"
 
 #include "corefoundation/CFReferences.h"
@@ -19,7 +19,7 @@ using framework::Reference;
 
 namespace {
 
-// Wraps a description that the platform made for us, and gives the platform's own retain back.
+// Wraps a string that the platform created for us and releases the platform's own retain.
 Reference<CFString> Adopted(int32_t copy)
 {
     auto description = copy != 0 ? New<CFString>(copy) : New<CFString>(framework::String());

@@ -9,34 +9,35 @@ namespace velmora {
 
 class CFString;
 
-/// Owns one retain on a counted platform reference, which is never 0 while the object lives.
+/// Owns one retain on a reference-counted platform object. The reference is never 0 while this object lives.
 class CFType {
 public:
-    /// Shares `ref` with the caller, who still owes a release of its own. Raises `CFTypeRefException` for 0.
+    /// Retains `ref`; the caller keeps its own retain. Raises `CFTypeRefException` for 0.
     explicit CFType(int32_t ref);
     virtual ~CFType();
     CFType(const CFType&) = delete;
     CFType& operator=(const CFType&) = delete;
 
-    /// Whether the platform takes both objects for equal.
+    /// Whether the platform considers both objects equal.
     virtual bool Equals(const framework::Reference<CFType>& other) const;
-    /// The platform's number for the kind of object.
+    /// The platform's number for the object's type.
     virtual int32_t TypeID() const;
 
-    /// The platform's text about the object; empty when it has none.
+    /// The platform's description of the object; empty if it has none.
     virtual framework::Reference<CFString> Description() const;
 
-    /// Asks for the description of a type, but hands over the reference: empty or unrelated.
+    /// Asks for the description of a type but passes the reference instead of the type: empty or unrelated.
     virtual framework::Reference<CFString> TypeDescription() const;
 
-    /// How many retains there are, and the number that equal objects share.
+    /// The number of retains.
     virtual int32_t RefCount() const;
+    /// A hash value; equal objects have the same one.
     virtual int32_t Hash() const;
 
     /// The reference itself.
-    virtual operator int32_t() const; // NOLINT: an object stands for its reference in platform calls
+    virtual operator int32_t() const; // NOLINT: passed to platform calls as it is
 
-    /// Has the platform write the object to its standard error.
+    /// Writes the platform's description of the object to standard error.
     virtual void Show() const;
 
 protected:

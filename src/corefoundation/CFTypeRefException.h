@@ -6,16 +6,15 @@
 
 namespace velmora {
 
-/// A platform call gave a null reference where an object was needed.
+/// A platform call returned a null reference where an object was needed.
 class CFTypeRefException : public framework::RuntimeException {
 public:
-    /// Names the class and method that needed the object, and the call that did not give it.
+    /// Takes the class and method that needed the object, and the platform call that failed.
     CFTypeRefException(framework::String className, framework::String methodName, framework::String functionName);
 
-    /// The names, as they were given.
-    virtual framework::String ClassName() const;
-    virtual framework::String MethodName() const;
-    virtual framework::String FunctionName() const;
+    virtual framework::String ClassName() const;    ///< the class that needed the object
+    virtual framework::String MethodName() const;   ///< its method
+    virtual framework::String FunctionName() const; ///< the platform call that failed
 
     /// Writes "class.method: function failed." to the system log, as a warning.
     virtual void Log() const;
