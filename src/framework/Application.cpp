@@ -24,7 +24,7 @@
 namespace framework {
 namespace {
 
-// The second net: handlers are guarded where the framework calls them, what others hang into the event loop is here.
+// Catches exceptions of everything that is not called through `Guard`, such as timers of other code.
 class RuntimeApplication : public QApplication {
 public:
     using QApplication::QApplication;
@@ -40,7 +40,7 @@ public:
 };
 
 struct Runtime {
-    RuntimeApplication* qt = nullptr; // ended by `EndRuntime` alone, never behind the last static object
+    RuntimeApplication* qt = nullptr; // deleted by `EndRuntime` only, never by a static destructor
     bool hasDisplay = false;
     bool loopRuns = false;
     bool endRequested = false;
@@ -52,7 +52,7 @@ struct Runtime {
     bool askingToQuit = false;
 };
 
-// Never destroyed: a display server that dies has `exit` called in the middle of an event.
+// Never destroyed: when the display server dies, Qt calls `exit` in the middle of an event.
 Runtime& TheRuntime()
 {
     static auto& runtime = *new Runtime;
@@ -61,7 +61,7 @@ Runtime& TheRuntime()
 
 constexpr const char* kExceptionWithoutObject = "An exception was raised.";
 
-// What an exception says, to whoever mends the program and to the user.
+// The text of an exception, for the log and for the user.
 struct ExceptionTexts {
     std::string technical;
     std::string shown;
@@ -73,7 +73,7 @@ ExceptionTexts TextsOf(const RuntimeException& exception)
     return {exception.what(), technical ? kNotCarriedOut : exception.what()};
 }
 
-// An empty optional for an exception that is none of the framework's.
+// The texts of the exception being handled; empty if it is not one of the framework's.
 std::optional<ExceptionTexts> FrameworkExceptionTexts()
 {
     try {
@@ -102,7 +102,7 @@ void ReportTexts(const ExceptionTexts& texts)
 {
     Runtime& runtime = TheRuntime();
     std::fprintf(stderr, "Unhandled exception: %s\n", texts.technical.c_str());
-    // Timers fire behind the box. It is not for them to pile up boxes.
+    // Timers fire while the box is open and must not pile up boxes.
     if (runtime.reporting)
         return;
     runtime.reporting = true;
@@ -122,7 +122,7 @@ void ReportException() noexcept
             EndEventLoop(EXIT_FAILURE);
         }
     } catch (...) {
-        // Showing it failed: there is nobody left to tell.
+        // Showing the message failed; standard error has it.
         TheRuntime().reporting = false;
     }
 }
@@ -132,7 +132,7 @@ bool HasDisplay()
     return TheRuntime().hasDisplay;
 }
 
-void GiveUpDisplay()
+void MarkDisplayLost()
 {
     TheRuntime().hasDisplay = false;
 }
@@ -210,7 +210,7 @@ void Application::Quit()
 
 namespace {
 
-// The session asks all programs before it ends.
+// The desktop session asks all programs before it ends.
 void FollowSession(QSessionManager& session)
 {
     if (session.allowsInteraction()) {
@@ -237,7 +237,7 @@ void StartRuntime(int& argc, char** argv, bool needsDisplay)
     QObject::connect(
         runtime.qt, &QGuiApplication::commitDataRequest, runtime.qt, [](QSessionManager& s) { FollowSession(s); },
         Qt::DirectConnection);
-    // Qt takes the user's locale over for the whole process. Numbers in texts that programs read stay as they are.
+    // Qt sets the user's locale for the whole process. Keep the "C" format of numbers in files and protocols.
     std::setlocale(LC_NUMERIC, "C");
 }
 
@@ -245,7 +245,7 @@ void SetProgramName(const String& name, const String& desktopEntry)
 {
     QCoreApplication::setApplicationName(ToQt(name));
     QGuiApplication::setDesktopFileName(ToQt(desktopEntry));
-    // A program that was not installed brings its icon along.
+    // A program that is not installed uses the icon in its resources.
     QApplication::setWindowIcon(QIcon::fromTheme(ToQt(desktopEntry), QIcon(":/" + ToQt(desktopEntry) + ".png")));
 }
 

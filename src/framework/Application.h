@@ -12,122 +12,131 @@
 
 namespace framework {
 
-/// Why a program ends without asking.
+/// Why a program ends without asking the user.
 enum class Termination {
-    Signal,      ///< SIGTERM, SIGHUP or SIGINT, or a session that ends and allows no question
-    DisplayLost, ///< the display server is gone: no window can be used any more
+    Signal,      ///< SIGTERM, SIGHUP or SIGINT, or the desktop session ends and allows no interaction
+    DisplayLost, ///< the connection to the display server is lost; windows can no longer be used
 };
 
-/// The application object. One is registered at a time; it carries the menu bar of all windows.
+/// The application object. One is registered at a time; it holds the menu bar of all windows.
 class Application {
 public:
     virtual ~Application() = default;
 
+    /// The menu bar of all windows; nil without one.
     framework::Reference<framework::MenuBar> MenuBar() const { return bar; }
+    /// Sets the menu bar and rebuilds the menus of all open windows.
     void MenuBar(framework::Reference<framework::MenuBar> value);
 
-    /// Handles waiting events, and waits up to `milliseconds` for one (0 and below: not at all).
+    /// Handles pending events. Waits up to `milliseconds` for one; 0 or less: does not wait.
     void DoEvents(int32_t milliseconds = 0);
 
     /// Ends the event loop with exit code 0, without asking `MayQuit`.
     void Quit();
 
-    /// Asked before the user's wish to end the program is followed: Quit, the closing of a window that ends the
-    /// program, logging out. False: the program goes on.
+    /// Called when the user wants to end the program: by Quit, by closing a window with `EndsProgram`, by logging out.
+    /// Return false to keep the program running.
     std::function<bool()> MayQuit;
 
-    /// The program ends when this returns. What must not be lost is to be finished here.
+    /// Called before the program ends without asking; finish here what must not be lost. The program ends when it
+    /// returns.
     std::function<void(Termination reason)> TerminationRequested;
 
 private:
     framework::Reference<framework::MenuBar> bar;
 };
 
-/// Starts the framework's runtime: once, before anything else of it. `argc` and `argv` outlive the process.
-/// With `needsDisplay` False, everything works without a screen and no window shows.
+/// Starts the framework's runtime. Call it once, before anything else of the framework. `argc` and `argv` must stay
+/// valid until `EndRuntime`. With `needsDisplay` false the program runs without a display server and shows no window.
 void StartRuntime(int& argc, char** argv, bool needsDisplay = true);
 
-/// Runs the event loop until the last window has closed or `Quit`; returns the exit code.
+/// Runs the event loop until the last window is closed or `Quit` is called. Returns the exit code.
 int RunEventLoop();
 
-/// Ends the runtime; nothing of the framework may be used behind it.
+/// Ends the runtime. Nothing of the framework may be used afterwards.
 void EndRuntime();
 
-/// Has SIGTERM, SIGHUP and SIGINT end the event loop by way of `TerminationRequested`, except one that the process was
-/// started to ignore. A third signal ends the process at once, and so does any outside of the event loop. Once, after
-/// `StartRuntime`.
+/// Makes SIGTERM, SIGHUP and SIGINT call `TerminationRequested` and end the event loop, except signals that the process
+/// was started to ignore. A third signal ends the process at once, and so does any signal outside of the event loop.
+/// Call it once, after `StartRuntime`.
 void HandleTerminationSignals();
 
-/// The signal that ended the event loop, or 0.
+/// The number of the signal that ended the event loop, or 0.
 int32_t TerminationSignal();
 
-/// For the end of `main`: a process that a signal asked to end dies by that signal, as its parent expects. Otherwise
-/// returns `exitCode`.
+/// Call it at the end of `main`. If a signal ended the event loop, the process dies by that signal, as its parent
+/// expects. Otherwise returns `exitCode`.
 int ExitStatus(int exitCode);
 
-/// Puts the step that raises `TerminationRequested` for a lost display ahead of the destructors of all static objects
-/// made so far. `RunEventLoop` does it once; again after work that makes new ones.
+/// Registers the exit handler that calls `TerminationRequested` for a lost display. It runs before the destructors of
+/// all static objects created so far. `RunEventLoop` registers it; call this again after creating further ones.
 void GuardExit();
 
-/// Makes `application` the one that `TheApplication` returns.
+/// Sets the object that `TheApplication` returns.
 void RegisterApplication(std::shared_ptr<Application> application);
+/// The registered application object; null before `RegisterApplication` and after `EndRuntime`.
 std::shared_ptr<Application> TheApplication();
 
-/// Gives the framework a chance to run its background work in the midst of a loop: no event is handled.
+/// Lets other threads run; call it in long loops. No event is handled.
 void YieldToBackground();
 
-/// The program's name in the title bars of its boxes and of windows without a title. `desktopEntry` is the name of its
-/// entry in the desktop's menu, by which the desktop finds its icon. After `StartRuntime`.
+/// Sets the program's name, which is the title of message boxes and of windows without a title. `desktopEntry` is the
+/// name of its desktop entry, by which the desktop finds its icon. Call it after `StartRuntime`.
 void SetProgramName(const String& name, const String& desktopEntry);
 
-/// What a message is, shown by the sign in its box.
+/// The kind of a message, which selects the icon in its box.
 enum class MessageKind { Note, Warning };
 
-/// A text in a box with an OK button; returns when it is closed. The same text, brought again by a timer within five
-/// seconds of its answer, is passed over, so that the user can act on it. Tests may answer it themselves.
+/// Shows a message box with an OK button and returns when it is closed. When a timer brings up the same text within
+/// five seconds of its answer, the box is not shown, so that the user can act on the first one.
 void MsgBox(const String& text, MessageKind kind = MessageKind::Note);
-void SetMsgBoxHandler(std::function<void(const String& text)> handler); ///< empty: the box itself
+/// Calls `handler` instead of showing message boxes, for tests; empty: shows them.
+void SetMsgBoxHandler(std::function<void(const String& text)> handler);
 
-/// A sentence to be shown below a message, and the sign that goes with it. Empty: the message speaks for itself.
+/// An explanation shown below a message, and the kind of the message. Empty: none is shown.
 struct Explanation {
     String text;
     MessageKind kind = MessageKind::Warning;
 };
 
-/// Asked for each message whose text may say no more than a code.
+/// Sets the function that explains messages whose text is little more than a result code.
 void SetMsgBoxExplainer(std::function<Explanation(const String& text)> explain);
 
-/// A question whose answers are the captions of buttons, the first one being the preset. Returns the number of the one
-/// pressed; `otherwise` when the box is closed without an answer, or without a screen.
+/// Asks a question with one button for each answer; the first is the default. Returns the index of the button that was
+/// pressed, or `otherwise` if the box was closed without an answer or there is no display.
 int32_t Ask(const String& text, const std::vector<String>& answers, int32_t otherwise);
 
-/// A text with an OK button in a small window that holds nothing up: work goes on behind it.
+/// Shows a message with an OK button in a small window and returns at once.
 void Notify(const String& text, MessageKind kind = MessageKind::Note);
 
-/// The same for a passing state: a second one replaces the first, and an empty text takes it away.
+/// The same for a temporary state: a new text replaces the previous one, and an empty text closes the window.
 void ShowNote(const String& text);
 
-/// A short sound of the system, and a frame that lights up round the window in front: many machines are silent.
+/// Plays the system's beep and flashes a frame around the front window, since many machines are silent.
 void Beep();
 
-/// Opens a page in the user's browser; one that is installed with the program, where no browser opens, in a window.
+/// Opens a page in the user's browser. If no browser opens, shows a page that is installed with the program in a
+/// window.
 void ShowURL(const String& url);
 
-/// Pages that are installed with the program, in place of those of a site: from URLs to paths of files.
+/// Sets the installed pages that replace pages of a site: a map from URLs to file paths.
 void SetLocalPages(std::map<std::string, std::string> pages);
 
-/// The folder that the running program is in.
+/// The folder of the running program.
 String ProgramFolder();
-void SetShowURLHandler(std::function<void(const String& url)> handler); ///< empty: the browser itself
+/// Calls `handler` instead of opening a browser, for tests; empty: opens it.
+void SetShowURLHandler(std::function<void(const String& url)> handler);
 
-/// Stops in a debugger that is attached; otherwise counts and goes on.
+/// Stops in the debugger if one is attached. Otherwise only counts the call.
 void Break();
+/// How often `Break` was called.
 int32_t BreakCount();
 
-/// Writes a line to the system's log, at a level from 1000 (emergency) to 1007 (debugging), any other number counting
-/// as 1003 (error); `DebugLog` writes at 1007.
+/// The system's log.
 namespace System {
+/// Writes a line at level 1007 (debug).
 void DebugLog(const String& text);
+/// Writes a line at a level from 1000 (emergency) to 1007 (debug); other numbers count as 1003 (error).
 void Log(int32_t level, const String& text);
 } // namespace System
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // A canvas and its widget.
 //
-// The pixels of a canvas are a view of its window's port, at the density of the screen. Two draw into them:
-// `Event_Paint`, through `PaintIntoView` and only when asked for, and the platform, which shows frames there by itself.
-// The widget paints nothing of its own: it copies the view's pixels to the screen whenever the screen needs them. So a
-// frame stays until the next one, or a paint that someone asked for, takes its place.
+// The pixels of a canvas are a view of its window's port, at the density of the screen. They are drawn by
+// `Event_Paint`, through `PaintIntoView` and only on request, and by the platform, which shows its frames there. The
+// widget paints nothing itself: it copies the view's pixels to the screen whenever the screen needs them. So a frame
+// stays until the next frame or a requested paint replaces it.
 //
-// A canvas that changes its size keeps what it shows. A frame follows the view; what `Event_Paint` drew is stretched
-// and painted again at the next turn of the event loop.
+// A canvas that changes its size keeps its content. A frame follows the view; what `Event_Paint` drew is stretched and
+// painted again by the event loop.
 #include "framework/Canvas.h"
 
 #include "framework/CanvasWidget.h"
@@ -31,7 +31,7 @@ CanvasWidget::CanvasWidget(Canvas& canvas, QWidget* parent) : QWidget(parent), c
 
 void CanvasWidget::paintEvent(QPaintEvent*)
 {
-    // The screen's density is known for sure only now: a window may have been moved to another screen.
+    // Only now is the screen's density certain: the window may have moved to another screen.
     canvas.FitView();
     QImage image = ImageOf(canvas.view->Pixels());
     image.setDevicePixelRatio(canvas.view->Density());
@@ -79,7 +79,7 @@ void Canvas::Placed()
         FitView();
 }
 
-// Brings the view to the canvas's place and the screen's density.
+// Moves the view to the canvas's rectangle and the screen's density.
 void Canvas::FitView()
 {
     const platform::PortRect area{Left(), Top(), Width(), Height()};

@@ -10,8 +10,8 @@
 namespace framework {
 
 /// A control that is painted by its owner. Its pixels are a view of the window's port and are kept: what `Event_Paint`
-/// or the platform drew stands until one of them draws again, also when the window was covered. After a change of size
-/// a picture of the platform's is kept, anything else is painted again.
+/// or the platform drew stays until one of them draws again, even if the window was covered meanwhile. After a change
+/// of size a frame of the platform is kept and anything else is painted again.
 class Canvas : public RectControl {
 public:
     bool UseFocusRing = true;
@@ -19,11 +19,11 @@ public:
     bool AcceptTabs = false;
     bool EraseBackground = true;
 
-    /// Has the canvas painted anew by `Event_Paint`: at the next turn of the event loop. With `eraseBackground` its
-    /// rectangle is filled with the window's colour first.
+    /// Requests a repaint, which the event loop does through `Event_Paint`. With `eraseBackground` the rectangle is
+    /// first filled with the window's background.
     void Refresh(bool eraseBackground = true);
 
-    /// Handler of the event of the same name, raised before a menu of the window's bar shows.
+    /// Called before a menu of the window is shown.
     std::function<void()> EnableMenuItems;
 
 protected:

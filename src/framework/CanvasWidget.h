@@ -7,9 +7,10 @@ namespace framework {
 
 class Canvas;
 
-/// Shows a canvas's view of its window's port.
+/// The widget of a canvas, which shows the canvas's view of its window's port.
 class CanvasWidget : public QWidget {
 public:
+    /// `canvas` must outlive the widget; `parent` owns it.
     CanvasWidget(Canvas& canvas, QWidget* parent);
 
 protected:

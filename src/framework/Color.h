@@ -5,7 +5,7 @@
 
 namespace framework {
 
-/// A colour, 8 bits a part.
+/// A colour with 8 bits per component.
 struct Color {
     uint8_t red = 0;
     uint8_t green = 0;
@@ -13,7 +13,7 @@ struct Color {
     bool operator==(const Color&) const = default;
 };
 
-/// A colour from its parts, each 0 to 255.
+/// A colour from its components, each 0 to 255.
 inline Color RGB(int red, int green, int blue)
 {
     return {static_cast<uint8_t>(red), static_cast<uint8_t>(green), static_cast<uint8_t>(blue)};

@@ -11,26 +11,26 @@ namespace framework {
 
 class Window;
 
-/// Anything that a window owns under a name, visible or not. A control is made in three steps: added to its window,
-/// given its properties, given its handlers; so no handler is called for the initial values.
+/// Anything that a window owns under a name, visible or not. A control is created in three steps: add it to its window,
+/// set its properties, set its handlers. In this order no handler is called for initial values.
 class Control {
 public:
     virtual ~Control() = default;
 
-    /// The name under which the window knows it.
+    /// The control's name in its window.
     const String& Name() const { return name; }
 
-    /// The window that owns it; null before it was added to one.
+    /// The window that owns the control; null before it is added to one.
     framework::Window* Window() const { return window; }
 
-    /// Place in a control array, -1 for a control that stands alone.
+    /// Index in a control array; -1 for a single control.
     int32_t Index = -1;
 
 protected:
-    /// Called once, when the control has been added to its window.
+    /// Called once, after the control was added to its window.
     virtual void Added() {}
 
-    /// Events that the window raises, in this order: all controls open before their window does, and close after it.
+    /// Events raised by the window. All controls open before their window and close after it.
     virtual void Event_Open() {}
     virtual void Event_Close() {}
     virtual void Event_EnableMenuItems() {}
@@ -41,7 +41,7 @@ private:
     framework::Window* window = nullptr;
 };
 
-/// Edges of its window that a control keeps its distance to as the window grows.
+/// The window edges to which a control keeps its distance when the window is resized.
 struct Anchors {
     bool left = false;
     bool top = false;
@@ -49,44 +49,41 @@ struct Anchors {
     bool bottom = false;
 };
 
-/// A control with a place in its window, in pixels from the top left corner of the window's content.
+/// A control with a rectangle in its window, in pixels from the top left corner of the window's content.
 class RectControl : public Control {
 public:
     ~RectControl() override;
 
-    /// The place and size, each as a property of its own. Setting one moves or resizes the control at once.
-    int32_t Left() const { return left; }
-    int32_t Top() const { return top; }
-    int32_t Width() const { return width; }
-    int32_t Height() const { return height; }
-    void Left(int32_t value);
-    void Top(int32_t value);
-    void Width(int32_t value);
-    void Height(int32_t value);
-    /// All four at once.
+    int32_t Left() const { return left; }     ///< left edge
+    int32_t Top() const { return top; }       ///< top edge
+    int32_t Width() const { return width; }   ///< width
+    int32_t Height() const { return height; } ///< height
+    void Left(int32_t value);                 ///< moves the control
+    void Top(int32_t value);                  ///< moves the control
+    void Width(int32_t value);                ///< resizes the control; 0 at least
+    void Height(int32_t value);               ///< resizes the control; 0 at least
+    /// Moves and resizes the control.
     void Place(int32_t left, int32_t top, int32_t width, int32_t height);
 
     Anchors LockedTo;
 
-    /// Whether it shows while its window does.
-    bool Visible() const;
-    void Visible(bool value);
-    /// Whether the user can work it.
-    bool Enabled() const;
-    void Enabled(bool value);
+    bool Visible() const;     ///< whether the control shows while its window is shown
+    void Visible(bool value); ///< shows or hides the control
+    bool Enabled() const;     ///< whether the user can use the control
+    void Enabled(bool value); ///< enables or disables the control
 
-    /// Name for screen readers, where the control has no text of its own.
+    /// Sets the name for screen readers, for a control without a text of its own.
     void AccessibleName(const String& value);
 
-    /// The widget behind it; null before the control was added to a window.
+    /// The control's widget; null before the control is added to a window.
     QWidget* Widget() const { return widget; }
 
 protected:
     virtual QWidget* MakeWidget(QWidget* parent) = 0;
     void Added() override;
-    /// Called when width or height have changed.
+    /// Called when width or height has changed.
     virtual void Event_Resized() {}
-    /// Called whenever the place was set, after `Event_Resized`.
+    /// Called whenever the rectangle was set, after `Event_Resized`.
     virtual void Placed() {}
 
 private:
@@ -98,7 +95,7 @@ private:
     int32_t height = 0;
 };
 
-/// Fonts of a control's text: "System" and "SmallSystem" name the interface fonts, size 0 their own size.
+/// The font of a control's text. "System" and "SmallSystem" are the interface fonts; size is in pixels, 0: the default.
 struct ControlFont {
     String family = "System";
     int32_t size = 0;

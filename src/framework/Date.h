@@ -7,16 +7,15 @@
 
 namespace framework {
 
-/// A moment in local time; a new one is now.
+/// A date and time in local time.
 class Date {
 public:
-    /// The present moment in local time.
+    /// The present date and time.
     Date() : moment(QDateTime::currentDateTime()) {}
-    /// Hour (0 to 23), minute and second of that moment.
-    int32_t Hour() const { return moment.time().hour(); }
-    int32_t Minute() const { return moment.time().minute(); }
-    int32_t Second() const { return moment.time().second(); }
-    /// The long form of the date in the user's locale.
+    int32_t Hour() const { return moment.time().hour(); }     ///< 0 to 23
+    int32_t Minute() const { return moment.time().minute(); } ///< 0 to 59
+    int32_t Second() const { return moment.time().second(); } ///< 0 to 59
+    /// The date in the long format of the user's locale.
     String LongDate() const;
 
 private:

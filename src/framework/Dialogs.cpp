@@ -20,7 +20,7 @@ namespace {
 using TextHandler = std::function<void(const String&)>;
 using Explainer = std::function<Explanation(const String&)>;
 
-// Nothing here is ever destroyed: the end by `exit` in Termination.cpp may still have something to say.
+// Never destroyed: the exit handler in Termination.cpp may still show a message.
 TextHandler& MsgBoxHandler()
 {
     static auto& handler = *new TextHandler;
@@ -52,14 +52,14 @@ Answer& LastAnswer()
 }
 
 // A failure that comes with every frame would put one box after the other between the user and the "Stop" button. So a
-// text that a timer brings again right after it was answered is passed over for a while.
+// text that a timer brings up again within `kTimeToAct` of its answer is not shown.
 bool WasJustAnswered(const String& text)
 {
     return platform::IsInsideEventLoopTimer() && LastAnswer().text == text && LastAnswer().time.isValid() &&
            !LastAnswer().time.hasExpired(kTimeToAct);
 }
 
-// What all boxes have: the program's name, a sign and a text without markup.
+// Sets what all boxes have: the program's name, an icon and a plain text.
 void FillBox(QMessageBox& box, const String& text, QMessageBox::Icon sign)
 {
     box.setWindowTitle(QCoreApplication::applicationName());
@@ -73,7 +73,7 @@ QMessageBox::Icon SignOf(MessageKind kind)
     return kind == MessageKind::Warning ? QMessageBox::Warning : QMessageBox::Information;
 }
 
-// Fills a box with a message and with what explains it.
+// Sets the message and its explanation.
 void FillBox(QMessageBox& box, const String& text, MessageKind kind)
 {
     const Explanation explanation = ExplanationOf(text);
@@ -91,7 +91,7 @@ void WriteToStandardError(const String& text)
         std::fprintf(stderr, "%s\n", explanation.text.Bytes().c_str());
 }
 
-// A box that work goes on behind; it deletes itself when it is closed.
+// Shows a box that does not block the program. It deletes itself when it is closed.
 QMessageBox* ShowBeside(const String& text, MessageKind kind)
 {
     auto* box = new QMessageBox;

@@ -8,22 +8,22 @@
 
 namespace framework {
 
-/// Objects under whole numbers, each held by a strong reference.
+/// A map from integers to objects, which it keeps alive.
 template <typename T> class Dictionary {
 public:
-    /// How many entries there are.
+    /// The number of entries.
     int32_t Count() const { return static_cast<int32_t>(entries.size()); }
-    /// Keeps `object` under `key`, replacing what was there.
+    /// Stores `object` under `key`, replacing an existing entry.
     void Value(int32_t key, Reference<T> object) { entries[key] = std::move(object); }
 
-    /// The object under a key, or `otherwise`.
+    /// The object under `key`, or `otherwise` if there is none.
     Reference<T> Lookup(int32_t key, Reference<T> otherwise) const
     {
         const auto found = entries.find(key);
         return found == entries.end() ? otherwise : found->second;
     }
 
-    /// Takes an entry out; a key that isn't there changes nothing.
+    /// Removes an entry; does nothing if there is none.
     void Remove(int32_t key) { entries.erase(key); }
 
 private:

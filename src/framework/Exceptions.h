@@ -6,16 +6,17 @@
 
 namespace framework {
 
-/// What a user reads of a failure that has no better words.
+/// The text that users see for a failure without a better message.
 inline constexpr const char* kNotCarriedOut = "This could not be carried out.";
 
-/// Base of what the framework and the control raise.
+/// Base class of the exceptions of the framework and the control.
 class RuntimeException : public std::runtime_error {
 public:
+    /// `message` is shown to the user.
     explicit RuntimeException(const std::string& message = kNotCarriedOut) : std::runtime_error(message) {}
 };
 
-/// One whose message helps whoever mends the program, and nobody else.
+/// An exception whose message is only logged; users see `kNotCarriedOut`.
 class TechnicalException : public RuntimeException {
 public:
     using RuntimeException::RuntimeException;
@@ -27,21 +28,22 @@ public:
     NilObjectException() : TechnicalException("Nil object") {}
 };
 
-/// A block was read or written outside of its bounds.
+/// A memory block was accessed outside of its bounds.
 class OutOfBoundsException : public TechnicalException {
 public:
     OutOfBoundsException() : TechnicalException("Out of bounds") {}
 };
 
-/// A platform function that is bound by name was not found.
+/// A platform function bound by name was not found.
 class FunctionNotFoundException : public TechnicalException {
 public:
+    /// Takes the names of the function and of the library.
     FunctionNotFoundException(const std::string& function, const std::string& library)
         : TechnicalException(function + " not found in " + library), function(function), library(library)
     {
     }
-    const std::string& FunctionName() const { return function; }
-    const std::string& LibraryName() const { return library; }
+    const std::string& FunctionName() const { return function; } ///< the missing function
+    const std::string& LibraryName() const { return library; }   ///< where it was looked up
 
 private:
     std::string function;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Choosing files: Qt's own dialog on every desktop, so that it looks and answers alike everywhere.
+// File dialogs: always Qt's own dialog, so that it looks and behaves the same on every desktop.
 //
-// What is typed is read here and not by Qt, which takes quotation marks as marks around each of several names. In this
-// dialog they are letters of the one name. A name under which nothing could be saved is refused before the dialog
-// closes, so that the user can mend it.
+// The typed name is read here and not by Qt, which treats quotation marks as delimiters of several names. In this
+// dialog they are part of the name. A name that cannot be used is rejected before the dialog closes, so that the user
+// can correct it.
 #include "framework/Application.h"
 #include "framework/FolderItem.h"
 #include "framework/QtText.h"
@@ -29,7 +29,7 @@ namespace {
 
 constexpr qsizetype kLongestName = 255; // bytes
 
-// Where the first dialog begins: the user's Videos folder, or the nearest folder above it that exists.
+// The folder of the first dialog: the user's Videos folder, or its nearest parent that exists.
 QString FirstFolder()
 {
     QDir folder(QStandardPaths::writableLocation(QStandardPaths::MoviesLocation));
@@ -39,15 +39,15 @@ QString FirstFolder()
     return path == QDir::rootPath() ? QDir::currentPath() : path;
 }
 
-// The folder of the last choice, where the next dialog begins.
+// The folder of the last chosen file, where the next dialog starts.
 QString& LastFolder()
 {
     static QString folder = FirstFolder();
     return folder;
 }
 
-// Tells files by their names alone. Looking into each one would hold up the live picture where a disk is slow, and for
-// good at a file that has nothing to read yet.
+// Finds the type of a file by its name only. Reading each file would hold up the live picture on a slow disk, and
+// forever at a pipe.
 class KindsByName : public QFileIconProvider {
 public:
     QIcon icon(const QFileInfo& file) const override { return QFileIconProvider::icon(file.isDir() ? Folder : File); }
@@ -106,7 +106,7 @@ private:
         return typed;
     }
 
-    // "Lecture 3.5" has none: an extension is short and has a letter.
+    // An extension is short and contains a letter, so "Lecture 3.5" has none.
     static bool HasExtension(const QString& path)
     {
         static const QRegularExpression ending("\\.(?=[^.]*[A-Za-z])[A-Za-z0-9]{1,5}$");
@@ -129,7 +129,7 @@ private:
         if (!file.exists())
             return "There is no file " + file.fileName() + " in this folder.";
         if (!file.isFile())
-            return file.fileName() + " is no ordinary file and can't be opened.";
+            return file.fileName() + " is not a regular file and can't be opened.";
         if (!file.isReadable())
             return "You have no permission to read " + file.fileName() + ".";
         return kind && kind->Objection ? Displayed(kind->Objection(FolderItem(FromQt(file.filePath())))) : QString();
@@ -138,7 +138,7 @@ private:
     static QString ObjectionToSaving(const QFileInfo& file)
     {
         const QFileInfo folder(file.path());
-        // What writes movies takes a backslash for a mark of the shell and drops it: another file would be replaced.
+        // The movie writer removes backslashes from the path, so it would replace another file.
         if (file.fileName().contains('\\'))
             return "A name with a backslash (\\) can't be used here. Please choose another name.";
         if (file.filePath().contains('\\'))
@@ -146,9 +146,9 @@ private:
         if (QFile::encodeName(file.fileName()).size() > kLongestName)
             return "The name is too long. Please choose a shorter one.";
         if (!folder.isDir())
-            return "There is no folder " + folder.filePath() + ".";
+            return "The folder " + folder.filePath() + " does not exist.";
         if (file.exists() && !file.isFile())
-            return file.fileName() + " is no ordinary file and can't be replaced.";
+            return file.fileName() + " is not a regular file and can't be replaced.";
         if (!folder.isWritable())
             return "You have no permission to save in the folder " + folder.filePath() + ".";
         return {};
@@ -196,7 +196,7 @@ Reference<FolderItem> RunFileDialog(QFileDialog::AcceptMode mode, const String& 
     dialog.setDirectory(LastFolder());
     dialog.selectFile(ToQt(name));
     const bool accepted = dialog.exec() == QDialog::Accepted;
-    // Some window managers give the focus to another window than the one that it came from.
+    // Some window managers give the focus to a different window than the one that had it before.
     if (front)
         front->activateWindow();
     if (!accepted || dialog.Chosen().isEmpty())

@@ -37,7 +37,7 @@ protected:
 void FlashFrontWindow()
 {
     if (QWidget* front = QApplication::activeWindow())
-        new Flash(front); // the window's own
+        new Flash(front); // owned by the window, deletes itself
 }
 
 } // namespace framework

@@ -3,7 +3,7 @@
 
 namespace framework {
 
-/// Lights up a frame round the window in front for a moment: a beep that can be seen.
+/// Flashes a frame around the front window for a quarter of a second: a visible beep.
 void FlashFrontWindow();
 
 } // namespace framework

@@ -36,7 +36,7 @@ std::string Absolute(const std::string& path)
     return absolute.has_filename() ? absolute.string() : absolute.parent_path().string();
 }
 
-// Names are bytes to the system. Most are UTF-8; others have to come through as they are.
+// File names are bytes. Most are UTF-8; others must be kept unchanged.
 String NameText(const std::string& bytes)
 {
     return {bytes, QUtf8StringView(bytes.data(), static_cast<qsizetype>(bytes.size())).isValidUtf8()
@@ -122,7 +122,7 @@ int32_t FolderItem::MacDirID() const
 Reference<TextOutputStream> FolderItem::CreateTextFile()
 {
     const QString name = QFile::decodeName(QByteArray::fromStdString(path));
-    // A name that is no text would come out as another one.
+    // Qt cannot represent a name that is not valid text; it would write to a different file.
     QString failure = "its name is not valid text";
     if (QFile::encodeName(name).toStdString() == path) {
         auto file = std::make_unique<WholeFile>(name);
@@ -136,7 +136,7 @@ Reference<TextOutputStream> FolderItem::CreateTextFile()
 
 Reference<TextInputStream> FolderItem::OpenAsTextFile()
 {
-    // Opening a folder succeeds and opening a pipe would wait for its writer, so both are refused beforehand.
+    // Opening a folder would succeed, and opening a pipe would block until it has a writer.
     std::error_code error;
     if (!fs::is_regular_file(path, error))
         return nullptr;

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Drawing into a port.
 //
-// The port is asked where to draw at each operation, so a port that changed its size or ended meanwhile is met as it is
-// now. Where the pixels are denser or coarser than the port's points (the view of a canvas on a scaled desktop), all is
-// drawn at that scale, and no line becomes thinner than a pixel. What is drawn on a reduced picture is noted as well,
-// and repeated when somebody wants the whole one. Fills go straight to the pixels. Text goes through a painter over an
-// image that is kept as long as the pixels lie where they lay, and with it the painter's engine; font and metrics are
-// made when they are first asked for after a change. So the same few words drawn on every frame of a live picture set
-// nothing up.
+// Each operation asks the port where to draw, so the port may change its size or be released at any time. If the pixels
+// are denser or coarser than the port's points (the view of a canvas on a scaled desktop), everything is drawn at that
+// scale, and no line becomes thinner than a pixel. Drawing on a reduced picture is also recorded, and repeated when the
+// whole picture is needed. Fills write the pixels directly. Text goes through a painter over an image that is kept as
+// long as the pixels stay at the same address, and with it the painter's engine; font and metrics are created when
+// first needed after a change. So drawing the same few words on every frame of a live picture allocates nothing.
 #include "framework/Graphics.h"
 
 #include "framework/PortImage.h"
@@ -38,7 +37,7 @@ struct MeasuredFont {
 
     int32_t LineHeight() const { return static_cast<int32_t>(std::ceil(metrics.ascent() + metrics.descent())); }
 
-    /// The width of a text. What is drawn on a live picture is measured several times a frame and seldom changes.
+    /// The width of a text. Text on a live picture is measured several times per frame and rarely changes.
     double WidthOf(const QString& text) const
     {
         if (text != measured) {
@@ -53,18 +52,18 @@ private:
     mutable double width = 0;
 };
 
-// The few fonts that a program draws with. They are shared by all objects, since a live picture's is made anew with
-// each change of its size.
+// The few fonts that a program draws with. All objects share them, since a live picture gets a new object whenever its
+// size changes.
 const MeasuredFont& FontFor(const std::string& family, int32_t size, bool bold)
 {
-    // Never ended: fonts must not outlive the application object, and pictures may.
+    // Never destroyed: pictures may outlive the application object, but fonts must not.
     static auto& fonts = *new std::map<std::tuple<std::string, int32_t, bool>, MeasuredFont>;
     auto key = std::make_tuple(family, size, bold);
     const auto found = fonts.find(key);
     if (found != fonts.end())
         return found->second;
     QFont font = InterfaceFont(family, size, bold);
-    // What is drawn is scaled with its picture, where coloured fringes would show.
+    // Text is scaled with its picture, which would make coloured fringes visible.
     font.setStyleStrategy(QFont::NoSubpixelAntialias);
     return fonts.emplace(std::move(key), MeasuredFont(font)).first->second;
 }
@@ -100,8 +99,8 @@ struct Run {
     int end;
 };
 
-// The pixels of `length` points from `start` on, within the `limit` points from 0 on. In 64 bits: a caller's sums may
-// reach beyond the numbers that a rectangle holds.
+// The pixels of `length` points from `start` on, clipped to 0 to `limit`. Computes in 64 bits, since sums may exceed
+// 32 bits.
 Run PixelRun(int32_t start, int32_t length, int32_t limit, int32_t origin, double scale, int32_t pixels)
 {
     const auto low = static_cast<double>(origin + std::clamp<int64_t>(start, 0, limit)) * scale;
@@ -114,7 +113,7 @@ Run PixelRun(int32_t start, int32_t length, int32_t limit, int32_t origin, doubl
             static_cast<int>(std::clamp<double>(end, 0, pixels))};
 }
 
-// A filled rectangle, as it can be drawn more than once.
+// A filled rectangle that can be drawn more than once.
 struct Fill {
     platform::PortRect area;
     uint32_t color;
@@ -147,7 +146,7 @@ struct Fill {
     }
 };
 
-// What drawings covered, one piece for each, in one block of pixels that is used again for each picture.
+// The pixels that drawings covered, a piece for each drawing, in one buffer that is reused for each picture.
 struct Covered {
     struct Piece {
         QRect place;
@@ -186,7 +185,7 @@ struct Covered {
     std::vector<uint32_t> pixels;
 };
 
-// Lines of text, likewise.
+// Lines of text that can be drawn more than once.
 struct Lines {
     platform::PortRect area;
     uint32_t color;
@@ -194,7 +193,7 @@ struct Lines {
     QStringList lines;
     int32_t x, y;
 
-    // With a letter's height to all sides, for what letters have beyond their line.
+    // Includes a margin of one line height, since letters may extend beyond their line.
     QRect Place(const platform::DrawingSurface& surface) const
     {
         const int32_t line = font->LineHeight();
@@ -245,7 +244,7 @@ struct Graphics::State {
         return *font;
     }
 
-    // Draws where the port says now, and notes it where it says so.
+    // Draws on the port's present surface, and records the drawing if that is reduced.
     template <typename Drawing> void Draw(Drawing drawing)
     {
         const auto surface = platform::SurfaceForDrawing(port, area);
@@ -255,7 +254,7 @@ struct Graphics::State {
         if (image.constBits() != pixels.pixels || image.width() != pixels.width || image.height() != pixels.height ||
             image.bytesPerLine() != pixels.rowBytes)
             image = ImageOf(pixels);
-        // What is drawn on a reduced picture is drawn again when the whole one is there, which is in time to keep it.
+        // Drawing on a reduced picture is repeated on the whole one; it is early enough to keep the pixels then.
         if (covered && !surface->isReduced)
             covered->Keep(image, drawing.Place(*surface));
         drawing(*surface, image);

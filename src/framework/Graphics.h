@@ -12,46 +12,45 @@ class QImage;
 
 namespace framework {
 
-/// Draws into a rectangle of a port: a picture's or a canvas's. Positions are in pixels from its top left corner, and
-/// what lies outside of it is clipped.
+/// Draws into a rectangle of a port: that of a picture or a canvas. Positions are in pixels from its top left corner;
+/// drawing outside of it is clipped.
 class Graphics {
 public:
-    /// Over `area` of a port; `port` must outlive the object.
+    /// Draws into `area` of `port`. A port that was released is ignored.
     Graphics(platform::PortReference port, const platform::PortRect& area);
     ~Graphics();
     Graphics(const Graphics&) = delete;
     Graphics& operator=(const Graphics&) = delete;
 
-    /// The size of the surface in pixels.
-    int32_t Width() const;
-    int32_t Height() const;
+    int32_t Width() const;  ///< of the rectangle, in pixels
+    int32_t Height() const; ///< of the rectangle, in pixels
 
-    void ForeColor(Color color);   ///< black at first
-    void TextSize(int32_t points); ///< in pixels; 0 is the system's small size
-    void Bold(bool bold);
-    void TextFont(const String& family); ///< "System" and "SmallSystem" name the interface fonts
+    void ForeColor(Color color);         ///< initially black
+    void TextSize(int32_t points);       ///< in pixels; 0 is the system's small size
+    void Bold(bool bold);                ///< initially off
+    void TextFont(const String& family); ///< "System" and "SmallSystem" are the interface fonts
 
-    void FillRect(int32_t x, int32_t y, int32_t width, int32_t height);
+    void FillRect(int32_t x, int32_t y, int32_t width, int32_t height); ///< fills the rectangle
     void DrawRect(int32_t x, int32_t y, int32_t width, int32_t height); ///< a one-pixel frame inside the rectangle
 
-    /// Width of the text on one line.
+    /// Width of the text on one line, in pixels.
     double StringWidth(const String& text) const;
-    /// Height of the text, broken at `wrapWidth` (0: on one line): ascent plus descent for each line.
+    /// Height of the text in pixels, wrapped at `wrapWidth` (0: not wrapped): ascent plus descent for each line.
     int32_t StringHeight(const String& text, int32_t wrapWidth) const;
-    /// Draws with the baseline of the first line at `y`, breaking at `wrapWidth` unless that is 0. With `condense`, a
-    /// single line too wide for `wrapWidth` ends in an ellipsis instead.
+    /// Draws text with the baseline of the first line at `y`, wrapped at `wrapWidth` (0: not wrapped). With `condense`
+    /// the text stays on one line and ends in an ellipsis if it is wider than `wrapWidth`.
     void DrawString(const String& text, int32_t x, int32_t y, int32_t wrapWidth = 0, bool condense = false);
 
-    /// Has what each drawing covers kept from now on, so that the picture without it can be had.
+    /// From now on keeps the pixels that each drawing covers, for `Uncover`.
     void KeepCovered();
 
-    /// Begins a drawing: what was covered before is forgotten.
+    /// Starts a new drawing: discards the covered pixels kept so far.
     void ForgetDrawing();
 
-    /// Puts what was covered back into an image of the port's pixels. False when nothing was drawn.
+    /// Restores the covered pixels in a copy of the port's image. Returns false if nothing was drawn.
     bool Uncover(QImage& image) const;
 
-    /// The platform's reference of a kind: 2 is the port. 0 for other kinds.
+    /// The platform's reference of that kind: the port for 2; 0 for other kinds.
     int32_t Handle(int32_t kind) const;
 
 private:

@@ -3,11 +3,11 @@
 
 namespace framework {
 
-/// Tells the user, or the log without a screen, of the exception that is being handled. A framework exception leaves
-/// the program running, so that a recording in progress is not lost; any other ends it with a failure code.
+/// Reports the exception being handled to the user, or to standard error without a display. After a framework exception
+/// the program continues, so that a recording is not lost; any other exception ends it with a failure code.
 void ReportException() noexcept;
 
-/// Runs a handler that Qt's event loop reached: no exception may go through it.
+/// Runs a handler called by Qt's event loop, which no exception may pass through. Exceptions are reported.
 template <typename Handler> void Guard(const Handler& handler) noexcept
 {
     try {
@@ -17,7 +17,7 @@ template <typename Handler> void Guard(const Handler& handler) noexcept
     }
 }
 
-/// Runs a handler that may be replaced, or whose owner may end, while it runs.
+/// Calls a handler, if it is set. The handler may be replaced or its owner destroyed while it runs.
 template <typename Function, typename... Arguments> void Raise(const Function& handler, Arguments&&... arguments)
 {
     const Function copy = handler;

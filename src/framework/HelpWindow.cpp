@@ -18,7 +18,7 @@ namespace {
 constexpr QSize kSize(840, 720);
 constexpr int kWidestImage = 700;
 
-// Pages whose pictures are no wider than the window.
+// Scales pictures down to the width of the window.
 class PageBrowser : public QTextBrowser {
 public:
     using QTextBrowser::QTextBrowser;
@@ -34,7 +34,7 @@ public:
     }
 };
 
-// A dialog that nothing waits for: Escape closes it.
+// A modeless dialog, so that Escape closes it.
 class HelpWindow : public QDialog {
 public:
     HelpWindow() : pages(new PageBrowser(this))
@@ -77,7 +77,7 @@ private:
         setWindowTitle(title.contains(program) ? title : title + " - " + program);
     }
 
-    QTextBrowser* const pages; // the window's own
+    QTextBrowser* const pages; // owned by the window
 };
 
 } // namespace

@@ -5,7 +5,7 @@ class QUrl;
 
 namespace framework {
 
-/// Shows a page of HTML in a window of the program's own; links lead to further pages in it. There is one such window.
+/// Shows an HTML page in the program's help window. Links open in the same window.
 void ShowInHelpWindow(const QUrl& page);
 
 } // namespace framework

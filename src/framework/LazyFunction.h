@@ -8,15 +8,16 @@
 
 namespace framework {
 
-/// A platform function bound by name at the moment of each call.
-/// Raises `FunctionNotFoundException` with both names when it can't be found.
+/// A platform function that is looked up by name at each call.
+/// Raises `FunctionNotFoundException` with both names if it is not found.
 template <typename Signature> class LazyFunction;
 
 template <typename Return, typename... Arguments> class LazyFunction<Return(Arguments...)> {
 public:
-    /// Notes the names, which must outlive the object; nothing is looked up yet.
+    /// Stores the names, which must outlive the object; nothing is looked up yet.
     LazyFunction(const char* library, const char* name) : library(library), name(name) {}
 
+    /// Looks up the function and calls it.
     Return operator()(Arguments... arguments) const
     {
         const auto code = platform::FindFunction(library, name);

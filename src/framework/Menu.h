@@ -19,32 +19,33 @@ public:
     String Name;
     bool AutoEnable = true;
     String Text;
-    bool HasMnemonic = true; ///< false: an ampersand is one, as in the names that devices give themselves
+    bool HasMnemonic = true; ///< false: an ampersand is shown as it is, for device names
     String KeyboardShortcut;
     bool Checked = false;
     bool Enabled = true;
 
-    /// Makes the item choosable; for an `EnableMenuItems` handler.
+    /// Enables the item; for an `EnableMenuItems` handler.
     void Enable() { Enabled = true; }
 
     /// Adds an item or submenu at the end.
     void Append(Reference<MenuItem> item);
-    int32_t Count() const;
-    Reference<MenuItem> Item(int32_t index) const; ///< from 0; nil outside
+    int32_t Count() const;                         ///< number of items
+    Reference<MenuItem> Item(int32_t index) const; ///< an item by its index from 0; nil if out of range
 
-    /// The direct child of that name, nil when there is none.
+    /// The direct child of that name; nil if there is none.
     Reference<MenuItem> Child(const String& name) const;
 
-    /// The first item of that name at any level, nil when there is none.
+    /// The first item of that name at any level; nil if there is none.
     Reference<MenuItem> _Lookup(const String& name) const;
 
 private:
     std::vector<Reference<MenuItem>> items;
 };
 
-/// Ends the application.
+/// The item that ends the application.
 class QuitMenuItem : public MenuItem {};
 
+/// The menu bar: its items are the menus.
 class MenuBar : public MenuItem {};
 
 } // namespace framework

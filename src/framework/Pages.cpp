@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Pages of the web and of the installed guide.
 //
-// A browser is asked for through xdg-open, whose result tells whether one opened. It may run as long as the browser
-// does, so nobody waits for it. Where there is none, a page of the guide comes up in a window of the program's own.
+// xdg-open opens the browser and reports by its exit code whether that worked. It may run as long as the browser does,
+// so the program does not wait for it. Without a browser, a page of the guide is shown in the help window.
 #include "framework/Application.h"
 #include "framework/HelpWindow.h"
 #include "framework/QtText.h"
@@ -18,7 +18,7 @@ namespace {
 
 using Pages = std::map<std::string, std::string>;
 
-// Nothing here is ever destroyed: a browser is not to end with the program.
+// Never destroyed, like the process object below: the browser must not end with the program.
 Pages& LocalPages()
 {
     static auto& pages = *new Pages;
@@ -31,7 +31,7 @@ std::function<void(const String&)>& ShowURLHandler()
     return handler;
 }
 
-// Where a page is read: on the site, or in the file installed with the program.
+// Where to read a page: on the site, or in the file installed with the program.
 QUrl PlaceOf(const String& url)
 {
     const auto local = LocalPages().find(url.Bytes());

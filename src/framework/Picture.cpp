@@ -12,7 +12,7 @@ namespace {
 constexpr int32_t kPictureDepth = 32;
 constexpr int32_t kBytesPerPixel = 4;
 
-// Where an image description holds what a picture needs, in host byte order.
+// Fields of an image description, in host byte order.
 constexpr int32_t kDescriptionSize = 86;
 constexpr size_t kSizeOffset = 0;
 constexpr size_t kWidthOffset = 32;

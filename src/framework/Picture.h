@@ -8,39 +8,38 @@
 
 namespace framework {
 
-/// A picture of 32-bit pixels in a port of its own, into which both `Graphics` and the platform draw.
+/// A picture of 32-bit pixels with its own port, into which both `Graphics` and the platform draw.
 class Picture {
 public:
-    /// `depth` is 32. A size that no port can have raises `RuntimeException`. The pixels start white.
+    /// Creates a white picture. `depth` must be 32. Raises `RuntimeException` for a size or depth that is not possible.
     Picture(int32_t width, int32_t height, int32_t depth = 32);
     ~Picture();
     Picture(const Picture&) = delete;
     Picture& operator=(const Picture&) = delete;
 
-    /// A picture from a picture handle (an image description and 32-bit pixels, as the grabber makes it); nil for a
-    /// handle that holds none. `flag` is 1. The handle stays the caller's.
+    /// Creates a picture from a picture handle of the grabber: an image description followed by 32-bit pixels. Returns
+    /// nil for other handles. `flag` is not used. The caller keeps the handle.
     static Reference<Picture> FromPicHandle(int32_t handle, int32_t flag);
 
-    /// The size in pixels.
-    int32_t Width() const;
-    int32_t Height() const;
-    /// For drawing on the picture as it is now. What is drawn until it is asked for again counts as one drawing.
+    int32_t Width() const;  ///< in pixels
+    int32_t Height() const; ///< in pixels
+    /// Starts a drawing on the picture. All that is drawn until the next call counts as one drawing, for `Undrawn`.
     framework::Graphics& Graphics();
 
-    /// The port, as direct access to the pixels; never 0.
+    /// The port, for direct access to the pixels; never 0.
     platform::PortReference RGBSurface() const;
 
-    /// The pixels as an image over the same memory, valid while the picture lives.
+    /// The pixels as an image that shares their memory; valid while the picture lives.
     QImage Image() const;
 
-    /// The pixels without the last drawing; null when nothing was drawn.
+    /// A copy of the pixels without the last drawing; null if nothing was drawn.
     QImage Undrawn() const;
 
-    /// Takes over what a picture of the same size, of which this one is a copy, is without its drawing.
+    /// Makes `Undrawn` of this copy of `original` return what it returns for `original`.
     void CopyUndrawn(const Picture& original) { undrawn = original.Undrawn(); }
 
 private:
-    QImage undrawn; ///< of a copy
+    QImage undrawn; ///< set in a copy
     platform::PortReference port = 0;
     std::unique_ptr<framework::Graphics> graphics;
 };

@@ -31,7 +31,7 @@ QString DefaultName()
     return "Picture " + QDateTime::currentDateTime().toString("yyyy-MM-dd hh.mm.ss");
 }
 
-// The format that a name asks for; empty for one that pictures are not saved in.
+// The format for a file name by its extension; empty if it is not supported.
 QByteArray FormatOf(const QString& path)
 {
     const QString extension = QFileInfo(path).suffix().toLower();
@@ -40,7 +40,7 @@ QByteArray FormatOf(const QString& path)
     return extension == "png" ? "png" : "";
 }
 
-// Why it could not be written; empty where it was.
+// Writes the picture. Returns why that failed, or an empty text.
 QString Write(const QImage& picture, const QString& path)
 {
     QBuffer encoded;
@@ -64,7 +64,7 @@ void Copy(const QImage& picture)
 
 void Save(const QImage& shown)
 {
-    // The window may show another picture by the time that the dialog is answered.
+    // The window may show another picture by the time the dialog is closed.
     const QImage picture = shown.copy();
     String name = FromQt(DefaultName());
     for (;;) {
@@ -74,7 +74,7 @@ void Save(const QImage& shown)
         const QString path = ToQt(file->AbsolutePath());
         name = file->Name();
         if (FormatOf(path).isEmpty()) {
-            MsgBox("A picture is saved as PNG or JPEG. Please let its name end in .png or .jpg.");
+            MsgBox("Pictures are saved as PNG or JPEG. Please use a name that ends in .png or .jpg.");
             continue;
         }
         const QString failure = Write(picture, path);
@@ -84,7 +84,7 @@ void Save(const QImage& shown)
     }
 }
 
-// Programs that take no pixels take a file. It is kept until this program ends.
+// For programs that accept a file but no pixels. The file is kept until this program ends.
 QUrl AsFile(const QImage& picture)
 {
     static const QTemporaryDir folder;

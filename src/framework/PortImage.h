@@ -8,7 +8,7 @@
 
 namespace framework {
 
-/// An image over 32-bit pixels of the platform; null over no pixels.
+/// An image that shares the memory of 32-bit pixels of the platform; null if there are no pixels.
 inline QImage ImageOf(const platform::PortPixels& pixels)
 {
     if (pixels.width < 1)
@@ -16,7 +16,8 @@ inline QImage ImageOf(const platform::PortPixels& pixels)
     return {pixels.pixels, pixels.width, pixels.height, pixels.rowBytes, QImage::Format_RGB32};
 }
 
-/// An image over the memory of a living port of 32-bit pixels; null for any other. Valid until the port changes size.
+/// An image that shares the memory of a port of 32-bit pixels; null for other references. Valid until the port changes
+/// its size or is released.
 inline QImage ImageOfPort(platform::PortReference port)
 {
     const auto pixels = platform::PixelsOfPort(port);
@@ -25,7 +26,7 @@ inline QImage ImageOfPort(platform::PortReference port)
     return ImageOf(*pixels);
 }
 
-/// The same rectangle for Qt.
+/// Converts a rectangle for Qt.
 inline QRect ToQt(const platform::PortRect& rect)
 {
     return {rect.left, rect.top, rect.width, rect.height};

@@ -22,7 +22,7 @@ constexpr int32_t kTurn = 50; // milliseconds
 } // namespace
 
 struct ProgressBox::State {
-    QPointer<QProgressDialog> dialog; // may go with the window that it belongs to
+    QPointer<QProgressDialog> dialog; // may be deleted with its parent window
     bool dismissed = false;
 };
 

@@ -9,25 +9,25 @@
 
 namespace framework {
 
-/// A small window that says how far a task has come. It runs no event loop: the caller shows each new state.
+/// A small window with the progress of a task. It runs no event loop: the caller shows each new state.
 class ProgressBox {
 public:
     enum class Kind {
         Beside, ///< other windows can be used meanwhile
-        Modal,  ///< they can't
+        Modal,  ///< other windows are blocked
     };
 
-    /// With a button of that caption, unless it is empty. Nothing shows before `Show`, and nothing ever without a
-    /// screen.
+    /// The box has a button if `button`, its caption, is not empty. Nothing is shown before `Show`, and never without a
+    /// display.
     explicit ProgressBox(Kind kind, const String& button = "");
     ~ProgressBox();
     ProgressBox(const ProgressBox&) = delete;
     ProgressBox& operator=(const ProgressBox&) = delete;
 
-    /// Shows the text and how much is done; a `total` of 0 stands for an unknown end.
+    /// Shows the text and the progress, `done` of `total`; a `total` of 0 shows a busy indicator.
     void Show(const String& text, int64_t done, int64_t total);
 
-    /// The button, or the closing of the box, has sent it away. `Show` brings it no more.
+    /// Whether the user closed the box. `Show` then does nothing.
     bool Dismissed() const;
 
 private:
@@ -35,7 +35,8 @@ private:
     std::unique_ptr<State> state;
 };
 
-/// Runs `work` on a thread of its own, with a modal box that shows the text until it has ended. Windows go on working.
+/// Runs `work` on a thread of its own and shows `text` in a modal box until it ends. Windows are repainted meanwhile.
+/// An exception of `work` is thrown again here.
 void RunWithProgress(const String& text, const std::function<void()>& work);
 
 } // namespace framework

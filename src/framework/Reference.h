@@ -8,28 +8,31 @@
 
 namespace framework {
 
-/// A counted reference to an object. Using a nil one raises `NilObjectException`.
+/// A counted reference to an object. Using a nil reference raises `NilObjectException`.
 template <typename T> class Reference {
 public:
     Reference() = default;
-    /// A nil reference.
+    /// Creates a nil reference.
     Reference(std::nullptr_t) {}
-    /// Shares the object with the pointer.
+    /// Shares ownership of the object with `object`.
     explicit Reference(std::shared_ptr<T> object) : object(std::move(object)) {}
-    /// The same object, as its base class.
+    /// References the same object as its base class.
     template <typename Derived> Reference(const Reference<Derived>& other) : object(other.Shared()) {}
 
-    T* operator->() const { return Checked(); }
-    T& operator*() const { return *Checked(); }
-    explicit operator bool() const { return object != nullptr; }
-    bool operator==(const Reference& other) const { return object == other.object; }
+    T* operator->() const { return Checked(); }                  ///< raises `NilObjectException` if nil
+    T& operator*() const { return *Checked(); }                  ///< raises `NilObjectException` if nil
+    explicit operator bool() const { return object != nullptr; } ///< false if nil
+    bool operator==(const Reference& other) const
+    {
+        return object == other.object;
+    } ///< whether both are the same object
 
-    /// The plain pointer, null for nil.
+    /// The plain pointer; null if nil.
     T* Get() const { return object.get(); }
     /// The object as a standard shared pointer.
     const std::shared_ptr<T>& Shared() const { return object; }
 
-    /// The same object as another class, nil when it is none.
+    /// The same object as another class; nil if it is not of that class.
     template <typename Other> Reference<Other> As() const
     {
         return Reference<Other>(std::dynamic_pointer_cast<Other>(object));
@@ -46,7 +49,7 @@ private:
     std::shared_ptr<T> object;
 };
 
-/// Makes an object and the first reference to it.
+/// Creates an object and returns the first reference to it.
 template <typename T, typename... Arguments> Reference<T> New(Arguments&&... arguments)
 {
     return Reference<T>(std::make_shared<T>(std::forward<Arguments>(arguments)...));

@@ -5,25 +5,27 @@
 
 namespace framework {
 
-/// Whether the runtime was started for a screen. Without one, nothing waits for an answer of the user.
+/// Whether the runtime was started with a display. Without one, nothing waits for the user.
 bool HasDisplay();
 
-/// From now on nothing may touch the screen.
-void GiveUpDisplay();
+/// Makes `HasDisplay` return false, once the connection to the display server is lost.
+void MarkDisplayLost();
 
+/// Whether `RunEventLoop` is running.
 bool EventLoopRuns();
 
-/// Ends the program as the user wishes, unless the application's `MayQuit` objects. Tells whether it ends.
+/// Ends the program at the user's request unless the application's `MayQuit` returns false. Returns whether it ends.
 bool RequestQuit();
 
-/// Ends the event loop; one that has not begun yet ends at once when it does.
+/// Ends the event loop with that exit code. If it is not running yet, it will end at once when it starts.
 void EndEventLoop(int exitCode);
 
-/// Tells the runtime that a window opened, and that one closed.
+/// Adds a window to `OpenWindows`.
 void NoteWindowOpened(Window& window);
+/// Removes a window from `OpenWindows`. Ends the event loop if it was the last one.
 void NoteWindowClosed(Window& window);
 
-/// All windows that are open, in order of opening.
+/// All open windows, in the order in which they were opened.
 const std::vector<Window*>& OpenWindows();
 
 } // namespace framework

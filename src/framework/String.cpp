@@ -9,10 +9,10 @@ namespace framework {
 namespace {
 
 constexpr int kSignificantDigits = 7;
-// Above this a double holds no fraction, and its digits are written as they are.
+// Above this a double has no fraction.
 constexpr double kExactWhole = 1e15;
 
-// Bytes of the character at `position`; 1 for a byte that begins no valid sequence.
+// Size in bytes of the character at `position`; 1 for a byte that starts no valid sequence.
 size_t CharacterSize(const String& text, size_t position)
 {
     const std::string& bytes = text.Bytes();
@@ -28,7 +28,7 @@ size_t CharacterSize(const String& text, size_t position)
     return size;
 }
 
-// Position behind `count` characters from `position`, or the text's end.
+// The position `count` characters after `position`, or the text's end.
 size_t Advance(const String& text, size_t position, int64_t count)
 {
     while (count-- > 0 && position < text.Bytes().size())
@@ -75,7 +75,7 @@ RoundedDigits Round(double magnitude, int decimals)
     return {all.substr(0, all.size() - places), all.substr(all.size() - places), scaled == 0};
 }
 
-// The part of a mask before its point, filled from the right; its first digit mark takes all digits that are left.
+// Fills the part of a mask before the point from the right; the first placeholder takes all remaining digits.
 std::string FillWhole(const std::string& mask, std::string digits, bool negative)
 {
     const auto needed = static_cast<size_t>(std::ranges::count_if(mask, IsPlaceholder));
@@ -102,7 +102,7 @@ std::string FillWhole(const std::string& mask, std::string digits, bool negative
     return filled;
 }
 
-// The part behind the point: a "#" drops a zero that only zeros follow.
+// Fills the part after the point: a "#" drops trailing zeros.
 std::string FillFraction(const std::string& mask, const std::string& digits)
 {
     size_t significant = digits.find_last_not_of('0') + 1;

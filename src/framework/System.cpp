@@ -44,7 +44,7 @@ void DebugLog(const String& text)
     Log(kFirstLevel + LOG_DEBUG, text);
 }
 
-// The log's own levels count from 0 (emergency). What lies outside of ours is an error: nothing here is an emergency.
+// syslog's levels start at 0 (emergency). Unknown levels become errors, since nothing here is an emergency.
 void Log(int32_t level, const String& text)
 {
     const bool isLevel = level >= kFirstLevel && level <= kFirstLevel + LOG_DEBUG;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Ends of the program that nobody is asked about.
+// Ending the program without asking the user.
 //
-// A signal's handler may do next to nothing, so it writes the signal's number into a pipe that the event loop watches.
-// The loop raises `TerminationRequested` and ends. A user who asks again and again is not made to wait: the third
-// signal ends the process whatever it is doing.
+// A signal handler may do very little, so it writes the signal's number into a pipe that the event loop watches. The
+// event loop calls `TerminationRequested` and ends. An impatient user need not wait: the third signal ends the process
+// at once.
 //
-// When the display server dies, Qt calls `exit` from the depth of its event handling. The destructors of static objects
-// would then take apart windows whose application is gone. A step at exit comes before them: it gives the program its
-// chance to finish what it writes, and ends the process without any destructor.
+// When the display server dies, Qt calls `exit` from within its event handling. The destructors of static objects would
+// then destroy windows whose application is gone. An exit handler runs before them: it lets the program finish what it
+// writes, and ends the process without running any destructor.
 #include "framework/Termination.h"
 
 #include "framework/Application.h"
@@ -31,7 +31,7 @@ namespace {
 constexpr int kSignals[] = {SIGTERM, SIGHUP, SIGINT};
 constexpr int kSignalsUntilForced = 3;
 
-int pipeEnds[2] = {-1, -1}; // for reading, for writing; never closed, since a signal may come at any time
+int pipeEnds[2] = {-1, -1}; // read end, write end; never closed, since a signal may arrive at any time
 std::atomic<bool> loopWatches = false;
 std::atomic<int> signalsReceived = 0;
 int terminationSignal = 0;
@@ -70,7 +70,7 @@ void EndWithoutDestructors()
 {
     if (!EventLoopRuns())
         return;
-    GiveUpDisplay();
+    MarkDisplayLost();
     RequestTermination(Termination::DisplayLost);
     std::fflush(nullptr);
     std::_Exit(EXIT_FAILURE);
@@ -84,7 +84,7 @@ void HandleTerminationSignals()
         return;
     for (const int signal : kSignals) {
         struct sigaction action {};
-        // What the starter of the program had ignored stays so: "nohup" does that.
+        // Signals that the parent process ignored stay ignored: "nohup" relies on that.
         if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN)
             continue;
         action = {};

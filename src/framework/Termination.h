@@ -3,8 +3,8 @@
 
 namespace framework {
 
-/// While one of these lives, the signals that ask a program to end reach the event loop; see
-/// `HandleTerminationSignals`. Outside of it they end the process at once, as if nobody handled them.
+/// While an object lives, termination signals are passed to the event loop; see `HandleTerminationSignals`. At other
+/// times they end the process at once.
 class TerminationWatch {
 public:
     TerminationWatch();

@@ -10,25 +10,25 @@ namespace framework {
 
 class WholeFile;
 
-/// Writes a file as bytes; whole when the last reference goes. What is written stands beside the file of that name
-/// until then and takes its place in one step. A failure is told by a message and leaves the file that was there as it
-/// was.
+/// Writes bytes to a file. They go to a temporary file, which replaces the file of that name when the last reference is
+/// released. A failure is shown in a message and leaves an existing file unchanged.
 class TextOutputStream {
 public:
-    /// Over a file that is open for writing.
+    /// Takes a file that is open for writing.
     explicit TextOutputStream(std::unique_ptr<WholeFile> file);
     ~TextOutputStream();
-    void Write(const String& text);
+    void Write(const String& text); ///< appends the bytes of the text
 
 private:
     std::unique_ptr<WholeFile> file;
 };
 
-/// Reads a file as bytes.
+/// Reads bytes from a file.
 class TextInputStream {
 public:
+    /// Takes a file that is open for reading.
     explicit TextInputStream(std::ifstream file) : file(std::move(file)) {}
-    /// Everything up to the end, as plain bytes without an encoding. At most 64 MB are taken.
+    /// Reads to the end of the file, 64 MiB at most. Returns plain bytes without an encoding.
     String ReadAll();
 
 private:

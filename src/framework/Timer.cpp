@@ -14,7 +14,7 @@ Timer::Timer() : timer(std::make_unique<QTimer>())
     timer->setTimerType(Qt::PreciseTimer);
     timer->setInterval(1000);
     QObject::connect(timer.get(), &QTimer::timeout, [this] {
-        // A single shot has come to rest when its handler runs, so that the handler may arm it again.
+        // Turn a single shot off before its handler runs, so that the handler may start it again.
         if (mode == Single)
             mode = Off;
         Guard([this] { Raise(Action); });
@@ -23,7 +23,7 @@ Timer::Timer() : timer(std::make_unique<QTimer>())
 
 Timer::~Timer()
 {
-    // The timer may end within its own tick, when its handler lets go of the last reference.
+    // The timer's own handler may release the last reference.
     timer->stop();
     timer->disconnect();
     timer.release()->deleteLater();

@@ -15,15 +15,15 @@ class Timer : public Control {
 public:
     enum : int32_t { Off = 0, Single = 1, Multiple = 2 };
 
-    /// Made in the mode `Off`.
+    /// Creates a timer in mode `Off` with a period of 1000 ms.
     Timer();
     ~Timer() override;
 
-    /// Whether it runs: `Off`, `Single` for one `Action`, `Multiple` for one each period.
+    /// `Off`, `Single` for one `Action`, or `Multiple` for one each period.
     int32_t Mode() const;
-    void Mode(int32_t value); ///< assigning one of the running modes starts the period anew
-    int32_t Period() const;   ///< milliseconds
-    void Period(int32_t value);
+    void Mode(int32_t value);   ///< `Single` and `Multiple` restart the period
+    int32_t Period() const;     ///< in milliseconds
+    void Period(int32_t value); ///< in milliseconds, 1 at least
     std::function<void()> Action;
 
 private:

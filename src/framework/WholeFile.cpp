@@ -5,7 +5,7 @@ namespace framework {
 
 bool WholeFile::Open()
 {
-    // Without a buffer a failure shows at the write that it belongs to.
+    // Without a buffer, a failure is reported by the write that causes it.
     if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
         failure = file.errorString();
     return failure.isEmpty();
@@ -13,7 +13,7 @@ bool WholeFile::Open()
 
 void WholeFile::Write(QByteArrayView bytes)
 {
-    // A disk that fills up takes a part first, and tells the reason for the rest.
+    // A disk that becomes full writes only a part; the next write reports the reason.
     while (failure.isEmpty() && !bytes.isEmpty()) {
         const qint64 written = file.write(bytes.data(), bytes.size());
         if (written <= 0) {

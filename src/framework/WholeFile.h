@@ -7,24 +7,25 @@
 
 namespace framework {
 
-/// A file that is written beside the one of its name and takes its place in one step, or leaves it as it was.
+/// Writes a file under a temporary name and renames it at the end. On failure an existing file stays unchanged.
 class WholeFile {
 public:
+    /// `path` is the final name.
     explicit WholeFile(const QString& path) : file(path) {}
 
-    /// Opens it for writing; false when that fails.
+    /// Opens the temporary file for writing. Returns false on failure.
     bool Open();
 
-    /// Adds bytes. After one that failed, nothing more is written.
+    /// Appends bytes. Does nothing after a failure.
     void Write(QByteArrayView bytes);
 
-    /// Puts the file in its place. False when this or anything before failed.
+    /// Renames the file to its final name. Returns false if this or anything before failed.
     bool Finish();
 
-    /// Why it failed.
+    /// The reason of the first failure; empty: none.
     const QString& Failure() const { return failure; }
 
-    QString Path() const { return file.fileName(); }
+    QString Path() const { return file.fileName(); } ///< the final name
 
 private:
     QSaveFile file;

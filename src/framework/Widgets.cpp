@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Controls over Qt's widgets, which hold their state.
 //
-// The user's changes come by the signals that only users raise, or with the widget's signals blocked while code
-// assigns. What code assigns calls the handler directly, so that an exception of the handler reaches that code.
+// Changes by the user arrive through signals: those that only users raise, or all signals, blocked while code assigns a
+// value. An assignment calls the handler directly, so that an exception of the handler reaches the assigning code.
 //
-// Places are fixed while the user's interface font may be a wide one: a text that would be cut off at the edge of its
-// control is set in narrower letters.
+// Rectangles are fixed, but the user's interface font may be wide: a text that does not fit its control is drawn with
+// narrower letters.
 #include "framework/Widgets.h"
 
 #include "framework/Exceptions.h"
@@ -31,10 +31,10 @@
 namespace framework {
 namespace {
 
-constexpr int kNarrowest = 70; // percent of a letter's width that can still be read with ease
+constexpr int kNarrowest = 70; // stretch in percent that is still easy to read
 constexpr int kButtonMargin = 8;
 
-// The widget behind a control. A control that is in no window has none.
+// The widget of a control. Raises `NilObjectException` for a control that is in no window.
 template <typename T> T& WidgetOf(const RectControl& control)
 {
     if (control.Widget() == nullptr)
@@ -52,7 +52,7 @@ void ApplyFont(const RectControl& control, const ControlFont& font)
     WidgetOf<QWidget>(control).setFont(InterfaceFont(font));
 }
 
-// Sets a text in letters so narrow that it fits beside the `margin` pixels which its control needs for other things.
+// Narrows the font until the text fits the control's width less `margin` pixels.
 template <typename T> void FitText(const RectControl& control, int margin)
 {
     if (control.Widget() == nullptr)
@@ -70,7 +70,7 @@ template <typename T> void FitText(const RectControl& control, int margin)
     widget.setFont(font);
 }
 
-/// A slider that shows while it is disabled that it has nothing to set: an empty groove without a thumb.
+// A slider that shows only an empty groove, without a thumb, while it is disabled.
 class SliderWidget : public QSlider {
 public:
     using QSlider::QSlider;
@@ -177,7 +177,7 @@ void CheckBox::Event_Resized()
 QWidget* PopupMenu::MakeWidget(QWidget* parent)
 {
     auto* box = new QComboBox(parent);
-    // Comes also when the user chooses the row that was chosen already.
+    // This signal is also raised when the user chooses the present row again.
     QObject::connect(box, &QComboBox::activated, box, [this](int row) {
         if (std::exchange(chosen, row) != row)
             Guard([this] { Raise(Change); });
@@ -189,7 +189,7 @@ void PopupMenu::AddRow(const String& text)
 {
     auto& box = WidgetOf<QComboBox>(*this);
     box.addItem(ToQt(text));
-    // The widget would choose its first row by itself.
+    // The widget selects its first row by itself; restore the selection.
     box.setCurrentIndex(chosen);
 }
 
@@ -285,7 +285,7 @@ void StaticText::Alignment(TextAlignment value)
     WidgetOf<QLabel>(*this).setAlignment(side | Qt::AlignVCenter);
 }
 
-// A menu's own name is the row it shows, so screen readers look for a label that belongs to it.
+// The accessible name of a popup menu is the row that it shows, so screen readers also look for its label.
 void StaticText::Labels(RectControl& control)
 {
     WidgetOf<QLabel>(*this).setBuddy(control.Widget());
@@ -320,7 +320,7 @@ int32_t ProgressBar::Maximum() const
 
 void ProgressBar::Maximum(int32_t value)
 {
-    // A bar without a range would show that something of unknown length is going on.
+    // A bar without a range would show a busy indicator.
     const int32_t maximum = std::max(value, 1);
     const int32_t shown = std::min(Value(), maximum);
     WidgetOf<QProgressBar>(*this).setMaximum(maximum);

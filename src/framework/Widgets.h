@@ -8,15 +8,14 @@
 
 namespace framework {
 
-/// A button that is pressed.
+/// A push button.
 class PushButton : public RectControl {
 public:
-    /// The text on the button.
-    String Caption() const;
-    void Caption(const String& value);
-    void Font(const ControlFont& font);
-    std::function<void()> Action; ///< pressed by the user, or `Push`
-    /// Presses the button, as a click does.
+    String Caption() const;             ///< the text on the button
+    void Caption(const String& value);  ///< sets the text
+    void Font(const ControlFont& font); ///< sets the font
+    std::function<void()> Action;       ///< the button was pressed, by the user or by `Push`
+    /// Presses the button, as a click does; does nothing while it is disabled.
     void Push();
 
 protected:
@@ -24,70 +23,62 @@ protected:
     void Event_Resized() override;
 };
 
-/// A box with a caption that is checked or not.
+/// A check box with a caption.
 class CheckBox : public RectControl {
 public:
-    /// The text beside the box.
-    String Caption() const;
-    void Caption(const String& value);
-    /// Whether the box is checked.
-    bool Value() const;
-    void Value(bool value);
-    void Font(const ControlFont& font);
-    std::function<void()> Action; ///< the value changed, by the user or by assignment
+    String Caption() const;             ///< the text beside the box
+    void Caption(const String& value);  ///< sets the text
+    bool Value() const;                 ///< whether the box is checked
+    void Value(bool value);             ///< checks or unchecks it; a change calls `Action`
+    void Font(const ControlFont& font); ///< sets the font
+    std::function<void()> Action;       ///< the value changed, by the user or by assignment
 
 protected:
     QWidget* MakeWidget(QWidget* parent) override;
     void Event_Resized() override;
 };
 
-/// A button that shows a menu, of which one row is chosen.
+/// A popup menu with one selected row.
 class PopupMenu : public RectControl {
 public:
-    /// Adds a row at the end.
-    void AddRow(const String& text);
-    /// The text of a row, from 0.
-    String List(int32_t index) const;
-    /// How many rows there are.
-    int32_t ListCount() const;
-    int32_t ListIndex() const; ///< -1 for none
-    void ListIndex(int32_t value);
-    void Font(const ControlFont& font);
-    std::function<void()> Change; ///< another row was chosen, by the user or by assignment
+    void AddRow(const String& text);    ///< adds a row at the end
+    String List(int32_t index) const;   ///< the text of a row, by its index from 0
+    int32_t ListCount() const;          ///< number of rows
+    int32_t ListIndex() const;          ///< index of the selected row, from 0; -1 for none
+    void ListIndex(int32_t value);      ///< selects a row; a change calls `Change`
+    void Font(const ControlFont& font); ///< sets the font
+    std::function<void()> Change;       ///< the selection changed, by the user or by assignment
 
 protected:
     QWidget* MakeWidget(QWidget* parent) override;
 
 private:
-    int32_t chosen = -1; // the row of which `Change` told last
+    int32_t chosen = -1; // the row reported by the last `Change`
 };
 
-/// A line of text that the user edits.
+/// A line of text that the user can edit.
 class EditField : public RectControl {
 public:
-    /// The text in the field.
-    String Text() const;
-    void Text(const String& value);
-    void Font(const ControlFont& font);
+    String Text() const;                ///< the text in the field
+    void Text(const String& value);     ///< sets the text
+    void Font(const ControlFont& font); ///< sets the font
 
 protected:
     QWidget* MakeWidget(QWidget* parent) override;
 };
 
-/// Where a text stands in its rectangle.
+/// The horizontal alignment of a text in its rectangle.
 enum class TextAlignment { Left, Center, Right };
 
 /// A text that only the program changes.
 class StaticText : public RectControl {
 public:
-    /// The text.
-    String Text() const;
-    void Text(const String& value);
-    void Font(const ControlFont& font);
-    /// Left, centre or right; left at first.
-    void Alignment(TextAlignment value);
+    String Text() const;                 ///< the text
+    void Text(const String& value);      ///< sets the text
+    void Font(const ControlFont& font);  ///< sets the font
+    void Alignment(TextAlignment value); ///< initially left
 
-    /// Makes this text the name of a control beside it, for screen readers; a colon at its end is not part of it.
+    /// Makes this text, without a colon at its end, the name of a control for screen readers.
     void Labels(RectControl& control);
 
 protected:
@@ -98,11 +89,10 @@ protected:
 /// A bar that shows a value between 0 and a maximum.
 class ProgressBar : public RectControl {
 public:
-    int32_t Value() const;
-    void Value(int32_t value); ///< held between 0 and the maximum
-    /// The value of a full bar.
-    int32_t Maximum() const;
-    void Maximum(int32_t value);
+    int32_t Value() const;       ///< the value
+    void Value(int32_t value);   ///< sets the value, clamped to 0 to `Maximum`
+    int32_t Maximum() const;     ///< the value of a full bar; initially 100
+    void Maximum(int32_t value); ///< sets the maximum, 1 at least
 
 protected:
     QWidget* MakeWidget(QWidget* parent) override;
@@ -111,18 +101,16 @@ protected:
 /// A thumb that the user drags between a minimum and a maximum.
 class Slider : public RectControl {
 public:
-    /// The ends of the range.
-    int32_t Minimum() const;
-    void Minimum(int32_t value);
-    int32_t Maximum() const;
-    void Maximum(int32_t value);
-    int32_t Value() const;
-    void Value(int32_t value); ///< held between minimum and maximum
-    /// How far an arrow key moves the thumb; `PageStep`: a click beside it.
-    void LineStep(int32_t value);
-    void PageStep(int32_t value);
-    void LiveScroll(bool value);        ///< whether `ValueChanged` comes while the thumb is dragged or at its release
-    std::function<void()> ValueChanged; ///< the value differs from before, by the user or by assignment
+    int32_t Minimum() const;      ///< lower end of the range
+    void Minimum(int32_t value);  ///< sets the lower end; the value is clamped
+    int32_t Maximum() const;      ///< upper end of the range
+    void Maximum(int32_t value);  ///< sets the upper end; the value is clamped
+    int32_t Value() const;        ///< the value
+    void Value(int32_t value);    ///< sets the value, clamped to the range
+    void LineStep(int32_t value); ///< sets the step of an arrow key
+    void PageStep(int32_t value); ///< sets the step of a click beside the thumb
+    void LiveScroll(bool value);  ///< whether `ValueChanged` is called while the thumb is dragged or at its release
+    std::function<void()> ValueChanged; ///< the value changed, by the user or by assignment
 
 protected:
     QWidget* MakeWidget(QWidget* parent) override;

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Windows and their implicit instances.
 //
-// A window's content has three sides: a widget on the screen, the port into which its canvases and the platform draw,
-// and the number by which the platform knows it. All follow one size, which changes in `ContentResized` alone, whether
-// code or the user asked for it.
+// A window's content consists of a widget on the screen, the port into which its canvases and the platform draw, and
+// the platform's reference to the window. All have the same size, which only `ContentResized` changes, for code and for
+// the user.
 //
-// An implicit instance is owned by the table of instances, anything else by whoever made it. Closing hides a window at
-// once; the table's reference is given up when the event loop that runs the present handler is reached again, for the
-// handler may be the window's own. Controls may be held by others and outlive their window: they then have neither
-// window nor widget.
+// An implicit instance is owned by the table of instances, any other window by its creator. Closing hides a window at
+// once. The table's reference is released when control returns to the event loop, since the present handler may be the
+// window's own. Controls may outlive their window; they then have neither window nor widget.
 #include "framework/Window.h"
 
 #include "framework/Application.h"
@@ -27,18 +26,18 @@
 namespace framework {
 namespace {
 
-constexpr int32_t kLargestSide = 16384; // of a port
-constexpr int32_t kNearMainWindow = 3;  // a placement
+constexpr int32_t kLargestSide = 16384; // of a port, in pixels
+constexpr int32_t kNearMainWindow = 3;  // value of `Placement`
 
 using ImplicitWindows = std::map<std::string, std::shared_ptr<Window>>;
 
 ImplicitWindows& Instances()
 {
-    static auto& instances = *new ImplicitWindows; // never destroyed: see the end by `exit` in Termination.cpp
+    static auto& instances = *new ImplicitWindows; // never destroyed: see the exit handler in Termination.cpp
     return instances;
 }
 
-// Holds a reference until the event loop is reached again.
+// Holds a reference until control returns to the event loop.
 class LastReference : public QObject {
 public:
     explicit LastReference(std::shared_ptr<Window> window) : window(std::move(window)) { deleteLater(); }
@@ -67,7 +66,7 @@ Qt::WindowFlags FlagsOf(const Window& window)
     return flags;
 }
 
-// Moves and grows a control with the edges that it is locked to.
+// Moves and resizes a control with the edges that it is locked to.
 void FollowEdges(RectControl& control, int32_t dx, int32_t dy)
 {
     const Anchors& locked = control.LockedTo;
@@ -82,8 +81,8 @@ int32_t Middle(const RectControl& control)
     return control.Top() + control.Height() / 2;
 }
 
-// The Tab key goes through the controls as they are read: row by row, each from the left. What stands in a row need not
-// stand at quite the same height.
+// The Tab key visits the controls in reading order: row by row, left to right. Controls of a row may differ a little in
+// height and position.
 void OrderForTabKey(const std::vector<std::shared_ptr<Control>>& controls)
 {
     std::vector<RectControl*> ordered;
@@ -179,7 +178,7 @@ void Window::BringToScreen()
     if (!widget.isVisible() && document != windows.end() && *document != this) {
         const WindowWidget& below = *(*document)->state->widget;
         if (Frame == Floating) {
-            // A floating window belongs to the document's, which is how it stays above it.
+            // A floating window is transient for the document window, which keeps it above that.
             widget.winId();
             widget.windowHandle()->setTransientParent(below.windowHandle());
         }
@@ -425,7 +424,7 @@ std::shared_ptr<Window> _GetImplicitWindow(const String& name, const std::functi
     const auto found = instances.find(name.Bytes());
     if (found != instances.end())
         return found->second;
-    // Known before its start sequence runs, since that may ask for it.
+    // Register it before its start sequence runs, which may ask for it.
     const auto window = make();
     instances[name.Bytes()] = window;
     try {

@@ -14,8 +14,8 @@
 
 namespace framework {
 
-/// A window with its controls. Making one runs `Layout`, `CreateControls` and `AddMenuHandlers`; `Open` then raises the
-/// controls' `Open` events in order, after them the window's own, and shows it.
+/// A window with its controls. `Construct` runs `Layout`, `CreateControls` and `AddMenuHandlers`, raises the controls'
+/// `Open` events in order and then the window's own, and shows the window.
 class Window {
 public:
     Window();
@@ -25,7 +25,7 @@ public:
 
     enum : int32_t { Document = 0, Floating = 3 };
 
-    // Properties that `Layout` gives where they are to differ from what stands here.
+    // Properties to be set in `Layout`, with their defaults.
     int32_t Placement = 0;
     int32_t Frame = Document;
     bool Composite = false;
@@ -44,77 +44,75 @@ public:
     int32_t MaxWidth = 32000;
     int32_t MaxHeight = 32000;
 
-    /// Closing this window ends the program, whatever others are open; the application's `MayQuit` is asked first when
-    /// the user closes it.
+    /// Closing this window ends the program, even if other windows are open. If the user closes it, the application's
+    /// `MayQuit` is called first.
     bool EndsProgram = false;
 
-    /// Asked before a menu item does anything in front of this window. True: it is not to be done, which the user has
-    /// been told.
+    /// Called before a menu item's handler. Return true to suppress the item, after telling the user why.
     std::function<bool(const MenuItem& item)> RefusesMenuItem;
 
-    /// Carries out what a menu item does by calling `action`, and may look at what came of it. Empty: just that.
+    /// Carries out a menu item by calling `action`, and may check the result. Not set: `action` is called directly.
     std::function<void(const MenuItem& item, const std::function<void()>& action)> CarriesOutMenuItem;
 
-    String Title() const;
-    void Title(const String& value);
+    String Title() const;            ///< the title; empty: the title bar shows the program's name
+    void Title(const String& value); ///< sets the title
 
-    /// What the title bar shows behind the title: a passing state. Empty: nothing.
-    String TitleNote() const;
-    void TitleNote(const String& value);
-    int32_t Width() const; ///< of the content, without the menu bar
-    void Width(int32_t value);
-    int32_t Height() const;
-    void Height(int32_t value);
-    bool Visible() const;
-    void Visible(bool value);
+    String TitleNote() const;            ///< a temporary state shown after the title; empty: none
+    void TitleNote(const String& value); ///< sets the text after the title
+    int32_t Width() const;               ///< of the content in pixels, without the menu bar
+    void Width(int32_t value);           ///< clamped to `MinWidth` to `MaxWidth`
+    int32_t Height() const;              ///< of the content in pixels, without the menu bar
+    void Height(int32_t value);          ///< clamped to `MinHeight` to `MaxHeight`
+    bool Visible() const;                ///< whether the window is shown
+    void Visible(bool value);            ///< shows or hides the window
 
-    /// A picture behind the controls, drawn at the top left corner.
+    /// The picture behind the controls, drawn at the top left corner; nil without one.
     Reference<Picture> Backdrop() const;
+    /// Sets the picture behind the controls.
     void Backdrop(Reference<Picture> value);
 
     /// Shows the window and brings it to the front.
     void Show();
 
-    /// Closes the window: its own `Close` event, those of its controls, then it is gone from the screen and an implicit
-    /// instance ends.
+    /// Closes the window: raises its `Close` event and those of its controls, hides it and releases an implicit
+    /// instance.
     void Close();
 
-    /// Makes a control of class `T` a part of the window under a name (the first of the three steps).
+    /// Adds a control of class `T` under a name, which is the first of the three steps.
     template <typename T> T* Add(const String& name, std::shared_ptr<T> control = std::make_shared<T>())
     {
         AddControl(name, control);
         return control.get();
     }
 
-    /// The control of that name and class, or null; of an array, the member with that index.
+    /// The control of that name and class, or null; in a control array, the one with that index.
     template <typename T> T* ControlNamed(const String& name, int32_t index = -1) const
     {
         return dynamic_cast<T*>(FindControl(name, index).get());
     }
 
-    /// The same as a counted reference, for a caller that keeps the control or may find none.
+    /// The same as a counted reference, for a caller that keeps the control.
     template <typename T> Reference<T> ControlReference(const String& name, int32_t index = -1) const
     {
         return Reference<T>(std::dynamic_pointer_cast<T>(FindControl(name, index)));
     }
 
-    /// Binds the menu items of a name to a handler while this window is in front. A handler answers whether the command
-    /// was dealt with.
+    /// Sets the handler of the menu items of that name for this window. It returns whether it handled the command.
     void _AddMenuHandler(const String& itemName, std::function<bool()> handler);
 
-    /// The platform's number for the window.
+    /// The platform's reference to the window.
     int32_t WindowReference() const;
 
-    /// Port that holds the window's content.
+    /// The port of the window's content.
     platform::PortReference Port() const;
 
-    /// Runs the start sequence of a window that was just made.
+    /// Runs the start sequence of a new window. Does nothing the second time.
     void Construct();
 
-    /// Raises `EnableMenuItems` for the controls and the window and applies the auto-enable rule to the bar.
+    /// Disables menu items without a handler, then raises `EnableMenuItems` of the controls and the window.
     void UpdateMenus();
 
-    /// Runs the handler bound to an item, as choosing it does. False when the item is disabled or has none.
+    /// Runs the handler of a menu item. Returns false if the item is disabled or has none.
     bool ChooseMenuItem(const Reference<MenuItem>& item);
 
 protected:
@@ -143,14 +141,14 @@ private:
     std::unique_ptr<State> state;
 };
 
-/// The implicit instance of a window class, kept under a name ("MovieWindow.MovieWindow"): when there is none, `make`
-/// makes the object and its start sequence is run; it is forgotten when the window closes.
+/// The implicit instance of a window class, stored under a name ("MovieWindow.MovieWindow"). If there is none, `make`
+/// creates the object and its start sequence runs. It is removed when the window is closed.
 std::shared_ptr<Window> _GetImplicitWindow(const String& name, const std::function<std::shared_ptr<Window>()>& make);
 
-/// Whether an implicit window lives under that name, which this does not make.
+/// Whether there is an implicit window of that name. Creates none.
 bool HasImplicitWindow(const String& name);
 
-/// Closes all implicit windows and forgets them: a step of the process's end.
+/// Closes and releases all implicit windows, at the end of the process.
 void ReleaseImplicitWindows();
 
 } // namespace framework

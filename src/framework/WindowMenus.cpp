@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // A menu bar of widgets over the application's tree of items.
 //
-// The tree is plain data that code changes as it likes. So the widgets follow it at the moments that count: before a
-// menu shows and before a shortcut is looked for. Each action holds the item that it shows; a menu whose items are no
-// longer those of the tree is filled anew.
+// The tree is plain data that any code may change. The widgets are updated when it matters: before a menu is shown and
+// before a shortcut is looked up. Each action holds its item; a menu whose items are no longer those of the tree is
+// filled again.
 #include "framework/WindowMenus.h"
 
 #include "framework/Guard.h"
@@ -39,7 +39,7 @@ QString LabelOf(const MenuItem& item)
     return item.HasMnemonic ? label : label.replace('&', "&&");
 }
 
-// A menu is what has items, or stands in the bar.
+// A menu has items or is in the menu bar.
 bool IsMenu(const MenuItem& item, const QWidget* parent)
 {
     return item.Count() > 0 || qobject_cast<const QMenuBar*>(parent) != nullptr;
@@ -61,7 +61,7 @@ bool Shows(const QWidget* parent, const MenuItem& owner)
 void UpdateAction(ItemAction& action)
 {
     const MenuItem& item = *action.item;
-    // Some styles write the text of a separator into its line.
+    // Some styles draw the text of a separator.
     const bool separates = item.Text == "-";
     action.setSeparator(separates);
     action.setText(separates ? QString() : LabelOf(item));
@@ -71,11 +71,11 @@ void UpdateAction(ItemAction& action)
     action.setEnabled(action.showsMenu || item.Enabled);
 }
 
-// `openMenu` is told of each menu that is about to show, `choose` of each item that was chosen.
+// `openMenu` is called before a menu is shown, `choose` when an item is chosen.
 template <typename OpenMenu, typename Choose>
 void FillMenu(QWidget* parent, const MenuItem& owner, const OpenMenu& openMenu, const Choose& choose)
 {
-    // Deleted later: this may run within a signal of one of them.
+    // Delete them later, since this may run within a signal of one of them.
     for (QAction* action : parent->actions()) {
         parent->removeAction(action);
         if (auto* menu = action->menu<QMenu*>())
@@ -128,7 +128,7 @@ bool ShowsShortcut(const QWidget* parent, const QKeySequence& key)
 WindowMenus::WindowMenus(Window& window, QWidget* parent, Reference<MenuBar> bar)
     : bar(std::move(bar)), widget(std::make_unique<QMenuBar>(parent)), window(window)
 {
-    // The bar belongs to the layout of the window, also where a desktop would take it to the screen's edge.
+    // The menu bar is part of the window's layout, even if the desktop has a global menu bar.
     widget->setNativeMenuBar(false);
     Follow();
 }

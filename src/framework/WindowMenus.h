@@ -13,15 +13,16 @@ namespace framework {
 
 class Window;
 
-/// The menu bar on a window's top, which shows the items of the application's bar.
+/// The menu bar of a window, which shows the items of the application's menu bar.
 class WindowMenus {
 public:
+    /// Creates the menu bar widget in `parent`. `window` must outlive the object.
     WindowMenus(Window& window, QWidget* parent, Reference<MenuBar> bar);
     ~WindowMenus();
 
-    QMenuBar* Bar() const { return widget.get(); }
+    QMenuBar* Bar() const { return widget.get(); } ///< the widget, owned by this object
 
-    /// Brings texts, marks, enabling and the items themselves up to date.
+    /// Updates the items, their texts, check marks and enabling.
     void Follow();
 
     /// Whether an item has that key as its shortcut.

@@ -21,7 +21,7 @@
 namespace framework {
 namespace {
 
-// Room for what a window manager puts round a window.
+// Space for the window manager's frame.
 constexpr int kFrameWidth = 16;
 constexpr int kFrameHeight = 48;
 
@@ -81,7 +81,7 @@ void WindowWidget::FitContent(int32_t width, int32_t height)
     PlaceContent();
 }
 
-// A window that the user can't resize and that shows a picture has to be seen whole.
+// A window that cannot be resized and shows a picture is scaled down to fit the screen.
 double WindowWidget::ScaleToFit(const QSize& size) const
 {
     if (owner.Resizeable || !owner.state->backdrop)
@@ -116,7 +116,7 @@ void WindowWidget::PaintBackground(QPainter& painter, const QRect& area) const
     const QImage image = Picture();
     if (image.isNull())
         return;
-    // On a scaled desktop the picture is enlarged, which shows every pixel as a block unless neighbours are mixed.
+    // On a scaled desktop the picture is enlarged; without smoothing every pixel would be a visible block.
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     painter.setClipRect(area, Qt::IntersectClip);
     painter.drawImage(QRectF(QPointF(), QSizeF(image.size()) * shownScale), image);
@@ -147,7 +147,7 @@ void WindowWidget::keyPressEvent(QKeyEvent* event)
 bool WindowWidget::DoOwnKey(const QKeyEvent& key)
 {
     const bool plain = key.modifiers() == Qt::NoModifier;
-    // The key by which desktops open a menu bar: most menus have no letter of their own.
+    // F10 opens the menu bar on most desktops; most menus have no mnemonic.
     if (plain && key.key() == Qt::Key_F10 && menus)
         menus->Bar()->setActiveAction(menus->Bar()->actions().value(0));
     else if (plain && key.key() == Qt::Key_Escape && owner.CloseButton && !owner.EndsProgram)
@@ -159,7 +159,7 @@ bool WindowWidget::DoOwnKey(const QKeyEvent& key)
 
 void WindowWidget::contextMenuEvent(QContextMenuEvent* event)
 {
-    // The menu key asks for it wherever the pointer is.
+    // The menu key opens it wherever the pointer is.
     if (event->reason() == QContextMenuEvent::Keyboard ? !Picture().isNull() : IsOnPicture(event->pos()))
         Guard([&] { ShowPictureMenu(this, Picture(), owner.state->backdrop->Undrawn(), event->globalPos()); });
 }
@@ -178,7 +178,7 @@ void WindowWidget::mouseMoveEvent(QMouseEvent* event)
 
 bool WindowWidget::event(QEvent* event)
 {
-    // Comes before a key is taken as a shortcut: the last moment to tell which items are enabled.
+    // Sent before a key is handled as a shortcut: the last moment to update which items are enabled.
     if (event->type() == QEvent::ShortcutOverride && menus && menus->HasShortcut(*static_cast<QKeyEvent*>(event)))
         Guard([this] { owner.UpdateMenus(); });
     return QWidget::event(event);

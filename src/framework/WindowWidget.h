@@ -12,25 +12,26 @@ class QPainter;
 
 namespace framework {
 
-/// The widget of a window: a menu bar above the content, which is a widget of its own.
+/// The top-level widget of a window: a menu bar above the content widget.
 class WindowWidget : public QWidget {
 public:
+    /// `owner` must outlive the widget.
     explicit WindowWidget(Window& owner);
 
-    QWidget* Content() const { return content; }
+    QWidget* Content() const { return content; } ///< the parent of the controls' widgets
 
-    /// Builds the menu bar anew from that of the application.
+    /// Rebuilds the menu bar from that of the application.
     void RebuildMenus();
-    WindowMenus* Menus() const { return menus.get(); }
+    WindowMenus* Menus() const { return menus.get(); } ///< null without a menu bar
 
-    /// Gives the content a size; a window that the user can't resize is held at it. A picture larger than the screen is
-    /// shown smaller, so that all of it is seen.
+    /// Sets the size of the content, and fixes it if the window is not resizeable. A picture larger than the screen is
+    /// scaled down to fit.
     void FitContent(int32_t width, int32_t height);
 
-    /// The limits of the user's resizing.
+    /// Applies the window's minimum and maximum size.
     void ApplyLimits();
 
-    /// Draws what lies behind the controls in a rectangle of the content.
+    /// Draws the background of the controls in `area` of the content: the window's colour and its picture.
     void PaintBackground(QPainter& painter, const QRect& area) const;
 
 protected:
@@ -53,11 +54,11 @@ private:
     Window& owner;
     QWidget* content;
     std::unique_ptr<WindowMenus> menus;
-    double shownScale = 1; ///< of the picture behind the controls
-    QPoint pressed;        ///< where the mouse was pressed last
+    double shownScale = 1; ///< of the background picture
+    QPoint pressed;        ///< where the mouse button was last pressed
 };
 
-/// What a window keeps.
+/// The private state of a window.
 struct Window::State {
     String title;
     String titleNote;
