@@ -26,8 +26,9 @@
 namespace framework {
 namespace {
 
-constexpr int32_t kLargestSide = 16384; // of a port, in pixels
-constexpr int32_t kNearMainWindow = 3;  // value of `Placement`
+using platform::kMaxPictureSide;
+
+constexpr int32_t kNearMainWindow = 3; // value of `Placement`
 
 using ImplicitWindows = std::map<std::string, std::shared_ptr<Window>>;
 
@@ -104,7 +105,7 @@ void OrderForTabKey(const std::vector<std::shared_ptr<Control>>& controls)
 
 int32_t Within(int32_t value, int32_t low, int32_t high)
 {
-    return std::clamp(value, std::max(low, 1), std::max({low, 1, std::min(high, kLargestSide)}));
+    return std::clamp(value, std::max(low, 1), std::max({low, 1, std::min(high, kMaxPictureSide)}));
 }
 
 bool IsMenu(const MenuItem& item)
@@ -247,8 +248,8 @@ void Window::Height(int32_t value)
 void Window::SetSize(int32_t width, int32_t height)
 {
     if (!state->widget) {
-        state->width = Within(width, 1, kLargestSide);
-        state->height = Within(height, 1, kLargestSide);
+        state->width = Within(width, 1, kMaxPictureSide);
+        state->height = Within(height, 1, kMaxPictureSide);
         return;
     }
     width = Within(width, MinWidth, MaxWidth);
@@ -259,8 +260,8 @@ void Window::SetSize(int32_t width, int32_t height)
 
 void Window::ContentResized(int32_t width, int32_t height)
 {
-    width = Within(width, 1, kLargestSide);
-    height = Within(height, 1, kLargestSide);
+    width = Within(width, 1, kMaxPictureSide);
+    height = Within(height, 1, kMaxPictureSide);
     const int32_t dx = width - state->width;
     const int32_t dy = height - state->height;
     if (dx == 0 && dy == 0)

@@ -2,15 +2,10 @@
 #include "platform/drawing/PixelFormat.h"
 
 namespace platform {
-namespace {
-
-constexpr int32_t kLargestSide = 16384;
-
-} // namespace
 
 int32_t PackedRowBytes(FourCharCode format, int32_t width)
 {
-    if (width < 1 || width > kLargestSide)
+    if (width < 1 || width > kMaxPictureSide)
         return 0;
     switch (format) {
     case kPixelFormat32:
@@ -32,7 +27,7 @@ int32_t PackedRowBytes(FourCharCode format, int32_t width)
 
 int64_t PackedImageSize(FourCharCode format, int32_t width, int32_t height)
 {
-    if (height < 1 || height > kLargestSide)
+    if (height < 1 || height > kMaxPictureSide)
         return 0;
     const int64_t firstPlane = int64_t{PackedRowBytes(format, width)} * height;
     if (format != kY420PixelFormat && format != kNV12PixelFormat)

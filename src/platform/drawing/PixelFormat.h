@@ -7,9 +7,9 @@
 
 namespace platform {
 
-/// Pixel formats by the numbers that worlds and image descriptions use. Byte orders are those in memory.
-/// 32 is the port format of this system: four bytes blue, green, red and an unused one (255), as Qt's Format_RGB32
-/// and libyuv's ARGB have them on a little-endian machine.
+/// Pixel formats, with the numbers used by worlds and image descriptions. Byte orders are those in memory. 32 is the
+/// format of ports: four bytes blue, green, red and an unused one (255), like Qt's Format_RGB32 and libyuv's ARGB on a
+/// little-endian machine.
 inline constexpr FourCharCode kPixelFormat32 = 32;
 inline constexpr FourCharCode k2vuyPixelFormat = CodeOf("2vuy");  ///< 4:2:2, Cb Y Cr Y, video range (UYVY)
 inline constexpr FourCharCode kYuvsPixelFormat = CodeOf("yuvs");  ///< 4:2:2, Y Cb Y Cr, video range (YUY2)
@@ -18,12 +18,16 @@ inline constexpr FourCharCode kNV12PixelFormat = CodeOf("nv12");  ///< Y plane, 
 inline constexpr FourCharCode kRGB24PixelFormat = CodeOf("24RG"); ///< red, green, blue
 inline constexpr FourCharCode kBGR24PixelFormat = CodeOf("24BG"); ///< blue, green, red
 inline constexpr FourCharCode kGreyPixelFormat = CodeOf("grey");  ///< one byte of luma
-inline constexpr FourCharCode kRawPixelFormat = CodeOf("raw ");   ///< movie "raw ", by its depth: 24 RGB, 32 ARGB
+inline constexpr FourCharCode kRawPixelFormat = CodeOf("raw ");   ///< in movies; depth 24: RGB, depth 32: ARGB
 
-/// Bytes of a packed row of `width` pixels in the first (or only) plane; 0 for an unknown format.
+/// The largest width and height of ports and pictures, in pixels.
+inline constexpr int32_t kMaxPictureSide = 16384;
+
+/// Bytes of a row of `width` pixels without padding, in the first or only plane; 0 for an unknown format or a width
+/// below 1 or above `kMaxPictureSide`.
 int32_t PackedRowBytes(FourCharCode format, int32_t width);
 
-/// Bytes of a whole packed image, all planes; 0 for an unknown format or a size below 1 or above 16384.
+/// Bytes of an image without padding, all planes; 0 for an unknown format or a size below 1 or above `kMaxPictureSide`.
 int64_t PackedImageSize(FourCharCode format, int32_t width, int32_t height);
 
 } // namespace platform

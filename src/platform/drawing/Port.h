@@ -9,7 +9,7 @@
 
 namespace platform {
 
-/// What this room keeps of a port.
+/// A port and its state, private to this module.
 struct Port : std::enable_shared_from_this<Port> {
     OwnedBlock block;
     PortPixels pixels;
@@ -17,22 +17,22 @@ struct Port : std::enable_shared_from_this<Port> {
     bool isWorld = false;
     std::vector<std::weak_ptr<View>> views;
 
-    // A reduced picture that stands for the pixels, until they are read.
+    // A reduced picture, used instead of the pixels until they are read.
     PictureBlock reduced;
     std::function<bool(const PortPixels& whole)> refine;
     std::vector<std::function<void(const DrawingSurface&)>> drawn; ///< on the reduced picture
 
-    bool IsReduced() const { return reduced.pixels.width > 0; }
-    void ForgetReduced();
+    bool IsReduced() const { return reduced.pixels.width > 0; } ///< whether there is only a reduced picture
+    void DropReduced();                                         ///< discards the reduced picture and its drawings
 
-    /// Makes the port's own pixels the whole picture, with all that was drawn on the reduced one.
+    /// Draws the whole picture into the port's own pixels and repeats the drawings of the reduced picture on it.
     void Refine();
 };
 
-/// The living port of a number, or null.
+/// The port with that reference, or null.
 std::shared_ptr<Port> FindPort(PortReference port);
 
-/// The part of `rect` that lies within `width` by `height` pixels; empty where there is none.
+/// Clips `rect` to `width` by `height` pixels; may be empty.
 PortRect Clipped(const PortRect& rect, int32_t width, int32_t height);
 
 } // namespace platform

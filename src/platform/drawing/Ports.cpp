@@ -1,22 +1,21 @@
 // SPDX-License-Identifier: MIT
 // Ports and their pixels.
 //
-// A port is one object under two numbers: its own, and that of its pixel map. Both tables share it, which is why a
-// map always tells the port's present pixels, also after the port has changed size. The pixels are one block of the
-// address space that belongs to the port; a resize replaces the block. Rows begin at multiples of 64 bytes, so that
-// the pixel loops of the codecs find them aligned.
+// A port is one object with two references: its own and that of its pixel map. Both tables share the object, so a pixel
+// map always describes the port's present pixels, even after a resize. The pixels are one block of the address space,
+// owned by the port; a resize replaces the block. Rows start at multiples of 64 bytes, so that they are aligned for the
+// codecs' pixel loops.
 //
-// Off-screen worlds belong to whoever made them (`DisposeGWorld`), other ports to a window or picture
-// (`ReleasePort`): neither call touches the other's ports, since a caller that was handed a window's port may well
-// try to dispose of it as a world.
+// Off-screen worlds belong to their creator (`DisposeGWorld`), other ports to a window or picture (`ReleasePort`).
+// Neither call affects the other's ports, since a caller that got a window's port might try to dispose it as a world.
 //
-// A window's port may have views (`View.h`), which hold what was drawn last. The port's own pixels then are behind, and
-// catch up when somebody asks for them: by `PixelsOfPort`, or by reading at their address.
+// A window's port may have views (`View.h`), which hold what was drawn last. The port's own pixels are then out of date
+// and updated when they are needed: by `PixelsOfPort`, or when memory at their address is read.
 //
-// A picture's port may likewise have a reduced picture only, because it is shown no larger. What is drawn on it is
-// noted as well as drawn; whoever reads the pixels gets the whole picture with all that drawn on it again.
+// A picture's port may have only a reduced picture, if it is not shown any larger. What is drawn on it is also
+// recorded. When the pixels are read, the whole picture is decoded and the drawing repeated on it.
 //
-// Worlds and ports are made, resized and drawn into on the main thread. The tables may be asked from any thread.
+// Worlds and ports are created, resized and drawn into on the main thread. The tables may be used on any thread.
 #include "platform/drawing/Port.h"
 
 #include "platform/components/FunctionTable.h"
@@ -33,8 +32,7 @@
 namespace platform {
 namespace {
 
-constexpr int32_t kRowAlignment = 64;
-constexpr int32_t kLargestSide = 16384;
+constexpr int32_t kRowAlignment = 64; // bytes
 
 ReferenceTable<Port>& PortTable()
 {
@@ -56,7 +54,7 @@ ReferenceTable<PortReference>& WindowTable()
 
 bool IsPortSize(int32_t width, int32_t height)
 {
-    return width >= 1 && width <= kLargestSide && height >= 1 && height <= kLargestSide;
+    return width >= 1 && width <= kMaxPictureSide && height >= 1 && height <= kMaxPictureSide;
 }
 
 int32_t AlignedRowBytes(int32_t packed)
@@ -64,9 +62,9 @@ int32_t AlignedRowBytes(int32_t packed)
     return (packed + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
 }
 
-// Gives the port a fresh block of zeroed pixels. The planes of a planar format follow each other, the chroma planes
-// with half of the first one's stride. False without memory: the port is then as it was.
-bool GivePixels(Port& port, int32_t width, int32_t height, FourCharCode format)
+// Allocates zeroed pixels for the port. The planes of a planar format follow each other; the chroma planes have half
+// the stride of the first one. Returns false, and leaves the port as it was, if memory is full.
+bool AllocatePixels(Port& port, int32_t width, int32_t height, FourCharCode format)
 {
     const int32_t packed = PackedRowBytes(format, width);
     const int32_t rowBytes = AlignedRowBytes(packed);
@@ -99,7 +97,7 @@ void RemovePort(PortReference reference, bool isWorld)
     PixMapTable().Remove(port->map);
 }
 
-// Reading at the address has the port's views give it what they show.
+// `BytesFrom` makes the port's views update its pixels.
 std::optional<PortPixels> UpToDatePixels(const std::shared_ptr<Port>& port)
 {
     if (!port)
@@ -146,7 +144,7 @@ Result QTNewGWorld(Address world, FourCharCode pixelFormat, Address bounds, int3
     if (width < 1 || height < 1 || PackedRowBytes(pixelFormat, 1) == 0)
         return paramErr;
     const auto port = std::make_shared<Port>();
-    if (!IsPortSize(width, height) || !GivePixels(*port, width, height, pixelFormat))
+    if (!IsPortSize(width, height) || !AllocatePixels(*port, width, height, pixelFormat))
         return memFullErr;
     port->isWorld = true;
     port->pixels.top = rect.top;
@@ -195,7 +193,7 @@ PortReference GetWindowPort(int32_t window)
 PortReference NewPort(int32_t width, int32_t height)
 {
     const auto port = std::make_shared<Port>();
-    if (!IsPortSize(width, height) || !GivePixels(*port, width, height, kPixelFormat32))
+    if (!IsPortSize(width, height) || !AllocatePixels(*port, width, height, kPixelFormat32))
         return 0;
     return AddPort(port);
 }
@@ -205,13 +203,12 @@ bool ResizePort(PortReference port, int32_t width, int32_t height)
     const auto found = PortTable().Find(port);
     if (!found || found->isWorld || !IsPortSize(width, height))
         return false;
-    // The new pixels begin with all that the views show. The old block has to outlive the copy: it stays with a port of
-    // its own until then.
+    // Update the old pixels from the views, then keep the old block alive until it is copied.
     BytesFrom(found->block.Get());
     Port old;
     old.block = std::move(found->block);
     old.pixels = found->pixels;
-    if (!GivePixels(*found, width, height, kPixelFormat32)) {
+    if (!AllocatePixels(*found, width, height, kPixelFormat32)) {
         found->block = std::move(old.block);
         return false;
     }
@@ -248,7 +245,7 @@ bool ExchangePixels(PortReference port, PictureBlock& picture)
     if (!found || found->isWorld || found->pixels.width != picture.pixels.width ||
         found->pixels.height != picture.pixels.height || found->pixels.rowBytes != picture.pixels.rowBytes)
         return false;
-    found->ForgetReduced();
+    found->DropReduced();
     std::swap(found->block, picture.block);
     std::swap(found->pixels, picture.pixels);
     return true;
@@ -259,7 +256,7 @@ bool TakeReducedPicture(PortReference port, PictureBlock picture, std::function<
     const auto found = PortTable().Find(port);
     if (!found || found->isWorld || picture.pixels.width < 1)
         return false;
-    found->ForgetReduced();
+    found->DropReduced();
     found->reduced = std::move(picture);
     found->refine = std::move(refine);
     FillWhenRead(found->block.Get(), [weak = found->weak_from_this()] {
@@ -269,7 +266,7 @@ bool TakeReducedPicture(PortReference port, PictureBlock picture, std::function<
     return true;
 }
 
-void Port::ForgetReduced()
+void Port::DropReduced()
 {
     reduced = {};
     refine = nullptr;
@@ -299,7 +296,7 @@ std::optional<PortPicture> PictureWithBase(Address base)
         if (!port || port->block.Get() != base || port->pixels.format != kPixelFormat32)
             continue;
         if (!port->IsReduced())
-            BytesFrom(base); // a window's port catches up with its views
+            BytesFrom(base); // updates a window's port from its views
         return PortPicture{port->IsReduced() ? port->reduced.pixels : port->pixels, port->pixels.width,
                            port->pixels.height, port->block.Size()};
     }
@@ -325,7 +322,7 @@ void NotePortChanged(PortReference port, const PortRect& area)
         return;
     for (size_t i = 0; i < found->views.size(); ++i)
         if (const auto view = found->views[i].lock())
-            view->TakeFromPort(area);
+            view->CopyFromPort(area);
 }
 
 int32_t RegisterWindow(PortReference port)

@@ -10,13 +10,14 @@
 
 namespace platform {
 
-/// Where a port's pixels lie. `pixels` points into the address space and stays valid until the port changes size.
+/// The memory layout of a port's pixels. `pixels` points into the address space and is valid until the port changes its
+/// size or is released.
 struct PortPixels {
     uint8_t* pixels = nullptr;
     int32_t rowBytes = 0;
     int32_t width = 0;
     int32_t height = 0;
-    int32_t top = 0; ///< the port's rectangle begins here; 0 for windows and pictures
+    int32_t top = 0; ///< origin of the port's rectangle; 0 for windows and pictures
     int32_t left = 0;
     FourCharCode format = kPixelFormat32;
 };
@@ -29,38 +30,39 @@ struct PortRect {
     int32_t height = 0;
 };
 
-/// Makes a port of 32-bit pixels for a window's or a picture's content. Its owner gives it back with `ReleasePort`.
-/// 0 for a size below 1 or above 16384, or without memory.
+/// Creates a port of 32-bit pixels, all zero, for the content of a window or picture. The owner releases it with
+/// `ReleasePort`. Returns 0 for a size below 1 or above `kMaxPictureSide`, or if memory is full.
 PortReference NewPort(int32_t width, int32_t height);
 
-/// Changes a port's size. What fits of the old content is kept, the rest is zero. False as `NewPort`.
+/// Changes a port's size. The top left part of the content is kept; new pixels are zero. Returns false, and changes
+/// nothing, where `NewPort` would fail.
 bool ResizePort(PortReference port, int32_t width, int32_t height);
 
-/// Gives a port of `NewPort` back; the number is dead from then on.
+/// Releases a port of `NewPort` and its pixels.
 void ReleasePort(PortReference port);
 
-/// The pixels of a living port, with all that its views show.
+/// The pixels of a port, updated from its views; nothing for an invalid reference.
 std::optional<PortPixels> PixelsOfPort(PortReference port);
 
-/// A picture in pixels of its own. Rows begin at multiples of 64 bytes.
+/// A picture that owns its pixels. Rows start at multiples of 64 bytes.
 struct PictureBlock {
     OwnedBlock block;
     PortPixels pixels;
 
-    /// Pixels whose content is undefined; no block without memory.
+    /// Allocates pixels with undefined content; no pixels if the size is invalid or memory is full.
     static PictureBlock Make(int32_t width, int32_t height);
 };
 
-/// Has a port of `NewPort` take over a picture of its own size, by exchanging the pixels: `picture` has the port's old
-/// ones then. False, with nothing done, where the sizes differ.
+/// Swaps the pixels of a port of `NewPort` and of a picture of the same size. Returns false, and does nothing, if the
+/// sizes differ.
 bool ExchangePixels(PortReference port, PictureBlock& picture);
 
-/// Has a port of `NewPort` stand for a picture of its size that there is at a reduced size only. `refine` is called
-/// when somebody reads the port's pixels: it draws the whole picture into them, or answers false; then the reduced one
-/// is enlarged. False, with nothing done, for a dead port.
+/// Sets a reduced picture as the content of a port of `NewPort`. `refine` is called when the port's pixels are read: it
+/// draws the whole picture into them, or returns false, and then the reduced picture is enlarged. Returns false, and
+/// does nothing, for an invalid port or an empty picture.
 bool TakeReducedPicture(PortReference port, PictureBlock picture, std::function<bool(const PortPixels& whole)> refine);
 
-/// The picture of a port, reduced where only that is there, and the port's own size.
+/// The picture of a port, possibly reduced, and the port's own size.
 struct PortPicture {
     PortPixels pixels;
     int32_t width = 0;
@@ -68,21 +70,23 @@ struct PortPicture {
     int64_t bytes = 0; ///< of the port's own pixels
 };
 
-/// The picture of the port whose pixels begin at an address, without reading them; nothing where there is none.
+/// The picture of the port whose pixels start at `base`. Does not read them, so a reduced picture stays reduced.
 std::optional<PortPicture> PictureWithBase(Address base);
 
-/// The size and layout of a living port or pixel map. Its pixels may be behind.
+/// The size and layout of a port's pixels, which may be out of date; nothing for an invalid reference.
 std::optional<PortPixels> LayoutOfPort(PortReference port);
+/// The same by the port's pixel map.
 std::optional<PortPixels> LayoutOfPixMap(PixMapReference map);
 
-/// Tells the views of a port that pixels changed.
+/// Updates the views of a port after its own pixels have changed within `area`.
 void NotePortChanged(PortReference port, const PortRect& area);
 
-/// A number for a window whose content is `port`, for `GetWindowPort`; and its end.
+/// Creates a reference for the window whose content is `port`, for `GetWindowPort`.
 int32_t RegisterWindow(PortReference port);
+/// Removes a window's reference.
 void UnregisterWindow(int32_t window);
 
-/// Exports the calls that are bound by name.
+/// Starts the module: registers the calls that are bound by name.
 void StartDrawing();
 
 } // namespace platform

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Views of a port.
 //
-// A view has a block of pixels of its own, at the size that its rectangle has on the screen. States: nothing drawn yet;
-// painted by its owner, which paints again after a change of size; or showing a picture, which follows the rectangle by
-// itself. A picture is drawn again from its source. Where that is gone, the old pixels are scaled.
+// A view has its own pixels, at the size of its rectangle on the screen. States: nothing drawn yet; painted by its
+// owner, which paints again after a change of size; showing a picture, which is adapted to the rectangle here. A
+// picture is drawn again from its source, or its pixels are scaled if the source is gone.
 //
-// The port's own pixels are behind as soon as something is drawn into a view. They are filled when they are read, so a
-// live picture that nobody reads costs no second copy. Drawing that goes into the port's pixels all the same (a picture
-// that does not meet the rectangle) is taken over into the views that it touches.
+// The port's own pixels are out of date as soon as something is drawn into a view. They are updated when they are read,
+// so a live picture that is not read costs no second copy. A picture that is not drawn into exactly the view's
+// rectangle goes into the port's pixels and is copied into the views that it touches.
 #include "platform/drawing/View.h"
 
 #include "platform/drawing/Port.h"
@@ -22,8 +22,7 @@
 namespace platform {
 namespace {
 
-constexpr int32_t kRowAlignment = 64;
-constexpr int32_t kLargestSide = 16384;
+constexpr int32_t kRowAlignment = 64; // bytes
 
 bool operator==(const PortRect& a, const PortRect& b)
 {
@@ -35,7 +34,7 @@ uint8_t* PixelAt(const PortPixels& pixels, int32_t x, int32_t y)
     return pixels.pixels + ptrdiff_t{y} * pixels.rowBytes + ptrdiff_t{x} * 4;
 }
 
-// The pixels of a rectangle that lies within others.
+// The pixels of a rectangle within `pixels`.
 PortPixels Part(PortPixels pixels, const PortRect& rect)
 {
     pixels.pixels = PixelAt(pixels, rect.left, rect.top);
@@ -52,7 +51,7 @@ void Scale(const PortPixels& from, const PortPixels& to)
 
 int32_t PixelsFor(int32_t points, double density)
 {
-    return std::clamp(static_cast<int32_t>(std::lround(points * density)), 1, kLargestSide);
+    return std::clamp(static_cast<int32_t>(std::lround(points * density)), 1, kMaxPictureSide);
 }
 
 OwnedBlock MakePixels(int32_t width, int32_t height, PortPixels& pixels)
@@ -123,7 +122,7 @@ void View::Update(const PortRect& newArea, double newDensity)
         if (old.width > 0 && pixels.width > 0)
             KeepPicture(old);
     }
-    NotePortBehind();
+    MarkPortOutdated();
 }
 
 void View::KeepPicture(const PortPixels& old)
@@ -168,7 +167,7 @@ void View::PictureDrawn(const PictureShape& drawnShape, std::function<bool()> ne
     shape = drawnShape;
     redraw = std::move(newRedraw);
     showsPicture = true;
-    NotePortBehind();
+    MarkPortOutdated();
     if (changed && !updating)
         changed();
 }
@@ -178,28 +177,28 @@ void View::BeginPainting()
     showsPicture = false;
     place = {};
     redraw = nullptr;
-    NotePortBehind();
+    MarkPortOutdated();
 }
 
-void View::NotePortBehind()
+void View::MarkPortOutdated()
 {
     const auto owner = port.lock();
-    if (!owner || portBehind)
+    if (!owner || portOutdated)
         return;
-    portBehind = true;
+    portOutdated = true;
     FillWhenRead(owner->block.Get(), [weak = port] {
         if (const auto living = weak.lock())
             for (const auto& each : living->views)
                 if (const auto view = each.lock())
-                    view->GiveToPort();
+                    view->CopyToPort();
     });
 }
 
-void View::GiveToPort()
+void View::CopyToPort()
 {
     const auto owner = port.lock();
     const PortRect visible = owner ? Clipped(area, owner->pixels.width, owner->pixels.height) : PortRect{};
-    if (!std::exchange(portBehind, false) || pixels.width == 0 || visible.width == 0)
+    if (!std::exchange(portOutdated, false) || pixels.width == 0 || visible.width == 0)
         return;
     PortPixels whole;
     const OwnedBlock scratch = MakePixels(area.width, area.height, whole);
@@ -212,7 +211,7 @@ void View::GiveToPort()
                     static_cast<size_t>(visible.width) * 4);
 }
 
-void View::TakeFromPort(const PortRect& changedArea)
+void View::CopyFromPort(const PortRect& changedArea)
 {
     const auto owner = port.lock();
     const PortRect onView =
@@ -262,7 +261,7 @@ std::optional<DrawingSurface> SurfaceForDrawing(PortReference port, const PortRe
 
 void NoteDrawing(PortReference port, std::function<void(const DrawingSurface& whole)> drawing)
 {
-    // More than any window draws on a frame: whoever goes on drawing on one picture gets the whole one.
+    // More than any window draws on a frame. After that the whole picture is used.
     constexpr size_t kMaxNoted = 1000;
     const auto found = FindPort(port);
     if (!found || !found->IsReduced())

@@ -10,65 +10,67 @@ namespace platform {
 
 struct Port;
 
-/// Makes the part of a rectangle that is within 32-bit pixels black.
+/// Fills the part of a rectangle that is within 32-bit pixels with black.
 void Blacken(const PortPixels& pixels, const PortRect& rect);
 
-/// Width to height as a picture is to be seen, whatever its number of pixels.
+/// The display aspect ratio of a picture, which may differ from its size in pixels.
 struct PictureShape {
     double width = 1;
     double height = 1;
 };
 
-/// A rectangle of a window's port with pixels of its own, at the density of the screen that shows it. What is drawn
-/// into exactly that rectangle is drawn into these pixels and follows the rectangle when it moves or changes size. The
-/// port's own pixels are brought up to date when they are read. Main thread.
+/// A rectangle of a window's port with its own pixels, at the density of the screen. What is drawn into exactly that
+/// rectangle goes into these pixels and is kept when the rectangle moves or changes its size. The port's own pixels are
+/// updated when they are read. Main thread only.
 class View {
 public:
-    /// Makes a view of a living port, at first empty. `changed` is called whenever the platform has drawn into it.
-    /// The view ends with the last reference to it. Null for a dead port.
+    /// Creates an empty view of a port. `changed` is called whenever the platform has drawn into it. The view lasts
+    /// until its last reference is released. Null for an invalid port.
     static std::shared_ptr<View> Register(PortReference port, std::function<void()> changed);
 
-    /// The view with exactly that rectangle, or null.
+    /// The port's view with exactly that rectangle, or null.
     static std::shared_ptr<View> Find(PortReference port, const PortRect& area);
 
+    /// For `Register`.
     explicit View(std::weak_ptr<Port> port, std::function<void()> changed);
 
-    /// Changes the rectangle (in the port's points) and the density (pixels for one point, above 0). What the view
-    /// shows is kept: a picture is drawn again at the new size, or scaled to it where its source is gone.
+    /// Sets the rectangle (in points of the port) and the density (pixels per point, above 0). The content is kept: a
+    /// picture is drawn again at the new size, or scaled if its source is gone.
     void Update(const PortRect& area, double density);
 
-    const PortRect& Area() const { return area; }
-    double Density() const { return density; }
+    const PortRect& Area() const { return area; } ///< the rectangle, in points of the port
+    double Density() const { return density; }    ///< pixels per point
 
-    /// The view's pixels. They begin at the rectangle's top left corner and stay in place until `Update`. No pixels
-    /// (width 0) for an empty rectangle and without memory.
+    /// The pixels of the rectangle, valid until `Update`. No pixels (width 0) if the rectangle is empty or memory is
+    /// full.
     const PortPixels& Pixels() const { return pixels; }
 
-    /// Whether the platform drew last, and not `BeginPainting`.
+    /// Whether the view shows a picture of the platform, and not what its owner painted.
     bool ShowsPicture() const { return showsPicture; }
 
-    /// Whether the port lives.
+    /// Whether the port still exists.
     bool IsAlive() const { return !port.expired(); }
 
-    /// Where a picture of that shape goes: the largest rectangle of the shape, in the middle. Empty without pixels.
+    /// The largest centred rectangle of that aspect ratio, in pixels. Empty without pixels.
     PortRect PlaceFor(const PictureShape& shape) const;
 
-    /// Called after a picture was drawn into its place: blackens the rest and tells the owner. `redraw` is called after
-    /// a change of size: it draws the picture again and calls `PictureDrawn`, or answers false where it no longer can.
+    /// Call it after drawing a picture into `PlaceFor`: fills the rest with black and calls `changed`. `redraw` is
+    /// called after a change of size: it draws the picture again and calls `PictureDrawn`, or returns false if it
+    /// cannot.
     void PictureDrawn(const PictureShape& shape, std::function<bool()> redraw);
 
-    /// Called before the owner itself paints into the pixels.
+    /// Call it before the owner paints into the pixels.
     void BeginPainting();
 
-    /// Takes over what was drawn into the port's own pixels within `changedArea`.
-    void TakeFromPort(const PortRect& changedArea);
+    /// Copies `changedArea` of the port's own pixels into the view.
+    void CopyFromPort(const PortRect& changedArea);
 
-    /// Brings the port's own pixels up to date.
-    void GiveToPort();
+    /// Copies the view into the port's own pixels, if they are out of date.
+    void CopyToPort();
 
 private:
     void KeepPicture(const PortPixels& old);
-    void NotePortBehind();
+    void MarkPortOutdated();
 
     std::weak_ptr<Port> port;
     std::function<void()> changed;
@@ -77,14 +79,14 @@ private:
     double density = 1;
     OwnedBlock block;
     PortPixels pixels;
-    PortRect place; ///< of the picture in the pixels; empty before the first and after painting
+    PortRect place; ///< of the picture, in pixels; empty before the first picture and after painting
     PictureShape shape;
     bool showsPicture = false;
-    bool portBehind = false;
+    bool portOutdated = false;
     bool updating = false;
 };
 
-/// Pixels to draw into, on behalf of a rectangle of a port. A point (x, y) of the port is at
+/// The pixels to draw into for a rectangle of a port. Point (x, y) of the port is at
 /// ((x - left) * scaleX, (y - top) * scaleY).
 struct DrawingSurface {
     PortPixels pixels;
@@ -92,14 +94,14 @@ struct DrawingSurface {
     double scaleY = 1;
     int32_t left = 0;
     int32_t top = 0;
-    bool isReduced = false; ///< what is drawn must be noted with `NoteDrawing`
+    bool isReduced = false; ///< drawing must also be recorded with `NoteDrawing`
 };
 
-/// Where drawing into `area` of a port goes: into the pixels of its view where one has exactly that rectangle, else
-/// into the port's own, or into the reduced picture that stands for them. Nothing for a dead port.
+/// Where to draw for `area` of a port: the pixels of a view with exactly that rectangle, else the reduced picture or
+/// the port's own pixels. Nothing for an invalid port.
 std::optional<DrawingSurface> SurfaceForDrawing(PortReference port, const PortRect& area);
 
-/// Notes what was drawn on a reduced picture, to repeat it on the whole one.
+/// Records a drawing on a reduced picture, to be repeated on the whole one.
 void NoteDrawing(PortReference port, std::function<void(const DrawingSurface& whole)> drawing);
 
 } // namespace platform
