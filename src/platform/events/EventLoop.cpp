@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: MIT
 // Timers of the main event loop.
 //
-// One object of the loop's thread receives the ticks of all timers; a timer is an entry of the reference table that
-// knows its tick's number in the event loop. Nothing is ever deleted inside of its own tick: a callback may remove its
-// timer, or any other, and the entry lives on until the callback has returned.
+// One object on the main thread receives the ticks of all timers. A timer is an entry of the reference table, which
+// stores its timer id in Qt's event loop. A callback may remove its own timer or any other: the entry is kept until the
+// callback has returned.
 //
-// A callback that runs a loop of its own (a message box) holds all timers up. A repeating timer loses the ticks of that
-// time, one that fires once is put off.
+// While a callback runs an event loop of its own (a message box), no timer fires. A repeating timer loses the ticks of
+// that time; a single-shot timer is deferred.
 //
-// An idle timer's tick posts a mark behind the events that wait. It fires when the mark comes back with no user event
-// handled on the way, and posts the mark once more otherwise.
+// The tick of an idle timer posts a marker event behind the pending events. The timer fires when the marker arrives and
+// no user event was handled in between; otherwise the marker is posted again.
 //
-// Another thread may hasten a timer: a second kind of mark, posted at most once until it comes back, fires it between
-// two ticks.
+// Another thread may trigger a timer between two ticks: a second kind of marker, of which at most one is pending, fires
+// it.
 #include "platform/events/EventLoop.h"
 
 #include "platform/memory/CodeAddress.h"
@@ -35,9 +35,9 @@ namespace platform {
 namespace {
 
 constexpr EventLoop kMainEventLoop = 1;
-// In seconds: what the event loop holds as milliseconds in 31 bits.
+// In seconds: the event loop stores milliseconds in 31 bits.
 constexpr double kLongestTime = 2147483.0;
-constexpr int kPutOffMilliseconds = 10;
+constexpr int kDeferMilliseconds = 10;
 
 struct LoopTimer {
     EventLoopTimerProc callback = nullptr;
@@ -45,7 +45,7 @@ struct LoopTimer {
     int firstDelay = 0; // milliseconds, as the interval
     int interval = 0;
     bool idleOnly = false;
-    int tick = 0; // number of its ticks in the event loop
+    int tick = 0; // timer id in Qt's event loop; 0: not running
     bool markPosted = false;
     uint64_t userEventsAtMark = 0;
     std::atomic<bool> hastened{false};
@@ -101,7 +101,7 @@ bool IsUserEvent(const QEvent& event)
     }
 }
 
-// What may make a program do something, and comes seldom. Windows get it first, then the widgets in them.
+// User events that may trigger an action. Windows receive them first, then the widgets in them.
 bool IsAction(const QObject& receiver, const QEvent& event)
 {
     return receiver.isWindowType() && (event.type() == QEvent::Close || (IsUserEvent(event) && !IsMovement(event)));
@@ -131,7 +131,7 @@ public:
         timer.tick = 0;
     }
 
-    // Watches the events that users make, from the first time on that anybody wants to know.
+    // Installs the event filter when it is first needed.
     void WatchUserEvents()
     {
         if (watching || QCoreApplication::instance() == nullptr)
@@ -164,7 +164,7 @@ protected:
         if (event->type() == IdleMark::MarkType()) {
             const EventLoopTimer number = static_cast<const IdleMark*>(event)->timer;
             if (const auto timer = Timers().Find(number))
-                MarkCameBack(number, *timer);
+                MarkArrived(number, *timer);
         } else if (event->type() == HastenedMark::MarkType()) {
             const EventLoopTimer number = static_cast<const HastenedMark*>(event)->timer;
             if (const auto timer = Timers().Find(number))
@@ -192,7 +192,7 @@ private:
         else if (timer.interval != timer.firstDelay)
             Repeat(number, timer);
         if (current != 0) {
-            PutOff(number, timer);
+            Defer(number, timer);
             return;
         }
         if (!timer.idleOnly)
@@ -208,13 +208,13 @@ private:
         QCoreApplication::postEvent(this, new IdleMark(number), Qt::LowEventPriority);
     }
 
-    void MarkCameBack(EventLoopTimer number, LoopTimer& timer)
+    void MarkArrived(EventLoopTimer number, LoopTimer& timer)
     {
         timer.markPosted = false;
         if (timer.userEventsAtMark != userEvents)
             PostMark(number, timer);
         else if (current != 0)
-            PutOff(number, timer);
+            Defer(number, timer);
         else
             Fire(number, timer);
     }
@@ -226,17 +226,17 @@ private:
             Fire(number, timer);
     }
 
-    // The first delay is over.
+    // Changes from the first delay to the interval.
     void Repeat(EventLoopTimer number, LoopTimer& timer)
     {
         timer.firstDelay = timer.interval;
         Start(number, timer, timer.interval);
     }
 
-    void PutOff(EventLoopTimer number, LoopTimer& timer)
+    void Defer(EventLoopTimer number, LoopTimer& timer)
     {
         if (timer.interval == 0)
-            Start(number, timer, kPutOffMilliseconds);
+            Start(number, timer, kDeferMilliseconds);
     }
 
     void Fire(EventLoopTimer number, const LoopTimer& timer)
@@ -251,11 +251,11 @@ private:
 
     std::map<int, EventLoopTimer> numbers;
     uint64_t userEvents = 0;
-    EventLoopTimer current = 0; ///< whose callback is running
+    EventLoopTimer current = 0; ///< the timer whose callback is running
     bool watching = false;
 };
 
-// Lives to the end of the process: timers may be removed after the application object has gone.
+// Never destroyed: timers may be removed after the application object is gone.
 TickReceiver& Receiver()
 {
     static auto* receiver = new TickReceiver;
@@ -267,7 +267,7 @@ bool IsTime(double seconds)
     return std::isfinite(seconds) && seconds >= 0 && seconds <= kLongestTime;
 }
 
-// A time above 0 stays above 0.
+// Rounds, but never a positive time to 0.
 int Milliseconds(double seconds)
 {
     return seconds <= 0 ? 0 : std::max(1, static_cast<int>(std::lround(seconds * 1000)));
@@ -342,7 +342,7 @@ BeforeInput::~BeforeInput()
 
 void NoteInput()
 {
-    // A function may end objects, its own among them.
+    // A function may destroy objects, including its own.
     for (BeforeInput* each : std::vector(WaitingForInput()))
         if (std::ranges::find(WaitingForInput(), each) != WaitingForInput().end())
             std::function(each->function)();
