@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Atom containers.
 //
-// A container owns its atoms in one vector; an atom's number is its place in it plus one, and the root, number 0, is
-// held beside it. Atoms are never taken out singly, so a number stays good until its container is disposed. Children
-// keep their order, which is what an index counts along.
+// A container owns its atoms in one vector. An atom's reference is its index in the vector plus one; the root,
+// reference 0, is stored separately. Single atoms are never removed, so a reference stays valid until its container is
+// disposed. The children of an atom are ordered, which gives each an index.
 #include "platform/atoms/AtomContainers.h"
 
 #include "platform/memory/ReferenceTable.h"
@@ -41,7 +41,7 @@ ReferenceTable<Container>& Containers()
     return *table;
 }
 
-// The container and atom of a call, or the code that says which of them is missing.
+// The container and atom of a call, or the result code that says which of them is invalid.
 struct Target {
     std::shared_ptr<Container> container;
     AtomNode* atom = nullptr;

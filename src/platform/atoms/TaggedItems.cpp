@@ -15,7 +15,7 @@ void Append32(std::vector<uint8_t>& bytes, uint32_t value)
         bytes.push_back(static_cast<uint8_t>(value >> shift));
 }
 
-// The caller has seen to it that four bytes are there.
+// The caller has checked that there are four bytes.
 uint32_t Read32(std::span<const uint8_t> bytes)
 {
     return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |

@@ -53,7 +53,7 @@ Result AddUserData(UserData userData, Handle data, FourCharCode type)
     if (!items)
         return paramErr;
     const auto bytes = HandleBytes(data);
-    // A dead handle has no data pointer; an empty one has.
+    // An invalid handle has no data pointer; an empty one has.
     if (bytes.data() == nullptr)
         return nilHandleErr;
     items->Add(type, {bytes.begin(), bytes.end()});

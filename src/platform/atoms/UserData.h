@@ -7,25 +7,25 @@
 
 namespace platform {
 
-/// An ordered list of items, each a type and bytes; several may have one type.
+/// A reference to an ordered list of items, each with a type and bytes; several may have the same type.
 using UserData = int32_t;
 
-/// Makes an empty list and writes its reference to `userData`. The caller disposes of it.
+/// Creates an empty list and writes its reference as 32 bits at `userData`. The caller disposes it.
 Result NewUserData(Address userData);
-/// Disposes of a list with all its items.
+/// Disposes a list with all its items. `paramErr` for an invalid reference.
 Result DisposeUserData(UserData userData);
 
-/// Reads the flattened form out of a handle and writes the new number as 32 bits. `paramErr`, and 0 written, for bytes
-/// that are no such form.
+/// Creates a list from the flattened form in `handle` and writes its reference as 32 bits at `userData`. The caller
+/// disposes it. For other bytes writes 0 and returns `paramErr`.
 Result NewUserDataFromHandle(Handle handle, Address userData);
 
-/// Writes the flattened form into a handle: the same bytes for the same items on every machine.
+/// Writes the flattened form (see `TaggedItems`) into `handle`, which is resized.
 Result PutUserDataIntoHandle(UserData userData, Handle handle);
 
-/// Adds the bytes of a handle as a further item of that type.
+/// Appends an item of that type with a copy of the bytes in `data`.
 Result AddUserData(UserData userData, Handle data, FourCharCode type);
 
-/// Fills the handle with item `index` (from 1) of that type; `userDataItemNotFound` when there is none.
+/// Copies item `index` (from 1) of that type into `data`, which is resized. `userDataItemNotFound` if there is none.
 Result GetUserData(UserData userData, Handle data, FourCharCode type, int32_t index);
 
 } // namespace platform

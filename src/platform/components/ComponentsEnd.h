@@ -3,7 +3,7 @@
 
 namespace platform {
 
-/// Closes every open instance of a component, the latest first: at the end of the process.
+/// Closes all open component instances, the newest first, at the end of the process.
 void CloseAllComponents();
 
 } // namespace platform

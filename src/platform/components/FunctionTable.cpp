@@ -11,7 +11,7 @@ namespace {
 using Key = std::pair<std::string, std::string>;
 using KeyView = std::pair<std::string_view, std::string_view>;
 
-// Compares views, so that the look-ups of the live path make no strings.
+// Compares views, so that look-ups in the live path create no strings.
 struct KeyLess {
     using is_transparent = void;
     bool operator()(const KeyView& a, const KeyView& b) const { return a < b; }

@@ -7,20 +7,20 @@
 
 namespace platform {
 
-/// Makes a procedure findable by its own name and the name of the library that it stands for. The rooms do this in
-/// their start function for the calls that the control binds at the moment of the call.
+/// Registers a procedure under a library name and its own name. The modules do this in their start functions for the
+/// calls that the control binds by name.
 void ExportFunction(std::string_view library, std::string_view name, CodePointer code);
 
-/// Makes a procedure known under a library's and its own name; both must outlive the process's use of them.
+/// The same for a procedure of any type.
 template <typename Procedure> void ExportFunction(std::string_view library, std::string_view name, Procedure* code)
 {
     ExportFunction(library, name, reinterpret_cast<CodePointer>(code));
 }
 
-/// Takes an exported procedure back, so that it can no longer be found.
+/// Removes a procedure, so that it is no longer found.
 void WithdrawFunction(std::string_view library, std::string_view name);
 
-/// The procedure of that name in that library, or null. The caller knows its type.
+/// The procedure of that name in that library, or null. The caller must know its type.
 CodePointer FindFunction(std::string_view library, std::string_view name);
 
 } // namespace platform

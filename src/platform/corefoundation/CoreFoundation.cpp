@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Counted string references.
 //
-// An object is immutable but for its count, and only strings exist. A string is kept as UTF-8, which is what nearly
-// every caller gives and wants; other encodings are converted at the border. The table hands out the numbers; one
-// mutex guards all counts, so that the last release and a retain on another thread can't cross.
+// Objects are immutable except for their count, and only strings exist. A string is stored as UTF-8, which nearly every
+// caller uses; other encodings are converted on the way in and out. A reference table assigns the references. One mutex
+// guards all counts, so that the last release and a retain on another thread cannot race.
 #include "platform/corefoundation/CoreFoundation.h"
 
 #include "platform/corefoundation/TextEncoding.h"
@@ -43,7 +43,7 @@ CFStringRef NewString(std::string text)
     return Strings().Add(std::make_shared<CountedString>(CountedString{std::move(text)}));
 }
 
-// The bytes in front of the terminator, or nothing where the block ends before one comes.
+// The bytes before the terminator; nothing if the block has no terminator.
 std::optional<std::string_view> TerminatedBytes(Address text)
 {
     const int64_t room = BytesFrom(text);
@@ -139,7 +139,7 @@ int32_t CFStringGetLength(CFStringRef string)
 
 int32_t CFStringGetMaximumSizeForEncoding(int32_t length, int32_t encoding)
 {
-    const int64_t perUnit = MostBytesPerUnit(encoding);
+    const int64_t perUnit = MaxBytesPerUnit(encoding);
     const int64_t bytes = length * perUnit;
     const bool known = perUnit > 0 && length >= 0 && bytes <= std::numeric_limits<int32_t>::max();
     return known ? static_cast<int32_t>(bytes) : -1;

@@ -19,7 +19,7 @@ bool IsContinuation(char byte)
     return (static_cast<uint8_t>(byte) & 0xC0) == 0x80;
 }
 
-// Length of the UTF-8 sequence that a byte leads; 0 for a byte that leads none.
+// Length of the UTF-8 sequence that starts with `lead`; 0 if none does.
 size_t SequenceLength(char lead)
 {
     const auto byte = static_cast<uint8_t>(lead);
@@ -30,8 +30,8 @@ size_t SequenceLength(char lead)
     return byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
 }
 
-// Takes the first character off valid or invalid UTF-8. Overlong forms, surrogates and numbers above the last
-// character are invalid like broken sequences.
+// Decodes and removes the first character. Returns nothing for invalid UTF-8, including overlong forms, surrogates and
+// code points above U+10FFFF.
 std::optional<uint32_t> TakeCharacter(std::string_view& text)
 {
     static constexpr std::array<uint32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
@@ -87,7 +87,7 @@ std::optional<std::string> Latin1OfUTF8(std::string_view text)
 
 } // namespace
 
-int32_t MostBytesPerUnit(int32_t encoding)
+int32_t MaxBytesPerUnit(int32_t encoding)
 {
     switch (encoding) {
     case kCFStringEncodingUTF8:
@@ -120,7 +120,7 @@ std::optional<std::string> EncodeText(std::string_view text, int32_t encoding)
 
 size_t UTF16Length(std::string_view text)
 {
-    // Every character has one byte that is no continuation; one of four bytes takes two units.
+    // Each character has one byte that is no continuation byte; a character of four bytes takes two units.
     return static_cast<size_t>(std::ranges::count_if(text, [](char byte) { return !IsContinuation(byte); }) +
                                std::ranges::count_if(text, [](char byte) { return SequenceLength(byte) == 4; }));
 }
