@@ -6,16 +6,16 @@
 
 namespace platform {
 
-/// A folder in the numbers that a file specification record holds for it.
+/// The numbers of a folder in a file specification record.
 struct DirectoryNumbers {
-    int16_t volume;    ///< always -1: every mounted file system hangs under one root
-    int32_t directory; ///< counts up from 2 with each folder named for the first time in this process
+    int16_t volume;    ///< always -1: all file systems are mounted under one root
+    int32_t directory; ///< from 2, one more for each new folder in this process
 };
 
-/// The numbers of the folder `path`, given as an absolute path in UTF-8. The same path always has the same numbers.
+/// The numbers of a folder, given by its absolute path. The same path always has the same numbers.
 DirectoryNumbers NumbersOfDirectory(const std::string& path);
 
-/// The folder of a pair of numbers, without a slash at its end, or the empty string for numbers never handed out.
+/// The absolute path of a folder by its numbers, without a trailing slash; empty for unknown numbers.
 std::string DirectoryOfNumbers(DirectoryNumbers numbers);
 
 } // namespace platform

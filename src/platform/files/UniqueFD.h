@@ -6,14 +6,15 @@
 
 namespace platform {
 
-/// A file descriptor that is closed with its owner. -1 is none.
+/// Owns a file descriptor and closes it. -1 is none.
 class UniqueFD {
 public:
     UniqueFD() = default;
-    /// Takes a descriptor over; a negative one is none.
+    /// Takes ownership of a descriptor; negative: none.
     explicit UniqueFD(int descriptor) : descriptor(descriptor) {}
-    /// Takes over what `other` owns.
+    /// Takes ownership of the descriptor of `other`.
     UniqueFD(UniqueFD&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}
+    /// Closes the present descriptor and takes ownership of that of `other`.
     UniqueFD& operator=(UniqueFD&& other) noexcept
     {
         if (this != &other) {
@@ -26,9 +27,9 @@ public:
 
     /// The descriptor, still owned here; negative for none.
     int Get() const { return descriptor; }
-    explicit operator bool() const { return descriptor >= 0; }
+    explicit operator bool() const { return descriptor >= 0; } ///< whether there is a descriptor
 
-    /// Closes it now.
+    /// Closes the descriptor.
     void Reset()
     {
         if (descriptor >= 0)

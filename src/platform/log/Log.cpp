@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The log.
 //
-// A category reads its level at its first message, so that nothing has to be set up before other static objects write.
+// A category reads its level at its first message, so that other static objects can write before anything is set up.
 #include "platform/log/Log.h"
 
 #include <algorithm>
@@ -23,16 +23,16 @@ constexpr std::string_view kAll = "all";
 constexpr std::array<const LogCategory*, 4> kCategories{&digitizerLog, &soundLog, &grabberLog, &moviesLog};
 
 struct Output {
+    // Never destroyed: threads may write at any time.
+    static Output& Instance()
+    {
+        static auto* output = new Output;
+        return *output;
+    }
+
     std::mutex mutex;
     LogWriter writer;
 };
-
-// Lives to the end of the process: threads may write at any time.
-Output& TheOutput()
-{
-    static auto* output = new Output;
-    return *output;
-}
 
 std::optional<LogLevel> LevelNamed(std::string_view name)
 {
@@ -41,7 +41,7 @@ std::optional<LogLevel> LevelNamed(std::string_view name)
                                       : std::optional(static_cast<LogLevel>(found - kLevelNames.begin()));
 }
 
-// Calls `use` with the name and the level of each entry; the level is missing where it has no such name.
+// Calls `use` with the name and the level of each entry; an unknown level is passed as nothing.
 template <typename Use> void ForEachEntry(std::string_view settings, Use use)
 {
     while (!settings.empty()) {
@@ -98,7 +98,7 @@ void ReportUnknown(const char* settings)
     WriteToStandardError(line + ", all; levels: error, warning, info, debug.\n");
 }
 
-// The variable is read once: the environment must not be looked at while another thread may change it.
+// Read once: the environment must not be read while another thread may change it.
 const char* SettingsOfProcess()
 {
     static const std::string settings = [] {
@@ -136,14 +136,14 @@ LogLevel LogCategory::ReadThreshold() const
     return threshold;
 }
 
-// Names of devices may bring control characters along; a message is one line all the same.
+// Replaces control characters, which device names may contain, so that a message is always one line.
 void LogCategory::WriteLine(LogLevel level, std::string text) const
 {
     std::ranges::replace_if(
         text, [](char one) { return static_cast<unsigned char>(one) < ' ' || one == 0x7F; }, ' ');
-    const std::lock_guard lock(TheOutput().mutex);
-    if (TheOutput().writer)
-        TheOutput().writer(*this, level, text);
+    const std::lock_guard lock(Output::Instance().mutex);
+    if (Output::Instance().writer)
+        Output::Instance().writer(*this, level, text);
     else
         WriteToStandardError(TimeText() + " " + name + " " + std::string(kLevelNames[static_cast<size_t>(level)]) +
                              ": " + text + "\n");
@@ -163,8 +163,8 @@ void ConfigureLog(const char* settings)
 
 void SetLogWriter(LogWriter writer)
 {
-    const std::lock_guard lock(TheOutput().mutex);
-    TheOutput().writer = std::move(writer);
+    const std::lock_guard lock(Output::Instance().mutex);
+    Output::Instance().writer = std::move(writer);
 }
 
 } // namespace platform

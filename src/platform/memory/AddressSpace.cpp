@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 // The 32-bit address space.
 //
-// One region of 2 GiB of virtual memory is reserved at first use; an address is an offset into it, so every living
-// address is positive. Memory is committed by the kernel page by page as it is touched.
+// One region of 2 GiB of virtual memory is reserved at first use. An address is an offset into it, so every valid
+// address is positive. The kernel commits memory page by page when it is first accessed.
 //
-// Blocks come from size classes, four to each power of two. A class keeps the blocks given back to it in a free list
-// and hands them out again; the rest is cut from the top of the region. The blocks a capture session uses are few
-// and of steady sizes, so classes waste at most a fifth and never fragment. Of each class, some free memory is kept
-// that the frame path will want again at once. The pages of blocks beyond that, such as those of frames that waited for
-// a busy main thread, go back to the kernel, and these blocks are the last to be used again.
+// Blocks are allocated in size classes, four for each power of two. Each class keeps its freed blocks in a free list
+// and reuses them; new blocks are taken from the top of the region. A capture session uses few block sizes, so the
+// classes waste at most a fifth and never fragment. Each class keeps some free memory for the next frames. The pages of
+// further free blocks, such as those of frames that waited for a busy main thread, are returned to the kernel, and
+// these blocks are reused last.
 //
-// A side table, ordered by address, tells the living blocks: it answers for sizes and bounds without a header in
-// front of the data that an overrun could destroy. Builds with AddressSanitizer see each block's exact end as well.
+// A table of the allocated blocks, ordered by address, gives sizes and bounds without a header before the data that an
+// overrun could destroy. In builds with AddressSanitizer the bytes after each block are poisoned.
 #include "platform/memory/AddressSpace.h"
 
 #include <algorithm>
@@ -40,7 +40,7 @@ constexpr int64_t kLargeBlock = int64_t{64} << 10;
 constexpr int64_t kKeptFree = int64_t{4} << 20; // of the large blocks of one class
 constexpr size_t kKeptBlocks = 2;
 constexpr int kClasses = 112;
-// Lies between two blocks, so that one past a block's end is never the start of the next.
+// Space between two blocks, so that a block's end address is never the start of the next block.
 constexpr int64_t kGap = 64;
 
 struct SizeClass {
@@ -61,6 +61,13 @@ SizeClass ClassFor(int64_t size)
 
 class Region {
 public:
+    // Never destroyed: device threads may free their last buffer after static objects are gone.
+    static Region& Instance()
+    {
+        static auto* region = new Region;
+        return *region;
+    }
+
     Region()
     {
         void* memory =
@@ -87,12 +94,12 @@ public:
     void Free(Address block)
     {
         const std::lock_guard lock(mutex);
-        const auto found = living.find(block);
-        if (found == living.end())
+        const auto found = allocated.find(block);
+        if (found == allocated.end())
             return;
         const SizeClass sizeClass = ClassFor(found->second);
         inUse -= found->second;
-        living.erase(found);
+        allocated.erase(found);
         unfilled.erase(block);
         auto& list = freeLists[static_cast<size_t>(sizeClass.index)];
         const bool isKept = sizeClass.capacity < kLargeBlock || list.size() < kKeptBlocks ||
@@ -106,15 +113,15 @@ public:
     int64_t SizeOf(Address block)
     {
         const std::lock_guard lock(mutex);
-        const auto found = living.find(block);
-        return found == living.end() ? -1 : found->second;
+        const auto found = allocated.find(block);
+        return found == allocated.end() ? -1 : found->second;
     }
 
     int64_t BytesFrom(Address address)
     {
         std::unique_lock lock(mutex);
-        auto after = living.upper_bound(address);
-        if (after == living.begin())
+        auto after = allocated.upper_bound(address);
+        if (after == allocated.begin())
             return 0;
         --after;
         const int64_t bytes = std::max<int64_t>(0, after->first + after->second - address);
@@ -128,7 +135,7 @@ public:
     void FillWhenRead(Address block, std::function<void()> fill)
     {
         const std::lock_guard lock(mutex);
-        if (living.contains(block))
+        if (allocated.contains(block))
             unfilled[block] = std::move(fill);
     }
 
@@ -141,7 +148,7 @@ public:
     uint8_t* start = nullptr;
 
 private:
-    // Gives those pages back to the kernel that belong to the block alone.
+    // Returns the pages that belong to this block only to the kernel.
     void ReturnPages(int64_t block, int64_t capacity) const
     {
         const int64_t first = (block + kPage - 1) / kPage * kPage;
@@ -165,69 +172,62 @@ private:
             top += needed;
             fresh = true;
         }
-        living[static_cast<Address>(block)] = size;
+        allocated[static_cast<Address>(block)] = size;
         inUse += size;
         return static_cast<Address>(block);
     }
 
     std::mutex mutex;
-    std::map<Address, int64_t> living;
+    std::map<Address, int64_t> allocated;
     std::map<Address, std::function<void()>> unfilled;
     std::vector<Address> freeLists[kClasses];
-    // The first page stays unused, so that small numbers that are no address meet no block.
+    // The first page stays unused, so that small numbers are never valid addresses.
     int64_t top = kPage;
     int64_t inUse = 0;
 };
-
-// Lives to the end of the process: device threads may free their last buffer after static objects have gone.
-Region& TheRegion()
-{
-    static auto* region = new Region;
-    return *region;
-}
 
 } // namespace
 
 Address AllocateBlock(int64_t size)
 {
-    return TheRegion().Allocate(size, true);
+    return Region::Instance().Allocate(size, true);
 }
 
 Address AllocateUnclearedBlock(int64_t size)
 {
-    return TheRegion().Allocate(size, false);
+    return Region::Instance().Allocate(size, false);
 }
 
 void FreeBlock(Address block)
 {
     if (block > 0)
-        TheRegion().Free(block);
+        Region::Instance().Free(block);
 }
 
 int64_t BlockSize(Address block)
 {
-    return TheRegion().SizeOf(block);
+    return Region::Instance().SizeOf(block);
 }
 
 int64_t BytesFrom(Address address)
 {
-    return address <= 0 ? 0 : TheRegion().BytesFrom(address);
+    return address <= 0 ? 0 : Region::Instance().BytesFrom(address);
 }
 
 void FillWhenRead(Address block, std::function<void()> fill)
 {
-    TheRegion().FillWhenRead(block, std::move(fill));
+    Region::Instance().FillWhenRead(block, std::move(fill));
 }
 
 void* PointerAt(Address address)
 {
-    return address <= 0 ? nullptr : TheRegion().start + address;
+    return address <= 0 ? nullptr : Region::Instance().start + address;
 }
 
 Address AddressOf(const void* pointer)
 {
     const auto* byte = static_cast<const uint8_t*>(pointer);
-    const uint8_t* start = TheRegion().start;
+    const uint8_t* start = Region::Instance().start;
     return byte > start && byte < start + kRegionSize ? static_cast<Address>(byte - start) : 0;
 }
 
@@ -240,7 +240,7 @@ std::span<uint8_t> BytesAt(Address address, int64_t size)
 
 int64_t BytesInUse()
 {
-    return TheRegion().InUse();
+    return Region::Instance().InUse();
 }
 
 } // namespace platform

@@ -8,32 +8,31 @@
 
 namespace platform {
 
-/// An address as the control and the records hold it: a signed 32-bit offset into one reserved region. 0 is nil.
+/// An address in the 32-bit address space: a signed offset into one reserved region of memory. 0 is nil.
 using Address = int32_t;
 
-/// Takes `size` zeroed bytes, aligned to 64. A size of 0 gives a distinct address at which nothing may be read.
-/// Returns 0 when the region is exhausted or the size is negative. The caller gives the block back with `FreeBlock`.
-/// Any thread may call it.
+/// Allocates `size` zeroed bytes, aligned to 64. A size of 0 gives a distinct address at which nothing may be read.
+/// Returns 0 if memory is full or the size is negative. The caller frees the block with `FreeBlock`. Any thread.
 Address AllocateBlock(int64_t size);
 
-/// Takes `size` bytes whose content is undefined: for buffers that are overwritten as a whole. Otherwise as above.
+/// The same with undefined content, for buffers that are completely overwritten.
 Address AllocateUnclearedBlock(int64_t size);
 
-/// Gives a block back. 0, and any number that is not the start of a living block, is ignored.
+/// Frees a block. Ignores 0 and any number that is not the start of an allocated block. Any thread.
 void FreeBlock(Address block);
 
-/// Size in bytes of the living block that starts at `block`, or -1 when none does.
+/// Size in bytes of the allocated block that starts at `block`; -1 if there is none.
 int64_t BlockSize(Address block);
 
-/// Bytes from `address` to the end of the living block around it, or 0 when `address` lies in none.
+/// Bytes from `address` to the end of the allocated block around it; 0 if there is none.
 int64_t BytesFrom(Address address);
 
-/// Puts off filling a living block: `fill` runs once, on the thread that first asks for the block's bytes through
-/// `BytesFrom`, `BytesAt` or any call that checks addresses by them. `PointerAt` and `BlockSize` do not count. A later
-/// `fill` replaces one that has not run, and a freed block forgets it.
+/// Defers filling an allocated block: `fill` runs once, on the first thread that accesses the block through
+/// `BytesFrom`, `BytesAt` or any call that uses these to check addresses. `PointerAt` and `BlockSize` do not count. A
+/// later `fill` replaces one that has not run; freeing the block discards it.
 void FillWhenRead(Address block, std::function<void()> fill);
 
-/// The memory at an address. Nil gives a null pointer. An address is not checked here: see `BytesAt`.
+/// The memory at an address; null for nil. The address is not checked: see `BytesAt`.
 void* PointerAt(Address address);
 
 /// The same as a pointer to `T`.
@@ -42,14 +41,14 @@ template <typename T> T* PointerAt(Address address)
     return static_cast<T*>(PointerAt(address));
 }
 
-/// The address of a pointer into the region, or 0 when it points elsewhere.
+/// The address of a pointer into the region; 0 for other pointers.
 Address AddressOf(const void* pointer);
 
-/// Checked view of `size` bytes at `address`: empty unless all of them lie within one living block.
+/// The `size` bytes at `address`; empty unless all of them are within one allocated block.
 std::span<uint8_t> BytesAt(Address address, int64_t size);
 
 /// Reads a value of any trivially copyable type at `address`, in host byte order and at any alignment.
-/// Gives a zero value where the block does not hold so many bytes.
+/// Returns zero if the value is not within an allocated block.
 template <typename T> T Peek(Address address)
 {
     T value{};
@@ -58,7 +57,7 @@ template <typename T> T Peek(Address address)
     return value;
 }
 
-/// Writes a value at `address`. False, with nothing written, where the block does not hold so many bytes.
+/// Writes a value at `address`. Returns false, and writes nothing, if it is not within an allocated block.
 template <typename T> bool Poke(Address address, const T& value)
 {
     const auto bytes = BytesAt(address, sizeof(T));
@@ -68,16 +67,18 @@ template <typename T> bool Poke(Address address, const T& value)
     return true;
 }
 
-/// Bytes in all living blocks, for tests that watch for leaks.
+/// Bytes in all allocated blocks, for tests that look for leaks.
 int64_t BytesInUse();
 
-/// A block that ends with its owner.
+/// Owns a block and frees it.
 class OwnedBlock {
 public:
     OwnedBlock() = default;
-    /// Allocates a block of `size` bytes; empty when there is no room.
+    /// Allocates a block of `size` zeroed bytes; empty if memory is full.
     explicit OwnedBlock(int64_t size) : start(AllocateBlock(size)) {}
+    /// Takes ownership of the block of `other`.
     OwnedBlock(OwnedBlock&& other) noexcept : start(other.Release()) {}
+    /// Frees the present block and takes ownership of that of `other`.
     OwnedBlock& operator=(OwnedBlock&& other) noexcept
     {
         if (this != &other) {
@@ -88,7 +89,7 @@ public:
     }
     ~OwnedBlock() { FreeBlock(start); }
 
-    /// A block whose content is undefined.
+    /// Allocates a block with undefined content; empty if memory is full.
     static OwnedBlock Uncleared(int64_t size)
     {
         OwnedBlock block;
@@ -96,14 +97,14 @@ public:
         return block;
     }
 
-    /// The address, still owned here; 0 when empty.
+    /// The address, still owned here; 0 if empty.
     Address Get() const { return start; }
-    /// Bytes of the block; 0 when empty.
+    /// Size of the block in bytes; 0 if empty.
     int64_t Size() const { return start == 0 ? 0 : BlockSize(start); }
-    /// The bytes of the block, valid as long as the object owns it.
+    /// The bytes of the block, valid while this object owns it.
     std::span<uint8_t> Bytes() const { return BytesAt(start, Size()); }
 
-    /// Hands the block over to the caller, who frees it.
+    /// Passes ownership of the block to the caller.
     Address Release()
     {
         const Address released = start;

@@ -10,7 +10,7 @@ namespace {
 
 constexpr double kOne = 65536.0;
 
-Fixed Held(double steps)
+Fixed Clamped(double steps)
 {
     constexpr double lowest = std::numeric_limits<Fixed>::min();
     constexpr double highest = std::numeric_limits<Fixed>::max();
@@ -26,7 +26,7 @@ Fixed Long2Fix(int32_t value)
 
 Fixed X2Fix(double value)
 {
-    return std::isnan(value) ? std::numeric_limits<Fixed>::min() : Held(value * kOne);
+    return std::isnan(value) ? std::numeric_limits<Fixed>::min() : Clamped(value * kOne);
 }
 
 double Fix2X(Fixed value)
@@ -45,14 +45,14 @@ uint32_t UnsignedFixedMulDiv(uint32_t value, uint32_t multiplier, uint32_t divis
 
 Fixed FixMul(Fixed a, Fixed b)
 {
-    return Held(static_cast<double>(a) * b / kOne);
+    return Clamped(static_cast<double>(a) * b / kOne);
 }
 
 Fixed FixDiv(Fixed a, Fixed b)
 {
     if (b == 0)
         return a < 0 ? std::numeric_limits<Fixed>::min() : std::numeric_limits<Fixed>::max();
-    return Held(static_cast<double>(a) * kOne / b);
+    return Clamped(static_cast<double>(a) * kOne / b);
 }
 
 } // namespace platform

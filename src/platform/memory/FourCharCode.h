@@ -12,7 +12,7 @@ namespace platform {
 /// Media types, codecs, component types, atoms and selectors are all named this way.
 using FourCharCode = uint32_t;
 
-/// The number of a code written as text. Missing characters count as zero bytes, further ones are ignored.
+/// The number of a code given as text. Missing characters count as zero bytes, further ones are ignored.
 constexpr FourCharCode CodeOf(std::string_view text)
 {
     FourCharCode code = 0;
@@ -21,7 +21,7 @@ constexpr FourCharCode CodeOf(std::string_view text)
     return code;
 }
 
-/// The four characters of a code, in the order in which they are written.
+/// The four characters of a code.
 inline std::string TextOf(FourCharCode code)
 {
     return {static_cast<char>(code >> 24), static_cast<char>(code >> 16), static_cast<char>(code >> 8),

@@ -15,17 +15,17 @@ std::mutex& HandlesMutex()
     return *mutex;
 }
 
-// The cells of all living handles: what tells a handle from any other number.
-std::unordered_set<Handle>& LivingHandles()
+// All valid handles, to tell them from any other number.
+std::unordered_set<Handle>& ValidHandles()
 {
     static auto* handles = new std::unordered_set<Handle>;
     return *handles;
 }
 
-bool IsLiving(Handle handle)
+bool IsValid(Handle handle)
 {
     const std::lock_guard lock(HandlesMutex());
-    return LivingHandles().contains(handle);
+    return ValidHandles().contains(handle);
 }
 
 Address DataOf(Handle handle)
@@ -48,7 +48,7 @@ Handle NewHandleClear(int32_t size)
         return 0;
     Poke(cell.Get(), data.Release());
     const std::lock_guard lock(HandlesMutex());
-    LivingHandles().insert(cell.Get());
+    ValidHandles().insert(cell.Get());
     return cell.Release();
 }
 
@@ -56,7 +56,7 @@ void DisposeHandle(Handle handle)
 {
     {
         const std::lock_guard lock(HandlesMutex());
-        if (LivingHandles().erase(handle) == 0)
+        if (ValidHandles().erase(handle) == 0)
             return;
     }
     FreeBlock(DataOf(handle));
@@ -65,12 +65,12 @@ void DisposeHandle(Handle handle)
 
 int32_t GetHandleSize(Handle handle)
 {
-    return IsLiving(handle) ? static_cast<int32_t>(BlockSize(DataOf(handle))) : 0;
+    return IsValid(handle) ? static_cast<int32_t>(BlockSize(DataOf(handle))) : 0;
 }
 
 Result SetHandleSize(Handle handle, int32_t size)
 {
-    if (!IsLiving(handle))
+    if (!IsValid(handle))
         return nilHandleErr;
     OwnedBlock grown(size);
     if (grown.Get() == 0)
@@ -92,7 +92,7 @@ void BlockMove(Address source, Address target, int32_t size)
 
 std::span<uint8_t> HandleBytes(Handle handle)
 {
-    if (!IsLiving(handle))
+    if (!IsValid(handle))
         return {};
     const Address data = DataOf(handle);
     return {PointerAt<uint8_t>(data), static_cast<size_t>(BlockSize(data))};

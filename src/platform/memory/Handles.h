@@ -10,34 +10,34 @@
 namespace platform {
 
 /// A relocatable block: the address of a 4-byte cell that holds the address of the data. 0 is none.
-/// The data moves when the handle grows; the handle itself stays.
+/// The data moves when the handle is resized; the handle itself does not.
 using Handle = int32_t;
 
-/// A handle of `size` bytes whose content is undefined; 0 without memory or for a negative size.
-/// The caller gives it back with `DisposeHandle`.
+/// Creates a handle of `size` bytes with undefined content; 0 if memory is full or the size is negative.
+/// The caller disposes it with `DisposeHandle`.
 Handle NewHandle(int32_t size);
 
 /// The same with every byte zero.
 Handle NewHandleClear(int32_t size);
 
-/// Gives a handle back. 0 and numbers that are no living handle are ignored.
+/// Disposes a handle. 0 and invalid handles are ignored.
 void DisposeHandle(Handle handle);
 
-/// Size of the handle's data in bytes; 0 for 0 and for numbers that are no living handle.
+/// Size of the handle's data in bytes; 0 for an invalid handle.
 int32_t GetHandleSize(Handle handle);
 
-/// Changes the size, keeping what fits; grown bytes are zero. `nilHandleErr` for a dead handle, `memFullErr`
-/// without memory: the handle then stays as it was.
+/// Changes the size and keeps the data; new bytes are zero. `nilHandleErr` for an invalid handle; `memFullErr` if
+/// memory is full, and the handle is unchanged.
 Result SetHandleSize(Handle handle, int32_t size);
 
-/// Copies `size` bytes between two addresses; the areas may overlap. Nothing is copied unless both lie within
-/// living blocks with so many bytes, or when `size` is below 1.
+/// Copies `size` bytes; the areas may overlap. Does nothing if `size` is below 1 or one of the areas is not within an
+/// allocated block.
 void BlockMove(Address source, Address target, int32_t size);
 
-/// The handle's data; empty for a dead handle. Valid until the handle is resized or disposed.
+/// The handle's data, valid until the handle is resized or disposed; empty for an invalid handle.
 std::span<uint8_t> HandleBytes(Handle handle);
 
-/// Makes the handle's data a copy of `bytes`. Results as `SetHandleSize`.
+/// Replaces the handle's data with a copy of `bytes`. Results as `SetHandleSize`.
 Result SetHandleBytes(Handle handle, std::span<const uint8_t> bytes);
 
 } // namespace platform

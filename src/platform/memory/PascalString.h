@@ -8,11 +8,11 @@
 
 namespace platform {
 
-/// A text led by its length in one byte, as records hold names: at most `most` bytes (255 at the highest) of the text,
-/// which is cut between two characters of UTF-8.
-inline std::vector<uint8_t> PascalString(std::string_view text, size_t most = 255)
+/// A Pascal string: one length byte, then at most `max` bytes (255 or fewer) of the text, truncated between two UTF-8
+/// characters.
+inline std::vector<uint8_t> PascalString(std::string_view text, size_t max = 255)
 {
-    size_t length = std::min(text.size(), most);
+    size_t length = std::min(text.size(), max);
     // A byte of the form 10xxxxxx belongs to the character before it.
     while (length < text.size() && length > 0 && (static_cast<uint8_t>(text[length]) & 0xC0) == 0x80)
         --length;

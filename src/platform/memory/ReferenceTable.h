@@ -9,17 +9,17 @@
 
 namespace platform {
 
-/// Hands out numbers for objects, so that callers hold 32 bits and a stale number finds nothing.
+/// Assigns 32-bit references to objects. A stale reference finds nothing.
 ///
-/// A number is positive: 7 bits of kind (so that a channel's number is never a component's), then 24 bits that
-/// count up. Numbers are not used again before 16 million others were. The table shares its objects: a caller that
-/// found one keeps it alive while another thread removes it.
+/// A reference is positive: 7 bits for the kind (so that a channel's reference is never a component's), then a 24-bit
+/// counter, which wraps after 16 million references. The table shares ownership of its objects: an object that a caller
+/// has found stays alive while another thread removes it. Any thread.
 template <typename T> class ReferenceTable {
 public:
-    /// `kind` from 1 to 127 tells this table's numbers from those of other tables.
+    /// `kind`, 1 to 127, distinguishes this table's references from those of other tables.
     explicit ReferenceTable(int32_t kind) : base(kind << 24) {}
 
-    /// Keeps the object and returns its number.
+    /// Adds an object and returns its reference.
     int32_t Add(std::shared_ptr<T> object)
     {
         const std::lock_guard lock(mutex);
@@ -30,7 +30,7 @@ public:
         return base + last;
     }
 
-    /// The object of a number, or null for one that is dead or of another kind.
+    /// The object of a reference; null for an invalid one.
     std::shared_ptr<T> Find(int32_t number) const
     {
         const std::lock_guard lock(mutex);
@@ -38,7 +38,7 @@ public:
         return found == objects.end() ? nullptr : found->second;
     }
 
-    /// Takes the object out and hands it over; null for a dead number.
+    /// Removes an object and returns it; null for an invalid reference.
     std::shared_ptr<T> Remove(int32_t number)
     {
         const std::lock_guard lock(mutex);
@@ -50,7 +50,7 @@ public:
         return object;
     }
 
-    /// All living numbers, in the order in which they were handed out.
+    /// All valid references, in the order in which they were assigned.
     std::vector<int32_t> Numbers() const
     {
         const std::lock_guard lock(mutex);

@@ -12,23 +12,23 @@ struct Meaning {
     const char* text;
 };
 
-// One clause serves all codes that come to the same for a user.
+// The same clause is used for all codes that mean the same to a user.
 constexpr const char* kMemory = "there is not enough memory";
-constexpr const char* kNoDevice = "the device is not there";
+constexpr const char* kNoDevice = "the device is not available";
 constexpr const char* kDeviceCannot = "the device can't do this";
-constexpr const char* kOutOfStep = "an internal step failed; please report it together with the number";
-constexpr const char* kNoPicture = "the picture's format is not understood";
+constexpr const char* kInternal = "an internal error occurred; please report it with its number";
+constexpr const char* kNoPicture = "the picture's format is not supported";
 
 constexpr std::array kMeanings{
     Meaning{dskFulErr, "the disk is full"},
     Meaning{notEnoughDiskSpaceToGrab, "the disk is full"},
     Meaning{ioErr, "the disk failed to write or to read"},
     Meaning{bdNamErr, "the name can't be used for a file"},
-    Meaning{fnfErr, "the file is gone"},
+    Meaning{fnfErr, "the file no longer exists"},
     Meaning{fBsyErr, "the file is in use"},
     Meaning{dupFNErr, "there is a file of that name already"},
     Meaning{permErr, "there is no permission for it"},
-    Meaning{dirNFErr, "the folder is gone"},
+    Meaning{dirNFErr, "the folder no longer exists"},
     Meaning{couldNotResolveDataRef, "the file can't be reached"},
     Meaning{memFullErr, kMemory},
     Meaning{notEnoughMemoryToGrab, kMemory},
@@ -38,22 +38,22 @@ constexpr std::array kMeanings{
     Meaning{noDeviceForChannel, kNoDevice},
     Meaning{invalidComponentID, kNoDevice},
     Meaning{badComponentInstance, kNoDevice},
-    Meaning{couldntGetRequiredComponent, "a part that this needs is missing"},
+    Meaning{couldntGetRequiredComponent, "a required component is missing"},
     Meaning{badSGChannel, "the channel is switched off or has no device"},
     Meaning{siInputDeviceErr, "the sound input failed"},
     Meaning{noDMAErr, "the device failed"},
-    Meaning{siInvalidCompression, "the device has no such sound compression"},
-    Meaning{siInvalidSampleRate, "the device has no such sample rate"},
-    Meaning{siInvalidSampleSize, "the device has no such sample size"},
+    Meaning{siInvalidCompression, "the device does not support this sound compression"},
+    Meaning{siInvalidSampleRate, "the device does not support this sample rate"},
+    Meaning{siInvalidSampleSize, "the device does not support this sample size"},
     Meaning{siUnknownInfoType, kDeviceCannot},
     Meaning{digiUnimpErr, kDeviceCannot},
     Meaning{badComponentSelector, kDeviceCannot},
     Meaning{deviceCantMeetRequest, kDeviceCannot},
-    Meaning{qtParamErr, "the device refused the value"},
+    Meaning{qtParamErr, "the device rejected the value"},
     Meaning{paramErr, "a value is out of its range"},
     Meaning{cantDoThatInCurrentMode, "this can't be done while a movie is being recorded"},
     Meaning{seqGrabInfoNotAvailable, "the device has not answered yet"},
-    Meaning{grabTimeComplete, "the time set for the recording is over"},
+    Meaning{grabTimeComplete, "the time limit of the recording is reached"},
     Meaning{noCodecErr, "there is no compressor for this format"},
     Meaning{codecUnimpErr, "the compressor can't do this"},
     Meaning{codecSizeErr, "the compressor can't take pictures of this size"},
@@ -61,14 +61,14 @@ constexpr std::array kMeanings{
     Meaning{codecConditionErr, kNoPicture},
     Meaning{codecErr, "the compressor failed"},
     Meaning{badImageDescription, kNoPicture},
-    Meaning{invalidMovie, "the movie can't be read or written any more"},
+    Meaning{invalidMovie, "the movie can no longer be read or written"},
     Meaning{invalidMedia, "the movie could not be set up"},
     Meaning{invalidTrack, "the movie could not be set up"},
     Meaning{invalidSampleTable, "the movie's tables are damaged"},
-    Meaning{invalidDuration, kOutOfStep},
-    Meaning{invalidTime, kOutOfStep},
-    Meaning{badEditList, kOutOfStep},
-    Meaning{eventLoopInvalidTimer, kOutOfStep},
+    Meaning{invalidDuration, kInternal},
+    Meaning{invalidTime, kInternal},
+    Meaning{badEditList, kInternal},
+    Meaning{eventLoopInvalidTimer, kInternal},
 };
 
 } // namespace

@@ -7,8 +7,7 @@
 
 namespace platform {
 
-/// What a result code means to a user, as a clause: "the disk is full". Codes that are not known by name are told by
-/// their number.
+/// The meaning of a result code for the user, as a clause: "the disk is full". Unknown codes give "error -1 occurred".
 std::string ResultText(Result result);
 
 } // namespace platform

@@ -6,7 +6,7 @@
 namespace platform {
 namespace {
 
-constexpr size_t kLongestQueue = 256; // of a device that hangs
+constexpr size_t kMaxQueued = 256; // tasks behind one that hangs
 
 } // namespace
 
@@ -31,7 +31,7 @@ void ControlThread::Work(const std::shared_ptr<State>& state)
         state->tasks.pop_front();
         lock.unlock();
         task();
-        task = nullptr; // what it owns goes without the lock
+        task = nullptr; // destroys what it owns without holding the lock
         lock.lock();
         ++state->done;
         state->hangs = false;
@@ -46,7 +46,7 @@ bool ControlThread::Run(std::function<void()> task, std::chrono::milliseconds pa
         std::thread([shared = state] { Work(shared); }).detach();
     }
     std::unique_lock lock(state->mutex);
-    if (state->tasks.size() >= kLongestQueue)
+    if (state->tasks.size() >= kMaxQueued)
         return false;
     state->tasks.push_back(std::move(task));
     const uint64_t number = ++state->queued;

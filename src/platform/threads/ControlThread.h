@@ -10,9 +10,9 @@
 
 namespace platform {
 
-/// A thread on which a device is asked and commanded, so that one that answers slowly or not at all does not hold up
-/// the caller. Tasks run in order. A task owns all that it touches: one that hangs outlives the object. The thread
-/// begins with the first task.
+/// A thread for calls of a device, so that a device that responds slowly or never does not block the caller. Tasks run
+/// in order. A task must own everything that it uses, since a task that hangs outlives this object. The thread starts
+/// with the first task.
 class ControlThread {
 public:
     ControlThread() = default;
@@ -20,8 +20,8 @@ public:
     ControlThread& operator=(const ControlThread&) = delete;
     ~ControlThread();
 
-    /// Runs a task; true when it has ended within that time. While an earlier one hangs nobody waits: the task runs
-    /// once that one has returned.
+    /// Queues a task and waits for it. Returns whether it ended within `patience`. While an earlier task hangs it does
+    /// not wait: the task runs when that one has returned. Drops the task if 256 are queued.
     bool Run(std::function<void()> task, std::chrono::milliseconds patience);
 
 private:
@@ -31,7 +31,7 @@ private:
         std::deque<std::function<void()>> tasks;
         uint64_t queued = 0;
         uint64_t done = 0;
-        bool hangs = false; ///< somebody has waited for the present task in vain
+        bool hangs = false; ///< a caller's wait for the present task has timed out
         bool ending = false;
     };
     static void Work(const std::shared_ptr<State>& state);
