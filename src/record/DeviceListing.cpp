@@ -122,7 +122,7 @@ QJsonObject FormatsOfSound(const SoundSource& source)
 QJsonArray Microphones()
 {
     const auto longest = std::chrono::steady_clock::now() + kMaxWaitForSoundServer;
-    while (platform::SoundSourcesAreDue() && std::chrono::steady_clock::now() < longest)
+    while (platform::SoundSourcesArePending() && std::chrono::steady_clock::now() < longest)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     const auto entries = platform::ListSoundSources();
     const auto listed = platform::ListedDevices(entries);

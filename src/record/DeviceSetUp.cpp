@@ -229,7 +229,7 @@ bool DeviceSetUp::ChooseMicrophone()
 {
     if (microphoneChosen || (!withSound && command.microphone.empty()))
         return true;
-    if (command.microphone != kNoMicrophone && command.microphone != kTestTone && platform::SoundSourcesAreDue() &&
+    if (command.microphone != kNoMicrophone && command.microphone != kTestTone && platform::SoundSourcesArePending() &&
         Clock::now() - began < kMaxWaitForSoundServer)
         return false;
     microphoneChosen = true;

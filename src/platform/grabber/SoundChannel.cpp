@@ -224,7 +224,7 @@ SharedDescription SoundChannel::DescriptionOf(const SoundFormat& format, const S
 
 void SoundChannel::SoundArrived(const CapturedSound& sound)
 {
-    if (!IsSound(sound.format) || (isStandIn && SoundSourcesAreDue()))
+    if (!IsSound(sound.format) || (isStandIn && SoundSourcesArePending()))
         return;
     const int64_t now = MonotonicNow();
     NoteArrival(now, DurationOf(sound));

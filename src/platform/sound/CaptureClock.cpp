@@ -10,12 +10,12 @@ namespace {
 
 constexpr double kNanoseconds = 1e9;
 constexpr int64_t kGap = 100'000'000;
-// Servers report too long a latency until a stream has run for a moment.
+// Servers report too high a latency until a stream has run for a moment.
 constexpr int64_t kSettling = 1'000'000'000;
 constexpr int64_t kLargestSettling = 300'000'000;
-// A machine that was held up is late for a few buffers; lost samples make all that follow late.
+// On a busy machine a few buffers are late; after lost samples all following ones are.
 constexpr int kConfirmations = 10;
-// A stamp takes this part of the way to the median, so that the median's own steps are smoothed.
+// Each stamp moves by this fraction towards the median, which smooths the median's own steps.
 constexpr int64_t kSteering = 8;
 
 int64_t Duration(int64_t frames, double sampleRate)

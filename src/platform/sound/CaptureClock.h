@@ -7,28 +7,29 @@
 
 namespace platform {
 
-/// Gives the buffers of a stream even time stamps out of measured ones that scatter by some milliseconds.
+/// Computes even time stamps for the buffers of a stream from measured ones, which have several milliseconds of jitter.
 ///
-/// The count of samples carries the time from buffer to buffer, and the median of the last measurements steers it, so
-/// that the stamps follow the device's clock. On a busy machine single measurements come out far too late: they have no
-/// influence on a median. Only when several in a row are far ahead of the count were samples lost. Stamps always rise.
+/// The number of samples advances the time from buffer to buffer, and the median of the last measurements corrects it,
+/// so that the stamps follow the device's clock. On a busy machine single measurements are far too late; they do not
+/// affect a median. Samples count as lost only if several measurements in a row are far ahead. Stamps always increase.
 class CaptureClock {
 public:
+    /// The time stamp of a buffer.
     struct Stamp {
-        int64_t time = 0;        ///< nanoseconds at which the first sample was captured
-        uint64_t framesLost = 0; ///< sample frames missing in front of it
+        int64_t time = 0;        ///< capture time of the first sample in nanoseconds
+        uint64_t framesLost = 0; ///< sample frames lost before it
     };
 
-    /// Forgets everything.
+    /// Resets to the initial state.
     void Reset() { *this = {}; }
 
-    /// The stream was interrupted: its next buffer shows how long.
+    /// Notes that the stream was interrupted. The next buffer shows for how long.
     void Interrupt() { interrupted = true; }
 
-    /// `frames` of the stream are known to be lost.
+    /// Skips `frames` sample frames that are known to be lost.
     void Skip(int64_t frames, double sampleRate);
 
-    /// The stamp of the next `frames`, whose first was captured at `measured` as far as can be told.
+    /// Returns the stamp of the next `frames` sample frames, whose first one was measured at `measured` nanoseconds.
     Stamp Take(int64_t measured, int64_t frames, double sampleRate);
 
 private:
@@ -39,12 +40,12 @@ private:
 
     bool begun = false;
     bool interrupted = false;
-    int64_t settled = 0;                              ///< until then a small step is the latency's and no gap
-    int64_t counted = 0;                              ///< time of the next sample by the count alone
-    int64_t steered = 0;                              ///< what is added to it
-    std::array<int64_t, kMeasurements> differences{}; ///< of the last measurements from the count
-    size_t measurements = 0;                          ///< since the begin
-    int farAhead = 0;                                 ///< measurements in a row that speak of a gap
+    int64_t settled = 0;                              ///< until then a small step is due to the latency, not a gap
+    int64_t counted = 0;                              ///< time of the next sample by the sample count
+    int64_t steered = 0;                              ///< correction added to `counted`
+    std::array<int64_t, kMeasurements> differences{}; ///< last measurements less `counted`
+    size_t measurements = 0;                          ///< since `Begin`
+    int farAhead = 0;                                 ///< consecutive measurements that indicate a gap
 };
 
 } // namespace platform

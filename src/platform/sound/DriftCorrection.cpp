@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Clock recovery.
 //
-// The stamps of a source scatter by some milliseconds around the truth, and their mean drifts away from the count of
-// its samples as the source's crystal drifts from the system's clock. The difference is averaged, and a
-// proportional-integral loop, critically damped, turns it into a correction of the rate: the integral learns the
-// crystal's error, the proportional part works off what has already gathered. At 100 millionths the difference stays
-// below three milliseconds from the first second on.
+// The stamps of a source have several milliseconds of jitter, and their mean drifts away from the sample count as the
+// source's crystal drifts from the system clock. The difference is averaged, and a critically damped
+// proportional-integral loop turns it into a correction of the rate: the integral part learns the crystal's error, the
+// proportional part removes the difference that has accumulated. At 100 ppm the difference stays below three
+// milliseconds from the first second on.
 //
-// The resampler is put in when the difference first becomes noticeable. It begins with the samples passed on just
-// before, whose output is thrown away: so its filter is full when the first sample counts, and nothing clicks.
+// The resampler is inserted when the difference first becomes noticeable. It starts with the samples passed on just
+// before and drops their output, so its filter is full when the first new sample arrives, and nothing clicks.
 #include "platform/sound/DriftCorrection.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -26,9 +26,9 @@ extern "C" {
 namespace platform {
 namespace {
 
-// More than the resampler's filter is long.
+// Longer than the resampler's filter.
 constexpr size_t kHistoryFrames = 256;
-// The correction is given to the resampler as so many samples in this number.
+// The resampler takes the correction as a number of samples in this many.
 constexpr int kCorrectionDistance = 10'000'000;
 
 double Seconds(int64_t nanoseconds)
@@ -47,7 +47,7 @@ SwrContext* MakeResampler(const SoundFormat& format)
     SwrContext* made = nullptr;
     if (swr_alloc_set_opts2(&made, &layout, samples, rate, &layout, samples, rate, 0, nullptr) < 0)
         return nullptr;
-    // Equal rates would leave the resampler out; between the phases of its filter it interpolates.
+    // Resample even at equal rates, and interpolate between the phases of the filter.
     av_opt_set_int(made, "flags", SWR_FLAG_RESAMPLE, 0);
     av_opt_set_int(made, "exact_rational", 0, 0);
     av_opt_set_int(made, "linear_interp", 1, 0);
@@ -72,36 +72,36 @@ void DriftCorrection::Reset()
     resampler.reset();
 }
 
-int64_t DriftCorrection::LineEnd() const
+int64_t DriftCorrection::SegmentEnd() const
 {
     return begin + std::llround(static_cast<double>(frames) * kNanosecondsPerSecond / format.sampleRate);
 }
 
-// What the resampler has taken and not given yet.
-int64_t DriftCorrection::HeldBack() const
+// The duration of the samples inside the resampler.
+int64_t DriftCorrection::ResamplerDelay() const
 {
     return resampler ? swr_get_delay(resampler.get(), kNanosecondsPerSecond) : 0;
 }
 
 CapturedSound DriftCorrection::Take(const CapturedSound& captured)
 {
-    const double error = begun ? Seconds(captured.captureTime - LineEnd() - HeldBack()) : 0;
+    const double error = begun ? Seconds(captured.captureTime - SegmentEnd() - ResamplerDelay()) : 0;
     if (!begun || captured.format != format || captured.framesLost > 0 || std::abs(error) > settings.gap)
-        BeginLine(captured);
+        BeginSegment(captured);
     else
         Follow(error, static_cast<double>(captured.bytes.size()) / format.BytesPerFrame() / format.sampleRate);
-    CapturedSound line = captured;
-    line.captureTime = LineEnd();
+    CapturedSound result = captured;
+    result.captureTime = SegmentEnd();
     if (resampler)
-        line.bytes = Resample(captured.bytes);
+        result.bytes = Resample(captured.bytes);
     else
         Remember(captured.bytes);
-    frames += static_cast<int64_t>(line.bytes.size()) / format.BytesPerFrame();
-    return line;
+    frames += static_cast<int64_t>(result.bytes.size()) / format.BytesPerFrame();
+    return result;
 }
 
-// What the loop has learned of the crystal stays true.
-void DriftCorrection::BeginLine(const CapturedSound& captured)
+// Keeps what the loop has learned about the crystal.
+void DriftCorrection::BeginSegment(const CapturedSound& captured)
 {
     if (captured.format != format)
         steady = 0;
@@ -112,7 +112,7 @@ void DriftCorrection::BeginLine(const CapturedSound& captured)
     begin = captured.captureTime;
     frames = 0;
     smoothed = 0;
-    secondsInLine = 0;
+    secondsInSegment = 0;
     correction = steady;
     if (steady != 0)
         Engage();
@@ -120,10 +120,10 @@ void DriftCorrection::BeginLine(const CapturedSound& captured)
 
 void DriftCorrection::Follow(double error, double seconds)
 {
-    secondsInLine += seconds;
+    secondsInSegment += seconds;
     smoothed += (error - smoothed) * std::min(1.0, seconds / settings.smoothingSeconds);
     if (!resampler) {
-        if (std::abs(smoothed) < settings.engageAt || secondsInLine < settings.smoothingSeconds)
+        if (std::abs(smoothed) < settings.engageAt || secondsInSegment < settings.smoothingSeconds)
             return;
         Engage();
     }
@@ -152,7 +152,7 @@ std::span<const uint8_t> DriftCorrection::Resample(std::span<const uint8_t> byte
     return Convert(bytes);
 }
 
-// The resampler knows no samples of three bytes: they are widened for it, and narrowed behind it.
+// The resampler does not support samples of three bytes, so they are widened before it and narrowed after it.
 std::span<const uint8_t> DriftCorrection::Convert(std::span<const uint8_t> bytes)
 {
     const bool isPacked = format.sampleSize == 24;
@@ -175,7 +175,7 @@ const uint8_t* DriftCorrection::Widened(std::span<const uint8_t> packed)
     return reinterpret_cast<const uint8_t*>(wide.data());
 }
 
-// In place: what is written lies before what is still to be read.
+// In place: each sample is written before the next one to be read.
 std::span<const uint8_t> DriftCorrection::Narrowed(std::span<uint8_t> samples)
 {
     const size_t count = samples.size() / 4;
@@ -189,10 +189,10 @@ std::span<const uint8_t> DriftCorrection::Narrowed(std::span<uint8_t> samples)
 
 void DriftCorrection::Remember(std::span<const uint8_t> bytes)
 {
-    const size_t most = kHistoryFrames * static_cast<size_t>(format.BytesPerFrame());
-    const auto newest = bytes.last(std::min(bytes.size(), most));
-    if (history.size() + newest.size() > most)
-        history.erase(history.begin(), history.begin() + static_cast<ptrdiff_t>(history.size() + newest.size() - most));
+    const size_t max = kHistoryFrames * static_cast<size_t>(format.BytesPerFrame());
+    const auto newest = bytes.last(std::min(bytes.size(), max));
+    if (history.size() + newest.size() > max)
+        history.erase(history.begin(), history.begin() + static_cast<ptrdiff_t>(history.size() + newest.size() - max));
     history.insert(history.end(), newest.begin(), newest.end());
 }
 

@@ -11,35 +11,34 @@ struct SwrContext;
 
 namespace platform {
 
-/// Brings the samples of a source onto the monotonic clock.
+/// Aligns the samples of a source with the monotonic clock.
 ///
-/// A source counts by its own crystal, which runs some millionths fast or slow, while a recording counts samples at the
-/// nominal rate. The recovery compares the two clocks and resamples very slightly (libswresample), so that what it
-/// gives is a line of samples at exactly the nominal rate of the monotonic clock, from the first one to the next gap.
-/// A source whose stamps agree with its count is passed on bit for bit.
+/// A source samples by its own crystal, which is some ppm fast or slow, while a recording assumes the nominal rate.
+/// This class compares the two clocks and resamples very slightly (libswresample), so that its output has exactly the
+/// nominal rate by the monotonic clock, in segments that last from one gap to the next. Sound whose stamps agree with
+/// its sample count is passed on unchanged.
 class DriftCorrection {
 public:
-    /// How the control loop that steers the resampler behaves.
+    /// The parameters of the control loop.
     struct Settings {
-        double loopSeconds = 20;     ///< a difference is worked off in about this time
-        double smoothingSeconds = 2; ///< over which the jitter of stamps is averaged first
-        double maxCorrection = 1e-3; ///< of the rate; less than anyone hears as pitch
-        double engageAt = 0.002;     ///< smoothed difference, in seconds, from which on the sound is resampled
-        double gap = 0.04;           ///< a stamp off by more seconds begins a new line at its own time
+        double loopSeconds = 20;     ///< time in which a difference is corrected
+        double smoothingSeconds = 2; ///< time over which the jitter of stamps is averaged
+        double maxCorrection = 1e-3; ///< as a fraction of the rate; too small to be heard as a change of pitch
+        double engageAt = 0.002;     ///< smoothed difference in seconds at which resampling starts
+        double gap = 0.04;           ///< a stamp that is off by more seconds starts a new segment
     };
 
     DriftCorrection() : DriftCorrection(Settings()) {}
     explicit DriftCorrection(const Settings& settings) : settings(settings) {}
 
-    /// Forgets the line and what is known of the source: the next sound may be another one's.
+    /// Resets to the initial state, for another source.
     void Reset();
 
-    /// Takes captured sound and gives what of the line it completes: the same format, stamped by the line's own count.
-    /// It may be a few samples more or fewer, or none. `bytes` of the result stay until the next call or are those
-    /// given.
+    /// Takes captured sound and returns the corrected sound in the same format. That may be a few samples more or
+    /// fewer, or none. `bytes` of the result are valid until the next call, or are those of `captured`.
     CapturedSound Take(const CapturedSound& captured);
 
-    /// By how much the source is slow, as a fraction of its rate (1e-4: it delivers 100 samples in a million too few).
+    /// By how much the source is slow, as a fraction of its rate (1e-4: 100 samples per million too few).
     double Correction() const { return correction; }
 
 private:
@@ -47,9 +46,9 @@ private:
         void operator()(SwrContext* resampler) const;
     };
 
-    int64_t LineEnd() const;
-    int64_t HeldBack() const;
-    void BeginLine(const CapturedSound& captured);
+    int64_t SegmentEnd() const;
+    int64_t ResamplerDelay() const;
+    void BeginSegment(const CapturedSound& captured);
     void Follow(double error, double seconds);
     void Engage();
     std::span<const uint8_t> Resample(std::span<const uint8_t> bytes);
@@ -61,20 +60,20 @@ private:
     const Settings settings;
     SoundFormat format;
 
-    // The line: its end is `frames` sample frames after `begin`, so that no rounding adds up.
+    // The present segment ends `frames` sample frames after `begin`, which avoids accumulating rounding errors.
     bool begun = false;
     int64_t begin = 0;
     int64_t frames = 0;
 
-    double smoothed = 0;      ///< difference of the clocks in seconds, positive where the source is slow
-    double steady = 0;        ///< the part of the correction that the loop has learned
-    double correction = 0;    ///< of the rate, in use
-    double secondsInLine = 0; ///< captured so far
+    double smoothed = 0;         ///< difference of the clocks in seconds, positive if the source is slow
+    double steady = 0;           ///< the integral part of the correction
+    double correction = 0;       ///< of the rate, in use
+    double secondsInSegment = 0; ///< captured so far
 
-    std::unique_ptr<SwrContext, Release> resampler; ///< null while the sound is passed on as it is
-    std::vector<uint8_t> history;                   ///< the last frames passed on, with which the resampler begins
+    std::unique_ptr<SwrContext, Release> resampler; ///< null while the sound is passed on unchanged
+    std::vector<uint8_t> history;                   ///< the last frames passed on, which fill the resampler's filter
     std::vector<uint8_t> output;
-    std::vector<int32_t> wide; ///< samples of 24 bits on their way to the resampler
+    std::vector<int32_t> wide; ///< 24-bit samples, widened for the resampler
 };
 
 } // namespace platform

@@ -12,7 +12,7 @@ namespace {
 
 constexpr uint64_t kTaken = uint64_t{1} << 32;
 constexpr double kFullScale = 32768;
-// Sources deliver several times as often as this.
+// Sources deliver several times more often than this.
 constexpr int64_t kSilentAfter = kNanosecondsPerSecond / 2;
 
 uint64_t Packed(uint64_t left, uint64_t right)
@@ -20,7 +20,7 @@ uint64_t Packed(uint64_t left, uint64_t right)
     return left | right << 16;
 }
 
-// Distance from silence of the loudest sample of one channel, 0 to `kFullScale`.
+// The largest magnitude of a sample of one channel, 0 to `kFullScale`.
 uint64_t PeakOf(const CapturedSound& sound, size_t channel)
 {
     const auto channels = static_cast<size_t>(sound.format.channels);
@@ -46,13 +46,13 @@ uint64_t PeakOf(const CapturedSound& sound, size_t channel)
 
 } // namespace
 
-void LevelMeter::Switch(int32_t channelsMetered)
+void LevelMeter::SetChannels(int32_t channelsMetered)
 {
     metered = channelsMetered;
     peaks = 0;
 }
 
-int32_t LevelMeter::State() const
+int32_t LevelMeter::Channels() const
 {
     return metered;
 }
@@ -74,7 +74,7 @@ void LevelMeter::Feed(const CapturedSound& sound)
 
 std::pair<double, double> LevelMeter::Levels()
 {
-    // A buffer that was under way when the meter was switched off may still have left its peak.
+    // A buffer that was being processed while the meter was turned off may have stored its peak.
     if (metered <= 0 || MonotonicNow() - lastFed > kSilentAfter)
         return {};
     const uint64_t taken = peaks.fetch_or(kTaken);

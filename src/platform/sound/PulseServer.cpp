@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // The connection to the sound server.
 //
-// The library's loop runs on a thread of its own, and everything that touches the library does so with the loop's
-// lock. What the main thread asks most, the list of sources, lies behind a mutex of its own, so that neither a busy nor
-// a hanging server can hold it up.
+// The library's main loop runs on its own thread, and all calls of the library are made with the loop's lock held. The
+// list of sources, which the main thread reads most, has its own mutex, so that a busy or hanging server cannot block
+// it.
 //
-// The link is Down (not tried, refused or lost), Connecting (the server has not yet sent its first list) or Up. It is
-// brought up by whoever first asks for the list. From then on, and while anybody wants a stream or watches the list, a
-// timer tries again: twice a second, less often as long as nobody wants a stream and no server has been seen. Each list
-// that arrives, and the same timer, let the clients open missing streams.
+// The link is Down (not tried, refused or lost), Connecting (the server has not yet sent its first list) or Up. The
+// first caller that needs the list connects. From then on, while a client wants a stream or watches the list, a timer
+// retries: twice a second, or less often if no stream is wanted and no server has been seen. Each list that arrives,
+// and the same timer, let the clients open missing streams.
 #include "platform/sound/PulseServer.h"
 
 #include "platform/log/Log.h"
@@ -23,10 +23,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kLongestListWait = 80ms;
-constexpr auto kLongestAnswer = 200ms;
+constexpr auto kMaxListWait = 80ms;
+constexpr auto kMaxAnswerWait = 200ms;
 constexpr pa_usec_t kRetryMicroseconds = 500'000;
-constexpr pa_usec_t kRareRetryMicroseconds = 4'000'000; // where no server has ever been and nobody waits for a stream
+constexpr pa_usec_t kRareRetryMicroseconds = 4'000'000; // if no server has been seen and no stream is wanted
 
 PulseServer& ServerOf(void* argument)
 {
@@ -38,7 +38,7 @@ std::string TextOrEmpty(const char* text)
     return text == nullptr ? std::string() : text;
 }
 
-void Forget(pa_operation* operation)
+void Release(pa_operation* operation)
 {
     if (operation != nullptr)
         pa_operation_unref(operation);
@@ -93,7 +93,7 @@ std::shared_ptr<PulseServer> PulseServer::Shared()
 
 PulseServer::PulseServer() : loop(pa_threaded_mainloop_new()), api(pa_threaded_mainloop_get_api(loop))
 {
-    // The library's lock looks at data that its thread sets up when it starts: wait until that has been done.
+    // The library's lock uses data that its thread initializes when it starts: wait for that.
     pa_mainloop_api_once(
         api,
         [](pa_mainloop_api*, void* argument) {
@@ -131,7 +131,7 @@ std::vector<PulseSourceInfo> PulseServer::Sources()
     return sources;
 }
 
-bool PulseServer::AnswerIsDue()
+bool PulseServer::IsListPending()
 {
     const std::lock_guard lock(mutex);
     return link == Link::Connecting;
@@ -144,7 +144,7 @@ std::optional<PulseSourceInfo> PulseServer::Find(const std::string& name)
     return found == sources.end() ? std::nullopt : std::optional(*found);
 }
 
-// Making a context may itself look around (a display, files), so that the loop's thread does it.
+// Creating a context may itself access a display or files, so the loop's thread does it.
 void PulseServer::Prepare()
 {
     {
@@ -152,7 +152,7 @@ void PulseServer::Prepare()
         if (link != Link::Down)
             return;
         link = Link::Connecting;
-        deadline = std::chrono::steady_clock::now() + kLongestListWait;
+        deadline = std::chrono::steady_clock::now() + kMaxListWait;
     }
     const Lock lock(*this);
     pa_mainloop_api_once(
@@ -166,12 +166,12 @@ void PulseServer::Connect()
     {
         const std::lock_guard lock(mutex);
         if (std::exchange(link, Link::Connecting) == Link::Down)
-            deadline = std::chrono::steady_clock::now() + kLongestListWait;
+            deadline = std::chrono::steady_clock::now() + kMaxListWait;
     }
     context = pa_context_new(api, "Velmora");
     pa_context_set_state_callback(
         context, [](pa_context*, void* argument) { ServerOf(argument).ContextChanged(); }, this);
-    // Most failures have been told to the state callback by now.
+    // Most failures have already been reported to the state callback.
     if (pa_context_connect(context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0 && context != nullptr)
         Disconnect();
 }
@@ -192,7 +192,7 @@ void PulseServer::ContextChanged()
             this);
         const auto mask =
             static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SERVER);
-        Forget(pa_context_subscribe(context, mask, nullptr, nullptr));
+        Release(pa_context_subscribe(context, mask, nullptr, nullptr));
         RequestList();
     }
 }
@@ -207,11 +207,11 @@ void PulseServer::Disconnect()
     listing = listAgain = false;
     Publish({}, Link::Down);
     if (IsWanted())
-        TendLater();
+        UpdateStreamsLater();
 }
 
-// Two questions whose answers come in order: which source is the default one, and all sources. Changes that are told
-// while the answers are on their way may have missed them and are asked about once more.
+// Two requests, answered in order: the default source, and all sources. If a change is reported while the answers are
+// pending they may be out of date, so the list is requested again.
 void PulseServer::RequestList()
 {
     if (listing) {
@@ -221,14 +221,14 @@ void PulseServer::RequestList()
     listing = true;
     listAgain = false;
     arriving.clear();
-    Forget(pa_context_get_server_info(
+    Release(pa_context_get_server_info(
         context,
         [](pa_context*, const pa_server_info* info, void* argument) {
             if (info != nullptr)
                 ServerOf(argument).defaultSource = TextOrEmpty(info->default_source_name);
         },
         this));
-    Forget(pa_context_get_source_info_list(
+    Release(pa_context_get_source_info_list(
         context,
         [](pa_context*, const pa_source_info* info, int end, void* argument) {
             PulseServer& server = ServerOf(argument);
@@ -253,20 +253,20 @@ void PulseServer::ListArrived()
     soundLog.Info("list of ", arriving.size(), " sources");
     wasUp = true;
     Publish(std::move(arriving), Link::Up);
-    Tend();
+    UpdateStreams();
 }
 
 void PulseServer::Publish(std::vector<PulseSourceInfo> list, Link state)
 {
-    bool looksAlike = false;
+    bool isUnchanged = false;
     {
         const std::lock_guard lock(mutex);
-        looksAlike = std::ranges::equal(sources, list, &PulseSourceInfo::LooksLike);
+        isUnchanged = std::ranges::equal(sources, list, &PulseSourceInfo::LooksLike);
         sources = std::move(list);
         link = state;
     }
     answered.notify_all();
-    if (!looksAlike)
+    if (!isUnchanged)
         NoteSoundSourcesChanged();
 }
 
@@ -293,10 +293,10 @@ Result PulseServer::Change(const std::string& name, const Request& request,
         return siInputDeviceErr;
     {
         std::unique_lock lock(mutex);
-        answered.wait_for(lock, kLongestAnswer, [&] { return answer.success.has_value(); });
+        answered.wait_for(lock, kMaxAnswerWait, [&] { return answer.success.has_value(); });
     }
     const Lock lock(*this);
-    pa_operation_cancel(operation); // from here on the answer can't come any more
+    pa_operation_cancel(operation); // the answer can no longer arrive
     pa_operation_unref(operation);
     soundLog.Info(name, ": change ", answer.success ? *answer.success ? "done" : "refused" : "not answered");
     if (!answer.success.value_or(false))
@@ -322,7 +322,7 @@ bool PulseServer::IsWanted() const
     return wasUp || SoundSourcesAreWatched() || std::ranges::any_of(clients, &Client::WantsStream);
 }
 
-void PulseServer::TendLater()
+void PulseServer::UpdateStreamsLater()
 {
     if (timer != nullptr)
         return;
@@ -335,12 +335,12 @@ void PulseServer::TendLater()
         [](pa_mainloop_api* loopApi, pa_time_event* event, const timeval*, void* argument) {
             loopApi->time_free(event);
             ServerOf(argument).timer = nullptr;
-            ServerOf(argument).Tend();
+            ServerOf(argument).UpdateStreams();
         },
         this);
 }
 
-void PulseServer::Tend()
+void PulseServer::UpdateStreams()
 {
     if (context == nullptr) {
         Connect();
@@ -348,9 +348,9 @@ void PulseServer::Tend()
     }
     bool complete = true;
     for (Client* client : clients)
-        complete = client->Tend(context) && complete;
+        complete = client->UpdateStream(context) && complete;
     if (!complete)
-        TendLater();
+        UpdateStreamsLater();
 }
 
 } // namespace platform

@@ -15,8 +15,9 @@
 
 namespace platform {
 
-/// One source as the sound server describes it.
+/// A source as described by the sound server.
 struct PulseSourceInfo {
+    /// A port of the source, such as a microphone socket.
     struct Port {
         std::string name; ///< the server's own
         std::string description;
@@ -24,8 +25,8 @@ struct PulseSourceInfo {
         bool operator==(const Port&) const = default;
     };
 
-    uint32_t index = PA_INVALID_INDEX; ///< the server's own, another one each time that the source is plugged in
-    std::string name;                  ///< the server's own, the same on the next day
+    uint32_t index = PA_INVALID_INDEX; ///< the server's index, a new one each time the source is plugged in
+    std::string name;                  ///< the server's persistent name
     std::string description;
     std::vector<Port> ports;
     int port = 0; ///< index of the one in use
@@ -35,15 +36,16 @@ struct PulseSourceInfo {
     pa_cvolume volume{};
     pa_channel_map channels{};
 
-    /// Pairs of channels to choose from: a device with more than two is recorded two at a time.
+    /// The number of channel pairs to choose from: of a device with more than two channels, one pair is recorded.
     int Pairs() const { return channels.channels > 2 ? (channels.channels + 1) / 2 : 1; }
 
-    /// What can be chosen, by names for people: each port, and of each one its pairs of channels.
+    /// Names of the selectable inputs, for the user: each port, with each of its channel pairs.
     std::vector<std::string> InputNames() const;
 
+    /// Whether nothing is plugged into the port in use.
     bool IsUnplugged() const { return !ports.empty() && ports[static_cast<size_t>(port)].unplugged; }
 
-    /// Whether a list shows both alike: the volume and the port in use don't matter.
+    /// Whether both look the same in a list, which does not show the volume and the port in use.
     bool LooksLike(const PulseSourceInfo& other) const
     {
         return name == other.name && description == other.description && ports == other.ports &&
@@ -51,10 +53,10 @@ struct PulseSourceInfo {
     }
 };
 
-/// The connection to the sound server.
+/// The connection to the sound server (PulseAudio, or PipeWire's replacement of it).
 class PulseServer {
 public:
-    /// The process's own connection, made at the first call.
+    /// The connection of this process, created at the first call.
     static std::shared_ptr<PulseServer> Shared();
 
     PulseServer();
@@ -62,46 +64,48 @@ public:
     PulseServer(const PulseServer&) = delete;
     PulseServer& operator=(const PulseServer&) = delete;
 
-    /// Connects when that has not been tried or has failed, without waiting.
+    /// Starts to connect, unless connected, without waiting.
     void Prepare();
 
-    /// All sources: microphones, those with nothing plugged in, monitors, each kind with the default one first; empty
-    /// while there is no
-    /// server. Connects when that has not been tried or has failed, and waits for at most 80 ms; what comes later
-    /// reaches the sound watchers.
+    /// All sources: microphones, then those with nothing plugged in, then monitors, each kind with the default one
+    /// first; empty without a server. Connects if necessary and waits for 80 ms at most; a list that arrives later is
+    /// reported to the sound watchers.
     std::vector<PulseSourceInfo> Sources();
 
-    /// Whether there is a server that has not yet sent its first list.
-    bool AnswerIsDue();
+    /// Whether the first list of a server is still to come.
+    bool IsListPending();
 
     /// The last known state of a source, without waiting.
     std::optional<PulseSourceInfo> Find(const std::string& name);
 
-    /// Asks the server for a change of that source and waits for its answer; a success is noted by `amend` at once.
-    /// `siInputDeviceErr` without a server, for a refusal, or for no answer within 200 ms.
+    /// Sends a request to the server.
     using Request = std::function<pa_operation*(pa_context* context, pa_context_success_cb_t done, void* argument)>;
+    /// Changes a source of the server and waits for the answer; on success `amend` makes the change in the list.
+    /// `siInputDeviceErr` without a server, if it refuses, or if it does not answer within 200 ms.
     Result Change(const std::string& name, const Request& request, const std::function<void(PulseSourceInfo&)>& amend);
 
-    /// Something that keeps a stream while it wants one. Called with the loop locked.
+    /// The owner of a stream. Called with the loop locked.
     class Client {
     public:
         virtual ~Client() = default;
-        /// Opens the stream if it is wanted, missing and possible, and looks after one that is there. False when it
-        /// wants to be called again soon.
-        virtual bool Tend(pa_context* context) = 0;
+        /// Opens the stream if it is wanted and missing, and checks an open one. Returns false to be called again soon.
+        virtual bool UpdateStream(pa_context* context) = 0;
+        /// Whether the stream is wanted.
         virtual bool WantsStream() const = 0;
+        /// Called when the connection is lost, which ends the stream.
         virtual void ConnectionLost() = 0;
     };
 
     // With the loop locked:
-    void Add(Client& client);
-    void Remove(Client& client);
-    pa_context* Context() const { return context; }
-    void TendLater();
+    void Add(Client& client);                       ///< adds a client, which must be removed before it is destroyed
+    void Remove(Client& client);                    ///< removes a client
+    pa_context* Context() const { return context; } ///< the connection; null while there is none
+    void UpdateStreamsLater();                      ///< lets the timer retry the connection and missing streams
 
-    /// Holds the loop's thread off: no callback runs meanwhile. Within a callback that is so anyhow.
+    /// Locks the loop: no callback runs meanwhile. Does nothing in a callback, where it is locked.
     class Lock {
     public:
+        /// Locks the loop of `server`.
         explicit Lock(PulseServer& server) : loop(pa_threaded_mainloop_in_thread(server.loop) ? nullptr : server.loop)
         {
             if (loop != nullptr)
@@ -128,7 +132,7 @@ private:
     void RequestList();
     void ListArrived();
     void Publish(std::vector<PulseSourceInfo> list, Link state);
-    void Tend();
+    void UpdateStreams();
     bool IsWanted() const;
 
     pa_threaded_mainloop* loop;
@@ -144,7 +148,7 @@ private:
     bool listAgain = false;
     bool wasUp = false;
 
-    // Guarded by the mutex, which is taken inside of the loop's lock and never the other way round.
+    // Guarded by the mutex. Lock order: the loop's lock first, then the mutex.
     std::mutex mutex;
     std::condition_variable answered;
     std::vector<PulseSourceInfo> sources;

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 // A source of the sound server.
 //
-// It is started while it has a sink. A started source has a stream, or misses it because the server or the device is
-// away; then the sink has been told once, and the connection lets it open a new one as soon as that can be. The stream
-// stays on the source that was chosen. Servers are asked not to move it and to end it when the source is unplugged.
-// Some move it all the same, which would record something else unnoticed, and some leave it where nothing comes any
-// more. So a stream also counts as failed when it reads from another source, and when its source has left the server's
+// It is started while it has a sink. A started source has a stream, unless the server or the device is gone; then the
+// failure has been reported to the sink once, and the connection opens a new stream as soon as possible. The stream
+// stays on the chosen source: the server is asked not to move it and to end it when the source is unplugged. Some
+// servers move it anyway, which would silently record another device, and some keep a stream that delivers nothing. So
+// a stream also counts as failed when it reads from another source, or when its source is no longer in the server's
 // list.
 //
-// All of the stream's life runs under the loop's lock: its callbacks on the loop's thread, starts and stops on the main
-// thread. Samples are stamped with the present time less the latency that the stream reports for them.
+// The stream is used with the loop's lock held: its callbacks run on the loop's thread, start and stop on the main
+// thread. A time stamp is the present time less the latency that the stream reports.
 #include "platform/sound/PulseSource.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -27,8 +27,8 @@ namespace platform {
 namespace {
 
 constexpr double kFragmentSeconds = 0.02;
-constexpr double kLargestBufferSeconds = 0.02;
-constexpr int64_t kLongestSilence = 2 * kNanosecondsPerSecond;
+constexpr double kMaxBufferSeconds = 0.02;
+constexpr int64_t kSilenceTimeout = 2 * kNanosecondsPerSecond;
 
 uint32_t BytesFor(double seconds, const SoundFormat& format)
 {
@@ -40,7 +40,7 @@ PulseSource& SourceOf(void* argument)
     return *static_cast<PulseSource*>(argument);
 }
 
-// The last one of an odd number stands on both sides.
+// The channel map of a pair. If the number of channels is odd, the last pair has the last channel on both sides.
 pa_channel_map MapOfPair(const pa_channel_map& all, int pair)
 {
     pa_channel_map map;
@@ -128,7 +128,7 @@ Result PulseSource::GetGain(double& gain) const
 
 Result PulseSource::SetGain(double gain)
 {
-    if (!(gain >= 0 && gain <= kHighestGain))
+    if (!(gain >= 0 && gain <= kMaxGain))
         return paramErr;
     const auto info = server->Find(pulseName);
     if (!info)
@@ -140,7 +140,7 @@ Result PulseSource::SetGain(double gain)
     if (pa_cvolume_max(&volume) != PA_VOLUME_MUTED || lastAudible.channels != volume.channels)
         lastAudible = volume;
     volume = lastAudible;
-    pa_cvolume_scale(&volume, level); // the loudest channel; the others keep their distance
+    pa_cvolume_scale(&volume, level); // sets the loudest channel and scales the others
     const Result result = SetVolume(volume);
     if (result == noErr) {
         gainSet = gain;
@@ -210,7 +210,7 @@ std::string PulseSource::Reason() const
     const auto info = server->Find(pulseName);
     {
         const PulseServer::Lock lock(*server);
-        if (failureTold && !trouble.empty())
+        if (failureReported && !trouble.empty())
             return trouble;
     }
     if (!info)
@@ -248,14 +248,14 @@ Result PulseSource::Start(SoundSink& wanted)
     sink = &wanted;
     clock.Reset();
     framesLost = 0;
-    failureTold = true; // an absent device is this call's own result
+    failureReported = true; // an absent device is reported by the result of this call
     trouble.clear();
     if (server->Context() != nullptr)
-        Tend(server->Context());
-    server->TendLater();
+        UpdateStream(server->Context());
+    server->UpdateStreamsLater();
     if (stream == nullptr)
         return noDeviceForChannel;
-    failureTold = false;
+    failureReported = false;
     return noErr;
 }
 
@@ -266,7 +266,7 @@ void PulseSource::Stop()
     sink = nullptr;
 }
 
-bool PulseSource::Tend(pa_context* context)
+bool PulseSource::UpdateStream(pa_context* context)
 {
     const auto present = server->Find(pulseName);
     if (stream != nullptr && (!present || present->index != streamedIndex)) {
@@ -286,7 +286,7 @@ bool PulseSource::Tend(pa_context* context)
 
 bool PulseSource::IsSilent() const
 {
-    return MonotonicNow() - lastArrival > kLongestSilence;
+    return MonotonicNow() - lastArrival > kSilenceTimeout;
 }
 
 void PulseSource::ConnectionLost()
@@ -307,12 +307,12 @@ void PulseSource::OpenStream(pa_context* context)
                               .channels = static_cast<uint8_t>(streamed.channels)};
     lastArrival = MonotonicNow();
     const auto info = server->Find(pulseName);
-    const bool takesPair = info && info->Pairs() > 1;
+    const bool selectsPair = info && info->Pairs() > 1;
     const pa_channel_map map =
-        takesPair ? MapOfPair(info->channels, std::min(pair, info->Pairs() - 1)) : pa_channel_map{};
-    stream = pa_stream_new(context, name.c_str(), &spec, takesPair ? &map : nullptr);
+        selectsPair ? MapOfPair(info->channels, std::min(pair, info->Pairs() - 1)) : pa_channel_map{};
+    stream = pa_stream_new(context, name.c_str(), &spec, selectsPair ? &map : nullptr);
     if (stream == nullptr) {
-        Fail("The sound server refuses " + name + ".");
+        Fail("The sound server refused to record " + name + ".");
         return;
     }
     pa_stream_set_state_callback(
@@ -322,7 +322,7 @@ void PulseSource::OpenStream(pa_context* context)
     pa_stream_set_read_callback(
         stream, [](pa_stream*, size_t, void* source) { SourceOf(source).ReadAll(); }, this);
     clock.Interrupt();
-    ConnectStream(takesPair ? static_cast<pa_stream_flags_t>(PA_STREAM_NO_REMIX_CHANNELS) : PA_STREAM_NOFLAGS,
+    ConnectStream(selectsPair ? static_cast<pa_stream_flags_t>(PA_STREAM_NO_REMIX_CHANNELS) : PA_STREAM_NOFLAGS,
                   streamed);
 }
 
@@ -335,7 +335,7 @@ void PulseSource::ConnectStream(pa_stream_flags_t more, const SoundFormat& strea
                                                       PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_DONT_MOVE | more);
     if (pa_stream_connect_record(stream, pulseName.c_str(), &sizes, flags) < 0 && stream != nullptr) {
         DropStream();
-        Fail("The sound server refuses " + name + ".");
+        Fail("The sound server refused to record " + name + ".");
     }
 }
 
@@ -356,8 +356,8 @@ void PulseSource::StreamChanged()
         return;
     const bool moved = PA_STREAM_IS_GOOD(pa_stream_get_state(stream)) != 0;
     DropStream();
-    Fail(moved ? "The sound server would record another device instead of " + name + "."
-               : "The sound server has ended the recording of " + name + ".");
+    Fail(moved ? "The sound server switched from " + name + " to another device."
+               : "The sound server ended the recording of " + name + ".");
 }
 
 bool PulseSource::ReadsFromAnotherSource() const
@@ -371,11 +371,11 @@ bool PulseSource::ReadsFromAnotherSource() const
 void PulseSource::Fail(const std::string& why)
 {
     trouble = why;
-    if (!std::exchange(failureTold, true)) {
+    if (!std::exchange(failureReported, true)) {
         soundLog.Warning(name, ": outage: ", why);
         sink->SoundFailed(siInputDeviceErr);
     }
-    server->TendLater();
+    server->UpdateStreamsLater();
 }
 
 void PulseSource::ReadAll()
@@ -394,8 +394,8 @@ void PulseSource::ReadAll()
     }
 }
 
-// The stream always has two channels, and one is made of them here: servers differ in how they do it, and a mean,
-// unlike a sum, can't exceed full scale.
+// The stream always has two channels; mono is mixed here, since servers do it differently, and an average, unlike a
+// sum, cannot exceed full scale.
 SoundFormat PulseSource::StreamFormat() const
 {
     SoundFormat streamed = format;
@@ -403,7 +403,7 @@ SoundFormat PulseSource::StreamFormat() const
     return streamed;
 }
 
-std::span<const uint8_t> PulseSource::AsWanted(std::span<const uint8_t> stereo)
+std::span<const uint8_t> PulseSource::AsRequested(std::span<const uint8_t> stereo)
 {
     if (format.channels == 2)
         return stereo;
@@ -423,20 +423,20 @@ std::span<const uint8_t> PulseSource::AsWanted(std::span<const uint8_t> stereo)
     return mixed;
 }
 
-// A server that was held up sends much at once; the grabber is promised small buffers.
+// A busy server may send much data at once, but the grabber needs small buffers.
 void PulseSource::Deliver(std::span<const uint8_t> bytes)
 {
-    if (std::exchange(failureTold, false))
+    if (std::exchange(failureReported, false))
         soundLog.Info(name, ": delivers");
     lastArrival = MonotonicNow();
     const SoundFormat streamed = StreamFormat();
-    const size_t largest = BytesFor(kLargestBufferSeconds, streamed);
+    const size_t largest = BytesFor(kMaxBufferSeconds, streamed);
     int64_t measured = MeasuredCaptureTime();
     while (!bytes.empty()) {
         const auto piece = bytes.first(std::min(largest, bytes.size()));
         const auto frames = static_cast<int64_t>(piece.size()) / streamed.BytesPerFrame();
         const CaptureClock::Stamp stamp = clock.Take(measured, frames, format.sampleRate);
-        sink->SoundArrived({.bytes = AsWanted(piece),
+        sink->SoundArrived({.bytes = AsRequested(piece),
                             .format = format,
                             .captureTime = stamp.time,
                             .framesLost = std::exchange(framesLost, 0) + stamp.framesLost});
@@ -445,8 +445,8 @@ void PulseSource::Deliver(std::span<const uint8_t> bytes)
     }
 }
 
-// What waits here has been captured already: no latency can be shorter than that, whatever the server makes of it, and
-// until it has told one, there is nothing better.
+// The data that is waiting here has already been captured, so the latency is at least that long. Before the server has
+// reported a latency there is no better value.
 int64_t PulseSource::MeasuredCaptureTime() const
 {
     pa_usec_t latency = 0;

@@ -7,15 +7,16 @@
 
 namespace platform {
 
-/// A source of the sound server: a microphone, a line input, what a sink plays.
+/// A source of the sound server: a microphone, a line input, or the monitor of a sink.
 class PulseSource : public SoundSource, private PulseServer::Client {
 public:
-    /// `pulseName` is the server's name of it, `name` the one for people.
+    /// `pulseName` is the server's name of the source, `name` the one for the user.
     PulseSource(std::shared_ptr<PulseServer> server, std::string pulseName, std::string name);
     ~PulseSource() override;
 
     std::string Name() const override { return name; }
     std::string Identity() const override { return IdentityOf(pulseName); }
+    /// The identity of the source with that name of the server.
     static std::string IdentityOf(const std::string& pulseName) { return "pulse:" + pulseName; }
 
     std::vector<std::string> Inputs() const override;
@@ -35,7 +36,7 @@ public:
 
 private:
     Result SetVolume(const pa_cvolume& volume);
-    bool Tend(pa_context* context) override;
+    bool UpdateStream(pa_context* context) override;
     bool WantsStream() const override { return sink != nullptr; }
     void ConnectionLost() override;
 
@@ -50,27 +51,27 @@ private:
     void ReadAll();
     void Deliver(std::span<const uint8_t> bytes);
     SoundFormat StreamFormat() const;
-    std::span<const uint8_t> AsWanted(std::span<const uint8_t> stereo);
+    std::span<const uint8_t> AsRequested(std::span<const uint8_t> stereo);
     int64_t MeasuredCaptureTime() const;
 
     const std::shared_ptr<PulseServer> server;
     const std::string pulseName;
     const std::string name;
 
-    // The gain as it was last set here: the server's steps are coarser than ours.
+    // The gain last set here, since the server's steps are coarser.
     double gainSet = -1;
     pa_volume_t volumeSet = PA_VOLUME_INVALID;
-    pa_cvolume lastAudible{}; ///< the last volumes that were not all zero, as these lose their relation
+    pa_cvolume lastAudible{}; ///< the last volumes that were not all 0, to restore their ratio
 
     // Guarded by the loop's lock.
     SoundFormat format;
     SoundSink* sink = nullptr;
     pa_stream* stream = nullptr;
-    uint32_t streamedIndex = PA_INVALID_INDEX; ///< of the source that the stream was opened on
-    int pair = 0;                              ///< of channels, where there are several
+    uint32_t streamedIndex = PA_INVALID_INDEX; ///< index of the source that the stream was opened on
+    int pair = 0;                              ///< selected channel pair, from 0
     int64_t lastArrival = 0;
     std::string trouble;
-    bool failureTold = false;
+    bool failureReported = false;
     uint64_t framesLost = 0;
     CaptureClock clock;
     std::vector<uint8_t> mixed;

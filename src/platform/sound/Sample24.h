@@ -7,10 +7,10 @@
 
 namespace platform {
 
-/// Samples of 24 bits take three bytes each, in host byte order. In 32 bits they are the upper three bytes.
+/// A 24-bit sample is three bytes in host byte order: the upper three bytes of a 32-bit sample, from this offset on.
 inline constexpr int kPlaceOf24In32 = std::endian::native == std::endian::little ? 1 : 0;
 
-/// A sample as a number of 32 bits, full scale at full scale.
+/// Reads a 24-bit sample as a 32-bit sample with the same full scale.
 inline int32_t WideSample24(const uint8_t* bytes)
 {
     int32_t sample = 0;
@@ -18,7 +18,7 @@ inline int32_t WideSample24(const uint8_t* bytes)
     return sample;
 }
 
-/// Stores the upper 24 bits.
+/// Stores the upper 24 bits of a 32-bit sample.
 inline void PutWideSample24(uint8_t* bytes, int32_t sample)
 {
     std::memcpy(bytes, reinterpret_cast<const uint8_t*>(&sample) + kPlaceOf24In32, 3);

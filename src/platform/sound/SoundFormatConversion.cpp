@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// From PCM as sources deliver it to the coding of a channel.
+// Converts PCM from a source to the encoding of a channel.
 //
-// Every sample passes through a signed 32-bit value at full scale: narrower sources are widened to it, and each coding
-// is a small writer from it or from its upper half. Multi-byte codings are written byte by byte, so that the result
-// doesn't depend on the host.
+// Each sample is widened to a signed 32-bit value with the same full scale; each encoding has a small function that
+// writes this value or its upper half. Multi-byte encodings are written byte by byte, so that the result does not
+// depend on the host's byte order.
 #include "platform/sound/SoundFormatConversion.h"
 
 #include "platform/sound/Sample24.h"
@@ -23,8 +23,8 @@ constexpr FourCharCode kIn24 = CodeOf("in24");
 constexpr FourCharCode kMuLaw = CodeOf("ulaw");
 constexpr FourCharCode kALaw = CodeOf("alaw");
 
-// G.711 mu-law: the magnitude with a bias of 132 has its leading bit in one of eight segments, and the four bits
-// behind it are kept. All bits are sent inverted.
+// ITU-T G.711 mu-law: the leading bit of the magnitude plus a bias of 132 selects one of eight segments; the four bits
+// after it are kept. All bits are inverted.
 uint8_t MuLawOf(int sample)
 {
     constexpr int bias = 132;
@@ -35,7 +35,8 @@ uint8_t MuLawOf(int sample)
     return static_cast<uint8_t>(~code);
 }
 
-// G.711 A-law: the first segment is linear, the sign bit is set for positive values, every second bit is inverted.
+// ITU-T G.711 A-law: the first segment is linear, the sign bit is set for positive values, every second bit is
+// inverted.
 uint8_t ALawOf(int sample)
 {
     const int magnitude = (sample < 0 ? ~sample : sample) >> 3;

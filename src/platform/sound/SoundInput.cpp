@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The sound input driver calls.
 //
-// A driver number stands for a source and the meter of its stream, both of which belong to the channel that
-// registered them; the table shares them, so that a call never meets a source that has ended.
+// A driver reference denotes a source and its level meter. Both belong to the channel that registered them; the table
+// shares ownership, so that a call never uses a destroyed source.
 #include "platform/sound/SoundInput.h"
 
 #include "platform/components/FunctionTable.h"
@@ -62,7 +62,7 @@ Result GetGain(const SoundSource& source, Address data)
 Result SetGain(SoundSource& source, Address data)
 {
     const double gain = Fix2X(Peek<Fixed>(data));
-    if (gain < 0 || gain > kHighestGain)
+    if (gain < 0 || gain > kMaxGain)
         return paramErr;
     return source.SetGain(gain);
 }
@@ -72,7 +72,7 @@ Result SwitchMeter(LevelMeter& meter, Address data)
     const int16_t channels = Peek<int16_t>(data);
     if (channels < 0)
         return paramErr;
-    meter.Switch(channels);
+    meter.SetChannels(channels);
     return noErr;
 }
 
@@ -96,7 +96,7 @@ Result SPBGetDeviceInfo(int32_t driver, FourCharCode selector, Address data)
     case kInputGain:
         return GetGain(*found->source, data);
     case kLevelMeterOnOff:
-        return Written(Poke(data, static_cast<int16_t>(found->meter->State())));
+        return Written(Poke(data, static_cast<int16_t>(found->meter->Channels())));
     case kActiveLevels:
         return GetLevels(*found->meter, data);
     default:

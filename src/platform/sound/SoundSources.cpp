@@ -60,9 +60,9 @@ std::vector<SoundSourceEntry> ListSoundSources()
     return Provider().list ? Provider().list() : ListRealSources();
 }
 
-bool SoundSourcesAreDue()
+bool SoundSourcesArePending()
 {
-    return !Provider().list && PulseServer::Shared()->AnswerIsDue();
+    return !Provider().list && PulseServer::Shared()->IsListPending();
 }
 
 std::unique_ptr<SoundSource> OpenSoundSource(const std::string& identity, const std::string& name)

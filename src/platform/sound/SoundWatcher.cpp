@@ -11,31 +11,31 @@
 namespace platform {
 namespace {
 
-struct Watched {
+struct Watchers {
+    // Never destroyed: the sound server's thread may report a change at any time.
+    static Watchers& Instance()
+    {
+        static auto* watchers = new Watchers;
+        return *watchers;
+    }
+
     std::mutex mutex;
     std::vector<int> descriptors;
 };
-
-// Lives to the end of the process: the sound server's thread may note a change at any time.
-Watched& TheWatched()
-{
-    static auto* watched = new Watched;
-    return *watched;
-}
 
 } // namespace
 
 SoundWatcher::SoundWatcher() : descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
 {
-    const std::lock_guard lock(TheWatched().mutex);
-    TheWatched().descriptors.push_back(descriptor);
+    const std::lock_guard lock(Watchers::Instance().mutex);
+    Watchers::Instance().descriptors.push_back(descriptor);
 }
 
 SoundWatcher::~SoundWatcher()
 {
     {
-        const std::lock_guard lock(TheWatched().mutex);
-        auto& descriptors = TheWatched().descriptors;
+        const std::lock_guard lock(Watchers::Instance().mutex);
+        auto& descriptors = Watchers::Instance().descriptors;
         descriptors.erase(std::ranges::find(descriptors, descriptor));
     }
     if (descriptor >= 0)
@@ -50,15 +50,15 @@ bool SoundWatcher::TakeChange()
 
 void NoteSoundSourcesChanged()
 {
-    const std::lock_guard lock(TheWatched().mutex);
-    for (const int descriptor : TheWatched().descriptors)
+    const std::lock_guard lock(Watchers::Instance().mutex);
+    for (const int descriptor : Watchers::Instance().descriptors)
         eventfd_write(descriptor, 1);
 }
 
 bool SoundSourcesAreWatched()
 {
-    const std::lock_guard lock(TheWatched().mutex);
-    return !TheWatched().descriptors.empty();
+    const std::lock_guard lock(Watchers::Instance().mutex);
+    return !Watchers::Instance().descriptors.empty();
 }
 
 } // namespace platform

@@ -3,8 +3,8 @@
 
 namespace platform {
 
-/// Tells its owner, a settings dialog for instance, that the list of sound sources may have changed.
-/// Made, asked and ended on the main thread; made before the list is asked for, it misses nothing.
+/// Notifies its owner, for instance a settings dialog, that the list of sound sources may have changed. Main thread
+/// only. Create it before reading the list, so that no change is missed.
 class SoundWatcher {
 public:
     SoundWatcher();
@@ -12,20 +12,20 @@ public:
     SoundWatcher(const SoundWatcher&) = delete;
     SoundWatcher& operator=(const SoundWatcher&) = delete;
 
-    /// Readable (for `poll` or a socket notifier) once the list has changed. -1 where the system had none to give.
+    /// A descriptor that becomes readable when the list has changed, for `poll` or a socket notifier; -1 on failure.
     int FileDescriptor() const { return descriptor; }
 
-    /// Whether the list has changed since the last call.
+    /// Returns whether the list has changed since the last call.
     bool TakeChange();
 
 private:
     int descriptor;
 };
 
-/// Marks all watchers. Any thread may call it.
+/// Notifies all watchers. Any thread.
 void NoteSoundSourcesChanged();
 
-/// Whether anybody watches.
+/// Whether there are watchers.
 bool SoundSourcesAreWatched();
 
 } // namespace platform

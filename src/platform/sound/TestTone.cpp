@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The built-in sound source.
 //
-// Its samples have a place in time of their own: frame n belongs to the instant n / rate of the monotonic clock, and
-// the tone is a function of that instant alone. So the stamps are exact, and the beep starts on the very frame of the
-// whole second, however late the thread that delivers it wakes.
+// Frame n has the time n / rate on the monotonic clock, and the tone is a function of that time. So the time stamps are
+// exact, and the beep starts exactly at the frame of the whole second, however late the thread wakes up.
 //
-// The thread renders 10 ms at a time once they have gone by, and sleeps towards absolute instants in between. The
-// mutex guards the format, which counts from the next buffer on, and the wish to end.
+// The thread renders 10 ms of sound after they have passed, and sleeps until absolute times in between. The mutex
+// guards the format, which changes with the next buffer, and the request to end.
 #include "platform/sound/TestTone.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -25,11 +24,11 @@ constexpr double kFrequency = 1000;
 constexpr double kBeepSeconds = 0.1;
 constexpr double kRampSeconds = 0.001;
 constexpr double kBufferSeconds = 0.01;
-// A thread that was held up for longer gives up what it missed.
-constexpr int64_t kLongestDelay = kNanosecondsPerSecond;
+// A thread that was delayed for longer skips what it missed.
+constexpr int64_t kMaxDelay = kNanosecondsPerSecond;
 
-// The tone `seconds` behind a whole second, 1.0 being full scale. It starts at a zero of the sine and has its full
-// strength within a millisecond, so that the onset is sharp without a click.
+// The tone `seconds` after a whole second; 1.0 is full scale. It starts at a zero of the sine and reaches its full
+// level within a millisecond, so that the onset is sharp but does not click.
 double ToneAt(double seconds)
 {
     if (seconds >= kBeepSeconds)
@@ -57,7 +56,7 @@ void PutSample(uint8_t* bytes, int32_t sampleSize, double value)
 
 int64_t TimeOfFrame(int64_t frame, double sampleRate)
 {
-    // A long double keeps the nanosecond for centuries of frames.
+    // A long double is exact to the nanosecond for centuries.
     return std::llround(static_cast<long double>(frame) / sampleRate * kNanoseconds);
 }
 
@@ -137,7 +136,7 @@ void TestTone::Run(SoundSink& sink)
         if (!WaitUntil(end))
             return;
         sound.framesLost = 0;
-        if (MonotonicNow() - end > kLongestDelay) {
+        if (MonotonicNow() - end > kMaxDelay) {
             const int64_t next = FrameAtOrAfter(MonotonicNow(), sound.format.sampleRate) - frames;
             sound.framesLost = static_cast<uint64_t>(next - frame);
             frame = next;

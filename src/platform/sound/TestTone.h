@@ -9,17 +9,17 @@
 
 namespace platform {
 
-/// Writes the test tone into `bytes`, which holds whole sample frames of that format: a beep of 1 kHz, 100 ms and
-/// -12 dB of full scale that begins at each whole second of the monotonic clock, silence between. `startFrame` counts
-/// sample frames from the clock's zero at the format's rate.
+/// Renders the test tone into `bytes`, which holds whole sample frames of that format: at each whole second of the
+/// monotonic clock a beep of 1 kHz, 100 ms long, at -12 dB of full scale. `startFrame` is the number of sample frames
+/// since the clock's zero at the format's rate.
 void RenderTestTone(int64_t startFrame, const SoundFormat& format, std::span<uint8_t> bytes);
 
-/// The instant of a sample frame counted from the clock's zero, in nanoseconds; and the first frame not before an
-/// instant.
+/// The time in nanoseconds of a sample frame, counted from the clock's zero.
 int64_t TimeOfFrame(int64_t frame, double sampleRate);
+/// The first sample frame at or after a time in nanoseconds.
 int64_t FrameAtOrAfter(int64_t time, double sampleRate);
 
-/// The built-in source: a beep in the same instant as the test pattern's white flash.
+/// The built-in source: beeps at the same time as the test pattern flashes white.
 class TestTone : public SoundSource {
 public:
     ~TestTone() override { Stop(); }

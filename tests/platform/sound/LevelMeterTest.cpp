@@ -27,7 +27,7 @@ protected:
     LevelMeterTest()
     {
         SetMonotonicClock([] { return now; });
-        meter.Switch(2);
+        meter.SetChannels(2);
     }
     ~LevelMeterTest() override { SetMonotonicClock(nullptr); }
 
@@ -51,7 +51,7 @@ TEST_F(LevelMeterTest, MeasuresThePeakOfEachChannel)
         {{0, 2, 3}, 2, 16, {1.0 / 64, 0}}, // half a frame
     };
     for (const auto& [bytes, channels, sampleSize, levels] : cases) {
-        meter.Switch(2);
+        meter.SetChannels(2);
         Feed(bytes, channels, sampleSize);
         EXPECT_EQ(meter.Levels(), levels);
     }

@@ -36,10 +36,10 @@ public:
         Form()->addRow(QString(), levelText);
         WatchDevices(sources.FileDescriptor(), [this] { return sources.TakeChange(); });
         WatchDevices(camcorders.Descriptor(), [this] { return !camcorders.Read().empty(); });
-        channel.DialogMeter().Switch(2);
+        channel.DialogMeter().SetChannels(2);
     }
 
-    ~SoundSourcePage() override { channel.DialogMeter().Switch(0); }
+    ~SoundSourcePage() override { channel.DialogMeter().SetChannels(0); }
 
     void ShowSettings() override
     {
@@ -70,7 +70,7 @@ private:
     SoundWatcher sources;
     DeviceWatcher camcorders{"firewire"};
     ValueEditor* gain = new ValueEditor(
-        PercentControl("Gain", 0, static_cast<int64_t>(kHighestGain* kPercent), kPercent),
+        PercentControl("Gain", 0, static_cast<int64_t>(kMaxGain* kPercent), kPercent),
         [this](int64_t value) { Changed("Gain", channel.Source().SetGain(static_cast<double>(value) / kPercent)); },
         this);
     ValueEditor* balance = new ValueEditor(
