@@ -26,14 +26,14 @@ protected:
 TEST_F(CameraHabits, TheListHoldsWhatCanBeUsedAndTriesNothingOut)
 {
     auto infrared = Camera::Simple(V4L2_PIX_FMT_GREY);
-    infrared.card = "Infrared";
+    infrared.card = "Infrared: Infra"; // as drivers do that fill their field with the name twice
     auto pipeline = Camera::Simple();
     pipeline.capabilities |= V4L2_CAP_IO_MC;
     auto useless = Camera::Simple(V4L2_PIX_FMT_H264);
     auto busy = Camera::Simple();
     busy.busy = true;
     auto locked = Camera::Simple();
-    locked.card = "Locked";
+    locked.card = "Locked: Locked";
     locked.openError = EACCES;
     auto loopback = Camera::Simple();
     loopback.card = "Virtual";

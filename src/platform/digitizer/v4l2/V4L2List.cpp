@@ -53,6 +53,16 @@ bool IsInUse(int node)
     return NodeNotes().inUse.contains(node);
 }
 
+// Some drivers report a name twice, "Camera: Camera", and cut the second one where their field ends.
+std::string SingleName(const std::string& name)
+{
+    const size_t colon = name.find(": ");
+    if (colon == 0 || colon == std::string::npos || colon + 2 == name.size())
+        return name;
+    const std::string first = name.substr(0, colon);
+    return first.starts_with(name.substr(colon + 2)) ? first : name;
+}
+
 std::optional<Found> LookAt(const std::shared_ptr<V4L2System>& system, int node)
 {
     int error = 0;
@@ -61,7 +71,7 @@ std::optional<Found> LookAt(const std::shared_ptr<V4L2System>& system, int node)
         if (!formats.usable)
             return std::nullopt;
         return Found{.node = node,
-                     .name = device->Card(),
+                     .name = SingleName(device->Card()),
                      .identity = {},
                      .model = device->Model(),
                      .place = device->BusInfo(),
@@ -78,12 +88,12 @@ std::optional<Found> LookAt(const std::shared_ptr<V4L2System>& system, int node)
         return std::nullopt;
     const std::string name = label.name.empty() ? "Camera " + std::to_string(node) : label.name;
     return Found{.node = node,
-                 .name = name,
+                 .name = SingleName(name),
                  .identity = {},
                  .model = "v4l2:" + (label.serial.empty() ? name : label.serial),
                  .place = {},
                  .inputs = {},
-                 .reason = OutcomeOfDeviceError(error, name).reason};
+                 .reason = OutcomeOfDeviceError(error, SingleName(name)).reason};
 }
 
 // Gives a device its identity and its place among those before it. A device of several nodes has them all in one place:

@@ -12,7 +12,7 @@ namespace {
 QString ReasonText(const ListedDevice& device)
 {
     const QString reason = SentenceText(device.reason);
-    return reason.isEmpty() ? Quoted(DeviceName(device.name)) +
+    return reason.isEmpty() ? Quoted(ToText(device.name)) +
                                   " is in use by another program. Close that program, then choose the device here."
                             : reason;
 }
@@ -69,10 +69,10 @@ void DevicePage::ShowDevices()
     for (const ListedDevice& one : devices) {
         const bool canBeHad = one.available || one.identity == present.identity;
         choices.push_back(
-            {DeviceName(one.name) + (canBeHad ? "" : " (not available)"), static_cast<int>(choices.size()), canBeHad});
+            {ToText(one.name) + (canBeHad ? "" : " (not available)"), static_cast<int>(choices.size()), canBeHad});
     }
     if (listed == devices.end())
-        choices.push_back({DeviceName(present.name) + " (not connected)", chosen});
+        choices.push_back({ToText(present.name) + " (not connected)", chosen});
     ShowChoices(*device, choices, chosen);
     ShowReasons();
 }

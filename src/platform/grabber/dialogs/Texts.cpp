@@ -44,14 +44,6 @@ QString SentenceText(const std::string& utf8)
     return ToText(utf8, kMaxSentenceLength);
 }
 
-QString DeviceName(const std::string& utf8)
-{
-    const QString name = ToText(utf8);
-    const qsizetype colon = name.indexOf(": ");
-    const bool isTwice = colon > 0 && colon + 2 < name.size() && name.first(colon).startsWith(name.sliced(colon + 2));
-    return isTwice ? name.first(colon) : name;
-}
-
 QString Quoted(const QString& name)
 {
     constexpr char16_t isolate = 0x2068;

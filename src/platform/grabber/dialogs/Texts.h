@@ -18,9 +18,6 @@ QString ToText(const std::string& utf8, qsizetype maxLength = kMaxNameLength);
 /// A sentence of a device's module about the device.
 QString SentenceText(const std::string& utf8);
 
-/// A device's name. Some drivers report it twice, "Camera: Camera", and cut the second one short.
-QString DeviceName(const std::string& utf8);
-
 /// A name inside a sentence: the direction in which it is written stays its own.
 QString Quoted(const QString& name);
 
