@@ -49,6 +49,7 @@ constexpr FourCharCode kChannels = CodeOf("chan");
 constexpr FourCharCode kCompression = CodeOf("cmpr");
 constexpr FourCharCode kGain = CodeOf("gain");
 constexpr FourCharCode kBalance = CodeOf("bala");
+constexpr FourCharCode kMuted = CodeOf("mute");
 constexpr FourCharCode kVolume = CodeOf("volu");
 constexpr FourCharCode kAdditionalRates = CodeOf("arat");
 
@@ -242,6 +243,8 @@ TaggedItems SoundChannel::Settings() const
         settings.AddNumber(kGain, Millionths(gain));
     if (double balance = 0; source->GetBalance(balance) == noErr)
         settings.AddNumber(kBalance, Millionths(balance));
+    if (bool muted = false; source->GetMuted(muted) == noErr)
+        settings.AddNumber(kMuted, muted ? 1 : 0);
     settings.AddNumber(kVolume, volume);
     TaggedItems rates;
     for (const Fixed rate : additionalRates)
@@ -269,6 +272,10 @@ void SoundChannel::ApplySettings(const TaggedItems& settings)
     if (const auto side = settings.Number(kBalance);
         side && source->GetBalance(balance) == noErr && Millionths(balance) != *side)
         source->SetBalance(static_cast<double>(*side) / 1e6);
+    bool muted = false;
+    if (const auto wantedMute = settings.Number(kMuted);
+        wantedMute && AreFor(settings, Device()) && source->GetMuted(muted) == noErr && muted != (*wantedMute != 0))
+        source->SetMuted(*wantedMute != 0);
     volume = Fitting(settings, kVolume, volume);
     const auto* flattened = settings.Find(kAdditionalRates);
     const auto rates = flattened ? TaggedItems::Read(*flattened) : std::nullopt;

@@ -104,7 +104,7 @@ std::vector<ListedDevice> SoundChannel::Devices() const
 
 ListedDevice SoundChannel::Device() const
 {
-    return {source->Name(), source->Identity(), source->Inputs(), source->Input(), true};
+    return {source->Name(), source->Identity(), source->Inputs(), source->Input(), true, source->Reason()};
 }
 
 Result SoundChannel::TakeDevice(const ListedDevice& device)

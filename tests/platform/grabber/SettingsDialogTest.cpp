@@ -127,6 +127,7 @@ protected:
     void ChangeSound()
     {
         Slide("Gain", 50);
+        Named<QCheckBox>("Muted")->click();
         Open(1);
         Choose("Rate", "22.05 kHz");
         Choose("Use", "Mono");
@@ -157,6 +158,7 @@ TEST_F(SettingsDialogTest, OkKeepsWhatCancelPutsBack)
     EXPECT_EQ(camera.controls[1].value, 0);
     EXPECT_EQ(camera.controls[2].value, 2);
     EXPECT_EQ(devices.Microphone()->gain, 0.5);
+    EXPECT_TRUE(devices.Microphone()->muted);
     EXPECT_EQ(devices.Microphone()->format, (SoundFormat{22050, 1, 16}));
     SGGetVideoCompressor(video, 0, cell.Get(), cell.Get() + 4, 0, 0);
     EXPECT_EQ(Peek<FourCharCode>(cell.Get()), CodeOf("apcn"));
@@ -242,7 +244,7 @@ TEST_F(SettingsDialogTest, DevicesKeepTheirOwnWays)
     Show(video, [&] { camera.controls[0].value = 77; });
     EXPECT_EQ(camera.controls[0].value, 77);
     Show(video, [&] {
-        Choose("Format", "Photo JPEG");
+        Choose("Format", "Motion JPEG");
         Press(Qt::Key_Return);
     });
     SGGetVideoCompressorType(video, cell.Get());

@@ -118,6 +118,16 @@ public:
         gain = value;
         return noErr;
     }
+    Result GetMuted(bool& value) const override
+    {
+        value = muted;
+        return noErr;
+    }
+    Result SetMuted(bool value) override
+    {
+        muted = value;
+        return noErr;
+    }
     SoundFormat Format() const override { return format; }
     Result SetFormat(const SoundFormat& wanted) override
     {
@@ -139,6 +149,7 @@ public:
     std::string name;
     SoundFormat format{48000, 2, 16};
     double gain = 1;
+    bool muted = false;
     int starts = 0;
     SoundSink* sink = nullptr;
 

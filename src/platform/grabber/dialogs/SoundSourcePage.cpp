@@ -6,6 +6,7 @@
 #include "platform/grabber/dialogs/ValueEditor.h"
 #include "platform/sound/SoundWatcher.h"
 
+#include <QCheckBox>
 #include <QLabel>
 
 #include <cmath>
@@ -31,9 +32,13 @@ public:
     {
         AddRow("&Gain:", gain->Row());
         Form()->addRow(QString(), gainText);
+        muted->setAccessibleName("Muted");
+        Form()->addRow(QString(), muted);
         AddRow("&Balance, left to right:", balanceRow);
         AddRow("Level:", level);
         Form()->addRow(QString(), levelText);
+        connect(muted, &QCheckBox::clicked, this,
+                [this](bool checked) { Changed("Muted", channel.Source().SetMuted(checked)); });
         WatchDevices(sources.FileDescriptor(), [this] { return sources.TakeChange(); });
         WatchDevices(camcorders.Descriptor(), [this] { return !camcorders.Read().empty(); });
         channel.DialogMeter().SetChannels(2);
@@ -48,6 +53,9 @@ public:
         const bool adjustable = channel.Source().GetGain(present) == noErr;
         gain->Show(std::lround(present * kPercent), adjustable);
         gainText->setText(adjustable ? GainText(present) : QString("This device has no gain to set."));
+        bool isMuted = false;
+        Form()->setRowVisible(muted, channel.Source().GetMuted(isMuted) == noErr);
+        muted->setChecked(isMuted);
         double side = 0;
         const bool balances = channel.Source().GetBalance(side) == noErr;
         balance->Show(std::lround(side * kPercent), balances);
@@ -81,6 +89,7 @@ private:
         this);
     QWidget* balanceRow = balance->Row();
     QLabel* gainText = new QLabel;
+    QCheckBox* muted = new QCheckBox("&Muted");
     LevelBars* level = new LevelBars;
     QLabel* levelText = new QLabel;
 };
