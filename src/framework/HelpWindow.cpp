@@ -18,10 +18,17 @@ namespace {
 constexpr QSize kSize(840, 720);
 constexpr int kWidestImage = 700;
 
-// Scales pictures down to the width of the window.
+constexpr const char* kLinksOnDark = "a { color: #7cb8ff; }";
+
+// Scales pictures down to the width of the window, and keeps links legible on a dark background: desktops with a dark
+// palette often leave the color of links as it is on a light one.
 class PageBrowser : public QTextBrowser {
 public:
-    using QTextBrowser::QTextBrowser;
+    explicit PageBrowser(QWidget* parent) : QTextBrowser(parent)
+    {
+        if (palette().color(QPalette::Base).lightness() < 128)
+            document()->setDefaultStyleSheet(kLinksOnDark);
+    }
 
     QVariant loadResource(int type, const QUrl& name) override
     {

@@ -90,6 +90,7 @@ void FillMenu(QWidget* parent, const MenuItem& owner, const OpenMenu& openMenu, 
         if (action->showsMenu) {
             auto* menu = new QMenu(parent);
             menu->setObjectName(ToQt(item->Name));
+            menu->setAccessibleName(OneLine(item->Text).remove('&'));
             action->setMenu(menu);
             QObject::connect(menu, &QMenu::aboutToShow, parent, openMenu);
         } else {

@@ -18,9 +18,11 @@
 #include <QLabel>
 #include <QScreen>
 #include <QShortcut>
+#include <QSizeGrip>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <chrono>
 
 namespace platform {
@@ -28,8 +30,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr QSize kUsualSize(640, 400); // where the screen has the room
+// Where the screen has the room, and for text of the usual size.
+constexpr QSize kUsualSize(640, 400);
 constexpr QSize kUsualSizeWithPicture(1160, 620);
+constexpr double kUsualLineHeight = 17;
 
 // Classic numbers of the events that a filter procedure knows.
 constexpr int32_t kMouseDown = 1;
@@ -71,7 +75,7 @@ QString RefusalText(Result result)
 QString ReasonText(const ListedDevice& device)
 {
     const QString reason = SentenceText(device.reason);
-    return reason.isEmpty() ? Quoted(DeviceName(device.name)) +
+    return reason.isEmpty() ? Quoted(ToText(device.name)) +
                                   " is not there at the moment, or another program holds it. Plug it in, or close that "
                                   "program."
                             : reason;
@@ -108,6 +112,7 @@ SettingsDialog::SettingsDialog(SettingsTrial& tried, const QString& title, QWidg
 {
     setWindowTitle(title + " - Velmora");
     setSizeGripEnabled(true);
+    findChild<QSizeGrip*>()->setAccessibleName("Size");
     tabs->setAccessibleName(title);
     ResizeOnScreen(kUsualSize);
     parts->addWidget(tabs, 1);
@@ -136,7 +141,8 @@ SettingsDialog::SettingsDialog(SettingsTrial& tried, const QString& title, QWidg
 
 void SettingsDialog::ResizeOnScreen(QSize wanted)
 {
-    resize(wanted.boundedTo(screen()->availableSize() * 0.9));
+    const double textScale = std::max(fontMetrics().height() / kUsualLineHeight, 1.0);
+    resize((wanted * textScale).boundedTo(screen()->availableSize() * 0.9));
 }
 
 void SettingsDialog::AddPage(const QString& name, SettingsPage* page)

@@ -51,8 +51,11 @@ protected:
     Result SelectInput(int input) override { return channel.TheDigitizer().SelectInput(input); }
 
 private:
+    // What cameras call Motion JPEG is stored as a sequence of photographs, and named accordingly as a compressor.
     static QString NameOfFormat(const CaptureFormat& one)
     {
+        if (one.format == CodeOf("jpeg"))
+            return "Motion JPEG";
         return ToText(DescriptionOfPassThrough(one.format, one.width, one.height).name);
     }
     static QString NameOfSize(const CaptureFormat& one) { return QString("%1 × %2").arg(one.width).arg(one.height); }
@@ -62,8 +65,7 @@ private:
     static QString NameOfPreset(const CaptureFormat& one)
     {
         const double bytesPerSecond = one.frameRate * one.height * PackedRowBytes(one.format, one.width);
-        const QString format = one.format == CodeOf("jpeg") ? QString("Motion JPEG") : NameOfFormat(one);
-        return NameOfSize(one) + ", " + ShortNumberText(one.frameRate) + " a second, " + format +
+        return NameOfSize(one) + ", " + ShortNumberText(one.frameRate) + " a second, " + NameOfFormat(one) +
                (bytesPerSecond > 0 ? ", " + PerSecondText(bytesPerSecond) : QString());
     }
 
