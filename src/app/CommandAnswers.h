@@ -14,6 +14,8 @@ namespace velmora {
 /// told here, in words. It lives as long as the window.
 class CommandAnswers {
 public:
+    /// Takes over the window's commands, the control's `Error` event and the explanations of message boxes. All of them
+    /// are given back at the end.
     explicit CommandAnswers(Reference<MovieWindow> window);
     ~CommandAnswers();
     CommandAnswers(const CommandAnswers&) = delete;

@@ -17,6 +17,7 @@ void _Initialize();
 
 } // namespace FileTypes
 
+/// The start sequence's call of `FileTypes::_Initialize`.
 void _InitFileTypes();
 
 } // namespace velmora

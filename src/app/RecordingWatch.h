@@ -17,6 +17,7 @@ namespace velmora {
 /// meanwhile, so that the next start can offer to repair what was cut off. It lives as long as the window.
 class RecordingWatch {
 public:
+    /// Looks at the window's recording from now on, and offers repairs as soon as the window is shown.
     explicit RecordingWatch(Reference<MovieWindow> window);
     ~RecordingWatch();
     RecordingWatch(const RecordingWatch&) = delete;

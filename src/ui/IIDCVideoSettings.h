@@ -27,6 +27,7 @@ public:
     Reference<framework::Slider> Slider1(int32_t index) const;
     Reference<framework::StaticText> StaticText1(int32_t index) const;
     Reference<framework::StaticText> StaticText2(int32_t index) const;
+    /// Sets the sliders up, 0.1 s after the window has opened.
     Reference<framework::Timer> SetupTimer() const;
 
 protected:

@@ -11,6 +11,7 @@ using framework::Reference;
 /// The application's one menu bar. Its items carry no behaviour: windows bind handlers to their names.
 class MenuBar1 : public framework::MenuBar {
 public:
+    /// Makes all menus with their items, names, texts and shortcuts.
     MenuBar1();
 
     /// The one instance, made on first use.

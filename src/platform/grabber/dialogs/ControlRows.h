@@ -16,6 +16,8 @@ namespace platform {
 class ControlRow {
 public:
     virtual ~ControlRow() = default;
+
+    /// Shows the control's value, and whether the user may change it.
     virtual void Show(const ImageControl& control, bool usable) = 0;
 
     /// Takes places in the grid's row, or in the row above where the control belongs to that one.

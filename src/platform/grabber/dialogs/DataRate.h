@@ -11,7 +11,10 @@ namespace platform {
 /// How fast samples come and how many bytes they are, over the last two seconds of capture time.
 class DataRate {
 public:
+    /// Adds a sample. One that was captured before the last one begins a new measurement.
     void Add(int64_t captureTime, int64_t bytes);
+
+    /// Forgets all samples.
     void BeginAnew() { samples.clear(); }
 
     /// For each turn of a display, with whether anything arrived in it: forgets what it knows after a second of
@@ -19,7 +22,7 @@ public:
     void NoteTurn(bool arrived);
 
     double SamplesPerSecond() const; ///< 0 while it isn't known
-    double BytesPerSecond() const;
+    double BytesPerSecond() const;   ///< likewise
 
 private:
     struct Arrival {

@@ -18,6 +18,7 @@ public:
 /// The page on which the user chooses a channel's device and its input, with the list of devices kept up to date.
 class DevicePage : public SettingsPage {
 public:
+    /// Of the channel that is tried, which outlives the page.
     explicit DevicePage(SettingsTrial& trial);
     void ShowSettings() override;
 

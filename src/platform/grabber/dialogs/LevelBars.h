@@ -11,6 +11,7 @@ namespace platform {
 /// sound was loudest, and a lamp behind each bar lights when the sound reached full scale.
 class LevelBars : public QWidget {
 public:
+    /// Silent until the first `Show`.
     LevelBars();
 
     /// Peaks since the last call, as fractions of full scale. To be called thirty times a second.

@@ -8,6 +8,7 @@ namespace platform {
 /// A page that can be scrolled where the screen is too small for it, or its text very large.
 class PageArea : public QScrollArea {
 public:
+    /// Without a page.
     PageArea();
 
     /// Shows a page in place of the one before, which ends.

@@ -16,10 +16,13 @@ namespace platform {
 /// counts at once; OK keeps it, Cancel and Escape put everything back.
 class SettingsDialog : public QDialog {
 public:
+    /// Without pages. The trial outlives the dialog.
     SettingsDialog(SettingsTrial& trial, const QString& title, QWidget* parent);
 
-    /// Adds a page behind a tab, or a part that is always seen.
+    /// Adds a page behind a tab; the dialog owns it from then on.
     void AddPage(const QString& name, SettingsPage* page);
+
+    /// Adds a part beside the pages that is always visible, likewise.
     void AddLivePart(SettingsPage* part);
 
     /// A procedure that is asked about each click and key first, with the reference value of its caller. 0: none.

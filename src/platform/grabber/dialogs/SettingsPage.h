@@ -53,7 +53,7 @@ void RefuseFocusByWheel(QWidget& widget);
 /// Keeps a popup's long choices from widening its page.
 void LimitWidth(QComboBox& popup);
 
-/// A text of a page that may take several lines and is nobody's name.
+/// A text that may take several lines and labels no other widget.
 QLabel* NewNote();
 
 /// One choice of a popup: what it says and what it stands for.

@@ -17,20 +17,21 @@ public:
     /// Of an integer control.
     explicit ValueScale(const ImageControl& control);
 
-    const ImageControl& Range() const { return range; }
-    bool IsLogarithmic() const { return lowest > 0; }
+    const ImageControl& Range() const { return range; } ///< the control, with its range and default
+    bool IsLogarithmic() const { return lowest > 0; }   ///< whether equal steps of the slider are equal factors
 
+    // Positions of the slider, and values in the device's units. Values and positions out of range count as its ends.
     int FirstPosition() const;
     int LastPosition() const;
-    int PositionOf(int64_t value) const;
-    int64_t ValueAt(int position) const;
+    int PositionOf(int64_t value) const; ///< the nearest one
+    int64_t ValueAt(int position) const; ///< a value that the device's step allows
 
-    // For people.
+    // For people: numbers in the unit of `Suffix`.
     double Shown(int64_t value) const { return static_cast<double>(value) * factor; }
-    int64_t ValueOf(double shown) const;
-    int Decimals() const { return decimals; }
-    const QString& Suffix() const { return suffix; } ///< with the space before it
-    QString Text(int64_t value) const;
+    int64_t ValueOf(double shown) const;             ///< in the device's units, within the range
+    int Decimals() const { return decimals; }        ///< that are shown
+    const QString& Suffix() const { return suffix; } ///< the unit with the space before it, or empty
+    QString Text(int64_t value) const;               ///< "16.6 ms"
 
 private:
     void ReadUnit(const QString& unit);
