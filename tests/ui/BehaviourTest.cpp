@@ -28,6 +28,7 @@ TEST_F(BehaviourTest, RecordButton)
         {"", false, "Stop", "Record"},
     };
     EXPECT_EQ(spy->TakeCalls(), "VideoPreview = 1; Initialize") << "no handler runs of a control's first value";
+    std::string lastFolder;
     for (const Press& press : presses) {
         FileDialogAnswer answer(press.answer);
         window->btnstartcapture1()->Push();
@@ -35,6 +36,9 @@ TEST_F(BehaviourTest, RecordButton)
         EXPECT_EQ(window->btnstartcapture1()->Caption(), press.caption);
         EXPECT_EQ(answer.Asked(), press.asks);
         EXPECT_EQ(answer.OfferedName(), press.asks ? "UntitledMovie" : "");
+        EXPECT_TRUE(!press.asks || lastFolder.empty() || answer.OfferedFolder() == lastFolder);
+        if (press.asks)
+            lastFolder = folder.path().toStdString();
     }
 }
 
@@ -51,6 +55,23 @@ TEST_F(BehaviourTest, SendCommand)
         EXPECT_EQ(spy->TakeCalls(), operations[row]) << row;
     }
     EXPECT_EQ(TakeBoxes(), std::vector<std::string>{"Caution! Record can permanently erase data."});
+}
+
+TEST_F(BehaviourTest, LevelBars)
+{
+    const auto values = [&] {
+        window->SoundLevelMeterTimer()->Action();
+        return std::pair(window->ProgressBar1()->Value(), window->ProgressBar2()->Value());
+    };
+    Choose("SoundLevelMeterActive");
+    EXPECT_EQ(window->SoundLevelMeterTimer()->Mode(), framework::Timer::Multiple);
+    spy->numbers["SoundLevelMeterLeft"] = 30;
+    spy->numbers["SoundLevelMeterRight"] = 60;
+    EXPECT_EQ(values(), std::pair(30, 30)) << "the second level counts where the driver says 2";
+    spy->numbers["SoundLevelMeterChannelCount"] = 2;
+    EXPECT_EQ(values(), std::pair(30, 60));
+    Choose("SoundLevelMeterActive");
+    EXPECT_EQ(window->SoundLevelMeterTimer()->Mode(), framework::Timer::Off);
 }
 
 TEST_F(BehaviourTest, FlipBoxes)

@@ -20,6 +20,7 @@ public:
 
     bool Asked() const { return asked; }
     std::string OfferedName() const { return offered.toStdString(); }
+    std::string OfferedFolder() const { return folder.toStdString(); }
 
 private:
     void Look()
@@ -30,6 +31,7 @@ private:
         timer.stop();
         asked = true;
         offered = QFileInfo(dialog->selectedFiles().value(0)).fileName();
+        folder = dialog->directory().absolutePath();
         if (path.isEmpty()) {
             dialog->reject();
             return;
@@ -40,6 +42,7 @@ private:
 
     QString path;
     QString offered;
+    QString folder;
     bool asked = false;
     QTimer timer;
 };

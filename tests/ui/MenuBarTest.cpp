@@ -86,6 +86,20 @@ TEST_F(MenuActionsTest, DeviceMenusShowWhatIsThere)
                           "testmenu|Camera||auto|checked\ntestmenu|Test Pattern||auto\n");
 }
 
+TEST_F(MenuActionsTest, CheckMarksFollowTheControl)
+{
+    const std::map<std::string, const char*> items{{"VideoPreview", "MonitorEnablePreview"},
+                                                   {"VideoEnabled", "VideoEnabled"},
+                                                   {"SoundEnabled", "SoundEnabled"},
+                                                   {"PreviewWhileRecording", "MonitorPreviewWhileRecording"}};
+    for (const auto& [on, checked] : items) {
+        spy->numbers = {{on, 1}};
+        window->UpdateMenus();
+        for (const auto& [property, item] : items)
+            EXPECT_EQ(Item(item)->Checked, property == on) << property << " while " << on << " is on";
+    }
+}
+
 // Each item, the boxes it shows and what it does to the control, from one set of starting values.
 TEST_F(MenuActionsTest, Actions)
 {

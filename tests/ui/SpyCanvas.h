@@ -95,6 +95,9 @@ public:
     void SoundInputGain(double value) override { Set("SoundInputGain", value); }
     bool SoundLevelMeterActive() override { return Is("SoundLevelMeterActive"); }
     void SoundLevelMeterActive(bool value) override { Set("SoundLevelMeterActive", value); }
+    int32_t SoundLevelMeterChannelCount() override { return Whole("SoundLevelMeterChannelCount"); }
+    int32_t SoundLevelMeterLeft() override { return Whole("SoundLevelMeterLeft"); }
+    int32_t SoundLevelMeterRight() override { return Whole("SoundLevelMeterRight"); }
 
     int32_t VideoBrightness() override { return Whole("VideoBrightness"); }
     void VideoBrightness(int32_t value) override { Set("VideoBrightness", value); }

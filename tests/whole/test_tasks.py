@@ -92,6 +92,14 @@ class Tasks(unittest.TestCase):
         self.press("btnstartcapture1")
         self.movie("m.mov")
 
+    def test_first_movie_by_keys(self):
+        self.focus_record_button()
+        self.hands.key("space")
+        self.name_file("f.mov")
+        self.wait_until_recorded(1)
+        self.hands.key("space")
+        self.movie("f.mov")
+
     def test_mirrored_movie_by_keys(self):
         corners = self.velmora.corners()
         self.focus_record_button()
