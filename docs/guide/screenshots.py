@@ -1,7 +1,10 @@
 # SPDX-License-Identifier: MIT
 """Takes the guide's screenshots from the running program, on a screen in memory, so that they show what is there.
 
-Usage: screenshots.py FOLDER-OF-PROGRAMS [OUTPUT-FOLDER]; the screenshots go beside the guide unless told otherwise.
+Usage: tests/support/with_pipewire.sh python3 docs/guide/screenshots.py FOLDER-OF-PROGRAMS [OUTPUT-FOLDER]
+
+The screenshots go beside the guide unless told otherwise. Only the page of a camera's controls shows a camera of the
+session; on the others are the built-in devices, as on the reader's own first start.
 """
 
 import os
@@ -11,7 +14,7 @@ import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "..", "tests", "whole"))
-from desktop import Screen, Velmora, wait_for  # pylint: disable=wrong-import-position
+from desktop import Camera, Screen, Velmora, wait_for  # pylint: disable=wrong-import-position
 
 FLASH_LOOKS = 10
 SETTLED = 1.0  # seconds until a window that was just opened or changed has painted all of it
@@ -20,14 +23,22 @@ SETTLED = 1.0  # seconds until a window that was just opened or changed has pain
 class Photographer:
     """The program on its screen, and where its pictures go."""
 
-    def __init__(self, programs, output):
+    def __init__(self, programs, output, reach_session=False):
         self.programs = os.path.abspath(programs)
         self.output = output
-        self.screen = Screen()
+        self.screen = Screen(reach_session=reach_session)
         self.velmora = None
 
-    def start(self):
+    def __enter__(self):
         self.velmora = Velmora(self.screen, self.programs)
+        return self
+
+    def __exit__(self, *_):
+        self.screen.close()
+
+    def go_to_main_window(self):
+        """Keys go to the main window from here on; after a dialog, the window manager may take its time for that."""
+        self.screen.xdotool("windowactivate", "--sync", self.velmora.window)
 
     def window(self):
         """The window that came up beside the main one."""
@@ -54,18 +65,21 @@ class Photographer:
         self.screen.screenshot(os.path.join(self.output, name + ".png"), self.frame(window or self.velmora.window))
 
     def settings(self, menu, names):
-        """The pages of the settings dialog of a menu, which is so many to the right of the first one."""
-        self.screen.xdotool("windowactivate", "--sync", self.velmora.window)
+        """The pages of the settings dialog of a menu, which is so many to the right of the first one. A page without a
+        name is passed over."""
+        self.go_to_main_window()
         self.screen.key("F10", "Down", *["Right"] * menu, "Down", "Return")
         dialog = self.window()
         self.screen.xdotool("windowactivate", "--sync", dialog)
         for name in names:
-            self.take(name, dialog)
+            if name:
+                self.take(name, dialog)
             self.screen.key("ctrl+Tab")
         self.screen.key("Escape")
         wait_for("the dialog to close", 20, lambda: not self.velmora.dialogs())
 
     def still_picture(self):
+        self.go_to_main_window()
         self.wait_past_flash(self.velmora.window)
         self.screen.key("ctrl+g")
         window = self.window()
@@ -88,7 +102,6 @@ class Photographer:
         self.screen.key("Escape")
 
     def take_all(self):
-        self.start()
         self.take("main-window")
         self.settings(4, ("video-source", "video-compression"))
         self.settings(3, ("sound-source",))
@@ -98,11 +111,11 @@ class Photographer:
 
 def main(programs, output=os.path.join(HERE, "images")):
     os.makedirs(output, exist_ok=True)
-    photographer = Photographer(programs, output)
-    try:
+    with Photographer(programs, output) as photographer:
         photographer.take_all()
-    finally:
-        photographer.screen.close()
+    with Camera(programs, "--name", "Desk Camera", "--size", "640x480", "--format", "yuyv", "--controls"), \
+            Photographer(programs, output, reach_session=True) as photographer:
+        photographer.settings(4, (None, None, "video-image"))
 
 
 if __name__ == "__main__":

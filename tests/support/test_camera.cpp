@@ -4,13 +4,13 @@
 // next number and the time of its place on the grid.
 //
 //   test_camera [--name NAME] [--size WxH]... [--rate N]... [--format yuyv|mjpeg]... [--jitter PERCENT]
-//               [--quality N] [--frame-bytes N] [--log FILE] [--silent]
+//               [--quality N] [--frame-bytes N] [--log FILE] [--silent] [--controls]
 //
 // Sizes, rates and formats that are named more than once are all offered. MJPEG frames are brought to about
 // --frame-bytes by noise in the still part of the picture. The log has a line for each frame, "made NUMBER
 // FINGERPRINT", or "starved NUMBER" when the receiver had left no buffer for it. With --silent the node exists and
-// never delivers. "ready" is printed once the node is at the server. It ends at SIGTERM, SIGINT, or with the process
-// that started it.
+// never delivers. With --controls it has image controls of four kinds of ranges, which change nothing in the picture.
+// "ready" is printed once the node is at the server. It ends at SIGTERM, SIGINT, or with the process that started it.
 #include "SplicedJpeg.h"
 #include "platform/digitizer/FrameGrid.h"
 #include "platform/digitizer/FrameTrace.h"
@@ -18,6 +18,7 @@
 #include "platform/drawing/PixelFormat.h"
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstring>
 #include <fstream>
@@ -26,6 +27,7 @@
 #include <memory>
 #include <pipewire/pipewire.h>
 #include <random>
+#include <spa/param/props.h>
 #include <spa/param/video/format-utils.h>
 #include <string>
 #include <sys/prctl.h>
@@ -44,6 +46,16 @@ constexpr int kMostLate = 4; // periods: a camera that is later than this leaves
 
 constexpr int kStarved = 10;
 
+struct Control {
+    uint32_t property;
+    const char* name;
+    int usual, least, most;
+};
+constexpr Control kControls[] = {{SPA_PROP_brightness, "Brightness", 0, -64, 64},
+                                 {SPA_PROP_contrast, "Contrast", 128, 0, 255},
+                                 {SPA_PROP_saturation, "Saturation", 50, 0, 100},
+                                 {SPA_PROP_exposure, "Exposure", 500, 100, 10000}};
+
 struct Options {
     std::string name = "Test Camera";
     std::vector<std::pair<int, int>> sizes;
@@ -54,6 +66,7 @@ struct Options {
     size_t frameBytes = 0;
     std::string log;
     bool silent = false;
+    bool controls = false;
 };
 
 // Pictures of one size, drawn or compressed.
@@ -178,6 +191,8 @@ public:
         std::vector<uint8_t> memory(65536);
         spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory.data(), static_cast<uint32_t>(memory.size()));
         auto parameters = OfferedFormats(builder);
+        if (options.controls)
+            OfferControls(builder, parameters);
         const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS |
                                                         PW_STREAM_FLAG_NO_CONVERT);
         if (pw_stream_connect(stream, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, parameters.data(),
@@ -199,6 +214,8 @@ private:
             auto* camera = static_cast<Camera*>(self);
             if (id == SPA_PARAM_Format)
                 parameter == nullptr ? camera->FormatDropped() : camera->FormatChosen(parameter);
+            else if (id == SPA_PARAM_Props && parameter != nullptr)
+                camera->ControlsSet(parameter);
         };
         return callbacks;
     }
@@ -211,6 +228,37 @@ private:
                 for (const double rate : options.rates)
                     parameters.push_back(Offer(builder, format == "mjpeg", width, height, FrameGrid::ForRate(rate)));
         return parameters;
+    }
+
+    void OfferControls(spa_pod_builder& builder, std::vector<const spa_pod*>& parameters) const
+    {
+        for (const Control& each : kControls)
+            parameters.push_back(static_cast<const spa_pod*>(spa_pod_builder_add_object(
+                &builder, SPA_TYPE_OBJECT_PropInfo, SPA_PARAM_PropInfo, SPA_PROP_INFO_id, SPA_POD_Id(each.property),
+                SPA_PROP_INFO_description, SPA_POD_String(each.name), SPA_PROP_INFO_type,
+                SPA_POD_CHOICE_RANGE_Int(each.usual, each.least, each.most))));
+        parameters.push_back(ControlValues(builder));
+    }
+
+    const spa_pod* ControlValues(spa_pod_builder& builder) const
+    {
+        spa_pod_frame frame{};
+        spa_pod_builder_push_object(&builder, &frame, SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
+        for (size_t i = 0; i < values.size(); ++i)
+            spa_pod_builder_add(&builder, kControls[i].property, SPA_POD_Int(values[i]), 0);
+        return static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &frame));
+    }
+
+    // Takes what a receiver sets, and tells all receivers.
+    void ControlsSet(const spa_pod* wanted)
+    {
+        for (size_t i = 0; i < values.size(); ++i)
+            if (const spa_pod_prop* one = spa_pod_find_prop(wanted, nullptr, kControls[i].property))
+                spa_pod_get_int(&one->value, &values[i]);
+        uint8_t memory[1024];
+        spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof(memory));
+        const spa_pod* present = ControlValues(builder);
+        pw_stream_update_params(stream, &present, 1);
     }
 
     static const spa_pod* Offer(spa_pod_builder& builder, bool compressed, int width, int height, const FrameGrid& rate)
@@ -379,6 +427,7 @@ private:
     spa_source* timer = nullptr;
     std::map<std::tuple<int, int, bool>, std::unique_ptr<Pictures>> prepared; // for all that is offered
     Pictures* pictures = nullptr;                                             // of the format in use
+    std::array<int32_t, std::size(kControls)> values{0, 128, 50, 500};
     std::minstd_rand random{1};
     FrameGrid grid;
     int64_t place = 0;
@@ -395,8 +444,8 @@ bool ReadOptions(int count, char** arguments, Options& options)
 {
     for (int i = 1; i < count; ++i) {
         const std::string name = arguments[i];
-        if (name == "--silent") {
-            options.silent = true;
+        if (name == "--silent" || name == "--controls") {
+            (name == "--silent" ? options.silent : options.controls) = true;
             continue;
         }
         if (++i >= count)
