@@ -25,8 +25,9 @@ constexpr double kClips = 127.0 / 128;
 // From here on the bar is yellow, the usual headroom of speech.
 constexpr double kHeadroomDecibels = -9;
 
+// At least three to one against a white and against a dark background.
 const QColor kGreen(0x2e, 0xa0, 0x43);
-const QColor kYellow(0xe0, 0xb0, 0x20);
+const QColor kYellow(0xb0, 0x80, 0x00);
 const QColor kRed(0xd0, 0x20, 0x20);
 
 double DecibelsOf(double level)
@@ -122,7 +123,7 @@ void LevelBars::PaintBar(QPainter& painter, const Bar& bar, const QString& side,
         return QRect(left, top, std::max(right - left, 0), room.height());
     };
     const double headroom = PlaceOf(kHeadroomDecibels);
-    const QColor empty = palette().color(QPalette::Mid);
+    const QColor empty = palette().color(QPalette::Base);
     painter.setPen(palette().color(QPalette::WindowText));
     painter.drawText(QRect(0, top, room.left(), room.height()), Qt::AlignLeft | Qt::AlignVCenter, side);
     painter.fillRect(room, empty);
@@ -132,7 +133,7 @@ void LevelBars::PaintBar(QPainter& painter, const Bar& bar, const QString& side,
         painter.fillRect(part(held, held).adjusted(-2, 0, 1, 0) & room, palette().color(QPalette::WindowText));
     const QRect lamp(room.right() + 1 + kGap, top, room.height(), room.height());
     painter.fillRect(lamp, bar.callsToLight > 0 ? kRed : empty);
-    // An empty bar may be hardly darker than the page.
+    // An empty bar may have the color of the page.
     painter.setPen(palette().color(QPalette::PlaceholderText));
     painter.drawRect(room.adjusted(0, 0, -1, -1));
     painter.drawRect(lamp.adjusted(0, 0, -1, -1));
