@@ -13,6 +13,7 @@
 #include <iostream>
 #include <random>
 #include <thread>
+#include <unistd.h>
 
 using namespace platform;
 
@@ -79,6 +80,7 @@ class Vivid : public testing::Test {
 protected:
     void SetUp() override
     {
+        alarm(120); // the limit of a case, in the guest's time
         ASSERT_EQ(Nodes().size(), 2U);
         driver.emplace(Nodes()[0]);
         entries = ListV4L2Digitizers(Kernel());
@@ -90,6 +92,7 @@ protected:
     {
         digitizer->Stop();
         digitizer->SelectInput(Webcam);
+        alarm(0);
     }
 
     /// Starts the device and waits for some frames.

@@ -6,8 +6,12 @@ privileges: the kernel's package is taken apart, not installed, and the guest us
     boot.py FOLDER [COMMAND...]
 
 The kernel and what the guest writes go to FOLDER; a command runs in the tests' place, for a look around. Ends with the
-tests' exit code. Whatever happens in the guest, this ends: the guest switches itself off in time (KERNEL_SECONDS), and
-is killed a little later if it does not. The guest's console is shown at the end."""
+tests' exit code. The guest's console is shown as it is written, each line with the seconds since the start.
+
+The guest's clock counts its own instructions: two nanoseconds for each, and real time while it has nothing to do. A
+busy machine therefore makes the tests take longer and lets nothing in the guest come too late, and every limit in the
+guest is one of its progress: that of a case, and the one after which the guest switches itself off (GUEST_SECONDS). Only
+an emulator that hangs is ended by the clock on the wall (HUNG_SECONDS)."""
 
 import lzma
 import os
@@ -18,36 +22,52 @@ import sys
 import time
 
 TESTS = pathlib.Path(__file__).resolve().parent
-SECONDS = int(os.environ.get("KERNEL_SECONDS", 480))
+GUEST_SECONDS = 420
+HUNG_SECONDS = 1500
 PACKAGES = ("linux-image-amd64", "busybox-static")
 # What the guest needs before it sees the host's files.
 MODULES = ("virtio_pci", "9pnet_virtio", "9p", "overlay")
 OPTIONS = "console=ttyS0 quiet panic=-1 mitigations=off nokaslr no_timer_check audit=0 random.trust_cpu=on tsc=reliable"
 SERIAL = "serial.log"
+EMULATOR = "qemu-system-x86_64"
 
 
-def output(*command):
-    return subprocess.run(command, capture_output=True, text=True, check=True).stdout
+class CannotRun(Exception):
+    """Why there is no emulated machine here."""
 
 
 def real_package(name):
     """The package behind a name that only depends on the newest one."""
-    words = [line.split() for line in output("apt-cache", "depends", name).splitlines()]
+    listed = subprocess.run(["apt-cache", "depends", name], capture_output=True, text=True, check=False).stdout
+    words = [line.split() for line in listed.splitlines()]
     return next((line[1] for line in words if line[0] == "Depends:" and line[1].startswith("linux-image-")), name)
+
+
+def fetch(name, folder):
+    """Downloads the newest version of a package. Lists that are missing or older than the archive are renewed first,
+    where the user may do that."""
+    update = ["apt-get", "update", "-q"] if os.geteuid() == 0 else ["sudo", "-n", "apt-get", "update", "-q"]
+    for renewed in (False, True):
+        if renewed and shutil.which(update[0]):
+            subprocess.run(update, check=False)
+        command = ["apt-get", "download", "-q", "-o", "Acquire::Retries=3", real_package(name)]
+        if subprocess.run(command, cwd=folder, check=False).returncode == 0:
+            return next(folder.glob("*.deb"))
+    raise CannotRun(f"apt-get could not download the package {name}, or what it depends on. What it says is above.")
 
 
 def unpack(name, folder):
     """Fetches a package and unpacks it below `folder`, unless that has been done."""
-    package = real_package(name)
-    place = folder / package
+    place = folder / real_package(name)
     if place.exists():
         return place
     fetched = folder / "fetched"
     shutil.rmtree(fetched, ignore_errors=True)
     fetched.mkdir(parents=True)
-    subprocess.run(["apt-get", "download", "-q", package], cwd=fetched, check=True)
-    subprocess.run(["dpkg-deb", "-x", *fetched.glob("*.deb"), fetched / "files"], check=True)
+    subprocess.run(["dpkg-deb", "-x", fetch(name, fetched), fetched / "files"], check=True)
+    place = folder / real_package(name)
     (fetched / "files").rename(place)
+    shutil.rmtree(fetched)
     return place
 
 
@@ -61,13 +81,16 @@ def modules_folder(kernel):
 
 
 def early_modules(modules):
-    """The contents of the first modules, each after those it needs."""
+    """The contents and paths of the first modules, each after those it needs; without what this kernel has built in."""
     needs = {}
     for line in (modules / "modules.dep").read_text().splitlines():
         path, _, needed = line.partition(":")
         needs[path] = needed.split()
+    built_in = {pathlib.Path(path).stem for path in (modules / "modules.builtin").read_text().split()}
     ordered = []
     for name in MODULES:
+        if name in built_in:
+            continue
         path = next(path for path in needs if pathlib.Path(path).name.split(".")[0] == name)
         ordered += [each for each in [*reversed(needs[path]), path] if each not in ordered]
     return [(modules / path).read_bytes() for path in ordered], ordered
@@ -110,39 +133,66 @@ def share(path, tag, *options):
 
 def guest_command(kernel, folder, out):
     image = next((kernel / "boot").glob("vmlinuz-*"))
-    return ["nice", "qemu-system-x86_64", "-nodefaults", "-no-user-config", "-machine", "q35", "-cpu", "max",
-            "-accel", "tcg,thread=multi", "-smp", "2", "-m", "3072", "-display", "none", "-no-reboot",
-            "-kernel", image, "-initrd", folder / "initial-files", "-append", OPTIONS,
+    # The emulator ends with this script, even where that is killed.
+    return ["setpriv", "--pdeathsig", "KILL", EMULATOR, "-nodefaults", "-no-user-config", "-machine", "q35",
+            "-cpu", "max", "-accel", "tcg,thread=single", "-icount", "shift=1,sleep=on", "-m", "2048",
+            "-display", "none", "-no-reboot", "-kernel", image, "-initrd", folder / "initial-files", "-append", OPTIONS,
             *share("/", "host", "readonly=on"), *share(out, "out"), "-serial", f"file:{out / SERIAL}"]
+
+
+class Console:
+    """The guest's console, shown line by line."""
+
+    def __init__(self, path):
+        self.path = path
+        self.began = time.monotonic()
+        self.shown = 0
+
+    def seconds(self):
+        return time.monotonic() - self.began
+
+    def show(self, last=False):
+        text = self.path.read_bytes()[self.shown:] if self.path.exists() else b""
+        whole = len(text) if last else text.rfind(b"\n") + 1
+        self.shown += whole
+        for line in text[:whole].decode(errors="replace").splitlines():
+            print(f"{self.seconds():4.0f} s  {line}", flush=True)
 
 
 def run(command, out):
     """The tests' exit code; None where the guest never came to one."""
+    console = Console(out / SERIAL)
     with subprocess.Popen(command) as guest:
         try:
-            guest.wait(SECONDS + 60)
+            while guest.poll() is None and console.seconds() < HUNG_SECONDS:
+                console.show()
+                time.sleep(0.2)
         finally:
             guest.kill()
+    console.show(last=True)
     code = out / "exit-code"
-    return int(code.read_text()) if code.exists() and code.read_text().strip() else None
+    ended = code.exists() and code.read_text().strip()
+    print(f"The kernel's tests took {console.seconds():.0f} s" + ("." if ended else "; the guest died."))
+    return int(ended) if ended else 1
 
 
 def main():
     folder = pathlib.Path(sys.argv[1]).resolve()
+    if not shutil.which(EMULATOR):
+        raise CannotRun(f"{EMULATOR} is not installed; packaging/install-packages.sh kernel installs it.")
     kernel, busybox = (unpack(name, folder) for name in PACKAGES)
     modules = modules_folder(kernel)
     out = folder / "out"
     shutil.rmtree(out, ignore_errors=True)
     out.mkdir()
     (folder / "initial-files").write_bytes(initial_files(modules, busybox))
-    settings = (str(modules), os.environ["VELMORA_PROGRAMS"], str(SECONDS), " ".join(sys.argv[2:]))
+    settings = (str(modules), os.environ["VELMORA_PROGRAMS"], str(GUEST_SECONDS), " ".join(sys.argv[2:]))
     (out / "guest").write_text("\n".join((*settings, "")))
-    began = time.monotonic()
-    code = run(guest_command(kernel, folder, out), out)
-    print((out / SERIAL).read_text(errors="replace"))
-    print(f"The kernel's tests took {time.monotonic() - began:.0f} s" + ("; the guest died." if code is None else "."))
-    return 1 if code is None else code
+    return run(guest_command(kernel, folder, out), out)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    try:
+        sys.exit(main())
+    except CannotRun as reason:
+        sys.exit(f"boot.py: no emulated machine here: {reason}")

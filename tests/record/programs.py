@@ -11,7 +11,7 @@ import tempfile
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "whole"))
-from desktop import Failure, decode_errors, probe, wait_for  # pylint: disable=unused-import,wrong-import-position
+from desktop import PATIENCE, Failure, decode_errors, probe, wait_for  # pylint: disable=unused-import,wrong-import-position
 
 PROGRAMS = os.environ["VELMORA_PROGRAMS"]
 TEST_PATTERN = ("--camera", "Test Pattern")
@@ -36,12 +36,12 @@ class Desk:
 
     def record(self, *arguments, **options):
         """Runs velmora-record to its end."""
-        return subprocess.run(self.command(*arguments), env=self.environment, capture_output=True, timeout=60,
+        return subprocess.run(self.command(*arguments), env=self.environment, capture_output=True, timeout=3 * PATIENCE,
                               check=False, **options)
 
     def recover(self, *arguments):
         return subprocess.run([os.path.join(PROGRAMS, "velmora-recover"), *arguments], env=self.environment,
-                              capture_output=True, timeout=60, check=False)
+                              capture_output=True, timeout=3 * PATIENCE, check=False)
 
     def start(self, *arguments, **options):
         """Starts velmora-record, and returns once it records."""

@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: MIT
 # Runs a command in a PipeWire session of its own: server, session manager, PulseAudio interface, and a null sink
 # ("Test Sink") whose monitor is the default source. It has a bus of its own and needs neither systemd nor a sound
-# card. Ends with the command's result and leaves nothing behind.
+# card; with WITH_HARDWARE=1 it has the machine's own cards as well. Ends with the command's result and leaves nothing
+# behind.
 #
 #   with_pipewire.sh COMMAND [ARGUMENT...]
 set -u
@@ -42,14 +43,14 @@ context.objects = [
 CONF
 # The machine's own devices are none of a test's business, and looking for them wants a system bus. The session manager
 # reads this in Lua up to its version 0.4, and in another form from 0.5 on.
-cat >"$wireplumber/main.lua.d/90-enable-all.lua" <<'LUA'
+[ -n "${WITH_HARDWARE:-}" ] || cat >"$wireplumber/main.lua.d/90-enable-all.lua" <<'LUA'
 load_module("metadata")
 default_access.enable()
 device_defaults.enable()
 load_script("intended-roles.lua")
 LUA
 echo >"$wireplumber/bluetooth.lua.d/90-enable-all.lua"
-cat >"$wireplumber/wireplumber.conf.d/no-hardware.conf" <<'CONF'
+[ -n "${WITH_HARDWARE:-}" ] || cat >"$wireplumber/wireplumber.conf.d/no-hardware.conf" <<'CONF'
 wireplumber.profiles = {
     main = { hardware.audio = disabled, hardware.bluetooth = disabled, hardware.video-capture = disabled }
 }

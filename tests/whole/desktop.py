@@ -15,7 +15,8 @@ class Failure(Exception):
     """Something that should have happened on the screen did not."""
 
 
-PATIENCE = 20  # seconds: a busy machine may stand still for some of them
+# Seconds: a busy machine may stand still for some of them, and an emulated one for more.
+PATIENCE = 20 * int(os.environ.get("VELMORA_PATIENCE", "1"))
 
 
 def wait_for(what, seconds, condition, pause=0.02):
