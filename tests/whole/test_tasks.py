@@ -51,8 +51,9 @@ class Tasks(unittest.TestCase):
     def path(self, name):
         return os.path.join(self.screen.folder, name)
 
-    def dialog(self):
-        window = wait_for("a dialog", 20, self.velmora.dialogs)[0]
+    def dialog(self, *known):
+        """Waits for a dialog besides those known, and brings it to the front."""
+        window = wait_for("a dialog", 20, lambda: [one for one in self.velmora.dialogs() if one not in known])[0]
         self.screen.xdotool("windowactivate", "--sync", window)
         return window
 
@@ -113,14 +114,15 @@ class Tasks(unittest.TestCase):
 
     def test_still_picture_to_a_file_by_keys(self):
         self.hands.key("ctrl+g")
-        self.dialog()
+        picture = self.dialog()
         self.hands.key("ctrl+s")
-        wait_for("the save dialog", 20, lambda: len(self.velmora.dialogs()) > 1)
+        self.dialog(picture)
         self.hands.key("ctrl+a")
         self.hands.type(self.path("s.png"))
         self.hands.key("Return")
         wait_for("the picture", 20, lambda: os.path.exists(self.path("s.png")))
-        wait_for("the save dialog to close", 20, lambda: len(self.velmora.dialogs()) == 1)
+        wait_for("the save dialog to close", 20, lambda: self.velmora.dialogs() == [picture])
+        self.dialog()
         self.hands.key("Escape")
         wait_for("the window to close", 20, lambda: not self.velmora.dialogs())
         with open(self.path("s.png"), "rb") as file:
@@ -135,11 +137,14 @@ class Tasks(unittest.TestCase):
         with open(self.path("noise"), "wb") as file:
             file.write(os.urandom(1000))
         self.screen.key("ctrl+o")
-        self.dialog()
+        chooser = self.dialog()
         self.screen.type(self.path("noise"))
         self.screen.key("Return")
-        wait_for("the reason why not", 20, lambda: len(self.velmora.dialogs()) > 1)
-        self.screen.key("Return", "Escape")
+        self.dialog(chooser)  # the reason why not
+        self.screen.key("Return")
+        wait_for("the reason to close", 20, lambda: self.velmora.dialogs() == [chooser])
+        self.dialog()
+        self.screen.key("Escape")
         wait_for("the dialogs to close", 20, lambda: not self.velmora.dialogs())
         wait_for("the live picture", 20, self.velmora.find_shape)
 
