@@ -2,18 +2,13 @@
 #include "framework/Application.h"
 
 #include "framework/Guard.h"
-#include "framework/QtText.h"
 #include "framework/Runtime.h"
-#include "framework/Termination.h"
-#include "framework/WindowWidget.h"
+#include "framework/RuntimeState.h"
 
-#include <QApplication>
-#include <QIcon>
-#include <QSessionManager>
+#include <QCoreApplication>
 #include <QTimer>
 
 #include <algorithm>
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -23,41 +18,6 @@
 
 namespace framework {
 namespace {
-
-// Catches exceptions of everything that is not called through `Guard`, such as timers of other code.
-class RuntimeApplication : public QApplication {
-public:
-    using QApplication::QApplication;
-    bool notify(QObject* receiver, QEvent* event) override
-    {
-        try {
-            return QApplication::notify(receiver, event);
-        } catch (...) {
-            ReportException();
-            return false;
-        }
-    }
-};
-
-struct Runtime {
-    RuntimeApplication* qt = nullptr; // deleted by `EndRuntime` only, never by a static destructor
-    bool hasDisplay = false;
-    bool loopRuns = false;
-    bool endRequested = false;
-    int exitCode = EXIT_SUCCESS;
-    bool reporting = false;
-    std::shared_ptr<Application> application;
-    std::vector<Window*> windows;
-    bool hadWindows = false;
-    bool askingToQuit = false;
-};
-
-// Never destroyed: when the display server dies, Qt calls `exit` in the middle of an event.
-Runtime& TheRuntime()
-{
-    static auto& runtime = *new Runtime;
-    return runtime;
-}
 
 constexpr const char* kExceptionWithoutObject = "An exception was raised.";
 
@@ -100,7 +60,7 @@ std::string ForeignExceptionText()
 
 void ReportTexts(const ExceptionTexts& texts)
 {
-    Runtime& runtime = TheRuntime();
+    Runtime& runtime = Runtime::Instance();
     std::fprintf(stderr, "Unhandled exception: %s\n", texts.technical.c_str());
     // Timers fire while the box is open and must not pile up boxes.
     if (runtime.reporting)
@@ -111,6 +71,12 @@ void ReportTexts(const ExceptionTexts& texts)
 }
 
 } // namespace
+
+Runtime& Runtime::Instance()
+{
+    static auto& runtime = *new Runtime;
+    return runtime;
+}
 
 void ReportException() noexcept
 {
@@ -123,28 +89,28 @@ void ReportException() noexcept
         }
     } catch (...) {
         // Showing the message failed; standard error has it.
-        TheRuntime().reporting = false;
+        Runtime::Instance().reporting = false;
     }
 }
 
 bool HasDisplay()
 {
-    return TheRuntime().hasDisplay;
+    return Runtime::Instance().hasDisplay;
 }
 
 void MarkDisplayLost()
 {
-    TheRuntime().hasDisplay = false;
+    Runtime::Instance().hasDisplay = false;
 }
 
 bool EventLoopRuns()
 {
-    return TheRuntime().loopRuns;
+    return Runtime::Instance().loopRuns;
 }
 
 bool RequestQuit()
 {
-    Runtime& runtime = TheRuntime();
+    Runtime& runtime = Runtime::Instance();
     if (runtime.askingToQuit)
         return false;
     runtime.askingToQuit = true;
@@ -158,37 +124,40 @@ bool RequestQuit()
 
 void EndEventLoop(int exitCode)
 {
-    Runtime& runtime = TheRuntime();
+    Runtime& runtime = Runtime::Instance();
     runtime.endRequested = true;
     runtime.exitCode = std::max(runtime.exitCode, exitCode);
     if (runtime.loopRuns)
         QCoreApplication::exit(runtime.exitCode);
 }
 
-void NoteWindowOpened(Window& window)
+void NoteWindowOpened(Window& window, std::function<void()> menuBarReplaced)
 {
-    TheRuntime().windows.push_back(&window);
-    TheRuntime().hadWindows = true;
+    Runtime& runtime = Runtime::Instance();
+    runtime.windows.push_back(&window);
+    runtime.menuBarReplaced[&window] = std::move(menuBarReplaced);
+    runtime.hadWindows = true;
 }
 
 void NoteWindowClosed(Window& window)
 {
-    Runtime& runtime = TheRuntime();
+    Runtime& runtime = Runtime::Instance();
     std::erase(runtime.windows, &window);
+    runtime.menuBarReplaced.erase(&window);
     if (runtime.windows.empty() && runtime.loopRuns)
         EndEventLoop(EXIT_SUCCESS);
 }
 
 const std::vector<Window*>& OpenWindows()
 {
-    return TheRuntime().windows;
+    return Runtime::Instance().windows;
 }
 
 void Application::MenuBar(framework::Reference<framework::MenuBar> value)
 {
     bar = std::move(value);
-    for (Window* window : OpenWindows())
-        window->state->widget->RebuildMenus();
+    for (const auto& [window, replaced] : Runtime::Instance().menuBarReplaced)
+        replaced();
 }
 
 void Application::DoEvents(int32_t milliseconds)
@@ -208,79 +177,14 @@ void Application::Quit()
     EndEventLoop(EXIT_SUCCESS);
 }
 
-namespace {
-
-// The desktop session asks all programs before it ends.
-void FollowSession(QSessionManager& session)
-{
-    if (session.allowsInteraction()) {
-        if (!RequestQuit())
-            session.cancel();
-        session.release();
-    } else if (const auto application = TheApplication()) {
-        Guard([&] { Raise(application->TerminationRequested, Termination::Signal); });
-    }
-}
-
-} // namespace
-
-void StartRuntime(int& argc, char** argv, bool needsDisplay)
-{
-    Runtime& runtime = TheRuntime();
-    if (runtime.qt != nullptr)
-        return;
-    if (!needsDisplay)
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    runtime.hasDisplay = needsDisplay;
-    runtime.qt = new RuntimeApplication(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
-    QObject::connect(
-        runtime.qt, &QGuiApplication::commitDataRequest, runtime.qt, [](QSessionManager& s) { FollowSession(s); },
-        Qt::DirectConnection);
-    // Qt sets the user's locale for the whole process. Keep the "C" format of numbers in files and protocols.
-    std::setlocale(LC_NUMERIC, "C");
-}
-
-void SetProgramName(const String& name, const String& desktopEntry)
-{
-    QCoreApplication::setApplicationName(ToQt(name));
-    QGuiApplication::setDesktopFileName(ToQt(desktopEntry));
-    // A program that is not installed uses the icon in its resources.
-    QApplication::setWindowIcon(QIcon::fromTheme(ToQt(desktopEntry), QIcon(":/" + ToQt(desktopEntry) + ".png")));
-}
-
-int RunEventLoop()
-{
-    Runtime& runtime = TheRuntime();
-    const bool lastWindowHasClosed = runtime.hadWindows && runtime.windows.empty();
-    if (!runtime.endRequested && !lastWindowHasClosed) {
-        const TerminationWatch watch;
-        runtime.loopRuns = true;
-        QApplication::exec();
-        runtime.loopRuns = false;
-    }
-    runtime.endRequested = false;
-    return std::exchange(runtime.exitCode, EXIT_SUCCESS);
-}
-
-void EndRuntime()
-{
-    Runtime& runtime = TheRuntime();
-    if (runtime.qt == nullptr)
-        return;
-    runtime.application.reset();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    delete std::exchange(runtime.qt, nullptr);
-}
-
 void RegisterApplication(std::shared_ptr<Application> application)
 {
-    TheRuntime().application = std::move(application);
+    Runtime::Instance().application = std::move(application);
 }
 
 std::shared_ptr<Application> TheApplication()
 {
-    return TheRuntime().application;
+    return Runtime::Instance().application;
 }
 
 void YieldToBackground()

@@ -64,9 +64,14 @@ void Canvas::Event_EnableMenuItems()
     Raise(EnableMenuItems);
 }
 
-void Canvas::Added()
+void Canvas::BackdropChanged()
 {
-    RectControl::Added();
+    Refresh();
+}
+
+void Canvas::Added(QWidget* content)
+{
+    RectControl::Added(content);
     view = platform::View::Register(Window()->Port(), [this] {
         if (Widget() != nullptr)
             Widget()->repaint();

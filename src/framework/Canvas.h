@@ -30,7 +30,8 @@ protected:
     QWidget* MakeWidget(QWidget* parent) override;
     virtual void Event_Paint(Graphics& graphics);
     void Event_EnableMenuItems() override;
-    void Added() override;
+    void Added(QWidget* content) override;
+    void BackdropChanged() override;
     void Placed() override;
 
 private:

@@ -2,7 +2,8 @@
 #include "framework/Control.h"
 
 #include "framework/QtText.h"
-#include "framework/WindowWidget.h"
+
+#include <QWidget>
 
 #include <algorithm>
 
@@ -10,9 +11,9 @@ namespace framework {
 
 RectControl::~RectControl() = default;
 
-void RectControl::Added()
+void RectControl::Added(QWidget* content)
 {
-    widget = MakeWidget(Window()->state->widget->Content());
+    widget = MakeWidget(content);
     widget->setObjectName(ToQt(Name()));
     widget->setGeometry(left, top, width, height);
     widget->show();

@@ -27,13 +27,17 @@ public:
     int32_t Index = -1;
 
 protected:
-    /// Called once, after the control was added to its window.
-    virtual void Added() {}
+    /// Called once, after the control was added to its window. `content` is the widget that holds the window's
+    /// controls.
+    virtual void Added([[maybe_unused]] QWidget* content) {}
 
     /// Events raised by the window. All controls open before their window and close after it.
     virtual void Event_Open() {}
     virtual void Event_Close() {}
     virtual void Event_EnableMenuItems() {}
+
+    /// Called when the picture behind the controls was replaced.
+    virtual void BackdropChanged() {}
 
 private:
     friend class Window;
@@ -80,7 +84,7 @@ public:
 
 protected:
     virtual QWidget* MakeWidget(QWidget* parent) = 0;
-    void Added() override;
+    void Added(QWidget* content) override;
     /// Called when width or height has changed.
     virtual void Event_Resized() {}
     /// Called whenever the rectangle was set, after `Event_Resized`.
@@ -93,13 +97,6 @@ private:
     int32_t top = 0;
     int32_t width = 0;
     int32_t height = 0;
-};
-
-/// The font of a control's text. "System" and "SmallSystem" are the interface fonts; size is in pixels, 0: the default.
-struct ControlFont {
-    String family = "System";
-    int32_t size = 0;
-    bool bold = false;
 };
 
 } // namespace framework

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "framework/Control.h"
+#include "framework/ControlFont.h"
 #include "framework/String.h"
 
 #include <QFont>

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "framework/Window.h"
+#include <functional>
+#include <vector>
 
 namespace framework {
+
+class Window;
 
 /// Whether the runtime was started with a display. Without one, nothing waits for the user.
 bool HasDisplay();
@@ -20,8 +23,9 @@ bool RequestQuit();
 /// Ends the event loop with that exit code. If it is not running yet, it will end at once when it starts.
 void EndEventLoop(int exitCode);
 
-/// Adds a window to `OpenWindows`.
-void NoteWindowOpened(Window& window);
+/// Adds a window to `OpenWindows`. `menuBarReplaced` is called when the application gets another menu bar.
+void NoteWindowOpened(Window& window, std::function<void()> menuBarReplaced);
+
 /// Removes a window from `OpenWindows`. Ends the event loop if it was the last one.
 void NoteWindowClosed(Window& window);
 

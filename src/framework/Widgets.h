@@ -2,6 +2,7 @@
 #pragma once
 
 #include "framework/Control.h"
+#include "framework/ControlFont.h"
 
 #include <functional>
 #include <vector>

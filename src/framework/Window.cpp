@@ -11,7 +11,6 @@
 #include "framework/Window.h"
 
 #include "framework/Application.h"
-#include "framework/Canvas.h"
 #include "framework/QtText.h"
 #include "framework/Runtime.h"
 #include "framework/Timer.h"
@@ -162,7 +161,7 @@ void Window::Construct()
     AddMenuHandlers();
     OrderForTabKey(state->controls);
     state->opened = true;
-    NoteWindowOpened(*this);
+    NoteWindowOpened(*this, [this] { state->widget->RebuildMenus(); });
     for (size_t i = 0; i < state->controls.size(); ++i)
         state->controls[i]->Event_Open();
     Event_Open();
@@ -309,8 +308,7 @@ void Window::Backdrop(Reference<Picture> value)
         return;
     state->widget->Content()->update();
     for (const auto& control : state->controls)
-        if (auto* canvas = dynamic_cast<Canvas*>(control.get()))
-            canvas->Refresh();
+        control->BackdropChanged();
 }
 
 void Window::Close()
@@ -352,7 +350,7 @@ void Window::AddControl(const String& name, std::shared_ptr<Control> control)
     control->name = name;
     control->window = this;
     state->controls.push_back(control);
-    control->Added();
+    control->Added(state->widget->Content());
 }
 
 std::shared_ptr<Control> Window::FindControl(const String& name, int32_t index) const

@@ -134,9 +134,7 @@ private:
     void BringToScreen();
     void RaiseCloseEvents();
     void FinishClosing();
-    friend class Application;
     friend class WindowWidget;
-    friend class RectControl;
     struct State;
     std::unique_ptr<State> state;
 };

@@ -8,7 +8,6 @@
 
 #include "framework/Guard.h"
 #include "framework/QtText.h"
-#include "framework/Window.h"
 
 #include <QAction>
 #include <QKeyEvent>
@@ -126,8 +125,12 @@ bool ShowsShortcut(const QWidget* parent, const QKeySequence& key)
 
 } // namespace
 
-WindowMenus::WindowMenus(Window& window, QWidget* parent, Reference<MenuBar> bar)
-    : bar(std::move(bar)), widget(std::make_unique<QMenuBar>(parent)), window(window)
+WindowMenus::WindowMenus(QWidget* parent, Reference<MenuBar> bar, std::function<void()> update,
+                         std::function<void(const Reference<MenuItem>& item)> choose)
+    : bar(std::move(bar)),
+      widget(std::make_unique<QMenuBar>(parent)),
+      update(std::move(update)),
+      choose(std::move(choose))
 {
     // The menu bar is part of the window's layout, even if the desktop has a global menu bar.
     widget->setNativeMenuBar(false);
@@ -138,10 +141,10 @@ WindowMenus::~WindowMenus() = default;
 
 void WindowMenus::Follow()
 {
-    Window* target = &window;
+    // A handler may replace the menus while it runs.
     FollowMenu(
-        widget.get(), *bar, [target] { Guard([target] { target->UpdateMenus(); }); },
-        [target](const Reference<MenuItem>& item) { Guard([&] { target->ChooseMenuItem(item); }); });
+        widget.get(), *bar, [update = update] { Guard(update); },
+        [choose = choose](const Reference<MenuItem>& item) { Guard([&] { choose(item); }); });
 }
 
 bool WindowMenus::HasShortcut(const QKeyEvent& key) const

@@ -3,6 +3,7 @@
 
 #include "framework/Menu.h"
 
+#include <functional>
 #include <memory>
 
 class QKeyEvent;
@@ -11,13 +12,13 @@ class QWidget;
 
 namespace framework {
 
-class Window;
-
 /// The menu bar of a window, which shows the items of the application's menu bar.
 class WindowMenus {
 public:
-    /// Creates the menu bar widget in `parent`. `window` must outlive the object.
-    WindowMenus(Window& window, QWidget* parent, Reference<MenuBar> bar);
+    /// Creates the menu bar widget in `parent`. `update` is called before a menu shows, to bring the items of `bar` up
+    /// to date; `choose` is called for each item that the user chooses.
+    WindowMenus(QWidget* parent, Reference<MenuBar> bar, std::function<void()> update,
+                std::function<void(const Reference<MenuItem>& item)> choose);
     ~WindowMenus();
 
     QMenuBar* Bar() const { return widget.get(); } ///< the widget, owned by this object
@@ -31,7 +32,8 @@ public:
 private:
     Reference<MenuBar> bar;
     std::unique_ptr<QMenuBar> widget;
-    Window& window;
+    std::function<void()> update;
+    std::function<void(const Reference<MenuItem>& item)> choose;
 };
 
 } // namespace framework

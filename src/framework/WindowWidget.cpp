@@ -50,7 +50,9 @@ void WindowWidget::RebuildMenus()
     const auto bar = application ? application->MenuBar() : nullptr;
     menus.reset();
     if (bar && owner.MenuBarVisible) {
-        menus = std::make_unique<WindowMenus>(owner, this, bar);
+        menus = std::make_unique<WindowMenus>(
+            this, bar, [this] { owner.UpdateMenus(); },
+            [this](const Reference<MenuItem>& item) { owner.ChooseMenuItem(item); });
         menus->Bar()->show();
     }
     ApplyLimits();
