@@ -8,7 +8,7 @@
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/compression/FrameCompressor.h"
-#include "platform/memory/FixedPoint.h"
+#include "platform/movies/Movies.h"
 #include "platform/sound/SoundFormatConversion.h"
 
 #include <algorithm>
@@ -19,12 +19,10 @@ namespace {
 
 using namespace platform;
 
-constexpr FourCharCode kCreator = CodeOf("TVOD");
-constexpr FourCharCode kTimecodeType = CodeOf("tmcd");
 constexpr int32_t kVideoScale = 30'000;
-constexpr int32_t kMovieScale = 600;
+constexpr int32_t kFrameWidth = 720;
 constexpr int16_t kFullVolume = 256;
-constexpr Fixed kNormalRate = 0x10000;
+constexpr int32_t kTrackEnd = -1;
 // So many frames without a timecode may lie in a run: one that is damaged does not end it.
 constexpr int64_t kFramesWithoutTimecode = 25;
 
@@ -38,53 +36,16 @@ std::span<const uint8_t> BytesOf(std::span<const int16_t> samples)
 std::unique_ptr<TapeMovie> TapeMovie::Create(const std::string& path, bool isPal, Result& result)
 {
     std::unique_ptr<TapeMovie> made(new TapeMovie(isPal));
-    result = made->CreateFile(path);
+    result = made->movie.Create(path);
+    if (result == noErr)
+        result = made->movie.AddTrack(made->video, kVideoMediaType, kVideoScale, kFrameWidth, made->FrameHeight(), 0);
     return result == noErr ? std::move(made) : nullptr;
-}
-
-TapeMovie::~TapeMovie()
-{
-    if (handler != 0)
-        CloseMovieStorage(handler);
-    if (movie != 0)
-        DisposeMovie(movie);
-    for (const Line* line : {&video, &sound, &timecodes}) {
-        DisposeHandle(line->data);
-        DisposeHandle(line->record);
-    }
-}
-
-Result TapeMovie::CreateFile(const std::string& path)
-{
-    const OwnedBlock numbers(sizeof handler + sizeof movie);
-    const Handle reference = NewHandle(0);
-    SetHandleBytes(reference, {reinterpret_cast<const uint8_t*>(path.data()), path.size()});
-    const Address movieNumber = numbers.Get() + static_cast<Address>(sizeof handler);
-    const Result result = CreateMovieStorage(reference, CodeOf("alis"), kCreator, 0, createMovieFileDeleteCurFile,
-                                             numbers.Get(), movieNumber);
-    DisposeHandle(reference);
-    if (result != noErr)
-        return result;
-    handler = Peek<DataHandler>(numbers.Get());
-    movie = Peek<Movie>(movieNumber);
-    return MakeLine(video, kVideoMediaType, kVideoScale, true);
-}
-
-Result TapeMovie::MakeLine(Line& line, FourCharCode type, int32_t scale, bool isPicture)
-{
-    line.track = NewMovieTrack(movie, Long2Fix(isPicture ? 720 : 0), Long2Fix(isPicture ? isPal ? 576 : 480 : 0),
-                               type == kSoundMediaType ? kFullVolume : 0);
-    line.media = NewTrackMedia(line.track, type, scale, 0, 0);
-    line.data = NewHandle(0);
-    line.record = NewHandle(0);
-    return line.media == 0 ? invalidMedia : BeginMediaEdits(line.media);
 }
 
 Result TapeMovie::Keep(Result result)
 {
-    if (firstFailure == noErr)
-        firstFailure = result;
-    return firstFailure;
+    movie.Keep(result);
+    return Failure();
 }
 
 int64_t TapeMovie::TimeOf(int64_t frame) const
@@ -99,41 +60,39 @@ Result TapeMovie::Add(std::span<const uint8_t> frame, const DvSound& frameSound,
     if (length == 0)
         lostBefore = 0; // they belong to no movie
     if (AddPending(lostBefore) != noErr)
-        return firstFailure;
+        return Failure();
     length += lostBefore;
     NoteTimecode(timecode);
     AddSound(frameSound, lostBefore);
-    Keep(SetHandleBytes(video.data, frame));
-    if (!video.described) {
-        const ImageDescription image =
-            DescriptionOfPassThrough(CodeOf(isPal ? "dvcp" : "dvc "), 720, isPal ? 576 : 480);
-        Keep(SetHandleBytes(video.record, RecordOf(image)));
-        video.described = true;
-    }
-    framePending = true;
+    if (videoDescription.empty())
+        videoDescription =
+            RecordOf(DescriptionOfPassThrough(CodeOf(isPal ? "dvcp" : "dvc "), kFrameWidth, FrameHeight()));
+    pending.assign(frame.begin(), frame.end());
     ++length;
-    return firstFailure;
+    return Failure();
 }
 
 // Adds the newest frame, once it is known how many lost ones follow it.
 Result TapeMovie::AddPending(uint32_t lostAfter)
 {
-    if (!framePending || firstFailure != noErr)
-        return firstFailure;
-    framePending = false;
+    if (pending.empty() || Failure() != noErr)
+        return Failure();
     const auto duration = static_cast<int32_t>(int64_t{FrameUnits()} * (1 + std::min<uint32_t>(lostAfter, 1'000'000)));
-    return Keep(AddMediaSample(video.media, video.data, 0, GetHandleSize(video.data), duration, video.record, 1, 0, 0));
+    Keep(video->AddSamples({.bytes = pending, .description = videoDescription, .durationPerSample = duration}));
+    pending.clear();
+    return Failure();
 }
 
 Result TapeMovie::AddSound(const DvSound& frameSound, uint32_t lostBefore)
 {
     if (frameSound.samples.empty() && soundRate == 0)
-        return firstFailure;
+        return Failure();
     if (soundRate == 0) {
         soundRate = frameSound.sampleRate;
-        Keep(MakeLine(sound, kSoundMediaType, static_cast<int32_t>(std::lround(soundRate)), false));
+        const auto scale = static_cast<int32_t>(std::lround(soundRate));
+        Keep(movie.AddTrack(sound, kSoundMediaType, scale, 0, 0, kFullVolume));
         const SoundDescription record = DescribeSound({}, soundRate, 2);
-        Keep(SetHandleBytes(sound.record, record));
+        soundDescription.assign(record.begin(), record.end());
         AddSilence(0, length);
     } else {
         AddSilence(length - lostBefore, length);
@@ -153,7 +112,7 @@ Result TapeMovie::AddSilence(int64_t fromFrame, int64_t toFrame)
         silence.assign(2 * static_cast<size_t>(samplesBefore(end) - samplesBefore(frame)), 0);
         AddSamples(silence, frame);
     }
-    return firstFailure;
+    return Failure();
 }
 
 Result TapeMovie::AddSamples(std::span<const int16_t> samples, int64_t frame)
@@ -162,49 +121,45 @@ Result TapeMovie::AddSamples(std::span<const int16_t> samples, int64_t frame)
                                            .format = {.sampleRate = soundRate, .channels = 2, .sampleSize = 16},
                                            .captureTime = TimeOf(frame)});
     const auto count = static_cast<int32_t>(line.bytes.size() / 4);
-    if (count == 0 || firstFailure != noErr)
-        return firstFailure;
-    Keep(SetHandleBytes(sound.data, line.bytes));
-    return Keep(AddMediaSample(sound.media, sound.data, 0, count * 4, 1, sound.record, count, 0, 0));
+    if (count == 0 || Failure() != noErr)
+        return Failure();
+    return Keep(sound->AddSamples({.bytes = line.bytes, .description = soundDescription, .count = count}));
 }
 
 // A frame whose timecode can't be read goes on with the run that it lies in.
 Result TapeMovie::NoteTimecode(const std::optional<TapeTimecode>& timecode)
 {
     if (!timecode)
-        return run && length - run->known >= kFramesWithoutTimecode ? EndTimecodeRun() : firstFailure;
+        return run && length - run->known >= kFramesWithoutTimecode ? EndTimecodeRun() : Failure();
     const int32_t number = FrameNumberOf(*timecode, isPal);
     if (run && (number != run->number + (length - run->start) || timecode->dropFrame != run->dropFrame))
         EndTimecodeRun();
     if (!run)
         run = TimecodeRun{length, number, length, timecode->dropFrame};
     run->known = length + 1;
-    return firstFailure;
+    return Failure();
 }
 
 Result TapeMovie::EndTimecodeRun()
 {
-    if (!run || firstFailure != noErr)
-        return firstFailure;
-    if (timecodes.media == 0)
-        Keep(MakeLine(timecodes, kTimecodeType, kVideoScale, false));
-    Keep(SetHandleBytes(timecodes.record,
-                        MakeTimecodeDescription(kVideoScale, FrameUnits(), isPal ? 25 : 30, run->dropFrame)));
+    if (!run || Failure() != noErr)
+        return Failure();
+    if (!timecodes && Keep(movie.AddTrack(timecodes, kTimecodeMediaType, kVideoScale, 0, 0, 0)) != noErr)
+        return Failure();
     const auto number = static_cast<uint32_t>(run->number);
     const uint8_t bytes[] = {static_cast<uint8_t>(number >> 24), static_cast<uint8_t>(number >> 16),
                              static_cast<uint8_t>(number >> 8), static_cast<uint8_t>(number)};
-    Keep(SetHandleBytes(timecodes.data, bytes));
     const auto duration = static_cast<int32_t>((run->known - run->start) * FrameUnits());
-    Keep(AddMediaSample(timecodes.media, timecodes.data, 0, sizeof bytes, duration, timecodes.record, 1, 0, 0));
+    const auto description = MakeTimecodeDescription(kVideoScale, FrameUnits(), isPal ? 25 : 30, run->dropFrame);
+    Keep(timecodes->AddSamples({.bytes = bytes, .description = description, .durationPerSample = duration}));
     // Lengths in the movie are rounded up: a run that follows at once goes to the end.
-    const auto place = static_cast<int32_t>(run->start * FrameUnits() * kMovieScale / kVideoScale);
-    Keep(
-        InsertMediaIntoTrack(timecodes.track, place > timecodePlace ? place : -1, timecodeTime, duration, kNormalRate));
+    const auto place = static_cast<int32_t>(run->start * FrameUnits() * kMovieTimeScale / kVideoScale);
+    Keep(timecodes->Insert(place > timecodePlace ? place : kTrackEnd, timecodeTime, duration));
     timecodePlace = std::max(place, timecodePlace) +
-                    static_cast<int32_t>((int64_t{duration} * kMovieScale + kVideoScale - 1) / kVideoScale);
+                    static_cast<int32_t>((int64_t{duration} * kMovieTimeScale + kVideoScale - 1) / kVideoScale);
     timecodeTime += duration;
     run.reset();
-    return firstFailure;
+    return Failure();
 }
 
 Result TapeMovie::Finish(std::optional<TapeTime> recorded)
@@ -212,17 +167,11 @@ Result TapeMovie::Finish(std::optional<TapeTime> recorded)
     AddPending(0);
     EndTimecodeRun();
     if (recorded)
-        SetMovieRecordingDate(movie, TextOf(*recorded, 'T'));
-    for (const Line* line : {&video, &sound, &timecodes})
-        if (line->media != 0)
-            Keep(EndMediaEdits(line->media));
-    for (const Line* line : {&video, &sound})
-        if (line->media != 0)
-            Keep(InsertMediaIntoTrack(line->track, -1, 0, GetMediaDuration(line->media), kNormalRate));
-    Keep(AddMovieToStorage(movie, handler));
-    Keep(CloseMovieStorage(handler));
-    handler = 0;
-    return firstFailure;
+        movie.SetRecordingDate(TextOf(*recorded, 'T'));
+    for (const auto& track : {video, sound})
+        if (track)
+            Keep(track->InsertAll(kTrackEnd));
+    return movie.Finish();
 }
 
 } // namespace velmora

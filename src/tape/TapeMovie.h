@@ -3,7 +3,7 @@
 
 #include "platform/digitizer/dv/DvFrame.h"
 #include "platform/dv/DvPacks.h"
-#include "platform/movies/Movies.h"
+#include "platform/movies/MovieBuilder.h"
 #include "platform/sound/DriftCorrection.h"
 
 #include <memory>
@@ -21,9 +21,6 @@ class TapeMovie {
 public:
     /// Creates the file; one of that name is replaced. Null, with the reason in `result`, when that fails.
     static std::unique_ptr<TapeMovie> Create(const std::string& path, bool isPal, platform::Result& result);
-    ~TapeMovie();
-    TapeMovie(const TapeMovie&) = delete;
-    TapeMovie& operator=(const TapeMovie&) = delete;
 
     /// Adds a frame, behind so many lost ones. `sound` is that of the frame; empty for a frame without.
     platform::Result Add(std::span<const uint8_t> frame, const platform::DvSound& sound,
@@ -36,15 +33,6 @@ public:
     int64_t Length() const { return length; }
 
 private:
-    /// A track on its way into the file.
-    struct Line {
-        platform::Track track = 0;
-        platform::Media media = 0;
-        platform::Handle data = 0;
-        platform::Handle record = 0;
-        bool described = false;
-    };
-
     /// Frames whose timecode goes on evenly.
     struct TimecodeRun {
         int64_t start = 0; ///< place in the movie, in frames
@@ -54,8 +42,7 @@ private:
     };
 
     explicit TapeMovie(bool isPalTape) : isPal(isPalTape) {}
-    platform::Result CreateFile(const std::string& path);
-    platform::Result MakeLine(Line& line, platform::FourCharCode type, int32_t scale, bool isPicture);
+    int32_t FrameHeight() const { return isPal ? 576 : 480; }
     platform::Result AddPending(uint32_t lostAfter);
     platform::Result AddSound(const platform::DvSound& sound, uint32_t lostBefore);
     platform::Result AddSilence(int64_t fromFrame, int64_t toFrame);
@@ -63,22 +50,25 @@ private:
     platform::Result NoteTimecode(const std::optional<platform::TapeTimecode>& timecode);
     platform::Result EndTimecodeRun();
     platform::Result Keep(platform::Result result);
+    platform::Result Failure() const { return movie.Failure(); }
     int64_t TimeOf(int64_t frame) const; ///< nanoseconds
     int32_t FrameUnits() const { return isPal ? 1200 : 1001; }
 
     const bool isPal;
-    platform::Movie movie = 0;
-    platform::DataHandler handler = 0;
-    Line video, sound, timecodes;
+    platform::MovieBuilder movie;
+    std::shared_ptr<platform::MovieTrack> video;
+    std::shared_ptr<platform::MovieTrack> sound;     ///< made with the first sound
+    std::shared_ptr<platform::MovieTrack> timecodes; ///< made with the first timecode
+    std::vector<uint8_t> videoDescription;
+    std::vector<uint8_t> soundDescription;
     double soundRate = 0; ///< 0 as long as no sound has come
     platform::DriftCorrection clock;
     std::vector<int16_t> silence;
-    bool framePending = false;
+    std::vector<uint8_t> pending; ///< the newest frame, until it is known how many lost ones follow it
     int64_t length = 0;
     std::optional<TimecodeRun> run;
     int32_t timecodeTime = 0;  ///< of its media, in units
     int32_t timecodePlace = 0; ///< end of its track, in the movie's units
-    platform::Result firstFailure = platform::noErr;
 };
 
 } // namespace velmora

@@ -87,7 +87,7 @@ private:
     std::string reason;
     bool begun = false;
     bool wasPlaying = false; ///< as far as the deck said
-    bool stopsDeck = false;  ///< it plays because it was told to here
+    bool stopsDeck = false;  ///< it plays because it was started here
     int64_t nextLook = 0;
     int64_t lastAnswer = 0; ///< of the deck, while it rewinds
     int64_t lastFrame = 0;  ///< when the last one was taken, or the wait for the first one began

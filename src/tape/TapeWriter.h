@@ -16,7 +16,7 @@ namespace velmora {
 /// What to write of a tape.
 struct TapeOutputs {
     /// The path of movie number `number` (from 1 on), of a recording made at that time: seconds since 1970 by the clock
-    /// of the camera, or now where the tape does not tell. Nothing: no movies.
+    /// of the camera, or now where the tape does not say. Nothing: no movies.
     std::function<std::string(int number, platform::TapeTime recorded)> movieName = {};
     bool splitRecordings = false; ///< a movie for each recording
     std::string dvFile = {};      ///< the frames as they come, one behind the other; empty: none

@@ -10,7 +10,6 @@
 #include "platform/grabber/DirectRecording.h"
 
 #include "platform/clock/MonotonicClock.h"
-#include "platform/movies/CaptureInHand.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,12 +18,10 @@
 namespace platform {
 namespace {
 
-constexpr FourCharCode kCreator = CodeOf("TVOD");
-constexpr int32_t kMovieScale = 600;       // of the places of tracks in the movie
 constexpr int32_t kStandardFrameRate = 30; // of a movie with a single frame
 constexpr int32_t kStandardSoundScale = 44100;
 constexpr int16_t kFullVolume = 256;
-constexpr Fixed kNormalRate = 0x10000;
+constexpr int32_t kTrackEnd = -1;
 constexpr int64_t kPatienceForPictures = 2 * kNanosecondsPerSecond;
 
 int64_t UnitsOf(int64_t nanoseconds, int64_t scale)
@@ -37,21 +34,9 @@ int64_t UnitsOf(int64_t nanoseconds, int64_t scale)
 
 std::unique_ptr<DirectRecording> DirectRecording::Begin(const Plan& plan, Result& result)
 {
-    std::unique_ptr<DirectRecording> recording(new DirectRecording);
+    auto recording = std::make_unique<DirectRecording>();
     result = recording->Create(plan);
     return result == noErr ? std::move(recording) : nullptr;
-}
-
-DirectRecording::~DirectRecording()
-{
-    if (handler != 0)
-        CloseMovieStorage(handler);
-    if (movie != 0)
-        DisposeMovie(movie);
-    for (const Line* line : {&video, &sound}) {
-        DisposeHandle(line->data);
-        DisposeHandle(line->record);
-    }
 }
 
 Result DirectRecording::Create(const Plan& plan)
@@ -62,43 +47,10 @@ Result DirectRecording::Create(const Plan& plan)
     withPictures = plan.withPictures;
     continues = plan.continues;
     videoScale = plan.videoScale;
-    const OwnedBlock numbers(sizeof handler + sizeof movie);
-    const Handle reference = NewHandle(0);
-    SetHandleBytes(reference, {reinterpret_cast<const uint8_t*>(plan.path.data()), plan.path.size()});
-    const Result result = CreateMovieStorage(reference, CodeOf("alis"), kCreator, 0, createMovieFileDeleteCurFile,
-                                             numbers.Get(), numbers.Get() + static_cast<Address>(sizeof handler));
-    DisposeHandle(reference);
-    if (result != noErr)
-        return result;
-    handler = Peek<DataHandler>(numbers.Get());
-    movie = Peek<Movie>(numbers.Get() + static_cast<Address>(sizeof handler));
     soundScale = plan.soundScale > 0 ? plan.soundScale : kStandardSoundScale;
-    return MakeLine(video, kVideoMediaType, videoScale, plan.width, plan.height);
-}
-
-Result DirectRecording::MakeLine(Line& line, FourCharCode type, int32_t scale, int32_t width, int32_t height)
-{
-    line.track = NewMovieTrack(movie, Long2Fix(width), Long2Fix(height), kFullVolume);
-    line.media = NewTrackMedia(line.track, type, scale, 0, 0);
-    line.data = NewHandle(0);
-    line.record = NewHandle(0);
-    return line.media == 0 ? invalidMedia : BeginMediaEdits(line.media);
-}
-
-Result DirectRecording::Keep(Result result)
-{
-    if (firstFailure == noErr)
-        firstFailure = result;
-    return result;
-}
-
-void DirectRecording::Fill(Line& line, std::span<const uint8_t> bytes, const SharedDescription& description)
-{
-    SetHandleBytes(line.data, bytes);
-    if (line.description == description)
-        return;
-    SetHandleBytes(line.record, description->record);
-    line.description = description;
+    if (const Result result = movie.Create(plan.path); result != noErr)
+        return result;
+    return movie.AddTrack(video, kVideoMediaType, videoScale, plan.width, plan.height, kFullVolume);
 }
 
 int64_t DirectRecording::VideoUnits(int64_t nanoseconds) const
@@ -109,88 +61,90 @@ int64_t DirectRecording::VideoUnits(int64_t nanoseconds) const
 Result DirectRecording::AddFrame(const Sample& frame)
 {
     // A disk that is full stays full: what was written before is the movie.
-    if (firstFailure != noErr)
+    if (movie.Failure() != noErr)
         return noErr;
-    if (!video.start)
-        video.start = frame.captureTime;
+    if (!videoStart)
+        videoStart = frame.captureTime;
     const Result result = EndFrameAt(frame.captureTime);
-    Fill(video, frame.data.Bytes(), frame.description);
-    pendingTime = frame.captureTime;
-    framePending = true;
-    return Keep(result);
+    pending = {frame.data, frame.description, frame.captureTime};
+    return result;
 }
 
 Result DirectRecording::EndFrameAt(int64_t captureTime)
 {
-    if (!framePending || firstFailure != noErr)
+    if (!pending || movie.Failure() != noErr)
         return noErr;
-    const int64_t units = VideoUnits(captureTime - *video.start) - VideoUnits(pendingTime - *video.start);
-    return Keep(AddPendingFrame(static_cast<int32_t>(std::clamp<int64_t>(units, 0, INT32_MAX))));
+    const int64_t units = VideoUnits(captureTime - *videoStart) - VideoUnits(pending->captureTime - *videoStart);
+    return movie.Keep(AddPendingFrame(static_cast<int32_t>(std::clamp<int64_t>(units, 0, INT32_MAX))));
 }
 
 Result DirectRecording::AddPendingFrame(int32_t duration)
 {
-    framePending = false;
+    const PendingFrame frame = *std::exchange(pending, std::nullopt);
     lastDuration = duration;
-    const CaptureInHand captured(kVideoMediaType, pendingTime);
-    return AddMediaSample(video.media, video.data, 0, GetHandleSize(video.data), duration, video.record, 1, 0, 0);
+    return video->AddSamples({.bytes = frame.data.Bytes(),
+                              .description = frame.description->record,
+                              .durationPerSample = duration,
+                              .captureTime = frame.captureTime});
+}
+
+// How much of a piece, in nanoseconds, lies before the first frame.
+int64_t DirectRecording::MissingBefore(const SoundStream::Piece& piece) const
+{
+    const bool isFirst = !soundStart && withPictures && !continues;
+    return isFirst && videoStart ? std::max<int64_t>(0, *videoStart - piece.captureTime) : 0;
 }
 
 Result DirectRecording::AddSound(const SoundStream::Piece& piece)
 {
-    if (firstFailure != noErr)
+    if (movie.Failure() != noErr)
         return noErr;
     if (!soundArrived)
         soundArrived = piece.captureTime;
-    int64_t early = 0;
-    if (!sound.start && withPictures && !continues) {
-        if (!video.start && piece.captureTime - *soundArrived < kPatienceForPictures)
-            return noErr;
-        if (video.start)
-            early = std::max<int64_t>(0, *video.start - piece.captureTime);
-    }
-    const auto skipped = static_cast<int32_t>(std::min<long>(
-        piece.frames, std::lround(static_cast<double>(early) * piece.description->sampleRate / kNanosecondsPerSecond)));
+    const bool waitsForPictures = !soundStart && withPictures && !continues && !videoStart;
+    if (waitsForPictures && piece.captureTime - *soundArrived < kPatienceForPictures)
+        return noErr;
+    const double rate = piece.description->sampleRate;
+    const int64_t early = MissingBefore(piece);
+    const auto skipped = static_cast<int32_t>(
+        std::min<long>(piece.frames, std::lround(static_cast<double>(early) * rate / kNanosecondsPerSecond)));
     const int32_t frames = piece.frames - skipped;
     if (frames == 0)
         return noErr;
-    if (!sound.start) {
-        sound.start = piece.captureTime + early;
-        // A tape tells its rate with its first sound.
-        soundScale = static_cast<int32_t>(std::lround(piece.description->sampleRate));
-        if (const Result made = Keep(MakeLine(sound, kSoundMediaType, soundScale)); made != noErr)
+    if (!soundStart) {
+        soundStart = piece.captureTime + early;
+        // The rate of a tape is known from its first sound.
+        soundScale = static_cast<int32_t>(std::lround(rate));
+        const Result made = movie.Keep(movie.AddTrack(sound, kSoundMediaType, soundScale, 0, 0, kFullVolume));
+        if (made != noErr)
             return made;
     }
     const int32_t frameBytes = piece.description->BytesPerFrame();
-    const CaptureInHand captured(kSoundMediaType,
-                                 piece.captureTime + std::llround(skipped * 1e9 / piece.description->sampleRate));
-    Fill(sound, BytesAt(piece.data + skipped * frameBytes, frames * frameBytes), piece.description);
-    return Keep(AddMediaSample(sound.media, sound.data, 0, GetHandleSize(sound.data), 1, sound.record, frames, 0, 0));
+    return movie.Keep(sound->AddSamples({.bytes = BytesAt(piece.data + skipped * frameBytes, frames * frameBytes),
+                                         .description = piece.description->record,
+                                         .count = frames,
+                                         .captureTime = piece.captureTime + std::llround(skipped * 1e9 / rate)}));
 }
 
-Result DirectRecording::Insert(const Line& line, int64_t origin)
+Result DirectRecording::Insert(MovieTrack& track, std::optional<int64_t> start)
 {
-    const int64_t late = line.start ? UnitsOf(*line.start - origin, kMovieScale) : 0;
+    const int64_t origin = std::min(videoStart.value_or(INT64_MAX), soundStart.value_or(INT64_MAX));
+    const int64_t late = start ? UnitsOf(*start - origin, kMovieTimeScale) : 0;
     // A quarter of a frame is no lateness, and a track that begins at the beginning needs no empty piece before it.
-    const int32_t place = late > kMovieScale / kStandardFrameRate / 4 ? static_cast<int32_t>(late) : -1;
-    return InsertMediaIntoTrack(line.track, place, 0, GetMediaDuration(line.media), kNormalRate);
+    const bool isLate = late > kMovieTimeScale / kStandardFrameRate / 4;
+    return track.InsertAll(isLate ? static_cast<int32_t>(late) : kTrackEnd);
 }
 
 Result DirectRecording::Finish()
 {
-    if (framePending && firstFailure == noErr)
-        Keep(AddPendingFrame(lastDuration > 0 ? lastDuration : videoScale / kStandardFrameRate));
-    if (!sound.start)
-        Keep(MakeLine(sound, kSoundMediaType, soundScale));
-    const int64_t origin = std::min(video.start.value_or(INT64_MAX), sound.start.value_or(INT64_MAX));
-    for (const Line* line : {&video, &sound}) {
-        Keep(EndMediaEdits(line->media));
-        Keep(Insert(*line, origin));
-    }
-    Keep(AddMovieToStorage(movie, handler));
-    Keep(CloseMovieStorage(handler));
-    handler = 0;
-    return firstFailure;
+    if (pending && movie.Failure() == noErr)
+        movie.Keep(AddPendingFrame(lastDuration > 0 ? lastDuration : videoScale / kStandardFrameRate));
+    if (!sound)
+        movie.Keep(movie.AddTrack(sound, kSoundMediaType, soundScale, 0, 0, kFullVolume));
+    movie.Keep(Insert(*video, videoStart));
+    if (sound)
+        movie.Keep(Insert(*sound, soundStart));
+    return movie.Finish();
 }
 
 } // namespace platform

@@ -4,7 +4,7 @@
 #include "platform/grabber/Bounds.h"
 #include "platform/grabber/Sample.h"
 #include "platform/grabber/SoundStream.h"
-#include "platform/movies/Movies.h"
+#include "platform/movies/MovieBuilder.h"
 
 #include <memory>
 #include <optional>
@@ -29,54 +29,49 @@ public:
 
     /// Creates the file with its two tracks. Null, and the reason in `result`, when that fails.
     static std::unique_ptr<DirectRecording> Begin(const Plan& plan, Result& result);
-    ~DirectRecording();
-    DirectRecording(const DirectRecording&) = delete;
-    DirectRecording& operator=(const DirectRecording&) = delete;
 
+    /// Takes a frame. It is written when its duration is known, by the next one or by `EndFrameAt`; its bytes are
+    /// shared until then. Nothing is written after the first failure.
     Result AddFrame(const Sample& frame);
+
+    /// Writes a piece of sound, without what lies before the first frame.
     Result AddSound(const SoundStream::Piece& piece);
 
-    /// Gives the newest frame its end, where no other frame of this file tells it.
+    /// Ends the newest frame at a time, where no other frame of this file does.
     Result EndFrameAt(int64_t captureTime);
 
-    bool GetStatus(MovieStorageStatus& status) const { return GetMovieStorageStatus(handler, status); }
+    /// The status of the file; false when it is closed.
+    bool GetStatus(MovieStorageStatus& status) const { return movie.GetStatus(status); }
 
     /// Completes the file. The first failure since the beginning, if there was any.
     Result Finish();
 
 private:
-    /// One track on its way into the file.
-    struct Line {
-        Track track = 0;
-        Media media = 0;
-        Handle data = 0;
-        Handle record = 0;
+    /// A frame whose end is not known yet.
+    struct PendingFrame {
+        SampleData data;
         SharedDescription description;
-        std::optional<int64_t> start; ///< capture time of its first sample
+        int64_t captureTime = 0;
     };
 
-    DirectRecording() = default;
     Result Create(const Plan& plan);
-    Result MakeLine(Line& line, FourCharCode type, int32_t scale, int32_t width = 0, int32_t height = 0);
-    void Fill(Line& line, std::span<const uint8_t> bytes, const SharedDescription& description);
     Result AddPendingFrame(int32_t duration);
-    Result Keep(Result result);
-    Result Insert(const Line& line, int64_t origin);
+    int64_t MissingBefore(const SoundStream::Piece& piece) const;
+    Result Insert(MovieTrack& track, std::optional<int64_t> start);
     int64_t VideoUnits(int64_t nanoseconds) const;
 
-    Movie movie = 0;
-    DataHandler handler = 0;
-    Line video;
-    Line sound; ///< made with the first sound, which tells its rate
+    MovieBuilder movie;
+    std::shared_ptr<MovieTrack> video;
+    std::shared_ptr<MovieTrack> sound; ///< made with the first sound, when its rate is known
     int32_t videoScale = 600;
     int32_t soundScale = 0;
     bool withPictures = true;
     bool continues = false;
-    std::optional<int64_t> soundArrived; ///< capture time of the first sound, taken or not
-    bool framePending = false;           ///< the newest frame, whose end the next one tells
-    int64_t pendingTime = 0;             ///< its capture time
+    std::optional<int64_t> videoStart;   ///< capture time of the first frame
+    std::optional<int64_t> soundStart;   ///< capture time of the first sound written
+    std::optional<int64_t> soundArrived; ///< capture time of the first sound, written or not
+    std::optional<PendingFrame> pending;
     int32_t lastDuration = 0;
-    Result firstFailure = noErr;
 };
 
 } // namespace platform

@@ -75,7 +75,7 @@ private:
     size_t start;
 };
 
-/// Reads what a `ByteWriter` wrote. Past the end everything is 0 and `Failed` tells it.
+/// Reads what a `ByteWriter` wrote. Past the end everything is 0 and `Failed` is true.
 class ByteReader {
 public:
     explicit ByteReader(std::span<const uint8_t> source) : bytes(source) {}

@@ -10,7 +10,7 @@
 namespace platform {
 namespace {
 
-constexpr uint64_t kMostDescriptions = 4096;
+constexpr uint64_t kMaxDescriptions = 4096;
 constexpr int64_t kLatest = int64_t{1} << 60; // of a clock in nanoseconds: 36 years
 
 } // namespace
@@ -60,7 +60,7 @@ bool JournalReplay::ReadDescriptions(ByteReader& bytes, TrackContents& track)
 {
     const uint64_t first = bytes.Number();
     const uint64_t count = bytes.Number();
-    if (bytes.Failed() || first > kMostDescriptions || count > kMostDescriptions)
+    if (bytes.Failed() || first > kMaxDescriptions || count > kMaxDescriptions)
         return false;
     for (uint64_t i = first; i < first + count; ++i) {
         const auto description = bytes.Raw(bytes.Number());
@@ -78,7 +78,7 @@ void JournalReplay::AddRun(const SampleRun& run)
     TrackContents& track = movie.tracks[run.track];
     TrackState& state = states[run.track];
     const bool known = run.description < track.descriptions.size() && !track.descriptions[run.description].empty();
-    // A frame for which there was no room is told by the bytes of the one before.
+    // A frame for which there was no room repeats the bytes of the one before.
     const bool repeated = run.count == 1 && state.last && run.position == state.last->position;
     const bool plausible = run.count >= 1 && run.count <= run.size &&
                            run.position >= (repeated ? kFileHeadSize : std::max(dataEnd, kFileHeadSize)) &&

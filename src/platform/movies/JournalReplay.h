@@ -25,7 +25,7 @@ public:
 
 private:
     struct TrackState {
-        int64_t recordedTime = 0; // where the next sample stood in the recording
+        int64_t recordedTime = 0; // time of the next sample in the recording
         int64_t firstTime = 0;    // where the first one did
         std::optional<SampleRun> last;
         std::optional<int64_t> captureOffset; // of the recording's time 0

@@ -9,7 +9,13 @@
 //
 // The writing thread writes as soon as a chunk is full, or a fifth of a second after data came. A second thread asks
 // the disk to make durable what was written: that can take long on a busy disk, and writing goes on meanwhile.
-// Corrections to what is written already wait beside the stream for the bytes that they speak of.
+//
+// Corrections (the header of a fragment, over the box that replaced it) refer to bytes of the stream. The system
+// writes its cache to the disk in any order, so after a power failure a header could be there without its samples. A
+// correction therefore waits beside the stream until a sync has made durable what it refers to, and becomes durable
+// itself with the sync of the next one, or at the end. That takes as many syncs as without the order and delays
+// nothing: appending and writing never wait for a correction. The price is that after a power failure plain readers may
+// miss one fragment more; the journal behind each fragment is part of the stream, so recovery does not.
 //
 // The first failure of either thread ends the writing. What waits is dropped, since bytes behind a gap are of no use,
 // and every later call gets the failure.
@@ -57,6 +63,7 @@ MediaDataWriter::MediaDataWriter(std::unique_ptr<OutputFile> outputFile, int64_t
       end(position),
       roomEnd(file->KeepRoom(position)),
       writtenEnd(position),
+      syncedEnd(position),
       writer([this] { WriterLoop(); }),
       syncer([this] { SyncLoop(); })
 {
@@ -104,6 +111,8 @@ void MediaDataWriter::Overwrite(std::span<const uint8_t> bytes, int64_t position
     const std::lock_guard lock(mutex);
     corrections.push_back({end, position, {bytes.begin(), bytes.end()}});
     dataWaits.notify_one();
+    if (IsSyncDue())
+        syncWanted.notify_one();
 }
 
 void MediaDataWriter::Finish(std::span<const uint8_t> bytes, int64_t position)
@@ -154,22 +163,11 @@ MediaDataWriter::Chunk MediaDataWriter::TakeFreeChunk()
     return chunk;
 }
 
-// A request that is not met yet keeps its place: where requests come faster than data is written, one that moved on
-// with each of them would never be met.
-void MediaDataWriter::RequestSync()
-{
-    const std::lock_guard lock(mutex);
-    lastRequest = end;
-    if (syncTarget <= syncedEnd)
-        syncTarget = lastRequest;
-    if (IsSyncDue())
-        syncWanted.notify_one();
-}
-
+// Asked for by the first correction that waits: where they come faster than syncs return, one sync serves several.
 bool MediaDataWriter::IsSyncDue() const
 {
-    return syncTarget > syncedEnd && writtenEnd >= syncTarget &&
-           (corrections.empty() || corrections.front().after > syncTarget);
+    return failure == noErr && !corrections.empty() && corrections.front().after > syncedEnd &&
+           corrections.front().after <= writtenEnd;
 }
 
 Result MediaDataWriter::Flush()
@@ -205,9 +203,10 @@ bool MediaDataWriter::IsChunkFull() const
     return !queue.empty() && queue.front().filled == kChunkSize;
 }
 
+// At the destruction no more syncs come.
 bool MediaDataWriter::IsCorrectionDue() const
 {
-    return !corrections.empty() && corrections.front().after <= writtenEnd;
+    return !corrections.empty() && corrections.front().after <= (stopping ? writtenEnd : syncedEnd);
 }
 
 bool MediaDataWriter::IsLastDue() const
@@ -239,7 +238,10 @@ void MediaDataWriter::WriterLoop()
 
 void MediaDataWriter::WriteChunk(std::unique_lock<std::mutex>& lock)
 {
-    const auto isUrgent = [&] { return IsChunkFull() || hurry || stopping || last || !corrections.empty(); };
+    const auto isUrgent = [&] {
+        return IsChunkFull() || hurry || stopping || last ||
+               (!corrections.empty() && corrections.back().after > writtenEnd);
+    };
     dataWaits.wait_for(lock, kLongestWait, isUrgent);
     // The bytes stay where they are: the recording thread only adds behind them.
     const Chunk& chunk = queue.front();
@@ -251,7 +253,7 @@ void MediaDataWriter::WriteChunk(std::unique_lock<std::mutex>& lock)
     const Result result = file->Write(bytes, position);
     lock.lock();
     roomEnd = room;
-    Keep(result);
+    KeepFailure(result);
     if (result == noErr)
         NoteWritten(bytes.size());
 }
@@ -264,7 +266,7 @@ void MediaDataWriter::WriteCorrections(std::unique_lock<std::mutex>& lock)
         const Result result = file->Write(next.bytes, next.position);
         lock.lock();
         corrections.pop_front();
-        Keep(result);
+        KeepFailure(result);
     }
     if (IsSyncDue())
         syncWanted.notify_one();
@@ -280,12 +282,12 @@ void MediaDataWriter::WriteLast(std::unique_lock<std::mutex>& lock)
         result = file->Sync();
     file->ReleaseRoom();
     lock.lock();
-    Keep(result);
+    KeepFailure(result);
     finished = true;
     finishDone.notify_all();
 }
 
-void MediaDataWriter::Keep(Result result)
+void MediaDataWriter::KeepFailure(Result result)
 {
     if (failure == noErr)
         failure = result;
@@ -320,13 +322,11 @@ void MediaDataWriter::SyncLoop()
         lock.unlock();
         const Result result = file->Sync();
         lock.lock();
-        syncedEnd = target;
-        syncTarget = std::max(syncTarget, lastRequest);
-        if (result != noErr) {
-            Keep(result);
-            dataWaits.notify_one();
-            roomMade.notify_all();
-        }
+        KeepFailure(result);
+        if (result == noErr)
+            syncedEnd = target;
+        dataWaits.notify_one();
+        roomMade.notify_all();
     }
 }
 

@@ -35,11 +35,9 @@ public:
     /// has caught up.
     bool WaitForRoom(int64_t size, int64_t beyondLimit = 0);
 
-    /// Writes bytes over those at `position`, once all that was appended before is written. At most one page of memory.
+    /// Writes bytes over those at `position`, once all that was appended before survives a power failure: what is
+    /// written there may refer to it. Returns at once; the sync is requested here. At most one page of memory.
     void Overwrite(std::span<const uint8_t> bytes, int64_t position);
-
-    /// Asks that all that was given so far survives a failure of power, soon: comes back at once.
-    void RequestSync();
 
     /// Waits until all bytes are with the system.
     Result Flush();
@@ -82,7 +80,7 @@ private:
         size_t written = 0;
     };
     struct Correction {
-        int64_t after; // what has to be written before
+        int64_t after; // what has to be durable before
         int64_t position;
         std::vector<uint8_t> bytes;
     };
@@ -92,7 +90,7 @@ private:
     void WriteChunk(std::unique_lock<std::mutex>& lock);
     void WriteCorrections(std::unique_lock<std::mutex>& lock);
     void WriteLast(std::unique_lock<std::mutex>& lock);
-    void Keep(Result result);
+    void KeepFailure(Result result);
     void AddToChunks(std::span<const uint8_t> bytes);
     Chunk TakeFreeChunk();
     void NoteWritten(size_t bytes);
@@ -119,9 +117,7 @@ private:
     int64_t roomEnd = INT64_MAX;
     int64_t waiting = 0;
     int64_t writtenEnd;
-    int64_t syncTarget = 0; // what was appended before is to be made durable
-    int64_t lastRequest = 0;
-    int64_t syncedEnd = 0;
+    int64_t syncedEnd;    // what lies before is durable
     bool stalled = false; // much has been waiting for longer than a moment
     bool hurry = false;
     bool stopping = false;

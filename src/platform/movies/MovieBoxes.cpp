@@ -216,7 +216,7 @@ void PutMedia(ByteWriter& out, const TrackBox& track, const TablesWriter& putTab
     PutMediaInformation(out, track, putTables);
 }
 
-// "tref": the track that tells the timecode of these pictures.
+// "tref": the track with the timecode of these pictures.
 void PutTimecodeReference(ByteWriter& out, const TrackBox& track)
 {
     const auto& tracks = track.movie.tracks;

@@ -10,7 +10,7 @@
 
 namespace platform {
 
-/// What a box "trak" tells beside its sample tables.
+/// What a box "trak" holds besides its sample tables.
 struct TrackBox {
     const MovieContents& movie;
     size_t index;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "platform/movies/MovieFile.h"
+
 #include "platform/movies/ByteWriter.h"
-#include "platform/movies/MovieTables.h"
 #include "platform/movies/OutputFile.h"
 
 #include <array>

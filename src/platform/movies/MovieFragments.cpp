@@ -6,7 +6,7 @@
 //
 // Samples go to the file as they come. In front of those of a fragment place is kept, in which an "mdat" up to the end
 // of the file begins; once the fragment is whole, that is overwritten with its "moof" and the head of its own "mdat".
-// In the same way the initial header is overwritten with each fragment: it tells how long the movie is by now, and
+// In the same way the initial header is overwritten with each fragment: it says how long the movie is by now, and
 // which descriptions there are. A track that never gets samples is not in the file. So every reader sees a whole movie
 // at each moment.
 //

@@ -44,10 +44,10 @@ public:
     /// Bytes in front of the samples.
     static constexpr size_t kHeadSize = 2048;
 
-    /// What stands there while the fragment grows: the head of an "mdat" that reaches to the end of the file.
+    /// What is there while the fragment grows: the head of an "mdat" that reaches to the end of the file.
     static std::vector<uint8_t> OpenHead();
 
-    /// Begins with the fragment whose head stands at `position`.
+    /// Begins with the fragment whose head is at `position`.
     void Begin(int64_t position);
 
     int64_t Position() const { return head; }

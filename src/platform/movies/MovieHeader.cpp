@@ -7,7 +7,7 @@
 // run-length form in which the file has them anyway; only sizes of single samples and chunk offsets take room for
 // each entry.
 //
-// Samples are counted in 32 bits, which uncompressed sound passes after a day. Its track is then told in larger
+// Samples are counted in 32 bits, which uncompressed sound passes after a day. Its track is then described in larger
 // samples, each of them one run: the bytes and times are the same.
 #include "platform/movies/MovieHeader.h"
 

@@ -8,7 +8,7 @@
 
 namespace platform {
 
-/// The box "moov" of a complete movie, which stands behind the media data. Tracks without samples are left out.
+/// The box "moov" of a complete movie, which follows the media data. Tracks without samples are left out.
 std::vector<uint8_t> MovieHeader(const MovieContents& movie);
 
 /// No header of this movie takes more bytes. Cheap enough to be asked for with each sample.

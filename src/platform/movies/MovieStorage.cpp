@@ -11,6 +11,7 @@
 #include "platform/movies/MovieStorage.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/compression/KeyFrames.h"
 #include "platform/log/Log.h"
 #include "platform/movies/MovieHeader.h"
 #include "platform/movies/SampleDescriptions.h"
@@ -42,10 +43,12 @@ Result MovieStorage::Create(const std::string& path, bool replace, FourCharCode 
     const int64_t wanted = kFileHeadSize + MovieHeaderRoom({});
     if (result == noErr && file->KeepRoom(wanted) < wanted)
         result = dskFulErr;
-    if (result == noErr)
+    if (result == noErr) {
         storage = std::make_shared<MovieStorage>(std::move(file), path, creator);
-    else
+        RequestKeyFrame(); // for the movie to begin with
+    } else {
         unlink(path.c_str());
+    }
     moviesLog.Info(path, ": created, result ", result);
     return result;
 }
@@ -124,7 +127,7 @@ void MovieStorage::NoteSamples(const SampleRun& run, std::optional<int64_t> capt
     state.last = run;
 }
 
-// A fragment tells a buffer of uncompressed sound as one sample.
+// In a fragment a buffer of uncompressed sound is one sample.
 SampleRun MovieStorage::InFragment(const SampleRun& run) const
 {
     return IsUncompressedSound(contents.tracks[run.track], run.description) ? RunAsOneSample(run) : run;
@@ -164,7 +167,6 @@ void MovieStorage::EndFragment()
     const int64_t position = fragment.Position();
     writer->Append(journal.MakeBox(contents, dataEnd));
     writer->Overwrite(fragment.End(dataEnd, announced), position);
-    writer->RequestSync();
     rate.Note(MonotonicNow(), writer->End());
 }
 

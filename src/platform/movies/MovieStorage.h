@@ -61,7 +61,7 @@ public:
     /// From now on `Close` doesn't wait for the end of the finishing.
     void GoOnInBackground() { inBackground = true; }
 
-    /// The finishing in the background has ended. A storage that was closed meanwhile now lets go of its file.
+    /// The finishing in the background has ended. A storage that was closed meanwhile now releases its file.
     void EndBackground();
 
     /// How the writing gets on, while the storage is open.

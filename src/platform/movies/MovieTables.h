@@ -1,46 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/files/UniqueFD.h"
-#include "platform/memory/FourCharCode.h"
-#include "platform/memory/ResultCodes.h"
+#include "platform/movies/MovieFile.h"
 
 #include <cstdint>
-#include <functional>
-#include <span>
 #include <string>
 #include <vector>
 
 namespace platform {
-
-/// A box of a movie file (ISO/IEC 14496-12, and QuickTime's atoms alike).
-struct FileBox {
-    FourCharCode type = 0;
-    int64_t start = 0;
-    int64_t content = 0; ///< where its content begins
-    int64_t end = 0;
-};
-
-/// The bytes of a movie file of any program, read only. Every access is checked against its size.
-class MovieFile {
-public:
-    /// `fnfErr` for no such file, `permErr` for one that may not be read, `invalidMovie` for one that is no regular
-    /// file.
-    Result Open(const std::string& path);
-
-    int64_t Size() const { return size; }
-
-    /// Reads as many bytes as the file has there, and tells how many.
-    size_t Read(int64_t position, std::span<uint8_t> bytes) const;
-
-    /// The boxes that follow one another from `start` to `end`. One that reaches beyond `end` is the last one, and
-    /// keeps its length; so is one whose length is none.
-    std::vector<FileBox> Boxes(int64_t start, int64_t end) const;
-
-private:
-    UniqueFD descriptor;
-    int64_t size = 0;
-};
 
 /// Samples that lie behind one another in the file: a chunk of a track, or a run of a fragment.
 struct SampleRange {
@@ -67,6 +34,7 @@ struct TrackTables {
     uint64_t headerTableTime = 0;    ///< sum of the durations in the header
     std::vector<std::string> faults; ///< what of its tables contradicts itself, a line each
 
+    /// Length of the media; 0 where its time scale is damaged.
     double Seconds() const { return timeScale == 0 ? 0 : static_cast<double>(duration) / timeScale; }
 };
 
@@ -79,7 +47,7 @@ struct MovieTables {
     std::vector<std::string> faults; ///< of the file, not of one track
 };
 
-/// Reads the tables of a movie. What is damaged is told in the faults, and the rest is read as far as that is possible.
+/// Reads the tables of a movie. Damage is reported in the faults, and the rest is read as far as possible.
 MovieTables ReadMovieTables(const MovieFile& file);
 
 } // namespace platform

@@ -140,8 +140,8 @@ int32_t GetMediaDuration(Media media);
 int32_t GetMediaTimeScale(Media media);
 
 /// Puts a piece of the media into the track: at the track's time `trackStart` (in the movie's units; -1: its end), from
-/// `mediaTime` on, for `mediaDuration` units, at `mediaRate`, which is `Fixed` 1.0. A length of 0 is well and puts
-/// nothing in; 2^31 - 1 from time 0 stands for the whole of a longer media.
+/// `mediaTime` on, for `mediaDuration` units, at `mediaRate`, which is `Fixed` 1.0. A length of 0 is valid and inserts
+/// nothing; 2^31 - 1 from time 0 means the whole of longer media.
 /// `invalidTime` or `invalidDuration` for a piece that the media doesn't hold.
 Result InsertMediaIntoTrack(Track track, int32_t trackStart, int32_t mediaTime, int32_t mediaDuration, Fixed mediaRate);
 

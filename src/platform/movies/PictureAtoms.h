@@ -18,7 +18,7 @@ struct PixelAspect {
 /// True for the codecs of DV tape in standard definition, whose frames say their shape themselves.
 bool IsTapeFormat(FourCharCode codec);
 
-/// Adds the atoms that tell players how pictures are shown to a description in its file form, those of them that are
+/// Adds the atoms that say how pictures are shown to a description in its file form, those of them that are
 /// known and not there yet: "pasp" (pixel aspect), "colr" of type "nclc" (colours) and "fiel" (fields), as the
 /// QuickTime file format defines them. `sample` is a frame of these.
 void AddPictureAtoms(const ImageDescription& description, std::span<const uint8_t> sample,

@@ -24,11 +24,11 @@ public:
     /// Why the file can't be written, or noErr.
     Result WriteFailure() const { return writeFailure; }
 
-    /// Reads as many of `bytes` as the file has at `position`, and tells how many.
+    /// Reads as many of `bytes` as the file has at `position`, and returns how many.
     size_t Read(int64_t position, std::span<uint8_t> bytes) const;
 
     /// Whether the file's first bytes are those of a recording of this system, but for a bit or two. A journal alone
-    /// doesn't tell that, as another file may have been written over a part of ours.
+    /// doesn't prove that, as another file may have been written over a part of ours.
     bool IsOurs() const;
 
     /// Whether the movie is complete: it says where its header is, and has it there, down to the last byte.

@@ -64,7 +64,7 @@ Result FileFormOfImage(std::span<const uint8_t> record, std::span<const uint8_t>
     return noErr;
 }
 
-// Samples of 24 bits are described in version 1, which tells how many bytes a sample and a frame take; its field for
+// Samples of 24 bits are described in version 1, which says how many bytes a sample and a frame take; its field for
 // the sample size says 16 for whatever is larger.
 void MakeVersion1(std::vector<uint8_t>& fileForm)
 {

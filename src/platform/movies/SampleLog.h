@@ -24,7 +24,7 @@ struct SampleRun {
     bool operator==(const SampleRun&) const = default;
 };
 
-/// The run told as one sample, which lasts as long as all of it: how frames of uncompressed sound are told where there
+/// The run as one sample, which lasts as long as all of it: how frames of uncompressed sound are counted where there
 /// are too many to be counted one by one.
 SampleRun RunAsOneSample(SampleRun run);
 

@@ -19,8 +19,9 @@ namespace {
 struct Disk {
     std::mutex mutex;
     Bytes content;
+    std::string order; // of what was done: 'a' bytes at the end, 'o' bytes over others, 's' a sync
     std::promise<void> stallEnds;
-    std::atomic<Result> syncResult = noErr;
+    int syncsThatWork = 1000;
     int64_t room = INT64_MAX;
     bool closed = false;
 };
@@ -34,12 +35,18 @@ public:
         if (stallEnds.valid())
             stallEnds.get();
         const std::lock_guard lock(disk.mutex);
+        disk.order += static_cast<size_t>(position) < disk.content.size() ? 'o' : 'a';
         disk.content.resize(std::max(disk.content.size(), static_cast<size_t>(position) + bytes.size()));
         std::ranges::copy(bytes, disk.content.begin() + position);
         return noErr;
     }
 
-    Result Sync() override { return disk.syncResult; }
+    Result Sync() override
+    {
+        const std::lock_guard lock(disk.mutex);
+        disk.order += 's';
+        return disk.syncsThatWork-- > 0 ? noErr : ioErr;
+    }
     int64_t KeepRoom(int64_t) override { return disk.room; }
     ~SimulatedFile() override { disk.closed = true; }
 
@@ -90,6 +97,37 @@ TEST(MediaDataWriter, TakesSamplesWhileTheDiskStalls)
     EXPECT_EQ(writer.Flush(), noErr);
     EXPECT_EQ(writer.Waiting(), 0);
     EXPECT_TRUE(disk.content == all);
+}
+
+// What is written over earlier bytes refers to the stream, which a power failure must not leave behind it.
+TEST(MediaDataWriter, WritesOverDurableDataOnly)
+{
+    for (const bool syncWorks : {true, false}) {
+        Disk disk;
+        disk.stallEnds.set_value();
+        disk.syncsThatWork = syncWorks ? 1 : 0;
+        MediaDataWriter writer(std::make_unique<SimulatedFile>(disk), 0);
+        ASSERT_EQ(writer.Append(Bytes(1000, 1)), noErr);
+        writer.Overwrite(Bytes(8, 2), 0);
+        EXPECT_EQ(writer.Flush(), syncWorks ? noErr : ioErr);
+        EXPECT_EQ(disk.order, syncWorks ? "aso" : "as");
+    }
+}
+
+// The last bytes say that the file is complete: behind a sync of the rest, and with one of their own.
+TEST(MediaDataWriter, TheEndReportsEachSyncThatFails)
+{
+    for (const int works : {0, 1, 2}) {
+        Disk disk;
+        disk.stallEnds.set_value();
+        disk.syncsThatWork = works;
+        MediaDataWriter writer(std::make_unique<SimulatedFile>(disk), 0);
+        ASSERT_EQ(writer.Append(Bytes(1000, 1)), noErr);
+        writer.Finish(Bytes(8, 2), 0);
+        ASSERT_TRUE(writer.WaitForFinish(std::chrono::seconds(20)));
+        EXPECT_EQ(writer.Failure(), works < 2 ? ioErr : noErr) << works;
+        EXPECT_EQ(disk.order, works == 0 ? "as" : "asos");
+    }
 }
 
 // A storage with one video track, on the simulated disk.
@@ -150,7 +188,7 @@ TEST(MovieStorage, ASyncThatFailsIsReported)
 
     Disk failing;
     failing.stallEnds.set_value();
-    failing.syncResult = ioErr;
+    failing.syncsThatWork = 0;
     StorageOnDisk lost(failing);
     while (lost.AddFrame(1000) == noErr) {
     }

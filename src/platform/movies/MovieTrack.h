@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/movies/MovieStorage.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace platform {
+
+/// Samples to be added to a track's media: `count` of them, of one size and one duration.
+struct MediaSamples {
+    std::span<const uint8_t> bytes;
+    std::span<const uint8_t> description; ///< the record, as `AddMediaSample` takes it
+    int32_t count = 1;
+    int32_t durationPerSample = 1; ///< units of the media's time scale
+    bool sync = true;              ///< whether a decoder may begin here, as far as the caller knows
+
+    /// When a captured buffer began (monotonic clock, nanoseconds), and how many of its bytes lie before these.
+    std::optional<int64_t> captureTime = {};
+    int32_t bytesBefore = 0;
+};
+
+/// One track of a movie that is being written, and its media. The published calls know it by two numbers; the grabber
+/// and the tape recorder use it directly. All calls for one movie are made by one thread.
+class MovieTrack {
+public:
+    /// Adds a track to a movie. Null where the movie has as many as it can have.
+    static std::shared_ptr<MovieTrack> Add(std::shared_ptr<MovieStorage> movie, Fixed width, Fixed height,
+                                           int16_t volume);
+
+    MovieTrack(std::shared_ptr<MovieStorage> movie, uint32_t index) : storage(std::move(movie)), index(index) {}
+
+    /// Gives the track its media, as `NewTrackMedia`; false where that answers 0.
+    bool MakeMedia(FourCharCode type, int32_t timeScale);
+
+    /// Open and close the media for samples. `couldNotResolveDataRef` for a movie that is closed, `invalidMedia` for
+    /// edits that were not begun.
+    Result BeginEdits();
+    Result EndEdits();
+
+    /// Whether samples can be added: the edits are begun, and the file is open.
+    bool IsOpen() const { return editing && storage->IsOpen(); }
+
+    /// Why no samples can be added now, or 0.
+    Result WhyClosed() const;
+
+    /// Adds samples, whose bytes are copied once, into the writer's buffer. Results as `AddMediaSample`.
+    Result AddSamples(const MediaSamples& samples);
+
+    /// Sum of the durations added so far, held at 2^31 - 1.
+    int32_t Duration() const;
+
+    /// Puts a piece of the media into the track, as `InsertMediaIntoTrack` at normal speed.
+    Result Insert(int32_t trackStart, int32_t mediaTime, int32_t mediaDuration);
+
+    /// Puts the whole media into the track: at a time of the track, or at its end (-1).
+    Result InsertAll(int32_t trackStart) { return Insert(trackStart, 0, Duration()); }
+
+    TrackContents& Contents() const { return storage->Contents().tracks[index]; }
+    const std::shared_ptr<MovieStorage>& Storage() const { return storage; }
+
+private:
+    Result UseDescription(std::span<const uint8_t> record, std::span<const uint8_t> sample);
+    bool MayAddFrame(int64_t size, bool isKey);
+    std::optional<int64_t> CaptureTimeOf(const MediaSamples& samples) const;
+
+    std::shared_ptr<MovieStorage> storage;
+    uint32_t index;
+    bool editing = false;
+    std::vector<uint8_t> lastRecord; ///< the description used last, as the caller gave it
+    uint32_t lastDescription = 0;    ///< and which one of the track it is
+
+    // Of an inter-frame codec.
+    bool needsKey = true;     ///< the frame that the next one may build on is missing
+    int64_t leftOutUnits = 0; ///< duration of the frames left out since
+};
+
+} // namespace platform
