@@ -3,7 +3,7 @@
 //
 // A sequence is everything that one description needs to get onto one port, built once and used for each frame: the
 // decoder and the transform. A frame of 32-bit pixels is drawn from where it lies. Any other becomes a picture first,
-// decoded here or ahead by somebody else (`FrameInHand`). A picture that meets its port upright and unscaled becomes
+// decoded here or ahead by a worker (`FrameInHand`). A picture that meets its port upright and unscaled becomes
 // the port's by an exchange of pixels. All others are drawn.
 //
 // A sequence whose frames fill a view of the port exactly draws them into the view from then on, wherever that goes.
@@ -26,6 +26,7 @@
 
 #include <cmath>
 #include <utility>
+#include <vector>
 
 namespace platform {
 namespace {
@@ -82,18 +83,27 @@ public:
     {
         kept = nullptr;
         inPlace = base;
+        shownFrom = base;
         return Draw(SourceOf(picture.pixels));
+    }
+
+    /// Tells a frame where the picture of it is, in this sequence's port.
+    void NotePictureOf(FrameInHand& frame) const
+    {
+        if (const auto layout = LayoutOfPort(port))
+            frame.NotePicture(AddressOf(layout->pixels));
     }
 
     Result Show(Address data, std::span<const uint8_t> frame)
     {
+        shownFrom = data;
         if (!NeedsDecoder())
             return ShowInPlace(frame);
         if (!LayoutOfPort(port))
             return paramErr;
         std::unique_ptr<DecodedPicture> picture;
-        if (FrameInHand* known = FrameInHand::Newest())
-            picture = known->TakePicture(data, description.width, description.height);
+        if (FrameInHand* known = FrameInHand::At(data); known != nullptr && !known->IsPictureAt(data))
+            picture = known->TakePicture(description.width, description.height);
         if (!picture)
             if (const Result result = decoder.Decode({nullptr, frame}, description, kWholeSize, picture);
                 result != noErr)
@@ -186,7 +196,7 @@ private:
         const auto scaled = [](int32_t side, double scale) {
             return static_cast<int32_t>(std::clamp<double>(std::lround(side * scale), 1, INT16_MAX));
         };
-        if (FrameInHand* known = FrameInHand::Newest())
+        if (FrameInHand* known = FrameInHand::At(shownFrom))
             known->NoteShown({scaled(description.width, scaleX), scaled(description.height, scaleY)});
     }
 
@@ -320,7 +330,8 @@ private:
     std::unique_ptr<DecodedPicture> kept; ///< the newest that was drawn
     PictureDrawing drawing;
     std::optional<ViewDrawing> onView;
-    Address inPlace = 0; ///< base of the port that the newest picture was drawn from
+    Address inPlace = 0;   ///< base of the port that the newest picture was drawn from
+    Address shownFrom = 0; ///< address of what was shown last
 };
 
 ReferenceTable<Sequence>& Sequences()
@@ -329,44 +340,45 @@ ReferenceTable<Sequence>& Sequences()
     return *table;
 }
 
-FrameInHand*& InHand()
+// The frames being handed over: one for each session at the most.
+std::vector<FrameInHand*>& FramesInHand()
 {
-    static FrameInHand* newest = nullptr;
-    return newest;
+    static std::vector<FrameInHand*> frames;
+    return frames;
 }
 
 } // namespace
 
 FrameInHand::FrameInHand(Address frame, const ImageDescription& description, bool shown,
                          std::unique_ptr<DecodedPicture> picture)
-    : frame(frame),
-      description(&description),
-      shown(shown),
-      picture(std::move(picture)),
-      outer(std::exchange(InHand(), this))
+    : frame(frame), description(&description), shown(shown), picture(std::move(picture))
 {
+    FramesInHand().push_back(this);
 }
 
 FrameInHand::~FrameInHand()
 {
-    InHand() = outer;
+    std::erase(FramesInHand(), this);
 }
 
 void FrameInHand::ShowInstead(std::span<const uint8_t> other, const ImageDescription& itsDescription)
 {
-    instead = other;
+    instead = {AddressOf(other.data()), other};
     description = &itsDescription;
 }
 
-FrameInHand* FrameInHand::Newest()
+FrameInHand* FrameInHand::At(Address data)
 {
-    return InHand();
+    const auto isThere = [data](const FrameInHand* known) {
+        return data != 0 && (data == known->frame || data == known->instead.start || known->IsPictureAt(data));
+    };
+    const auto found = std::ranges::find_if(FramesInHand(), isThere);
+    return found == FramesInHand().end() ? nullptr : *found;
 }
 
-std::unique_ptr<DecodedPicture> FrameInHand::TakePicture(Address data, int32_t width, int32_t height)
+std::unique_ptr<DecodedPicture> FrameInHand::TakePicture(int32_t width, int32_t height)
 {
-    const bool fits =
-        frame == data && picture && picture->description.width == width && picture->description.height == height;
+    const bool fits = picture && picture->description.width == width && picture->description.height == height;
     return fits ? std::move(picture) : nullptr;
 }
 
@@ -393,8 +405,7 @@ Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataS
     const auto found = Sequences().Find(sequence);
     if (!found || (outFlags != 0 && !Poke(outFlags, int32_t{0})))
         return paramErr;
-    // The picture goes through several sequences on its way to the screen, each with an address of its own.
-    const FrameInHand* known = FrameInHand::Newest();
+    FrameInHand* known = FrameInHand::At(data);
     const bool isShown = known == nullptr || known->IsShown();
     const auto inPort = PictureWithBase(data);
     if (inPort && dataSize > 0 && dataSize <= inPort->bytes && found->DrawsFrom(*inPort))
@@ -402,13 +413,13 @@ Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataS
     const auto frame = BytesAt(data, dataSize);
     if (frame.empty())
         return paramErr;
-    if (!isShown)
-        return noErr;
-    if (const ImageDescription* changed = known != nullptr ? known->DescriptionAt(data) : nullptr)
-        if (const Result result = found->Adapt(*changed); result != noErr)
-            return result;
-    const auto instead = known != nullptr ? known->InsteadAt(data) : std::span<const uint8_t>();
-    return found->Show(data, instead.empty() ? frame : instead);
+    if (known == nullptr || known->IsPictureAt(data))
+        return isShown ? found->Show(data, frame) : noErr;
+    Result result = isShown ? found->Adapt(known->Description()) : noErr;
+    if (isShown && result == noErr)
+        result = found->Show(data, known->Instead().empty() ? frame : known->Instead());
+    found->NotePictureOf(*known);
+    return result;
 }
 
 Result CDSequenceEnd(int32_t sequence)

@@ -34,16 +34,19 @@ Result DecompressSequenceBeginS(Address sequence, Handle description, Address da
 Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataSize, int32_t inFlags, Address outFlags,
                                    int32_t completion, Address frameTime);
 
-/// Says what lies at an address, for as long as it lives: a frame on its way to somebody who began his sequence for
-/// frames of another codec or size, before the device or its settings changed. The sequence shows it all the same, in
-/// the place that its own frames had. The description outlives the object; the newest object counts. Main thread.
+/// What is known of a frame while it is handed over: callers pass it on by its address alone, and a sequence that is
+/// asked to decode what lies there finds the object by that address. It lives for the length of the hand-over, as does
+/// the description. Main thread.
 ///
-/// A frame that is not to be shown, because a newer one waits, is accepted by all sequences while the object lives:
-/// `DecompressSequenceFrameWhen` checks its arguments, answers 0, and decodes and draws nothing.
+/// The frame may be of another codec or size than the sequence was begun for, because the device or its settings
+/// changed. The sequence shows it all the same, in the place that its own frames had.
 ///
-/// A frame whose picture was decoded ahead brings it along: a sequence that is asked to decode the frame takes the
-/// picture, by exchanging the pixels of its port where the picture has the port's size. A reduced picture stands for
-/// the whole one until somebody reads the port's pixels.
+/// A frame that is not to be shown, because a newer one waits, is accepted, and so is the picture of the port that it
+/// would have been decoded into: `DecompressSequenceFrameWhen` checks its arguments, answers 0, and draws nothing.
+///
+/// A frame whose picture was decoded ahead brings it along: the sequence takes the picture, by exchanging the pixels of
+/// its port where the picture has the port's size. A reduced picture stands for the whole one until the port's pixels
+/// are read.
 class FrameInHand {
 public:
     FrameInHand(Address frame, const ImageDescription& description, bool shown = true,
@@ -52,8 +55,8 @@ public:
     FrameInHand(const FrameInHand&) = delete;
     FrameInHand& operator=(const FrameInHand&) = delete;
 
-    /// Gives sequences another form of the same frame to show, one that can be decoded by itself. Both outlive the
-    /// object.
+    /// Gives sequences another form of the same frame to show, one that can be decoded by itself. It is in the address
+    /// space, and both outlive the object.
     void ShowInstead(std::span<const uint8_t> other, const ImageDescription& itsDescription);
 
     /// The largest size at which the frame was drawn onto a screen so far, 0 by 0 where it was not.
@@ -61,28 +64,40 @@ public:
 
     // For sequences.
 
-    /// The newest object, or null.
-    static FrameInHand* Newest();
+    /// The frame that is at an address, or whose picture has its pixels there; null where none is known.
+    static FrameInHand* At(Address data);
 
-    /// The picture of the frame at `data`, if it has one of that size that was not taken yet.
-    std::unique_ptr<DecodedPicture> TakePicture(Address data, int32_t width, int32_t height);
+    /// Whether an address is that of the frame's picture, and not of the frame.
+    bool IsPictureAt(Address data) const { return data == picturePixels; }
 
+    /// Notes where a port's pixels are that hold the frame's picture, or would if it were shown.
+    void NotePicture(Address pixels) { picturePixels = pixels; }
+
+    /// The picture decoded ahead, if it has that size and was not taken yet.
+    std::unique_ptr<DecodedPicture> TakePicture(int32_t width, int32_t height);
+
+    /// Notes a size at which the frame was drawn onto a screen.
     void NoteShown(const ShownSize& size)
     {
         shownSize = {std::max(shownSize.width, size.width), std::max(shownSize.height, size.height)};
     }
-    const ImageDescription* DescriptionAt(Address data) const { return frame == data ? description : nullptr; }
-    std::span<const uint8_t> InsteadAt(Address data) const { return frame == data ? instead : decltype(instead)(); }
+
+    /// The description of what is shown, and its bytes where they are not the frame's own.
+    const ImageDescription& Description() const { return *description; }
+    std::span<const uint8_t> Instead() const { return instead.bytes; }
     bool IsShown() const { return shown; }
 
 private:
     Address frame;
-    const ImageDescription* description; ///< of what is shown
-    std::span<const uint8_t> instead;    ///< shown in the frame's place, where it isn't empty
+    Address picturePixels = 0;
+    const ImageDescription* description;
+    struct {
+        Address start = 0;
+        std::span<const uint8_t> bytes;
+    } instead;
     bool shown;
     std::unique_ptr<DecodedPicture> picture;
     ShownSize shownSize;
-    FrameInHand* outer;
 };
 
 /// Ends a sequence; `paramErr` for a dead number.
