@@ -81,9 +81,9 @@ void Channel::ForgetSettings()
     ResetCounts();
 }
 
-void Channel::OpenLane(size_t mostSamples)
+void Channel::OpenTrackQueue(size_t maxSamples)
 {
-    queue.OpenLane(number, mostSamples, [this](int64_t captureTime) {
+    queue.OpenTrackQueue(number, maxSamples, [this](int64_t captureTime) {
         CountLost(counts.droppedInQueue, captureTime, SGLostFrame::Cause::Queue);
     });
 }

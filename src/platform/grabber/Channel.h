@@ -29,8 +29,8 @@ struct ListedDevice {
 /// What a session does with its devices.
 enum class GrabMode { Stopped, Preview, Record };
 
-/// One channel of a session: a device, how it is used, and the lane of the session's queue that its samples come
-/// through. Called on the main thread but for the sinks of the derived classes.
+/// One channel of a session: a device, how it is used, and the track queue that its samples come through. Called on the
+/// main thread but for the sinks of the derived classes.
 class Channel {
 public:
     Channel(FourCharCode type, SampleQueue& queue) : type(type), queue(queue) {}
@@ -78,34 +78,39 @@ public:
     /// or, before its first one, it was started no longer than `startPatience` ago.
     bool IsAwaitedAt(int64_t now, int64_t startPatience) const;
 
-    /// Waits until all that has arrived stands in the queue.
+    /// Waits until all that has arrived is in the queue.
     virtual void FinishArrived() {}
 
     /// Forgets what has arrived and isn't in the queue yet.
     virtual void DiscardArrived() {}
 
+    /// Units a second of the channel's times.
     virtual int32_t TimeScale() const = 0;
+
     /// Why the device does not deliver as it should, for people.
     virtual std::string Reason() const { return {}; }
 
-    /// Opens the channel's lane of the queue, for at most so many waiting samples.
-    void OpenLane(size_t mostSamples);
+    /// Opens the channel's track queue, for at most so many waiting samples.
+    void OpenTrackQueue(size_t maxSamples);
 
+    /// What became of the samples since `ResetCounts`.
     SGChannelCounts Counts() const;
     void ResetCounts();
+    /// The frames lost since the last call.
     std::vector<SGLostFrame> TakeLostFrames() { return lost.Take(); }
     void CountDelivered() { ++counts.delivered; }
     void CountNotShown() { ++counts.notShown; }
 
+    /// The devices that the channel could use, with distinct names, and the one that it does use.
     virtual std::vector<ListedDevice> Devices() const = 0;
     virtual ListedDevice Device() const = 0;
 
     /// Takes a device of the list. A device that can't be started leaves the present one in use.
     virtual Result TakeDevice(const ListedDevice& device) = 0;
 
-    /// Takes the present device again when it is called later, while the channel is halted, even if the device has left
-    /// the list by then.
-    virtual std::function<void()> WayBack() = 0;
+    /// A function that takes the present device again. Called while the channel is halted; works even if the device has
+    /// left the list by then.
+    virtual std::function<void()> RestorePoint() = 0;
 
     /// Whether a movie is being written out of this session's samples: their format must then stay as it is.
     bool FormatIsFixed() const;
@@ -133,7 +138,7 @@ protected:
     virtual void StopDevice() = 0;
 
     /// Runs another device in place of the present one, where that runs. If it can't be started, the present one goes
-    /// on; one that is merely absent is taken all the same.
+    /// on; an absent one is taken too.
     template <typename Device, typename Sink> Result RunInstead(Device& other, Sink& sink)
     {
         if (resting)
@@ -165,7 +170,7 @@ protected:
 
 private:
     bool running = false;
-    bool resting = false; ///< runs, and nobody wants what it delivers
+    bool resting = false; ///< runs, and what it delivers is dropped
     int64_t startTime = 0;
     std::atomic<bool> accepting{false};
     std::atomic<bool> arrivedSinceStart{false};

@@ -21,8 +21,8 @@ namespace {
 constexpr int kThreads = 2;
 // What may wait: a second or two of a machine that is held up, of the largest frames a few.
 constexpr size_t kFewJobs = 8;
-constexpr size_t kMostJobs = 128;
-constexpr int64_t kMostBytes = int64_t{96} << 20;
+constexpr size_t kMaxJobs = 128;
+constexpr int64_t kMaxBytes = int64_t{96} << 20;
 
 } // namespace
 
@@ -121,12 +121,12 @@ void CompressionWorkers::Submit(Frame frame)
 
 bool CompressionWorkers::IsFull() const
 {
-    if (jobs.size() < kFewJobs || jobs.size() >= kMostJobs)
-        return jobs.size() >= kMostJobs;
+    if (jobs.size() < kFewJobs || jobs.size() >= kMaxJobs)
+        return jobs.size() >= kMaxJobs;
     int64_t bytes = 0;
     for (const Job& job : jobs)
         bytes += job.state == State::Waiting ? job.frame.sample.data.Size() : 0; // others may belong to a worker
-    return bytes >= kMostBytes;
+    return bytes >= kMaxBytes;
 }
 
 bool CompressionWorkers::Busy() const

@@ -4,7 +4,7 @@
 // Frames and sound are handed over in the order of their capture times: the sound up to a frame's time, cut there to
 // the sample, then the frame, then the sound behind it. Sound comes in pieces of at most ten milliseconds.
 //
-// Why this order lines sound up with pictures for whoever writes them to a file. A writer that follows the published
+// Why this order lines sound up with pictures for the writer of a file. A writer that follows the published
 // way of working gives each frame the distance from the frame before it as its duration, and counts sound samples. Let
 // frames be captured at t(0), t(1), ... and let a recording begin with frame k. Frame j is then shown from
 // t(j-1) - t(k-1) on. A moment T between t(j-1) and t(j) is seen in frame j, and heard at T - s, when the sound of the
@@ -62,23 +62,6 @@ constexpr int64_t kShortestFrame = kNanosecondsPerSecond / 600 + 1;
 
 } // namespace
 
-void ChannelList::Add(std::shared_ptr<Channel> channel)
-{
-    if (auto picture = std::dynamic_pointer_cast<VideoChannel>(channel))
-        video.push_back(std::move(picture));
-    if (auto heard = std::dynamic_pointer_cast<SoundChannel>(channel))
-        sound.push_back(std::move(heard));
-    all.push_back(std::move(channel));
-}
-
-void ChannelList::Remove(const Channel& channel)
-{
-    const auto isIt = [&](const auto& own) { return own.get() == &channel; };
-    std::erase_if(video, isIt);
-    std::erase_if(sound, isIt);
-    std::erase_if(all, isIt);
-}
-
 Result Delivery::Run(const Pass& pass)
 {
     soundHandedOver = 0;
@@ -93,7 +76,7 @@ Result Delivery::Run(const Pass& pass)
 // Hands over what comes next. False when nothing may go out yet.
 bool Delivery::RunStep(const Pass& pass, Result& result)
 {
-    SampleQueue::Lane frame;
+    SampleQueue::State frame;
     const auto pictures = NextFrame(pass, frame);
     // The sink may dispose of the channel that it is called for.
     for (auto sound : channels.sound) {
@@ -112,18 +95,18 @@ bool Delivery::RunStep(const Pass& pass, Result& result)
 
 // The channel with the earliest frame among those that had come when the pass began: a main thread that can't keep up
 // still comes to the end of them.
-std::shared_ptr<VideoChannel> Delivery::NextFrame(const Pass& pass, SampleQueue::Lane& waiting) const
+std::shared_ptr<VideoChannel> Delivery::NextFrame(const Pass& pass, SampleQueue::State& found) const
 {
     std::shared_ptr<VideoChannel> next;
     for (const auto& video : channels.video) {
-        const auto lane = queue.Look(video->number);
-        if (lane.waiting == 0 || lane.arrivalTime > pass.now || lane.captureTime >= pass.until)
+        const auto queued = queue.Look(video->number);
+        if (queued.waiting == 0 || queued.arrivalTime > pass.now || queued.captureTime >= pass.until)
             continue;
-        if (pass.shows && lane.pictureIsComing && lane.waiting <= kFewFrames &&
-            pass.now - lane.arrivalTime < kPictureWait)
+        if (pass.shows && queued.pictureIsComing && queued.waiting <= kFewFrames &&
+            pass.now - queued.arrivalTime < kPictureWait)
             continue;
-        if (!next || lane.captureTime < waiting.captureTime) {
-            waiting = lane;
+        if (!next || queued.captureTime < found.captureTime) {
+            found = queued;
             next = video;
         }
     }
@@ -133,25 +116,27 @@ std::shared_ptr<VideoChannel> Delivery::NextFrame(const Pass& pass, SampleQueue:
 bool Delivery::ManyFramesWait(int64_t now) const
 {
     return std::ranges::any_of(channels.video, [&](const auto& video) {
-        const auto lane = queue.Look(video->number);
-        return lane.waiting > kFewFrames && lane.arrivalTime <= now;
+        const auto queued = queue.Look(video->number);
+        return queued.waiting > kFewFrames && queued.arrivalTime <= now;
     });
 }
 
-// Whether the frame behind the first one of a lane goes out in this pass as well.
-bool Delivery::FollowsAtOnce(const SampleQueue::Lane& lane, const Pass& pass) const
+// Whether the frame behind the first one of a track queue goes out in this pass as well.
+bool Delivery::FollowsAtOnce(const SampleQueue::State& queued, const Pass& pass) const
 {
-    if (!allAtOnce || lane.waiting < 2 || lane.nextArrivalTime > pass.now)
+    if (!allAtOnce || queued.waiting < 2 || queued.nextArrivalTime > pass.now)
         return false;
-    if (lane.nextPictureIsComing && lane.waiting - 1 <= kFewFrames && pass.now - lane.nextArrivalTime < kPictureWait)
+    if (queued.nextPictureIsComing && queued.waiting - 1 <= kFewFrames &&
+        pass.now - queued.nextArrivalTime < kPictureWait)
         return false;
     return std::ranges::all_of(channels.sound, [&](const auto& sound) {
         return !sound->IsUsedIn(GrabMode::Record) || !sink.WantsSound() ||
-               sound->Stream().ArrivedUpTo() >= lane.nextCaptureTime || !MayCome(*sound, lane.nextArrivalTime, pass);
+               sound->Stream().ArrivedUpTo() >= queued.nextCaptureTime ||
+               !MayCome(*sound, queued.nextArrivalTime, pass);
     });
 }
 
-Delivery::SoundStep Delivery::RunSound(SoundChannel& channel, const SampleQueue::Lane& frame, const Pass& pass,
+Delivery::SoundStep Delivery::RunSound(SoundChannel& channel, const SampleQueue::State& frame, const Pass& pass,
                                        Result& result)
 {
     const bool frameWaits = frame.waiting > 0;
@@ -221,18 +206,18 @@ bool Delivery::AwaitsFrameBefore(int64_t time, int64_t now) const
     return std::ranges::any_of(channels.video, [&](const auto& video) {
         if (!video->IsUsedIn(GrabMode::Record))
             return false;
-        const auto lane = queue.Look(video->number);
-        return (lane.waiting > 0 && lane.captureTime < time) || video->AwaitsFrameBefore(time, now);
+        const auto queued = queue.Look(video->number);
+        return (queued.waiting > 0 && queued.captureTime < time) || video->AwaitsFrameBefore(time, now);
     });
 }
 
-void Delivery::BeginAnew()
+void Delivery::Restart()
 {
     pictureAt.reset();
     soundAt.reset();
     breaksKnown = 0;
     for (const auto& sound : channels.sound)
-        sound->Stream().BeginAnew();
+        sound->Stream().Restart();
 }
 
 void Delivery::NoteFrame(int64_t captureTime)

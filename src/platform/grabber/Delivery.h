@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/grabber/ChannelList.h"
 #include "platform/grabber/SampleQueue.h"
-#include "platform/grabber/SoundChannel.h"
-#include "platform/grabber/VideoChannel.h"
 
 #include <array>
 #include <cstdint>
@@ -12,16 +11,6 @@
 #include <vector>
 
 namespace platform {
-
-/// The channels of a session, in the order in which they were made and by kind.
-struct ChannelList {
-    std::vector<std::shared_ptr<Channel>> all;
-    std::vector<std::shared_ptr<VideoChannel>> video;
-    std::vector<std::shared_ptr<SoundChannel>> sound;
-
-    void Add(std::shared_ptr<Channel> channel);
-    void Remove(const Channel& channel);
-};
 
 /// Takes what a `Delivery` hands over, on the thread that calls it. A result other than 0 ends the pass.
 class DeliverySink {
@@ -58,20 +47,21 @@ public:
         /// and none is shown.
         bool shows = true;
 
-        /// Frames wait for the sound before them. False: silence stands for sound that has not come.
+        /// Frames wait for the sound before them. False: silence replaces sound that has not come.
         bool waitsForSound = true;
 
         /// Frames captured at this time or later stay, and so does the sound behind them.
         int64_t until = kForever;
     };
 
+    /// Hands over what is ready. The first result other than 0 of the sink.
     Result Run(const Pass& pass);
 
     /// Whether a frame captured before `time` waits, or is to be expected from a device or a compressor.
     bool AwaitsFrameBefore(int64_t time, int64_t now) const;
 
-    /// Forgets what has been handed over, but for the count of time: the next frame is a first one.
-    void BeginAnew();
+    /// Forgets what has been handed over, but keeps the count of time: the next frame is a first one.
+    void Restart();
 
     static constexpr int64_t kForever = INT64_MAX / 4;
 
@@ -80,10 +70,10 @@ private:
     enum class SoundStep { HandedOver, Reached, MustWait };
 
     bool RunStep(const Pass& pass, Result& result);
-    std::shared_ptr<VideoChannel> NextFrame(const Pass& pass, SampleQueue::Lane& waiting) const;
+    std::shared_ptr<VideoChannel> NextFrame(const Pass& pass, SampleQueue::State& queued) const;
     bool ManyFramesWait(int64_t now) const;
-    bool FollowsAtOnce(const SampleQueue::Lane& lane, const Pass& pass) const;
-    SoundStep RunSound(SoundChannel& channel, const SampleQueue::Lane& frame, const Pass& pass, Result& result);
+    bool FollowsAtOnce(const SampleQueue::State& queued, const Pass& pass) const;
+    SoundStep RunSound(SoundChannel& channel, const SampleQueue::State& frame, const Pass& pass, Result& result);
     bool PlaceSound(SoundStream& stream, bool frameWaits, int64_t now) const;
     static bool MayCome(const SoundChannel& channel, int64_t frameArrival, const Pass& pass);
     Result HandOverFrame(VideoChannel& channel, bool shown);

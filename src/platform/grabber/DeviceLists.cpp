@@ -69,7 +69,7 @@ Result PutPascalString(Address place, const std::string& text)
     return noErr;
 }
 
-// Names are told apart by what a list has room for, so that two long ones differ there as well.
+// Names are made distinct within what a list has room for, so that two long ones differ there too.
 std::string ListedName(const std::string& name, int number)
 {
     const std::string mark = number == 1 ? "" : " (" + std::to_string(number) + ")";
@@ -77,7 +77,7 @@ std::string ListedName(const std::string& name, int number)
     return std::string(fitting.begin() + 1, fitting.end()) + mark;
 }
 
-// The device in use under the name by which the list tells it from others.
+// The device in use under its distinct name in the list.
 ListedDevice DeviceAsListed(const Channel& channel)
 {
     ListedDevice present = channel.Device();

@@ -6,7 +6,7 @@
 
 namespace platform {
 
-/// Makes names tell devices apart, since people and callers choose by name: of two alike, the second is "Name (2)". A
+/// Makes names distinct, since people and callers choose by name: the second of two equal names is "Name (2)". A
 /// device without a name gets a word that says so.
 void MakeNamesDistinct(std::vector<ListedDevice>& devices);
 

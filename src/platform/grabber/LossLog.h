@@ -9,7 +9,7 @@
 
 namespace platform {
 
-/// The frames that a channel lost, for whoever wants to know them one by one. Any thread.
+/// The frames that a channel lost, one by one. Any thread.
 class LossLog {
 public:
     void Note(int64_t captureTime, SGLostFrame::Cause cause)

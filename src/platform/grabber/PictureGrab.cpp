@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Grabbing a still picture: the newest frame is decoded only when somebody asks for it.
+// Grabbing a still picture: the newest frame is decoded on request.
 #include "platform/compression/FrameDecoder.h"
 #include "platform/grabber/ChannelOperation.h"
 #include "platform/grabber/Session.h"
@@ -11,7 +11,7 @@ namespace platform {
 namespace {
 
 constexpr int32_t kBytesPerPixel = 4;
-constexpr int32_t kMostPixels = 16384 * 8192;
+constexpr int32_t kMaxPixels = 16384 * 8192;
 
 // A decoded frame with packed rows.
 struct Pixels {
@@ -75,7 +75,7 @@ Result SGGrabPict(SGComponent session, Address picture, Address bounds, [[maybe_
     if (!found)
         return badComponentInstance;
     const auto size = Peek<Bounds>(bounds);
-    if (!Poke<Handle>(picture, 0) || size.Empty() || int64_t{size.Width()} * size.Height() > kMostPixels)
+    if (!Poke<Handle>(picture, 0) || size.Empty() || int64_t{size.Width()} * size.Height() > kMaxPixels)
         return paramErr;
     const Sample* frame = NewestFrame(*found);
     if (!frame)

@@ -39,7 +39,7 @@ void Preview::Begin()
     const OwnedBlock begun(sizeof sequence);
     const Handle record = NewHandle(0);
     SetHandleBytes(record, drawn->record);
-    // Worlds of other layouts, which only tell the grabber where it could draw, are refused here.
+    // Ports of other layouts are refused here: they only name a place to draw.
     if (DecompressSequenceBeginS(begun.Get(), record, 0, 0, drawnInto, 0, 0, matrix.Get(), 0, 0, 0, kCodecNormalQuality,
                                  kBestSpeedCodec) == noErr)
         sequence = Peek<int32_t>(begun.Get());

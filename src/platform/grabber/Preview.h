@@ -16,7 +16,7 @@ public:
     Preview(const Preview&) = delete;
     Preview& operator=(const Preview&) = delete;
 
-    /// Draws nothing into a port whose pixels nobody looks at, and nothing where the frame doesn't decode.
+    /// Draws a frame. Does nothing for a port without 32-bit pixels, or where the frame doesn't decode.
     void Draw(const Sample& frame, PortReference port, const Bounds& target);
 
 private:

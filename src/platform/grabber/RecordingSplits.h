@@ -22,7 +22,7 @@ public:
     /// Asked once for each frame of the recording, before it is recorded.
     Step Before(const Sample& frame);
 
-    /// Told of each piece of sound that is recorded.
+    /// Counts each piece of sound that is recorded.
     void CountSound(int64_t size) { bytes += size; }
 
 private:

@@ -69,7 +69,7 @@ using SharedDescription = std::shared_ptr<const SampleDescription>;
 struct Sample {
     SampleData data;
     int64_t captureTime = 0; ///< nanoseconds of the monotonic clock
-    int64_t stampedTime = 0; ///< of a frame: the same, also where it has to be told apart from the one before it
+    int64_t stampedTime = 0; ///< of a frame: the device's own stamp, before `Delivery` makes it distinct
     int64_t duration = 0;    ///< nanoseconds of sound; 0 for a frame
     int64_t arrivalTime = 0; ///< when the device handed it over, by `MonotonicNow`
     bool isKey = true;       ///< whether it can be decoded without the samples before it

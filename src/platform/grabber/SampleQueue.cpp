@@ -7,40 +7,40 @@
 
 namespace platform {
 
-void SampleQueue::OpenLane(int32_t lane, size_t mostSamples, std::function<void(int64_t)> dropped)
+void SampleQueue::OpenTrackQueue(int32_t track, size_t maxSamples, std::function<void(int64_t)> dropped)
 {
     const std::lock_guard lock(mutex);
-    Waiting& opened = lanes[lane];
-    opened.most = mostSamples;
+    TrackQueue& opened = trackQueues[track];
+    opened.max = maxSamples;
     opened.dropped = std::move(dropped);
 }
 
-void SampleQueue::CloseLane(int32_t lane)
+void SampleQueue::CloseTrackQueue(int32_t track)
 {
     const std::lock_guard lock(mutex);
-    const auto found = lanes.find(lane);
-    if (found == lanes.end())
+    const auto found = trackQueues.find(track);
+    if (found == trackQueues.end())
         return;
     for (const Sample& sample : found->second.samples)
         bytes -= sample.data.Size();
-    lanes.erase(found);
+    trackQueues.erase(found);
 }
 
-void SampleQueue::Put(int32_t lane, Sample sample)
+void SampleQueue::Put(int32_t track, Sample sample)
 {
-    if (Add(lane, std::move(sample)))
+    if (Add(track, std::move(sample)))
         ready();
 }
 
 // Whether a frame may have become ready by this.
-bool SampleQueue::Add(int32_t lane, Sample sample)
+bool SampleQueue::Add(int32_t track, Sample sample)
 {
     const std::lock_guard lock(mutex);
-    const auto found = lanes.find(lane);
-    if (found == lanes.end())
+    const auto found = trackQueues.find(track);
+    if (found == trackQueues.end())
         return false;
-    Waiting& target = found->second;
-    if (target.samples.size() >= target.most)
+    TrackQueue& target = found->second;
+    if (target.samples.size() >= target.max)
         DropFirst(target);
     if (target.needsKey && !sample.isKey) {
         target.dropped(sample.captureTime);
@@ -51,17 +51,17 @@ bool SampleQueue::Add(int32_t lane, Sample sample)
         sample.duration > 0 ? FrameWaitsBeside(target) : !sample.picture || !sample.picture->IsComing();
     bytes += sample.data.Size();
     target.samples.push_back(std::move(sample));
-    while (bytes > kMostBytes)
+    while (bytes > kMaxBytes)
         DropOldest();
     ++samplesPut;
     sampleCame.notify_one();
     return isReady;
 }
 
-bool SampleQueue::FrameWaitsBeside(const Waiting& sound) const
+bool SampleQueue::FrameWaitsBeside(const TrackQueue& sound) const
 {
     return std::ranges::any_of(
-        lanes, [&](const auto& each) { return &each.second != &sound && !each.second.samples.empty(); });
+        trackQueues, [&](const auto& each) { return &each.second != &sound && !each.second.samples.empty(); });
 }
 
 void SampleQueue::WaitForSample(int milliseconds)
@@ -71,16 +71,16 @@ void SampleQueue::WaitForSample(int milliseconds)
     sampleCame.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] { return samplesPut != before; });
 }
 
-SampleQueue::Lane SampleQueue::Look(int32_t lane) const
+SampleQueue::State SampleQueue::Look(int32_t track) const
 {
     const std::lock_guard lock(mutex);
-    const auto found = lanes.find(lane);
-    if (found == lanes.end() || found->second.samples.empty())
+    const auto found = trackQueues.find(track);
+    if (found == trackQueues.end() || found->second.samples.empty())
         return {};
     const auto& samples = found->second.samples;
     const auto isComing = [](const Sample& frame) { return frame.picture && frame.picture->IsComing(); };
     const Sample& first = samples.front();
-    Lane look{.waiting = samples.size(), .captureTime = first.captureTime, .arrivalTime = first.arrivalTime};
+    State look{.waiting = samples.size(), .captureTime = first.captureTime, .arrivalTime = first.arrivalTime};
     look.pictureIsComing = isComing(first);
     if (samples.size() > 1) {
         look.nextCaptureTime = samples[1].captureTime;
@@ -91,11 +91,11 @@ SampleQueue::Lane SampleQueue::Look(int32_t lane) const
     return look;
 }
 
-std::optional<Sample> SampleQueue::Take(int32_t lane)
+std::optional<Sample> SampleQueue::Take(int32_t track)
 {
     const std::lock_guard lock(mutex);
-    const auto found = lanes.find(lane);
-    if (found == lanes.end() || found->second.samples.empty())
+    const auto found = trackQueues.find(track);
+    if (found == trackQueues.end() || found->second.samples.empty())
         return std::nullopt;
     return TakeFirst(found->second);
 }
@@ -103,39 +103,39 @@ std::optional<Sample> SampleQueue::Take(int32_t lane)
 void SampleQueue::Clear()
 {
     const std::lock_guard lock(mutex);
-    for (auto& [number, lane] : lanes) {
-        lane.samples.clear();
-        lane.needsKey = true;
+    for (auto& [number, each] : trackQueues) {
+        each.samples.clear();
+        each.needsKey = true;
     }
     bytes = 0;
     RequestKeyFrame();
 }
 
-Sample SampleQueue::TakeFirst(Waiting& lane)
+Sample SampleQueue::TakeFirst(TrackQueue& from)
 {
-    Sample first = std::move(lane.samples.front());
-    lane.samples.pop_front();
+    Sample first = std::move(from.samples.front());
+    from.samples.pop_front();
     bytes -= first.data.Size();
     return first;
 }
 
 void SampleQueue::DropOldest()
 {
-    Waiting* oldest = nullptr;
-    for (auto& [number, lane] : lanes)
-        if (!lane.samples.empty() &&
-            (!oldest || lane.samples.front().captureTime < oldest->samples.front().captureTime))
-            oldest = &lane;
+    TrackQueue* oldest = nullptr;
+    for (auto& [number, each] : trackQueues)
+        if (!each.samples.empty() &&
+            (!oldest || each.samples.front().captureTime < oldest->samples.front().captureTime))
+            oldest = &each;
     DropFirst(*oldest);
 }
 
-void SampleQueue::DropFirst(Waiting& lane)
+void SampleQueue::DropFirst(TrackQueue& from)
 {
     do {
-        lane.dropped(TakeFirst(lane).captureTime);
-    } while (!lane.samples.empty() && !lane.samples.front().isKey);
-    if (lane.samples.empty()) {
-        lane.needsKey = true;
+        from.dropped(TakeFirst(from).captureTime);
+    } while (!from.samples.empty() && !from.samples.front().isKey);
+    if (from.samples.empty()) {
+        from.needsKey = true;
         RequestKeyFrame();
     }
 }

@@ -13,12 +13,13 @@
 
 namespace platform {
 
-/// The bounded queue of one session, a lane for each channel. Devices and compressors put samples in on their own
-/// threads, the main thread takes them out; each lane keeps the order in which its samples came.
+/// The bounded queue of one session, with a track queue for each channel, found by the channel's number. Devices and
+/// compressors put samples in on their own threads, the main thread takes them out; each track queue keeps the order in
+/// which its samples came.
 class SampleQueue {
 public:
-    /// What waits in a lane.
-    struct Lane {
+    /// What waits in a track queue.
+    struct State {
         size_t waiting = 0;
         int64_t captureTime = 0;      ///< of the first sample
         int64_t arrivalTime = 0;      ///< of the first sample
@@ -33,56 +34,58 @@ public:
     };
 
     /// Has a function called, on any thread, when a waiting frame may have become ready to be handed over: it came, its
-    /// picture was decoded, or sound came behind which it goes. Called before the first lane is opened.
+    /// picture was decoded, or sound came before it. Called before the first track queue is opened.
     void OnReady(std::function<void()> function) { ready = std::move(function); }
 
-    /// Opens a lane that holds at most `mostSamples`. `dropped` is called with the capture time of each sample that has
-    /// to be given up, on the thread that puts another one in; it outlives the lane and calls nothing of the queue.
-    void OpenLane(int32_t lane, size_t mostSamples, std::function<void(int64_t captureTime)> dropped);
+    /// Opens a track queue that holds at most `maxSamples`. `dropped` is called with the capture time of each sample
+    /// that has to be given up, on the thread that puts another one in; it outlives the track queue and calls nothing
+    /// of the queue.
+    void OpenTrackQueue(int32_t track, size_t maxSamples, std::function<void(int64_t captureTime)> dropped);
 
-    /// Ends a lane with what waits in it. Samples put into it later are ignored.
-    void CloseLane(int32_t lane);
+    /// Ends a track queue with what waits in it. Samples put into it later are ignored.
+    void CloseTrackQueue(int32_t track);
 
-    /// Puts a sample at the end of a lane. A full lane gives its first sample up; a queue that holds too many bytes
-    /// gives up the oldest sample of all. What can't be decoded without a sample given up goes with it.
-    void Put(int32_t lane, Sample sample);
+    /// Puts a sample at the end of a track queue. A full one gives its first sample up; a queue that holds too many
+    /// bytes gives up the oldest sample of all. What can't be decoded without a sample given up goes with it.
+    void Put(int32_t track, Sample sample);
 
     /// Reports that a frame's picture is no longer coming: it is there, or was left out.
     void PictureDone() const { ready(); }
 
-    Lane Look(int32_t lane) const;
+    /// The state of a track queue.
+    State Look(int32_t track) const;
 
     /// Waits until another sample is put into the queue, for at most so many milliseconds of the real clock.
     void WaitForSample(int milliseconds);
 
-    /// The first sample of a lane, if there is any.
-    std::optional<Sample> Take(int32_t lane);
+    /// Takes the first sample of a track queue, if there is any.
+    std::optional<Sample> Take(int32_t track);
 
     /// Forgets all that waits, uncounted.
     void Clear();
 
-    /// Bytes that may wait in all lanes together.
-    static constexpr int64_t kMostBytes = int64_t{256} << 20;
+    /// Bytes that may wait in all track queues together.
+    static constexpr int64_t kMaxBytes = int64_t{256} << 20;
 
 private:
-    struct Waiting {
+    struct TrackQueue {
         std::deque<Sample> samples;
-        size_t most = 0;
+        size_t max = 0;
         std::function<void(int64_t)> dropped;
         bool needsKey = false; ///< the sample that the next one builds on was given up
     };
 
-    bool Add(int32_t lane, Sample sample);
-    bool FrameWaitsBeside(const Waiting& lane) const;
-    Sample TakeFirst(Waiting& lane);
+    bool Add(int32_t track, Sample sample);
+    bool FrameWaitsBeside(const TrackQueue& from) const;
+    Sample TakeFirst(TrackQueue& from);
     void DropOldest();
-    void DropFirst(Waiting& lane);
+    void DropFirst(TrackQueue& from);
 
     std::function<void()> ready = [] {};
     mutable std::mutex mutex;
     std::condition_variable sampleCame;
     uint64_t samplesPut = 0;
-    std::map<int32_t, Waiting> lanes;
+    std::map<int32_t, TrackQueue> trackQueues;
     int64_t bytes = 0;
 };
 

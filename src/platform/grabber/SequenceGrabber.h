@@ -75,7 +75,7 @@ Result SGSetDataProc(SGComponent session, int32_t callback, int32_t refCon);
 
 /// Gives the session time: draws previews, hands waiting samples over in the order of their capture times, takes up
 /// devices that came back. Sound comes in pieces of at most 10 ms that end no later than the next frame's time, and
-/// without holes: silence stands for what the source lost, for pauses and for stops. The first frame of a session's
+/// without holes: silence replaces what the source lost, pauses and stops. The first frame of a session's
 /// life comes before all sound, and behind it one piece of 200 ms of silence that ends at its time.
 /// Result: 0, the data procedure's, or the failure of a device or of the grabber's own movie since the last call.
 Result SGIdle(SGComponent session);
@@ -83,7 +83,7 @@ Result SGIdle(SGComponent session);
 /// Readies the devices for preview and/or record (each 0 or 1). `noDeviceForChannel` where a channel's device is gone.
 Result SGPrepare(SGComponent session, int32_t forPreview, int32_t forRecord);
 
-/// Undoes `SGPrepare`: devices are let go. Stops the session first.
+/// Undoes `SGPrepare`: devices are released. Stops the session first.
 Result SGRelease(SGComponent session);
 
 /// Starts previewing on all channels whose usage says so; ends a pause. A running recording is stopped first.
@@ -135,7 +135,7 @@ Result SGGetChannelInfo(SGChannel channel, Address info);
 Result SGSetChannelBounds(SGChannel channel, Address bounds);
 Result SGGetChannelBounds(SGChannel channel, Address bounds);
 
-/// How a channel plays: a sum of flags, 0 normal. Only kept, and told again.
+/// How a channel plays: a sum of flags, 0 normal. Stored and returned, without effect.
 Result SGSetChannelPlayFlags(SGChannel channel, int32_t flags);
 Result SGGetChannelPlayFlags(SGChannel channel, Address flags);
 
@@ -200,8 +200,8 @@ Result SGSetAdditionalSoundRates(SGChannel channel, int32_t rates);
 // Devices.
 
 /// Makes a list of the channel's devices as a handle, written as 32 bits at `list`; `SGDisposeDeviceList` gives it
-/// back, and the end of the session those that nobody gave back. The selected index is -1 where the device in use has
-/// gone from the list. Flags: 4 includes each device's inputs. Records in host byte order; list: count (16 bits),
+/// back, and the end of the session those that were not given back. The selected index is -1 where the device in use
+/// has gone from the list. Flags: 4 includes each device's inputs. Records in host byte order; list: count (16 bits),
 /// selected index (16), 4 reserved, then 80 bytes a device: name (Pascal string in 64), icon, flags (32 bits at 68; 1:
 /// unavailable), reference, handle of the input list or 0. Input list: count, selected, 4 reserved, then 76 bytes an
 /// input: name in 64, icon, flags, reserved.
@@ -237,7 +237,7 @@ Result SGSettingsDialog(SGComponent session, SGChannel channel, int16_t panelCou
                         int32_t filter, int32_t refCon);
 inline constexpr Result userCanceledErr = -128;
 
-// What this platform tells beyond the published calls.
+// Beyond the published calls.
 
 /// Counts of one channel since its session was last started.
 struct SGChannelCounts {

@@ -2,7 +2,7 @@
 // A session.
 //
 // It is stopped, previewing or recording, and in the last two it may be paused. "Recording" is what publishes samples:
-// to the data procedure, to a movie of the grabber's own when an output is set, to both, or to nobody. The session owns
+// to the data procedure, to a movie of the grabber's own when an output is set, to both, or nowhere. The session owns
 // its channels, the queue between their threads and the main thread, the movie being written and the device lists that
 // were asked for.
 //
@@ -22,11 +22,7 @@
 #include "platform/grabber/Session.h"
 
 #include "platform/clock/MonotonicClock.h"
-#include "platform/compression/DecompressionSequence.h"
-#include "platform/digitizer/FrameTrace.h"
 #include "platform/grabber/DeviceLists.h"
-#include "platform/memory/CodeAddress.h"
-#include "platform/movies/CaptureInHand.h"
 
 #include <algorithm>
 #include <chrono>
@@ -37,15 +33,11 @@ namespace {
 // Two seconds of a main thread that is held up, at sixty frames a second, and as many again on the way; the queue's
 // limit in bytes has room for these two seconds at 1.7 MB a frame and thirty frames a second. Sound comes in buffers of
 // some milliseconds.
-constexpr size_t kMostFrames = 256;
-constexpr size_t kMostSoundBuffers = 4096;
-constexpr int64_t kRetryInterval = kNanosecondsPerSecond;
-constexpr int64_t kRestingTime = kNanosecondsPerSecond / 2;
+constexpr size_t kMaxFrames = 256;
+constexpr size_t kMaxSoundBuffers = 4096;
 // How long input waits at most for what was captured before it.
-constexpr auto kLongestInputDelay = std::chrono::milliseconds(300);
+constexpr auto kMaxInputDelay = std::chrono::milliseconds(300);
 constexpr int kWaitMilliseconds = 5;
-
-using DataProcedure = std::remove_pointer_t<SGDataProc>;
 
 // Keeps a flag raised for the time of a call, whether that returns or throws.
 class Raised {
@@ -97,22 +89,10 @@ Result Session::Initialize()
     return noErr;
 }
 
-Result Session::SetOutput(const std::string& path, int32_t flags)
+void Session::SetDataProcedure(int32_t callback, int32_t refCon)
 {
-    if (recording)
-        return cantDoThatInCurrentMode;
-    if (path.empty() && (flags & seqGrabDontMakeMovie) == 0)
-        return paramErr;
-    outputPath = (flags & seqGrabDontMakeMovie) != 0 ? std::string() : path;
-    outputFlags = flags;
-    return noErr;
-}
-
-void Session::SetDataProcedure(int32_t callback, int32_t callbackRefCon)
-{
-    procedure = callback;
-    refCon = callbackRefCon;
-    ChooseWhatIsAccepted();
+    handOver.procedure.Set(callback, refCon);
+    UpdateAcceptedChannels();
 }
 
 // Modes.
@@ -120,10 +100,10 @@ void Session::SetDataProcedure(int32_t callback, int32_t callbackRefCon)
 Result Session::Start(GrabMode wanted)
 {
     Result result = noErr;
-    if (wanted == GrabMode::Preview && recording)
+    if (wanted == GrabMode::Preview && movie.IsOpen())
         result = Stop();
-    if (wanted == GrabMode::Record && !outputPath.empty() && !recording)
-        if (const Result begun = BeginRecording(); begun != noErr)
+    if (wanted == GrabMode::Record && movie.HasOutput())
+        if (const Result begun = BeginMovie(); begun != noErr)
             return begun;
     paused = false;
     if (mode != wanted) {
@@ -135,33 +115,30 @@ Result Session::Start(GrabMode wanted)
         for (const auto& sound : channels.sound)
             sound->Stream().Interrupt();
     }
-    restingSince.reset();
     mode = wanted;
-    const Result run = RunChannels();
+    const Result run = RunDevices();
     return result != noErr ? result : run;
 }
 
-Result Session::RunChannels()
+// Whatever gap lies before it, the movie begins with its own first frame.
+Result Session::BeginMovie()
 {
-    // Accepted first, so that a device that delivers at once loses nothing.
-    ChooseWhatIsAccepted();
-    Result first = noErr;
-    for (const auto& channel : channels.all) {
-        if (!channel->IsUsedIn(mode)) {
-            channel->Halt();
-            continue;
-        }
-        if (const Result result = channel->Run(); first == noErr)
-            first = result;
-    }
-    lastRetry = MonotonicNow();
-    return first;
+    if (mode != GrabMode::Record || paused)
+        delivery.Restart();
+    return movie.Begin();
 }
 
-void Session::ChooseWhatIsAccepted()
+// Channels accept samples first, so that nothing is lost of a device that delivers at once.
+Result Session::RunDevices()
+{
+    UpdateAcceptedChannels();
+    return devices.Run(mode);
+}
+
+void Session::UpdateAcceptedChannels()
 {
     // Sound is only of use where it is handed on; a frame may still be drawn, or grabbed as a picture.
-    const bool kept = mode == GrabMode::Record && (procedure != 0 || recording);
+    const bool kept = mode == GrabMode::Record && handOver.WantsSound();
     for (const auto& channel : channels.all)
         channel->Accept(!paused && channel->IsUsedIn(mode) && (kept || channel->type == kVideoMediaType));
 }
@@ -171,22 +148,22 @@ Result Session::Stop()
     if (mode == GrabMode::Stopped)
         return noErr;
     HandOverCaptured();
-    for (const auto& channel : channels.all)
-        channel->Rest();
-    restingSince = MonotonicNow();
-    Result result = noErr;
-    if (recording) {
-        paused = false;
-        for (const auto& channel : channels.all)
-            channel->FinishArrived();
-        const Raised last(finishing);
-        delivery.Run({.now = Delivery::kForever, .shows = false, .waitsForSound = false});
-        result = FinishRecording();
-    }
+    devices.Rest();
+    const Result result = movie.IsOpen() ? FinishMovie() : noErr;
     DiscardArrived();
     mode = GrabMode::Stopped;
     paused = false;
     return result;
+}
+
+Result Session::FinishMovie()
+{
+    paused = false;
+    for (const auto& channel : channels.all)
+        channel->FinishArrived();
+    const Raised last(handOver.intoMovieOnly);
+    delivery.Run({.now = Delivery::kForever, .shows = false, .waitsForSound = false});
+    return movie.Finish();
 }
 
 void Session::DiscardArrived()
@@ -201,31 +178,14 @@ void Session::DiscardArrived()
 Result Session::Release()
 {
     const Result result = Stop();
-    restingSince.reset();
-    HaltChannels();
+    devices.Halt();
     return result;
-}
-
-void Session::ReleaseRestingDevices(int64_t now)
-{
-    if (!restingSince || trying || now - *restingSince < kRestingTime)
-        return;
-    restingSince.reset();
-    for (const auto& channel : channels.all)
-        if (channel->Resting())
-            channel->Halt();
-}
-
-void Session::HaltChannels()
-{
-    for (const auto& channel : channels.all)
-        channel->Halt();
 }
 
 void Session::Pause(bool pause)
 {
     paused = pause && mode != GrabMode::Stopped;
-    ChooseWhatIsAccepted();
+    UpdateAcceptedChannels();
 }
 
 Result Session::Prepare(bool forPreview, bool forRecord) const
@@ -244,14 +204,15 @@ Result Session::Idle()
 {
     const int64_t now = MonotonicNow();
     poller = CurrentEventLoopTimer();
-    if (mode == GrabMode::Stopped)
-        ReleaseRestingDevices(now);
+    if (mode == GrabMode::Stopped && !trying)
+        devices.ReleaseRested(now);
     // A procedure that waits for the user lets timers run, and they come here again.
     if (idling || mode == GrabMode::Stopped)
         return noErr;
-    // A data procedure may throw; the next call goes on all the same.
+    // A data procedure may throw; the next call continues.
     const Raised inside(idling);
-    RetryAbsentDevices(now);
+    if (devices.RetryAbsent(mode, now))
+        UpdateAcceptedChannels();
     if (!paused)
         std::ranges::for_each(channels.sound, [](const auto& sound) { sound->ReplaceStandIn(); });
     Result result = std::exchange(inputFailure, noErr);
@@ -268,7 +229,7 @@ Result Session::Idle()
 
 bool Session::IsWritingMovie() const
 {
-    return recording ||
+    return movie.IsOpen() ||
            std::ranges::any_of(channels.all, [](const auto& channel) { return IsMediaOpen(channel->feeds); });
 }
 
@@ -284,7 +245,7 @@ void Session::HandOverCaptured()
         return;
     const Raised inside(idling);
     const int64_t press = MonotonicNow();
-    const auto deadline = std::chrono::steady_clock::now() + kLongestInputDelay; // also where a test holds the clock
+    const auto deadline = std::chrono::steady_clock::now() + kMaxInputDelay; // also where a test holds the clock
     Result result = delivery.Run({.now = press, .shows = false});
     while (result == noErr && delivery.AwaitsFrameBefore(press, MonotonicNow()) &&
            std::chrono::steady_clock::now() < deadline) {
@@ -296,21 +257,9 @@ void Session::HandOverCaptured()
     inputFailure = result;
 }
 
-// A device that comes back delivers by itself once it could be started; one that couldn't be, because somebody else
-// held it, is tried again.
-void Session::RetryAbsentDevices(int64_t now)
-{
-    if (now - lastRetry < kRetryInterval)
-        return;
-    lastRetry = now;
-    for (const auto& channel : channels.all)
-        if (channel->IsUsedIn(mode) && !channel->Running() && channel->Run() == noErr)
-            ChooseWhatIsAccepted();
-}
-
 Result Session::TakeFailure()
 {
-    Result result = std::exchange(recordingFailure, noErr);
+    Result result = movie.TakeFailure();
     for (const auto& channel : channels.all)
         if (result == noErr)
             result = channel->TakeFailure();
@@ -319,15 +268,12 @@ Result Session::TakeFailure()
 
 // Trials of settings.
 
-void Session::BeginTrial(Channel& channel)
+bool Session::BeginTrial()
 {
     trying = true;
-    heldForTrial = mode != GrabMode::Stopped && !paused;
+    const bool pauses = mode != GrabMode::Stopped && !paused;
     Pause(true);
-    channel.FinishArrived();
-    while (auto waiting = queue.Take(channel.number))
-        setAside.push_back(std::move(*waiting));
-    RunTried(channel);
+    return pauses;
 }
 
 void Session::RunTried(Channel& channel)
@@ -338,157 +284,16 @@ void Session::RunTried(Channel& channel)
     channel.Run();
 }
 
-// What the device still sent for the trial goes, so that nothing of it gets into what comes after.
-void Session::EndTrial(Channel& channel)
+void Session::EndTrial(Channel& channel, bool wasPaused)
 {
     trying = false;
-    channel.Rest();
-    restingSince = MonotonicNow();
-    channel.DiscardArrived();
-    while (queue.Take(channel.number)) {
-    }
-    for (Sample& sample : std::exchange(setAside, {}))
-        queue.Put(channel.number, std::move(sample));
+    devices.Rest(channel);
     if (Owns(channel.number) && channel.IsUsedIn(mode))
         channel.Run();
-    if (std::exchange(heldForTrial, false))
+    if (wasPaused)
         Pause(false);
     else
-        ChooseWhatIsAccepted();
-}
-
-// The grabber's own movie.
-
-DirectRecording::Plan Session::PlanFor(const std::string& path) const
-{
-    DirectRecording::Plan plan{.path = path, .append = (outputFlags & seqGrabAppendToFile) != 0, .withPictures = false};
-    for (const auto& video : channels.video) {
-        if (!video->IsUsedIn(GrabMode::Record))
-            continue;
-        plan.withPictures = true;
-        plan.width = video->SourceRect().Width();
-        plan.height = video->SourceRect().Height();
-        plan.videoScale = video->TimeScale();
-    }
-    for (const auto& sound : channels.sound)
-        if (sound->IsUsedIn(GrabMode::Record))
-            plan.soundScale = sound->TimeScale();
-    return plan;
-}
-
-Result Session::BeginRecording()
-{
-    // Whatever gap lies before it, the movie begins with its own first frame.
-    if (mode != GrabMode::Record || paused)
-        delivery.BeginAnew();
-    SetSplits(splitRule, splitHandler);
-    Result result = noErr;
-    recording = DirectRecording::Begin(PlanFor(outputPath), result);
-    return result;
-}
-
-void Session::SetSplits(const SGSplitRule& rule, SGSplitHandler handler)
-{
-    splitRule = rule;
-    splitHandler = std::move(handler);
-    recordingEnded = false;
-    splits.Begin(rule);
-}
-
-// The frame is the first one of the next file, or the first one past the end. All sound up to its time has been handed
-// over before it, so each sample is in one file as well.
-void Session::SplitBefore(const Sample& frame)
-{
-    if (!splitHandler || recordingEnded)
-        return;
-    const auto step = splits.Before(frame);
-    if (step == RecordingSplits::Step::GoOn)
-        return;
-    recordingEnded = step == RecordingSplits::Step::End;
-    if (recording && recordingEnded)
-        NoteRecordingFailure(recording->EndFrameAt(frame.captureTime));
-    const auto handler = splitHandler; // may be replaced by what it calls
-    const std::string path = handler(recordingEnded);
-    if (recording && !recordingEnded && !path.empty())
-        RecordInFile(path, frame.captureTime);
-}
-
-// The next file is opened before the present one is closed: without it the recording goes on where it is.
-void Session::RecordInFile(const std::string& path, int64_t captureTime)
-{
-    DirectRecording::Plan plan = PlanFor(path);
-    plan.continues = true;
-    Result result = noErr;
-    auto next = DirectRecording::Begin(plan, result);
-    NoteRecordingFailure(result);
-    if (!next)
-        return;
-    NoteRecordingFailure(recording->EndFrameAt(captureTime));
-    std::swap(recording, next);
-    NoteRecordingFailure(next->Finish());
-}
-
-void Session::NoteRecordingFailure(Result result)
-{
-    if (result != noErr)
-        recordingFailure = result;
-}
-
-// One output is one movie: a later start must not write over what has just been recorded.
-Result Session::FinishRecording()
-{
-    const Result result = recording->Finish();
-    recording.reset();
-    recordingFailure = noErr;
-    outputPath.clear();
-    return result;
-}
-
-// Samples.
-
-Result Session::TakeFrame(VideoChannel& channel, Sample frame, int32_t time, bool shown)
-{
-    SplitBefore(frame);
-    if (recording && !recordingEnded)
-        NoteRecordingFailure(recording->AddFrame(frame));
-    bool inTime = shown;
-    auto picture = channel.TakePicture(frame, inTime);
-    if (shown && !inTime)
-        channel.CountNotShown();
-    FrameInHand known(frame.data.Start(), frame.description->image, inTime, std::move(picture));
-    if (frame.sentDescription)
-        known.ShowInstead(frame.sent.Bytes(), frame.sentDescription->image);
-    const CaptureInHand captured(kVideoMediaType, frame.captureTime);
-    const Result result = CallProcedure(channel, frame.data.Start(), frame.data.Size(), time);
-    channel.feeds = captured.AddedTo();
-    if (shown && (channel.usage & seqGrabPlayDuringRecord) != 0)
-        channel.DrawPreview(frame, port);
-    if (inTime)
-        channel.NoteShown(known.Shown());
-    const bool isDrawn = known.Shown().width > 0;
-    TraceHandOver(frame.stampedTime, !inTime ? HandOver::Skipped : isDrawn ? HandOver::Shown : HandOver::NotDrawn);
-    channel.newest = std::move(frame);
-    return result;
-}
-
-Result Session::TakeSound(SoundChannel& channel, const SoundStream::Piece& piece, int32_t time)
-{
-    splits.CountSound(piece.bytes);
-    if (recording && !recordingEnded)
-        NoteRecordingFailure(recording->AddSound(piece));
-    const CaptureInHand captured(kSoundMediaType, piece.captureTime);
-    const Result result = CallProcedure(channel, piece.data, piece.bytes, time);
-    channel.feeds = captured.AddedTo();
-    return result;
-}
-
-Result Session::CallProcedure(const Channel& channel, Address data, int64_t bytes, int32_t time)
-{
-    auto* const code = CodeAt<DataProcedure>(procedure);
-    if (!code || finishing)
-        return noErr;
-    return code(channel.number, data, static_cast<int32_t>(bytes), offsetCell.Get(), 0, time, seqGrabWriteAppend,
-                refCon);
+        UpdateAcceptedChannels();
 }
 
 // A preview shows the newest frame; older ones are skipped.
@@ -505,7 +310,7 @@ void Session::DrawNewestFrames()
         if (!newest)
             continue;
         video->description = newest->description;
-        video->DrawPreview(*newest, port);
+        video->DrawPreview(*newest, handOver.port);
         video->newest = std::move(*newest);
     }
 }
@@ -529,7 +334,7 @@ void Session::AddChannel(std::shared_ptr<Channel> channel)
 {
     RegisterChannel(channel);
     channel->owner = this;
-    channel->OpenLane(channel->type == kVideoMediaType ? kMostFrames : kMostSoundBuffers);
+    channel->OpenTrackQueue(channel->type == kVideoMediaType ? kMaxFrames : kMaxSoundBuffers);
     channels.Add(std::move(channel));
 }
 
@@ -538,7 +343,7 @@ void Session::DetachChannel(Channel& channel)
 {
     channel.Accept(false);
     channel.DiscardArrived();
-    queue.CloseLane(channel.number);
+    queue.CloseTrackQueue(channel.number);
     UnregisterChannel(channel.number);
     channel.owner = nullptr;
     channels.Remove(channel);

@@ -67,7 +67,7 @@ Result SGSetGWorld(SGComponent session, int32_t port, [[maybe_unused]] int32_t d
 Result SGSetDataRef(SGComponent session, int32_t dataRef, [[maybe_unused]] FourCharCode dataRefType, int32_t whereFlags)
 {
     return OnSession(session,
-                     [&](Session& found) { return found.SetOutput(PathOfDataReference(dataRef), whereFlags); });
+                     [&](Session& found) { return found.Movie().SetOutput(PathOfDataReference(dataRef), whereFlags); });
 }
 
 Result SGSetDataOutput(SGComponent session, Address file, int32_t whereFlags)
@@ -77,7 +77,7 @@ Result SGSetDataOutput(SGComponent session, Address file, int32_t whereFlags)
         if ((whereFlags & seqGrabDontMakeMovie) == 0)
             if (const Result result = PathOfSpecification(file, path); result != noErr)
                 return result;
-        return found.SetOutput(path, whereFlags);
+        return found.Movie().SetOutput(path, whereFlags);
     });
 }
 
@@ -146,13 +146,13 @@ Result SGGetMode(SGComponent session, Address previewMode, Address recordMode)
 bool SGGetRecordingStatus(SGComponent session, MovieStorageStatus& status)
 {
     const auto found = FindSession(session);
-    return found && found->GetRecordingStatus(status);
+    return found && found->Movie().GetStatus(status);
 }
 
 Result SGSetSplits(SGComponent session, const SGSplitRule& rule, SGSplitHandler handler)
 {
     return OnSession(session, [&](Session& found) {
-        found.SetSplits(rule, std::move(handler));
+        found.Movie().SetSplits(rule, std::move(handler));
         return noErr;
     });
 }

@@ -10,17 +10,28 @@ SettingsTrial::SettingsTrial(std::shared_ptr<Session> grabber, std::shared_ptr<C
     : session(std::move(grabber)), channel(std::move(tried))
 {
     Meet();
-    session->BeginTrial(*channel);
+    paused = session->BeginTrial();
+    channel->FinishArrived();
+    while (auto waiting = session->TakeWaiting(*channel))
+        setAside.push_back(std::move(*waiting));
+    KeepRunning();
 }
 
+// What the device still sent for the trial is dropped, so that none of it gets into what follows.
 SettingsTrial::~SettingsTrial()
 {
-    session->EndTrial(*channel);
+    channel->Rest();
+    channel->DiscardArrived();
+    while (session->TakeWaiting(*channel)) {
+    }
+    for (Sample& sample : setAside)
+        session->PutBack(*channel, std::move(sample));
+    session->EndTrial(*channel, paused);
 }
 
 void SettingsTrial::Meet()
 {
-    met.push_back({channel->Device().identity, channel->WayBack(), channel->Settings()});
+    met.push_back({channel->Device().identity, channel->RestorePoint(), channel->Settings()});
 }
 
 Result SettingsTrial::TakeDevice(const ListedDevice& device)
@@ -43,7 +54,7 @@ void SettingsTrial::Restore()
         return;
     channel->Halt();
     for (const Found& found : met | std::views::reverse) {
-        found.wayBack();
+        found.restore();
         channel->ApplySettings(found.settings);
     }
 }

@@ -18,7 +18,7 @@ public:
     Channel& Tried() { return *channel; }
 
     /// Takes the next sample that waits, in the order of capture.
-    std::optional<Sample> Next() { return session->TakeTried(*channel); }
+    std::optional<Sample> Next() { return session->TakeWaiting(*channel); }
 
     /// Starts the device where it couldn't be started before.
     void KeepRunning() { session->RunTried(*channel); }
@@ -33,7 +33,7 @@ private:
     /// A device as it was when the trial first met it.
     struct Found {
         std::string identity;
-        std::function<void()> wayBack;
+        std::function<void()> restore;
         TaggedItems settings;
     };
 
@@ -42,7 +42,9 @@ private:
 
     std::shared_ptr<Session> session;
     std::shared_ptr<Channel> channel;
-    std::vector<Found> met; ///< in the order of their first use
+    std::vector<Found> met;       ///< in the order of their first use
+    std::vector<Sample> setAside; ///< what waited in the channel's part of the queue when the trial began
+    bool paused = false;          ///< the session is paused for this trial alone
 };
 
 } // namespace platform

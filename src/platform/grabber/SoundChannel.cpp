@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A sound channel.
 //
-// The source delivers PCM on its own thread; there each buffer is coded as the channel was told, into the block from
+// The source delivers PCM on its own thread; there each buffer is coded as requested, into the block from
 // which pieces are handed over later. The description goes with the buffer, so a change of format takes effect exactly
 // where the first buffer of the new format begins.
 //
@@ -154,7 +154,7 @@ void SoundChannel::ForgetSettings()
     stream.reset(); // it knows the channel by the number that it had
 }
 
-std::function<void()> SoundChannel::WayBack()
+std::function<void()> SoundChannel::RestorePoint()
 {
     return [this, present = source] {
         if (present != source)
@@ -235,7 +235,7 @@ void SoundChannel::SoundArrived(const CapturedSound& sound)
         return;
     CapturedSound captured = sound;
     captured.bytes = sound.bytes.first(whole);
-    // The recovery follows the source also while nobody takes its sound: it has learned its clock when somebody does.
+    // The correction follows the source even while its sound is not taken, so it knows its clock when sound is wanted.
     const CapturedSound line = clock.Take(captured);
     if (Accepting() && !line.bytes.empty())
         Take(line, now);

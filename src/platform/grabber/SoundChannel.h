@@ -38,7 +38,7 @@ public:
     ListedDevice Device() const override;
     std::string Reason() const override { return source->Reason(); }
     Result TakeDevice(const ListedDevice& device) override;
-    std::function<void()> WayBack() override;
+    std::function<void()> RestorePoint() override;
     TaggedItems Settings() const override;
     void ApplySettings(const TaggedItems& settings) override;
     void ForgetSettings() override;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // One line of sound.
 //
-// Whoever records sound counts its samples: what is missing in the middle shifts all that follows. So the line has no
+// A recording counts samples of sound: what is missing in the middle shifts all that follows. So the line has no
 // holes. It has an end on the clock, and each captured buffer finds its place by its own time: where buffers were
 // lost, or the session stood still, silence fills up; what comes twice, because silence stood in for it before, is
 // left out.
@@ -49,7 +49,7 @@ int64_t SoundStream::ArrivedUpTo() const
     int64_t end = begun ? Position() : 0;
     if (!interrupted && begun && current.description)
         end += DurationOf(FramesOf(current) - offset, current.description->sampleRate);
-    const auto waiting = queue.Look(lane);
+    const auto waiting = queue.Look(channel);
     return waiting.waiting == 0 ? end : std::max(end, waiting.end);
 }
 
@@ -77,7 +77,7 @@ void SoundStream::Rebase(const SharedDescription& next)
     base = Position();
     frames = 0;
     description = next;
-    align = true; // a source that changes its format begins anew, at a time of its own
+    align = true; // a source that changes its format begins again, at a time of its own
 }
 
 bool SoundStream::TakeSample()
@@ -89,7 +89,7 @@ bool SoundStream::TakeSample()
     }
     if (current.description && offset < FramesOf(current))
         return true;
-    auto next = queue.Take(lane);
+    auto next = queue.Take(channel);
     if (!next)
         return false;
     current = std::move(*next);
@@ -133,7 +133,7 @@ std::optional<SoundStream::Piece> SoundStream::FindPlace(int64_t limit, int64_t 
     if (hole > 0) {
         align = true;
         const int64_t frame = std::min({hole, FramesUntil(limit), FramesIn(longestSilence, description->sampleRate)});
-        return frame < 1 ? std::nullopt : std::optional(Quiet(frame));
+        return frame < 1 ? std::nullopt : std::optional(MakeSilence(frame));
     }
     // The line may have got this far without the sample: then only what lies behind its end is new.
     offset = std::min(FramesOf(current), std::max<int64_t>(0, FramesIn(-error, description->sampleRate)));
@@ -162,22 +162,22 @@ std::optional<SoundStream::Piece> SoundStream::Silence(int64_t limit, int64_t lo
     if (count < 1)
         return std::nullopt;
     align = true;
-    return Quiet(count);
+    return MakeSilence(count);
 }
 
-SoundStream::Piece SoundStream::Quiet(int64_t count)
+SoundStream::Piece SoundStream::MakeSilence(int64_t count)
 {
     const int64_t frameBytes = description->BytesPerFrame();
-    if (quietDescription != description) {
+    if (silenceDescription != description) {
         const auto most = static_cast<size_t>(FramesIn(kLongestSilence, description->sampleRate));
         const std::vector<uint8_t> level(most * static_cast<size_t>(description->channels), 128);
-        quiet = SampleData::Uncleared(static_cast<int64_t>(most) * frameBytes);
-        ConvertSound(level, 8, description->coding, quiet.Bytes());
-        quietDescription = description;
+        silence = SampleData::Uncleared(static_cast<int64_t>(most) * frameBytes);
+        ConvertSound(level, 8, description->coding, silence.Bytes());
+        silenceDescription = description;
     }
-    count = std::min(count, quiet.Size() / frameBytes);
-    const Piece piece{quiet.Start(), static_cast<int32_t>(count * frameBytes), static_cast<int32_t>(count), Position(),
-                      description};
+    count = std::min(count, silence.Size() / frameBytes);
+    const Piece piece{silence.Start(), static_cast<int32_t>(count * frameBytes), static_cast<int32_t>(count),
+                      Position(), description};
     frames += count;
     return piece;
 }

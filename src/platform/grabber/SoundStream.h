@@ -23,7 +23,7 @@ public:
     /// The longest piece of captured sound.
     static constexpr int64_t kLongestPiece = 10'000'000;
 
-    SoundStream(SampleQueue& queue, int32_t lane) : queue(queue), lane(lane) {}
+    SoundStream(SampleQueue& queue, int32_t channel) : queue(queue), channel(channel) {}
 
     /// Whether the line has a place on the clock yet.
     bool HasBegun() const { return begun; }
@@ -44,7 +44,7 @@ public:
     void Interrupt() { interrupted = true; }
 
     /// Forgets that too, and the line's place on the clock.
-    void BeginAnew()
+    void Restart()
     {
         interrupted = true;
         begun = false;
@@ -63,11 +63,11 @@ private:
     bool TakeSample();
     std::optional<Piece> FindPlace(int64_t limit, int64_t longestSilence);
     Piece Cut(int64_t frames);
-    Piece Quiet(int64_t frames);
+    Piece MakeSilence(int64_t frames);
     void Rebase(const SharedDescription& next);
 
     SampleQueue& queue;
-    int32_t lane;
+    int32_t channel; ///< number of the track queue
 
     // The end of the line: `frames` sample frames after `base`, so that no rounding adds up.
     bool begun = false;
@@ -81,8 +81,8 @@ private:
     bool align = false;
     bool interrupted = false;
 
-    SampleData quiet;
-    SharedDescription quietDescription;
+    SampleData silence;
+    SharedDescription silenceDescription;
 };
 
 } // namespace platform

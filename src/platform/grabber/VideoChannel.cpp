@@ -22,7 +22,7 @@
 namespace platform {
 namespace {
 
-// The device's count steps back or far ahead when it starts anew; such a step tells of no loss.
+// A device's counter jumps when it restarts; such a step is no loss.
 constexpr uint32_t kLargestGap = 0x10000;
 
 constexpr int64_t kLongestLatency = 300 * kNanosecondsPerMillisecond;
@@ -36,7 +36,7 @@ bool IsDv(FourCharCode codec)
     return codec == CodeOf("dvc ") || codec == CodeOf("dvcp");
 }
 
-// A camcorder's frames bear one of two codes, by the television system of the tape at the moment.
+// A camcorder's frames have one of two codes, by the television system of the tape.
 bool IsOneCodec(FourCharCode a, FourCharCode b)
 {
     return a == b || (IsDv(a) && IsDv(b));
@@ -93,7 +93,7 @@ void VideoChannel::ChooseUsualCompressor(bool wasCamcorder)
     ReplaceImpossibleCompressor();
 }
 
-// What only another device or format could deliver, nobody can make of the frames that come now.
+// Falls back to the default compressor if this device cannot deliver the chosen one.
 void VideoChannel::ReplaceImpossibleCompressor()
 {
     if (SetCompression(Compression()) != noErr)
@@ -157,7 +157,7 @@ Result VideoChannel::TakeDevice(const ListedDevice& device)
     return noErr;
 }
 
-std::function<void()> VideoChannel::WayBack()
+std::function<void()> VideoChannel::RestorePoint()
 {
     return [this, device = digitizer] {
         if (device != digitizer)

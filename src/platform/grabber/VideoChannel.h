@@ -31,7 +31,7 @@ public:
     std::vector<ListedDevice> Devices() const override;
     ListedDevice Device() const override;
     Result TakeDevice(const ListedDevice& device) override;
-    std::function<void()> WayBack() override;
+    std::function<void()> RestorePoint() override;
     TaggedItems Settings() const override;
     void ApplySettings(const TaggedItems& settings) override;
     void ForgetSettings() override;
@@ -64,7 +64,7 @@ public:
     /// `shown` where there is none in time. None for a frame that is not shown.
     std::unique_ptr<DecodedPicture> TakePicture(Sample& frame, bool& shown);
 
-    /// Told the size at which a frame was shown, 0 by 0 where it was not: then frames are no longer decoded ahead.
+    /// Notes the size at which a frame was shown, 0 by 0 where it was not: then frames are no longer decoded ahead.
     void NoteShown(const ShownSize& size);
 
     /// The newest frame that came to the main thread, for grabbing it later.
@@ -105,7 +105,7 @@ private:
     int64_t lastCaptureTime = 0;
     SharedDescription passThroughDescription;
     std::atomic<int64_t> newestArrived{0};       ///< capture time of the newest frame that came from the device
-    std::atomic<int64_t> latency{0};             ///< from capture to arrival, the longest of late
+    std::atomic<int64_t> latency{0};             ///< from capture to arrival, the longest recent one
     std::unique_ptr<CompressionWorkers> workers; ///< made with the first frame that needs them
 };
 

@@ -23,7 +23,7 @@ protected:
     {
         for (const auto& channel : channels.all) {
             RegisterChannel(channel);
-            channel->OpenLane(1000);
+            channel->OpenTrackQueue(1000);
             channel->usage = seqGrabRecord;
             channel->Run();
             channel->Accept(true);
@@ -38,9 +38,11 @@ protected:
         }
     }
 
-    Result TakeFrame(VideoChannel&, Sample frame, int32_t, bool shown) override
+    Result TakeFrame(VideoChannel& channel, Sample frame, int32_t time, bool shown) override
     {
         taken.push_back({shown ? 's' : 'f', frame.captureTime});
+        times.push_back(time);
+        channel.newest = std::move(frame);
         return result;
     }
     Result TakeSound(SoundChannel&, const SoundStream::Piece&, int32_t) override { return noErr; }
@@ -70,6 +72,7 @@ protected:
     bool withSound = false;
     Result result = noErr;
     std::vector<Taken> taken;
+    std::vector<int32_t> times;
 };
 
 } // namespace
@@ -100,6 +103,16 @@ TEST_F(ChannelsTest, WritesAllAndShowsTheNewest)
     result = ioErr;
     EXPECT_EQ(delivery.Run({.now = kSecond + 1}), ioErr);
     EXPECT_EQ(taken.size(), 2U);
+}
+
+// A driver that falls behind gives several frames one stamp: in a movie each must last.
+TEST_F(ChannelsTest, FramesOfOneStampStillFollowOneAnother)
+{
+    for (const int frame : {0, 0, 0, 1})
+        SendFrames(frame, frame);
+    for (int pass = 0; pass < 4; ++pass)
+        delivery.Run({.now = kSecond});
+    EXPECT_EQ(times, (std::vector<int32_t>{0, 1, 2, 12}));
 }
 
 // Frames wait for the sound before them; the last one that it has reached is shown.

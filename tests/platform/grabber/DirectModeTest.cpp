@@ -9,6 +9,7 @@
 #include "support/Files.h"
 
 #include <array>
+#include <sys/resource.h>
 
 using namespace grabbertest;
 using test::OutputOf;
@@ -142,4 +143,27 @@ TEST_F(DirectModeTest, SplitsLoseNothing)
         const auto value = [&](size_t at) { return samples[at] | samples[at + 1] << 8; };
         ASSERT_EQ(value(i), (value(i - 4) + 1) & 0xFFFF) << i / 4;
     }
+}
+
+// A disk that is full ends the movie and not the session: it is reported once while frames come, and again by the stop.
+TEST_F(DirectModeTest, ReportsItsFirstFailure)
+{
+    video = NewChannel(kVideoMediaType, 7);
+    EXPECT_EQ(SGSetDataOutput(session, file.Get(), seqGrabToDisk), noErr);
+    rlimit found{};
+    getrlimit(RLIMIT_FSIZE, &found);
+    const rlimit small{1 << 20, found.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    EXPECT_EQ(SGStartRecord(session), noErr);
+    const std::vector<uint8_t> large = JpegPicture(640, 480, 200);
+    std::vector<Result> failures;
+    for (int64_t i = 0, end = 2 * (1 << 20) / static_cast<int64_t>(large.size()); i < end; ++i) {
+        devices.Camera()->Send(5 * kSecond + i * 40 * kMillisecond, {large, CodeOf("jpeg"), 640, 480});
+        if (const Result result = IdleAt(5 * kSecond + i * 40 * kMillisecond); result != noErr)
+            failures.push_back(result);
+    }
+    EXPECT_EQ(failures, std::vector<Result>{dskFulErr});
+    EXPECT_EQ(SGStop(session), dskFulErr);
+    setrlimit(RLIMIT_FSIZE, &found);
+    EXPECT_GT(SampleBytes(path, kVideoMediaType).size(), large.size()) << "what was written before is a whole movie";
 }

@@ -187,7 +187,7 @@ TEST(SampleQueue, WhatBuildsOnALostSampleGoesWithIt)
 {
     SampleQueue queue;
     std::vector<int64_t> dropped;
-    queue.OpenLane(1, 4, [&](int64_t captureTime) { dropped.push_back(captureTime); });
+    queue.OpenTrackQueue(1, 4, [&](int64_t captureTime) { dropped.push_back(captureTime); });
     int64_t time = 0;
     for (const char kind : std::string("K..K....K.")) {
         Sample sample;
