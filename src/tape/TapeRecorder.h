@@ -52,6 +52,7 @@ public:
     Outcome Ended() const { return outcome; }
     const std::string& Reason() const { return reason; }
 
+    /// The writer, for its counts and files.
     const TapeWriter& Writer() const { return writer; }
 
     /// Frames that may wait in memory.

@@ -39,12 +39,14 @@ struct TapeFileReport {
     std::optional<platform::TapeTime> firstRecorded, lastRecorded;
     std::vector<TapeFault> faults;
 
+    /// Length in seconds, lost frames included.
     double Seconds() const { return static_cast<double>(length) * (isPal ? 1200 : 1001) / 30'000; }
 };
 
 /// Several lines for people: the file, its timecode and dates, and each fault with its place.
 std::string TextOf(const TapeFileReport& file);
 
+/// The report of one file as JSON.
 QJsonObject JsonOf(const TapeFileReport& file);
 
 } // namespace velmora

@@ -27,6 +27,7 @@ struct TapeOutputs {
 /// report. A movie holds one television system and one rate of sound, so a change of either begins another.
 class TapeWriter {
 public:
+    /// Writes the outputs asked for.
     explicit TapeWriter(TapeOutputs wanted);
     ~TapeWriter();
     TapeWriter(const TapeWriter&) = delete;
@@ -41,10 +42,12 @@ public:
 
     /// What went wrong, in one line; empty when nothing did.
     const std::string& Problem() const { return problem; }
+    /// The first failure, or 0.
     platform::Result Failure() const { return failure; }
 
     /// The files so far, the one that is being written last.
     const std::vector<TapeFileReport>& Files() const { return files; }
+    /// What was read out of the newest frame.
     const platform::DvFrameData& Newest() const { return newest; }
 
 private:

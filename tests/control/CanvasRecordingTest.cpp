@@ -177,14 +177,15 @@ TEST_F(RecordingTest, Failures)
 TEST_F(RecordingTest, FirstSoundIsTrimmedToTheVideoSoFar)
 {
     const struct {
-        int32_t videoSoFar, length;
+        std::vector<int32_t> frames; // durations of the video before the sound
+        int32_t length;
         int channels, bits;
         Lines added; // of the first buffer
     } cases[] = {
-        {300, 176400, 2, 16, {"AddMediaSample(72, @, 88200, 88200, 1, @, 22050, 0, 0)"}},
-        {300, 400, 2, 16, {"AddMediaSample(72, @, -87800, 88200, 1, @, 22050, 0, 0)"}}, // shorter than the video
-        {0, 400, 2, 16, {}},                                                            // before any video
-        {6, 1000, 1, 8, {"AddMediaSample(72, @, 559, 441, 1, @, 441, 0, 0)"}},
+        {{100, 150, 50}, 176400, 2, 16, {"AddMediaSample(72, @, 88200, 88200, 1, @, 22050, 0, 0)"}},
+        {{300}, 400, 2, 16, {"AddMediaSample(72, @, -87800, 88200, 1, @, 22050, 0, 0)"}}, // shorter than the video
+        {{}, 400, 2, 16, {}},                                                             // before any video
+        {{4, 2}, 1000, 1, 8, {"AddMediaSample(72, @, 559, 441, 1, @, 441, 0, 0)"}},
     };
     script.unnoted.insert({"SGGetChannelInfo", "SGGetChannelSampleDescription"});
     canvas->Record(file);
@@ -194,8 +195,11 @@ TEST_F(RecordingTest, FirstSoundIsTrimmedToTheVideoSoFar)
             return scripted::FillSoundDescription(a[1], c.channels, c.bits, 44100), 0;
         };
         inside.gotaudio = false;
-        inside.preaudiotimeval = c.videoSoFar;
+        inside.preaudiotimeval = 0;
         const OwnedBlock buffer(c.length);
+        for (const int32_t duration : c.frames)
+            inside.Append(scripted::kVideo, buffer.Get(), 16, duration);
+        script.Take();
         const int64_t before = platform::BytesInUse();
         inside.Append(scripted::kSound, buffer.Get(), c.length);
         Expect(c.added);

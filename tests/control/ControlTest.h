@@ -34,7 +34,10 @@ struct VelmoraCanvasInspector {
     void Paint(Graphics& graphics) { canvas.Event_Paint(graphics); }
     void CloseEvent() { canvas.Event_Close(); }
     void CreateChannels() { canvas.CreateSGChannel(); }
-    void Append(int32_t c, int32_t p, int32_t len) { canvas.AppendDataProcDataToMovie(c, p, len, 40); }
+    void Append(int32_t c, int32_t p, int32_t len, int32_t duration = 40)
+    {
+        canvas.AppendDataProcDataToMovie(c, p, len, duration);
+    }
     int32_t Deliver(int32_t c, int32_t p, int32_t len, int32_t time, int16_t writeType = 0)
     {
         return VelmoraCanvas::DataProc(c, p, len, 0, 0, time, writeType, canvas.refCon);

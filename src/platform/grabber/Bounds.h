@@ -14,6 +14,7 @@ struct Bounds {
     int16_t bottom = 0;
     int16_t right = 0;
 
+    /// Whether a side is not above 0.
     bool Empty() const { return bottom <= top || right <= left; }
     int32_t Width() const { return right - left; }
     int32_t Height() const { return bottom - top; }

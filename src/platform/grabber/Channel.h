@@ -33,6 +33,7 @@ enum class GrabMode { Stopped, Preview, Record };
 /// main thread but for the sinks of the derived classes.
 class Channel {
 public:
+    /// A channel of "vide" or "soun" whose samples go into the queue, which outlives it.
     Channel(FourCharCode type, SampleQueue& queue) : type(type), queue(queue) {}
     virtual ~Channel() = default;
     Channel(const Channel&) = delete;
@@ -62,7 +63,10 @@ public:
     /// Drops what the device delivers but lets it run, so that a start that follows soon restarts nothing.
     void Rest();
 
+    /// Whether the device runs, resting or not.
     bool Running() const { return running; }
+
+    /// Whether the device runs without being used.
     bool Resting() const { return resting; }
 
     /// Whether samples are wanted; others are dropped where they arrive and counted nowhere.
@@ -98,6 +102,8 @@ public:
     void ResetCounts();
     /// The frames lost since the last call.
     std::vector<SGLostFrame> TakeLostFrames() { return lost.Take(); }
+
+    /// Counts a buffer that was handed over, and a frame whose picture was skipped.
     void CountDelivered() { ++counts.delivered; }
     void CountNotShown() { ++counts.notShown; }
 

@@ -37,6 +37,7 @@ public:
         std::function<void(int64_t captureTime)> dropped; ///< called on the device's thread
     };
 
+    /// Starts the threads. `outlet` is called on them.
     explicit CompressionWorkers(Outlet outlet);
     ~CompressionWorkers();
     CompressionWorkers(const CompressionWorkers&) = delete;

@@ -12,6 +12,7 @@ public:
     /// Installs a callback of `NewSGDataUPP` (0: none) and the value that it gets as its last argument.
     void Set(int32_t newCallback, int32_t newRefCon);
 
+    /// Whether a callback is installed.
     bool IsSet() const { return callback != 0; }
 
     /// Calls the procedure with one buffer of `bytes` bytes at `data`, captured at `time` in the channel's time scale.

@@ -17,6 +17,7 @@ class RecordingSplits {
 public:
     enum class Step { GoOn, NextFile, End };
 
+    /// Begins a recording under a rule.
     void Begin(const SGSplitRule& newRule);
 
     /// Asked once for each frame of the recording, before it is recorded.

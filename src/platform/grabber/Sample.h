@@ -36,6 +36,7 @@ public:
         return data;
     }
 
+    /// Address of the first byte; 0 where there is none.
     Address Start() const { return start; }
     int64_t Size() const { return size; }
     std::span<uint8_t> Bytes() const { return {PointerAt<uint8_t>(start), static_cast<size_t>(size)}; }

@@ -57,6 +57,7 @@ public:
     /// Hands waiting samples over or draws the newest frame. A failure of the data procedure stops the session.
     Result Idle();
 
+    /// The present mode, paused or not.
     GrabMode Mode() const { return mode; }
 
     /// Whether what is captured goes into a movie, the session's own or one that the data procedure writes. Its format
@@ -69,6 +70,7 @@ public:
     /// Stops a channel's device and removes the channel. `badSGChannel` for one of another session.
     Result DisposeChannel(SGChannel channel);
 
+    /// Whether a channel belongs to this session.
     bool Owns(SGChannel channel) const;
     const std::vector<std::shared_ptr<Channel>>& Channels() const { return channels.all; }
 

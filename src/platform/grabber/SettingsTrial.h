@@ -15,6 +15,7 @@ public:
     SettingsTrial(const SettingsTrial&) = delete;
     SettingsTrial& operator=(const SettingsTrial&) = delete;
 
+    /// The channel that is tried out.
     Channel& Tried() { return *channel; }
 
     /// Takes the next sample that waits, in the order of capture.

@@ -21,6 +21,7 @@ public:
         FourCharCode compression = CodeOf("raw ");
     };
 
+    /// A channel on a source, with the standard parameters.
     SoundChannel(SampleQueue& queue, std::shared_ptr<SoundSource> source);
     ~SoundChannel() override;
 
@@ -44,14 +45,17 @@ public:
     void ForgetSettings() override;
 
     int32_t Driver() const { return driver; }
+    /// The source in use.
     SoundSource& Source() { return *source; }
 
     /// A second meter, for a settings dialog: what it reads is not taken from those who read the driver's.
     LevelMeter& DialogMeter() { return dialogMeter; }
 
+    /// The parameters in use, and a change of them. Results as `SGSetSoundInputParameters`.
     Parameters GetParameters() const;
     Result SetParameters(const Parameters& wanted);
 
+    /// The sample rate, and a change of it: `siInvalidSampleRate` outside of 8000 to 48000.
     double Rate() const { return source->Format().sampleRate; }
     Result SetRate(double rate);
 

@@ -23,6 +23,7 @@ public:
     /// The longest piece of captured sound.
     static constexpr int64_t kLongestPiece = 10'000'000;
 
+    /// Takes the samples of a channel from the queue, which outlives the stream.
     SoundStream(SampleQueue& queue, int32_t channel) : queue(queue), channel(channel) {}
 
     /// Whether the line has a place on the clock yet.

@@ -15,6 +15,7 @@ namespace platform {
 /// A channel over a digitizer.
 class VideoChannel final : public Channel, private FrameSink {
 public:
+    /// A channel on a digitizer, with the usual compressor of that device.
     VideoChannel(SampleQueue& queue, std::shared_ptr<Digitizer> device);
     ~VideoChannel() override;
 
@@ -36,12 +37,14 @@ public:
     void ApplySettings(const TaggedItems& settings) override;
     void ForgetSettings() override;
 
+    /// The digitizer in use, and the component instance through which callers reach it.
     Digitizer& TheDigitizer() { return *digitizer; }
     ComponentInstance DigitizerReference() const { return instance; }
 
     /// The frame's own rectangle, from 0, 0.
     Bounds SourceRect() const;
 
+    /// The compressor's settings.
     CompressionSettings Compression() const;
 
     /// Whether the device's frames are of that codec already, so that they would be kept as they come.

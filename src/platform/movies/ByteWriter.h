@@ -40,6 +40,7 @@ public:
         U8(static_cast<uint8_t>(value));
     }
 
+    /// Appends bytes as they are, and zeros.
     void Raw(std::span<const uint8_t> raw) { bytes.insert(bytes.end(), raw.begin(), raw.end()); }
     void Zeros(size_t count) { bytes.resize(bytes.size() + count); }
 

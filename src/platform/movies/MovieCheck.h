@@ -16,6 +16,7 @@ struct CheckedMovie {
     std::vector<TrackTables> tracks;
     bool isCutOff = false; ///< a recording of this system that recovery can finish
 
+    /// Whether no fault was found.
     bool IsWhole() const
     {
         return faults.empty() && std::ranges::all_of(tracks, [](const auto& track) { return track.faults.empty(); });

@@ -51,6 +51,7 @@ public:
     void Begin(int64_t position);
 
     int64_t Position() const { return head; }
+    /// Whether a fragment is begun, and whether it has no samples.
     bool IsOpen() const { return head != 0; }
     bool IsEmpty() const { return runs.empty(); }
 

@@ -30,6 +30,7 @@ public:
     /// Closes the file.
     ~MovieStorage();
 
+    /// Whether the file is open.
     bool IsOpen() const { return writer != nullptr && !closed; }
 
     /// True for a movie whose samples are complete, as its finishing has begun.
@@ -39,6 +40,7 @@ public:
     /// asks before it is added: it can't be replaced by repeating the one before.
     bool WaitForRoom(int64_t size) { return writer->WaitForRoom(size); }
 
+    /// Counts a frame that is in no movie.
     void CountLostFrame() { ++framesLost; }
 
     /// Adds samples whose bytes are given, and sets the run's position. The caller has set its other fields but size.
@@ -67,6 +69,7 @@ public:
     /// How the writing gets on, while the storage is open.
     MovieStorageStatus Status() const;
 
+    /// What the header is made of, up to now.
     MovieContents& Contents() { return contents; }
 
 private:

@@ -32,6 +32,7 @@ public:
     static std::shared_ptr<MovieTrack> Add(std::shared_ptr<MovieStorage> movie, Fixed width, Fixed height,
                                            int16_t volume);
 
+    /// Track `index` of a movie's contents. `Add` makes one.
     MovieTrack(std::shared_ptr<MovieStorage> movie, uint32_t index) : storage(std::move(movie)), index(index) {}
 
     /// Gives the track its media, as `NewTrackMedia`; false where that answers 0.
@@ -60,6 +61,7 @@ public:
     /// Puts the whole media into the track: at a time of the track, or at its end (-1).
     Result InsertAll(int32_t trackStart) { return Insert(trackStart, 0, Duration()); }
 
+    /// The track in the movie's contents, and the movie.
     TrackContents& Contents() const { return storage->Contents().tracks[index]; }
     const std::shared_ptr<MovieStorage>& Storage() const { return storage; }
 

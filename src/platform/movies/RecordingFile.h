@@ -19,6 +19,7 @@ public:
     Result Open(const std::string& path);
 
     int64_t Size() const { return size; }
+    /// The open file, still owned by the object.
     int Descriptor() const { return descriptor.Get(); }
 
     /// Why the file can't be written, or noErr.

@@ -14,6 +14,7 @@ namespace platform {
 /// Keeps what a movie's header will need in boxes between the media data, while the movie is recorded.
 class RecoveryJournal {
 public:
+    /// A journal with a random number of its own.
     RecoveryJournal();
 
     /// The box to be written at `position`: all samples since the last one, and what is needed to read them.

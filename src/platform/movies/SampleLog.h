@@ -51,6 +51,7 @@ public:
     /// True when runs were added since the last `TakeNew`.
     bool HasNew() const;
 
+    /// Forgets all samples.
     void Clear();
 
     /// Runs that were added, merged ones counted once.
