@@ -2,6 +2,7 @@
 #include "platform/digitizer/CameraDigitizer.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/DeviceTimes.h"
 #include "platform/digitizer/FormatChoice.h"
 #include "platform/log/Log.h"
 
@@ -10,8 +11,6 @@
 namespace platform {
 namespace {
 
-constexpr std::chrono::milliseconds kControlPatience{300};
-constexpr std::chrono::milliseconds kPutBackPatience{1000};
 // Windows that read one value after the other get them all from one reading of the device.
 constexpr int64_t kControlsStayFresh = 50 * kNanosecondsPerMillisecond;
 
@@ -36,10 +35,9 @@ int CaptureDevice::Poll(std::span<pollfd> descriptors, int milliseconds)
 
 int64_t CaptureDevice::SilenceAllowed(bool beforeFirstFrame, double frameRate) const
 {
-    constexpr int64_t first = 4 * kNanosecondsPerSecond;
-    constexpr int64_t usual = 1'500 * kNanosecondsPerMillisecond;
+    const std::chrono::nanoseconds usual = beforeFirstFrame ? std::chrono::nanoseconds(kFirstFrameTime) : kSilenceTime;
     const int64_t periods = frameRate > 0 ? static_cast<int64_t>(5e9 / std::max(frameRate, 0.001)) : 0;
-    return std::max(beforeFirstFrame ? first : usual, periods);
+    return std::max<int64_t>(usual.count(), periods);
 }
 
 CameraDigitizer::CameraDigitizer(Label name, DeviceOpener open) : label(std::move(name)), opener(std::move(open))
@@ -104,7 +102,7 @@ void CameraDigitizer::PutControlsBack(const std::shared_ptr<CaptureDevice>& open
             WriteInOrder(opened->ReadControls(), values,
                          [&](uint32_t identity, int64_t value) { return opened->WriteControl(identity, value); });
         },
-        kPutBackPatience);
+        kRestorePatience);
 }
 
 void CameraDigitizer::ReadFormats(CaptureDevice& opened)

@@ -2,18 +2,16 @@
 #include "platform/digitizer/DeviceThread.h"
 
 #include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/DeviceTimes.h"
 
 #include <cerrno>
-#include <chrono>
 #include <sys/eventfd.h>
 
 namespace platform {
 namespace {
 
-constexpr int kRetryInterval = 500;                  // milliseconds between attempts to begin
-constexpr std::chrono::milliseconds kPatience{1500}; // of a caller that starts a device
-constexpr int kPause = 5;                            // milliseconds after a wake-up for nothing
-constexpr int kSpuriousWakeups = 2;                  // in a row that pass without that pause
+constexpr std::chrono::milliseconds kPause{5}; // after a wake-up for nothing
+constexpr int kSpuriousWakeups = 2;            // in a row that pass without that pause
 constexpr int kRestartsWithoutFrame = 3;
 
 } // namespace
@@ -47,7 +45,7 @@ Result DeviceThread::Launch(FrameSink& target, bool persistent)
     callerWaits = true;
     thread = std::thread([=, this] { Run(persistent); });
     std::unique_lock lock(mutex);
-    changed.wait_for(lock, kPatience, [this] { return firstResult.has_value(); });
+    changed.wait_for(lock, kStartPatience, [this] { return firstResult.has_value(); });
     callerWaits = false;
     const Result result = firstResult.value_or(noErr);
     lock.unlock();
@@ -191,10 +189,10 @@ void DeviceThread::DeliverFrame(CapturedFrame& frame)
 }
 
 // True when the caller stops the device within that time.
-bool DeviceThread::WaitForStop(int milliseconds)
+bool DeviceThread::WaitForStop(std::chrono::milliseconds time)
 {
     pollfd stop{stopEvent.Get(), POLLIN, 0};
-    return ::poll(&stop, 1, milliseconds) > 0;
+    return ::poll(&stop, 1, static_cast<int>(time.count())) > 0;
 }
 
 } // namespace platform

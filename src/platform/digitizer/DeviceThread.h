@@ -5,6 +5,7 @@
 #include "platform/files/UniqueFD.h"
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <poll.h>
@@ -101,7 +102,7 @@ private:
     std::optional<Result> Handle(Taken taken, CapturedFrame& frame);
     uint32_t CountFrame(uint32_t deviceSequence);
     void DeliverFrame(CapturedFrame& frame);
-    bool WaitForStop(int milliseconds);
+    bool WaitForStop(std::chrono::milliseconds time);
 
     DeviceRun& device;
     FrameSink* sink = nullptr;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/digitizer/JpegFrames.h"
 
+#include "platform/digitizer/PictureSize.h"
+
 #include <algorithm>
 #include <array>
 
@@ -91,7 +93,7 @@ std::optional<RawFrame> ReadJpegFrame(std::span<const uint8_t> bytes, std::vecto
         return std::nullopt;
     auto frame = bytes.subspan(static_cast<size_t>(start.begin() - preamble.begin()));
     const Header header = ReadHeader(frame);
-    if (header.scan == 0 || header.width < 1 || header.height < 1 || header.width > 16384 || header.height > 16384)
+    if (header.scan == 0 || !IsPictureSize(header.width, header.height))
         return std::nullopt;
     if (!header.hasTables) {
         const auto scan = frame.begin() + static_cast<ptrdiff_t>(header.scan);

@@ -8,7 +8,7 @@
 
 namespace platform {
 
-/// Where the kernel shows FireWire devices, and where this user's processes leave notes of them.
+/// Where the kernel shows FireWire devices, and where this user's processes record their connections.
 struct FireWirePaths {
     std::filesystem::path nodes = "/dev";                      ///< device files fw0, fw1, ...
     std::filesystem::path units = "/sys/bus/firewire/devices"; ///< a folder for each device and each unit of it
@@ -18,8 +18,11 @@ struct FireWirePaths {
 /// Replaces the kernel's paths with a test's own. Not while a bus is in use.
 void SetFireWirePaths(FireWirePaths paths);
 
-/// Emptied by the system when the user is gone; empty where there is none.
+/// The user's runtime folder, which the system empties when the user logs out; empty where there is none.
 std::filesystem::path FireWireRuntimeFolder();
+
+/// A device's GUID as 16 hexadecimal digits.
+std::string GuidText(uint64_t guid);
 
 /// Whether the machine has a FireWire adapter.
 bool HasFireWire();
@@ -38,10 +41,7 @@ struct FireWireUnit {
     std::string Reason() const; ///< why it can't be used: a sentence for people; empty when it may be opened
 };
 
+/// The units of all devices on the bus, in the order of their nodes, those included that this user may not open.
 std::vector<FireWireUnit> ListFireWireUnits();
-
-/// Text out of a device as UTF-8 on one line: what is no UTF-8 is taken for Latin-1, control characters and spaces at
-/// the ends are removed.
-std::string CleanDeviceText(std::string_view text);
 
 } // namespace platform

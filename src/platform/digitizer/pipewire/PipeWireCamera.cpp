@@ -9,9 +9,9 @@
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/CameraDigitizer.h"
 #include "platform/digitizer/CaptureStamps.h"
-#include "platform/digitizer/FrameGrid.h"
+#include "platform/digitizer/DeviceTimes.h"
+#include "platform/digitizer/pipewire/PipeWireFormats.h"
 #include "platform/digitizer/pipewire/PipeWireNodes.h"
-#include "platform/digitizer/pipewire/PipeWireObjects.h"
 #include "platform/digitizer/v4l2/V4L2List.h"
 #include "platform/digitizer/v4l2/V4L2Pictures.h"
 #include "platform/log/Log.h"
@@ -22,25 +22,7 @@ namespace platform {
 namespace {
 
 constexpr std::string_view kIdentityPrefix = "pipewire:";
-constexpr int64_t kStartWithin = 3 * kNanosecondsPerSecond;
-constexpr int kTurn = 50; // milliseconds that one turn of the loop may wait
-
-const spa_pod* BuildFormat(spa_pod_builder& builder, uint32_t pixelFormat, const CaptureFormat& wanted)
-{
-    const bool isCompressed = pixelFormat == V4L2_PIX_FMT_MJPEG;
-    const spa_rectangle size{static_cast<uint32_t>(wanted.width), static_cast<uint32_t>(wanted.height)};
-    const FrameGrid grid = FrameGrid::ForRate(wanted.frameRate);
-    const spa_fraction rate{static_cast<uint32_t>(grid.frames), static_cast<uint32_t>(grid.seconds)};
-    spa_pod_frame frame{};
-    spa_pod_builder_push_object(&builder, &frame, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
-    spa_pod_builder_add(&builder, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype,
-                        SPA_POD_Id(isCompressed ? SPA_MEDIA_SUBTYPE_mjpg : SPA_MEDIA_SUBTYPE_raw), 0);
-    if (!isCompressed)
-        spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_format, SPA_POD_Id(VideoFormatOfPixelFormat(pixelFormat)), 0);
-    spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&size), SPA_FORMAT_VIDEO_framerate,
-                        SPA_POD_Fraction(&rate), 0);
-    return static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &frame));
-}
+constexpr int kTurn = 50; // milliseconds that one turn of the loop may wait at the start
 
 class PipeWireCamera final : public CaptureDevice {
 public:
@@ -62,9 +44,13 @@ public:
             std::ranges::find(node.offers, wanted, [](const PipeWireNode::Offer& one) { return one.format; });
         if (offer == node.offers.end())
             return {deviceCantMeetRequest, node.description + " does not offer this format."};
-        pixelFormat = offer->pixelFormat;
+        chosen = *offer;
+        trouble.clear();
+        // A stream without its camera would wait for one.
+        if (PipeWireNodes::Instance().Find(node.name).name.empty())
+            return Failure();
         stamps = CaptureStamps(wanted.frameRate);
-        if (!Connect(wanted) || !WaitForStream()) {
+        if (!Connect() || !WaitForStream()) {
             Outcome outcome{noDeviceForChannel, trouble.empty() ? node.description + " does not start." : trouble};
             End();
             return outcome;
@@ -156,7 +142,7 @@ public:
     }
 
 private:
-    bool Connect(const CaptureFormat& wanted)
+    bool Connect()
     {
         static const pw_stream_events events = StreamEvents();
         loop = pw_loop_new(nullptr);
@@ -179,7 +165,7 @@ private:
         pw_stream_add_listener(stream, &listener, &events, this);
         uint8_t memory[1024];
         spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof memory);
-        const spa_pod* format = BuildFormat(builder, pixelFormat, wanted);
+        const spa_pod* format = BuildFormat(builder, chosen);
         const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
                                                         PW_STREAM_FLAG_DONT_RECONNECT);
         return pw_stream_connect(stream, PW_DIRECTION_INPUT, PW_ID_ANY, flags, &format, 1) >= 0;
@@ -187,7 +173,7 @@ private:
 
     bool WaitForStream()
     {
-        const int64_t end = MonotonicNow() + kStartWithin;
+        const int64_t end = MonotonicNow() + std::chrono::nanoseconds(kServerStartTime).count();
         while (!hasStreamed && !isLost && MonotonicNow() < end)
             pw_loop_iterate(loop, kTurn);
         return hasStreamed && !isLost;
@@ -228,7 +214,7 @@ private:
         spa_video_info info{};
         if (spa_format_parse(parameter, &info.media_type, &info.media_subtype) < 0)
             return;
-        layout = {.pixelFormat = pixelFormat, .field = V4L2_FIELD_NONE};
+        layout = {.pixelFormat = chosen.pixelFormat, .field = V4L2_FIELD_NONE};
         if (info.media_subtype == SPA_MEDIA_SUBTYPE_mjpg &&
             spa_format_video_mjpg_parse(parameter, &info.info.mjpg) >= 0) {
             layout.width = info.info.mjpg.size.width;
@@ -238,6 +224,21 @@ private:
             layout.height = info.info.raw.size.height;
         }
         pictures.reset();
+        if (static_cast<int32_t>(layout.width) != chosen.format.width ||
+            static_cast<int32_t>(layout.height) != chosen.format.height)
+            return Lose("delivers another picture size than was agreed.");
+        AnswerFormat();
+    }
+
+    // What the camera offers is read again when it is opened the next time.
+    void Lose(const std::string& why)
+    {
+        trouble = node.description + " " + why;
+        isLost = true;
+    }
+
+    void AnswerFormat()
+    {
         uint8_t memory[512];
         spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof memory);
         const spa_pod* answers[2];
@@ -282,11 +283,13 @@ private:
         const size_t count = std::min<size_t>(buffer.n_datas, memory.size());
         for (size_t i = 0; i < count; ++i) {
             const spa_data& data = buffer.datas[i];
-            if (data.data == nullptr || data.chunk == nullptr || data.chunk->size == 0 ||
-                (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) != 0 || data.chunk->offset > data.maxsize ||
-                data.chunk->size > data.maxsize - data.chunk->offset)
+            if (data.data == nullptr || data.chunk == nullptr)
                 return Taken::Damaged;
-            memory[i] = {static_cast<const uint8_t*>(data.data) + data.chunk->offset, data.chunk->size};
+            const spa_chunk chunk = *data.chunk; // in memory that the camera may write to at any time
+            if (chunk.size == 0 || (chunk.flags & SPA_CHUNK_FLAG_CORRUPTED) != 0 || chunk.offset > data.maxsize ||
+                chunk.size > data.maxsize - chunk.offset)
+                return Taken::Damaged;
+            memory[i] = {static_cast<const uint8_t*>(data.data) + chunk.offset, chunk.size};
         }
         FollowStrides(buffer);
         const auto found = pictures->Read(std::span(memory).first(count), V4L2_FIELD_NONE, picture);
@@ -294,7 +297,7 @@ private:
     }
 
     const PipeWireNode node;
-    uint32_t pixelFormat = 0;
+    PipeWireNode::Offer chosen; ///< the format that the stream asks for
     pw_loop* loop = nullptr;
     pw_context* context = nullptr;
     pw_core* core = nullptr;
