@@ -13,7 +13,7 @@ namespace platform {
 /// The device is open from the construction on and stays so while it is present, so that its formats and controls can
 /// be asked for at any time. What was requested of it (input, standard, format, controls) is kept, and put back on a
 /// device that returns with its defaults.
-class CameraDigitizer final : public Digitizer, private DeviceRun {
+class CameraDigitizer : public Digitizer, private DeviceRun {
 public:
     struct Label {
         std::string name;

@@ -13,7 +13,7 @@
 namespace platform {
 namespace {
 
-DigitizerProvider& TheProvider()
+DigitizerProvider& Replacement()
 {
     static DigitizerProvider provider;
     return provider;
@@ -27,8 +27,8 @@ std::vector<DigitizerProvider>& AddedFamilies()
 
 std::unique_ptr<Digitizer> OpenByIdentity(const std::string& identity)
 {
-    if (TheProvider().open)
-        return TheProvider().open(identity);
+    if (Replacement().open)
+        return Replacement().open(identity);
     for (const auto& family : AddedFamilies())
         if (auto digitizer = family.open(identity))
             return digitizer;
@@ -38,9 +38,9 @@ std::unique_ptr<Digitizer> OpenByIdentity(const std::string& identity)
     return OpenV4L2Digitizer(V4L2System::Current(), identity);
 }
 
-bool CanBeHad(const DigitizerEntry& entry)
+bool IsAvailable(const DigitizerEntry& entry)
 {
-    return entry.available && (TheProvider().list || !entry.identity.starts_with("v4l2:") ||
+    return entry.available && (Replacement().list || !entry.identity.starts_with("v4l2:") ||
                                IsFree(V4L2System::Current(), entry.identity));
 }
 
@@ -50,7 +50,7 @@ std::vector<DigitizerEntry>::const_iterator FirstChoice(const std::vector<Digiti
 {
     for (const bool color : {true, false})
         for (auto entry = entries.begin(); entry != entries.end(); ++entry)
-            if (entry->color == color && entry->identity != TestPattern::kIdentity && CanBeHad(*entry))
+            if (entry->color == color && entry->identity != TestPattern::kIdentity && IsAvailable(*entry))
                 return entry;
     return entries.begin();
 }
@@ -64,8 +64,8 @@ void PrepareDigitizers()
 
 std::vector<DigitizerEntry> ListDigitizers()
 {
-    if (TheProvider().list)
-        return TheProvider().list();
+    if (Replacement().list)
+        return Replacement().list();
     auto entries = ListV4L2Digitizers(V4L2System::Current());
     for (const auto& more : {ListPipeWireDigitizers(), ListDvDigitizers(), ListIIDCDigitizers()})
         entries.insert(entries.end(), more.begin(), more.end());
@@ -97,7 +97,7 @@ void AddDigitizers(DigitizerProvider provider)
 
 void SetDigitizerProvider(DigitizerProvider provider)
 {
-    TheProvider() = std::move(provider);
+    Replacement() = std::move(provider);
 }
 
 } // namespace platform

@@ -28,7 +28,7 @@ constexpr uint8_t kDigitRows[10][7] = {
 
 constexpr PatternColor kBars[8] = {{191, 191, 191}, {191, 191, 0}, {0, 191, 191}, {0, 191, 0},
                                    {191, 0, 191},   {191, 0, 0},   {0, 0, 191},   {16, 16, 16}};
-constexpr int kMostDigits = 10;
+constexpr int kMaxDigits = 10;
 constexpr int kStripes = 8;
 constexpr int kRampSteps = 32;
 
@@ -92,7 +92,7 @@ void DrawDigits(const PatternSurface& surface, uint32_t number)
     const int32_t dot = std::max(2, std::min(surface.width / 80, surface.height / 60) / 2 * 2);
     const int32_t top = surface.height * 5 / 8;
     const int32_t height = surface.height * 25 / 32 - top;
-    const int32_t plate = (kMostDigits * 6 + 1) * dot;
+    const int32_t plate = (kMaxDigits * 6 + 1) * dot;
     FillPatternArea(surface, {(surface.width - plate) / 2, top, plate, height}, kPatternBlack);
     const std::string text = std::to_string(number);
     int32_t left = (surface.width - static_cast<int32_t>(text.size()) * 6 * dot) / 2;

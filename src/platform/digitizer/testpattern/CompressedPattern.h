@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/compression/FrameCompressor.h"
+#include "platform/digitizer/testpattern/PatternPicture.h"
+
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+namespace platform {
+
+/// The codec of compressed frames.
+inline constexpr FourCharCode kPatternCodec = CodeOf("jpeg");
+
+/// Frames of the Test Pattern as JPEG, drawn and compressed by threads of their own, a few ahead of the one awaited.
+class CompressedPattern {
+public:
+    using Ready = std::function<void(int64_t frame)>;
+
+    /// Starts with the clock's first frame. `ready` is called once for each frame that is awaited, on any thread; it
+    /// must not call this object.
+    CompressedPattern(int32_t width, int32_t height, const PatternClock& clock, Ready ready);
+    CompressedPattern(const CompressedPattern&) = delete;
+    CompressedPattern& operator=(const CompressedPattern&) = delete;
+
+    /// Returns when no further call of `ready` can come.
+    ~CompressedPattern();
+
+    /// Asks for a frame, at or behind the one asked for before.
+    void Await(int64_t frame);
+
+    /// The frame that is ready; empty where it could not be compressed.
+    OwnedBlock Take(int64_t frame);
+
+    /// Whether a frame is being compressed or is ready.
+    bool HasBegun(int64_t frame);
+
+private:
+    void Work();
+    std::optional<int64_t> NextJob();
+
+    const int32_t width;
+    const int32_t height;
+    const PatternClock clock;
+    const Ready ready;
+
+    std::mutex mutex; // guards the following
+    std::condition_variable changed;
+    std::map<int64_t, OwnedBlock> frames; ///< that are ready
+    int64_t next;                         ///< the frame that a thread compresses next
+    int64_t awaited;
+    bool isReported = true; ///< that the awaited frame is ready
+    bool isEnding = false;
+    std::vector<std::thread> threads;
+};
+
+} // namespace platform
