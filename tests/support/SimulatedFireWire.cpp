@@ -404,6 +404,8 @@ int SimulatedFireWire::Write(Handle& handle, int number, uint64_t address, size_
     }
     const auto* bytes = reinterpret_cast<const uint8_t*>(data);
     Answer(handle, *node, {bytes, bytes + length});
+    if (node->losesAcknowledgements)
+        return Fail(EAGAIN);
     while (!handle.events.empty()) {
         lock.unlock();
         Iterate(handle);

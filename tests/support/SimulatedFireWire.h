@@ -34,7 +34,8 @@ struct FireWireNode {
     int64_t silentUntil = 0; ///< still starting up: takes commands but answers none
     int64_t answerDelay = 0; ///< nanoseconds; 0: the answer comes during the write
     bool answersTwice = false;
-    int writesToFail = 0; ///< so many commands get lost on the bus
+    int writesToFail = 0;               ///< so many commands get lost on the bus
+    bool losesAcknowledgements = false; ///< commands arrive, and the writer is told of a failure
 
     const std::vector<std::vector<uint8_t>>* tape = nullptr; ///< frames sent in a loop; null at a standstill
     bool sendsPackets = true;                                ///< also at a standstill, empty ones

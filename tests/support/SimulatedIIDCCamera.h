@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/iidc/IIDCBus.h"
 #include "platform/files/UniqueFD.h"
 
@@ -22,6 +23,7 @@ struct SimulatedIIDCCamera : IIDCBus, IIDCCamera, std::enable_shared_from_this<S
         uint32_t sequence = 0;
         bool damaged = false;
         Result result = noErr; ///< of the taking; after a failure the camera is gone
+        int64_t captureTime = platform::MonotonicNow();
     };
 
     std::vector<IIDCMode> modes{{7, IIDCCoding::Yuv422, 640, 480, {15, 30}}};
@@ -93,7 +95,7 @@ struct SimulatedIIDCCamera : IIDCBus, IIDCCamera, std::enable_shared_from_this<S
         waiting.pop_front();
         present = present && taken.result == noErr;
         const auto& [number, coding, width, height, rates] = startedMode;
-        frame = {taken.bytes, coding, width, height, 8, {}, 1000, taken.sequence, taken.damaged};
+        frame = {taken.bytes, coding, width, height, 8, {}, taken.captureTime, taken.sequence, taken.damaged};
         return taken.result;
     }
     Result IsTransmitting(bool& isOn) override

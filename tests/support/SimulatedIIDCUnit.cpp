@@ -195,6 +195,16 @@ dc1394error_t dc1394_capture_setup(dc1394camera_t*, uint32_t buffers, uint32_t)
     return theUnit->SetUp(buffers);
 }
 
+dc1394error_t dc1394_iso_allocate_channel(dc1394camera_t*, uint64_t, int*)
+{
+    return theUnit->isChannelTaken ? DC1394_NO_ISO_CHANNEL : DC1394_SUCCESS;
+}
+
+dc1394error_t dc1394_iso_release_channel(dc1394camera_t*, int)
+{
+    return DC1394_SUCCESS;
+}
+
 dc1394error_t dc1394_capture_stop(dc1394camera_t*)
 {
     return theUnit->Stop();

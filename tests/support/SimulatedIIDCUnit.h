@@ -27,7 +27,8 @@ public:
     bool isPlugged = true;
     uint32_t fastestSpeed = DC1394_ISO_SPEED_400;
     dc1394error_t setupError = DC1394_SUCCESS;
-    size_t framesOut = 0; ///< taken and not given back
+    bool isChannelTaken = false; ///< its channel, by another program
+    size_t framesOut = 0;        ///< taken and not given back
 
     dc1394error_t Read(uint64_t offset, uint32_t* values, uint32_t count);
     dc1394error_t Write(uint64_t offset, const uint32_t* values, uint32_t count);

@@ -8,8 +8,7 @@
 
 namespace platform {
 
-/// Tells when video devices come and go, by the system's device events: nothing is asked while nothing happens.
-/// Belongs to one thread.
+/// Reports video devices that come and go, by the system's device events: nothing is polled. For one thread.
 class DeviceWatcher {
 public:
     struct Event {
@@ -21,7 +20,7 @@ public:
     /// Watches the devices of one kernel subsystem.
     explicit DeviceWatcher(const char* subsystem = "video4linux");
 
-    /// A descriptor that is readable when `Read` has something to tell; -1 on a machine without device events. It
+    /// A descriptor that is readable when `Read` has events; -1 on a machine without device events. It
     /// belongs to the watcher.
     int Descriptor() const;
 

@@ -18,18 +18,20 @@ namespace platform {
 struct CapturedFrame {
     RawFrame picture;
     int64_t captureTime = 0; ///< nanoseconds of the monotonic clock (CLOCK_MONOTONIC) at capture
-    uint32_t sequence = 0;   ///< the device's own count: a step above 1 tells of frames lost before us
-    bool isWhole = true;     ///< false where parts were lost on the way that others stand in for
+    uint32_t sequence = 0;   ///< the device's own count: a step above 1 means that frames were lost before us
+    bool isWhole = true;     ///< false where parts were lost on the way and replaced
 };
 
 /// Takes what a digitizer delivers. Called on the digitizer's thread; it copies what it keeps and returns at once.
 class FrameSink {
 public:
     virtual ~FrameSink() = default;
+
+    /// A good frame.
     virtual void FrameArrived(const CapturedFrame& frame) = 0;
 
-    /// A frame came that is no picture: the driver marks it so, it is cut short, or it is of another format. It is kept
-    /// out; `sequence` is its place in the count.
+    /// A frame that is no picture: the driver marks it so, it is cut short, or it is of another format. It is dropped;
+    /// `sequence` is its place in the count.
     virtual void FrameDamaged(uint32_t /*sequence*/) {}
 
     /// The device went away or failed; further frames may follow once it is back.
@@ -58,10 +60,13 @@ public:
     virtual std::string Name() const = 0;     ///< for people, UTF-8
     virtual std::string Identity() const = 0; ///< the same for the same device on the next day and another socket
 
+    /// The names of a capture card's inputs, and the index of the present one. `paramErr` for an index out of the list,
+    /// `digiUnimpErr` where there are none.
     virtual std::vector<std::string> Inputs() const { return {}; }
     virtual int Input() const { return 0; }
     virtual Result SelectInput(int) { return digiUnimpErr; }
 
+    /// The same for the television standards of the present input.
     virtual std::vector<std::string> Standards() const { return {}; }
     virtual int Standard() const { return 0; }
     virtual Result SelectStandard(int) { return digiUnimpErr; }
@@ -78,6 +83,8 @@ public:
     /// moment answers `noDeviceForChannel` and is taken up when it returns: only `Stop` ends that. After any other
     /// failure nothing runs.
     virtual Result Start(FrameSink& sink) = 0;
+
+    /// Returns when no further call of the sink can come.
     virtual void Stop() = 0;
 
     /// Why the device does not deliver, or not as requested: a sentence for people, UTF-8. Empty when all is well.
@@ -86,9 +93,13 @@ public:
     /// The controls with their present values; empty while the device is away. A device that does not answer costs the
     /// caller a fraction of a second, and what was known of the controls before is returned.
     virtual std::vector<ImageControl> Controls() const { return {}; }
+
+    /// Sets a control by its number. `digiUnimpErr` for one that the device lacks, `permErr` for a read-only one,
+    /// `paramErr` for a value out of its range, `noDeviceForChannel` while the device is away. A device that does not
+    /// answer at once counts as a success: it takes the value when it does.
     virtual Result SetControl(uint32_t, int64_t) { return digiUnimpErr; }
 
-    /// Writes several values in the order in which the device takes them.
+    /// Writes several values in the order in which the device takes them. The result is that of the last refusal.
     Result SetControls(const ControlValues& values);
 
     /// One of the six analog values on the scale 0 to 65535. `digiUnimpErr` where the device has none. Setting one

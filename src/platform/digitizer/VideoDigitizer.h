@@ -32,7 +32,9 @@ Result VDSetWhiteLevelValue(ComponentInstance digitizer, Address value);
 /// "fstg", id 1: the 24-byte settings record. `digiUnimpErr` where the device has no such features.
 Result VDIIDCGetFeaturesForSpecifier(ComponentInstance digitizer, FourCharCode feature, Address container);
 
-/// Applies the state of every feature in the container.
+/// Applies the state of every feature in the container, up to the first that is refused. `cannotFindAtomErr` for a
+/// container without features, `paramErr` for a value that is no number, `digiUnimpErr` for a feature that the device
+/// lacks, `badComponentInstance` for a number that is no digitizer.
 Result VDIIDCSetFeatures(ComponentInstance digitizer, int32_t container);
 
 // What the grabber uses.
@@ -40,6 +42,7 @@ Result VDIIDCSetFeatures(ComponentInstance digitizer, int32_t container);
 /// The open instance of a digitizer.
 class DigitizerInstance : public ComponentObject {
 public:
+    /// Shares the device.
     explicit DigitizerInstance(std::shared_ptr<Digitizer> device) : device(std::move(device)) {}
     std::shared_ptr<Digitizer> device;
 };

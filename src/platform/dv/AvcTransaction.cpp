@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/dv/AvcTransaction.h"
 
+#include "platform/dv/FireWireUnits.h"
+#include "platform/log/Log.h"
+
 #include <thread>
 
 namespace platform {
@@ -84,6 +87,7 @@ Result DoAvcTransaction(Bus& bus, uint64_t guid, std::span<const uint8_t> comman
         }
         return noErr;
     }
+    digitizerLog.Warning("FireWire: ", GuidText(guid), " does not answer AV/C command ", command[2]);
     return ioErr;
 }
 

@@ -27,10 +27,12 @@ class Bus {
 public:
     virtual ~Bus() = default;
 
+    /// The devices on all adapters that send DV, and those that this user may not open, with the reason.
     virtual std::vector<BusDevice> Devices() = 0;
 
-    /// Writes a command frame (at most 512 bytes) to the device. `ioErr` when the write fails or the device is gone.
-    /// Responses that still waited are forgotten.
+    /// Writes a command frame (at most 512 bytes) to the device. `ioErr` when it cannot have arrived there: it may be
+    /// sent again then. A write of which nobody knows whether it arrived counts as a success. Responses that still
+    /// waited are forgotten.
     virtual Result SendCommand(uint64_t guid, std::span<const uint8_t> frame) = 0;
 
     /// The next response frame of the device, or nothing when none comes in that time.

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/files/UniqueFD.h"
+
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <optional>
 
 namespace platform {
@@ -17,25 +17,23 @@ struct HeldConnection {
     int bandwidth = 0;
 };
 
-/// A note of a connection in the user's runtime folder. A process that is killed can't give channel and bandwidth back,
-/// and the bus keeps them up to its next reset: the next process that connects to the device finds the note and does.
-/// The note is locked as long as its writer lives.
+/// A file in the user's runtime folder that records a connection. A process that is killed can't give channel and
+/// bandwidth back, and the bus keeps them until its next reset: the next process that connects to the device finds the
+/// record and does. It is locked as long as its writer lives.
 class ConnectionRecord {
 public:
-    /// What a process that is no more left behind; nothing where there is nothing, or the writer lives.
+    /// Locks the record of a device. What a process that has ended left in it; nothing where it is empty, or its writer
+    /// lives.
     std::optional<HeldConnection> Claim(uint64_t guid);
 
-    /// Writes the note, where it is ours to write.
-    void Note(const HeldConnection& held);
+    /// Writes the record, where this process has locked it.
+    void Write(const HeldConnection& held);
 
-    /// Empties the note and lets go of it.
+    /// Empties the record and unlocks it.
     void Clear();
 
 private:
-    struct Closer {
-        void operator()(std::FILE* opened) const { std::fclose(opened); }
-    };
-    std::unique_ptr<std::FILE, Closer> file;
+    UniqueFD file;
 };
 
 } // namespace platform

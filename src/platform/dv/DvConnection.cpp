@@ -6,6 +6,8 @@
 #include "platform/dv/DvConnection.h"
 
 #ifdef VELMORA_HAVE_DV_STREAM
+#include "platform/log/Log.h"
+
 #include <cerrno>
 #include <libiec61883/iec61883.h>
 #include <libraw1394/csr.h>
@@ -79,7 +81,7 @@ Result DvConnection::Connect(const ReachedNode& source)
     if (held.plug < 0)
         record.Clear();
     else
-        record.Note(held);
+        record.Write(held);
     return result;
 }
 
@@ -126,7 +128,7 @@ Result DvConnection::CreatePointToPoint(const ReachedNode& source, uint32_t mast
     if (units > 0 && raw1394_bandwidth_modify(handle, static_cast<unsigned>(units), RAW1394_MODIFY_ALLOC) == 0)
         held.bandwidth = units;
     else
-        reason = "The FireWire bus has no bandwidth left; frames from the camcorder may be damaged.";
+        NoteShortage();
     iec61883_cmp_create_p2p_output(handle, source.node, held.plug, static_cast<unsigned>(held.channel),
                                    static_cast<unsigned>(SpeedOf(master)));
     const auto made = ReadPlug(handle, source.node, held.plug);
@@ -151,10 +153,17 @@ bool DvConnection::AllocateChannel(raw1394handle_t handle, int preferred)
     return false;
 }
 
+void DvConnection::NoteShortage()
+{
+    digitizerLog.Warning("FireWire: bandwidth: ", ErrorText(errno));
+    reason = "The FireWire bus has no bandwidth left; frames from the camcorder may be damaged.";
+}
+
 Result DvConnection::Refuse(Result result, const char* why)
 {
     held.plug = -1;
     reason = why;
+    digitizerLog.Warning("FireWire: not connected (", result, "): ", reason);
     return result;
 }
 

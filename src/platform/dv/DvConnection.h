@@ -17,8 +17,8 @@ class DvConnection {
 public:
     /// Connects, on the channel of the connection before where that is free. A source without plugs, or one that
     /// broadcasts, is only listened to. `ioErr` when the bus was reset meanwhile, `noDeviceForChannel` when the source
-    /// can't be connected, with `Reason`.
-    /// Gives back first what a process that was killed has left of its connection to the source.
+    /// can't be connected, with `Reason`. What a process that was killed has left of its connection to the source is
+    /// given back first.
     Result Connect(const ReachedNode& source);
 
     /// Gives channel and bandwidth back, unless a bus reset has ended the connection already.
@@ -26,6 +26,7 @@ public:
 
     /// 0 to 63; -1 before the first connection.
     int Channel() const { return held.channel; }
+
     /// Whether a connection was made there and since then no bus reset has ended it.
     bool HoldsAt(const ReachedNode& source) const;
 
@@ -38,6 +39,7 @@ private:
     Result CreatePointToPoint(const ReachedNode& source, uint32_t master, uint32_t value);
     bool AllocateChannel(raw1394handle_t handle, int preferred);
     Result Refuse(Result result, const char* why);
+    void NoteShortage();
 
     HeldConnection held; ///< its plug is -1 for a source that is only listened to
     ConnectionRecord record;

@@ -29,12 +29,12 @@ int64_t DvFrameClock::Next(int64_t arrivalTime, bool isPal, bool packetsLost)
     const int64_t late = isFirst ? kLongestLate + 1 : arrival - (end + framePeriod);
     period = framePeriod;
     const bool isLate = late > period / 2;
-    leastLate = isLate && lateFrames > 0 ? std::min(leastLate, late) : late;
+    minLateness = isLate && lateFrames > 0 ? std::min(minLateness, late) : late;
     lateFrames = isLate ? lateFrames + 1 : 0;
     if (isFirst || late > kLongestLate || late < -period / 2)
         Jump(arrival, packetsLost && !isFirst);
     else if (isLate && (packetsLost || lateFrames >= kLateFrames))
-        Jump(end + period + (leastLate + period / 2) / period * period, true);
+        Jump(end + period + (minLateness + period / 2) / period * period, true);
     else
         Follow(late);
     latest = std::max((end - period) / kThirds, latest + 1);

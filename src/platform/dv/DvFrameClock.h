@@ -31,7 +31,7 @@ private:
     int64_t latest = 0; ///< time given last, in nanoseconds
     uint32_t lost = 0;
     int lateFrames = 0;       ///< in a row, by more than half a frame
-    int64_t leastLate = 0;    ///< of these
+    int64_t minLateness = 0;  ///< of these
     double drift = 0;         ///< smoothed
     bool isFollowing = false; ///< until the drift is made up for
 };

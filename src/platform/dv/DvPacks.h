@@ -39,8 +39,8 @@ struct DvFrameData {
     int concealedBlocks = 0; ///< of video, in whose place the deck sent others, as it could not read them from the tape
 };
 
-/// Reads the packs of a whole frame (IEC 61834-4) in its subcode and video auxiliary data, where each stands many
-/// times: the most frequent counts, so that one that was misread or is left from the frame before does not.
+/// Reads the packs of a whole frame (IEC 61834-4) in its subcode and video auxiliary data, where each is
+/// repeated many times: the most frequent one counts, not one that was misread or is left from the frame before.
 DvFrameData ReadDvFrameData(std::span<const uint8_t> frame);
 
 /// A timecode of four packed decimal numbers, of frames, seconds, minutes and hours, with flags above each; nothing for

@@ -24,10 +24,10 @@ public:
     /// `captureTime`: nanoseconds of the monotonic clock at which its first packet came.
     virtual void DvFrameArrived(std::span<const uint8_t> frame, bool complete, int64_t captureTime) = 0;
 
-    /// So many whole frames got lost before the one that comes next.
+    /// That many whole frames were lost before the next one.
     virtual void DvFramesLost(uint32_t /*count*/) {}
 
-    /// The device left the bus or the stream broke down. It is taken up again by a new start.
+    /// The device left the bus or the stream broke down. A new start takes it up again.
     virtual void DvStreamFailed(Result result) = 0;
 };
 
@@ -35,8 +35,11 @@ public:
 class DvStream {
 public:
     virtual ~DvStream() = default;
-    /// `noDeviceForChannel` for a device that is not there or can't be connected at the moment.
+
+    /// Starts to deliver to `sink`, which outlives the stop. `noDeviceForChannel` for a device that is not there or
+    /// can't be connected at the moment.
     virtual Result Start(DvStreamSink& sink) = 0;
+
     /// Returns only when no further call of the sink can come.
     virtual void Stop() = 0;
 

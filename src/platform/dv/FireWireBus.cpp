@@ -18,9 +18,11 @@
 #include "platform/dv/DvConnection.h"
 #include "platform/dv/FireWireNode.h"
 #include "platform/dv/FireWireUnits.h"
+#include "platform/log/Log.h"
 #include "platform/threads/ControlThread.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <deque>
 #include <iterator>
 #include <map>
@@ -55,9 +57,14 @@ public:
         // Frames are quadlets on the wire.
         std::vector<quadlet_t> quadlets((frame.size() + 3) / 4);
         std::copy(frame.begin(), frame.end(), reinterpret_cast<uint8_t*>(quadlets.data()));
-        const int written =
-            raw1394_write(reached.handle.get(), reached.node, kFcpCommandAddress, quadlets.size() * 4, quadlets.data());
-        return written < 0 ? ioErr : noErr;
+        if (raw1394_write(reached.handle.get(), reached.node, kFcpCommandAddress, quadlets.size() * 4,
+                          quadlets.data()) >= 0)
+            return noErr;
+        const int error = errno;
+        digitizerLog.Warning("FireWire: AV/C command to ", GuidText(guid), ": ", ErrorText(error));
+        // The device refused it or was busy, or a reset of the bus came first. A write that merely was not acknowledged
+        // may have been carried out.
+        return error != EAGAIN || WasReset() ? ioErr : noErr;
     }
 
     std::optional<std::vector<uint8_t>> Next(std::chrono::milliseconds wait)
@@ -76,6 +83,12 @@ public:
     }
 
 private:
+    bool WasReset() const
+    {
+        const FireWireHandle present = OpenAdapter(reached.adapter);
+        return !present || raw1394_get_generation(present.get()) != reached.generation;
+    }
+
     static int FrameReceived(raw1394handle_t handle, nodeid_t node, int isResponse, size_t length, unsigned char* data)
     {
         auto* conversation = static_cast<Conversation*>(raw1394_get_userdata(handle));

@@ -7,8 +7,11 @@
 
 #ifdef VELMORA_HAVE_RAW1394
 #include "platform/dv/FireWireUnits.h"
+#include "platform/files/DeviceText.h"
+#include "platform/log/Log.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <libraw1394/csr.h>
 #include <vector>
 
@@ -107,7 +110,10 @@ void ReadUnit(const Rom& rom, size_t directory, ConfigRom& found)
 
 FireWireHandle OpenAdapter(int adapter)
 {
-    return FireWireHandle(raw1394_new_handle_on_port(adapter));
+    FireWireHandle handle(raw1394_new_handle_on_port(adapter));
+    if (!handle)
+        digitizerLog.Debug("FireWire: adapter ", adapter, ": ", ErrorText(errno));
+    return handle;
 }
 
 int CountAdapters()

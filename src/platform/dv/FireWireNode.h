@@ -14,11 +14,13 @@ struct FireWireHandleCloser {
 };
 
 /// A handle of libraw1394 on one adapter. It reaches the devices that were there when it was opened, up to the next
-/// reset of the bus: whoever wants to reach a device after that opens another.
+/// reset of the bus: to reach a device after that, another one is opened.
 using FireWireHandle = std::unique_ptr<raw1394_handle, FireWireHandleCloser>;
 
 /// Null where the adapter's nodes may not be opened. Adapters are counted from 0.
 FireWireHandle OpenAdapter(int adapter);
+
+/// The number of FireWire adapters; 0 where none may be used.
 int CountAdapters();
 
 /// What a node's configuration ROM (IEEE 1212) says of it.
@@ -28,7 +30,8 @@ struct ConfigRom {
     std::string label;  ///< of maker and model, UTF-8; may be empty
 };
 
-/// Nothing for a node that can't be read. A ROM that is cut short or leads astray gives what was found up to there.
+/// Reads a node's ROM; nothing for a node that can't be read. A ROM that is cut short or has bad offsets gives what was
+/// found up to there.
 std::optional<ConfigRom> ReadConfigRom(raw1394handle_t handle, nodeid_t node);
 
 /// A register in host byte order; nothing, with `errno` set, when the node does not answer: EAGAIN after a reset of the

@@ -11,8 +11,11 @@
 #include "platform/clock/MonotonicClock.h"
 #include "platform/dv/DvConnection.h"
 #include "platform/dv/DvFrameClock.h"
+#include "platform/dv/FireWireUnits.h"
+#include "platform/log/Log.h"
 
 #include <atomic>
+#include <cerrno>
 #include <libiec61883/iec61883.h>
 #include <mutex>
 #include <poll.h>
@@ -57,8 +60,8 @@ public:
         dropped = 0;
         auto source = ReachNode(guid);
         Result result = source ? Connect(*source) : noDeviceForChannel;
-        if (result == noErr && !Receive(std::move(*source)))
-            result = ioErr;
+        if (result == noErr)
+            result = Receive(std::move(*source));
         if (result != noErr) {
             connection.Disconnect(guid);
             return result;
@@ -96,19 +99,25 @@ private:
     }
 
     // Receives the connection's channel through the handle of `source`.
-    bool Receive(ReachedNode source)
+    Result Receive(ReachedNode source)
     {
         receiver.reset();
         handle = std::move(source.handle);
         receiver.reset(iec61883_dv_fb_init(handle.get(), &FireWireStream::FrameReceived, this));
         if (!receiver)
-            return false;
+            return Fail("receiver");
         dv = iec61883_dv_fb_get_dv(receiver.get());
         iec61883_dv_set_irq_interval(dv, kPacketsOfBatch);
         iec61883_dv_set_buffers(dv, kPacketsOfBuffer);
         receivedChannel = connection.Channel();
         receivedAdapter = source.adapter;
-        return iec61883_dv_fb_start(receiver.get(), receivedChannel) == 0;
+        return iec61883_dv_fb_start(receiver.get(), receivedChannel) == 0 ? noErr : Fail("reception");
+    }
+
+    Result Fail(const char* what) const
+    {
+        digitizerLog.Warning("FireWire: ", GuidText(guid), ": ", what, ": ", ErrorText(errno));
+        return ioErr;
     }
 
     void Run()
@@ -116,7 +125,9 @@ private:
         while (running) {
             pollfd ready{raw1394_get_fd(handle.get()), POLLIN, 0};
             const int events = poll(&ready, 1, kPollMilliseconds);
-            Result result = events > 0 && raw1394_loop_iterate(handle.get()) < 0 ? ioErr : noErr;
+            Result result = noErr;
+            if (events > 0 && raw1394_loop_iterate(handle.get()) < 0)
+                result = Fail("packets");
             if (result == noErr && MonotonicNow() >= nextLook)
                 result = Look();
             if (result != noErr)
@@ -134,13 +145,15 @@ private:
         nextLook = now + (holds ? kLookInterval : kReconnectInterval);
         if (holds)
             return noErr;
+        if (resetSeen == 0)
+            digitizerLog.Info("FireWire: ", GuidText(guid), ": the bus was reset");
         resetSeen = resetSeen == 0 ? now : resetSeen;
         const Result result = source ? Connect(*source) : noDeviceForChannel;
         if (result != noErr)
             return now - resetSeen < kReconnectTime ? noErr : result;
         resetSeen = 0;
         const bool isSame = receivedChannel == connection.Channel() && receivedAdapter == source->adapter;
-        return isSame || Receive(std::move(*source)) ? noErr : ioErr;
+        return isSame ? noErr : Receive(std::move(*source));
     }
 
     static int FrameReceived(unsigned char* data, int length, int complete, void* context)

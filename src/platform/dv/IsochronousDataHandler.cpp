@@ -2,7 +2,7 @@
 // The isochronous data handler.
 //
 // An open instance holds the bus and the device that the configuration chose. A device control is the number of a
-// bus and a device's GUID, so it outlives the instance that gave it and simply finds nobody once the device is gone.
+// bus and a device's GUID, so it outlives the instance that gave it, and finds no device once that is gone.
 #include "platform/dv/IsochronousDataHandler.h"
 
 #include "platform/atoms/AtomContainers.h"

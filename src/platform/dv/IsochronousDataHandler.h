@@ -27,10 +27,10 @@ Result IDHGetDeviceControl(ComponentInstance handler, Address deviceControl);
 /// `badComponentInstance` for a dead device control, `ioErr` when the device doesn't answer.
 Result DeviceControlDoAVCTransaction(int32_t deviceControl, Address parameters);
 
-/// Waits until all commands have been carried out or given up, for five seconds at the longest.
+/// Waits until all commands have been carried out or have failed, for at most five seconds.
 void FinishDeviceCommands();
 
-/// Offers the component.
+/// Registers the component.
 void StartIsochronousDataHandler();
 
 } // namespace platform

@@ -2,12 +2,15 @@
 #include "platform/digitizer/dv/DvDigitizer.h"
 #include "platform/digitizer/dv/DvFrame.h"
 #include "support/DvTape.h"
+#include "support/FrameCollector.h"
 #include "support/SimulatedDeck.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 #include <thread>
+#include <tuple>
 
 using namespace platform;
 using test::Tape;
@@ -109,6 +112,37 @@ TEST_F(DvDigitizerTest, TwelveBitSoundIsExpanded)
         EXPECT_EQ(source->Format().sampleRate, 32'000);
         source->Stop();
     }
+}
+
+TEST_F(DvDigitizerTest, PictureSoundAndASecondPictureStopIndependently)
+{
+    const std::string identity = ListDvDigitizers().front().identity;
+    const auto first = OpenDvDigitizer(identity);
+    const auto second = OpenDvDigitizer(identity);
+    const auto source = OpenDvSoundSource(identity);
+    const Tape tape(true, 0.2);
+    FrameCollector frames;
+    FrameCollector others;
+    ASSERT_EQ(first->Start(frames), noErr);
+    ASSERT_EQ(source->Start(collector), noErr);
+    const auto send = [&] {
+        const auto before = std::tuple(frames.Seen().size(), others.Seen().size(), collector.sound.size());
+        WaitForStream().DvFrameArrived(tape.frames[0], true, MonotonicNow());
+        return std::array{frames.Seen().size() > std::get<0>(before), others.Seen().size() > std::get<1>(before),
+                          collector.sound.size() > std::get<2>(before)};
+    };
+    EXPECT_EQ(send(), (std::array{true, false, true}));
+    ASSERT_EQ(second->Start(others), noErr);
+    EXPECT_EQ(send(), (std::array{false, true, true})) << "the second takes the picture over";
+    first->Stop();
+    EXPECT_EQ(send(), (std::array{false, true, true}));
+    source->Stop();
+    EXPECT_EQ(send(), (std::array{false, true, false}));
+    ASSERT_EQ(source->Start(collector), noErr);
+    second->Stop();
+    EXPECT_EQ(send(), (std::array{false, false, true}));
+    source->Stop();
+    EXPECT_EQ(bus->streaming, nullptr);
 }
 
 TEST(DvFrame, NoiseIsRefusedOrSilent)

@@ -386,7 +386,7 @@ TEST_F(FireWireTest, ListsWhatSendsDvUnderItsName)
         {"no label", label(""), "DV camcorder"},
         {"control characters", label(" Deck\n\x01 2 "), "Deck 2"},
         {"Latin-1", label("Cam\xE9ra"), "Caméra"},
-        {"UTF-8", label("Caméra"), "Caméra"},
+        {"UTF-8", label("Caméra 📷"), "Caméra 📷"},
         {"bad leaf", [](FireWireNode& node) { node.rom[13] = 0x81FF'FFFF; }, "DV camcorder"},
         {"endless leaf", [](FireWireNode& node) { node.rom[14] = 0xFFFF'0000; }, "Camcorder"},
         {"directory out of the ROM",
@@ -484,6 +484,7 @@ TEST_F(FireWireTest, CommandsReachTheDeckOnceHoweverItAnswers)
              node.answersTwice = true;
          }},
         {"writes fail", [](FireWireNode& node) { node.writesToFail = 3; }},
+        {"writes without acknowledgement", [](FireWireNode& node) { node.losesAcknowledgements = true; }},
     };
     bus.localMayBeOpened = false;
     bus.RunInRealTime();

@@ -127,6 +127,15 @@ TEST_F(IIDCLibraryTest, StartsAtTheSpeedThatWorksOrSaysWhyNot)
         EXPECT_NE(camera->Reason().find(one.reason), std::string::npos) << camera->Reason();
         EXPECT_EQ(camera->Descriptor(), -1);
     }
+    // Left transmitting by a process that was killed, or held by one that runs.
+    unit.setupError = DC1394_SUCCESS;
+    for (const bool isHeld : {true, false}) {
+        unit.registers[0x614] = 0x8000'0000;
+        unit.isChannelTaken = isHeld;
+        EXPECT_EQ(camera->Start(fixed, 30), isHeld ? noDeviceForChannel : noErr);
+        EXPECT_EQ(camera->Reason().find("Another program") == 0, isHeld) << camera->Reason();
+        EXPECT_EQ(unit.registers[0x614], 0x8000'0000U) << "transmits as before";
+    }
 }
 
 TEST_F(IIDCLibraryTest, CountsWhatAFullRingLost)

@@ -14,6 +14,7 @@
 #include "platform/digitizer/DeviceThread.h"
 #include "platform/digitizer/dv/DvFrame.h"
 #include "platform/dv/Bus.h"
+#include "platform/dv/FireWireUnits.h"
 
 #include <algorithm>
 #include <charconv>
@@ -49,8 +50,20 @@ public:
 
     const BusDevice& Device() const { return device; }
 
-    Result SetFrameSink(FrameSink* sink) { return SetSinks(sink, soundSink); }
-    Result SetSoundSink(SoundSink* sink) { return SetSinks(frameSink, sink); }
+    // A sink takes the place of the one before. Whoever stops removes only its own, so picture and sound, and two
+    // digitizers over one camcorder, stop independently.
+    Result AddSink(FrameSink& sink) { return SetSinks(&sink, soundSink); }
+    Result AddSink(SoundSink& sink) { return SetSinks(frameSink, &sink); }
+    void RemoveSink(const FrameSink* sink)
+    {
+        if (sink != nullptr && sink == frameSink)
+            SetSinks(nullptr, soundSink);
+    }
+    void RemoveSink(const SoundSink* sink)
+    {
+        if (sink != nullptr && sink == soundSink)
+            SetSinks(frameSink, nullptr);
+    }
 
     DvFrameInfo LastFrame()
     {
@@ -243,22 +256,12 @@ public:
     // The tape decides what it is.
     Result SetFormat(const CaptureFormat&) override { return noErr; }
 
-    Result Start(FrameSink& sink) override
-    {
-        running = true;
-        return device->SetFrameSink(&sink);
-    }
-
-    // Another digitizer over the same camcorder may be running by now: what isn't one's own stays.
-    void Stop() override
-    {
-        if (std::exchange(running, false))
-            device->SetFrameSink(nullptr);
-    }
+    Result Start(FrameSink& sink) override { return device->AddSink(*(running = &sink)); }
+    void Stop() override { device->RemoveSink(std::exchange(running, nullptr)); }
 
 private:
     std::shared_ptr<DvDevice> device;
-    bool running = false;
+    FrameSink* running = nullptr;
 };
 
 class DvSoundSource : public SoundSource {
@@ -283,20 +286,12 @@ public:
     }
     Result SetFormat(const SoundFormat& format) override { return CheckFormat(format); }
 
-    Result Start(SoundSink& sink) override
-    {
-        running = true;
-        return device->SetSoundSink(&sink);
-    }
-    void Stop() override
-    {
-        if (std::exchange(running, false))
-            device->SetSoundSink(nullptr);
-    }
+    Result Start(SoundSink& sink) override { return device->AddSink(*(running = &sink)); }
+    void Stop() override { device->RemoveSink(std::exchange(running, nullptr)); }
 
 private:
     std::shared_ptr<DvDevice> device;
-    bool running = false;
+    SoundSink* running = nullptr;
 };
 
 template <typename Entry> std::vector<Entry> ListDevices()
@@ -318,9 +313,7 @@ template <typename Entry> std::vector<Entry> ListDevices()
 
 std::string DvIdentityOf(uint64_t guid)
 {
-    char digits[17];
-    std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(guid));
-    return std::string(kIdentityPrefix) + digits;
+    return std::string(kIdentityPrefix) + GuidText(guid);
 }
 
 std::vector<DigitizerEntry> ListDvDigitizers()

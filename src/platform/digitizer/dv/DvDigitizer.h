@@ -10,10 +10,11 @@ namespace platform {
 std::vector<DigitizerEntry> ListDvDigitizers();
 std::vector<SoundSourceEntry> ListDvSoundSources();
 
-/// Opens a camcorder's picture or sound by its identity ("dv:" and the GUID in hexadecimal digits); null for an
-/// identity of another kind or a device that is not on the bus. Both share one stream, so sound and picture carry times
-/// of one frame.
+/// The identity of a camcorder: "dv:" and the GUID in hexadecimal digits.
 std::string DvIdentityOf(uint64_t guid);
+
+/// Opens a camcorder's picture or sound by its identity; null for an identity of another kind or a device that is not
+/// on the bus. Both share one stream, so sound and picture carry times of one frame, and each stops by itself.
 std::unique_ptr<Digitizer> OpenDvDigitizer(const std::string& identity);
 std::unique_ptr<SoundSource> OpenDvSoundSource(const std::string& identity);
 

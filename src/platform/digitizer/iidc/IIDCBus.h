@@ -96,11 +96,14 @@ class IIDCCamera {
 public:
     virtual ~IIDCCamera() = default;
 
+    /// The modes in the camera's own order, Format 7 at the whole size of the sensor.
     virtual std::vector<IIDCMode> Modes() = 0;
 
-    /// Starts to transmit. `noDeviceForChannel` when the camera is gone or the bus has no channel or room left,
-    /// `deviceCantMeetRequest` when it does not take mode or rate.
+    /// Starts to transmit. `noDeviceForChannel` when the camera is gone, another program uses it, or the bus has no
+    /// channel or bandwidth left; `deviceCantMeetRequest` when it does not support mode or rate.
     virtual Result Start(const IIDCMode& mode, double frameRate) = 0;
+
+    /// Stops transmitting and gives channel and bandwidth back. Nothing happens to a camera that is stopped.
     virtual void Stop() = 0;
 
     /// Becomes readable when a frame waits. -1 while stopped.
@@ -109,10 +112,11 @@ public:
     /// The frame that waits, without waiting for one. Anything but `noErr` means that the stream broke down.
     virtual Result TakeFrame(IIDCFrame& frame) = 0;
 
-    /// Whether the camera still means to transmit: a reset of the bus may have ended that. Fails for one that is gone.
+    /// Whether the camera is still set to transmit: a reset of the bus may have ended that. Fails for one that is gone.
     virtual Result IsTransmitting(bool& transmitting) = 0;
 
-    /// `digiUnimpErr` for a feature that the camera lacks.
+    /// Reads and writes a feature, in the camera's raw units. `digiUnimpErr` for one that the camera lacks, `ioErr`
+    /// when it does not answer.
     virtual Result ReadFeature(IIDCFeature feature, IIDCFeatureState& state) = 0;
     virtual Result WriteFeature(IIDCFeature feature, uint32_t value) = 0;
 
@@ -132,9 +136,12 @@ struct IIDCCameraEntry {
     std::string reason = {}; ///< why it can't be opened, a sentence for people; empty when it can
 };
 
+/// The IIDC cameras on all adapters.
 class IIDCBus {
 public:
     virtual ~IIDCBus() = default;
+
+    /// The cameras, those included that this user may not open.
     virtual std::vector<IIDCCameraEntry> Cameras() = 0;
 
     /// Null for a camera that is not there.

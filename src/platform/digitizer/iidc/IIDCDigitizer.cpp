@@ -4,9 +4,9 @@
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/CameraDigitizer.h"
+#include "platform/digitizer/CaptureStamps.h"
 #include "platform/digitizer/iidc/IIDCFrames.h"
-#include "platform/digitizer/v4l2/V4L2Formats.h"
-#include "platform/files/UniqueFD.h"
+#include "platform/dv/FireWireUnits.h"
 
 #include <algorithm>
 #include <cmath>
@@ -59,9 +59,7 @@ std::optional<IIDCFeature> FeatureOf(FourCharCode code)
 
 std::string IdentityOf(uint64_t guid)
 {
-    char digits[17];
-    std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(guid));
-    return std::string(kIdentityPrefix) + digits;
+    return std::string(kIdentityPrefix) + GuidText(guid);
 }
 
 std::string ReasonOr(std::string reason)
@@ -193,6 +191,7 @@ public:
         const Result result =
             offer == offers.end() ? deviceCantMeetRequest : camera->Start(offer->mode, wanted.frameRate);
         actual = format = wanted;
+        stamps = CaptureStamps(wanted.frameRate);
         return {result, result == noDeviceForChannel ? ReasonOr(camera->Reason()) : ""};
     }
 
@@ -212,7 +211,7 @@ public:
             return Taken::Failed;
         if (taken.bytes.empty() && !taken.damaged)
             return Taken::Nothing;
-        frame.captureTime = taken.captureTime;
+        frame.captureTime = stamps.Next(taken.captureTime, MonotonicNow());
         frame.sequence = taken.sequence;
         const auto picture = taken.damaged ? std::nullopt : ReadIIDCFrame(taken, converted);
         if (!picture || picture->width != format.width || picture->height != format.height)
@@ -301,6 +300,7 @@ private:
     const std::shared_ptr<StatesAsFound> asFound;
     const std::vector<Offer> offers;
     CaptureFormat format;
+    CaptureStamps stamps;
     std::vector<uint8_t> converted;
     Result failure = noErr;
 };

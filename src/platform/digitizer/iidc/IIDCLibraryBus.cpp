@@ -9,7 +9,10 @@
 
 #ifdef VELMORA_HAVE_DC1394
 #include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/PictureSize.h"
 #include "platform/dv/FireWireUnits.h"
+#include "platform/files/DeviceText.h"
+#include "platform/log/Log.h"
 
 #include <algorithm>
 #include <cmath>
@@ -28,6 +31,8 @@ namespace {
 using Context = std::shared_ptr<dc1394_t>;
 
 constexpr uint32_t kBuffers = 8;
+constexpr const char* kHeld =
+    "Another program is using the camera. If none is, unplug the camera and plug it in again.";
 
 constexpr std::pair<dc1394color_coding_t, IIDCCoding> kCodings[] = {
     {DC1394_COLOR_CODING_YUV422, IIDCCoding::Yuv422}, {DC1394_COLOR_CODING_RGB8, IIDCCoding::Rgb8},
@@ -92,7 +97,7 @@ bool IsFormat7(dc1394video_mode_t mode)
     return mode >= DC1394_VIDEO_MODE_FORMAT7_MIN && mode <= DC1394_VIDEO_MODE_FORMAT7_MAX;
 }
 
-// What the camera does not take is told from a camera that can't be reached, which is tried again.
+// Distinguishes what the camera does not support from a camera that can't be reached, which is tried again.
 Result ResultOfStart(dc1394error_t error)
 {
     switch (error) {
@@ -119,9 +124,10 @@ int64_t MonotonicTimeOf(uint64_t microseconds)
 {
     timespec day{};
     clock_gettime(CLOCK_REALTIME, &day);
-    const int64_t age = day.tv_sec * 1'000'000'000 + day.tv_nsec - static_cast<int64_t>(microseconds) * 1000;
-    constexpr int64_t oldest = 2'000'000'000;
-    return MonotonicNow() - (age < 0 || age > oldest ? 0 : age);
+    const auto now = static_cast<uint64_t>(day.tv_sec) * 1'000'000 + static_cast<uint64_t>(day.tv_nsec) / 1000;
+    constexpr uint64_t oldest = 2'000'000; // a time in the future is older still
+    const uint64_t age = now - microseconds;
+    return MonotonicNow() - (age > oldest ? 0 : static_cast<int64_t>(age) * 1000);
 }
 
 std::string ReasonOf(dc1394error_t error)
@@ -140,8 +146,8 @@ std::string ReasonOf(dc1394error_t error)
     }
 }
 
-// What a capture holds of the system. The library lets go of neither where stopping fails, as it does for a camera that
-// was unplugged; then it is given back here, after the camera has been freed.
+// The descriptor and the memory of a capture. The library releases neither where stopping fails, as it does for a
+// camera that was unplugged; then they are released here, after the camera has been freed.
 class CaptureHoldings {
 public:
     void Begin(int captureDescriptor)
@@ -209,14 +215,14 @@ public:
     Result Start(const IIDCMode& mode, double frameRate) override
     {
         Stop();
+        if (IsHeldByAnother())
+            return Explain(noDeviceForChannel, kHeld);
         // A process that was killed leaves its camera transmitting.
         dc1394_video_set_transmission(camera, DC1394_OFF);
         dc1394error_t error = Begin(mode, frameRate, DC1394_ISO_SPEED_400);
         if (error != DC1394_SUCCESS && Begin(mode, frameRate, DC1394_ISO_SPEED_200) == DC1394_SUCCESS)
             error = DC1394_SUCCESS;
-        const std::lock_guard lock(reasonMutex);
-        reason = ReasonOf(error);
-        return ResultOfStart(error);
+        return Explain(ResultOfStart(error), ReasonOf(error));
     }
 
     void Stop() override
@@ -329,6 +335,31 @@ public:
     }
 
 private:
+    Result Explain(Result result, std::string why)
+    {
+        if (result != noErr)
+            digitizerLog.Warning("IIDC: not started (", result, "): ", why);
+        const std::lock_guard lock(reasonMutex);
+        reason = std::move(why);
+        return result;
+    }
+
+    // A camera that transmits on a channel that is taken at the bus: the system gives back the channels of a process
+    // that has ended, while the camera goes on.
+    bool IsHeldByAnother()
+    {
+        bool transmitting = false;
+        uint32_t channel = 0;
+        if (IsTransmitting(transmitting) != noErr || !transmitting ||
+            dc1394_video_get_iso_channel(camera, &channel) != DC1394_SUCCESS || channel >= 64)
+            return false;
+        int taken = 0;
+        const dc1394error_t error = dc1394_iso_allocate_channel(camera, uint64_t{1} << channel, &taken);
+        if (error == DC1394_SUCCESS)
+            dc1394_iso_release_channel(camera, taken);
+        return error == DC1394_NO_ISO_CHANNEL;
+    }
+
     dc1394error_t Begin(const IIDCMode& mode, double frameRate, dc1394speed_t speed)
     {
         const auto number = static_cast<dc1394video_mode_t>(mode.number);
@@ -396,8 +427,8 @@ private:
         uint32_t width = 0;
         uint32_t height = 0;
         dc1394color_codings_t codings{};
-        if (dc1394_format7_get_max_image_size(camera, number, &width, &height) != DC1394_SUCCESS || width == 0 ||
-            height == 0 || width > 16384 || height > 16384 ||
+        if (dc1394_format7_get_max_image_size(camera, number, &width, &height) != DC1394_SUCCESS ||
+            !IsPictureSize(width, height) ||
             dc1394_format7_get_color_codings(camera, number, &codings) != DC1394_SUCCESS)
             return;
         for (uint32_t i = 0; i < codings.num && i < DC1394_COLOR_CODING_NUM; ++i) {
@@ -529,7 +560,7 @@ std::shared_ptr<IIDCBus> OpenIIDCLibraryBus()
 {
     if (std::ranges::none_of(ListFireWireUnits(), &FireWireUnit::IsIIDC))
         return nullptr;
-    // What the library has to say would go to the terminal.
+    // The library would write its messages to the terminal.
     static std::once_flag silenced;
     std::call_once(silenced, [] {
         dc1394_log_register_handler(DC1394_LOG_ERROR, nullptr, nullptr);

@@ -192,7 +192,9 @@ void V4L2Stream::CountFrame(uint32_t deviceSequence)
 
 int64_t V4L2Stream::CaptureTimeOf(const v4l2_buffer& record)
 {
-    const int64_t stamp = int64_t{record.timestamp.tv_sec} * 1'000'000'000 + int64_t{record.timestamp.tv_usec} * 1000;
+    // Without sign: a driver may say anything.
+    const auto stamp = static_cast<int64_t>(static_cast<uint64_t>(record.timestamp.tv_sec) * 1'000'000'000 +
+                                            static_cast<uint64_t>(record.timestamp.tv_usec) * 1000);
     const bool isMonotonic = (record.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) == V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
     return stamps.Next(isMonotonic ? std::optional(stamp) : std::nullopt, MonotonicNow());
 }
