@@ -83,10 +83,14 @@ TEST_F(IIDCDigitizer, OffersModesAndCountsWhatIsLost)
     ASSERT_EQ(device->SetFormat({0, 650, 480, 14}), noErr);
     EXPECT_EQ(camera.startedMode.number, 2U) << "the better of the two codings with that rate";
     EXPECT_EQ(camera.startedRate, 15);
-    for (auto& frame : {test::SimulatedIIDCCamera::Frame{picture, 1}, {picture, 2, true}, {{1, 2}, 3}, {picture, 5}})
+    const int64_t stamp = MonotonicNow() - 7;
+    for (auto& frame : {test::SimulatedIIDCCamera::Frame{picture, 1, false, noErr, stamp},
+                        {picture, 2, true},
+                        {{1, 2}, 3},
+                        {picture, 5}})
         camera.Emit(frame);
     ASSERT_TRUE(collector.WaitFor(2));
-    EXPECT_EQ(collector.Seen()[0].captureTime, 1000);
+    EXPECT_EQ(collector.Seen()[0].captureTime, stamp);
     EXPECT_EQ(collector.Seen()[1].sequence - collector.Seen()[0].sequence, 4U);
     device->Stop();
     EXPECT_FALSE(camera.transmitting);
