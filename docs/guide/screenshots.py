@@ -9,6 +9,7 @@ session; on the others are the built-in devices, as on the reader's own first st
 
 import os
 import signal
+import subprocess
 import sys
 import time
 
@@ -17,6 +18,7 @@ sys.path.insert(0, os.path.join(HERE, "..", "..", "tests", "whole"))
 from desktop import Camera, Screen, Velmora, wait_for  # pylint: disable=wrong-import-position
 
 FLASH_LOOKS = 10
+NEARLY_WHITE = 240
 SETTLED = 1.0  # seconds until a window that was just opened or changed has painted all of it
 
 
@@ -51,18 +53,22 @@ class Photographer:
         west, east, north, south = (int(side) for side in extents.split(","))
         return left - west, top - north, width + west + east, height + north + south
 
-    def wait_past_flash(self, window):
-        """Waits while the Test Pattern is white, as it is for a moment of each second."""
-        left, top, _, _ = self.screen.rectangle(window)
+    def look(self, rectangle):
+        """The pixels of a part of the screen, past the moment of each second in which the Test Pattern is white."""
         for _ in range(FLASH_LOOKS):
-            if self.screen.pixel(left + 150, top + 150) != (255, 255, 255):
+            rows = self.screen.rows(*rectangle)
+            if min(rows[min(150, len(rows) - 1)][600:603]) < NEARLY_WHITE:
                 break
             time.sleep(0.1)
+        return rows
 
     def take(self, name, window=None):
+        self.screen.xdotool("mousemove", 10000, 10000)  # the pointer is in the screen's memory too
         time.sleep(SETTLED)
-        self.wait_past_flash(window or self.velmora.window)
-        self.screen.screenshot(os.path.join(self.output, name + ".png"), self.frame(window or self.velmora.window))
+        rectangle = self.frame(window or self.velmora.window)
+        subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "rawvideo", "-pixel_format", "bgr0", "-video_size",
+                        f"{rectangle[2]}x{rectangle[3]}", "-i", "-", os.path.join(self.output, name + ".png")],
+                       input=b"".join(self.look(rectangle)), check=True)
 
     def settings(self, menu, names):
         """The pages of the settings dialog of a menu, which is so many to the right of the first one. A page without a
@@ -80,14 +86,14 @@ class Photographer:
 
     def still_picture(self):
         self.go_to_main_window()
-        self.wait_past_flash(self.velmora.window)
+        self.look(self.frame(self.velmora.window))
         self.screen.key("ctrl+g")
         window = self.window()
         left, top, width, height = self.screen.rectangle(window)
         self.screen.xdotool("mousemove", left + width // 2, top + height // 2, "click", 3)
         self.take("still-picture", window)
-        self.screen.key("Escape", "Escape")
-        wait_for("the window to close", 20, lambda: not self.velmora.dialogs())
+        # The first one closes the menu, and one that comes meanwhile is lost.
+        wait_for("the window to close", 20, lambda: self.screen.key("Escape") or not self.velmora.dialogs(), 0.5)
 
     def recording_cut_off(self):
         self.velmora.record(os.path.join(self.screen.folder, "Lecture.mov"))
