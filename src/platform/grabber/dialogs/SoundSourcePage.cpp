@@ -89,7 +89,7 @@ private:
         this);
     QWidget* balanceRow = balance->Row();
     QLabel* gainText = new QLabel;
-    QCheckBox* muted = new QCheckBox("&Muted");
+    QCheckBox* muted = new QCheckBox("M&uted");
     LevelBars* level = new LevelBars;
     QLabel* levelText = new QLabel;
 };
