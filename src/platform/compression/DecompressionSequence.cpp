@@ -45,20 +45,54 @@ SourcePixels SourceOf(const PortPixels& pixels)
     return {pixels.pixels, pixels.rowBytes, pixels.width, pixels.height};
 }
 
-class Sequence : public std::enable_shared_from_this<Sequence> {
+class Sequence final : public DecompressionSequence, public std::enable_shared_from_this<Sequence> {
 public:
     Result Begin(const ImageDescription& newDescription, PortReference newPort, Address sourceRect, Address matrix)
     {
         description = newDescription;
-        port = newPort;
-        if (!ReadMatrix(matrix) || !ReadPart(sourceRect))
+        return ReadMatrix(matrix) && ReadPart(sourceRect) ? BeginOn(newPort) : paramErr;
+    }
+
+    Result Begin(const ImageDescription& newDescription, PortReference newPort, const Transform& mapping)
+    {
+        description = newDescription;
+        transform = mapping;
+        part = {0, 0, description.width, description.height};
+        return BeginOn(newPort);
+    }
+
+    Result ShowFrame(Address data, int32_t dataSize) override
+    {
+        FrameInHand* known = FrameInHand::At(data);
+        const bool isShown = known == nullptr || known->IsShown();
+        const auto inPort = PictureWithBase(data);
+        if (inPort && dataSize > 0 && dataSize <= inPort->bytes && DrawsFrom(*inPort))
+            return isShown ? ShowPort(*inPort, data) : noErr;
+        const auto frame = BytesAt(data, dataSize);
+        if (frame.empty())
             return paramErr;
+        if (known == nullptr || known->IsPictureAt(data))
+            return isShown ? Show(data, frame) : noErr;
+        Result result = isShown ? Adapt(known->Description()) : noErr;
+        if (isShown && result == noErr)
+            result = Show(data, known->Instead().empty() ? frame : known->Instead());
+        NotePictureOf(*known);
+        return result;
+    }
+
+private:
+    Result BeginOn(PortReference newPort)
+    {
+        const auto target = LayoutOfPort(newPort);
+        if (!target || target->format != kPixelFormat32)
+            return paramErr;
+        port = newPort;
         begun = {description.width, description.height, part, transform};
         onView.emplace(port, part, transform);
         return MakeDecoder();
     }
 
-    /// Settles for frames of another description. A part of the image becomes the same part of the new one.
+    // Settles for frames of another description. A part of the image becomes the same part of the new one.
     Result Adapt(const ImageDescription& changed)
     {
         if (changed.codec == description.codec && changed.depth == description.depth &&
@@ -73,7 +107,7 @@ public:
         return MakeDecoder();
     }
 
-    /// Whether frames of this sequence are pixels like those of that port's picture, which then need not be read.
+    // Whether frames of this sequence are pixels like those of that port's picture, which then need not be read.
     bool DrawsFrom(const PortPicture& picture) const
     {
         return !NeedsDecoder() && picture.width == description.width && picture.height == description.height;
@@ -87,7 +121,7 @@ public:
         return Draw(SourceOf(picture.pixels));
     }
 
-    /// Tells a frame where the picture of it is, in this sequence's port.
+    // Tells a frame where the picture of it is, in this sequence's port.
     void NotePictureOf(FrameInHand& frame) const
     {
         if (const auto layout = LayoutOfPort(port))
@@ -115,7 +149,6 @@ public:
         return Draw(SourceOf(kept->picture.pixels));
     }
 
-private:
     Result ShowInPlace(std::span<const uint8_t> frame)
     {
         const auto picture =
@@ -382,6 +415,14 @@ std::unique_ptr<DecodedPicture> FrameInHand::TakePicture(int32_t width, int32_t 
     return fits ? std::move(picture) : nullptr;
 }
 
+std::shared_ptr<DecompressionSequence> DecompressionSequence::Begin(const ImageDescription& image, PortReference port,
+                                                                    const Transform& mapping, Result& result)
+{
+    auto sequence = std::make_shared<Sequence>();
+    result = sequence->Begin(image, port, mapping);
+    return result == noErr ? std::move(sequence) : nullptr;
+}
+
 Result DecompressSequenceBeginS(Address sequence, Handle description, Address, int32_t, PortReference port, int32_t,
                                 Address sourceRect, Address matrix, int16_t, int32_t, uint32_t, int32_t, int32_t)
 {
@@ -405,21 +446,7 @@ Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataS
     const auto found = Sequences().Find(sequence);
     if (!found || (outFlags != 0 && !Poke(outFlags, int32_t{0})))
         return paramErr;
-    FrameInHand* known = FrameInHand::At(data);
-    const bool isShown = known == nullptr || known->IsShown();
-    const auto inPort = PictureWithBase(data);
-    if (inPort && dataSize > 0 && dataSize <= inPort->bytes && found->DrawsFrom(*inPort))
-        return isShown ? found->ShowPort(*inPort, data) : noErr;
-    const auto frame = BytesAt(data, dataSize);
-    if (frame.empty())
-        return paramErr;
-    if (known == nullptr || known->IsPictureAt(data))
-        return isShown ? found->Show(data, frame) : noErr;
-    Result result = isShown ? found->Adapt(known->Description()) : noErr;
-    if (isShown && result == noErr)
-        result = found->Show(data, known->Instead().empty() ? frame : known->Instead());
-    found->NotePictureOf(*known);
-    return result;
+    return found->ShowFrame(data, dataSize);
 }
 
 Result CDSequenceEnd(int32_t sequence)

@@ -3,6 +3,7 @@
 
 #include "platform/compression/DecodedPicture.h"
 #include "platform/compression/ImageDescription.h"
+#include "platform/compression/Matrix.h"
 #include "platform/drawing/GraphicsWorlds.h"
 #include "platform/memory/Handles.h"
 
@@ -33,6 +34,20 @@ Result DecompressSequenceBeginS(Address sequence, Handle description, Address da
 /// what was decoded of it before the fault may show.
 Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataSize, int32_t inFlags, Address outFlags,
                                    int32_t completion, Address frameTime);
+
+/// The same for callers in C++.
+class DecompressionSequence {
+public:
+    /// Begins a sequence that decodes whole frames of a description into a port; `mapping` leads from points of the
+    /// image to points of the port. Null, and the result as of `DecompressSequenceBeginS`, when that fails.
+    static std::shared_ptr<DecompressionSequence> Begin(const ImageDescription& image, PortReference port,
+                                                        const Transform& mapping, Result& result);
+
+    virtual ~DecompressionSequence() = default;
+
+    /// Decodes and draws the frame of `dataSize` bytes at `data`. Results as `DecompressSequenceFrameWhen`.
+    virtual Result ShowFrame(Address data, int32_t dataSize) = 0;
+};
 
 /// What is known of a frame while it is handed over: callers pass it on by its address alone, and a sequence that is
 /// asked to decode what lies there finds the object by that address. It lives for the length of the hand-over, as does

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/compression/DecompressionSequence.h"
 #include "platform/drawing/GraphicsWorlds.h"
 #include "platform/grabber/Bounds.h"
 #include "platform/grabber/Sample.h"
@@ -11,19 +12,13 @@ namespace platform {
 /// rectangle change.
 class Preview {
 public:
-    Preview() = default;
-    ~Preview() { End(); }
-    Preview(const Preview&) = delete;
-    Preview& operator=(const Preview&) = delete;
-
     /// Draws a frame. Does nothing for a port without 32-bit pixels, or where the frame doesn't decode.
     void Draw(const Sample& frame, PortReference port, const Bounds& target);
 
 private:
     void Begin();
-    void End();
 
-    int32_t sequence = 0;
+    std::shared_ptr<DecompressionSequence> sequence; ///< null where the frames can't be drawn
     PortReference drawnInto = 0;
     Bounds drawnAt;
     SharedDescription drawn;
