@@ -193,7 +193,10 @@ TEST_F(Vivid, ShowsTheSameBarsInEachPixelFormat)
 
 TEST_F(Vivid, HasInputsWithTheirStandardsAndSignals)
 {
-    EXPECT_EQ(digitizer->Inputs(), (std::vector<std::string>{"Webcam 0", "TV 0", "S-Video 0", "HDMI 0"}));
+    std::vector<std::string> inputs = digitizer->Inputs();
+    for (std::string& name : inputs)
+        name.resize(name.rfind(' ')); // the numbers differ from kernel to kernel
+    EXPECT_EQ(inputs, (std::vector<std::string>{"Webcam", "TV", "S-Video", "HDMI"}));
     for (const int input : {Television, SVideo}) {
         ASSERT_EQ(digitizer->SelectInput(input), noErr);
         EXPECT_EQ(digitizer->Input(), input);
