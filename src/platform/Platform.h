@@ -5,16 +5,15 @@
 
 namespace platform {
 
-/// Offers the components and exports the calls that are bound by name. Once, before any other call of the platform.
-/// It opens no device and waits for nothing.
+/// Starts the platform: registers the components and the calls that are bound by name. Call it once, before any other
+/// call of the platform. It opens no device and does not block.
 void StartPlatform();
 
-/// Ends the process with that code if it still runs after that time: a library that hangs while devices are released
-/// must not keep a program from ending. To be called when all that is worth keeping has been saved.
+/// Ends the process with that code if it still runs after that time, in case a library hangs while devices are
+/// released. Call it when everything is saved.
 void EndWithin(std::chrono::milliseconds time, int exitCode);
 
-/// Closes all components that are still open, so that every device is released, whatever their users did. Once, after
-/// the last call of anything else but drawing.
+/// Closes all open components, which releases every device. Call it once, after all other calls except drawing.
 void EndPlatform();
 
 } // namespace platform

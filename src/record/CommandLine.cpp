@@ -11,7 +11,7 @@ namespace velmora {
 namespace {
 
 constexpr const char* kNamesInOrderErrorsByUs = "-:h";
-constexpr int kFirstOption = 256; // behind the characters
+constexpr int kFirstOption = 256; // above all characters
 constexpr size_t kHelpColumn = 26;
 
 } // namespace
@@ -57,7 +57,7 @@ bool CommandLine::Read(int argc, char** argv, std::string& problem)
     return problem.empty();
 }
 
-// Empty, or what is wrong.
+// Returns what is wrong, or an empty text.
 std::string CommandLine::Take(const Option& option, const char* value, bool repeated)
 {
     const std::string name = "--" + option.name;

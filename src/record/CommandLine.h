@@ -7,35 +7,36 @@
 
 namespace velmora {
 
-/// One option of a terminal program, known by its long name alone.
+/// A long option of a terminal program.
 struct Option {
     std::string name;                      ///< without the dashes
-    std::string value;                     ///< what stands for its value in the help; empty: the option takes none
-    std::string help;                      ///< one line, or more of them
-    std::string expected;                  ///< what values are allowed, for the message about another one
-    std::function<bool(std::string)> take; ///< stores the value (empty for an option without); false refuses it
+    std::string value;                     ///< placeholder of its value in the help; empty: the option takes none
+    std::string help;                      ///< one or more lines
+    std::string expected;                  ///< the values that are allowed, for the error message
+    std::function<bool(std::string)> take; ///< stores the value (empty for an option without one); false rejects it
     bool repeatable = false;
 };
 
-/// Options that the help shows under one heading.
+/// Options shown under one heading of the help.
 struct OptionGroup {
     std::string title;
     std::vector<Option> options;
 };
 
-/// Reads a command line with `getopt_long`: options and names in any order, `--name=value` as well as `--name value`,
-/// unambiguous beginnings of names, and nothing but names behind `--`. Values and names are bytes as they were given.
+/// Parses a command line with `getopt_long`: options and names in any order, `--name=value` or `--name value`,
+/// unambiguous abbreviations of option names, and only names after `--`. Values and names are not converted.
 class CommandLine {
 public:
+    /// The groups in the order of the help.
     explicit CommandLine(std::vector<OptionGroup> groups) : groups(std::move(groups)) {}
 
-    /// Hands every option's value to its `take`. False, with one line about the first mistake in `problem`.
+    /// Passes the value of each option to its `take`. On the first mistake returns false and describes it in `problem`.
     bool Read(int argc, char** argv, std::string& problem);
 
-    /// What was given besides options, in its order.
+    /// The arguments that are not options, in order.
     const std::vector<std::string>& Names() const { return names; }
 
-    /// The options by groups, for the help.
+    /// The text of the help: all options by groups.
     std::string Help() const;
 
 private:

@@ -36,7 +36,7 @@ QJsonArray Texts(const std::vector<std::string>& texts)
     return array;
 }
 
-// An entry for each format and size, with all its rates.
+// One entry for each format and size, with all its frame rates.
 QJsonArray Formats(const Digitizer& camera)
 {
     QJsonArray formats;
@@ -220,8 +220,8 @@ std::string ListingText(const QJsonObject& listing)
         Section("Microphones", listing["microphones"],
                 [](const QJsonObject& one) {
                     return "  " + one["name"].toString() + "  [" + one["id"].toString() + "]\n    " +
-                           Numbers(one["rates"].toArray()) + " samples a second; " + Numbers(one["bits"].toArray()) +
-                           " bits; " + Numbers(one["channels"].toArray()) + " channels\n";
+                           Numbers(one["rates"].toArray()) + " Hz; " + Numbers(one["bits"].toArray()) + " bits; " +
+                           Numbers(one["channels"].toArray()) + " channels\n";
                 }) +
         Section("Decks", listing["decks"],
                 [](const QJsonObject& one) {

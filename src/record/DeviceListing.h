@@ -7,12 +7,12 @@
 
 namespace velmora {
 
-/// What this machine can record with: "cameras" with their inputs, formats and image controls, "microphones" with their
-/// rates, "decks" on FireWire, and "compressors". Waits for a sound server that still owes its answer, for at most four
-/// seconds. The platform has been started.
+/// The devices and compressors of this machine: "cameras" with their inputs, formats and image controls, "microphones"
+/// with their sample rates, "decks" on FireWire, and "compressors". Waits up to four seconds for the sound server's
+/// list. The platform must be started.
 QJsonObject ListEverything();
 
-/// The same for people.
+/// The list as text for the user.
 std::string ListingText(const QJsonObject& listing);
 
 } // namespace velmora

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the command line asks of the devices, one after the other: each choice is made on the one before it. Everything
-// goes through the control, and is read back where a device may take something else.
+// Sets up the devices as the command line requests, in a fixed order, since each setting depends on the ones before it.
+// Everything goes through the control, and is read back if a device may choose another value.
 #include "record/DeviceSetUp.h"
 
 #include "framework/TextStreams.h"
@@ -34,7 +34,7 @@ constexpr double kGainTolerance = 0.02;
     throw SetUpFailure(ExitCode::WrongUse, message);
 }
 
-// A camera that exists, but not for this user; empty when there is none.
+// The path of a camera that this user has no permission for; empty if there is none.
 std::string ForbiddenCamera()
 {
     for (int node = 0; node < kVideoNodes; ++node) {
@@ -45,7 +45,7 @@ std::string ForbiddenCamera()
     return {};
 }
 
-// The name by which the lists know the device that a user means, by that name or by its identity.
+// The name in the device lists of the device with that name or identity.
 template <typename Entry>
 std::string ListedName(const std::string& wanted, const std::vector<Entry>& entries, const char* kind)
 {
@@ -60,7 +60,7 @@ std::string ListedName(const std::string& wanted, const std::vector<Entry>& entr
                        std::string("there is no ") + kind + " \"" + wanted + "\"" + DidYouMean(wanted, names));
 }
 
-// The digitizer behind the control's camera.
+// The digitizer of the control's camera.
 platform::Digitizer& CameraOf(VelmoraCanvas& canvas)
 {
     const auto instance = platform::FindInstance<platform::DigitizerInstance>(canvas.VideoDigitizer());
@@ -81,7 +81,7 @@ std::string NumberText(double number)
     return text;
 }
 
-// The control gives codes as their bytes lie in memory, the first character last.
+// The control returns codes in memory byte order, so the first character comes last.
 platform::FourCharCode CompressorOf(VelmoraCanvas& canvas)
 {
     std::string text = canvas.VideoCompressionType().Bytes();
@@ -96,7 +96,7 @@ const platform::ImageControl* FindControl(const std::vector<platform::ImageContr
     return found == controls.end() ? nullptr : &*found;
 }
 
-// The value that a text means for a control, and what texts there are.
+// Converts a text to a value of the control.
 std::optional<int64_t> ControlValue(const platform::ImageControl& control, const std::string& text)
 {
     for (const auto& [value, name] : control.choices)
@@ -119,7 +119,7 @@ std::string AllowedValues(const platform::ImageControl& control)
         return Joined(names);
     return control.kind == platform::ImageControl::Kind::Boolean
                ? "on or off"
-               : "a whole number from " + std::to_string(control.minimum) + " to " + std::to_string(control.maximum);
+               : "an integer from " + std::to_string(control.minimum) + " to " + std::to_string(control.maximum);
 }
 
 } // namespace
@@ -143,10 +143,10 @@ void DeviceSetUp::ApplySettingsFile()
     withPicture = !canvas.VideoDeviceName().IsEmpty();
     withSound = !canvas.SoundDeviceName().IsEmpty();
     if (!withPicture && !withSound)
-        WrongUse(command.settingsFile + " holds no settings");
+        WrongUse(command.settingsFile + " contains no settings");
 }
 
-// The built-in picture is a camera only to those who ask for it.
+// The Test Pattern is only used if it is requested by name.
 void DeviceSetUp::TakeCamera()
 {
     if (!command.camera.empty()) {
@@ -160,18 +160,18 @@ void DeviceSetUp::TakeCamera()
     const std::string forbidden = ForbiddenCamera();
     throw SetUpFailure(ExitCode::NoDevice,
                        forbidden.empty() ? "there is no camera; --camera \"Test Pattern\" records the built-in picture"
-                                         : "there is no camera that you may use: " + forbidden +
-                                               ": permission denied (cameras belong to the group \"video\")");
+                                         : "there is no camera that you have permission for: " + forbidden +
+                                               " belongs to the group \"video\"");
 }
 
-// The nearest that the camera has is taken, and said. A format is met exactly or refused.
+// Uses the nearest size and frame rate that the camera supports, and says so. A format must match exactly.
 void DeviceSetUp::TakeFormat()
 {
     const std::string camera = canvas.VideoDeviceName().Bytes();
     if (command.width > 0) {
         canvas.VideoCaptureSize(command.width, command.height);
         if (canvas.VideoWidth() != command.width || canvas.VideoHeight() != command.height)
-            say(camera + " has no size " + SizeText(command.width, command.height) + "; taking " +
+            say(camera + " does not support the size " + SizeText(command.width, command.height) + "; using " +
                 SizeText(canvas.VideoWidth(), canvas.VideoHeight()));
     }
     if (!command.frameFormat.empty()) {
@@ -185,13 +185,13 @@ void DeviceSetUp::TakeFormat()
                      NearestCodes(command.frameFormat, known));
         canvas.VideoCaptureFormat(static_cast<int32_t>(*code));
         if (CameraOf(canvas).Format().format != *code)
-            WrongUse("--format: " + camera + " has no " + ShownCode(*code) + " at " +
+            WrongUse("--format: " + camera + " does not support " + ShownCode(*code) + " at " +
                      SizeText(canvas.VideoWidth(), canvas.VideoHeight()));
     }
     if (command.frameRate > 0) {
         canvas.VideoFrameRate(command.frameRate);
         if (std::abs(canvas.VideoFrameRate() - command.frameRate) > kRateTolerance)
-            say(camera + " has no " + NumberText(command.frameRate) + " frames a second here; taking " +
+            say(camera + " does not support " + NumberText(command.frameRate) + " frames per second here; using " +
                 NumberText(canvas.VideoFrameRate()));
     }
 }
@@ -205,14 +205,14 @@ void DeviceSetUp::TakeCompressor()
             WrongUse("--codec: there is no compressor \"" + command.codec + "\"" + NearestCodes(command.codec, known));
         canvas.VideoCompressionType(platform::TextOf(*code));
         if (CompressorOf(canvas) != *code)
-            WrongUse("--codec: " + ShownCode(*code) + " can't be used here");
+            WrongUse("--codec: " + ShownCode(*code) + " can't be used with this format of the camera");
     }
     const auto compressors = platform::AvailableCompressors();
     const auto used = std::ranges::find(compressors, CompressorOf(canvas), &platform::CompressorName::codec);
     const std::string name = ShownCode(CompressorOf(canvas));
     if (command.quality) {
         if (used == compressors.end() || !used->hasQuality)
-            WrongUse("--quality: " + name + " has no quality to choose");
+            WrongUse("--quality: " + name + " has no quality setting");
         const int32_t quality = *command.quality * platform::kHighestQuality / 100;
         canvas.VideoSpatialQuality(quality);
         canvas.VideoTemporalQuality(quality);
@@ -224,7 +224,7 @@ void DeviceSetUp::TakeCompressor()
     }
 }
 
-// The Test Tone is a microphone only to those who ask for it, and what a sound server has to offer is waited for.
+// The Test Tone is only used if it is requested by name; otherwise waits for the sound server's list.
 bool DeviceSetUp::ChooseMicrophone()
 {
     if (microphoneChosen || (!withSound && command.microphone.empty()))
@@ -233,7 +233,7 @@ bool DeviceSetUp::ChooseMicrophone()
         Clock::now() - began < kMaxWaitForSoundServer)
         return false;
     microphoneChosen = true;
-    canvas.Idle(); // takes up what the server has just answered
+    canvas.Idle(); // lets the channel use what the server has just listed
     TakeMicrophone();
     if (withSound)
         TakeSoundFormat();
@@ -253,7 +253,7 @@ void DeviceSetUp::TakeMicrophone()
     if (command.microphone.empty() && !isTone)
         return;
     if (command.microphone.empty())
-        say("there is no microphone; recording the picture alone");
+        say("there is no microphone; recording without sound");
     canvas.SoundEnabled(false);
     withSound = false;
 }
@@ -264,23 +264,24 @@ void DeviceSetUp::TakeSoundFormat()
     if (command.soundRate > 0) {
         canvas.SoundSampleRate(command.soundRate);
         if (canvas.SoundSampleRate() != command.soundRate)
-            WrongUse("--sound-rate: " + source + " has no " + std::to_string(command.soundRate) + " samples a second");
+            WrongUse("--sound-rate: " + source + " does not support " + std::to_string(command.soundRate) + " Hz");
     }
     if (!command.soundCodec.empty())
         canvas.SoundCompressionType(command.soundCodec);
     if (command.soundBits > 0)
         canvas.SoundSampleSize(command.soundBits);
     if (command.soundBits > 0 && canvas.SoundSampleSize() != command.soundBits)
-        WrongUse("--sound-bits: " + source + " has no " + std::to_string(command.soundBits) + " bits in this format");
+        WrongUse("--sound-bits: " + source + " does not support " + std::to_string(command.soundBits) +
+                 " bits in this format");
     if (command.channels > 0) {
         canvas.SoundChannelCount(command.channels);
         if (canvas.SoundChannelCount() != command.channels)
-            WrongUse("--channels: " + source + " has no " + std::to_string(command.channels) + " channels");
+            WrongUse("--channels: " + source + " does not support " + std::to_string(command.channels) + " channels");
     }
     if (command.gain) {
         canvas.SoundInputGain(*command.gain);
         if (std::abs(canvas.SoundInputGain() - *command.gain) > kGainTolerance)
-            WrongUse("--gain: " + source + " has no gain to set");
+            WrongUse("--gain: the gain of " + source + " can't be set");
     }
 }
 
@@ -305,7 +306,7 @@ void DeviceSetUp::SetControl(const std::string& name, const std::string& value)
     if (!number)
         WrongUse("--set: " + control->name + ": expected " + AllowedValues(*control) + ", got \"" + value + "\"");
     if (control->readOnly || camera.SetControl(control->identity, *number) != platform::noErr)
-        WrongUse("--set: " + camera.Name() + " does not let " + control->name + " be set now");
+        WrongUse("--set: " + control->name + " of " + camera.Name() + " can't be set at present");
 }
 
 void DeviceSetUp::SaveSettings()

@@ -12,35 +12,37 @@
 
 namespace velmora {
 
-/// Why a recording can't be made as the command line asks, in one line.
+/// Why the devices cannot be set up as requested, in one line, and the exit code.
 struct SetUpFailure : std::runtime_error {
+    /// Takes the exit code and the line.
     SetUpFailure(ExitCode code, const std::string& message) : std::runtime_error(message), code(code) {}
     ExitCode code;
 };
 
-/// Brings the control's devices and their settings into the state that a command line asks for. Each step throws
-/// `SetUpFailure` where that is not possible.
+/// Sets up the control's devices as the command line requests. Each step throws `SetUpFailure` on failure.
 class DeviceSetUp {
 public:
-    /// `say` shows one line about what is not quite as asked.
+    /// `say` shows a line about a setting that differs from the requested one. `command` and `canvas` must outlive
+    /// this.
     DeviceSetUp(const RecordCommand& command, VelmoraCanvas& canvas, std::function<void(const std::string&)> say)
         : command(command), canvas(canvas), say(std::move(say))
     {
     }
 
-    /// The settings file, the camera, its format, and the compressor.
+    /// Applies the settings file and sets the camera, its format and the compressor.
     void ChooseCamera();
 
-    /// The microphone and its format. False as long as the sound server's answer is waited for; to be called again.
+    /// Sets the microphone and its format. Returns false while the sound server's list is pending; call it again then.
     bool ChooseMicrophone();
 
-    /// Image controls, once the camera delivers.
+    /// Sets image controls. Call it once the camera delivers.
     void SetControls();
 
+    /// Saves the settings to the file of `--save-settings`, if given.
     void SaveSettings();
 
-    bool WithPicture() const { return withPicture; }
-    bool WithSound() const { return withSound; }
+    bool WithPicture() const { return withPicture; } ///< whether the recording has video
+    bool WithSound() const { return withSound; }     ///< whether the recording has sound
 
 private:
     using Clock = std::chrono::steady_clock;

@@ -12,7 +12,7 @@ namespace {
 using platform::CodeOf;
 using platform::FourCharCode;
 
-// What V4L2, GStreamer and FFmpeg call the formats.
+// Names of the formats in V4L2, GStreamer and FFmpeg.
 constexpr NamedCode Alias(FourCharCode code, const char* name)
 {
     return {code, name};

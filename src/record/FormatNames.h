@@ -10,23 +10,22 @@
 
 namespace velmora {
 
-/// A format of frames or a compressor, by its code and by its name for people.
+/// The code of a frame format or a compressor, and its name for the user.
 struct NamedCode {
     platform::FourCharCode code;
     std::string name;
 };
 
-/// The name of a format that cameras deliver.
+/// The name of a frame format for the user.
 std::string NameOfFormat(platform::FourCharCode format);
 
-/// A code without the blanks at its end; one that is no text, as that of 32-bit pixels, as its number.
+/// A code without trailing blanks; a code that is not text, such as 32, as a number.
 std::string ShownCode(platform::FourCharCode code);
 
-/// The entry that a user means: by its code, its name, or what other programs call it ("MJPG", "YUYV", "h264"), in
-/// upper or lower case.
+/// Finds an entry by its code, its name or its name in other programs ("MJPG", "YUYV", "h264"), ignoring case.
 std::optional<platform::FourCharCode> FindCode(const std::string& wanted, const std::vector<NamedCode>& known);
 
-/// "; did you mean ...?" about a code or name that is none of those.
+/// "; did you mean ...?" for a code or name that is not in `known`.
 std::string NearestCodes(const std::string& wanted, const std::vector<NamedCode>& known);
 
 /// The compressors of this machine.

@@ -6,7 +6,7 @@
 namespace velmora {
 namespace {
 
-constexpr int kLargestSide = 65535;
+constexpr int kMaxSide = 65535;
 
 } // namespace
 
@@ -14,8 +14,8 @@ bool ReadSize(std::string_view text, int& width, int& height)
 {
     const size_t cross = text.find('x');
     return cross != std::string_view::npos && ReadNumber(text.substr(0, cross), width) &&
-           ReadNumber(text.substr(cross + 1), height) && width > 0 && height > 0 && width <= kLargestSide &&
-           height <= kLargestSide;
+           ReadNumber(text.substr(cross + 1), height) && width > 0 && height > 0 && width <= kMaxSide &&
+           height <= kMaxSide;
 }
 
 bool ReadBytes(std::string_view text, int64_t& bytes)

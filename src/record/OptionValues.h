@@ -9,21 +9,22 @@
 
 namespace velmora {
 
-/// Reads a number that takes up the whole text. False for anything else.
+/// Parses a number. Returns false unless the whole text is a number.
 template <typename T> bool ReadNumber(std::string_view text, T& value)
 {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return error == std::errc() && end == text.data() + text.size();
 }
 
-/// Reads "1280x720"; sides from 1 to 65535.
+/// Parses "1280x720" with sides from 1 to 65535. Returns false for anything else.
 bool ReadSize(std::string_view text, int& width, int& height);
 
-/// Reads a whole number of bytes, with K, M or G behind it for powers of 1024.
+/// Parses a positive number of bytes, optionally followed by K, M or G (powers of 1024). Returns false for anything
+/// else.
 bool ReadBytes(std::string_view text, int64_t& bytes);
 
-/// Reads a local time that is still to come, in seconds since 1970: "20:15", "20:15:30" (today, or tomorrow where that
-/// has passed), or either behind a date such as "2026-12-31" and a blank or "T".
+/// Parses a local time in the future: "20:15" or "20:15:30" (today, or tomorrow if that has passed), optionally after a
+/// date such as "2026-12-31" and a blank or "T". Returns seconds since 1970, or nothing for anything else.
 std::optional<int64_t> ReadTime(const std::string& text);
 
 } // namespace velmora

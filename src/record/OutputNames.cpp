@@ -38,7 +38,7 @@ OutputNames::OutputNames(std::string given, bool splits) : pattern(std::move(giv
 {
     if (!splits || HasNumber(pattern))
         return;
-    const size_t name = pattern.rfind('/') + 1; // 0 where there is no folder
+    const size_t name = pattern.rfind('/') + 1; // 0 if there is no folder
     const size_t suffix = pattern.rfind('.');
     pattern.insert(suffix == std::string::npos || suffix <= name ? pattern.size() : suffix, "-%n");
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The options of velmora-record. A function makes each group of the help; what needs more than one option to be judged
-// is judged when all have been read.
+// The options of velmora-record. Each group of the help has a function; combinations of options are checked after all
+// options have been read.
 #include "record/RecordCommand.h"
 
 #include "record/CommandLine.h"
@@ -38,7 +38,7 @@ template <typename Field, typename Number> Taker NumberIn(Field& field, Number l
     };
 }
 
-constexpr double kLongestSeconds = 1e9;
+constexpr double kMaxSeconds = 1e9;
 
 OptionGroup DeviceOptions(RecordCommand& command)
 {
@@ -50,33 +50,32 @@ OptionGroup DeviceOptions(RecordCommand& command)
         return true;
     };
     const auto takeSize = [&command](const std::string& text) { return ReadSize(text, command.width, command.height); };
-    return {
-        "Devices",
-        {{"camera", "NAME|ID", "use that camera; \"Test Pattern\" is the built-in one", "a camera's name or ID",
-          Text(command.camera)},
-         {"microphone", "NAME|ID", "use that microphone; none: the picture alone; \"Test\nTone\" is the built-in one",
-          "a microphone's name or ID, or none", Text(command.microphone)},
-         {"size", "WxH", "ask the camera for that size; the nearest that it has is taken",
-          "width and height such as 1280x720", takeSize},
-         {"rate", "N", "frames a second; the nearest that the camera has is taken", "a number from 0.01 to 1000",
-          NumberIn(command.frameRate, 0.01, 1000.0)},
-         {"format", "FORMAT", "what the camera sends, such as MJPG or yuvs", "a format of the camera (see --list)",
-          Text(command.frameFormat)},
-         {"set", "CONTROL=VALUE",
-          "an image control by its name; VALUE is a number, a choice of\nits menu, on or off; "
-          "once for each control",
-          "a control's name, = and a value", takeControl, true}}};
+    return {"Devices",
+            {{"camera", "NAME|ID", "use that camera; \"Test Pattern\" is the built-in one", "a camera's name or ID",
+              Text(command.camera)},
+             {"microphone", "NAME|ID", "use that microphone; none: no sound; \"Test Tone\" is the\nbuilt-in one",
+              "a microphone's name or ID, or none", Text(command.microphone)},
+             {"size", "WxH", "size of the frames; the nearest that the camera supports is used",
+              "width and height such as 1280x720", takeSize},
+             {"rate", "N", "frames per second; the nearest that the camera supports is used",
+              "a number from 0.01 to 1000", NumberIn(command.frameRate, 0.01, 1000.0)},
+             {"format", "FORMAT", "format of the camera's frames, such as MJPG or yuvs",
+              "a format of the camera (see --list)", Text(command.frameFormat)},
+             {"set", "CONTROL=VALUE",
+              "an image control by its name; VALUE is a number, a choice of\nits menu, on or off; "
+              "once for each control",
+              "a control's name, = and a value", takeControl, true}}};
 }
 
 OptionGroup CompressionOptions(RecordCommand& command)
 {
-    return {"Compression",
-            {{"codec", "CODEC", "compressor of the picture, such as avc1 or FFV1", "a compressor (see --list)",
-              Text(command.codec)},
-             {"quality", "N", "of the compressor, 0 to 100", "a whole number from 0 to 100",
-              NumberIn(command.quality, 0, 100)},
-             {"key-frames", "N", "a key frame each N frames; 0: as is usual", "a whole number from 0 to 65535",
-              NumberIn(command.keyFrames, 0, 65535)}}};
+    return {
+        "Compression",
+        {{"codec", "CODEC", "video compressor, such as avc1 or FFV1", "a compressor (see --list)", Text(command.codec)},
+         {"quality", "N", "of the compressor, 0 to 100", "a whole number from 0 to 100",
+          NumberIn(command.quality, 0, 100)},
+         {"key-frames", "N", "a key frame every N frames; 0: the compressor's default",
+          "a whole number from 0 to 65535", NumberIn(command.keyFrames, 0, 65535)}}};
 }
 
 OptionGroup SoundOptions(RecordCommand& command)
@@ -86,9 +85,9 @@ OptionGroup SoundOptions(RecordCommand& command)
                (command.soundBits == 8 || command.soundBits == 16 || command.soundBits == 24);
     };
     return {"Sound",
-            {{"sound-rate", "N", "samples a second", "a whole number from 8000 to 48000",
+            {{"sound-rate", "N", "sample rate in hertz", "a whole number from 8000 to 48000",
               NumberIn(command.soundRate, 8000, 48000)},
-             {"sound-bits", "N", "of a sample: 8, 16 or 24", "8, 16 or 24", takeBits},
+             {"sound-bits", "N", "bits per sample: 8, 16 or 24", "8, 16 or 24", takeBits},
              {"sound-codec", "CODEC", "sowt, twos, raw, ulaw or alaw", "sowt, twos, raw, ulaw or alaw",
               [&command](std::string text) {
                   text.resize(std::max<size_t>(text.size(), 4), ' ');
@@ -106,7 +105,7 @@ OptionGroup SettingsOptions(RecordCommand& command)
     return {"Settings",
             {{"settings", "FILE", "use settings saved by the window's File menu or\n--save-settings", "a file",
               Text(command.settingsFile)},
-             {"save-settings", "FILE", "save what the other options choose; OUTPUT may be left out", "a file",
+             {"save-settings", "FILE", "save the resulting settings; OUTPUT may be omitted", "a file",
               Text(command.savedSettingsFile)}}};
 }
 
@@ -122,31 +121,30 @@ OptionGroup CourseOptions(RecordCommand& command)
     };
     return {
         "Recording",
-        {{"seconds", "N", "stop after N seconds", "a positive number",
-          NumberIn(command.seconds, 1e-3, kLongestSeconds)},
+        {{"seconds", "N", "stop after N seconds", "a positive number", NumberIn(command.seconds, 1e-3, kMaxSeconds)},
          {"frames", "N", "stop after N frames", "a whole number above 0",
           NumberIn(command.frames, int64_t{1}, INT64_MAX)},
          {"start-at", "TIME", "wait until 20:15, 20:15:30 or \"2026-12-31 20:15\"",
-          "a time to come such as 20:15 or \"2026-12-31 20:15:30\"", takeStart},
-         {"split-seconds", "N", "go on in another file each N seconds", "a number from 1 on",
-          NumberIn(command.splitSeconds, 1.0, kLongestSeconds)},
-         {"split-size", "BYTES", "go on in another file before one is larger; K, M and G\nare powers of 1024",
-          "a size from 1M on, such as 650M or 4G", takeSplitSize},
+          "a future time such as 20:15 or \"2026-12-31 20:15:30\"", takeStart},
+         {"split-seconds", "N", "start a new file every N seconds", "a number of at least 1",
+          NumberIn(command.splitSeconds, 1.0, kMaxSeconds)},
+         {"split-size", "BYTES", "start a new file before one gets larger; K, M and G are\npowers of 1024",
+          "a size of at least 1M, such as 650M or 4G", takeSplitSize},
          {"force", "", "replace OUTPUT if it exists", "", Flag(command.force)},
          {"report", "FILE", "write JSON about the recording: lost frames, durations,\ndrift, device changes, checksums",
           "a file", Text(command.reportFile)},
-         {"live", "", "decode the live picture as well, as the window does", "", Flag(command.live)}}};
+         {"live", "", "also decode the live picture, as the window does", "", Flag(command.live)}}};
 }
 
 OptionGroup InformationOptions(RecordCommand& command)
 {
     return {"Information",
-            {{"list", "", "show cameras, microphones, decks and compressors, and end", "", Flag(command.list)},
+            {{"list", "", "list cameras, microphones, decks and compressors and exit", "", Flag(command.list)},
              {"json", "", "the same as JSON", "",
               [&command](const std::string&) { return command.json = command.list = true; }},
              {"list-devices", "", "the same as --list", "", Flag(command.list)},
-             {"help", "", "show this text and end", "", Flag(command.help)},
-             {"version", "", "show the version and end", "", Flag(command.version)}}};
+             {"help", "", "show this text and exit", "", Flag(command.help)},
+             {"version", "", "show the version and exit", "", Flag(command.version)}}};
 }
 
 CommandLine Options(RecordCommand& command)
@@ -156,7 +154,7 @@ CommandLine Options(RecordCommand& command)
                         InformationOptions(command)});
 }
 
-// A control that is set twice, and sound options without sound.
+// Reports a control that is set twice, and sound options without sound.
 std::string Contradiction(const RecordCommand& command)
 {
     std::vector<std::string> names;
@@ -191,7 +189,7 @@ std::string TakeOutput(const std::vector<std::string>& names, RecordCommand& com
         return "more than one output: " + names[0] + " and " + names[1];
     command.output = names.front();
     if (command.list)
-        return "--list records nothing: " + command.output + " is one name too many";
+        return "--list records nothing, but an output is given: " + command.output;
     return OutputNames::Problem(command.output);
 }
 
@@ -219,19 +217,18 @@ std::string UsageText()
            "       velmora-record --tape [--rewind] [--play] [--dv FILE.dv] [OPTION...] [OUTPUT.mov]\n"
            "       velmora-record --deck OPERATION\n"
            "\n"
-           "Records the camera and the microphone in use to a QuickTime movie. Ctrl-C finishes the movie. In OUTPUT, "
-           "%Y "
-           "%m\n"
-           "%d %H %M %S stand for the time of its beginning, %n for a number of three digits, %% for a percent "
+           "Records a camera and a microphone to a QuickTime movie. Ctrl-C finishes the movie. In OUTPUT, %Y %m %d %H "
+           "%M\n"
+           "%S are replaced by the time at which the file starts, %n by a number of three digits, %% by a percent "
            "sign.\n" +
            Options(unused).Help() +
-           "  --                      what follows is the output, whatever it begins with\n"
+           "  --                      the next argument is the output, even if it starts with -\n"
            "\n"
-           "Without a camera nothing is recorded; without a microphone, the picture alone.\n"
+           "Without a camera nothing is recorded; without a microphone the movie has no sound.\n"
            "\n"
-           "Exit codes: 0 recorded, 1 wrong use, 2 no device or no picture, 3 the file can't be written, 4 the disk "
+           "Exit codes: 0 recorded, 1 usage error, 2 no device or no picture, 3 the file can't be written, 4 the disk "
            "is\n"
-           "full, 5 the recording failed otherwise.\n";
+           "full, 5 the recording failed for another reason.\n";
 }
 
 } // namespace velmora

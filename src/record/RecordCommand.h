@@ -11,35 +11,35 @@
 
 namespace velmora {
 
-/// What the command line asks of `velmora-record`. What is empty, 0 or not set is left as the devices and the settings
-/// file have it.
+/// The command line of `velmora-record`. Options that are empty, 0 or not set leave the devices and the settings file
+/// as they are.
 struct RecordCommand {
     std::string camera;     ///< by name or identity
     std::string microphone; ///< by name or identity, or `kNoMicrophone`
     int width = 0;          ///< of the frames, in pixels
     int height = 0;
-    double frameRate = 0;                                      ///< frames a second
+    double frameRate = 0;                                      ///< frames per second
     std::string frameFormat;                                   ///< of the camera: code or name
     std::vector<std::pair<std::string, std::string>> controls; ///< image controls by name, with their values
 
     std::string codec;            ///< compressor: code or name
     std::optional<int> quality;   ///< in percent
-    std::optional<int> keyFrames; ///< a key frame each so many frames; 0: as is usual
+    std::optional<int> keyFrames; ///< key frame interval; 0: the compressor's default
     std::string soundCodec;       ///< sound format: four-character code
-    int soundRate = 0;            ///< samples a second
-    int soundBits = 0;            ///< a sample
-    int channels = 0;             ///< of sound
-    std::optional<double> gain;   ///< a factor, 1 is the source's normal level
+    int soundRate = 0;            ///< in hertz
+    int soundBits = 0;            ///< per sample
+    int channels = 0;             ///< audio channels
+    std::optional<double> gain;   ///< factor; 1 is the source's normal level
 
     std::string settingsFile;
     std::string savedSettingsFile;
 
-    double seconds = 0;             ///< until the end
-    int64_t frames = 0;             ///< until the end
+    double seconds = 0;             ///< length of the recording
+    int64_t frames = 0;             ///< length of the recording
     std::optional<int64_t> startAt; ///< seconds since 1970
-    double splitSeconds = 0;        ///< of each file
-    int64_t splitBytes = 0;         ///< of each file
-    bool force = false;             ///< replace files of those names
+    double splitSeconds = 0;        ///< length of each file
+    int64_t splitBytes = 0;         ///< maximum size of each file
+    bool force = false;             ///< replace existing files
     bool live = false;              ///< decode the live picture as the window does, for comparison
     std::string reportFile;
 
@@ -52,15 +52,17 @@ struct RecordCommand {
     bool help = false;
     bool version = false;
 
+    /// Whether the recording is split into several files.
     bool Splits() const { return splitSeconds > 0 || splitBytes > 0; }
 };
 
+/// The value of `--microphone` for a recording without sound.
 inline constexpr const char* kNoMicrophone = "none";
 
-/// Reads the command line. Nothing, with one line of reason in `problem`, for one that makes no sense.
+/// Parses the command line. Returns nothing, and describes the first mistake in `problem`, if it is not valid.
 std::optional<RecordCommand> ReadCommandLine(int argc, char** argv, std::string& problem);
 
-/// How the command is used.
+/// The text of `--help`.
 std::string UsageText();
 
 } // namespace velmora

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 // A recording from the command line.
 //
-// The control wants a window to live in, so there is one that is never shown. It runs in direct mode with no picture
-// drawn during the recording, which spares the decoding of frames that nobody sees; `--live` runs it as the main window
-// does.
+// The control needs a window, so there is one that is never shown. It runs in direct mode and does not show the picture
+// while recording, which saves decoding frames that no one sees; `--live` runs it like the main window.
 //
-// The recorder is a state machine on one timer. Opening: the devices are open, and a sound server may still owe its
-// answer. Waiting for the picture: until the first frame has come, so that the movie begins with one. Waiting for the
-// time at which the recording is to start. Recording: until its time is over, a signal comes, or the writer fails. In
-// each case the movie is finished; what went wrong on the way is in the exit code.
+// The recorder is a state machine driven by a timer. Opening: the devices are open, but the sound server's list may be
+// pending. WaitingForPicture: until the first frame arrives, so that the movie starts with one. WaitingForTime: until
+// the requested start time. Recording: until a limit is reached, a signal arrives, or the writer fails. In each case
+// the movie is finished; the exit code reports failures on the way.
 #include "record/Recorder.h"
 
 #include "framework/Application.h"
@@ -28,9 +27,10 @@
 namespace velmora {
 namespace {
 
-constexpr auto kLongestWaitForPicture = std::chrono::seconds(5);
+constexpr auto kMaxWaitForPicture = std::chrono::seconds(5);
 constexpr double kMaxWaitForLastFrame = 2; // seconds
-constexpr auto kLongestRelease = std::chrono::seconds(3);
+constexpr auto kMaxRelease = std::chrono::seconds(3);
+
 double SecondsSince(std::chrono::steady_clock::time_point start)
 {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -80,11 +80,11 @@ ExitCode Recorder::Run()
     Construct();
     if (state != State::Done)
         framework::RunEventLoop();
-    // A loop that something else has ended leaves the movie to be finished here.
+    // If something else ended the event loop, finish the movie here.
     if (state != State::Done)
-        Finish(ExitCode::Failed, "the program had to end");
+        Finish(ExitCode::Failed, "the program was ended");
     framework::TheApplication()->TerminationRequested = nullptr;
-    platform::EndWithin(kLongestRelease, static_cast<int>(exitCode));
+    platform::EndWithin(kMaxRelease, static_cast<int>(exitCode));
     canvas->Error = nullptr;
     Close();
     canvas->Destructor();
@@ -92,7 +92,7 @@ ExitCode Recorder::Run()
     return exitCode;
 }
 
-// Names the file that a recording which starts now goes to. False, and said why, where it can't be written.
+// Determines the file for a recording that starts now. Returns false, after saying why, if it cannot be written.
 bool Recorder::NameOutput()
 {
     std::string problem;
@@ -116,7 +116,7 @@ void Recorder::Open()
     });
 }
 
-// Runs a step; what it throws ends the recording.
+// Runs a step; an exception ends the recording.
 void Recorder::Guarded(const std::function<void()>& step)
 {
     try {
@@ -155,7 +155,7 @@ void Recorder::WaitForPicture()
 {
     if (!setUp->WithPicture() || canvas->VideoCounts().delivered > 0)
         Prepared();
-    else if (Clock::now() - stateBegan > kLongestWaitForPicture)
+    else if (Clock::now() - stateBegan > kMaxWaitForPicture)
         Finish(ExitCode::NoDevice, WhyNoPicture());
 }
 
@@ -166,13 +166,13 @@ std::string Recorder::WhyNoPicture()
     if (const std::string reason = canvas->VideoDeviceReason(); !reason.empty())
         return reason.starts_with(name) ? reason : name + ": " + reason;
     if (deviceFailure == platform::permErr)
-        return name + " may not be used: permission denied (cameras belong to the group \"video\")";
+        return name + ": permission denied (cameras belong to the group \"video\")";
     if (selected < 0)
-        return name + " is no longer there";
+        return name + " is no longer connected";
     if (!canvas->VideoDeviceAvailable(selected))
-        return name + " is busy: another program is using it";
-    return name + " is silent: no picture came within " +
-           std::to_string(std::chrono::seconds(kLongestWaitForPicture).count()) + " s after it was opened";
+        return name + " is in use by another program";
+    return name + " sent no picture within " + std::to_string(std::chrono::seconds(kMaxWaitForPicture).count()) +
+           " s after it was opened";
 }
 
 void Recorder::Prepared()
@@ -213,7 +213,7 @@ void Recorder::StartRecording()
                       .seconds = command.seconds,
                       .frames = command.frames};
     canvas->NextRecordingFile = [this](bool ends) { return NextFile(ends); };
-    // A file that the recording has left is completed in the background.
+    // Files that are full are finished in the background.
     if (command.Splits())
         platform::SetMovieFinishHandler([this](const std::string&, int64_t, int64_t) { return stopping; });
     if (report)
@@ -227,7 +227,7 @@ void Recorder::StartRecording()
     std::fflush(stdout);
 }
 
-// Past the last frame the count of those delivered runs on.
+// The count of delivered frames goes on after the last recorded frame.
 void Recorder::TakeStatus()
 {
     status = canvas->Status();
@@ -235,7 +235,7 @@ void Recorder::TakeStatus()
         status.frames = std::min(status.frames, static_cast<uint64_t>(command.frames));
 }
 
-// The recording ends at a frame, by the time at which that was captured. Where none comes, by the clock.
+// The recording ends by the capture time of a frame. This is for a camera that delivers no more frames.
 bool Recorder::IsTimeOver() const
 {
     const double patience = setUp->WithPicture() ? kMaxWaitForLastFrame : 0;
@@ -256,24 +256,24 @@ void Recorder::WatchRecording()
     ShowProgress();
 }
 
-// The file in which the recording goes on; null where it stays in the present one, or ends.
+// The next file of the recording; null to continue in the present file, or at the end.
 Reference<FolderItem> Recorder::NextFile(bool ends)
 {
     limitReached |= ends;
     if (ends)
         return nullptr;
-    TakeNextFile(); // the one before, where no step came between the two
+    TakeNextFile(); // the previous one, if there was no step in between
     std::string problem;
     const int number = static_cast<int>(files.size()) + 2;
     nextOutput = std::make_unique<RecordingOutput>(names.Name(number, std::time(nullptr)));
     if (nextOutput->Check(command.force, problem) == RecordingOutput::Refusal::None)
         return framework::New<FolderItem>(nextOutput->PathForControl());
     nextOutput.reset();
-    Trouble(problem + "; recording goes on in " + output->Path());
+    Trouble(problem + "; recording continues in " + output->Path());
     return nullptr;
 }
 
-// Gives the next file its name, once it has been made.
+// Gives the next file its name, once it exists.
 void Recorder::TakeNextFile()
 {
     if (!nextOutput)
@@ -281,11 +281,11 @@ void Recorder::TakeNextFile()
     auto next = std::move(nextOutput);
     std::string problem;
     if (!next->TakeName(problem))
-        return Trouble(problem + "; recording goes on in " + output->Path());
+        return Trouble(problem + "; recording continues in " + output->Path());
     files.push_back({output->Path(), std::move(note)});
     output = std::move(next);
     note = RecordingNote::Write(std::filesystem::absolute(output->Path()));
-    std::printf("%sGoing on in %s\n", isatty(STDOUT_FILENO) != 0 ? "\n" : "", output->Path().c_str());
+    std::printf("%sContinuing in %s\n", isatty(STDOUT_FILENO) != 0 ? "\n" : "", output->Path().c_str());
     std::fflush(stdout);
 }
 
@@ -300,9 +300,9 @@ void Recorder::CheckFinishedFiles()
 void Recorder::ShowOutage()
 {
     if (status.cameraAway && !cameraAway)
-        Say("the camera is away; recording goes on");
+        Say("the camera is disconnected; recording continues");
     if (!status.cameraAway && cameraAway)
-        Say("the camera is back; it has been away for " + Seconds(status.awaySeconds));
+        Say("the camera is back; it was disconnected for " + Seconds(status.awaySeconds));
     cameraAway = status.cameraAway;
 }
 
@@ -312,18 +312,17 @@ void Recorder::WriterFailed(int32_t result)
         Finish(ExitCode::DiskFull, "the disk is full; the movie ends here");
     else
         Finish(ExitCode::Failed,
-               "the file can't be written any more (" + std::to_string(result) + "); the movie ends here");
+               "the file can no longer be written (" + std::to_string(result) + "); the movie ends here");
 }
 
-// The control's event for a failing device or writer.
+// Handles the control's `Error` event: a device or the writer failed.
 void Recorder::Failure(int32_t result)
 {
-    // The state queries of the control raise their event with 0 when all is well, and questions about a channel that
-    // was given up raise it as well.
+    // The control's state queries raise the event with 0 on success, and queries of a disposed channel raise it too.
     if (result == platform::noErr ||
         (result == platform::badSGChannel && setUp && !(setUp->WithSound() && setUp->WithPicture())))
         return;
-    // What waits while a full disk ends the movie is refused like the sample before; the movie itself has room.
+    // While a full disk ends the movie, waiting samples fail like the one before; the movie itself can be finished.
     if (stopping && exitCode == ExitCode::DiskFull && result == platform::dskFulErr)
         return;
     if (stopping)
@@ -339,28 +338,28 @@ void Recorder::Failure(int32_t result)
         deviceFailure = result;
 }
 
-// An outage of the camera is reported with its length; other failures have their number alone.
+// Reports an outage of the camera with its duration, other failures with their result code.
 void Recorder::DeviceFailed(int32_t result)
 {
     status = canvas->Status();
     if (status.cameraAway)
         ShowOutage();
     else
-        Trouble("a device failed (" + std::to_string(result) + "); recording goes on");
+        Trouble("a device failed (" + std::to_string(result) + "); recording continues");
 }
 
-// The control's boxes and exceptions: something was not done that should have been.
+// Handles the control's message boxes and exceptions, which report a failed operation.
 void Recorder::MessageShown(const std::string& text)
 {
-    // A failure of the writer ends the recording in words of its own, at the next look.
+    // A failure of the writer ends the recording with its own message at the next step.
     if (state == State::Recording && canvas->Status().failure != platform::noErr)
         return;
     Trouble(text);
     Fail(ExitCode::Failed, {});
 }
 
-// Says something that did not end the recording, and the same thing once in a row: a failing frame is followed by
-// others.
+// Reports a problem that does not end the recording. Consecutive identical problems are reported once, since one
+// failing frame is usually followed by others.
 void Recorder::Trouble(const std::string& text)
 {
     if (text != lastTrouble)
@@ -376,7 +375,7 @@ void Recorder::Fail(ExitCode code, const std::string& message)
         Say(message);
 }
 
-// Ends the recording in any state; a movie that is being written is finished.
+// Ends the recording in any state and finishes a movie that is being written.
 void Recorder::Finish(ExitCode code, const std::string& message)
 {
     Fail(code, message);
@@ -395,7 +394,7 @@ void Recorder::StopRecording()
     stopping = true;
     const int32_t breaks = framework::BreakCount();
     try {
-        platform::NoteInput(); // what was captured until now belongs to the movie
+        platform::NoteInput(); // records what was captured until now
         TakeStatus();
         canvas->Stop();
     } catch (const std::exception& exception) {
@@ -423,7 +422,7 @@ void Recorder::NoteLostFrames()
     const auto lost = canvas->TakeLostFrames();
     if (std::ranges::find(lost, "unreadable", &LostFrame::cause) != lost.end() &&
         !std::exchange(compressionFailed, true))
-        Say("a frame could not be compressed; recording goes on");
+        Say("a frame could not be compressed; recording continues");
     if (report)
         report->Note(status, lost);
 }
@@ -440,14 +439,14 @@ void Recorder::WriteReport()
         Fail(ExitCode::Unwritable, "can't write the report to " + command.reportFile);
 }
 
-// The counts are those of the file; what was lost is told once, with the last one.
+// Prints the counts of the file. Lost frames are printed once, with the last file.
 void Recorder::ShowMovie(const RecordedFile& file)
 {
     platform::RecoveredMovie movie;
     std::string written;
     const bool found = platform::RecoverMovie(file.path, {}, movie, written) == platform::noErr;
     if (exitCode == ExitCode::Recorded && (!found || (setUp->WithPicture() && movie.videoFrames == 0)))
-        Fail(ExitCode::Failed, file.path + (found ? " holds no picture" : " holds no movie"));
+        Fail(ExitCode::Failed, file.path + (found ? " contains no video" : " contains no movie"));
     if (!found)
         return;
     if (file.note)
@@ -488,10 +487,11 @@ std::string Recorder::SoundText() const
 std::string Recorder::TroubleText() const
 {
     if (status.tooSlow)
-        return "  this machine is too slow for this compressor, size and rate";
+        return "  this machine is too slow for this compressor, frame size and frame rate";
     if (status.awaySeconds <= 0)
         return {};
-    return (status.cameraAway ? "  camera away for " : "  camera was away for ") + Seconds(status.awaySeconds);
+    return (status.cameraAway ? "  camera disconnected for " : "  camera was disconnected for ") +
+           Seconds(status.awaySeconds);
 }
 
 } // namespace velmora

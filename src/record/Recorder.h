@@ -20,13 +20,13 @@
 
 namespace velmora {
 
-/// The capture control without a window on screen, recording what a command line asks for.
+/// Records as the command line requests, with the capture control in a window that is never shown.
 class Recorder : public framework::Window {
 public:
+    /// Opens no device yet.
     explicit Recorder(const RecordCommand& command);
 
-    /// Records, and returns when the movie is finished or can't be made; each reason has been written to standard
-    /// error.
+    /// Records, and returns when the movie is finished or has failed. Failures are written to standard error.
     ExitCode Run();
 
 protected:
@@ -36,7 +36,7 @@ protected:
 private:
     using Clock = std::chrono::steady_clock;
 
-    /// A file that is complete, or being completed in the background.
+    /// A file that is complete or being finished in the background.
     struct RecordedFile {
         std::string path;
         std::unique_ptr<RecordingNote> note;
@@ -78,10 +78,10 @@ private:
 
     const RecordCommand command;
     OutputNames names;
-    std::unique_ptr<RecordingOutput> output;     ///< none where only settings are saved
-    std::unique_ptr<RecordingOutput> nextOutput; ///< has been given to the control, which makes the file
+    std::unique_ptr<RecordingOutput> output;     ///< null if only settings are saved
+    std::unique_ptr<RecordingOutput> nextOutput; ///< passed to the control, which creates the file
     std::unique_ptr<RecordingNote> note;         ///< of `output`
-    std::vector<RecordedFile> files;             ///< in which the recording no longer is
+    std::vector<RecordedFile> files;             ///< earlier files of this recording
     std::optional<RecordingReport> report;
     bool limitReached = false;
     bool compressionFailed = false;
@@ -90,9 +90,9 @@ private:
     framework::Timer* timer = nullptr;
     State state = State::Opening;
     Clock::time_point stateBegan;
-    RecordingStatus status; ///< the newest one of the recording
+    RecordingStatus status; ///< the latest one
     bool cameraAway = false;
-    int32_t deviceFailure = 0; ///< the last one before the first picture
+    int32_t deviceFailure = 0; ///< last failure before the first picture
     std::string lastTrouble;
     double lastProgress = -1;
     bool stopping = false;

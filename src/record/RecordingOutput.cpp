@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The output of a recording.
 //
-// The plain name lies in `/proc/self/fd/N`, where N is the folder's descriptor: that path has no letter that anyone
-// could stumble over, whatever the folder is called.
+// The temporary plain name is in `/proc/self/fd/N`, where N is the folder's descriptor. That path consists of plain
+// letters, whatever the folder's name is.
 #include "record/RecordingOutput.h"
 
 #include <algorithm>
@@ -19,8 +19,8 @@
 namespace velmora {
 namespace {
 
-constexpr size_t kLongestNameForControl = 62;        // a file record has room for 62 bytes behind the length
-constexpr unsigned long long kLeastRoom = 4'000'000; // bytes: some frames, and the movie's header
+constexpr size_t kMaxNameForControl = 62;               // a file record has 62 bytes after the length byte
+constexpr unsigned long long kMinFreeBytes = 4'000'000; // for some frames and the movie's header
 
 bool IsPlainAscii(const std::string& text)
 {
@@ -49,7 +49,7 @@ std::string TextOfError(int error)
     }
 }
 
-// Null for a plain file.
+// Null for a regular file.
 const char* SpecialKind(mode_t mode)
 {
     switch (mode & S_IFMT) {
@@ -58,7 +58,7 @@ const char* SpecialKind(mode_t mode)
     case S_IFDIR:
         return "is a folder";
     case S_IFLNK:
-        return "is a link that leads nowhere";
+        return "is a broken link";
     case S_IFIFO:
         return "is a pipe; a movie needs a file";
     case S_IFSOCK:
@@ -72,7 +72,7 @@ const char* SpecialKind(mode_t mode)
 
 RecordingOutput::RecordingOutput(std::string given) : path(std::move(given))
 {
-    // The file that a link leads to is replaced, not the link.
+    // Replace the target of a symbolic link, not the link.
     const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr), &std::free);
     if (real)
         path = real.get();
@@ -109,7 +109,7 @@ RecordingOutput::Refusal RecordingOutput::CheckFolder(std::string& problem)
 RecordingOutput::Refusal RecordingOutput::CheckFile(bool replace, std::string& problem) const
 {
     if (name.find('\\') != std::string::npos) {
-        problem = path + ": a movie's name can't have a backslash";
+        problem = path + ": a movie's name can't contain a backslash";
         return Refusal::Unwritable;
     }
     struct stat found {};
@@ -126,7 +126,7 @@ RecordingOutput::Refusal RecordingOutput::CheckFile(bool replace, std::string& p
     return faccessat(folder, ".", W_OK | X_OK, AT_EACCESS) == 0 ? Refusal::None : RefuseFor(errno, problem);
 }
 
-// Only making a file tells whether that is possible: the system may have any reason against it.
+// Creates and removes the file, which is the only reliable test.
 RecordingOutput::Refusal RecordingOutput::CheckCreation(std::string& problem) const
 {
     const int file = openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -142,13 +142,13 @@ RecordingOutput::Refusal RecordingOutput::CheckRoom(std::string& problem) const
     struct statvfs disk {};
     if (fstatvfs(folder, &disk) != 0 || disk.f_blocks == 0)
         return Refusal::None;
-    return static_cast<unsigned long long>(disk.f_bavail) * disk.f_frsize < kLeastRoom ? RefuseFor(ENOSPC, problem)
-                                                                                       : Refusal::None;
+    return static_cast<unsigned long long>(disk.f_bavail) * disk.f_frsize < kMinFreeBytes ? RefuseFor(ENOSPC, problem)
+                                                                                          : Refusal::None;
 }
 
 bool RecordingOutput::NeedsPlainName() const
 {
-    return name.size() > kLongestNameForControl || !IsPlainAscii(path);
+    return name.size() > kMaxNameForControl || !IsPlainAscii(path);
 }
 
 std::string RecordingOutput::PathForControl() const

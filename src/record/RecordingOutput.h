@@ -5,32 +5,34 @@
 
 namespace velmora {
 
-/// Where a recording goes: a name of any bytes, at most 255 of them, in a folder of any name.
+/// The output file of a recording, with any name of up to 255 bytes, in any folder.
 ///
-/// The capture control takes names that are UTF-8, short in one of its modes, and without backslashes in the other.
-/// With other names the recording begins under a plain name in the same folder and is renamed as soon as the file
-/// exists.
+/// The capture control only accepts UTF-8 names that are short (in direct mode) or have no backslash (in data procedure
+/// mode). For other names the recording starts with a plain name in the same folder, and the file is renamed as soon as
+/// it exists.
 class RecordingOutput {
 public:
+    /// Why a movie cannot be written.
     enum class Refusal { None, Unwritable, DiskFull };
 
-    /// `path` as the user gave it.
+    /// The path as given by the user.
     explicit RecordingOutput(std::string path);
     ~RecordingOutput();
     RecordingOutput(const RecordingOutput&) = delete;
     RecordingOutput& operator=(const RecordingOutput&) = delete;
 
-    /// Whether a movie can be written there; the reason for a refusal goes into `problem`. Changes nothing on the disk.
-    /// An existing file is refused unless `replace`, and whatever is no plain file always. To be called first.
+    /// Checks whether a movie can be written, and describes in `problem` why not. Changes nothing on the disk. An
+    /// existing file is only accepted with `replace`, and only if it is a regular file. Call this first.
     Refusal Check(bool replace, std::string& problem);
 
-    /// The path that the control records to.
+    /// The path to pass to the control.
     std::string PathForControl() const;
 
-    /// Gives the file that the control has made its own name. False, with the reason in `problem`, if there is none.
+    /// Renames the file created by the control to its final name, if necessary. Returns false, with the reason in
+    /// `problem`, on failure.
     bool TakeName(std::string& problem) const;
 
-    /// The path of the movie; where a link was given, what it leads to.
+    /// The path of the movie, with symbolic links resolved.
     const std::string& Path() const { return path; }
 
 private:
@@ -42,7 +44,7 @@ private:
     bool NeedsPlainName() const;
 
     std::string path;
-    std::string name; ///< the path's last part
+    std::string name; ///< the path's last component
     int folder = -1;  ///< descriptor of the folder
 };
 

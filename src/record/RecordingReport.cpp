@@ -26,7 +26,7 @@ QString Text(const std::string& utf8)
     return QString::fromStdString(utf8);
 }
 
-// Over the bytes of all samples of a track, in their order.
+// The SHA-256 checksum of all samples of a track, in order.
 QString Checksum(const MovieFile& file, const TrackTables& track)
 {
     QCryptographicHash hash(QCryptographicHash::Sha256);

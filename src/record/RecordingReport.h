@@ -12,25 +12,26 @@
 
 namespace velmora {
 
-/// What happened in a recording, as JSON: its devices, each lost frame with its time in seconds from the beginning and
-/// its cause (on a machine that lags behind, also those that came after the end and before the stop), when the camera
-/// was away, and each file with its tracks: samples, durations, how much longer the sound is than the picture, and
-/// SHA-256 checksums over all samples of a track.
+/// A report about a recording as JSON: its devices, each lost frame with its cause and its time in seconds since the
+/// start (on a slow machine also frames captured between the end and the stop), outages of the camera, and each file
+/// with its tracks: samples, durations, by how much the sound is longer than the video, and SHA-256 checksums of all
+/// samples.
 class RecordingReport {
 public:
-    /// `path` is written at the end.
+    /// `path` is the file that `Write` writes.
     explicit RecordingReport(std::string path) : path(std::move(path)) {}
 
-    /// Whether the file can be written. Makes an empty one.
+    /// Returns whether the file can be written. Creates an empty one.
     bool IsWritable() const;
 
+    /// Notes the start of the recording and the names of its devices.
     void Begin(const std::string& camera, const std::string& microphone);
 
-    /// To be called now and then, with the frames that were lost since the last call. What the status counts and no
-    /// such frame explains was lost in front of the disk, at about this time.
+    /// Adds the status and the frames lost since the last call. Call it regularly: lost frames that are counted in the
+    /// status but not in `lost` were lost before the disk at about this time.
     void Note(const RecordingStatus& status, const std::vector<LostFrame>& lost);
 
-    /// Reads the files for their tracks and writes the report. False where that is not possible.
+    /// Reads the tracks of the files and writes the report. Returns false on failure.
     bool Write(const std::vector<std::string>& files);
 
 private:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Tapes from the command line. Nothing is shown, so there is neither a control nor a window: the deck, the writer of
-// the files and a timer are all it takes.
+// Recording tapes from the command line. Nothing is shown, so there is no control and no window: only the deck, the
+// writer of the files and a timer.
 #include "record/TapeCommand.h"
 
 #include "framework/Application.h"
@@ -30,7 +30,7 @@ using platform::BusDevice;
 using platform::DeckOperation;
 
 constexpr const char* kState = "state";
-constexpr auto kWaitForDeck = std::chrono::seconds(3); // that has just been switched on
+constexpr auto kWaitForDeck = std::chrono::seconds(3); // it may just have been turned on
 constexpr int kStepMilliseconds = 20;
 
 void Say(const std::string& message)
@@ -57,7 +57,7 @@ bool IsNamed(const BusDevice& device, const std::string& name)
     return name.empty() || device.name == name || platform::DvIdentityOf(device.guid) == name;
 }
 
-// The first deck of that name or identity. Without one that can be used, `problem` tells why.
+// Finds the first usable deck of that name or identity. `problem` says why there is none.
 std::optional<BusDevice> FindDeck(platform::Bus& bus, const std::string& name, std::string& problem)
 {
     const auto until = std::chrono::steady_clock::now() + kWaitForDeck;
@@ -72,25 +72,25 @@ std::optional<BusDevice> FindDeck(platform::Bus& bus, const std::string& name, s
         }
         if (problem.empty() && std::chrono::steady_clock::now() >= until)
             problem = names.empty() ? "there is no deck on FireWire"
-                                    : "there is no deck \"" + name + "\" on FireWire, but " + names;
+                                    : "there is no deck \"" + name + "\" on FireWire; there is " + names;
         if (!problem.empty())
             return std::nullopt;
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
 }
 
-ExitCode WorkDeck(platform::Deck deck, const std::string& name, const std::string& wanted)
+ExitCode OperateDeck(platform::Deck deck, const std::string& name, const std::string& wanted)
 {
     const DeckOperation* const operation = FindOperation(wanted);
     if (operation != nullptr) {
         const platform::Result result = deck.Do(*operation);
         if (result != platform::noErr)
-            Say(name + (result == platform::ioErr ? " does not answer" : " refuses \"" + wanted + "\""));
+            Say(name + (result == platform::ioErr ? " does not respond" : " rejected \"" + wanted + "\""));
         return result == platform::noErr ? ExitCode::Recorded : ExitCode::Failed;
     }
     const auto state = deck.State();
     if (!state) {
-        Say(name + " does not answer");
+        Say(name + " does not respond");
         return ExitCode::Failed;
     }
     const auto timecode = deck.Timecode();
@@ -99,7 +99,7 @@ ExitCode WorkDeck(platform::Deck deck, const std::string& name, const std::strin
     return ExitCode::Recorded;
 }
 
-// File names have the time that the camera's clock showed, which `OutputNames` takes for one of this machine.
+// File names show the time of the camera's clock, which `OutputNames` treats as a time of this machine.
 std::time_t LocalTimeOf(platform::TapeTime time)
 {
     const auto shown = static_cast<std::time_t>(time);
@@ -164,7 +164,7 @@ ExitCode CodeOf(const TapeRecorder& recorder)
     return recorder.Writer().Files().empty() ? ExitCode::NoDevice : ExitCode::Failed;
 }
 
-// Says how it ended, and reports each file.
+// Prints how the recording ended and a report of each file.
 ExitCode Report(const TapeRecorder& recorder, const std::string& reportFile)
 {
     const ExitCode code = CodeOf(recorder);
@@ -226,29 +226,29 @@ OptionGroup TapeOptions(TapeCommand& command)
     };
     return {"Tapes",
             {{"tape", "", "record a tape from a deck or camcorder on FireWire, to its end", "", flag(command.record)},
-             {"rewind", "", "rewind it first", "", flag(command.rewind)},
+             {"rewind", "", "rewind the tape first", "", flag(command.rewind)},
              {"play", "", "start the deck, and stop it at the end", "", flag(command.play)},
              {"split-recordings", "", "a movie for each recording on the tape, by its dates", "",
               flag(command.splitRecordings)},
-             {"dv", "FILE", "write the frames to a plain DV file as they come; OUTPUT may be\nleft out", "a file",
+             {"dv", "FILE", "write the frames unchanged to a raw DV file; OUTPUT may be\nomitted", "a file",
               text(command.dvFile)},
-             {"no-signal", "N", "the tape is over after N seconds without a picture; else 10",
-              "a number from 1 to 3600", takeSignal},
-             {"deck", "OPERATION", "work the deck and end: state, play, stop, pause, rewind, ...", OperationNames(),
+             {"no-signal", "N", "end after N seconds without a picture; default: 10", "a number from 1 to 3600",
+              takeSignal},
+             {"deck", "OPERATION", "operate the deck and exit: state, play, stop, pause, rewind, ...", OperationNames(),
               takeDeck}}};
 }
 
 std::string ContradictionIn(const TapeCommand& command)
 {
     if (command.record && !command.deck.empty())
-        return "--deck: expected without --tape";
+        return "--deck can't be used with --tape";
     const std::pair<bool, const char*> aboutTape[] = {{command.rewind, "--rewind"},
                                                       {command.play, "--play"},
                                                       {command.splitRecordings, "--split-recordings"},
                                                       {!command.dvFile.empty(), "--dv"}};
     for (const auto& [given, name] : aboutTape)
         if (given && !command.record)
-            return std::string(name) + ": expected with --tape";
+            return std::string(name) + " requires --tape";
     return {};
 }
 
@@ -262,7 +262,7 @@ ExitCode RunTape(const RecordCommand& command)
         return ExitCode::NoDevice;
     }
     return command.tape.deck.empty() ? RecordTape(bus, *device, command)
-                                     : WorkDeck(platform::Deck(bus, device->guid), device->name, command.tape.deck);
+                                     : OperateDeck(platform::Deck(bus, device->guid), device->name, command.tape.deck);
 }
 
 } // namespace velmora

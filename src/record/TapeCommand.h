@@ -10,7 +10,7 @@ namespace velmora {
 
 struct RecordCommand;
 
-/// What the command line asks about a tape deck.
+/// The options about tapes and decks.
 struct TapeCommand {
     bool record = false; ///< a tape instead of a camera
     bool rewind = false;
@@ -20,19 +20,19 @@ struct TapeCommand {
     std::string dvFile;
     std::string deck; ///< an operation of the transport, or "state", and nothing else; empty: none
 
-    bool IsWanted() const { return record || !deck.empty(); }
+    bool IsRequested() const { return record || !deck.empty(); } ///< whether a tape or deck is to be used
 
-    /// Whether there is something to do without a movie.
+    /// Whether the command works without the name of a movie.
     bool NeedsNoMovie() const { return !deck.empty() || (record && !dvFile.empty()); }
 };
 
-/// The options that fill it.
+/// The options that set `command`, for the command line.
 OptionGroup TapeOptions(TapeCommand& command);
 
-/// Empty, or one line about options that need another one.
+/// Describes options that contradict each other, in one line; empty if there are none.
 std::string ContradictionIn(const TapeCommand& command);
 
-/// Records a tape, or works the deck. What it did is on standard output, what went wrong on standard error.
+/// Records a tape or operates the deck. Writes results to standard output and failures to standard error.
 ExitCode RunTape(const RecordCommand& command);
 
 } // namespace velmora

@@ -30,13 +30,13 @@ ExitCode RunWithPlatform(int argc, char** argv, const RecordCommand& command)
     framework::RegisterApplication(std::make_shared<framework::Application>());
     CarbonTimer::timers = std::make_unique<std::vector<Reference<CarbonTimer>>>();
     framework::HandleTerminationSignals();
-    // A reader of our lines that goes away, and a limit to the size of files, don't end a recording: the calls fail.
+    // A closed pipe or a file size limit must not end the process and its recording: let the calls fail instead.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     platform::StartPlatform();
-    const ExitCode code = command.list              ? List(command.json)
-                          : command.tape.IsWanted() ? RunTape(command)
-                                                    : std::make_shared<Recorder>(command)->Run();
+    const ExitCode code = command.list                 ? List(command.json)
+                          : command.tape.IsRequested() ? RunTape(command)
+                                                       : std::make_shared<Recorder>(command)->Run();
     VelmoraCanvas::SeqGrabbers = nullptr;
     CarbonTimer::timers.reset();
     platform::EndPlatform();

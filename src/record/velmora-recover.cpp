@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// velmora-recover: finishes a recording that was cut off.
+// velmora-recover: finishes an interrupted recording.
 
 #include "Version.h"
 #include "platform/movies/MovieCheck.h"
@@ -27,20 +27,20 @@ constexpr const char* kUsage = "Usage: velmora-recover FILE [OUTPUT]\n"
 
 constexpr const char* kHelp =
     "\n"
-    "Finishes a recording that was cut off: by a failure of power, a full disk or a killed program. FILE itself "
+    "Finishes a recording that was interrupted by a power failure, a full disk or a killed program. FILE itself "
     "becomes\n"
-    "the complete movie, which takes no time and no room but for the movie's header. With OUTPUT, which must not "
-    "exist,\n"
-    "the movie is written there, and FILE stays as it is. A movie that is complete is left alone.\n"
+    "the complete movie, which takes no time and only needs space for the movie's header. With OUTPUT, which must not\n"
+    "exist, the movie is written there and FILE is not changed. A complete movie is not changed.\n"
     "\n"
-    "--check reads movies of any program, changes nothing, and says of each whether it is whole: whether its samples\n"
-    "are inside the file, its tables agree with one another, times rise and, in a recording of Velmora, the journal's\n"
-    "checksums are right. It does not decode the samples.\n"
+    "--check reads movies of any program, changes nothing, and reports for each movie whether it is whole: whether "
+    "its\n"
+    "samples are inside the file, its tables are consistent, times increase and, in a recording of Velmora, the\n"
+    "journal's checksums are correct. It does not decode the samples.\n"
     "\n"
-    "Exit status: 0 when the movie is complete (with --check: when all movies are whole), 1 when a file can't be read "
-    "or\n"
-    "written or is still being recorded, 2 for wrong usage, 3 when FILE holds no recording (with --check: no movie),\n"
-    "4 when --check finds a movie that is not whole.\n";
+    "Exit status: 0 if the movie is complete (with --check: if all movies are whole), 1 if a file can't be read or\n"
+    "written or is still being recorded, 2 for a usage error, 3 if FILE contains no recording (with --check: no "
+    "movie),\n"
+    "4 if --check finds a movie that is not whole.\n";
 
 const char* TextOfResult(platform::Result result)
 {
@@ -48,11 +48,11 @@ const char* TextOfResult(platform::Result result)
     case platform::fnfErr:
         return "there is no such file";
     case platform::invalidMovie:
-        return "the file holds no recording";
+        return "the file contains no recording";
     case platform::fBsyErr:
-        return "the file is being recorded";
+        return "the file is still being recorded";
     case platform::dupFNErr:
-        return "the output exists already";
+        return "the output already exists";
     case platform::dskFulErr:
         return "the disk is full";
     case platform::permErr:
@@ -99,7 +99,7 @@ int Check(const std::string& path)
     platform::CheckedMovie movie;
     if (const platform::Result result = platform::CheckMovie(path, movie); result != platform::noErr) {
         std::fprintf(stderr, "velmora-recover: %s: %s\n", path.c_str(),
-                     result == platform::invalidMovie ? "the file is no movie" : TextOfResult(result));
+                     result == platform::invalidMovie ? "the file is not a movie" : TextOfResult(result));
         return result == platform::invalidMovie ? kNoRecording : kFailed;
     }
     std::printf("%s: %s\n", path.c_str(), movie.IsWhole() ? "whole" : "not whole");
@@ -111,7 +111,7 @@ int Check(const std::string& path)
             std::printf("    %s\n", fault.c_str());
     }
     if (movie.isCutOff)
-        std::printf("  velmora-recover finishes it.\n");
+        std::printf("  The recording was interrupted; velmora-recover finishes it.\n");
     return movie.IsWhole() ? kDone : kNotWhole;
 }
 
@@ -127,16 +127,16 @@ int CheckAll(const std::vector<std::string>& paths)
 
 int main(int argc, char** argv)
 {
-    // A file grown past the allowed size is a full disk like any other, and nothing to die of.
+    // Treat the file size limit like a full disk instead of dying by the signal.
     std::signal(SIGXFSZ, SIG_IGN);
     bool check = false;
     bool help = false;
     bool version = false;
     const auto flag = [](bool& field) { return [&field](const std::string&) { return field = true; }; };
     velmora::CommandLine line({{"Options",
-                                {{"check", "", "say whether movies are whole, and change nothing", "", flag(check)},
-                                 {"help", "", "show this text and end", "", flag(help)},
-                                 {"version", "", "show the version and end", "", flag(version)}}}});
+                                {{"check", "", "check whether movies are whole; changes nothing", "", flag(check)},
+                                 {"help", "", "show this text and exit", "", flag(help)},
+                                 {"version", "", "show the version and exit", "", flag(version)}}}});
     std::string problem;
     const bool isRead = line.Read(argc, argv, problem);
     const auto& names = line.Names();

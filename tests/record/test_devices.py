@@ -68,10 +68,10 @@ class Devices(unittest.TestCase):
                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE)
             self.assertIn(b"Recording Test Camera", process.stdout.readline())
             first.stop()
-            self.assertIn(b"the camera is away", process.stderr.readline())
+            self.assertIn(b"the camera is disconnected", process.stderr.readline())
         with Camera(PROGRAMS):
             back = process.stderr.readline()
-            self.assertRegex(back, rb"the camera is back; it has been away for [0-9.]+ s")
+            self.assertRegex(back, rb"the camera is back; it was disconnected for [0-9.]+ s")
             wait_for("a line of it", 10, lambda: b"camera was away for" in process.stdout.readline())
             process.terminate()
             lines, errors = process.communicate(timeout=30)

@@ -86,14 +86,14 @@ class Recording(unittest.TestCase):
                 (("--microphone", "none", "--gain", "1", "a.mov"), "--gain: there is no sound"),
                 (("--sound-codec", "ulaw", "--sound-bits", "8", "a.mov"), "--sound-bits: expected 16"),
                 (("--set", "Hue=1", "--set", "Hue=2", "a.mov"), "Hue is given twice"),
-                (("--start-at", "2001-01-01 00:00", "a.mov"), "--start-at: expected a time to come"),
+                (("--start-at", "2001-01-01 00:00", "a.mov"), "--start-at: expected a future time"),
                 (("--list", "a.mov"), "--list records nothing"),
                 ((*SHORT, "--codec", "avc2", "a.mov"), 'did you mean "avc1"'),
                 ((*SHORT, "--format", "H264", "a.mov"), "--format: Test Pattern has no format"),
                 ((*SHORT, "--codec", "png", "--quality", "5", "a.mov"), "--quality: png has no quality"),
                 ((*SHORT, "--codec", "png", "--key-frames", "5", "a.mov"), "each frame of png is a key frame"),
                 ((*SHORT, "--microphone", "none", "--set", "Zoom=1", "a.mov"), 'Test Pattern has no control "Zoom"'),
-                ((*SHORT, "--settings", existing, "a.mov"), "holds no settings"),
+                ((*SHORT, "--settings", existing, "a.mov"), "contains no settings"),
                 ((*SHORT, "--settings", existing + "2", "a.mov"), "can't read the settings")):
             with self.subTest(arguments=arguments):
                 done = desk.record(*arguments, cwd=desk.folder)
@@ -135,7 +135,7 @@ class Recording(unittest.TestCase):
                 path = self.desk.path(name + ".mov")
                 done = self.desk.record(*mode, *TEST_PATTERN, "--seconds", "1", "--size", "1280x720", path)
                 self.assertEqual(done.returncode, RECORDED, done.stderr)
-                self.assertIn(b"there is no microphone; recording the picture alone", done.stderr)
+                self.assertIn(b"there is no microphone; recording without sound", done.stderr)
                 video = self.check_movie(path, {"video"}, done.stdout)["video"]
                 self.assertEqual((video["width"], video["height"]), ("1280", "720"))
                 self.assertAlmostEqual(float(video["duration"]), 1, delta=0.4)  # by the stamps of the frames
@@ -153,7 +153,7 @@ class Recording(unittest.TestCase):
         os.symlink("nowhere", desk.path("link"))
         with open(desk.path("ab.mov"), "wb") as file:
             file.write(b"another movie")
-        for name, text in (("pipe", "is a pipe"), ("folder", "is a folder"), ("link", "a link that leads nowhere"),
+        for name, text in (("pipe", "is a pipe"), ("folder", "is a folder"), ("link", "a broken link"),
                            ("/dev/null", "is a device"), ("missing/a.mov", "no such folder"),
                            ("ab.mov/a.mov", "folder is a file"), ("a\\b.mov", "can't have a backslash"),
                            ("n" * 256, "name is too long")):
@@ -230,7 +230,7 @@ class Recording(unittest.TestCase):
                 done = self.desk.record(*TEST_PATTERN, "--microphone", "Test Tone", "--codec", codec, "--seconds", "1.5",
                                         "--force", path)
                 self.assertEqual(done.returncode, RECORDED)
-                self.assertIn(b"a frame could not be compressed; recording goes on", done.stderr)
+                self.assertIn(b"a frame could not be compressed; recording continues", done.stderr)
                 tracks = self.check_movie(path, {"video", "audio"}, done.stdout)
                 self.assertLess(int(tracks["video"]["nb_read_packets"]), 20)
                 self.assertGreater(float(tracks["audio"]["duration"]), 0.9)
@@ -264,28 +264,28 @@ class Recording(unittest.TestCase):
                                 self.desk.path("%n.mov"))
         self.assertEqual((done.returncode, done.stderr), (RECORDED, b""))
         with open(report, encoding="utf-8") as file:
-            told = json.load(file)
-        files = [entry["file"] for entry in told["files"]]
+            summary = json.load(file)
+        files = [entry["file"] for entry in summary["files"]]
         self.assertGreaterEqual(len(files), 3)
         self.assertEqual(files, [self.desk.path(f"{number:03}.mov") for number in range(1, len(files) + 1)])
         numbers, sound = [], b""
-        for entry in told["files"]:
+        for entry in summary["files"]:
             self.assertTrue(entry["whole"], entry)
             self.assertEqual(decode_errors(entry["file"]), "")
             numbers += frame_numbers(entry["file"])
             # Where the encoder stood still for a second, sound has gone ahead into the file before.
             if "audio" in probe(entry["file"]):
                 sound += sound_bytes(entry["file"])
-        self.assertEqual(len(numbers), told["frames"])
-        self.assertEqual(len(told["lostFrames"]), told["lost"] + told["damaged"])
+        self.assertEqual(len(numbers), summary["frames"])
+        self.assertEqual(len(summary["lostFrames"]), summary["lost"] + summary["damaged"])
         self.assertEqual(sorted(set(numbers)), numbers, "each frame once, in order")
-        self.assertLessEqual(numbers[-1] - numbers[0] + 1 - len(numbers), told["lost"], "missing and not counted")
+        self.assertLessEqual(numbers[-1] - numbers[0] + 1 - len(numbers), summary["lost"], "missing and not counted")
         # The Test Tone beeps on each whole second: the silence between two beeps would be longer or shorter.
         heard = [at for at, sample in enumerate(memoryview(sound).cast("h")) if sample != 0]
         beeps = [at for before, at in zip(heard, heard[1:]) if at - before > 4800]
         self.assertGreaterEqual(len(beeps), 2)
         self.assertEqual({after - before for before, after in zip(beeps, beeps[1:])}, {48000})
-        return told["files"]
+        return summary["files"]
 
     def test_splits_lose_nothing(self):
         for name, mode in MODES.items():
@@ -314,7 +314,7 @@ class Recording(unittest.TestCase):
             file.write(b"another movie")
         done = self.desk.record(*TEST_PATTERN, "--split-seconds", "1", "--seconds", "1.5", self.desk.path("t.mov"))
         self.assertEqual(done.returncode, RECORDED, done.stderr)
-        self.assertIn(b"t-002.mov exists; --force replaces it; recording goes on in", done.stderr)
+        self.assertIn(b"t-002.mov exists; --force replaces it; recording continues in", done.stderr)
         self.check_movie(self.desk.path("t-001.mov"), {"video"}, done.stdout)
 
     def test_formats_of_sound_and_settings(self):

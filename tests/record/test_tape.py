@@ -67,10 +67,10 @@ class Tape(unittest.TestCase):
         for arguments, code, text in (
                 (("--deck", "state"), RECORDED, "Deck: stop, 01:02:03:04"),
                 (("--deck", "play"), RECORDED, ""),
-                (("--deck", "state", "--camera", "Deck 2"), NO_DEVICE, "no deck \"Deck 2\" on FireWire, but Deck"),
+                (("--deck", "state", "--camera", "Deck 2"), NO_DEVICE, "no deck \"Deck 2\" on FireWire; there is Deck"),
                 (("--deck", "jump"), WRONG_USE, "--deck: expected state, play, stop"),
-                (("--rewind", "a.mov"), WRONG_USE, "--rewind: expected with --tape"),
-                (("--tape", "--deck", "play"), WRONG_USE, "--deck: expected without --tape"),
+                (("--rewind", "a.mov"), WRONG_USE, "--rewind requires --tape"),
+                (("--tape", "--deck", "play"), WRONG_USE, "--deck can't be used with --tape"),
                 (("--tape",), WRONG_USE, "no output named"),
                 (("--tape", "/nowhere/a.mov", "--play"), 3, "can't write /nowhere/a.mov: there is no such folder")):
             with self.subTest(arguments):
