@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// What compressors cost against ffmpeg with the same encoder, preset and source: processor time of all threads, each
-// side to the end of the same frames, in turn, the median of three.
+// The cost of compressors relative to ffmpeg with the same encoder, preset and source: processor time of all threads
+// for the same frames, both sides in turn, median of three runs.
 //
 //   H.264   1920x1080 Motion JPEG as a camera sends it; our side also decodes each frame for the live picture at the
 //   size
 //           of the window's 640x480
 //   FFV1    1280x720 raw 4:2:2
 //
-// The frames are noise over moving shapes, so that an encoder has to work for them.
+// The frames are noise over moving shapes, so that they are hard to encode.
 #include "platform/compression/DecodedPicture.h"
 #include "platform/compression/FrameCompressor.h"
 #include "platform/drawing/PixelFormat.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// What the live picture costs above its bare parts: one 1920x1080 4:2:2 JPEG frame from the data procedure's entry
-// (decode to a 32-bit picture, frame and clock drawn on it, scale onto 640x360 of the window) without decoding ahead,
-// against TurboJPEG and libyuv called directly with the same flags and filter. The control halves the picture by a box
-// filter before it scales it, against flicker; the bare calls do not. Both sides run in turn within one process, on one
-// thread; the median of each side's processor time counts, so that other programs disturb little.
+// The cost of the live picture relative to its bare parts: one 1920x1080 4:2:2 JPEG frame from the entry of the data
+// procedure (decode to a 32-bit picture, frame and clock drawn on it, scale onto 640x360 of the window) without
+// decoding ahead, against TurboJPEG and libyuv called directly with the same flags and filter. The control halves the
+// picture by a box filter before it scales it, against flicker; the bare calls do not. Both sides run in turn within
+// one process, on one thread; the median of each side's processor time counts, so that other programs disturb little.
 #include "app/App.h"
 #include "app/FileTypes.h"
 #include "capture/VelmoraCanvas.h"
@@ -35,7 +35,7 @@ constexpr int kWidth = 1920, kHeight = 1080, kPortWidth = 640, kPortHeight = 360
 constexpr int kBar = 60; // above the picture, which keeps its shape in the control of 640x480
 constexpr size_t kFrameSize = 500'000;
 
-// A picture with soft areas, edges and some grain, so that its blocks cost what those of a camera do.
+// A picture with soft areas, edges and some grain, so that its blocks cost as much as those of a camera.
 std::vector<uint8_t> TestPicture(double grain)
 {
     std::vector<uint8_t> pixels(static_cast<size_t>(kWidth) * kHeight * 4);
@@ -183,7 +183,7 @@ private:
     std::vector<uint8_t> picture = std::vector<uint8_t>(static_cast<size_t>(kWidth) * kHeight * 4);
 };
 
-// Over all bytes; what the window draws on the picture is a small part of it.
+// Compares all bytes; what the window draws on the picture is a small part of it.
 double MeanDifference(const Control& control, const BareCalls& bare)
 {
     double sum = 0;

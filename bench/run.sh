@@ -1,7 +1,7 @@
 #!/bin/bash
 # SPDX-License-Identifier: MIT
-# Builds the release programs, runs every benchmark and prints one table: what was measured, the figure, its bound, and
-# how it came about. Each figure is a ratio to a peer in the same run, or a physical quantity.
+# Builds the release programs, runs every benchmark and prints one table: what was measured, the result, its limit, and
+# how it was measured. Each result is a ratio to a peer in the same run, or a physical quantity.
 set -eu
 cd "$(dirname "$0")/.."
 packaging/install-packages.sh build screen test bench

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Measures the real programs on a screen in memory, against other programs that do the same job at the same camera.
+"""Measures the real programs on a virtual display, relative to other programs that do the same with the same camera.
 
   whole_process.py PROGRAMS peers     live picture: CPU seconds against GStreamer pipelines at the same cameras, time of
                                       the main thread, memory
@@ -49,7 +49,7 @@ def resident_kilobytes(pid):
 
 
 class Camera:
-    """A test camera of its own for each program: a node can stay stuck after a client left it."""
+    """A separate test camera for each program, since a node can hang after a client has disconnected."""
 
     def __init__(self, *options):
         self.process = subprocess.Popen([os.path.join(PROGRAMS, "test_camera"), *CAMERA, *(options or LARGE_FRAMES)],
@@ -78,7 +78,7 @@ def main_thread_seconds(pid):
 
 
 class Run:
-    """What a program cost while its picture was watched for some seconds."""
+    """The cost of a program while its picture was watched for some seconds."""
 
     def __init__(self, pid, watch):
         used, main = cpu_seconds(pid), main_thread_seconds(pid)

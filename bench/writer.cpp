@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// writer: how fast samples of 600 KB reach the disk through the movie writer, against plain write() of the same bytes
-// in the same run, and what an hour's recording costs at its end.
+// writer: the throughput of 600 KB samples through the movie writer, relative to plain write() of the same bytes in the
+// same run, and the cost of finishing a recording of an hour.
 //
 // Usage: bench_writer [FOLDER [MEGABYTES [ROUNDS]]]
 //
@@ -91,7 +91,7 @@ Written WritePlainly(const std::string& path, const std::vector<uint8_t>& sample
     return written;
 }
 
-// A recording would lose the frame for which the buffer has no room; here the disk's pace is measured.
+// A recording would lose a frame that does not fit the buffer; here the speed of the disk is measured.
 void WaitForRoom(DataHandler handler)
 {
     MovieStorageStatus status;

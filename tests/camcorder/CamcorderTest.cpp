@@ -96,7 +96,7 @@ protected:
 
 using Bytes = std::vector<uint8_t>;
 
-// What lies in a movie's video track, byte for byte.
+// The bytes of a movie's video track.
 Bytes SamplesOf(const std::string& movie)
 {
     const std::string copy = movie + ".copy";
@@ -190,7 +190,7 @@ TEST_P(CamcorderSystems, PictureMovieAndSoundAreTheTapes)
 INSTANTIATE_TEST_SUITE_P(, CamcorderSystems, testing::Bool(),
                          [](const auto& system) { return system.param ? "Pal" : "Ntsc"; });
 
-// At the end of the process nothing goes on sending, also where the control was never told to release its session.
+// At the end of the process nothing keeps sending, even if the control's session was never released.
 TEST_F(CamcorderTest, StopsSendingAtTheEndOfTheProcess)
 {
     Open();
@@ -224,7 +224,7 @@ TEST_F(CamcorderTest, ARecordingLivesThroughWhatTapesAndCablesDo)
     bus->isPlugged = true;
     for (size_t i = 13; i < 20; ++i)
         Play(ntsc.frames[i]);
-    // The tape goes on with a recording of the other system.
+    // The tape continues with a recording in the other television system.
     for (size_t i = 0; i < 5; ++i)
         Play(pal.frames[i]);
     canvas().Resize();
@@ -247,7 +247,7 @@ TEST_F(CamcorderTest, ARecordingLivesThroughWhatTapesAndCablesDo)
     ExpectWholeDecode(movie);
 }
 
-// What each command does to the deck, and what the control tells of decks that do nothing.
+// The effect of each command on the deck, and what the control reports about decks that do nothing.
 TEST_F(CamcorderTest, EachCommandMovesTheDeck)
 {
     using Command = void (VelmoraCanvas::*)();
@@ -277,7 +277,7 @@ TEST_F(CamcorderTest, EachCommandMovesTheDeck)
     EXPECT_TRUE(bus->decks[kGuid + 1].received.empty());
     EXPECT_THROW(canvas().DeviceIsRecording(), framework::NilObjectException);
 
-    // Refused, unknown, unanswered, lost in resets of the bus: nobody is told.
+    // Rejected, unknown, unanswered, lost in bus resets: nothing is reported.
     deck.protectTab = true;
     canvas().DeviceControlStop();
     canvas().DeviceControlRecord();

@@ -69,7 +69,7 @@ TEST_F(RecordingTest, DirectlyByTheGrabber)
             "SGStartPreview(12)", "Error(-2)"});
 }
 
-// Names as long as the system allows, and such as are no text.
+// Names as long as the system allows, and names that are not valid text.
 TEST_F(RecordingTest, AnyNameReachesThePlatform)
 {
     for (const std::string& name :
@@ -91,7 +91,7 @@ TEST_F(RecordingTest, AnyNameReachesThePlatform)
     }
 }
 
-// What the title bar and the terminal tell comes from the writer, the channel's counts and the clock.
+// The status is composed from the writer, the channel's counts and the clock.
 TEST_F(RecordingTest, Status)
 {
     EXPECT_FALSE(canvas->Status().recording);
@@ -113,7 +113,7 @@ TEST_F(RecordingTest, Status)
 
     canvas->UseDataProc = false;
     canvas->Record(file);
-    EXPECT_EQ(canvas->Status().bytes, 7) << "told by the grabber";
+    EXPECT_EQ(canvas->Status().bytes, 7) << "reported by the grabber";
     script.Returns("SGGetRecordingStatus", 1);
     EXPECT_FALSE(canvas->Status().recording) << "the grabber could not begin";
 
@@ -204,7 +204,7 @@ TEST_F(RecordingTest, FirstSoundIsTrimmedToTheVideoSoFar)
         inside.Append(scripted::kSound, buffer.Get(), c.length);
         Expect(c.added);
         EXPECT_TRUE(inside.gotaudio);
-        EXPECT_EQ(platform::BytesInUse(), before) << "handles are given back";
+        EXPECT_EQ(platform::BytesInUse(), before) << "handles are disposed";
     }
 }
 

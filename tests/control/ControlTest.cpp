@@ -27,7 +27,7 @@ ControlTest::ControlTest()
     script.Take();
 }
 
-// A control and its timer hold each other, so the circle is opened by hand.
+// A control and its timer reference each other, so the cycle is broken explicitly.
 ControlTest::~ControlTest()
 {
     canvas->StopPollTimer();

@@ -13,7 +13,7 @@ namespace velmora {
 
 using Lines = std::vector<std::string>;
 
-/// Opens what the control keeps to itself.
+/// Gives access to the control's private state.
 struct VelmoraCanvasInspector {
     VelmoraCanvas& canvas;
     int32_t& theSGComp = canvas.theSGComp;
@@ -44,23 +44,23 @@ struct VelmoraCanvasInspector {
     }
 };
 
-/// A control of 640 by 480 at 20, 14 in a window that doesn't show, on a healthy scripted machine. Traces are noted as
-/// "> text", with the component's number written "session"; so are events and message boxes.
+/// A control of 640 by 480 at 20, 14 in a hidden window, on a scripted machine without faults. Traces are logged as
+/// "> text", with the component's number written as "session"; events and message boxes are logged too.
 class ControlTest : public ::testing::Test {
 protected:
     ControlTest();
     ~ControlTest() override;
 
-    /// Makes a component for sessions, for as long as the test runs.
+    /// Registers a component for sessions until the test ends.
     void OfferSession();
 
-    /// A session is open and has both channels.
+    /// Opens a session with both channels.
     void OpenSession();
 
-    /// What was noted since the last time.
+    /// The lines logged since the last call.
     void Expect(const Lines& expected) { EXPECT_EQ(script.Take(), expected); }
 
-    /// The lines of `expected` were noted in this order, whatever lies between.
+    /// Whether the lines of `expected` were logged in this order, with any lines in between.
     void ExpectAmong(const Lines& expected);
 
     scripted::Script& script = scripted::TheScript();

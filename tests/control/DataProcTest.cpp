@@ -45,7 +45,7 @@ TEST_F(DataProcTest, SequencesAreBuiltOnceAndReused)
     canvas->Resize();
     Frame(40);
     Expect(Lines{"CDSequenceEnd(82)", "CDSequenceEnd(81)"} + buildFirst + buildSecond + show);
-    EXPECT_EQ(platform::BytesInUse(), before) << "handles are given back";
+    EXPECT_EQ(platform::BytesInUse(), before) << "handles are disposed";
 }
 
 TEST_F(DataProcTest, TransformsAreAppliedInOrderAtTheNextFrame)
@@ -69,7 +69,7 @@ TEST_F(DataProcTest, TransformsAreAppliedInOrderAtTheNextFrame)
         canvas->VideoRotate(c.on, 180);
         EXPECT_TRUE(script.calls.empty());
         Frame(20);
-        // The old sequence is forgotten, not ended.
+        // The old sequence is dropped, not ended.
         Lines rebuilt = buildSecond;
         rebuilt.insert(rebuilt.begin() + 1, c.steps.begin(), c.steps.end());
         Expect(rebuilt + show);
@@ -104,7 +104,7 @@ TEST_F(DataProcTest, Failures)
         Lines first, second;
     } cases[] = {
         {"SGGetChannelSampleDescription", {buildFirst[0], "> 2"}, {buildFirst[0], "> 2"}},
-        // The next frame goes on with a first sequence that has no number.
+        // The next frame continues with a first sequence that has no reference.
         {"DecompressSequenceBeginS", buildFirst + Lines{"> 3: -8"}, buildSecond},
     };
     for (const auto& c : cases) {

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-/// A second implementation of the platform's calls that drive devices, codecs and files: each call is noted as a line
-/// of text and answered by what a test laid down. Memory, components, events and drawing are the real ones.
+/// A second implementation of the platform's calls for devices, codecs and files: each call is logged as a line of text
+/// and returns what the test specified. Memory, components, events and drawing are the real ones.
 namespace scripted {
 
 /// The raw arguments of a call, in order.
@@ -23,16 +23,16 @@ struct Script {
     /// addresses as "@", rectangles as [top left bottom right]. The fixture adds traces, events and message boxes.
     std::vector<std::string> calls;
 
-    /// Answers of a function: its result, or a procedure that works on the arguments. Without one the result is 0.
+    /// The result of a function, or a procedure that uses the arguments. Without one the result is 0.
     std::map<std::string, std::function<int32_t(const Arguments&)>> answers;
 
-    /// Functions whose calls are not noted.
+    /// Functions whose calls are not logged.
     std::set<std::string> unnoted;
 
     void Returns(const std::string& function, int32_t result);
-    /// Writes 32-bit values at the addresses in the places given of a call's arguments, and succeeds.
+    /// Writes 32-bit values to the addresses in the given arguments of a call, and succeeds.
     void Writes(const std::string& function, std::vector<std::pair<size_t, int32_t>> values);
-    /// The lines noted so far, which are forgotten.
+    /// Returns and clears the lines logged so far.
     std::vector<std::string> Take();
     void Note(const std::string& line) { calls.push_back(line); }
 };
@@ -40,7 +40,7 @@ struct Script {
 /// The script of the running test.
 Script& TheScript();
 
-/// Begins anew with a healthy machine: sound channel 21, video channel 22 (320 by 240), driver 31, digitizer 41.
+/// Resets to a machine without faults: sound channel 21, video channel 22 (320 by 240), driver 31, digitizer 41.
 void Reset();
 
 /// Fills a handle with a sound description of that form, or with an image description of that size.

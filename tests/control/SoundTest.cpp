@@ -41,7 +41,7 @@ TEST_F(ControlTest, SoundParameters)
     channels = 0;
     result = -1;
     script.Returns("SGSetSoundInputParameters", -2);
-    canvas->SoundChannelCount(1); // both failures are told, and the write is tried
+    canvas->SoundChannelCount(1); // both failures are reported, and the write is tried
     EXPECT_THROW(canvas->SoundCompressionType("raw "), framework::NilObjectException);
     bits = 0;
     channels = 2;

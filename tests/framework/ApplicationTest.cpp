@@ -50,10 +50,10 @@ TEST(Exceptions, OfTheFrameworkAreShownAndTheProgramRunsOn)
     Guard([] { throw NilObjectException(); });
     Guard([] { throw Reference<RuntimeException>(New<RuntimeException>("by reference")); });
     Guard([] { throw Reference<RuntimeException>(); });
-    // What helps only those who mend the program is not for the user.
+    // Technical messages are not shown to the user.
     EXPECT_EQ(boxes.texts, (Log{kNotCarriedOut, "by reference", kNotCarriedOut}));
 
-    // Also from what others hang into the event loop, and not again while the box is open.
+    // Also exceptions of other handlers in the event loop, but not again while the box is open.
     SetMsgBoxHandler([&](const String& text) {
         boxes.texts.push_back(text.Bytes());
         Guard([] { throw RuntimeException("behind the box"); });
@@ -110,7 +110,7 @@ TEST(MsgBoxes, OfATimerAreNotRepeatedAtOnce)
     EXPECT_EQ(boxes.texts, (Log{"from the user", "from the user", "a frame is lost", "another failure"}));
 }
 
-// A number that is no level is a failure of the program, and no emergency of the machine.
+// An invalid level counts as an error, not as an emergency.
 TEST(SystemLog, GetsEachTextAtItsPriority)
 {
     systemLog.clear();

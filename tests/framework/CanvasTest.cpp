@@ -25,7 +25,7 @@ protected:
         Turn();
     }
 
-    // What the platform does with a frame: it draws into the port and tells of it.
+    // What the platform does with a frame: draws into the port and reports it.
     void ShowFrame(Color color)
     {
         ImageOfPort(window.Port()).fill(QColor(color.red, color.green, color.blue));

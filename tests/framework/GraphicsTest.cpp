@@ -43,7 +43,7 @@ TEST(Graphics, FillsInsideItsRectangleOnly)
     }
 }
 
-// What is drawn on a reduced picture shows on it, and is found on the whole one pixel for pixel as if drawn there.
+// Drawing on a reduced picture is visible on it, and repeated exactly on the whole picture.
 TEST(Graphics, DrawsOnAReducedPictureAndAgainOnTheWholeOne)
 {
     const auto drawAll = [](Graphics& graphics) {

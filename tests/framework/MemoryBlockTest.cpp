@@ -83,9 +83,9 @@ TEST(FolderItem, WritesReadsAndDeletes)
     EXPECT_EQ(read.Bytes(), content);
     EXPECT_FALSE(read.HasEncoding());
 
-    // A write that fails is told and leaves the file and the folder as they were.
-    std::string told;
-    SetMsgBoxHandler([&](const String& text) { told = text.Bytes(); });
+    // A failed write is reported and leaves the file and the folder unchanged.
+    std::string shown;
+    SetMsgBoxHandler([&](const String& text) { shown = text.Bytes(); });
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit unlimited{};
     getrlimit(RLIMIT_FSIZE, &unlimited);
@@ -93,11 +93,11 @@ TEST(FolderItem, WritesReadsAndDeletes)
     setrlimit(RLIMIT_FSIZE, &small);
     file.CreateTextFile()->Write(String(std::string(100'000, 'x')));
     setrlimit(RLIMIT_FSIZE, &unlimited);
-    EXPECT_EQ(told.find("a (1) $é.txt could not be saved: "), 0U) << told;
+    EXPECT_EQ(shown.find("a (1) $é.txt could not be saved: "), 0U) << shown;
     EXPECT_EQ(file.OpenAsTextFile()->ReadAll().Bytes(), content);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 1);
     EXPECT_FALSE(FolderItem("/proc/self/settings").CreateTextFile());
-    EXPECT_EQ(told.find("settings could not be saved: "), 0U) << told;
+    EXPECT_EQ(shown.find("settings could not be saved: "), 0U) << shown;
     SetMsgBoxHandler({});
 
     file.Delete();

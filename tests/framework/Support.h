@@ -21,7 +21,7 @@ namespace framework {
 
 using Log = std::vector<std::string>;
 
-/// Handles what waits, and what that brings about at once.
+/// Handles pending events and those that they cause.
 inline void Turn()
 {
     for (int i = 0; i < 5; ++i)
@@ -29,7 +29,7 @@ inline void Turn()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-/// Runs the event loop until something is so; False when it does not become so in ten seconds.
+/// Runs the event loop until a condition is true. Returns false after ten seconds.
 inline bool TurnUntil(const std::function<bool()>& done)
 {
     QElapsedTimer clock;
@@ -39,7 +39,7 @@ inline bool TurnUntil(const std::function<bool()>& done)
     return done();
 }
 
-/// A canvas that tells of its events and paints one colour.
+/// A canvas that logs its events and paints one colour.
 class TestCanvas : public Canvas {
 public:
     Log* log = nullptr;
@@ -63,7 +63,7 @@ private:
     }
 };
 
-/// A window whose parts a test lays down as functions.
+/// A window whose parts are functions of the test.
 class TestWindow : public Window {
 public:
     std::function<void(TestWindow&)> layout, controls, handlers;
@@ -97,7 +97,7 @@ inline Color PixelAt(platform::PortReference port, int x, int y)
     return RGB(qRed(pixel), qGreen(pixel), qBlue(pixel));
 }
 
-/// What a widget shows, as it comes to the screen.
+/// A widget's picture as shown on the screen.
 inline Color ShownAt(QWidget* widget, int x, int y)
 {
     const QRgb pixel = widget->grab().toImage().pixel(x, y);

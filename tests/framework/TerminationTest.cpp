@@ -31,9 +31,9 @@ TEST(Termination, ComesToTheProgramAndEndsTheProcessAsItsParentExpects)
 {
     for (const int signal : {SIGTERM, SIGHUP, SIGINT})
         EXPECT_EXIT(RunUntil([signal] { raise(signal); }), testing::KilledBySignal(signal), "asked by a signal");
-    // What a dying display server makes Qt do, in the middle of an event.
+    // What Qt does in the middle of an event when the display server dies.
     EXPECT_EXIT(RunUntil([] { std::exit(3); }), testing::ExitedWithCode(EXIT_FAILURE), "display lost 0");
-    // A program that hangs in its event can be ended all the same.
+    // A program that hangs in an event can still be ended.
     EXPECT_EXIT(RunUntil([] {
                     for (;;)
                         raise(SIGTERM);
@@ -49,7 +49,7 @@ TEST(Quit, IsTheApplicationsToAllow)
     int asked = 0;
     application->MayQuit = [&] {
         ++asked;
-        EXPECT_FALSE(RequestQuit()) << "a second wish does not ask a second time";
+        EXPECT_FALSE(RequestQuit()) << "a second request does not ask again";
         return may;
     };
     TestWindow main;

@@ -109,7 +109,7 @@ TEST_F(WidgetsTest, ASliderTellsOfAnotherValue)
     EXPECT_EQ(slider->Value(), 20);
 }
 
-// A screen reader asks a menu's label for its name, as the menu's own is the row it shows.
+// A screen reader uses the label of a popup menu as its name, since the menu's own name is the selected row.
 TEST_F(WidgetsTest, ATextNamesTheControlBesideIt)
 {
     auto* label = Make<StaticText>("StaticText1");

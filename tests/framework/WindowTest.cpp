@@ -31,7 +31,7 @@ TEST(Window, RunsItsStartSequenceInOrder)
     EXPECT_FALSE(window.Visible());
 }
 
-// A picture larger than the screen is seen whole, and is worked with at its own size.
+// A picture larger than the screen is scaled down, but saved and copied at its own size.
 TEST(Window, ShowsAPictureToFit)
 {
     TestWindow window;
@@ -76,7 +76,7 @@ TEST(ImplicitWindow, LivesThroughTheHandlerThatClosesIt)
         auto* timer = w.Add<Timer>("Timer");
         timer->Action = [&w, &window, &aliveInHandler] {
             w.Close();
-            Application().DoEvents(); // a handler that goes on, and even runs events
+            Application().DoEvents(); // a handler that continues, and even runs events
             aliveInHandler = !window.expired() && w.log.back() == "window close";
         };
         timer->Period(1);

@@ -3,9 +3,9 @@
 //
 //   fuzz_settings FOLDER-OF-SEEDS SECONDS [EXECUTIONS [RANDOM-SEED]]
 //
-// Every seed is run as it is, then mutations until the time or the count is used up. Mutations that the target takes
-// (result 0) become starting points themselves. The input at work always lies in the file "fuzz-input", so it is left
-// behind by a crash, and by ten seconds without a result, which end the process too.
+// Every seed is run unchanged, then mutations until the time or the count is reached. Mutations that the target accepts
+// (result 0) become seeds themselves. The present input is always in the file "fuzz-input", which remains after a
+// crash, and after ten seconds without a result, which end the process too.
 #include <algorithm>
 #include <chrono>
 #include <cstdint>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The reader of saved settings, from the bytes of a file to a session that runs with them.
 //
-// Bytes that don't parse are refused by every door. Bytes that parse are opened in a session over devices in memory;
-// whatever they held, the session then tells settings that it takes again, and that stay the same from then on.
+// Bytes that do not parse are rejected by every function. Bytes that parse are opened in a session with simulated
+// devices; whatever they contain, the session then returns settings that it accepts again and that no longer change.
 #include "platform/atoms/TaggedItems.h"
 #include "platform/atoms/UserData.h"
 #include "platform/compression/ImageDescription.h"
@@ -25,7 +25,7 @@ void Require(bool holds)
         std::abort();
 }
 
-// Two standards, three formats, and an automatic control that makes another one inactive.
+// Two standards, three formats, and an automatic control that disables another one.
 class FuzzCamera : public grabbertest::TestCamera {
 public:
     FuzzCamera(const std::string& identity, TestCamera*& newest) : TestCamera(identity.substr(6), newest)
@@ -77,7 +77,7 @@ SGComponent OpenSession()
     return session;
 }
 
-// Opens settings as the application does. False when they are refused.
+// Opens settings like the application does. Returns false if they are rejected.
 bool Restore(SGComponent session, std::span<const uint8_t> bytes, Address cell)
 {
     const Handle handle = NewHandle(0);

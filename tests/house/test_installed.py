@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What others get: the installed programs' documents, and the examples, built and run against the installed library."""
+"""The installation: documents of the programs, and the examples, built and run with the installed library."""
 
 import os
 import re
@@ -42,7 +42,7 @@ class Installed(unittest.TestCase):
             with self.subTest(program):
                 text = run(self.installed("bin", program), "--help")
                 page = run("gzip", "-dc", self.installed("share", "man", "man1", program + ".1.gz")).replace("\\-", "-")
-                # The help of some programs leaves itself out.
+                # The help of some programs does not list itself.
                 listed = set(re.findall(r"--[a-z][a-z-]*", text)) | {"--help"}
                 self.assertEqual(listed, set(re.findall(r"--[a-z][a-z-]*", page)) | {"--help"})
                 for code in re.findall(r"^\.B (\d)$", page, re.MULTILINE):

@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The habits of this tree that a machine can check: licence lines, format, and documents that tell the truth about
-files, presets and links."""
+"""Automatic checks of this tree: licence lines, format, and whether files, presets and links in documents exist."""
 
 import json
 import os
@@ -60,7 +59,7 @@ class Tree(unittest.TestCase):
         self.assertEqual(sorted(name for name in set(names) if names.count(name) > 1), [])
 
     def test_includes_go_by_the_include_path(self):
-        """A path that climbs would get round the rule of who may include whom."""
+        """A path with ".." would evade the rule which module may include which."""
         climbing = [path for path in files(".cpp", ".h") if re.search(r'^\s*#\s*include "[^"]*\.\./', text(path), re.MULTILINE)]
         self.assertEqual(climbing, [])
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The V4L2 code on the kernel's virtual video driver: what other tests have from simulated drivers comes from a real
-// one here, at small sizes and rates, as the machine is an emulated one. The driver's own controls bring the faults
-// about.
+// The V4L2 code with the kernel's virtual video driver instead of simulated drivers, at small sizes and rates, since
+// the machine is emulated. The driver's own controls cause the faults.
 #include "platform/digitizer/v4l2/V4L2Camera.h"
 #include "platform/digitizer/v4l2/V4L2List.h"
 #include "platform/drawing/PixelFormat.h"
@@ -27,7 +26,7 @@ std::shared_ptr<V4L2System> Kernel()
     return V4L2System::Current();
 }
 
-/// The driver's nodes that are there now: first the one with all kinds of input, then that of several planes.
+/// The driver's present nodes: first the one with all kinds of inputs, then the one with several planes.
 std::vector<int> Nodes()
 {
     std::vector<int> nodes;
@@ -45,7 +44,7 @@ template <typename Condition> bool Await(Condition condition)
     return condition();
 }
 
-/// Detaches the driver from its devices, or attaches it, and waits for the nodes to go or come.
+/// Unbinds the driver from its devices, or binds it, and waits until the nodes disappear or appear.
 void Attach(bool attached)
 {
     std::ofstream(attached ? "/sys/bus/platform/drivers/vivid/bind" : "/sys/bus/platform/drivers/vivid/unbind")
@@ -148,7 +147,7 @@ int WorstOfBars(const std::vector<std::array<int, 3>>& bars, bool grey)
     return worst;
 }
 
-/// Takes one picture of a device in a pixel format of the kernel's, and judges its colors.
+/// Captures one picture of a device in a pixel format of the kernel and checks its colours.
 int WorstOfFormat(const std::shared_ptr<V4L2Device>& device, uint32_t pixelFormat, FourCharCode format)
 {
     CaptureFormat wanted = kSmall;
@@ -251,7 +250,7 @@ TEST_F(Vivid, HasControlsOfAllKinds)
     for (const ImageControl& control : digitizer->Controls())
         for (const char* other : {"String", "Bitmask", "U32 1 Element Array", "Area"})
             EXPECT_NE(control.name, other);
-    // What somebody else changes, with and without frames coming.
+    // Changes by another program, with and without frames arriving.
     const auto gain = [this] {
         const auto all = digitizer->Controls();
         return *std::ranges::find(all, "Gain", &ImageControl::name);
@@ -287,7 +286,7 @@ TEST_F(Vivid, StartsAfterACallHasFailed)
 {
     for (const char* call : {"REQBUFS", "QBUF", "STREAMON"}) {
         driver->Set("Inject VIDIOC_" + std::string(call) + " Error", 0);
-        digitizer->Start(frames_); // opens the device anew where the first attempt has failed
+        digitizer->Start(frames_); // opens the device again after the first attempt has failed
         EXPECT_TRUE(MoreFrames(1)) << call << ": " << digitizer->Reason();
         digitizer->Stop();
     }

@@ -25,7 +25,7 @@ TESTS = pathlib.Path(__file__).resolve().parent
 GUEST_SECONDS = 420
 HUNG_SECONDS = 1500
 PACKAGES = ("linux-image-amd64", "busybox-static")
-# What the guest needs before it sees the host's files.
+# What the guest needs before it can access the host's files.
 MODULES = ("virtio_pci", "9pnet_virtio", "9p", "overlay")
 OPTIONS = "console=ttyS0 quiet panic=-1 mitigations=off nokaslr no_timer_check audit=0 random.trust_cpu=on tsc=reliable"
 SERIAL = "serial.log"

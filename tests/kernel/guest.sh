@@ -1,7 +1,7 @@
 #!/bin/bash
 # SPDX-License-Identifier: MIT
-# The guest's process 1, once its file systems are in place: starts what a machine runs, then the tests, and leaves their
-# exit code in the folder that guest and host share. It must not end but by switching the machine off.
+# The guest's process 1, once its file systems are mounted: starts the usual services, then the tests, and writes their
+# exit code to the folder that guest and host share. It must only end by shutting down the machine.
 export PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 HOME=/root
 export PYTHONDONTWRITEBYTECODE=1 KERNEL_OUT=/velmora/out
 tests=$(dirname "$0")

@@ -1,6 +1,6 @@
 #!/bin/busybox sh
 # SPDX-License-Identifier: MIT
-# The guest's first program: mounts the host's root read-only with a file system in memory over it, and goes on there.
+# The guest's first program: mounts the host's root read-only with a file system in memory over it, and continues there.
 busybox=/bin/busybox
 $busybox mkdir -p /proc /lower /upper /new
 $busybox mount -t proc proc /proc

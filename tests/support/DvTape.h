@@ -11,7 +11,7 @@
 
 namespace test {
 
-/// The sound of any file as another decoder hears it: 16-bit samples, both channels in turn.
+/// The sound of a file, decoded by an independent decoder: 16-bit samples, interleaved.
 inline std::vector<int16_t> SoundOf(const std::string& path)
 {
     const auto pcm = OutputOf("ffmpeg -v error -y -i " + path + " -map 0:a:0 -ac 2 -f s16le " + path + ".pcm").empty()
@@ -62,8 +62,8 @@ inline void WritePacks(std::vector<uint8_t>& frame, const std::optional<platform
     }
 }
 
-/// DV as a camcorder sends it: moving interlaced pictures, and on each channel a tone of its own that rises all the
-/// time, so that any piece of it tells its place.
+/// DV as sent by a camcorder: moving interlaced pictures, and on each channel a different tone whose pitch rises, so
+/// that any part of it shows its position.
 struct Tape {
     TemporaryFolder folder;
     std::string path;

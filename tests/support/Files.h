@@ -13,7 +13,7 @@
 
 namespace test {
 
-/// A folder that goes with its owner.
+/// A temporary folder that is removed by the destructor.
 class TemporaryFolder {
 public:
     TemporaryFolder()
@@ -45,7 +45,7 @@ inline void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-/// What a shell command writes, errors included.
+/// The output of a shell command, including standard error.
 inline std::string OutputOf(const std::string& command)
 {
     const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(("{ " + command + "; } 2>&1").c_str(), "r"), pclose);
@@ -55,7 +55,7 @@ inline std::string OutputOf(const std::string& command)
     return output;
 }
 
-/// A name in the form in which a shell takes it as one word.
+/// A name quoted for the shell.
 inline std::string Quoted(const std::string& name)
 {
     std::string quoted = "'";

@@ -13,7 +13,7 @@
 #include <optional>
 #include <vector>
 
-/// What is kept of a delivered frame.
+/// What is stored of a delivered frame.
 struct SeenFrame {
     std::optional<uint32_t> number = std::nullopt; ///< read from the picture
     bool flash = false;
@@ -60,7 +60,7 @@ public:
         changed.notify_all();
     }
 
-    /// False when half a minute passes without so many frames, or a failure, in all.
+    /// Returns false if there are not that many frames, or a failure, within half a minute.
     bool WaitFor(size_t frames)
     {
         return Wait([=, this] { return seen.size() >= frames; });
@@ -79,7 +79,7 @@ public:
         const std::lock_guard lock(mutex);
         return seen;
     }
-    /// The bytes of the frame that came last.
+    /// The bytes of the last frame.
     std::vector<uint8_t> Last() const
     {
         const std::lock_guard lock(mutex);

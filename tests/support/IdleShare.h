@@ -4,8 +4,8 @@
 #include <fstream>
 #include <string>
 
-/// How much of the processors' time nobody used since this was made. On a machine without any left, devices that are
-/// programs themselves are late, and times say nothing of the code under test.
+/// The share of idle processor time since this was created. On a fully loaded machine simulated devices, which are
+/// programs themselves, are late, and times say nothing about the code under test.
 class IdleShare {
 public:
     bool HadTime() const

@@ -9,7 +9,7 @@
 
 namespace test {
 
-/// A tape deck as AV/C describes it: a transport with a protect tab, and the ways in which real decks answer badly.
+/// A tape deck according to AV/C: a transport with a protect tab, and the faulty responses of real decks.
 class SimulatedDeck {
 public:
     enum class Manner { Prompt, InterimThenLate, OnlyInterim, LosesFirstCommand, Silent, AnswersOthersFirst };

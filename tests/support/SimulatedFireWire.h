@@ -29,7 +29,7 @@ struct FireWireNode {
     uint32_t plug = 0x8000'007A;       ///< oPCR: online, channel 0, S100, 122 quadlets
     bool refusesConnections = false;
 
-    std::vector<uint8_t> subunits{0x20}; ///< types and numbers, told on inquiry
+    std::vector<uint8_t> subunits{0x20}; ///< types and numbers, returned on inquiry
     SimulatedDeck deck;
     int64_t silentUntil = 0; ///< still starting up: takes commands but answers none
     int64_t answerDelay = 0; ///< nanoseconds; 0: the answer comes during the write
@@ -42,7 +42,7 @@ struct FireWireNode {
     double clockError = 0;                                   ///< of its frame rate, parts per million
     std::function<bool(uint64_t frame, size_t packet)> loses;
 
-    /// What goes on inside the device, with each cycle of the bus.
+    /// Called in each cycle of the bus, to simulate the device.
     std::function<void(FireWireNode&)> runs;
 
     /// The bus's own: how far it has sent, and what became of its connection.
@@ -74,7 +74,7 @@ void MakeDeck(FireWireNode& node, const std::vector<std::vector<uint8_t>>& tape,
 /// A reset gives the nodes other numbers, empties the books of channels and bandwidth, and ends the connections of
 /// plugs that are not renewed within a second.
 ///
-/// Time goes by in `Advance` only, unless the bus runs in real time. One bus may exist at a time.
+/// Time only advances in `Advance`, unless the bus runs in real time. One bus may exist at a time.
 class SimulatedFireWire {
 public:
     static constexpr int kBandwidth = 4915;
@@ -92,8 +92,8 @@ public:
 
     FireWireNode* Find(uint64_t guid);
 
-    /// Lets time go by. Each batch of packets is waited for until its receiver has taken it, with the clock standing at
-    /// the time at which the batch was complete.
+    /// Advances the time. Waits until the receiver has taken each batch of packets; meanwhile the clock stays at the
+    /// time at which the batch was complete.
     void Advance(int64_t nanoseconds);
     void RunInRealTime();
 

@@ -16,7 +16,7 @@ namespace test {
 
 using namespace platform;
 
-/// An IIDC camera in memory, alone on its bus, which may be unplugged and plugged in again. Set up before it is opened.
+/// A simulated IIDC camera, alone on its bus, which can be disconnected and reconnected. Set it up before it is opened.
 struct SimulatedIIDCCamera : IIDCBus, IIDCCamera, std::enable_shared_from_this<SimulatedIIDCCamera> {
     struct Frame {
         std::vector<uint8_t> bytes;
@@ -41,7 +41,7 @@ struct SimulatedIIDCCamera : IIDCBus, IIDCCamera, std::enable_shared_from_this<S
     Frame taken;
     UniqueFD readable{eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC | EFD_SEMAPHORE)};
 
-    /// Lets a frame arrive once the camera has started so many times; false after ten seconds.
+    /// Delivers a frame once the camera has started that many times. Returns false after ten seconds.
     bool Emit(Frame frame, int startsBefore = 1)
     {
         std::unique_lock lock(mutex);

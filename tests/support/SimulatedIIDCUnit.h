@@ -20,7 +20,7 @@ public:
     explicit SimulatedIIDCUnit(SimulatedFireWire& bus);
     ~SimulatedIIDCUnit();
 
-    /// A frame of the present mode that was complete at that time of the day; false when the ring is full.
+    /// Delivers a frame of the present mode, complete at that time of day. Returns false if the buffers are full.
     bool Emit(uint64_t microseconds);
 
     std::map<uint64_t, uint32_t> registers; ///< by offset from the camera's command registers

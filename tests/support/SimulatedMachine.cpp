@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A machine with a deck on FireWire, for a program that knows nothing of it: what it links before the libraries is a
-// bus that runs in real time. The tape has three seconds with a new recording after two; where `VELMORA_ENDLESS_TAPE`
+// A machine with a deck on FireWire, for an unmodified program: instead of the libraries' functions it links a bus that
+// runs in real time. The tape has three seconds with a new recording after two; where `VELMORA_ENDLESS_TAPE`
 // is set, it plays on for ever already.
 #include "platform/dv/FireWireUnits.h"
 #include "support/DvTape.h"

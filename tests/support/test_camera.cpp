@@ -83,7 +83,7 @@ public:
         CompressBackgrounds(options);
     }
 
-    /// Writes a frame and tells its size; 0 when the buffer is too small.
+    /// Writes a frame and returns its size; 0 if the buffer is too small.
     size_t Draw(uint32_t number, bool flash, std::span<uint8_t> target)
     {
         auto& picture = flash ? white : plain;
@@ -96,7 +96,7 @@ public:
         }
         DrawPatternFrame(SurfaceOf(picture), number, flash);
         auto& compressed = flash ? *whiteJpeg : *jpeg;
-        // The stripes above stay as they are: only digits and cells are compressed anew.
+        // The stripes above do not change: only digits and cells are compressed again.
         const int firstRow = height * 5 / 8 / SplicedJpeg::kRowHeight;
         const int lastRow = (height * 26 / 30 + SplicedJpeg::kRowHeight - 1) / SplicedJpeg::kRowHeight;
         const size_t rowSize = static_cast<size_t>(width) * 2 * SplicedJpeg::kRowHeight;

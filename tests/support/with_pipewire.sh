@@ -41,7 +41,7 @@ context.objects = [
                object.linger = true } }
 ]
 CONF
-# The machine's own devices are none of a test's business, and looking for them wants a system bus. The session manager
+# Tests must not use the machine's own devices, and searching for them needs a system bus. The session manager
 # reads this in Lua up to its version 0.4, and in another form from 0.5 on.
 [ -n "${WITH_HARDWARE:-}" ] || cat >"$wireplumber/main.lua.d/90-enable-all.lua" <<'LUA'
 load_module("metadata")

@@ -204,8 +204,8 @@ class Velmora:
         return self.screen.output(reader, self.screen.memory, *map(str, arguments)).split()
 
     def watch_pattern(self, seconds, frames):
-        """Each frame number as it appears, with the milliseconds for which nobody had looked before it, until they span
-        so many frames."""
+        """Each frame number as it appears, with the milliseconds since the previous look, until they span that many
+        frames."""
         words = self.read_pattern(seconds, "looks", frames)
         return list(zip(map(int, words[::2]), map(float, words[1::2])))
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Reads the Test Pattern from a part of a screen kept in a file (Xvfb's -fbdir).
 //
-//   read_pattern FILE X Y WIDTH HEIGHT          the frame number, then what stands in the four corners, one a line
+//   read_pattern FILE X Y WIDTH HEIGHT          the frame number, then the content of the four corners, one per line
 //   read_pattern FILE X Y WIDTH HEIGHT SECONDS  every frame number as it appears, one a line
 //   read_pattern FILE X Y WIDTH HEIGHT SECONDS looks [FRAMES]   the same, and behind each the longest time in
 //                                               milliseconds for which this program did not look since the number

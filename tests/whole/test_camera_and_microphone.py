@@ -22,7 +22,7 @@ def check(condition, what):
 
 
 def idle_share():
-    """The share of the processors' time that nobody used, as a function of the moment at which to stop."""
+    """Returns a function that gives the share of idle processor time from now until it is called."""
     def read():
         with open("/proc/stat", encoding="ascii") as file:
             times = [int(word) for word in file.readline().split()[1:9]]
@@ -33,7 +33,7 @@ def idle_share():
 
 def check_each_frame_once(*options):
     """Reads the numbers of frames from the screen. For each one that is missing the trace must give a reason that is
-    nobody's fault on a busy machine: the program was behind and said so, or the frame was up and nobody looked."""
+    acceptable on a busy machine: the program was behind and counted it, or the frame was shown but not looked at."""
     with contextlib.closing(Screen(reach_session=True)) as screen:
         trace = FrameTrace(screen)
         with Camera(PROGRAMS, *options, "--log", trace.made):

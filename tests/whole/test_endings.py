@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Ends that nobody plans while a movie is being recorded: the window closed, the program told to quit, a signal, a
+"""Unplanned ends while a movie is being recorded: the window closed, the program asked to quit, a signal, a
 display server that dies, a process killed. Each time other people's tools judge the movie."""
 
 import os

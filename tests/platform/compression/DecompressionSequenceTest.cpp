@@ -248,7 +248,7 @@ TEST_F(Sequence, BadArgumentsGiveCodes)
     }
 }
 
-// A device may change its frames while a caller goes on with the sequence that it began: what the grabber tells about
+// A device may change its frames while a caller continues with its sequence: what the grabber reports about
 // a frame is believed, and the picture keeps its place.
 TEST_F(Sequence, ShowsFramesThatChangedUnderIt)
 {

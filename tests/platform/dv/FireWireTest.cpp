@@ -257,7 +257,7 @@ TEST_F(FireWireTest, EachPlugIsConnectedAsItAllowsOrRefusedInWords)
     }
 }
 
-// Plugging anything resets the bus: frames go on, on another channel where somebody was quicker.
+// Connecting any device resets the bus: frames continue, on another channel if another device has taken the old one.
 TEST_F(FireWireTest, FramesGoOnThroughBusResets)
 {
     for (const bool localMayBeOpened : {true, false}) {
@@ -421,7 +421,7 @@ TEST_F(FireWireTest, ListsWhatSendsDvUnderItsName)
     }
 }
 
-// Meanwhile nobody waits for it.
+// Meanwhile nothing waits for it.
 TEST_F(FireWireTest, ADeckThatStartsUpIsAskedAgain)
 {
     constexpr uint64_t guid = kGuid + 1000; // what is known of the others is kept

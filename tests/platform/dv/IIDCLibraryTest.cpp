@@ -165,7 +165,7 @@ TEST_F(IIDCLibraryTest, CountsWhatAFullRingLost)
     for (uint32_t i = 3; i < 3 + 7; ++i)
         EXPECT_EQ(take(), i);
     emit();
-    EXPECT_EQ(take(), 9U + 1 + 5) << "five were lost while the ring was full";
+    EXPECT_EQ(take(), 9U + 1 + 5) << "five were lost while the buffers were full";
 }
 
 TEST_F(IIDCLibraryTest, UnpluggingLeavesNothingBehind)

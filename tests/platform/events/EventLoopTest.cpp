@@ -103,7 +103,7 @@ TEST_F(EventLoopTest, MayRemoveItselfAndOthersInItsCallback)
     EXPECT_EQ(fired, (std::vector<int32_t>{1, 3}));
 }
 
-// A callback that runs a loop of its own holds repeating timers up and puts the others off.
+// A callback that runs its own event loop stops repeating timers and defers the others.
 TEST_F(EventLoopTest, NeverFiresInsideACallback)
 {
     actions[1] = [](EventLoopTimer timer) {

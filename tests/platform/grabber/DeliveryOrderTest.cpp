@@ -110,7 +110,8 @@ TEST_F(DeliveryOrderTest, SoundIsHandedOverUntouched)
         ASSERT_EQ(samples[i], static_cast<uint16_t>(samples[i - 1] + 1)) << i;
 }
 
-// A microphone that falls silent holds a frame up once, then silence stands in for it, and its return finds its place.
+// A microphone that stops sending delays one frame, then silence replaces it; when it resumes, its sound is in sync
+// again.
 TEST_F(DeliveryOrderTest, SilenceStandsInForAMissingMicrophone)
 {
     StartBoth();

@@ -25,7 +25,7 @@ TEST(AddressSpace, BlocksAreZeroedAlignedAndBounded)
         EXPECT_EQ(BytesFrom(static_cast<Address>(block.Get() + size)), 0) << size;
         std::ranges::fill(block.Bytes(), uint8_t{0xAA});
     }
-    // A block that is used again is zeroed again.
+    // A reused block is zeroed again.
     EXPECT_EQ(Peek<uint64_t>(OwnedBlock(4096).Get()), 0U);
 }
 
@@ -58,7 +58,7 @@ TEST(AddressSpaceDeathTest, ACheckedBuildCatchesAReadPastTheEnd)
 }
 #endif
 
-// Blocks of random sizes keep what was written into them while others come and go, on several threads.
+// Blocks of random sizes keep their content while others are allocated and freed, on several threads.
 TEST(AddressSpace, BlocksNeverOverlap)
 {
     const int64_t before = BytesInUse();

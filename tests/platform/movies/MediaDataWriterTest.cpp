@@ -170,7 +170,7 @@ TEST(MovieStorage, AFrameThatTheBufferCannotHoldRepeatsTheOneBefore)
     const MovieStorageStatus status = movie.storage.Status();
     EXPECT_GE(status.framesLost, 12);
     EXPECT_LE(status.waitingBytes, 9 * kMegabyte);
-    EXPECT_EQ(movie.storage.Contents().tracks[0].duration, 20 * 20) << "time goes on";
+    EXPECT_EQ(movie.storage.Contents().tracks[0].duration, 20 * 20) << "time advances";
     EXPECT_EQ(movie.storage.Contents().tracks[0].samples, 20);
     disk.stallEnds.set_value();
     EXPECT_EQ(movie.Finish(), noErr);

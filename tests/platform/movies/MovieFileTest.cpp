@@ -284,7 +284,7 @@ TEST_F(MovieFile, ReachesPastFourGigabytes)
     TrackContents& track = movie.tracks[0];
     track.width = Long2Fix(64);
     track.height = Long2Fix(48);
-    // Ten frames with holes between them, which take no room on the disk.
+    // Ten frames with holes between them, which take no space on the disk.
     Bytes all;
     int64_t position = kFileHeadSize;
     for (int i = 0; i < 10; ++i) {
@@ -314,7 +314,7 @@ TEST_F(MovieFile, HoldsMoreSoundThan32BitsCount)
     ASSERT_EQ(CreateOutputFile(path, false, 0, file), noErr);
     MovieContents movie = MovieOfOneTrack(kSoundMediaType, 48000, SoundRecord("raw ", 1, 8, 48000));
     TrackContents& track = movie.tracks[0];
-    // 26 hours of nothing, which take no room on the disk, and then half a second of something.
+    // 26 hours of nothing, which take no space on the disk, and then half a second of sound.
     constexpr int64_t kRun = 1000000;
     int64_t position = kFileHeadSize;
     const int64_t frames = int64_t{26} * 3600 * 48000 + 24000;

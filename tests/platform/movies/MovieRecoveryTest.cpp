@@ -105,7 +105,7 @@ protected:
         return RecoverMovie(folder / "cut.mov", "", found, written);
     }
 
-    // What the boxes of a recording of 62 frames have told, up to each of them.
+    // What the boxes of a recording of 62 frames contain, up to each of them.
     const std::vector<unsigned> frames = {1, 1, 14, 26, 38, 50, 62, 62};
     const std::vector<unsigned> sounds = {0, 1, 13, 25, 37, 49, 61, 62};
 

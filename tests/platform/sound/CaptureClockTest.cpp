@@ -48,7 +48,7 @@ TEST(CaptureClock, CountsWhatIsMissing)
     clock.Skip(2400, 48000);
     EXPECT_EQ(take().framesLost, 0U);
 
-    now += 20 * kMillisecond; // too short to be told from scatter, but for an interruption that is known
+    now += 20 * kMillisecond; // too short to be distinguished from jitter, unless an interruption is known
     clock.Interrupt();
     stamp = take();
     EXPECT_EQ(stamp.framesLost, 960U);
@@ -72,7 +72,7 @@ TEST(CaptureClock, ALatencyThatSettlesIsNoLoss)
     }
 }
 
-// A machine that is held up measures late, now a little and now much: nothing was lost, and nothing steps.
+// A busy machine measures late, sometimes a little and sometimes much: nothing was lost, and the stamps do not jump.
 TEST(CaptureClock, LateMeasurementsMoveNothing)
 {
     CaptureClock clock;

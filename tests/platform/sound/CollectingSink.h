@@ -8,7 +8,7 @@
 #include <mutex>
 #include <vector>
 
-/// Keeps what a source delivers, and lets the test wait for it.
+/// Collects what a source delivers, and waits for it.
 class CollectingSink : public platform::SoundSink {
 public:
     struct Buffer {
@@ -31,7 +31,7 @@ public:
 
     void SoundFailed(platform::Result) override { ++failures; }
 
-    /// Waits until `enough` holds of the buffers so far and gives them; gives up after ten seconds.
+    /// Waits until `enough` is true for the buffers so far, ten seconds at most, and returns them.
     template <typename Condition> std::vector<Buffer> WaitFor(Condition enough)
     {
         std::unique_lock lock(mutex);

@@ -19,7 +19,7 @@ constexpr double kTone = 997;
 constexpr double kAmplitude = 16000;
 constexpr int64_t kStart = 1000 * kNanosecondsPerSecond;
 
-/// A source with a crystal of its own that plays a steady tone: sample n is taken at n / (rate * (1 + error)).
+/// A source with its own crystal that plays a steady tone: sample n is captured at n / (rate * (1 + error)).
 struct DriftingSource {
     double error = 0;
     double jitter = 0; ///< seconds by which stamps scatter
@@ -54,7 +54,7 @@ std::vector<double> SamplesOf(const CapturedSound& sound)
     return samples;
 }
 
-/// What remains of sound when its best fitting tone of that frequency is taken away, against the tone.
+/// The residual of sound after subtracting its best fitting tone of that frequency, relative to the tone.
 double NoiseShare(std::span<const double> samples, double frequency)
 {
     double sine = 0;
@@ -72,7 +72,7 @@ double NoiseShare(std::span<const double> samples, double frequency)
 
 } // namespace
 
-// Ten hours of a crystal that is 100 millionths off, with stamps that scatter: the line of samples stays on the clock.
+// Ten hours of a crystal that is 100 ppm off, with jitter of the stamps: the samples stay synchronised with the clock.
 TEST(DriftCorrection, StaysOnTheClockForTenHours)
 {
     DriftCorrection recovery;
@@ -93,7 +93,7 @@ TEST(DriftCorrection, StaysOnTheClockForTenHours)
     EXPECT_NEAR(recovery.Correction(), -1e-4, 3e-5);
 }
 
-// A steady tone stays one, also where the resampling begins: no step from sample to sample, no noise.
+// A steady tone is not changed, even where the resampling starts: no step from sample to sample, no noise.
 TEST(DriftCorrection, ToneStaysPure)
 {
     for (const double error : {-3e-4, 3e-4}) {
@@ -113,7 +113,7 @@ TEST(DriftCorrection, ToneStaysPure)
     }
 }
 
-// Samples of 24 bits go through the resampler as those of 16 do.
+// 24-bit samples are resampled like 16-bit ones.
 TEST(DriftCorrection, Resamples24Bits)
 {
     DriftingSource source{.error = 3e-4};
@@ -133,7 +133,7 @@ TEST(DriftCorrection, Resamples24Bits)
     EXPECT_NE(wide.Correction(), 0);
 }
 
-// A source that agrees with the clock is passed on bit for bit, and a gap begins a line of its own.
+// Sound that agrees with the clock is passed on unchanged, and a gap starts a new segment.
 TEST(DriftCorrection, LeavesExactSourcesAlone)
 {
     DriftCorrection recovery;

@@ -165,7 +165,7 @@ TEST_F(PulseAudio, ScalesItsVolumesTogetherAndTellsWhyItIsSilent)
 
     const auto volumes = [] { return OutputOf("pactl get-source-volume quad | grep -o '[0-9]*%' | tr '\n' ' '"); };
     std::system("pactl set-source-volume quad 100% 50% 100% 25%");
-    // Newer servers leave the volumes of such a source as they are, whoever sets them.
+    // Newer servers ignore changes to the volumes of such a source.
     if (volumes() != "100% 100% 100% 100% ") {
         double gain = 0;
         EXPECT_TRUE(Await([&] { return source->GetGain(gain) == noErr && gain == 1; }));
@@ -186,7 +186,7 @@ TEST_F(PulseAudio, ScalesItsVolumesTogetherAndTellsWhyItIsSilent)
     EXPECT_TRUE(Await([&] { return source->Reason() == "Quad is not connected."; }));
 }
 
-// A server that stands still sends nothing, and says nothing of it either.
+// A stopped server sends nothing and reports no failure.
 TEST_F(PulseAudio, ASourceThatSendsNothingHasFailed)
 {
     const auto source = OpenSoundSource(kMonitor);

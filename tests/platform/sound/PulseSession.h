@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// A command of the test's own, killed with the object.
+/// A command that is killed by the destructor.
 class ChildProcess {
 public:
     explicit ChildProcess(const std::string& command) : pid(fork())
@@ -30,7 +30,7 @@ private:
     const pid_t pid;
 };
 
-/// Looks until something is so; false after ten seconds.
+/// Waits until a condition is true. Returns false after ten seconds.
 inline bool Await(const std::function<bool()>& isSo)
 {
     for (int i = 0; i < 1000; ++i, usleep(10000)) {
@@ -40,8 +40,8 @@ inline bool Await(const std::function<bool()>& isSo)
     return false;
 }
 
-/// A sound server of the test's own: a session with one sink ("test-sink") and, over it, a PulseAudio interface that
-/// the test may end and start again. The environment of the test process points to it.
+/// A sound server for the test: a session with one sink ("test-sink") and a PulseAudio interface that the test may stop
+/// and start again. The environment of the test process points to it.
 class PulseSession {
 public:
     static bool IsInstalled()
@@ -78,7 +78,7 @@ public:
         });
     }
 
-    /// Stops the server's process, or lets it go on.
+    /// Stops the server's process, or continues it.
     void HoldServer(bool held) { server->Signal(held ? SIGSTOP : SIGCONT); }
 
     void KillServer()
