@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Builds Velmora and starts it, installing first what is missing. On a machine without a display it runs on a screen in
-# memory: there it records five seconds of the live picture with real clicks and tells where movie and screenshot are.
+# Installs missing packages, builds Velmora and starts it. Without a display it runs on a virtual one, records five seconds
+# of the live picture with real clicks, and says where movie and screenshot are.
 set -eu
 cd "$(dirname "$0")"
 

@@ -1,9 +1,9 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Builds Velmora and runs its tests, installing first what is missing. What follows the first option goes to ctest.
-#   ./test.sh              every test, as users run the program
-#   ./test.sh --sanitize   all but the whole program's, under AddressSanitizer and UndefinedBehaviorSanitizer
-#   ./test.sh --threads    the rooms that own threads, under ThreadSanitizer
+# Installs missing packages, builds Velmora and runs its tests. Arguments after the first option are passed to ctest.
+#   ./test.sh              all tests, in the build that users get
+#   ./test.sh --sanitize   all but those of the whole program, under AddressSanitizer and UndefinedBehaviorSanitizer
+#   ./test.sh --threads    the modules that own threads, under ThreadSanitizer
 #   ./test.sh --kernel     the programs on real drivers, in an emulated machine with Debian's own kernel
 set -eu
 cd "$(dirname "$0")"
@@ -27,7 +27,7 @@ case ${1:-} in
         # The test of a killed recording forks.
         export TSAN_OPTIONS="suppressions=$PWD/tests/support/thread-sanitizer.supp die_after_fork=0"
         set -- --tests-regex '^platform/(digitizer|sound|movies|dv|grabber|compression)$' "$@"
-        # The sanitizer of this compiler finds no place beside a kernel that scatters memory widely.
+        # This compiler's sanitizer fails with a kernel that randomizes addresses widely.
         setarch --addr-no-randomize true 2>/dev/null && runner="setarch --addr-no-randomize"
         ;;
     --kernel)
@@ -45,8 +45,7 @@ export NINJA_STATUS="[%f of %t, %es] "
 cmake --preset "$preset" -D VELMORA_WARNINGS_AS_ERRORS=ON
 ninja -C "build/$preset"
 
-# What tests leave behind, even those that are cut off, goes with this folder. Its path is short because sockets are
-# made in it.
+# Removed at the end with everything that tests leave behind. The path is short because sockets are created in it.
 TMPDIR=$(mktemp -d /tmp/velmora-tests.XXXXXX)
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# `cmake --install`: the programs with what a desktop wants to know of them, and the library for programs of others.
+# `cmake --install`: the programs with their desktop files, and the library for other programs.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -14,7 +14,7 @@ foreach(size 16 32 48 128 256)
           COMPONENT runtime)
 endforeach()
 
-# The date of a release is in the change log alone.
+# The date of a release is only in the change log.
 file(STRINGS CHANGELOG.md release_line REGEX "^## ${PROJECT_VERSION} " LIMIT_COUNT 1)
 string(REGEX MATCH "[0-9]+-[0-9]+-[0-9]+" RELEASE_DATE "${release_line}")
 if(NOT RELEASE_DATE)
@@ -28,7 +28,7 @@ install(FILES ${CMAKE_BINARY_DIR}/packaging/${metainfo} DESTINATION ${CMAKE_INST
 
 install(FILES packaging/70-velmora-firewire.rules DESTINATION lib/udev/rules.d COMPONENT runtime)
 
-# Manual pages list the options that the programs have, and are installed compressed, as every distribution wants them.
+# Manual pages list the options as printed by the programs, and are installed compressed, as distributions require.
 set(OPTIONS @OPTIONS@)
 foreach(page velmora velmora-record velmora-recover)
   set(manual ${CMAKE_BINARY_DIR}/packaging/${page}.1)
@@ -69,7 +69,7 @@ foreach(header ${velmora_public_headers})
 endforeach()
 install(FILES ${CMAKE_BINARY_DIR}/generated/Version.h DESTINATION ${headers} COMPONENT development)
 
-# What a program that links the archive needs as well.
+# The libraries that a program needs with the archive.
 set(VELMORA_MODULES libavcodec libavutil libswscale libswresample libturbojpeg libpulse libpipewire-0.3 libudev)
 set(VELMORA_LIBRARIES -lyuv)
 if(VELMORA_AVC AND raw1394_FOUND)
@@ -93,7 +93,7 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/packaging/VelmoraConfigVers
 install(FILES ${CMAKE_BINARY_DIR}/packaging/VelmoraConfig.cmake
               ${CMAKE_BINARY_DIR}/packaging/VelmoraConfigVersion.cmake
         DESTINATION ${package} COMPONENT development)
-# The file finds its prefix from its own place, so that the installed tree can be moved.
+# The prefix is relative to the file, so that the installed tree can be moved.
 file(RELATIVE_PATH VELMORA_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/velmora.pc.in ${CMAKE_BINARY_DIR}/packaging/velmora.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/packaging/velmora.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: MIT
-# `cpack` makes two Debian packages: velmora, the programs, and libvelmora-dev, the library. Use the preset `package`,
-# whose folders are those of Debian:
+# `cpack` creates two Debian packages: velmora, the programs, and libvelmora-dev, the library. Use the preset `package`,
+# which installs to Debian's folders:
 #   cmake --preset package && cmake --build build/package && cpack --config build/package/CPackConfig.cmake
 set(VELMORA_MAINTAINER "The Velmora developers <maintainers@velmora.org>"
     CACHE STRING "Maintainer of the packages: name and mail address")
 
-# What Debian wants beside the program: the copyright, the change log and a note about groups.
+# Files required by Debian: copyright, change log and a note about groups.
 execute_process(COMMAND date --utc --rfc-email --date=${RELEASE_DATE}T12:00Z OUTPUT_VARIABLE RELEASE_DATE_RFC
                 OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 set(changelog ${CMAKE_BINARY_DIR}/packaging/changelog.Debian)
@@ -44,22 +44,22 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "pipewire-pulse | pulseaudio, qt6-wayland")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Velmora shows the live picture of a camera and records it with its sound to a
-QuickTime movie. It is made for people who digitise tapes and who run
-laboratory and lecture cameras: no frame is lost unnoticed, sound stays in
-step for hours, and a recording survives a crash.
+QuickTime movie. It is made for people who digitise tapes or use laboratory
+and lecture cameras: no frame is lost unnoticed, sound stays synchronised for
+hours, and a recording survives a crash.
 .
-It takes webcams, capture cards, PipeWire cameras, IIDC cameras, and DV
-camcorders on FireWire. Two programs for the terminal record without a window
-and finish recordings that were cut off.")
+It supports webcams, capture cards, PipeWire cameras, IIDC cameras, and DV
+camcorders on FireWire. Two command-line programs record without a window and
+finish interrupted recordings.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvelmora-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "qt6-base-dev, libavcodec-dev, libavutil-dev, libswscale-dev, libswresample-dev, libturbojpeg0-dev, libyuv-dev, \
 libpulse-dev, libpipewire-0.3-dev, libudev-dev, libraw1394-dev, libiec61883-dev, libdc1394-dev")
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "This is the library that Velmora's windows are thin clients of: one control that shows
-a camera's live picture, records it with sound to a QuickTime movie, and has
-the settings of cameras, sound sources and compressors.
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "This is the library behind Velmora's windows: a control that shows a camera's
+live picture, records it with sound to a QuickTime movie, and manages the
+settings of cameras, sound sources and compressors.
 .
 This package contains the library, its headers, files for CMake and
 pkg-config, and examples.")

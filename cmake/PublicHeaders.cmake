@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# What of src/ a program that uses the library includes: these headers, and all that they include in their turn.
+# The public headers of the library: these, and all headers that they include.
 set(velmora_entry_headers
     capture/VelmoraCanvas.h
     framework/Application.h
@@ -14,7 +14,7 @@ set(velmora_entry_headers
     platform/movies/MovieRecovery.h
     platform/sound/SoundSource.h)
 
-# Sets `result` to the given headers with everything that they include from `folder`, as paths below it.
+# Sets `result` to the given headers and all headers that they include, as paths relative to `folder`.
 function(follow_includes result folder)
   set(found)
   set(open ${ARGN})

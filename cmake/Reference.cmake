@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# `ninja reference` writes the reference of the library with Doxygen; any warning fails it.
+# `ninja reference` creates the reference of the library with Doxygen; any warning is an error.
 find_program(DOXYGEN doxygen)
 if(DOXYGEN)
   list(TRANSFORM velmora_public_headers PREPEND ${CMAKE_SOURCE_DIR}/src/ OUTPUT_VARIABLE REFERENCE_INPUT)

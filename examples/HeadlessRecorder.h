@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Records a camera without a window on screen. The control needs a window to be part of, so there is one that is never
-// shown.
+// Records a camera without showing a window. The control must be part of a window, so there is one that is never shown.
 #pragma once
 
 #include <capture/VelmoraCanvas.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A family of cameras of the program's own: it appears in every list beside the real ones, and the control shows,
-// records and grabs from it. This one makes pictures of rising brightness; a real one would take them from a network or
-// an instrument. The program records it: own-camera SECONDS Movie.mov
+// A camera family implemented by the program. Its cameras are listed together with the real ones, and the control can
+// show, record and grab from them. This one generates pictures of increasing brightness; a real one would get them from
+// a network or an instrument. The program records it: own-camera SECONDS Movie.mov
 #include "HeadlessRecorder.h"
 
 #include <platform/digitizer/CameraDigitizer.h>
@@ -26,8 +26,8 @@ int64_t Now()
     return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
-/// The open camera. Its thread waits for the descriptor of `Waiting`, then calls `Take`; the state machine around that
-/// (start, silence, outages, coming back) is the library's.
+/// The open camera. The library's thread waits for the descriptor of `Waiting` and then calls `Take`; the library also
+/// implements the state machine around that: start, time-outs, outages and reconnection.
 class RisingGrey : public platform::CaptureDevice {
 public:
     std::vector<platform::CaptureFormat> Formats() override { return {kOnly}; }

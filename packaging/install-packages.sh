@@ -1,14 +1,14 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Installs the Debian packages that Velmora needs, in groups, and nothing when they are all there:
-#   build    what compiles it, and with it what it runs with
-#   screen   a screen of its own for a machine without one, and what works and judges a window on it
-#   test     the servers and players that tests work with and are judged by
-#   kernel   an emulated machine, and what works the devices in it
-#   bench    what benchmarks are held against
-#   check    what checks the code's format, and clang-tidy
-#   package  what makes and checks Debian packages, and the reference documentation
-# What will be installed and how much that is, is said first. Servers that come along are not started and not enabled.
+# Installs the Debian packages that Velmora needs, in groups; does nothing if all are installed:
+#   build    to compile it, including the libraries that it runs with
+#   screen   a virtual display, and programs that operate and check windows on it
+#   test     the servers and players used by the tests
+#   kernel   an emulated machine, and programs that use the devices in it
+#   bench    programs that the benchmarks compare with
+#   check    clang-format and clang-tidy
+#   package  to create and check Debian packages, and for the reference documentation
+# First says what will be installed and how large it is. Servers are installed, but neither started nor enabled.
 # Usage: packaging/install-packages.sh GROUP...
 set -eu
 
@@ -24,7 +24,7 @@ bench="gstreamer1.0-x"
 check="clang-format clang-tidy"
 package="dpkg-dev file lintian appstream desktop-file-utils librsvg2-bin man-db doxygen"
 
-# Services that these packages would enable for every user, as package:unit. The tests start servers of their own.
+# Services that these packages would enable for every user, as package:unit. The tests start their own servers.
 services="pipewire:pipewire.service pipewire:pipewire.socket pipewire-pulse:pipewire-pulse.service
     pipewire-pulse:pipewire-pulse.socket wireplumber:wireplumber.service"
 
@@ -78,7 +78,7 @@ LC_ALL=C apt-get install -o Debug::NoLocking=1 --assume-no --no-install-recommen
     grep -E 'newly installed|Need to get|disk space will be used|Installing:|Download size|Space needed' || true
 as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "$@"
 
-# As the packages' own scripts do it, and remembered over their updates.
+# Disabled like the packages' own scripts would, so that updates of the packages keep it.
 for service in $new_units; do
     unit=${service#*:}
     [ -e "/usr/lib/systemd/user/$unit" ] || continue
