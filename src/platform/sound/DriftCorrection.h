@@ -29,6 +29,7 @@ public:
     };
 
     DriftCorrection() : DriftCorrection(Settings()) {}
+    /// With other parameters of the control loop.
     explicit DriftCorrection(const Settings& settings) : settings(settings) {}
 
     /// Resets to the initial state, for another source.
