@@ -72,7 +72,7 @@ class Devices(unittest.TestCase):
         with Camera(PROGRAMS):
             back = process.stderr.readline()
             self.assertRegex(back, rb"the camera is back; it was disconnected for [0-9.]+ s")
-            wait_for("a line of it", 10, lambda: b"camera was away for" in process.stdout.readline())
+            wait_for("a line of it", 10, lambda: b"camera was disconnected for" in process.stdout.readline())
             process.terminate()
             lines, errors = process.communicate(timeout=30)
         self.assertEqual(process.returncode, 0, errors)
