@@ -15,7 +15,7 @@ public:
     /// The window whose control is adjusted; nil until set.
     Reference<MovieWindow> myParent;
 
-    // The window's controls, looked up by name at each call; nil for one that was never made.
+    /// The window's controls, looked up by name at each call; nil for one that was never made.
     Reference<framework::Slider> BrightnessSlider() const;
     Reference<framework::StaticText> BrightnessSText() const;
     Reference<framework::Timer> SetupTimer() const;

@@ -23,7 +23,7 @@ public:
     /// True once the sliders are set up; changes of a slider before that are not the user's.
     bool windowIsNotOpening = false;
 
-    // Members of the control arrays; the value labels have one more than there are features.
+    /// Members of the control arrays; the value labels have one more than there are features.
     Reference<framework::Slider> Slider1(int32_t index) const;
     Reference<framework::StaticText> StaticText1(int32_t index) const;
     Reference<framework::StaticText> StaticText2(int32_t index) const;

@@ -20,8 +20,8 @@ public:
     /// Forgets the instance at the end of the process.
     static void Release();
 
-    // The items that windows reach from code, looked up in the application's present menu bar at each call. Nil when
-    // the bar has no such item; without a bar at all the look-up raises `NilObjectException`.
+    /// The items that windows reach from code, looked up in the application's present menu bar at each call. Nil when
+    /// the bar has no such item; without a bar at all the look-up raises `NilObjectException`.
     static Reference<MenuItem> VideoDeviceMenu();
     static Reference<MenuItem> SoundDeviceMenu();
     static Reference<MenuItem> VideoEnabled();

@@ -18,7 +18,7 @@ public:
     /// The one window of this class; made and opened when there is none.
     static Reference<MovieWindow> Instance();
 
-    // The window's controls, looked up by name at each call; nil for one that was never made.
+    /// The window's controls, looked up by name at each call; nil for one that was never made.
     Reference<VelmoraCanvas> VelmoraCanvas1() const;
     Reference<framework::PushButton> btnstartcapture1() const;
     Reference<framework::PopupMenu> PopupMenu1() const;

@@ -22,6 +22,7 @@ public:
     bool Open(const char* name, const AVFrame& picture, const Options& options,
               const std::function<void(AVCodecContext&)>& configure);
 
+    /// Whether the encoder is open.
     bool IsOpen() const { return context != nullptr; }
 
     /// Encodes a picture; the bytes are borrowed until the next call. Empty, and the encoder closed, when that fails or
@@ -31,6 +32,7 @@ public:
     /// What a decoder needs besides the frames, known once the encoder is open; often empty.
     std::span<const uint8_t> Header() const;
 
+    /// Closes the encoder.
     void Close() { context.reset(); }
 
 private:

@@ -10,6 +10,7 @@ namespace platform {
 /// Capture times of one stream's frames: a device's stamp where it can be true, else an estimate. The times ascend.
 class CaptureStamps {
 public:
+    /// For frames at that nominal rate in frames per second; 0: unknown.
     explicit CaptureStamps(double frameRate = 0) : period(frameRate > 0 ? static_cast<int64_t>(1e9 / frameRate) : 0) {}
 
     /// The capture time of the next frame, which arrives `now`: nanoseconds of the monotonic clock. A stamp counts when

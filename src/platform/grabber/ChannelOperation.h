@@ -13,16 +13,19 @@ template <typename Kind, typename Operation> Result OnChannelOf(SGChannel number
     return found ? operation(*found) : badSGChannel;
 }
 
+/// Runs an operation on a channel of any kind; `badSGChannel` for an invalid reference.
 template <typename Operation> Result OnChannel(SGChannel number, Operation operation)
 {
     return OnChannelOf<Channel>(number, operation);
 }
 
+/// Runs an operation on a video channel; `badSGChannel` for another reference.
 template <typename Operation> Result OnVideo(SGChannel number, Operation operation)
 {
     return OnChannelOf<VideoChannel>(number, operation);
 }
 
+/// Runs an operation on a sound channel; `badSGChannel` for another reference.
 template <typename Operation> Result OnSound(SGChannel number, Operation operation)
 {
     return OnChannelOf<SoundChannel>(number, operation);

@@ -33,6 +33,7 @@ struct ShownSize {
     Fixed width = 0;
     Fixed height = 0;
 };
+/// The display size of a track.
 ShownSize ShownSizeOf(const TrackContents& track);
 
 /// A description for samples whose own one is lost.

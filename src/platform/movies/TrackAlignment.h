@@ -16,6 +16,7 @@ public:
     /// A sample of the media time `mediaTime` was captured at `captureTime` (nanoseconds).
     void Add(int64_t captureTime, int64_t mediaTime, int32_t timeScale);
 
+    /// The capture time of media time 0 in nanoseconds; nothing before the first `Add`.
     std::optional<int64_t> Median() const;
 
 private:

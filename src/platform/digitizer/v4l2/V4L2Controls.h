@@ -13,6 +13,7 @@ namespace platform {
 /// set to is read each time. Functions may be called from any thread.
 class V4L2Controls {
 public:
+    /// The controls of that open device.
     explicit V4L2Controls(std::shared_ptr<V4L2Device> device) : device(std::move(device)) {}
 
     /// Every control that is a number, a Boolean, a menu or a button, with its present value. Others (strings, bit

@@ -16,6 +16,7 @@ struct V4L2Usability {
     bool usable = false;
     bool color = false;
 };
+/// Whether a device can be used here.
 V4L2Usability JudgeFormats(const V4L2Device& device);
 
 /// Every format, size and rate that a device offers and that is used here, in the device's own order, the fastest rate

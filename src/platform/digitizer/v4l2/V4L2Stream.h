@@ -19,11 +19,13 @@ public:
     V4L2Stream& operator=(const V4L2Stream&) = delete;
     ~V4L2Stream();
 
+    /// The format that the device delivers.
     const CaptureFormat& Format() const { return format; }
 
     /// Takes the next frame off the device. Its picture is borrowed until `GiveBack`, which must follow a `Frame`;
     /// nothing is to be given back otherwise.
     Taken Take(CapturedFrame& frame);
+    /// Returns the buffer of the last frame to the driver; false on failure.
     bool GiveBack();
 
     /// The error number of the last `Take` or `GiveBack` that failed.

@@ -21,12 +21,15 @@ public:
     bool IsLogarithmic() const { return lowest > 0; }   ///< whether equal steps of the slider are equal factors
 
     // Positions of the slider, and values in the device's units. Values and positions out of range count as its ends.
+    /// The lowest position of the slider.
     int FirstPosition() const;
+    /// The highest position of the slider.
     int LastPosition() const;
     int PositionOf(int64_t value) const; ///< the nearest one
     int64_t ValueAt(int position) const; ///< a value that the device's step allows
 
     // For people: numbers in the unit of `Suffix`.
+    /// A value in the unit that is displayed.
     double Shown(int64_t value) const { return static_cast<double>(value) * factor; }
     int64_t ValueOf(double shown) const;             ///< in the device's units, within the range
     int Decimals() const { return decimals; }        ///< that are shown
