@@ -58,12 +58,14 @@ class Tasks(unittest.TestCase):
         return window
 
     def name_file(self, name):
-        """Answers a file dialog; the folder of the path counts as the one that the dialog begins in."""
+        """Answers a file dialog and goes back to the main window. The folder of the path counts as the one that the
+        dialog begins in."""
         window = self.dialog()
         self.hands.key("ctrl+a")
         self.hands.type(self.path(name))
         self.hands.key("Return")
         wait_for("the dialog to close", 20, lambda: window not in self.velmora.dialogs())
+        self.screen.xdotool("windowactivate", "--sync", self.velmora.window)
 
     def press(self, control):
         left, top, _, _ = self.velmora.content()
