@@ -33,6 +33,7 @@ public:
         Unwritable, ///< `Problem` of the writer
     };
 
+    /// Prepares a recording from a device of the bus; `Step` starts it.
     TapeRecorder(std::shared_ptr<platform::Bus> bus, const platform::BusDevice& device, const TapeJob& job,
                  TapeOutputs outputs);
     ~TapeRecorder() override;
@@ -50,6 +51,7 @@ public:
 
     /// How the recording ended, and why, in one line.
     Outcome Ended() const { return outcome; }
+    /// Why the recording ended, in one line; empty before.
     const std::string& Reason() const { return reason; }
 
     /// The writer, for its counts and files.

@@ -46,6 +46,7 @@ public:
     /// Whether frames of that kind are decoded each by itself, which is what leaving some out asks for.
     static bool Suits(const ImageDescription& description);
 
+    /// Queues a frame for decoding; its picture is taken later by the result.
     std::shared_ptr<PictureAhead> Submit(SharedFrame frame, const ImageDescription& description);
 
     /// Takes the picture of a frame that is being handed over. Where that isn't done, the newest of an earlier frame

@@ -19,6 +19,7 @@ struct DecodedPicture {
     SharedFrame frame;
     ImageDescription description; ///< of the frame
 
+    /// Whether the picture is smaller than the frame.
     bool IsReduced() const
     {
         return picture.pixels.width < description.width || picture.pixels.height < description.height;

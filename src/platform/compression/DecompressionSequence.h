@@ -64,6 +64,7 @@ public:
 /// are read.
 class FrameInHand {
 public:
+    /// Describes the frame at that address to all sequences until the destructor.
     FrameInHand(Address frame, const ImageDescription& description, bool shown = true,
                 std::unique_ptr<DecodedPicture> picture = nullptr);
     ~FrameInHand();
@@ -100,6 +101,7 @@ public:
     /// The description of what is shown, and its bytes where they are not the frame's own.
     const ImageDescription& Description() const { return *description; }
     std::span<const uint8_t> Instead() const { return instead.bytes; }
+    /// Whether the frame is to be shown.
     bool IsShown() const { return shown; }
 
 private:

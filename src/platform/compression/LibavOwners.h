@@ -12,10 +12,15 @@ namespace platform {
 
 /// Gives back what libavcodec's and libswscale's own functions have made.
 struct LibavDeleter {
+    /// Frees a codec context.
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+    /// Frees a packet.
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+    /// Frees a frame.
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+    /// Releases a buffer.
     void operator()(AVBufferRef* buffer) const { av_buffer_unref(&buffer); }
+    /// Frees a scaler.
     void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
 };
 

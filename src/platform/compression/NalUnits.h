@@ -21,8 +21,10 @@ enum class NalFraming { StartCodes, Lengths };
 /// or trailing zeros. Ends early where lengths lead out of the bytes.
 class NalReader {
 public:
+    /// Reads the NAL units of `bytes`, which must outlive the reader.
     NalReader(std::span<const uint8_t> bytes, NalFraming framing);
 
+    /// The next NAL unit without its framing; nothing at the end.
     std::optional<std::span<const uint8_t>> Next();
 
 private:

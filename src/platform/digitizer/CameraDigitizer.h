@@ -19,6 +19,7 @@ public:
         std::string name;
         std::string identity;
     };
+    /// A camera of that label; `opener` opens the device when it is needed.
     CameraDigitizer(Label label, DeviceOpener opener);
     ~CameraDigitizer() override { CameraDigitizer::Stop(); }
 

@@ -17,6 +17,7 @@ struct Outcome {
     std::string reason = {};
     bool noBandwidth = false; ///< the bus has no room for this format; a cheaper one may pass
 
+    /// Whether the attempt succeeded.
     explicit operator bool() const { return result == noErr; }
 };
 
@@ -40,28 +41,42 @@ public:
     /// Starts to deliver. `actual` is set to what the device made of the format; where `sameSize` is set, another size
     /// is a failure. A device that can't start at the moment answers `noDeviceForChannel`.
     virtual Outcome Begin(const CaptureFormat& wanted, bool sameSize, CaptureFormat& actual) = 0;
+    /// Stops delivery.
     virtual void End() = 0;
 
     /// See `DeviceRun`.
     virtual pollfd Waiting() const = 0;
+    /// Waits like poll(); see `DeviceRun`.
     virtual int Poll(std::span<pollfd> descriptors, int milliseconds);
+    /// Takes what is ready; see `DeviceRun`.
     virtual Taken Take(short events, CapturedFrame& frame) = 0;
+    /// Returns the buffer of the last frame to the device; false on failure.
     virtual bool GiveBack() { return true; }
+    /// What silence means; see `DeviceRun`.
     virtual Taken Silent() { return Taken::Failed; }
+    /// Why the last call failed.
     virtual Outcome Failure() const = 0;
 
     /// Nanoseconds of silence allowed: four seconds before the first frame, as cameras may take these to set their
     /// exposure, then five periods of the rate and at least one and a half seconds.
     virtual int64_t SilenceAllowed(bool beforeFirstFrame, double frameRate) const;
 
+    /// The controls with their present values.
     virtual std::vector<ImageControl> ReadControls() { return {}; }
+    /// Sets a control by its number; results as `Digitizer::SetControl`.
     virtual Result WriteControl(uint32_t, int64_t) { return digiUnimpErr; }
 
+    /// Names of the inputs; may be empty.
     virtual std::vector<std::string> Inputs() { return {}; }
+    /// Index of the present input.
     virtual int Input() { return 0; }
+    /// Selects an input by its index.
     virtual Result SelectInput(int) { return digiUnimpErr; }
+    /// Television standards of the present input; may be empty.
     virtual std::vector<std::string> Standards() { return {}; }
+    /// Index of the present standard.
     virtual int Standard() { return 0; }
+    /// Selects a standard by its index.
     virtual Result SelectStandard(int) { return digiUnimpErr; }
 };
 

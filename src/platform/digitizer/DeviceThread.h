@@ -37,6 +37,7 @@ public:
 
     /// What becomes ready when there is something to take; descriptor -1 for a device that is only watched for silence.
     virtual pollfd Waiting() const = 0;
+    /// Waits like poll() on the descriptors.
     virtual int Poll(std::span<pollfd> descriptors, int milliseconds);
 
     /// Takes what is ready. The frame's sequence number counts from any number at the start of the run.
@@ -64,6 +65,7 @@ public:
 /// for each interruption.
 class DeviceThread {
 public:
+    /// `device` must outlive the object.
     explicit DeviceThread(DeviceRun& device) : device(device) {}
     DeviceThread(const DeviceThread&) = delete;
     DeviceThread& operator=(const DeviceThread&) = delete;
@@ -76,6 +78,7 @@ public:
     /// Returns when no further call of the sink can come and the device has ended.
     void Stop();
 
+    /// Whether it is started.
     bool IsRunning() const { return sink != nullptr; }
 
     /// Stops a running device, makes a change, and goes on: the result is that of the change, else of the beginning. A

@@ -63,12 +63,16 @@ public:
     /// The names of a capture card's inputs, and the index of the present one. `paramErr` for an index out of the list,
     /// `digiUnimpErr` where there are none.
     virtual std::vector<std::string> Inputs() const { return {}; }
+    /// Index of the present input.
     virtual int Input() const { return 0; }
+    /// Selects an input by its index.
     virtual Result SelectInput(int) { return digiUnimpErr; }
 
     /// The same for the television standards of the present input.
     virtual std::vector<std::string> Standards() const { return {}; }
+    /// Index of the present standard.
     virtual int Standard() const { return 0; }
+    /// Selects a standard by its index.
     virtual Result SelectStandard(int) { return digiUnimpErr; }
 
     /// Everything on offer: formats and sizes in the device's own order, each with its rates, the fastest first.
@@ -77,6 +81,7 @@ public:
     /// The format in use or to be used at the next start. `SetFormat` takes the nearest that the device has; while the
     /// device runs it restarts with it. `deviceCantMeetRequest` when nothing fits.
     virtual CaptureFormat Format() const = 0;
+    /// Uses the nearest format that the device supports.
     virtual Result SetFormat(const CaptureFormat& format) = 0;
 
     /// Starts delivery to `sink`, which outlives the stop. A device that is absent or held by another process at the
@@ -105,11 +110,13 @@ public:
     /// One of the six analog values on the scale 0 to 65535. `digiUnimpErr` where the device has none. Setting one
     /// takes its control out of automatic mode.
     virtual Result GetAnalog(AnalogControl analog, uint16_t& value) const;
+    /// Sets an analog value, 0 to 65535.
     virtual Result SetAnalog(AnalogControl analog, uint16_t value);
 
     /// A feature by its IIDC code ("zoom", "shtr", ...). `digiUnimpErr` where the device has none. Setting holds the
     /// value in the feature's range and takes the feature out of its automatic mode.
     Result GetFeature(FourCharCode code, CameraFeature& feature) const;
+    /// Sets a feature by its IIDC code.
     Result SetFeature(FourCharCode code, int32_t value);
 
 private:

@@ -56,6 +56,7 @@ const ImageControl* FindAnalog(const std::vector<ImageControl>& controls, Analog
 /// A control's value on the scale 0 to 65535 over its range, and back: to the nearest step. The middle of a range is
 /// 32767, which callers who read 16 signed bits take for the largest positive value.
 uint16_t AnalogValueOf(const ImageControl& control);
+/// The value of a control for a number on the scale 0 to 65535, to the nearest step.
 int64_t ValueOfAnalog(const ImageControl& control, uint16_t value);
 
 /// A value in the control's range, on one of its steps.

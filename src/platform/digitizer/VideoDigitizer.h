@@ -15,16 +15,27 @@ Result VDGetImageDescription(ComponentInstance digitizer, int32_t handle);
 /// bits) and a write `digiUnimpErr`. `badComponentInstance` for a number that is no digitizer, `paramErr` for a bad
 /// address.
 Result VDGetBrightness(ComponentInstance digitizer, Address value);
+/// Sets the brightness.
 Result VDSetBrightness(ComponentInstance digitizer, Address value);
+/// Reads the hue.
 Result VDGetHue(ComponentInstance digitizer, Address value);
+/// Sets the hue.
 Result VDSetHue(ComponentInstance digitizer, Address value);
+/// Reads the contrast.
 Result VDGetContrast(ComponentInstance digitizer, Address value);
+/// Sets the contrast.
 Result VDSetContrast(ComponentInstance digitizer, Address value);
+/// Reads the saturation.
 Result VDGetSaturation(ComponentInstance digitizer, Address value);
+/// Sets the saturation.
 Result VDSetSaturation(ComponentInstance digitizer, Address value);
+/// Reads the sharpness.
 Result VDGetSharpness(ComponentInstance digitizer, Address value);
+/// Sets the sharpness.
 Result VDSetSharpness(ComponentInstance digitizer, Address value);
+/// Reads the white level.
 Result VDGetWhiteLevelValue(ComponentInstance digitizer, Address value);
+/// Sets the white level.
 Result VDSetWhiteLevelValue(ComponentInstance digitizer, Address value);
 
 /// Reads the settings of one IIDC feature (or of a V4L2 control of that meaning) into a new atom container, whose

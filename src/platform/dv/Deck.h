@@ -47,8 +47,11 @@ struct DeckState {
     uint8_t opcode = 0;
     uint8_t operand = 0;
 
+    /// Whether the tape is stopped.
     bool IsStopped() const { return opcode == kDeckStop.opcode && operand == kDeckStop.operand; }
+    /// Whether the tape winds.
     bool IsWinding() const { return opcode == kDeckStop.opcode && !IsStopped(); }
+    /// Whether the tape plays at normal speed.
     bool IsPlaying() const { return opcode == kDeckPlay.opcode && operand == kDeckPlay.operand; }
     bool IsWithoutTape() const { return opcode == 0xC1; } ///< loading, or empty
 
@@ -59,6 +62,7 @@ struct DeckState {
 /// The transport of one device. Each call waits for the answer, for at most about half a second.
 class Deck {
 public:
+    /// The deck of the device with that GUID on the bus.
     Deck(std::shared_ptr<Bus> deckBus, uint64_t deviceGuid) : bus(std::move(deckBus)), guid(deviceGuid) {}
 
     /// `noErr` when the deck has accepted the operation or is at work on it; `paramErr` when it refuses it or has no

@@ -10,6 +10,7 @@
 namespace platform {
 
 struct FireWireHandleCloser {
+    /// Closes the handle.
     void operator()(raw1394_handle* handle) const { raw1394_destroy_handle(handle); }
 };
 

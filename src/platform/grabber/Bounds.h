@@ -16,7 +16,9 @@ struct Bounds {
 
     /// Whether a side is not above 0.
     bool Empty() const { return bottom <= top || right <= left; }
+    /// Width in pixels.
     int32_t Width() const { return right - left; }
+    /// Height in pixels.
     int32_t Height() const { return bottom - top; }
     bool operator==(const Bounds&) const = default;
 };

@@ -99,16 +99,19 @@ public:
 
     /// What became of the samples since `ResetCounts`.
     SGChannelCounts Counts() const;
+    /// Sets all counts to 0.
     void ResetCounts();
     /// The frames lost since the last call.
     std::vector<SGLostFrame> TakeLostFrames() { return lost.Take(); }
 
     /// Counts a buffer that was handed over, and a frame whose picture was skipped.
     void CountDelivered() { ++counts.delivered; }
+    /// Counts a frame whose picture was skipped.
     void CountNotShown() { ++counts.notShown; }
 
     /// The devices that the channel could use, with distinct names, and the one that it does use.
     virtual std::vector<ListedDevice> Devices() const = 0;
+    /// The device in use.
     virtual ListedDevice Device() const = 0;
 
     /// Takes a device of the list. A device that can't be started leaves the present one in use.
@@ -124,6 +127,7 @@ public:
     /// All settings of the channel as items, and back: what the machine can't meet is left out. A device is restarted
     /// only by what differs.
     virtual TaggedItems Settings() const = 0;
+    /// Applies settings returned by `Settings`, as far as the device supports them.
     virtual void ApplySettings(const TaggedItems& settings) = 0;
 
     /// Makes the channel as good as new, but for its device and what that is set to.
@@ -194,6 +198,7 @@ private:
 /// The living channel of a number, or null.
 std::shared_ptr<Channel> FindChannel(SGChannel number);
 
+/// The same for a channel of class `T`; null for another class.
 template <typename T> std::shared_ptr<T> FindChannel(SGChannel number)
 {
     return std::dynamic_pointer_cast<T>(FindChannel(number));
@@ -201,6 +206,7 @@ template <typename T> std::shared_ptr<T> FindChannel(SGChannel number)
 
 /// Gives a channel its number, and ends that.
 void RegisterChannel(std::shared_ptr<Channel> channel);
+/// Removes a channel's reference.
 void UnregisterChannel(SGChannel number);
 
 } // namespace platform

@@ -20,6 +20,7 @@ public:
     /// `time` is in units of the channel's time scale. The frame is the sink's to keep. With `shown` false its picture
     /// is out of date: a newer one follows at once.
     virtual Result TakeFrame(VideoChannel& channel, Sample frame, int32_t time, bool shown) = 0;
+    /// Takes sound. `time` is in units of the channel's time scale.
     virtual Result TakeSound(SoundChannel& channel, const SoundStream::Piece& piece, int32_t time) = 0;
 
     /// Whether sound is of use at the moment.

@@ -21,6 +21,7 @@ public:
 
     /// Lets all devices, or one, rest: they run, and what they deliver is dropped.
     void Rest();
+    /// Lets one device rest.
     void Rest(Channel& channel);
 
     /// Stops all devices at once.

@@ -18,6 +18,7 @@ namespace platform {
 class SampleData {
 public:
     SampleData() = default;
+    /// Takes ownership of the block.
     explicit SampleData(OwnedBlock block) : size(block.Size()), start(block.Get())
     {
         if (start != 0)
@@ -28,6 +29,7 @@ public:
     /// Room whose content is undefined; empty without memory.
     static SampleData Uncleared(int64_t size) { return SampleData(OwnedBlock::Uncleared(size)); }
 
+    /// Copies the bytes; empty if memory is full.
     static SampleData CopyOf(std::span<const uint8_t> bytes)
     {
         SampleData data = Uncleared(static_cast<int64_t>(bytes.size()));
@@ -38,7 +40,9 @@ public:
 
     /// Address of the first byte; 0 where there is none.
     Address Start() const { return start; }
+    /// Number of bytes.
     int64_t Size() const { return size; }
+    /// The bytes, valid while the object lives.
     std::span<uint8_t> Bytes() const { return {PointerAt<uint8_t>(start), static_cast<size_t>(size)}; }
 
     /// The bytes for another owner.
@@ -61,6 +65,7 @@ struct SampleDescription {
     double sampleRate = 0;
     int32_t channels = 0;
 
+    /// Bytes of one sample of all channels.
     int32_t BytesPerFrame() const { return channels * coding.sampleSize / 8; }
 };
 
@@ -82,6 +87,7 @@ struct Sample {
 
     /// What to decode to see the frame.
     const SampleData& Shown() const { return sentDescription ? sent : data; }
+    /// The description of the bytes to be shown.
     const SharedDescription& ShownDescription() const { return sentDescription ? sentDescription : description; }
 };
 

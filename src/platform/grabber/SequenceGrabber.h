@@ -125,6 +125,7 @@ Result SGGetIndChannel(SGComponent session, int16_t index, Address channel, Addr
 
 /// Sets the usage bits; they count from the next start, or at once for playing during record.
 Result SGSetChannelUsage(SGChannel channel, int32_t usage);
+/// Writes the usage bits as 32 bits.
 Result SGGetChannelUsage(SGChannel channel, Address usage);
 
 /// Writes what a channel has as 32 bits: bounds (video) or volume (sound).
@@ -133,14 +134,17 @@ Result SGGetChannelInfo(SGChannel channel, Address info);
 /// The rectangle (top, left, bottom, right, 16 bits each) within the session's port that previews are drawn into.
 /// `paramErr` for an empty one; `badSGChannel` for a sound channel.
 Result SGSetChannelBounds(SGChannel channel, Address bounds);
+/// Writes the rectangle.
 Result SGGetChannelBounds(SGChannel channel, Address bounds);
 
 /// How a channel plays: a sum of flags, 0 normal. Stored and returned, without effect.
 Result SGSetChannelPlayFlags(SGChannel channel, int32_t flags);
+/// Writes the flags as 32 bits.
 Result SGGetChannelPlayFlags(SGChannel channel, Address flags);
 
 /// The volume at which a sound channel plays, signed 16 bits, 256 is full. `badSGChannel` for a video channel.
 Result SGSetChannelVolume(SGChannel channel, int16_t volume);
+/// Writes the volume as 16 bits.
 Result SGGetChannelVolume(SGChannel channel, Address volume);
 
 /// Units per second of the channel's times, as 32 bits: 600 for video, the sample rate for sound.
@@ -159,10 +163,12 @@ ComponentInstance SGGetVideoDigitizerComponent(SGChannel channel);
 
 /// The rectangle of what the source delivers, and the part of it in use: both the frame's own size from 0, 0.
 Result SGGetSrcVideoBounds(SGChannel channel, Address rect);
+/// The part of it in use; the same rectangle.
 Result SGGetVideoRect(SGChannel channel, Address rect);
 
 /// The compressor by its code, as 32 bits in host byte order. Setting an unknown one is `noCodecErr`.
 Result SGSetVideoCompressorType(SGChannel channel, FourCharCode compressor);
+/// Writes the compressor's code as 32 bits.
 Result SGGetVideoCompressorType(SGChannel channel, Address compressor);
 
 /// The compressor's settings. Writing: `depth` in bits (0 leaves it), `compressor` 0 leaves it, qualities 0 to 1024
@@ -170,12 +176,14 @@ Result SGGetVideoCompressorType(SGChannel channel, Address compressor);
 /// can be set alone. Reading: depth as 16 bits, the others as 32, each address may be 0.
 Result SGSetVideoCompressor(SGChannel channel, int16_t depth, FourCharCode compressor, int32_t spatialQuality,
                             int32_t temporalQuality, int32_t keyFrameRate);
+/// Reads the compressor's settings.
 Result SGGetVideoCompressor(SGChannel channel, Address depth, Address compressor, Address spatialQuality,
                             Address temporalQuality, Address keyFrameRate);
 
 /// Frames a second. Setting takes the nearest rate that the device has at its present size; 0 asks for the fastest.
 /// `paramErr` for a negative rate. Reading gives the rate in use as 32 bits.
 Result SGSetFrameRate(SGChannel channel, Fixed rate);
+/// Writes the rate in use as `Fixed`.
 Result SGGetFrameRate(SGChannel channel, Address rate);
 
 // Sound.
@@ -187,11 +195,13 @@ int32_t SGGetSoundInputDriver(SGChannel channel);
 /// (little-endian), "ulaw", "alaw". "raw " at 16 bits delivers "sowt", and these three at 24 bits "in24". Takes effect
 /// at the next buffer. What the source can't do gives its code and changes nothing. Reading: 16, 16 and 32 bits.
 Result SGSetSoundInputParameters(SGChannel channel, int16_t sampleSize, int16_t channels, FourCharCode compression);
+/// Reads the parameters.
 Result SGGetSoundInputParameters(SGChannel channel, Address sampleSize, Address channels, Address compression);
 
 /// Samples a second as unsigned `Fixed`. `siInvalidSampleRate` outside of 8000 to 48000, `cantDoThatInCurrentMode`
 /// while the grabber writes a movie.
 Result SGSetSoundInputRate(SGChannel channel, Fixed rate);
+/// The sample rate in hertz as unsigned `Fixed`.
 Fixed SGGetSoundInputRate(SGChannel channel);
 
 /// A handle with a list of `Fixed` rates that the channel is to offer besides the source's own. Copied.
@@ -206,6 +216,7 @@ Result SGSetAdditionalSoundRates(SGChannel channel, int32_t rates);
 /// unavailable), reference, handle of the input list or 0. Input list: count, selected, 4 reserved, then 76 bytes an
 /// input: name in 64, icon, flags, reserved.
 Result SGGetChannelDeviceList(SGChannel channel, int32_t flags, Address list);
+/// Disposes a device list. `paramErr` for a list that is not of this session.
 Result SGDisposeDeviceList(SGComponent session, int32_t list);
 
 /// Takes the device of that name (Pascal string at `name`); the session's other channels go on.
@@ -228,7 +239,9 @@ Result SGSetSettings(SGComponent session, int32_t settings, int32_t flags);
 
 /// Called for each event of a dialog before the dialog itself; 1 takes the event away.
 using SGModalFilterProc = bool (*)(int32_t dialog, int32_t event, int32_t itemHit, int32_t refCon);
+/// Creates a callback from a procedure; `DisposeSGModalFilterUPP` is optional.
 int32_t NewSGModalFilterUPP(SGModalFilterProc procedure);
+/// Does nothing: callbacks need not be released.
 void DisposeSGModalFilterUPP(int32_t filter);
 
 /// Shows the settings dialog of one channel and returns when the user has closed it: 0 after OK, `userCanceledErr`
@@ -251,6 +264,7 @@ struct SGChannelCounts {
     int64_t awayNanoseconds = 0; ///< how long the device was away, the present outage included
     bool away = false;           ///< the device is away now
 };
+/// The counts of a channel since its session was started; zeros for an invalid reference.
 SGChannelCounts SGGetChannelCounts(SGChannel channel);
 
 /// Why the channel's device does not deliver, or not as requested (held by another program, not allowed, no bandwidth,

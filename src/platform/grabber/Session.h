@@ -72,6 +72,7 @@ public:
 
     /// Whether a channel belongs to this session.
     bool Owns(SGChannel channel) const;
+    /// The session's channels, in order of creation.
     const std::vector<std::shared_ptr<Channel>>& Channels() const { return channels.all; }
 
     /// Device lists belong to the session that made them: those that the caller did not dispose of end with it.
@@ -82,6 +83,7 @@ public:
 
     /// The settings of all channels as items, and back, as `SGGetSettings` and `SGSetSettings`.
     TaggedItems Settings() const;
+    /// Replaces the channels by ones with these settings; see `SGSetSettings`.
     Result ApplySettings(const TaggedItems& settings);
 
     // For `SettingsTrial`.

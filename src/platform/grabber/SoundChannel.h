@@ -44,6 +44,7 @@ public:
     void ApplySettings(const TaggedItems& settings) override;
     void ForgetSettings() override;
 
+    /// The driver reference of the source, for the SPB calls.
     int32_t Driver() const { return driver; }
     /// The source in use.
     SoundSource& Source() { return *source; }
@@ -53,10 +54,12 @@ public:
 
     /// The parameters in use, and a change of them. Results as `SGSetSoundInputParameters`.
     Parameters GetParameters() const;
+    /// Sets the sample format; see `SGSetSoundInputParameters` for results.
     Result SetParameters(const Parameters& wanted);
 
     /// The sample rate, and a change of it: `siInvalidSampleRate` outside of 8000 to 48000.
     double Rate() const { return source->Format().sampleRate; }
+    /// Sets the sample rate in hertz; see `SGSetSoundInputRate` for results.
     Result SetRate(double rate);
 
     /// What a buffer would be now.

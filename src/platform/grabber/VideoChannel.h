@@ -39,6 +39,7 @@ public:
 
     /// The digitizer in use, and the component instance through which callers reach it.
     Digitizer& TheDigitizer() { return *digitizer; }
+    /// The component instance of the digitizer, for the VD calls.
     ComponentInstance DigitizerReference() const { return instance; }
 
     /// The frame's own rectangle, from 0, 0.
@@ -55,7 +56,9 @@ public:
 
     /// Takes the nearest that the device has. A compressor that only the old format had gives way to the usual one.
     Result SetFormat(const CaptureFormat& wanted);
+    /// Uses the nearest frame rate that the device supports, in frames per second.
     Result SetFrameRate(double rate);
+    /// Uses the nearest frame size that the device supports, in pixels.
     Result SetFrameSize(int32_t width, int32_t height);
 
     std::optional<Bounds> bounds; ///< where previews are drawn; none: the frame's own rectangle

@@ -12,20 +12,24 @@ namespace platform {
 /// Bytes in the order of a movie file: big-endian.
 class ByteWriter {
 public:
+    /// Appends a byte.
     void U8(uint8_t value) { bytes.push_back(value); }
 
+    /// Appends 16 bits, big-endian.
     void U16(uint16_t value)
     {
         U8(static_cast<uint8_t>(value >> 8));
         U8(static_cast<uint8_t>(value));
     }
 
+    /// Appends 32 bits, big-endian.
     void U32(uint32_t value)
     {
         U16(static_cast<uint16_t>(value >> 16));
         U16(static_cast<uint16_t>(value));
     }
 
+    /// Appends 64 bits, big-endian.
     void U64(uint64_t value)
     {
         U32(static_cast<uint32_t>(value >> 32));
@@ -42,6 +46,7 @@ public:
 
     /// Appends bytes as they are, and zeros.
     void Raw(std::span<const uint8_t> raw) { bytes.insert(bytes.end(), raw.begin(), raw.end()); }
+    /// Appends zero bytes.
     void Zeros(size_t count) { bytes.resize(bytes.size() + count); }
 
     /// Writes over four bytes that are there already.
@@ -51,8 +56,11 @@ public:
             bytes[at + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
     }
 
+    /// Number of bytes written.
     size_t Size() const { return bytes.size(); }
+    /// The bytes written, valid until the next change.
     std::span<const uint8_t> Bytes() const { return bytes; }
+    /// Discards all bytes.
     void Clear() { bytes.clear(); }
 
 private:
@@ -62,6 +70,7 @@ private:
 /// One box of the file: size and type, then what is written while it lives.
 class Box {
 public:
+    /// Starts a box of that type; its size is set by the destructor.
     Box(ByteWriter& writer, std::string_view type) : out(writer), start(writer.Size())
     {
         out.U32(0);
@@ -79,13 +88,19 @@ private:
 /// Reads what a `ByteWriter` wrote. Past the end everything is 0 and `Failed` is true.
 class ByteReader {
 public:
+    /// Reads from the start of `source`, which must outlive the reader.
     explicit ByteReader(std::span<const uint8_t> source) : bytes(source) {}
 
+    /// Reads a byte.
     uint8_t U8() { return static_cast<uint8_t>(Fixed(1)); }
+    /// Reads 16 bits, big-endian.
     uint16_t U16() { return static_cast<uint16_t>(Fixed(2)); }
+    /// Reads 32 bits, big-endian.
     uint32_t U32() { return static_cast<uint32_t>(Fixed(4)); }
+    /// Reads 64 bits, big-endian.
     uint64_t U64() { return Fixed(8); }
 
+    /// Reads a number of variable length: seven bits per byte, lowest first.
     uint64_t Number()
     {
         uint64_t value = 0;
@@ -99,6 +114,7 @@ public:
         return 0;
     }
 
+    /// Reads `count` bytes; none if there are fewer.
     std::span<const uint8_t> Raw(uint64_t count)
     {
         if (count > bytes.size()) {
@@ -110,7 +126,9 @@ public:
         return raw;
     }
 
+    /// Whether everything has been read.
     bool AtEnd() const { return bytes.empty(); }
+    /// Whether a read went past the end.
     bool Failed() const { return failed; }
 
 private:

@@ -21,6 +21,7 @@ public:
     /// so that picture and sound stay in step behind the gap.
     MovieContents TakeMovie();
 
+    /// Size in bytes of the samples replayed so far.
     int64_t MediaBytes() const { return mediaBytes; }
 
 private:

@@ -27,6 +27,7 @@ public:
     /// file.
     Result Open(const std::string& path);
 
+    /// Size of the file in bytes.
     int64_t Size() const { return size; }
 
     /// Reads as many bytes as the file has there, and returns how many.

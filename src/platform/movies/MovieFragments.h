@@ -50,9 +50,11 @@ public:
     /// Begins with the fragment whose head is at `position`.
     void Begin(int64_t position);
 
+    /// Position of the fragment in the file; 0 while none is open.
     int64_t Position() const { return head; }
     /// Whether a fragment is begun, and whether it has no samples.
     bool IsOpen() const { return head != 0; }
+    /// Whether the fragment has no samples.
     bool IsEmpty() const { return runs.empty(); }
 
     /// False where the run needs a fragment of its own.

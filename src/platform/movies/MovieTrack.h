@@ -41,6 +41,7 @@ public:
     /// Open and close the media for samples. `couldNotResolveDataRef` for a movie that is closed, `invalidMedia` for
     /// edits that were not begun.
     Result BeginEdits();
+    /// Closes the media. `invalidMedia` unless edits were begun.
     Result EndEdits();
 
     /// Whether samples can be added: the edits are begun, and the file is open.
@@ -63,6 +64,7 @@ public:
 
     /// The track in the movie's contents, and the movie.
     TrackContents& Contents() const { return storage->Contents().tracks[index]; }
+    /// The file of the movie.
     const std::shared_ptr<MovieStorage>& Storage() const { return storage; }
 
 private:

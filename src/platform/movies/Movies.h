@@ -115,6 +115,7 @@ Media NewTrackMedia(Track track, FourCharCode mediaType, int32_t timeScale, int3
 
 /// Opens and closes media for samples.
 Result BeginMediaEdits(Media media);
+/// Closes media. `invalidMedia` unless edits were begun.
 Result EndMediaEdits(Media media);
 
 /// Adds `count` samples of `durationPerSample` units each, whose bytes are `size` bytes from `offset` of the handle
@@ -137,6 +138,7 @@ bool IsMediaOpen(Media media);
 
 /// Sum of the durations added so far, in the media's units, held at 2^31 - 1; 0 for dead media.
 int32_t GetMediaDuration(Media media);
+/// Time scale of media in units per second; 0 for an invalid reference.
 int32_t GetMediaTimeScale(Media media);
 
 /// Puts a piece of the media into the track: at the track's time `trackStart` (in the movie's units; -1: its end), from

@@ -18,6 +18,7 @@ public:
     /// file, `fBsyErr` for one that is being written, `invalidMovie` for one that is no regular file.
     Result Open(const std::string& path);
 
+    /// Size of the file in bytes.
     int64_t Size() const { return size; }
     /// The open file, still owned by the object.
     int Descriptor() const { return descriptor.Get(); }

@@ -85,6 +85,7 @@ struct IIDCFeatureState {
     bool canBeAutomatic = false;
     bool isOff = false;
 
+    /// How the feature is controlled at present.
     IIDCFeatureMode Mode() const
     {
         return isOff ? IIDCFeatureMode::Off : isManual ? IIDCFeatureMode::Manual : IIDCFeatureMode::Automatic;
@@ -118,6 +119,7 @@ public:
     /// Reads and writes a feature, in the camera's raw units. `digiUnimpErr` for one that the camera lacks, `ioErr`
     /// when it does not answer.
     virtual Result ReadFeature(IIDCFeature feature, IIDCFeatureState& state) = 0;
+    /// Writes a feature in raw units; results as `ReadFeature`.
     virtual Result WriteFeature(IIDCFeature feature, uint32_t value) = 0;
 
     /// A camera that works with absolute values goes on doing so; `WriteFeature` sets the one at the same place in its

@@ -46,6 +46,7 @@ public:
     /// then. One thread at a time.
     bool Start();
 
+    /// Whether the connection's thread runs.
     bool IsStarted() const { return thread.joinable(); }
 
     /// Asks for `AllAnswered` once the server has answered everything before this call. On the connection's thread.

@@ -8,6 +8,7 @@ namespace platform {
 
 /// The kernel's code for a video format of the server (`spa_video_format`), 0 for one that is not used here, and back.
 uint32_t PixelFormatOfVideoFormat(uint32_t videoFormat);
+/// The server's video format for a code of the kernel; 0 if there is none.
 uint32_t VideoFormatOfPixelFormat(uint32_t pixelFormat);
 
 /// Adds what a parameter of kind `SPA_PARAM_EnumFormat` offers, up to a limit. Of sizes and rates that are ranges: the

@@ -13,6 +13,7 @@ struct PatternClock {
     FrameGrid grid;
     int64_t first = 0; ///< on the grid
 
+    /// The number of a frame of the grid in this run.
     uint32_t NumberOf(int64_t frame) const { return static_cast<uint32_t>(frame - first); }
 };
 
@@ -20,6 +21,7 @@ struct PatternClock {
 /// is drawn once, so a frame costs the stripes, the digits and the cells.
 class PatternPicture {
 public:
+    /// A picture of that size in pixels.
     PatternPicture(int32_t width, int32_t height);
 
     /// Draws a frame; the bytes are borrowed up to the next one.

@@ -66,7 +66,9 @@ std::array<bool, kPatternCells> FrameNumberCells(uint32_t number);
 /// Where cell `index` lies, in the upper row or in its negative below.
 PatternArea FrameNumberCellArea(int index, bool upper, int32_t width, int32_t height);
 
+/// The rectangle of a corner mark.
 PatternArea CornerMarkArea(PatternCorner corner, int32_t width, int32_t height);
+/// The colour of a corner mark.
 PatternColor CornerMarkColor(PatternCorner corner);
 
 /// Fills an area, clipped to the surface. Horizontal edges are moved to even places in the 4:2:2 layouts.

@@ -9,6 +9,7 @@ namespace platform {
 /// An open camera or capture card of the kernel's V4L2 interface.
 class V4L2Camera final : public CaptureDevice {
 public:
+    /// A camera on that open device.
     explicit V4L2Camera(std::shared_ptr<V4L2Device> opened) : device(std::move(opened)), controls(device) {}
     ~V4L2Camera() override { V4L2Camera::End(); }
 

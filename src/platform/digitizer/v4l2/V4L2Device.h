@@ -23,6 +23,7 @@ public:
 
     /// Memory of the device, or null with `errno`.
     virtual void* Map(int descriptor, size_t length, int64_t offset);
+    /// Unmaps memory of `Map`.
     virtual void Unmap(void* memory, size_t length);
 
     /// As poll(): number of descriptors with events, 0 after the time, -1 with `errno`.
@@ -42,6 +43,7 @@ public:
         std::string serial;
         bool captures = true;
     };
+    /// Name and serial number of a node, without opening it.
     virtual NodeLabel LabelOf(int node);
 
     /// A count that changes whenever devices may have come or gone since the last call.
@@ -49,6 +51,7 @@ public:
 
     /// The system in use: the kernel's, or one that a test has set. Null goes back to the kernel's.
     static std::shared_ptr<V4L2System> Current();
+    /// Replaces the system, for tests.
     static void SetCurrent(std::shared_ptr<V4L2System> system);
 };
 
@@ -101,14 +104,20 @@ public:
     /// number.
     int Layout(unsigned long request, V4L2Layout& layout) const;
 
+    /// The system that the device was opened with.
     V4L2System& System() const { return *system; }
+    /// The file descriptor, owned by this object.
     int Descriptor() const { return descriptor.Get(); }
+    /// The number of the node.
     int Node() const { return node; }
+    /// Whether the driver uses the multi-planar interface.
     bool IsMultiPlanar() const { return multiPlanar; }
+    /// The kernel's type of the device's buffers.
     uint32_t BufferType() const
     {
         return multiPlanar ? V4L2_BUF_TYPE_VIDEO_CAPTURE_MPLANE : V4L2_BUF_TYPE_VIDEO_CAPTURE;
     }
+    /// The name of the driver.
     const std::string& Driver() const { return driver; }
     const std::string& Card() const { return card; }       ///< its name for people
     const std::string& BusInfo() const { return busInfo; } ///< where it is plugged in

@@ -26,6 +26,7 @@ class V4L2Pictures {
 public:
     enum class Found { Picture, Half, Damaged };
 
+    /// For buffers of that layout.
     explicit V4L2Pictures(const V4L2Layout& layout);
 
     /// Reads one buffer: the bytes of each plane of memory, and its field. `picture` is borrowed from the buffer or
