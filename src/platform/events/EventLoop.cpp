@@ -343,9 +343,13 @@ BeforeInput::~BeforeInput()
 void NoteInput()
 {
     // A function may destroy objects, including its own.
-    for (BeforeInput* each : std::vector(WaitingForInput()))
-        if (std::ranges::find(WaitingForInput(), each) != WaitingForInput().end())
-            std::function(each->function)();
+    const auto waiting = WaitingForInput();
+    for (const BeforeInput* each : waiting) {
+        if (std::ranges::find(WaitingForInput(), each) == WaitingForInput().end())
+            continue;
+        const auto function = each->function;
+        function();
+    }
 }
 
 bool IsInsideEventLoopTimer()

@@ -9,7 +9,7 @@ namespace {
 // Length of the UTF-8 sequence that begins at `at`; 0 where there is none.
 size_t SequenceLength(std::string_view text, size_t at)
 {
-    const auto byte = [&](size_t i) { return i < text.size() ? static_cast<uint8_t>(text[i]) : 0; };
+    const auto byte = [&](size_t i) { return i < text.size() ? static_cast<uint8_t>(text[i]) : uint8_t{0}; };
     const uint8_t lead = byte(at);
     const size_t length = lead < 0x80                   ? 1
                           : lead >= 0xC2 && lead < 0xE0 ? 2

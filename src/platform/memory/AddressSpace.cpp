@@ -52,7 +52,7 @@ struct SizeClass {
 SizeClass ClassFor(int64_t size)
 {
     size = std::max(size, kSmallest);
-    const int power = std::bit_width(static_cast<uint64_t>(size - 1)) - 1;
+    const int power = 63 - std::countl_zero(static_cast<uint64_t>(size - 1));
     const int64_t base = int64_t{1} << power;
     const int64_t step = base / 4;
     const int64_t steps = (size - base + step - 1) / step;
