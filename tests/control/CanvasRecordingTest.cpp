@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "control/ControlTest.h"
-#include "platform/corefoundation/CoreFoundation.h"
 #include "platform/memory/Handles.h"
 
 #include <fstream>
@@ -67,28 +66,6 @@ TEST_F(RecordingTest, DirectlyByTheGrabber)
     EXPECT_EQ(canvas->StopWithResult(), -2);
     Expect({"SGStop(12)", "> SGStop=-1", "Error(-1)", "SGRelease(12)", "> SGRelease=-3", "Error(-3)",
             "SGStartPreview(12)", "Error(-2)"});
-}
-
-// Names as long as the system allows, and names that are not valid text.
-TEST_F(RecordingTest, AnyNameReachesThePlatform)
-{
-    for (const std::string& name :
-         {std::string(255, 'n'), std::string("caf\xE9.mov"), std::string("caf\xC3\xA9.mov")}) {
-        std::string record, path;
-        script.answers["CreateMovieFile"] = [&record](const auto& a) {
-            return record = MemoryBlock::At(a[0])->PString(6).Bytes(), 0;
-        };
-        script.answers["QTNewDataReferenceFromFullPathCFString"] = [&path](const auto& a) {
-            return path = platform::TextOfCFString(a[0]), 0;
-        };
-        const auto item = framework::New<FolderItem>(String("/a b/" + name));
-        for (const bool direct : {false, true}) {
-            canvas->UseDataProc = !direct;
-            canvas->Record(item);
-        }
-        EXPECT_EQ(record, name);
-        EXPECT_EQ(path, "/a b/" + name);
-    }
 }
 
 // The status is composed from the writer, the channel's counts and the clock.

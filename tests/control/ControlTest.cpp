@@ -9,6 +9,7 @@ namespace velmora {
 
 ControlTest::ControlTest()
 {
+    framework::RegisterApplication(std::make_shared<framework::Application>());
     scripted::Reset();
     platform::StartDrawing();
     CarbonTimer::timers = std::make_unique<std::vector<Reference<CarbonTimer>>>();
@@ -37,6 +38,7 @@ ControlTest::~ControlTest()
     Utilities::displayHook = nullptr;
     framework::SetMsgBoxHandler({});
     platform::UnregisterComponent(component);
+    framework::RegisterApplication(nullptr);
 }
 
 void ControlTest::OfferSession()

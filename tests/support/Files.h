@@ -30,6 +30,13 @@ public:
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     std::string operator/(const std::string& name) const { return path / name; }
 
+    /// Writes a file, in folders that are made for it.
+    void Add(const std::string& name, const std::string& text) const
+    {
+        std::filesystem::create_directories((path / name).parent_path());
+        std::ofstream(path / name) << text;
+    }
+
     std::filesystem::path path;
 };
 

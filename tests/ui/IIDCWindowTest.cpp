@@ -41,6 +41,12 @@ protected:
         Open();
         OpenSettings();
     }
+    void OpenUsbCamera()
+    {
+        const std::vector<DigitizerEntry> list(1, {"USB Camera", "usb", {}, true});
+        OpenCamera(
+            {[list] { return list; }, [this](const auto&) { return std::make_unique<ControlledCamera>(controls); }});
+    }
     void OpenSettings()
     {
         window->ChooseMenuItem(velmora::MenuBar1::Instance()->_Lookup("VideoIIDCVideoSettings"));
@@ -71,6 +77,7 @@ protected:
     std::shared_ptr<test::SimulatedIIDCCamera> bus = std::make_shared<test::SimulatedIIDCCamera>();
     test::SimulatedIIDCCamera& camera = *bus;
     framework::Reference<velmora::IIDCVideoSettings> settings;
+    std::vector<ImageControl> controls; // of the USB camera
 };
 
 TEST_F(IIDCWindowTest, EveryFeatureOfAnIIDCCamera)
@@ -115,7 +122,6 @@ TEST_F(IIDCWindowTest, ZoomAloneAndNothing)
 
 TEST_F(IIDCWindowTest, ControlsOfAnOrdinaryCamera)
 {
-    std::vector<ImageControl> controls;
     const auto add = [&](uint32_t identity, int64_t minimum, int64_t maximum, int64_t step, int64_t value) {
         AddMeaning(controls.emplace_back(ImageControl{identity, "", {}, minimum, maximum, step, value, value}));
     };
@@ -128,10 +134,7 @@ TEST_F(IIDCWindowTest, ControlsOfAnOrdinaryCamera)
     add(V4L2_CID_EXPOSURE_AUTO, 0, 3, 1, V4L2_EXPOSURE_APERTURE_PRIORITY);
     add(V4L2_CID_GAIN, 0, 255, 1, 64);
     add(V4L2_CID_WHITE_BALANCE_TEMPERATURE, 2800, 6500, 1, 4600);
-    OpenCamera({[] {
-                    return std::vector<DigitizerEntry>(1, {"USB Camera", "usb", {}, true});
-                },
-                [&](const auto&) { return std::make_unique<ControlledCamera>(controls); }});
+    OpenUsbCamera();
     EXPECT_EQ(Enabled(), "4:0/64/255 6:3/250/2047 7:3/250/2047 11:2800/4600/6500 12:100/120/500 13:0/35/250 "
                          "14:-10/-2/10 15:-10/1/10 ");
     for (const auto& [slider, value] : {std::pair{12, 499}, {13, 80}, {14, -9}, {15, 10}, {6, 99}, {4, 1}, {11, 2801}})
@@ -151,11 +154,7 @@ TEST_F(IIDCWindowTest, ImageSettingsOfAnOrdinaryCamera)
         int64_t atHalf;
     } cases[] = {{-64, 64, 0, "49%", 49, 0},       {0, 255, 128, "49%", 49, 128}, {0, 100, 50, "49%", 49, 50},
                  {100, 10000, 100, "0%", 0, 5050}, {0, 3, 1, "33%", 33, 2},       {0, 0, 0, "Not supported", 0, 0}};
-    std::vector<ImageControl> controls;
-    OpenCamera({[] {
-                    return std::vector<DigitizerEntry>(1, {"USB Camera", "usb", {}, true});
-                },
-                [&](const auto&) { return std::make_unique<ControlledCamera>(controls); }});
+    OpenUsbCamera();
     for (const auto& each : cases) {
         SCOPED_TRACE(each.maximum);
         controls = {{V4L2_CID_BRIGHTNESS, "", {}, each.minimum, each.maximum, 1, each.value, each.value}};

@@ -102,31 +102,6 @@ TEST_F(LayoutTest, MovieWindow)
     EXPECT_EQ(spy->calls.back(), "VideoRecordSize 740 530");
 }
 
-TEST_F(LayoutTest, IIDCVideoSettings)
-{
-    std::istringstream labels("Hue,Saturation,Sharpness,Brightness,Gain,Iris,Shutter,Exposure,White Balance U,"
-                              "White Balance V,Gamma,Temperature,Zoom,Focus,Pan,Tilt,Optical Filter,Edge Enhancement");
-    constexpr int sliderTops[] = {14, 42, 70, 98, 126, 154, 182, 210, 238, 266, 297, 325, 353, 381, 409, 437, 465, 493};
-    constexpr int labelTops[] = {13, 38, 66, 94, 122, 153, 178, 206, 234, 262, 294, 319, 347, 375, 403, 433, 461, 489};
-    const auto iidc = velmora::IIDCVideoSettings::Instance();
-    EXPECT_EQ(DescribeWindow(*iidc), "320x570 at least 64x64 at most 32000x32000 frame 0 placement 0 composite 0 "
-                                     "resizeable 00011 IIDC Video Settings");
-    for (int32_t i = 0; i < 18; i++) {
-        std::string label;
-        std::getline(labels, label, ',');
-        const auto at = [i](const char* name, int32_t left, int32_t top, const char* size, const std::string& rest) {
-            return std::string(name) + "(" + std::to_string(i) + ") " + std::to_string(left) + "," +
-                   std::to_string(top) + " " + size + " |" + rest;
-        };
-        EXPECT_EQ(DescribeNamed(*iidc, "Slider1", i), at("Slider1", 144, sliderTops[i], "100x16", "plain|0-100:0"));
-        EXPECT_EQ(DescribeNamed(*iidc, "StaticText1", i),
-                  at("StaticText1", 20, labelTops[i], "114x20", std::string("bold right|") + label));
-        EXPECT_EQ(DescribeNamed(*iidc, "StaticText2", i),
-                  at("StaticText2", 256, i == 10 ? 294 : sliderTops[i], "44x20", "bold left|"));
-    }
-    EXPECT_EQ(DescribeNamed(*iidc, "StaticText2", 18), "StaticText2(18) 256,10 44x20 |bold left|");
-}
-
 // What the Tab key goes through, in its order, by the names that a screen reader says.
 std::string TabOrder(const Window& window, const char* anyControl, int32_t index = -1)
 {

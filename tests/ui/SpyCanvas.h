@@ -99,15 +99,6 @@ public:
     int32_t SoundLevelMeterLeft() override { return Whole("SoundLevelMeterLeft"); }
     int32_t SoundLevelMeterRight() override { return Whole("SoundLevelMeterRight"); }
 
-    int32_t VideoBrightness() override { return Whole("VideoBrightness"); }
-    void VideoBrightness(int32_t value) override { Set("VideoBrightness", value); }
-    int32_t VideoBrightnessMin() override { return Whole("VideoBrightnessMin"); }
-    int32_t VideoBrightnessMax() override { return Whole("VideoBrightnessMax"); }
-    int32_t VideoHue() override { return Whole("VideoHue"); }
-    void VideoHue(int32_t value) override { Set("VideoHue", value); }
-    int32_t VideoHueMin() override { return Whole("VideoHueMin"); }
-    int32_t VideoHueMax() override { return Whole("VideoHueMax"); }
-
     String ShowVideoSettingsDialogForName() override
     {
         Note("ShowVideoSettingsDialog");

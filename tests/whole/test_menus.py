@@ -12,23 +12,10 @@ import unittest
 from desktop import Screen, Velmora, wait_for
 
 MAIN = "Test Pattern"
+# As far as it differs from menu to menu what a screen reader says; the menus' own test has every item.
 ITEMS = {
-    "File": "(Close)|Save Settings|Open Settings|Quit",
     "Edit": "(Undo)|-|(Cut)|(Copy)|(Paste)|(Clear)",
     "Monitor": "Preview*|Preview While Recording*|Grab Picture|Size",
-    "Sound": "Enabled*|Settings…|-|Channel Count|Compression Type|Device Available|Input Gain|Level Meter Active|"
-             "Sample Rate|Sample Size|Volume",
-    "Video": "Enabled*|Settings…|Analog Video Settings…|IIDCVideoSettings|-|CompressionType|Depth|Device Available|"
-             "Device Selected|Frame and Keyframe Rate|Spatial Quality|Temporal Quality",
-    "ZEMBRIL": "Website|Support|-|Documentation",
-}
-BOXES = {
-    ("Sound", "Sample Rate"): ["VelmoraCanvas1.SoundSampleRate = 44100", "VelmoraCanvas1.SoundSampleRate = 11025"],
-    ("Sound", "Sample Size"): ["VelmoraCanvas1.SoundSampleSize = 16", "VelmoraCanvas1.SoundSampleSize = 8"],
-    ("Sound", "Volume"): ["VelmoraCanvas1.SoundVolume = 256", "VelmoraCanvas1.SoundVolume = 128"],
-    ("Sound", "Level Meter Active"): ["SoundLevelMeterActive = FALSE", "SoundLevelMeterActive = TRUE"],
-    ("Video", "Depth"): ["VideoDepth = 24", "VideoDepth = 16"],
-    ("Video", "Device Selected"): ["VideoDeviceSelected = 0"],
 }
 
 
@@ -111,13 +98,6 @@ class Menus(unittest.TestCase):
     def choose(self, window, *path):
         self.reader.click(self.reader.child(self.open_menu(window, *path[:-1]), path[-1]))
 
-    def box_text(self):
-        box = wait_for("a message box", 10, lambda: [w for name, w in self.windows().items() if name != MAIN])[0]
-        texts = [self.reader.name(label) for label in self.reader.children(box, "label")]
-        self.screen.key("Return")
-        wait_for("the box to close", 10, lambda: box not in self.windows().values())
-        return "".join(texts)
-
     def test_each_menu_in_front_of_the_main_window(self):
         for menu, items in ITEMS.items():
             self.assertEqual(self.read_menu(MAIN, menu), items)
@@ -127,11 +107,6 @@ class Menus(unittest.TestCase):
         self.choose(MAIN, "Video", "Enabled")
         self.assertTrue(self.read_menu(MAIN, "Monitor").startswith("Preview|"))
         self.assertTrue(self.read_menu(MAIN, "Video").startswith("Disabled|"))
-
-    def test_items_show_values_and_what_became_of_them(self):
-        for path, texts in BOXES.items():
-            self.choose(MAIN, *path)
-            self.assertEqual([self.box_text() for _ in texts], texts)
 
     def test_a_window_in_front_enables_its_own_items(self):
         date = time.strftime("%A, %-d %B %Y")
@@ -147,17 +122,6 @@ class Menus(unittest.TestCase):
                 if closes:
                     wait_for("the window to close", 10, lambda w=window: w not in self.windows())
         self.assertIn("Image Settings", self.windows())
-
-    def test_sizes_and_quit_by_key(self):
-        left, top, _, _ = self.velmora.picture()
-        empty = self.screen.pixel(left - 5, top + 5)
-        for key, width, height in (("2", 320, 240), ("3", 160, 120), ("1", 640, 480)):
-            self.screen.key("ctrl+" + key)
-            time.sleep(0.5)
-            self.assertEqual(self.screen.pixel(left + width + 5, top + 5), empty, key)
-            self.assertNotEqual(self.screen.pixel(left + width - 5, top + height - 5), empty, key)
-        self.screen.key("alt+f", "Up", "Return")
-        self.assertEqual(self.velmora.process.wait(10), 0)
 
 
 if __name__ == "__main__":

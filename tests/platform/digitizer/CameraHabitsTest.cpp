@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 using namespace platform;
 using Camera = SimulatedCamera;
 
@@ -170,101 +172,82 @@ TEST(CaptureStamps, OneBadStampIsEstimatedAndTheNextBelieved)
         EXPECT_EQ(stamps.Next(stamp, now), expected) << now / ms;
 }
 
+// Bytes as they are written in a table: numbers with blanks between them.
+std::vector<uint8_t> BytesOf(const char* text)
+{
+    std::istringstream numbers(text);
+    std::vector<uint8_t> bytes;
+    for (int number = 0; numbers >> number;)
+        bytes.push_back(static_cast<uint8_t>(number));
+    return bytes;
+}
+
 // A picture of 2 by 4 pixels in each layout of the kernel's, and how it is handed on.
 TEST(V4L2Pictures, LayoutsAndFields)
 {
-    using Bytes = std::vector<uint8_t>;
     struct Case {
         uint32_t pixelFormat;
         uint32_t field;
         uint32_t stride;
-        std::vector<std::pair<uint32_t, Bytes>> buffers; ///< the field of each, and its bytes
+        const char* bytes;
         FourCharCode format;
-        Bytes expected;
+        const char* expected;
     };
-    const Bytes rows{1, 2, 3, 4, 5, 6, 7, 8};
+    constexpr uint32_t frame = V4L2_FIELD_NONE;
+    const char* const rows = "1 2 3 4 5 6 7 8";
     const Case cases[] = {
-        {V4L2_PIX_FMT_GREY, V4L2_FIELD_SEQ_TB, 2, {{0, {1, 2, 5, 6, 3, 4, 7, 8}}}, kGreyPixelFormat, rows},
-        {V4L2_PIX_FMT_GREY, V4L2_FIELD_SEQ_BT, 2, {{0, {3, 4, 7, 8, 1, 2, 5, 6}}}, kGreyPixelFormat, rows},
-        {V4L2_PIX_FMT_GREY,
-         V4L2_FIELD_ALTERNATE,
-         3,
-         {{V4L2_FIELD_BOTTOM, {9, 9, 0, 9, 9, 0}},
-          {V4L2_FIELD_BOTTOM, {3, 4, 0, 7, 8, 0}},
-          {V4L2_FIELD_TOP, {1, 2, 0, 5, 6}}},
-         kGreyPixelFormat,
-         rows},
-        {V4L2_PIX_FMT_GREY, V4L2_FIELD_TOP, 2, {{0, {1, 2, 5, 6}}}, kGreyPixelFormat, {1, 2, 1, 2, 5, 6, 5, 6}},
-        {V4L2_PIX_FMT_Y16,
-         V4L2_FIELD_NONE,
-         4,
-         {{0, {9, 1, 9, 2, 9, 3, 9, 4, 9, 5, 9, 6, 9, 7, 9, 8}}},
-         kGreyPixelFormat,
-         rows},
-        {V4L2_PIX_FMT_Y10,
-         V4L2_FIELD_NONE,
-         4,
-         {{0, {4, 0, 8, 0, 12, 0, 16, 0, 20, 0, 24, 0, 28, 0, 255, 3}}},
-         kGreyPixelFormat,
-         {1, 2, 3, 4, 5, 6, 7, 255}},
-        {V4L2_PIX_FMT_YVYU,
-         V4L2_FIELD_NONE,
-         4,
-         {{0, {1, 8, 2, 9, 1, 8, 2, 9, 1, 8, 2, 9, 1, 8, 2, 9}}},
-         kYuvsPixelFormat,
-         {1, 9, 2, 8, 1, 9, 2, 8, 1, 9, 2, 8, 1, 9, 2, 8}},
-        {V4L2_PIX_FMT_VYUY,
-         V4L2_FIELD_NONE,
-         4,
-         {{0, {8, 1, 9, 2, 8, 1, 9, 2, 8, 1, 9, 2, 8, 1, 9, 2}}},
-         k2vuyPixelFormat,
-         {9, 1, 8, 2, 9, 1, 8, 2, 9, 1, 8, 2, 9, 1, 8, 2}},
-        {V4L2_PIX_FMT_NV16,
-         V4L2_FIELD_NONE,
-         2,
-         {{0, {1, 2, 3, 4, 5, 6, 7, 8, 11, 12, 13, 14, 15, 16, 17, 18}}},
-         k2vuyPixelFormat,
-         {11, 1, 12, 2, 13, 3, 14, 4, 15, 5, 16, 6, 17, 7, 18, 8}},
-        {V4L2_PIX_FMT_NV21,
-         V4L2_FIELD_NONE,
-         2,
-         {{0, {1, 2, 3, 4, 5, 6, 7, 8, 21, 11, 22, 12}}},
-         kNV12PixelFormat,
-         {1, 2, 3, 4, 5, 6, 7, 8, 11, 21, 12, 22}},
-        {V4L2_PIX_FMT_YVU420,
-         V4L2_FIELD_NONE,
-         2,
-         {{0, {1, 2, 3, 4, 5, 6, 7, 8, 21, 22, 11, 12}}},
-         kY420PixelFormat,
-         {1, 2, 3, 4, 5, 6, 7, 8, 11, 12, 21, 22}},
-        {V4L2_PIX_FMT_XRGB32,
-         V4L2_FIELD_TOP,
-         8,
-         {{0, {0, 3, 2, 1, 0, 6, 5, 4, 0, 3, 2, 1, 0, 6, 5, 4}}},
-         kPixelFormat32,
-         {1, 2, 3, 255, 4, 5, 6, 255, 1, 2, 3, 255, 4, 5, 6, 255,
-          1, 2, 3, 255, 4, 5, 6, 255, 1, 2, 3, 255, 4, 5, 6, 255}},
+        {V4L2_PIX_FMT_GREY, V4L2_FIELD_SEQ_TB, 2, "1 2 5 6 3 4 7 8", kGreyPixelFormat, rows},
+        {V4L2_PIX_FMT_GREY, V4L2_FIELD_SEQ_BT, 2, "3 4 7 8 1 2 5 6", kGreyPixelFormat, rows},
+        {V4L2_PIX_FMT_GREY, V4L2_FIELD_TOP, 2, "1 2 5 6", kGreyPixelFormat, "1 2 1 2 5 6 5 6"},
+        {V4L2_PIX_FMT_Y16, frame, 4, "9 1 9 2 9 3 9 4 9 5 9 6 9 7 9 8", kGreyPixelFormat, rows},
+        {V4L2_PIX_FMT_Y10, frame, 4, "4 0 8 0 12 0 16 0 20 0 24 0 28 0 255 3", kGreyPixelFormat, "1 2 3 4 5 6 7 255"},
+        {V4L2_PIX_FMT_YVYU, frame, 4, "1 8 2 9 1 8 2 9 1 8 2 9 1 8 2 9", kYuvsPixelFormat,
+         "1 9 2 8 1 9 2 8 1 9 2 8 1 9 2 8"},
+        {V4L2_PIX_FMT_VYUY, frame, 4, "8 1 9 2 8 1 9 2 8 1 9 2 8 1 9 2", k2vuyPixelFormat,
+         "9 1 8 2 9 1 8 2 9 1 8 2 9 1 8 2"},
+        {V4L2_PIX_FMT_NV16, frame, 2, "1 2 3 4 5 6 7 8 11 12 13 14 15 16 17 18", k2vuyPixelFormat,
+         "11 1 12 2 13 3 14 4 15 5 16 6 17 7 18 8"},
+        {V4L2_PIX_FMT_NV21, frame, 2, "1 2 3 4 5 6 7 8 21 11 22 12", kNV12PixelFormat, "1 2 3 4 5 6 7 8 11 21 12 22"},
+        {V4L2_PIX_FMT_YVU420, frame, 2, "1 2 3 4 5 6 7 8 21 22 11 12", kY420PixelFormat, "1 2 3 4 5 6 7 8 11 12 21 22"},
+        {V4L2_PIX_FMT_XRGB32, V4L2_FIELD_TOP, 8, "0 3 2 1 0 6 5 4 0 3 2 1 0 6 5 4", kPixelFormat32,
+         "1 2 3 255 4 5 6 255 1 2 3 255 4 5 6 255 1 2 3 255 4 5 6 255 1 2 3 255 4 5 6 255"},
     };
     for (const Case& one : cases) {
         SCOPED_TRACE(one.pixelFormat);
-        const bool isByField = one.field == V4L2_FIELD_ALTERNATE || one.field == V4L2_FIELD_TOP;
-        V4L2Layout layout{
-            .pixelFormat = one.pixelFormat, .width = 2, .height = isByField ? 2U : 4U, .field = one.field};
+        V4L2Layout layout{.pixelFormat = one.pixelFormat,
+                          .width = 2,
+                          .height = one.field == V4L2_FIELD_TOP ? 2U : 4U,
+                          .field = one.field};
         layout.strides[0] = one.stride;
         V4L2Pictures pictures(layout);
         RawFrame picture;
-        auto found = V4L2Pictures::Found::Damaged;
-        for (const auto& [field, bytes] : one.buffers) {
-            const std::span<const uint8_t> memory[] = {bytes};
-            EXPECT_EQ(pictures.Read(std::array{std::span(memory[0]).first(1)}, field, picture),
-                      V4L2Pictures::Found::Damaged);
-            found = pictures.Read(memory, field, picture);
-        }
-        ASSERT_EQ(found, V4L2Pictures::Found::Picture);
+        const auto bytes = BytesOf(one.bytes);
+        const std::array memory{std::span<const uint8_t>(bytes)};
+        EXPECT_EQ(pictures.Read(std::array{memory[0].first(1)}, 0, picture), V4L2Pictures::Found::Damaged);
+        ASSERT_EQ(pictures.Read(memory, 0, picture), V4L2Pictures::Found::Picture);
         EXPECT_EQ(picture.format, one.format);
         EXPECT_EQ(picture.height, 4);
-        EXPECT_EQ(Bytes(picture.bytes.begin(), picture.bytes.end()), one.expected);
+        EXPECT_EQ(std::vector(picture.bytes.begin(), picture.bytes.end()), BytesOf(one.expected));
     }
+}
+
+// Fields that come in buffers of their own are put together, the top one of a frame first; the last row may lack its
+// padding.
+TEST(V4L2Pictures, FieldsOfTheirOwnBuffersBecomeFrames)
+{
+    V4L2Layout layout{.pixelFormat = V4L2_PIX_FMT_GREY, .width = 2, .height = 2, .field = V4L2_FIELD_ALTERNATE};
+    layout.strides[0] = 3;
+    V4L2Pictures pictures(layout);
+    RawFrame picture;
+    auto found = V4L2Pictures::Found::Damaged;
+    for (const auto& [field, text] : {std::pair(V4L2_FIELD_BOTTOM, "9 9 0 9 9 0"),
+                                      {V4L2_FIELD_BOTTOM, "3 4 0 7 8 0"},
+                                      {V4L2_FIELD_TOP, "1 2 0 5 6"}}) {
+        const auto bytes = BytesOf(text);
+        found = pictures.Read(std::array{std::span<const uint8_t>(bytes)}, field, picture);
+    }
+    ASSERT_EQ(found, V4L2Pictures::Found::Picture);
+    EXPECT_EQ(std::vector(picture.bytes.begin(), picture.bytes.end()), BytesOf("1 2 3 4 5 6 7 8"));
 }
 
 } // namespace

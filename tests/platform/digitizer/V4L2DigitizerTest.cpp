@@ -257,8 +257,6 @@ TEST_F(V4L2DigitizerTest, AFailureInMidRunIsToldOnceAndTheDeviceIsTakenUpAgain)
     elsewhere.node = 5;
     elsewhere.busInfo = "usb-7";
     const Case cases[] = {
-        {"unplugged", [](auto& all) { all.Unplug(0); }, [](auto& all) { all.Plug(Camera::Simple()); },
-         noDeviceForChannel, false},
         {"unplugged, back in another place", [](auto& all) { all.Unplug(0); }, [&](auto& all) { all.Plug(elsewhere); },
          noDeviceForChannel, false},
         {"taking a frame fails", [](auto& all) { all.Fail(VIDIOC_DQBUF, EIO); }, [](auto&) {}, ioErr, true},

@@ -76,7 +76,7 @@ protected:
     FireWireTest()
     {
         std::filesystem::create_directories(folder.path / "units");
-        AddFile("fw0", "");
+        folder.Add("fw0", "");
         SetFireWirePaths({folder.path, folder.path / "units", folder.path});
         SetMonotonicClock(&test::SimulatedFireWire::Clock);
         testing::internal::CaptureStderr();
@@ -87,13 +87,6 @@ protected:
         EXPECT_EQ(bus.Handles(), 0U);
         SetMonotonicClock(nullptr);
         SetFireWirePaths({});
-    }
-
-    void AddFile(const std::string& name, const std::string& text) const
-    {
-        const auto path = folder.path / name;
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path) << text;
     }
 
     static const std::vector<std::vector<uint8_t>>& Frames(bool pal)
@@ -442,11 +435,11 @@ TEST_F(FireWireTest, ADeckThatStartsUpIsAskedAgain)
 TEST_F(FireWireTest, AClosedDeviceIsListedWithTheReason)
 {
     EXPECT_TRUE(OpenFireWireBus()->Devices().empty());
-    AddFile("units/fw1/guid", "0x0080450000001234\n");
-    AddFile("units/fw1/vendor_name", "Maker\n");
-    AddFile("units/fw1/model_name", "Deck\n");
-    AddFile("units/fw1.0/specifier_id", "0x00a02d\n");
-    AddFile("units/fw1.0/version", "0x010001\n");
+    folder.Add("units/fw1/guid", "0x0080450000001234\n");
+    folder.Add("units/fw1/vendor_name", "Maker\n");
+    folder.Add("units/fw1/model_name", "Deck\n");
+    folder.Add("units/fw1.0/specifier_id", "0x00a02d\n");
+    folder.Add("units/fw1.0/version", "0x010001\n");
     FireWireNode node = Camcorder();
     node.mayBeOpened = false;
     bus.Plug(node);
@@ -457,7 +450,7 @@ TEST_F(FireWireTest, AClosedDeviceIsListedWithTheReason)
     EXPECT_NE(devices[0].reason.find((folder.path / "fw1").string()), std::string::npos) << devices[0].reason;
     EXPECT_EQ(OpenFireWireStream(kGuid), nullptr);
 
-    AddFile("fw1", "");
+    folder.Add("fw1", "");
     bus.Find(kGuid)->mayBeOpened = true;
     devices = OpenFireWireBus()->Devices();
     ASSERT_EQ(devices.size(), 1U);

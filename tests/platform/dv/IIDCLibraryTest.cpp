@@ -18,11 +18,11 @@ class IIDCLibraryTest : public testing::Test {
 protected:
     IIDCLibraryTest()
     {
-        AddFile("fw1", "");
-        AddFile("units/fw1/guid", "0x0814436100003da7\n");
-        AddFile("units/fw1/model_name", "Camera\n");
-        AddFile("units/fw1.0/specifier_id", "0x00a02d\n");
-        AddFile("units/fw1.0/version", "0x000102\n");
+        folder.Add("fw1", "");
+        folder.Add("units/fw1/guid", "0x0814436100003da7\n");
+        folder.Add("units/fw1/model_name", "Camera\n");
+        folder.Add("units/fw1.0/specifier_id", "0x00a02d\n");
+        folder.Add("units/fw1.0/version", "0x000102\n");
         SetFireWirePaths({folder.path, folder.path / "units"});
         testing::internal::CaptureStderr();
     }
@@ -30,13 +30,6 @@ protected:
     {
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "lines that a library wrote";
         SetFireWirePaths({});
-    }
-
-    void AddFile(const std::string& name, const std::string& text) const
-    {
-        const auto path = folder.path / name;
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path) << text;
     }
 
     static size_t OpenDescriptors()
@@ -53,9 +46,9 @@ protected:
 
 TEST_F(IIDCLibraryTest, NothingIsAskedForACamcorderAndAClosedCameraSaysWhy)
 {
-    AddFile("units/fw1.0/version", "0x010001\n");
+    folder.Add("units/fw1.0/version", "0x010001\n");
     EXPECT_EQ(OpenIIDCLibraryBus(), nullptr);
-    AddFile("units/fw1.0/version", "0x000102\n");
+    folder.Add("units/fw1.0/version", "0x000102\n");
     const auto cameras = OpenIIDCLibraryBus();
     ASSERT_NE(cameras, nullptr);
     ASSERT_EQ(cameras->Cameras().size(), 1U);

@@ -19,6 +19,16 @@ using namespace grabbertest;
 
 namespace {
 
+ImageControl Integer(uint32_t identity, const std::string& name, int64_t minimum, int64_t maximum, int64_t value)
+{
+    return {.identity = identity,
+            .name = name,
+            .minimum = minimum,
+            .maximum = maximum,
+            .deviceDefault = maximum / 4,
+            .value = value};
+}
+
 class SettingsDialogTest : public GrabberTest {
 protected:
     SettingsDialogTest()
@@ -30,20 +40,13 @@ protected:
         sound = NewChannel(kSoundMediaType);
         devices.Camera()->formats = {{CodeOf("jpeg"), 64, 48, 30}, {CodeOf("jpeg"), 32, 24, 15}};
         devices.Camera()->inputs = {"Composite", "S-Video"};
-        devices.Camera()->controls = {
-            {.identity = 1, .name = "Zoom & more", .maximum = 90, .deviceDefault = 7, .value = 10, .choices = {}},
-            {.identity = 2,
-             .name = "Automatic",
-             .kind = ImageControl::Kind::Boolean,
-             .maximum = 1,
-             .value = 1,
-             .choices = {}},
-            {.identity = 3,
-             .name = "Mains",
-             .kind = ImageControl::Kind::Menu,
-             .maximum = 2,
-             .choices = {{0, "Off"}, {2, "60"}}},
-            {.identity = 4, .name = "Temperature", .maximum = 9, .deviceDefault = 5, .readOnly = true, .choices = {}}};
+        auto& controls = devices.Camera()->controls;
+        controls = {Integer(1, "Zoom & more", 0, 90, 10), Integer(2, "Automatic", 0, 1, 1),
+                    Integer(3, "Mains", 0, 2, 0), Integer(4, "Temperature", 0, 9, 0)};
+        controls[1].kind = ImageControl::Kind::Boolean;
+        controls[2].kind = ImageControl::Kind::Menu;
+        controls[2].choices = {{0, "Off"}, {2, "60"}};
+        controls[3].readOnly = true;
     }
 
     /// Shows a channel's dialog, works it, and returns what the call returned. Work that leaves it open cancels it.
@@ -271,16 +274,6 @@ TEST_F(SettingsDialogTest, KeyFramesBelongToInterFrameCompressors)
 }
 
 namespace {
-
-ImageControl Integer(uint32_t identity, const std::string& name, int64_t minimum, int64_t maximum, int64_t value)
-{
-    return {.identity = identity,
-            .name = name,
-            .minimum = minimum,
-            .maximum = maximum,
-            .deviceDefault = maximum / 4,
-            .value = value};
-}
 
 // The letter of a row leads to its slider.
 void ExpectLettersLeadToSliders(const QDialog& dialog)

@@ -37,6 +37,12 @@ Bytes JpegFrame(int width, int height, int number);
 /// `size` bytes that differ with `seed`.
 Bytes Noise(size_t size, uint32_t seed);
 
+/// What a full decode of a movie complains of; empty for a sound one.
+inline std::string DecodingErrorsOf(const std::string& path)
+{
+    return OutputOf("ffmpeg -v error -i " + Quoted(path) + " -enc_time_base -1 -f null -");
+}
+
 /// Creates a storage at a path: its result, and the numbers.
 platform::Result CreateStorage(const std::string& path, uint32_t flags, platform::DataHandler& handler,
                                platform::Movie& movie);
