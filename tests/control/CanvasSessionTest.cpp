@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "control/ControlTest.h"
+#include "platform/memory/Handles.h"
 
 namespace velmora {
 namespace {
@@ -33,6 +34,12 @@ Lines SetUpLines(bool dataProc)
 TEST_F(ControlTest, InitializeInBothModes)
 {
     OfferSession();
+    std::vector<int32_t> rates;
+    script.answers["SGSetAdditionalSoundRates"] = [&rates](const auto& a) {
+        for (int32_t at = 0; at < platform::GetHandleSize(a[1]); at += 4)
+            rates.push_back(platform::Peek<int32_t>(platform::Peek<int32_t>(a[1]) + at) >> 16);
+        return 0;
+    };
     for (const bool dataProc : {true, false})
         for (const bool preview : {true, false}) {
             SCOPED_TRACE(::testing::Message() << dataProc << preview);
@@ -58,6 +65,7 @@ TEST_F(ControlTest, InitializeInBothModes)
             Expect(expected);
             EXPECT_EQ(inside.videoRecordWidth, 640);
             EXPECT_GT(inside.pollTimer->ref, 0);
+            EXPECT_EQ(std::exchange(rates, {}), (std::vector<int32_t>{8000, 11025, 16000, 22050, 32000}));
         }
 }
 

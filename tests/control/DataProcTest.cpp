@@ -55,18 +55,18 @@ TEST_F(DataProcTest, TransformsAreAppliedInOrderAtTheNextFrame)
     const Lines horizontal{"ScaleMatrix(@, 0xFFFF0000, 0x00010000, 1310720, 0)", "TranslateMatrix(@, 41943040, 0)"};
     const Lines vertical{"ScaleMatrix(@, 0x00010000, 0xFFFF0000, 0, 917504)", "TranslateMatrix(@, 0, 31457280)"};
     const struct {
-        bool h, v, on;
+        std::function<void()> change;
         Lines steps;
     } cases[] = {
-        {true, true, true, rotate + horizontal + vertical},
-        {false, true, false, vertical}, // the angle alone rotates nothing
+        {[&] { canvas->VideoFlipVertical(true); }, vertical},
+        {[&] { canvas->VideoFlipHorizontal(true); }, horizontal + vertical},
+        {[&] { canvas->VideoRotate(true, 180); }, rotate + horizontal + vertical},
+        {[&] { canvas->VideoRotate(false, 180); }, horizontal + vertical}, // the angle alone rotates nothing
     };
     Frame(0);
     for (const auto& c : cases) {
         script.Take();
-        canvas->VideoFlipHorizontal(c.h);
-        canvas->VideoFlipVertical(c.v);
-        canvas->VideoRotate(c.on, 180);
+        c.change();
         EXPECT_TRUE(script.calls.empty());
         Frame(20);
         // The old sequence is dropped, not ended.

@@ -21,8 +21,9 @@ TEST_F(ControlTest, VideoPreviewOnAndOff)
     for (const auto& c : cases) {
         canvas->UseDataProc = c.dataProc;
         canvas->PreviewWhileRecording(c.whileRecording);
+        const Lines changed = script.Take();
+        EXPECT_EQ(changed.front() + changed.back(), "SGPause(12, 1)SGPause(12, 0)");
         inside.displaySeq = framework::New<MemoryBlock>(4);
-        script.Take();
         canvas->VideoPreview(c.value);
         Expect(c.expected);
         EXPECT_EQ(inside.VideoPreviewState, c.value);

@@ -88,6 +88,8 @@ TEST_F(ControlTest, LevelMeter)
         EXPECT_EQ(c.read(), 0);
         ExpectAmong({c.call, c.call, "Error(-231)"});
     }
+    script.Writes("SPBGetDeviceInfo", {{2, 1}});
+    EXPECT_TRUE(canvas->SoundLevelMeterActive());
     script.Writes("SGGetSoundInputParameters", {{2, 2}});
     canvas->SoundLevelMeterActive(true);
     canvas->SoundLevelMeterActive(false);
