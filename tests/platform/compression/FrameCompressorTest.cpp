@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/compression/KeyFrames.h"
+#include "platform/compression/NalUnits.h"
 #include "platform/compression/Pictures.h"
 #include "platform/compression/RawPictures.h"
 
@@ -125,6 +126,17 @@ TEST(FrameCompressor, InterFrameCodecsKeepOrderAndKeyFrames)
     EXPECT_TRUE(IsKeyFrame(CodeOf("jpeg"), tooLong));
 }
 
+// What keeps start codes from appearing in a parameter set is no part of the profile that a movie holds.
+TEST(NalUnits, TheProfileIsReadWithoutEmulationPrevention)
+{
+    const uint8_t header[] = {0, 0,    1, 0x40, 1, 9, 0, 0, 1, 0x42, 1,    1, 1, 0x60, 0,    0, 3,
+                              0, 0x90, 0, 0,    3, 0, 0, 3, 0, 0x5D, 0xA0, 0, 0, 1,    0x44, 1, 7};
+    const auto record = DecoderConfiguration(NalCodec::Hevc, header);
+    ASSERT_GT(record.size(), 13U);
+    EXPECT_EQ(std::vector(record.begin() + 1, record.begin() + 13),
+              (std::vector<uint8_t>{1, 0x60, 0, 0, 0, 0x90, 0, 0, 0, 0, 0, 0x5D}));
+}
+
 TEST(FrameCompressor, SettingsOfInterFrameCodecsAct)
 {
     for (const FourCharCode codec : {CodeOf("avc1"), CodeOf("hvc1")}) {
@@ -144,6 +156,19 @@ TEST(FrameCompressor, SettingsOfInterFrameCodecsAct)
         // 60 frames are two seconds, and a second's worth may come at once.
         const auto limit = static_cast<int32_t>(usual / 8);
         EXPECT_LT(changed([=](auto& s) { s.dataRate = limit; }), int64_t{limit} * 7 / 2) << TextOf(codec);
+    }
+}
+
+TEST(FrameCompressor, QualityOfEachIntraFrameCodecActs)
+{
+    for (const CompressorName& known : AvailableCompressors()) {
+        const auto sizeAt = [&](int32_t quality) {
+            return SizeOfFrames({.codec = known.codec, .spatialQuality = quality}, 2);
+        };
+        if (!known.hasQuality || known.isInterFrame)
+            continue;
+        EXPECT_LT(sizeAt(0), sizeAt(512) * 9 / 10) << known.name;
+        EXPECT_GT(sizeAt(1023), sizeAt(512) * 10 / 9) << known.name;
     }
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "platform/compression/JpegDecoder.h"
 #include "platform/compression/Pictures.h"
 
 #include <gtest/gtest.h>
@@ -92,6 +93,18 @@ TEST(FrameDecoder, JpegInAllItsForms)
         ASSERT_EQ(Decode(DescriptionOf(codec, width, height), frame, port), result) << name;
         if (result == noErr)
             ExpectQuarters(port, 10, name);
+    }
+}
+
+// A frame of scans without end would hold the decoder up.
+TEST(FrameDecoder, TooManyScansAreTold)
+{
+    for (const auto& [kind, scans, tooMany] :
+         {std::tuple(0xC2, 51, true), {0xC2, 50, false}, {0xC0, 51, false}, {0xCA, 51, true}}) {
+        std::vector<uint8_t> jpeg{0xFF, 0xD8, 0xFF, 0xDB, 0, 2, 0xFF, static_cast<uint8_t>(kind), 0, 2};
+        for (int i = 0; i < scans; ++i)
+            jpeg.insert(jpeg.end(), {0xFF, 0xDA, 0, 2});
+        EXPECT_EQ(HasTooManyScans(jpeg), tooMany) << kind << " " << scans;
     }
 }
 

@@ -2,6 +2,7 @@
 // Cameras as they are out there: each of these habits comes from reports of users, and has its simulated driver.
 #include "SimulatedCamera.h"
 #include "platform/digitizer/CaptureStamps.h"
+#include "platform/digitizer/v4l2/V4L2Camera.h"
 #include "platform/digitizer/v4l2/V4L2Controls.h"
 #include "platform/digitizer/v4l2/V4L2Pictures.h"
 #include "platform/drawing/PixelFormat.h"
@@ -92,6 +93,18 @@ TEST_F(CameraHabits, ABusWithoutBandwidthGetsACheaperFormat)
     EXPECT_EQ(digitizer->Format().width, 640);
     EXPECT_EQ(digitizer->Reason(), "The USB bus has no bandwidth left: 1920 × 1080 at 30 frames a second is not "
                                    "possible. The camera delivers 640 × 480 at 30 frames a second instead.");
+}
+
+// How long a camera may be silent: long before its first frame, and for five frames of a slow one.
+TEST_F(CameraHabits, SilenceIsAllowedByTheRateAndAtTheStart)
+{
+    cameras->Plug(Camera::Simple());
+    int error = 0;
+    const V4L2Camera camera(V4L2Device::Open(cameras, 0, error));
+    const std::tuple<bool, double, int64_t> cases[] = {
+        {true, 30, 4000}, {false, 30, 1500}, {false, 2, 2500}, {true, 0.5, 10'000}, {false, 0, 1500}};
+    for (const auto& [first, rate, milliseconds] : cases)
+        EXPECT_EQ(camera.SilenceAllowed(first, rate), milliseconds * kNanosecondsPerMillisecond) << rate;
 }
 
 TEST_F(CameraHabits, OnlyDamagedFramesAreAnOutage)

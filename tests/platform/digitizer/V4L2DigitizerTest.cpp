@@ -111,6 +111,24 @@ TEST_F(V4L2DigitizerTest, EnumeratesListsRangesAndDevicesThatCanDoNeither)
     }
 }
 
+// A device that can't list sizes and takes none of those that are tried has the one that it is set to, in each format.
+TEST_F(V4L2DigitizerTest, OffersTheSizeThatItIsSetToWhereItTakesNoOther)
+{
+    auto camera = Camera::Simple(V4L2_PIX_FMT_GREY, 350, 280);
+    camera.formats = {{V4L2_PIX_FMT_YUYV, {}, {}}};
+    camera.peculiarity = [](Camera&, unsigned long request, void* argument) {
+        if (request != VIDIOC_TRY_FMT)
+            return std::optional<int>();
+        auto& tried = static_cast<v4l2_format*>(argument)->fmt.pix;
+        tried.width = 350;
+        tried.height = 280;
+        return std::optional(0);
+    };
+    Open(camera);
+    ASSERT_EQ(digitizer->Formats().size(), 1U);
+    EXPECT_EQ(digitizer->Formats()[0].width, 350);
+}
+
 TEST(FormatChoice, FirstNearestAndCheaper)
 {
     const FourCharCode yuvs = kYuvsPixelFormat;
