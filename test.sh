@@ -26,7 +26,7 @@ case ${1:-} in
         whole=false
         # The test of a killed recording forks.
         export TSAN_OPTIONS="suppressions=$PWD/tests/support/thread-sanitizer.supp die_after_fork=0"
-        set -- --tests-regex '^platform/(digitizer|sound|movies|dv|grabber|compression)$' "$@"
+        set -- --tests-regex '^platform/(digitizer|digitizer/pipewire|sound|movies|dv|grabber|compression)$' "$@"
         # This compiler's sanitizer fails with a kernel that randomizes addresses widely.
         setarch --addr-no-randomize true 2>/dev/null && runner="setarch --addr-no-randomize"
         ;;

@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: MIT
+// The table of bad input over cameras of a PipeWire server: a real server, and a camera in the test's hand.
+#include "DeviceFaults.h"
+#include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/pipewire/PipeWireHeaders.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+using namespace platform;
+
+namespace {
+
+constexpr const char* kName = "Tested Camera";
+constexpr const char* kIdentity = "pipewire:Tested Camera";
+
+template <typename Condition> bool Await(Condition condition)
+{
+    const int64_t end = MonotonicNow() + 20 * kNanosecondsPerSecond;
+    while (!condition()) {
+        if (MonotonicNow() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+/// A camera that drives its own node, a frame whenever it is told to.
+class PipeWireTested : public TestedDevice {
+public:
+    PipeWireTested()
+    {
+        pw_init(nullptr, nullptr);
+        loop = pw_thread_loop_new("camera", nullptr);
+        pw_thread_loop_start(loop);
+    }
+    ~PipeWireTested() override
+    {
+        PipeWireTested::Plug(false);
+        pw_thread_loop_stop(loop);
+        pw_thread_loop_destroy(loop);
+    }
+
+    void Plug(bool in) override
+    {
+        if (in != (stream != nullptr))
+            in ? Connect() : Disconnect();
+        EXPECT_TRUE(Await(
+            [&] { return in == (std::ranges::count(ListDigitizers(), kIdentity, &DigitizerEntry::identity) > 0); }));
+    }
+
+    bool Send(const SentFrame& frame) override
+    {
+        const bool isSent = Await([&] {
+            pw_thread_loop_lock(loop);
+            const bool isFilled = stream != nullptr && Fill(frame);
+            cycleIsOver = !isFilled;
+            if (isFilled)
+                pw_stream_trigger_process(stream);
+            pw_thread_loop_unlock(loop);
+            return isFilled;
+        });
+        // A buffer that is queued while the server's cycle runs would wait for the next one.
+        return isSent && Await([this] { return cycleIsOver || !IsStreaming(); });
+    }
+
+    bool IsIdle() override
+    {
+        return Await([this] { return !IsStreaming(); });
+    }
+
+    int RandomSteps() const override { return 80; }
+
+    /// The picture's width from the next time on that it is plugged in; its height is half of it.
+    int32_t width = 64;
+
+private:
+    bool IsStreaming()
+    {
+        pw_thread_loop_lock(loop);
+        const bool is = stream != nullptr && pw_stream_get_state(stream, nullptr) == PW_STREAM_STATE_STREAMING;
+        pw_thread_loop_unlock(loop);
+        return is;
+    }
+
+    void Connect()
+    {
+        static const pw_stream_events events = Events();
+        pw_thread_loop_lock(loop);
+        auto* properties = pw_properties_new(PW_KEY_MEDIA_CLASS, "Video/Source", PW_KEY_NODE_NAME, kName,
+                                             PW_KEY_NODE_DESCRIPTION, "Tested\n\x01 Camera", nullptr);
+        stream = pw_stream_new_simple(pw_thread_loop_get_loop(loop), kName, properties, &events, this);
+        uint8_t memory[1024];
+        spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof memory);
+        const spa_rectangle size{static_cast<uint32_t>(width), static_cast<uint32_t>(width / 2)};
+        const spa_rectangle endless{100'000, 100'000};
+        const spa_fraction rate{10'000'000, 333'333}; // as UVC cameras have it
+        const spa_pod* offers[] = {Offer(builder, endless, rate), Offer(builder, {0, 0}, rate),
+                                   Offer(builder, size, {30, 0}), Offer(builder, size, rate)};
+        const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS |
+                                                        PW_STREAM_FLAG_NO_CONVERT);
+        EXPECT_GE(pw_stream_connect(stream, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, offers, std::size(offers)), 0);
+        pw_thread_loop_unlock(loop);
+    }
+
+    void Disconnect()
+    {
+        pw_thread_loop_lock(loop);
+        pw_stream_destroy(std::exchange(stream, nullptr));
+        pw_thread_loop_unlock(loop);
+    }
+
+    static const spa_pod* Offer(spa_pod_builder& builder, spa_rectangle size, spa_fraction rate)
+    {
+        return static_cast<const spa_pod*>(spa_pod_builder_add_object(
+            &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType,
+            SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_raw),
+            SPA_FORMAT_VIDEO_format, SPA_POD_Id(SPA_VIDEO_FORMAT_YUY2), SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&size),
+            SPA_FORMAT_VIDEO_framerate, SPA_POD_Fraction(&rate)));
+    }
+
+    static pw_stream_events Events()
+    {
+        pw_stream_events events{};
+        events.version = PW_VERSION_STREAM_EVENTS;
+        events.state_changed = [](void* self, pw_stream_state before, pw_stream_state state, const char*) {
+            auto* camera = static_cast<PipeWireTested*>(self);
+            if (before == PW_STREAM_STATE_STREAMING && state == PW_STREAM_STATE_PAUSED && camera->stream != nullptr)
+                camera->Suspend();
+        };
+        events.param_changed = [](void* self, uint32_t id, const spa_pod* parameter) {
+            if (id == SPA_PARAM_Format && parameter != nullptr)
+                static_cast<PipeWireTested*>(self)->AnswerFormat();
+        };
+        events.trigger_done = [](void* self) { static_cast<PipeWireTested*>(self)->cycleIsOver = true; };
+        return events;
+    }
+
+    void AnswerFormat()
+    {
+        uint8_t memory[1024];
+        spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof memory);
+        const spa_pod* answers[2];
+        answers[0] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
+            &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
+            SPA_POD_CHOICE_RANGE_Int(8, 2, 16), SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1), SPA_PARAM_BUFFERS_size,
+            SPA_POD_Int(width * width), SPA_PARAM_BUFFERS_stride, SPA_POD_Int(width * 2)));
+        answers[1] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
+            &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(SPA_META_Header),
+            SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_header))));
+        pw_stream_update_params(stream, answers, 2);
+    }
+
+    // A receiver that leaves takes the buffers along that it holds: a node that is suspended gets new ones.
+    void Suspend()
+    {
+        pw_registry* registry = pw_core_get_registry(pw_stream_get_core(stream), PW_VERSION_REGISTRY, 0);
+        auto* node = static_cast<pw_node*>(
+            pw_registry_bind(registry, pw_stream_get_node_id(stream), PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
+        const spa_command suspend = SPA_NODE_COMMAND_INIT(SPA_NODE_COMMAND_Suspend);
+        pw_node_send_command(node, &suspend);
+        pw_proxy_destroy(reinterpret_cast<pw_proxy*>(node));
+        pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry));
+    }
+
+    // False while there is no buffer.
+    bool Fill(const SentFrame& frame)
+    {
+        if (pw_stream_get_state(stream, nullptr) != PW_STREAM_STATE_STREAMING)
+            return false;
+        pw_buffer* buffer = pw_stream_dequeue_buffer(stream);
+        if (buffer == nullptr)
+            return false;
+        spa_data& data = buffer->buffer->datas[0];
+        auto* header = static_cast<spa_meta_header*>(
+            spa_buffer_find_meta_data(buffer->buffer, SPA_META_Header, sizeof(spa_meta_header)));
+        *header = {0, 0, MonotonicNow() - frame.stampAge, 0, frame.number};
+        *data.chunk = {0, static_cast<uint32_t>(width * width), width * 2, 0};
+        std::memset(data.data, 9, data.chunk->size);
+        if (frame.isDamaged)
+            Damage(*header, *data.chunk);
+        pw_stream_queue_buffer(stream, buffer);
+        return true;
+    }
+
+    // Each time in another way.
+    void Damage(spa_meta_header& header, spa_chunk& chunk)
+    {
+        switch (damages++ % 7) {
+        case 0:
+            header.flags = SPA_META_HEADER_FLAG_CORRUPTED;
+            break;
+        case 1:
+            chunk.flags = SPA_CHUNK_FLAG_CORRUPTED;
+            break;
+        case 2:
+            chunk.size = 0;
+            break;
+        case 3:
+            chunk.size = 7;
+            break;
+        case 4:
+            chunk.size = UINT32_MAX;
+            break;
+        case 5:
+            chunk.offset = UINT32_MAX - 7;
+            break;
+        default:
+            chunk.stride = INT32_MAX;
+        }
+    }
+
+    pw_thread_loop* loop = nullptr;
+    pw_stream* stream = nullptr;
+    std::atomic<bool> cycleIsOver = true;
+    int damages = 0;
+};
+
+INSTANTIATE_TEST_SUITE_P(, DeviceFaults, testing::Values(std::pair("PipeWire", &MakeDevice<PipeWireTested>)),
+                         [](const auto& one) { return one.param.first; });
+
+TEST(PipeWireFaults, OffersOfNoUseAreLeftOutAndAnotherFormatIsFollowed)
+{
+    PipeWireTested device;
+    device.Plug(true);
+    const auto camera = OpenDigitizer(kIdentity);
+    EXPECT_EQ(camera->Name(), "Tested Camera");
+    ASSERT_EQ(camera->Formats().size(), 1U);
+    EXPECT_NEAR(camera->Formats()[0].frameRate, 30, 0.001);
+    FrameCollector frames;
+    ASSERT_EQ(camera->Start(frames), noErr) << camera->Reason();
+    ASSERT_TRUE(device.Send({}));
+    ASSERT_TRUE(frames.WaitFor(1));
+    device.Plug(false);
+    device.width = 128;
+    device.Plug(true);
+    ASSERT_TRUE(device.Send({}));
+    ASSERT_TRUE(frames.WaitFor(2));
+    EXPECT_EQ(frames.Seen()[0].width, 64);
+    EXPECT_EQ(frames.Seen()[1].width, 128);
+    EXPECT_EQ(camera->Format().width, 128);
+}
+
+} // namespace
