@@ -110,10 +110,13 @@ class Sound(Programs):
 
     @contextlib.contextmanager
     def tone(self):
-        """Plays a sine wave of half the full scale into the loopback: -9 dB on average."""
+        """Plays a sine wave of half the full scale into the loopback: -9 dB on average. Both ends of this card must use
+        the same sample format, so it is played in the one that the server records in."""
         tone = self.desk.path("tone.wav")
         wave = "0.5*sin(880*PI*t)"
-        run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"aevalsrc={wave}|{wave}:s=48000:d=120", tone)
+        sample = re.search(r"alsa_input\S*snd_aloop\S*\s+\S+\s+(\S+)", run("pactl", "list", "short", "sources"))[1]
+        run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"aevalsrc={wave}|{wave}:s=48000:d=120", "-c:a", "pcm_" + sample,
+            tone)
         # Where the ALSA library gives this card a volume, its playback is turned down and weakens what is recorded.
         subprocess.run(["amixer", "-q", "-c", "Loopback", "sset", "PCM", "100%"], capture_output=True, check=False)
         with subprocess.Popen(["aplay", "-q", "-D", "hw:Loopback,1,0", tone]) as player:
