@@ -85,9 +85,9 @@ class Cameras(Programs):
     def test_a_driver_that_leaves_and_comes_back(self):
         process = self.desk.start(*SMALL, "--microphone", "none", self.path)
         attach(False)
-        self.assertIn(b"the camera is away", process.stderr.readline())
+        self.assertIn(b"the camera is disconnected", process.stderr.readline())
         attach(True)
-        self.assertRegex(process.stderr.readline(), rb"the camera is back; it has been away for [0-9.]+ s")
+        self.assertRegex(process.stderr.readline(), rb"the camera is back; it was disconnected for [0-9.]+ s")
         wait_for("some more frames", 60, lambda: int(re.search(rb"([0-9]+) frames", process.stdout.readline())[1]) > 10)
         process.terminate()
         lines, errors = process.communicate()
