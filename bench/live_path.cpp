@@ -9,6 +9,7 @@
 #include "capture/VelmoraCanvas.h"
 #include "framework/Application.h"
 #include "platform/Platform.h"
+#include "platform/clock/MonotonicClock.h"
 #include "platform/compression/FrameCompressor.h"
 #include "platform/compression/JpegDecoder.h"
 #include "platform/digitizer/Digitizer.h"
@@ -24,6 +25,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <random>
+#include <thread>
 #include <time.h>
 #include <vector>
 
@@ -87,7 +89,7 @@ template <typename Work> double Milliseconds(const Work& work)
     return ThreadMilliseconds() - start;
 }
 
-// A camera that delivers one frame as often as it is started.
+// A camera that delivers the same frame ten times a second, from a thread of its own as cameras do.
 class OneFrameCamera : public Digitizer {
 public:
     explicit OneFrameCamera(std::span<const uint8_t> bytes) : frame(bytes) {}
@@ -98,13 +100,21 @@ public:
     Result SetFormat(const CaptureFormat&) override { return noErr; }
     Result Start(FrameSink& sink) override
     {
-        sink.FrameArrived({.picture = {frame, CodeOf("jpeg"), kWidth, kHeight}, .captureTime = 1, .sequence = 1});
+        thread = std::jthread([this, &sink](const std::stop_token& stop) {
+            for (uint32_t number = 1; !stop.stop_requested(); ++number) {
+                sink.FrameArrived({.picture = {frame, CodeOf("jpeg"), kWidth, kHeight},
+                                   .captureTime = MonotonicNow(),
+                                   .sequence = number});
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            }
+        });
         return noErr;
     }
-    void Stop() override {}
+    void Stop() override { thread = {}; }
 
 private:
     std::span<const uint8_t> frame;
+    std::jthread thread;
 };
 
 // The main window, which draws its frame and clock on each picture, without a place on the screen.
