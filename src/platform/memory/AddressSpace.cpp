@@ -84,8 +84,8 @@ public:
         const Address block = Take(sizeClass, size, fresh);
         if (block == 0)
             return 0;
-        ASAN_UNPOISON_MEMORY_REGION(start + block, size);
-        ASAN_POISON_MEMORY_REGION(start + block + size, sizeClass.capacity - size + kGap);
+        ASAN_UNPOISON_MEMORY_REGION(start + block, static_cast<size_t>(size));
+        ASAN_POISON_MEMORY_REGION(start + block + size, static_cast<size_t>(sizeClass.capacity - size + kGap));
         if (clear && !fresh)
             std::memset(start + block, 0, static_cast<size_t>(size));
         return block;
@@ -106,7 +106,7 @@ public:
                             (static_cast<int64_t>(list.size()) + 1) * sizeClass.capacity <= kKeptFree;
         if (!isKept)
             ReturnPages(block, sizeClass.capacity);
-        ASAN_POISON_MEMORY_REGION(start + block, sizeClass.capacity);
+        ASAN_POISON_MEMORY_REGION(start + block, static_cast<size_t>(sizeClass.capacity));
         list.insert(isKept ? list.end() : list.begin(), block);
     }
 
