@@ -35,6 +35,7 @@ def camera_node():
 
 
 def attach(attached):
+    """Binds the driver to its devices, or unbinds it."""
     with open("/sys/bus/platform/drivers/vivid/" + ("bind" if attached else "unbind"), "w", encoding="ascii") as file:
         file.write("vivid.0")
 
@@ -51,6 +52,10 @@ class Case(unittest.TestCase):
         super().run(result)
         signal.alarm(0)
         print(f"    {time.monotonic() - began:.1f} s", file=sys.stderr, flush=True)
+
+    def tearDown(self):
+        if not os.path.exists("/sys/bus/platform/drivers/vivid/vivid.0"):
+            attach(True)
 
     def give_up(self, *_):
         raise Failure(f"no end after {self.LIMIT} s")
@@ -110,16 +115,21 @@ class Sound(Programs):
 
     @contextlib.contextmanager
     def tone(self):
-        """Plays a sine wave of half the full scale into the loopback: -9 dB on average. Both ends of this card must use
-        the same sample format, so it is played in the one that the server records in."""
-        tone = self.desk.path("tone.wav")
-        wave = "0.5*sin(880*PI*t)"
+        """Plays a sine wave of half the full scale into the loopback: -9 dB on average. Both ends of this card must have
+        the same sample format, and with newer kernels the channels apart or interleaved alike; the server records them
+        apart where it can."""
+        device = ("-D", "hw:Loopback,1,0")
         sample = re.search(r"alsa_input\S*snd_aloop\S*\s+\S+\s+(\S+)", run("pactl", "list", "short", "sources"))[1]
-        run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"aevalsrc={wave}|{wave}:s=48000:d=120", "-c:a", "pcm_" + sample,
-            tone)
+        able = subprocess.run(["aplay", *device, "--dump-hw-params", "-t", "raw", "/dev/null"], capture_output=True,
+                              text=True, check=False).stderr
+        apart = "RW_NONINTERLEAVED" in able
+        tone, wave = self.desk.path("tone.raw"), "0.5*sin(880*PI*t)"
+        run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"aevalsrc={wave if apart else wave + '|' + wave}:s=48000:d=120",
+            "-f", sample, tone)
         # Where the ALSA library gives this card a volume, its playback is turned down and weakens what is recorded.
         subprocess.run(["amixer", "-q", "-c", "Loopback", "sset", "PCM", "100%"], capture_output=True, check=False)
-        with subprocess.Popen(["aplay", "-q", "-D", "hw:Loopback,1,0", tone]) as player:
+        form = ("-q", "-t", "raw", "-f", sample[:-2].upper() + "_LE", "-c", "2", "-r", "48000")
+        with subprocess.Popen(["aplay", *device, *form, *(("-I", tone, tone) if apart else (tone,))]) as player:
             try:
                 yield
             finally:
