@@ -2,6 +2,7 @@
 // Cameras of a PipeWire server that are no V4L2 nodes: a server of the test's own, cameras that are processes of their
 // own, and both killed while they deliver.
 #include "platform/digitizer/Digitizer.h"
+#include "support/Await.h"
 #include "support/Files.h"
 #include "support/FrameCollector.h"
 #include "support/IdleShare.h"
@@ -13,7 +14,6 @@
 #include <spawn.h>
 #include <sstream>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 using namespace platform;
@@ -44,17 +44,6 @@ private:
 };
 
 using Arguments = std::vector<std::string>;
-
-template <typename Condition> bool Await(Condition condition)
-{
-    const int64_t end = MonotonicNow() + 20 * kNanosecondsPerSecond;
-    while (!condition()) {
-        if (MonotonicNow() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
 
 constexpr const char* kIdentity = "pipewire:Test Camera";
 

@@ -22,7 +22,8 @@ private:
             std::ifstream file("/proc/stat");
             std::string label;
             file >> label;
-            for (int field = 0, time = 0; field < 8 && file >> time; ++field) {
+            long time = 0;
+            for (int field = 0; field < 8 && file >> time; ++field) {
                 all += time;
                 idle += field == 3 ? time : 0;
             }

@@ -3,11 +3,11 @@
 #include "DeviceFaults.h"
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/pipewire/PipeWireHeaders.h"
+#include "support/Await.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <thread>
 
 using namespace platform;
 
@@ -15,17 +15,6 @@ namespace {
 
 constexpr const char* kName = "Tested Camera";
 constexpr const char* kIdentity = "pipewire:Tested Camera";
-
-template <typename Condition> bool Await(Condition condition)
-{
-    const int64_t end = MonotonicNow() + 20 * kNanosecondsPerSecond;
-    while (!condition()) {
-        if (MonotonicNow() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
 
 /// A camera that drives its own node, a frame whenever it is told to.
 class PipeWireTested : public TestedDevice {
