@@ -99,5 +99,5 @@ configure_file(cmake/velmora.pc.in ${CMAKE_BINARY_DIR}/packaging/velmora.pc @ONL
 install(FILES ${CMAKE_BINARY_DIR}/packaging/velmora.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT development)
 
-install(FILES docs/library.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvelmora-dev COMPONENT development)
+install(FILES docs/library.md docs/third-party.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvelmora-dev COMPONENT development)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvelmora-dev COMPONENT development)

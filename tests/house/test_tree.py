@@ -63,6 +63,17 @@ class Tree(unittest.TestCase):
         climbing = [path for path in files(".cpp", ".h") if re.search(r'^\s*#\s*include "[^"]*\.\./', text(path), re.MULTILINE)]
         self.assertEqual(climbing, [])
 
+    def test_tables_of_documents_are_whole(self):
+        wrong = []
+        for document in files(".md"):
+            columns = 0
+            for number, line in enumerate(text(document).splitlines(), 1):
+                bars = line.count("|") if line.startswith("|") else 0
+                if bars and (not line.endswith("|") or columns not in (0, bars)):
+                    wrong.append(f"{document}:{number}")
+                columns = bars
+        self.assertEqual(wrong, [])
+
     def test_documents_lead_somewhere(self):
         broken = []
         for document in files(".md"):
