@@ -33,6 +33,20 @@ fs::path NotesFolder()
     return home != nullptr && home[0] == '/' ? fs::path(home) / ".local/state/velmora/recordings" : fs::path();
 }
 
+// Creates a file in the folder, which another program may remove at any time if it is empty.
+int CreateHidden(const fs::path& folder, std::string& name)
+{
+    for (int attempts = 3;; --attempts) {
+        std::error_code error;
+        if (fs::create_directories(folder, error); error)
+            return -1;
+        name = (folder / ".recording-XXXXXX").string();
+        const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+        if (descriptor >= 0 || errno != ENOENT || attempts == 1)
+            return descriptor;
+    }
+}
+
 bool WriteAll(int descriptor, const std::string& text)
 {
     return write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
@@ -50,11 +64,8 @@ std::string ReadAll(int descriptor)
 std::unique_ptr<RecordingNote> RecordingNote::Write(const std::string& moviePath)
 {
     const fs::path folder = NotesFolder();
-    std::error_code error;
-    if (folder.empty() || (fs::create_directories(folder, error), error))
-        return nullptr;
-    std::string name = (folder / ".recording-XXXXXX").string();
-    const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+    std::string name;
+    const int descriptor = folder.empty() ? -1 : CreateHidden(folder, name);
     if (descriptor < 0)
         return nullptr;
     std::unique_ptr<RecordingNote> note(new RecordingNote(descriptor, name));
@@ -104,6 +115,11 @@ RecordingNote::~RecordingNote()
 void RecordingNote::Remove()
 {
     unlink(notePath.c_str());
+    // Folders that are not empty stay.
+    const fs::path folder = fs::path(notePath).parent_path();
+    std::error_code ignored;
+    if (fs::remove(folder, ignored))
+        fs::remove(folder.parent_path(), ignored);
 }
 
 bool RecordingNote::Read()

@@ -25,7 +25,7 @@ public:
     RecordingNote(const RecordingNote&) = delete;
     RecordingNote& operator=(const RecordingNote&) = delete;
 
-    /// Deletes the note, once the recording has become a movie.
+    /// Deletes the note, once the recording has become a movie, and with the last note its folder.
     void Remove();
 
     const std::string& MoviePath() const { return moviePath; } ///< absolute

@@ -174,6 +174,7 @@ TEST_F(RecordingWatchTest, OffersToRepairWhatWasCutOff)
     std::filesystem::remove(movie);
     watch.reset();
     EXPECT_TRUE(RecordingNote::LeftBehind().empty()) << "the user has removed it";
+    EXPECT_FALSE(std::filesystem::exists(folder.filePath("velmora").toStdString()));
 }
 
 } // namespace
