@@ -480,7 +480,7 @@ private:
     std::string ReachLimit(bool ends);
     void ContinueIn(const Reference<FolderItem>& file);
     void BeginTally(const FolderItem& file);
-    void CountInTally(RecordingStatus& status);
+    void CountInTally();
     void AppendVideo(int32_t c, const Reference<MemoryBlock>& data, int32_t len, int32_t duration);
     void AppendSound(int32_t c, const Reference<MemoryBlock>& data, int32_t len);
 

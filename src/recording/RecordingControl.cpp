@@ -79,13 +79,13 @@ void VelmoraCanvas::WatchLimits()
 // Called between two frames. In direct mode the grabber switches files itself.
 std::string VelmoraCanvas::ReachLimit(bool ends)
 {
+    Status(); // updates the tally while the present file is still open
     if (ends)
         isRecording = false;
     const auto asked = NextRecordingFile;
     const Reference<FolderItem> file = asked ? asked(ends) : nullptr;
     if (ends || !file)
         return {};
-    Status(); // updates the tally while the present file is still open
     tally.repeatedBefore = tally.repeated;
     tally.path = file->AbsolutePath().Bytes();
     if (UseDataProc)
@@ -121,6 +121,7 @@ void VelmoraCanvas::ContinueIn(const Reference<FolderItem>& file)
 
 void VelmoraCanvas::Stop()
 {
+    const bool wasRecording = Status().recording;
     isActive = false;
     if (UseDataProc) {
         isRecording = false; // first, so that no buffer reaches media whose edits are being ended
@@ -132,6 +133,8 @@ void VelmoraCanvas::Stop()
         }
     } else {
         const int32_t stopped = tally.KeepFirstFailure(SGStop(theSGComp));
+        if (wasRecording)
+            CountInTally(); // the frames that still waited are in the movie now
         tally.finished = stopped == 0;
         RaiseFailure(stopped);
         RaiseFailure(SGStartPreview(theSGComp));

@@ -57,17 +57,15 @@ RecordingStatus VelmoraCanvas::Status()
                                  : platform::SGGetRecordingStatus(theSGComp, storage));
     status.path = tally.path;
     if (status.recording) {
+        status.seconds = Seconds(platform::MonotonicNow() - tally.began);
         status.bytes = storage.fileBytes;
         status.waitingBytes = storage.waitingBytes;
         status.bufferBytes = storage.bufferBytes;
         status.freeBytes = storage.freeBytes;
         status.secondsLeft = storage.secondsLeft;
         tally.KeepFirstFailure(storage.failure);
-        CountInTally(status);
-        // The writer accepts a frame that does not fit its memory, and repeats the previous one instead.
         tally.repeated = tally.repeatedBefore + static_cast<uint64_t>(storage.framesLost);
-        status.frames -= std::min(status.frames, tally.repeated);
-        status.lost += tally.repeated;
+        CountInTally();
     }
     status.failure = tally.failure;
     status.finished = tally.finished;
@@ -83,13 +81,15 @@ std::vector<LostFrame> VelmoraCanvas::TakeLostFrames()
     return frames;
 }
 
-void VelmoraCanvas::CountInTally(RecordingStatus& status)
+void VelmoraCanvas::CountInTally()
 {
+    RecordingStatus& status = tally.latest;
     const platform::SGChannelCounts counts = platform::SGGetChannelCounts(sgVideoChannel);
     const uint64_t delivered = tally.delivered.Follow(counts.delivered);
-    status.seconds = Seconds(platform::MonotonicNow() - tally.began);
-    status.frames = UseDataProc ? tally.frames : delivered;
-    status.lost = tally.lost.Follow(LostIn(counts)) + tally.refused;
+    // The writer accepts a frame that does not fit its memory, and repeats the previous one instead.
+    const uint64_t frames = UseDataProc ? tally.frames : delivered;
+    status.frames = frames - std::min(frames, tally.repeated);
+    status.lost = tally.lost.Follow(LostIn(counts)) + tally.refused + tally.repeated;
     status.damaged = tally.damaged.Follow(counts.damaged);
     status.incomplete = tally.incomplete.Follow(counts.incomplete);
     status.notShown = tally.notShown.Follow(counts.notShown);

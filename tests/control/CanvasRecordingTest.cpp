@@ -83,9 +83,12 @@ TEST_F(RecordingTest, Status)
     EXPECT_EQ(status.path, path);
     EXPECT_EQ(status.frames, 2U);
     EXPECT_EQ(status.lost, 1U);
+    script.Returns("AddMediaSample", 0);
+    inside.Append(scripted::kVideo, buffer.Get(), 16);
     script.Returns("CloseMovieStorage", -34);
     canvas->Stop();
     EXPECT_FALSE(canvas->Status().recording);
+    EXPECT_EQ(canvas->Status().frames, 3U) << "also those after the last look";
     EXPECT_EQ(canvas->Status().failure, -34) << "a recording that was not finished is not called finished";
 
     canvas->UseDataProc = false;

@@ -63,7 +63,8 @@ class Installed(unittest.TestCase):
             *(["-DCMAKE_CXX_COMPILER_LAUNCHER=" + launcher] if launcher else []))
         run("cmake", "--build", examples)
         movies = {name: os.path.join(self.folder, name + ".mov") for name in ("headless", "own", "window")}
-        run(os.path.join(examples, "record-headless"), "Test Pattern", "1", movies["headless"])
+        told = run(os.path.join(examples, "record-headless"), "Test Pattern", "1", movies["headless"])
+        self.assertIn(f": {probe(movies['headless'])['video']['nb_read_packets']} frames", told)
         run(os.path.join(examples, "own-camera"), "1", movies["own"])
         self.use_window(os.path.join(examples, "live-window"), movies["window"])
         for name, width in (("headless", "640"), ("own", "320"), ("window", "640")):
