@@ -3,13 +3,12 @@
 // for the same frames, both sides in turn, median of three runs.
 //
 //   H.264   1920x1080 Motion JPEG as a camera sends it; our side also decodes each frame for the live picture at the
-//   size
-//           of the window's 640x480
+//           size of the window's 640x480
 //   FFV1    1280x720 raw 4:2:2
 //
 // The frames are noise over moving shapes, so that they are hard to encode.
-#include "platform/compression/DecodedPicture.h"
 #include "platform/compression/FrameCompressor.h"
+#include "platform/compression/ReducingDecoder.h"
 #include "platform/drawing/PixelFormat.h"
 
 #include <sys/resource.h>
@@ -88,7 +87,7 @@ double Ours(const Frames& frames, FourCharCode format, const Size& size, FourCha
     const double before = Seconds(RUSAGE_SELF);
     const auto compressor = FrameCompressor::Create({.codec = codec, .frameRate = 30});
     const ImageDescription description = DescriptionOfPassThrough(format, size.width, size.height);
-    PictureDecoder decoder;
+    ReducingDecoder decoder;
     decoder.Prepare(description);
     for (const auto& frame : frames) {
         std::unique_ptr<DecodedPicture> picture;

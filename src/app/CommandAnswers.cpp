@@ -3,7 +3,7 @@
 // as a level meter asked of a device that has none, many times a second.
 #include "app/CommandAnswers.h"
 
-#include "platform/grabber/SavedSettings.h"
+#include "platform/grabber/SessionSettings.h"
 #include "ui/MessageTexts.h"
 
 #include <algorithm>

@@ -9,7 +9,7 @@
 #include "framework/Application.h"
 #include "platform/atoms/AtomContainers.h"
 #include "platform/components/Components.h"
-#include "platform/dv/Deck.h"
+#include "platform/dv/DeckCommands.h"
 #include "platform/dv/IsochronousDataHandler.h"
 
 namespace velmora {
@@ -21,16 +21,7 @@ namespace {
 constexpr int32_t kRoot = 0;
 constexpr int32_t kResponseSize = 16;
 
-// Frame bytes.
-constexpr int32_t kControl = 0;
-constexpr int32_t kStatus = 1;
-constexpr int32_t kTapeDevice = platform::kTapeSubunit;
-constexpr int32_t kTransportStateOpcode = 0xD0;
-constexpr int32_t kTransportStateOperand = 0x7F;
-
-// Responses to a status frame, and what the tape is doing then.
-constexpr int32_t kInTransition = 0x0B;
-constexpr int32_t kStable = 0x0C;
+// What the tape is doing, in the response to a status frame.
 constexpr int32_t kModeLoading = 0xC1;
 constexpr int32_t kModeRecording = 0xC2;
 constexpr int32_t kModePlaying = 0xC3;
@@ -71,7 +62,8 @@ int32_t Transact(int32_t deviceControl, const MemoryBlock& frame, const MemoryBl
 
 void Operate(VelmoraCanvas& canvas, const platform::DeckOperation& operation)
 {
-    canvas.DeviceControlAVCCommand(kControl, kTapeDevice, operation.opcode, operation.operand);
+    const auto [ctype, subunit, opcode, operand] = platform::CommandFrame(operation);
+    canvas.DeviceControlAVCCommand(ctype, subunit, opcode, operand);
 }
 
 } // namespace
@@ -245,10 +237,11 @@ bool VelmoraCanvas::DeviceIsWinding()
 
 bool VelmoraCanvas::IsTransportMode(int32_t mode)
 {
-    const Reference<MemoryBlock> response =
-        DeviceControlAVCQuery(kStatus, kTapeDevice, kTransportStateOpcode, kTransportStateOperand);
-    const int32_t code = response->Byte(0);
-    return (code == kStable || code == kInTransition) && response->Byte(2) == mode;
+    using enum platform::AvcResponse;
+    const auto [ctype, subunit, opcode, operand] = platform::kTransportStateInquiry;
+    const Reference<MemoryBlock> response = DeviceControlAVCQuery(ctype, subunit, opcode, operand);
+    const auto code = static_cast<platform::AvcResponse>(response->Byte(0));
+    return (code == Stable || code == InTransition) && response->Byte(2) == mode;
 }
 
 } // namespace velmora

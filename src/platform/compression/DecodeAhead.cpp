@@ -72,7 +72,7 @@ void DecodeAhead::SetShownSize(const ShownSize& size)
 
 void DecodeAhead::Work()
 {
-    PictureDecoder decoder;
+    ReducingDecoder decoder;
     ShownSize size;
     while (const auto ahead = NextWaiting()) {
         if (Begin(*ahead, size)) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/compression/DecodedPicture.h"
+#include "platform/compression/ReducingDecoder.h"
 
 #include <atomic>
 #include <condition_variable>

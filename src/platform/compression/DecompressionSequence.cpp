@@ -21,6 +21,7 @@
 #include "platform/compression/Matrix.h"
 #include "platform/compression/PictureDrawing.h"
 #include "platform/compression/RawPictures.h"
+#include "platform/compression/ReducingDecoder.h"
 #include "platform/compression/ViewDrawing.h"
 #include "platform/memory/ReferenceTable.h"
 
@@ -171,7 +172,7 @@ private:
         if (picture.IsReduced())
             taken = TakeReducedPicture(port, std::move(picture.picture),
                                        [frame = picture.frame, image = picture.description](const PortPixels& whole) {
-                                           return PictureDecoder::DecodeWhole(frame, image, whole) == noErr;
+                                           return ReducingDecoder::DecodeWhole(frame, image, whole) == noErr;
                                        });
         else
             taken = ExchangePixels(port, picture.picture);
@@ -359,7 +360,7 @@ private:
     } begun{};
 
     bool placeIsStale = false; ///< frames of another shape may have left something in it
-    PictureDecoder decoder;
+    ReducingDecoder decoder;
     std::unique_ptr<DecodedPicture> kept; ///< the newest that was drawn
     PictureDrawing drawing;
     std::optional<ViewDrawing> onView;

@@ -89,7 +89,7 @@ private:
     bool sourceChanged = false;             ///< the same
     bool isFailing = false;                 ///< the same: no good frame has come since the last failure
     mutable ControlThread controlThread;
-    DeviceThread thread{*this};
+    ReconnectingThread thread{*this};
 };
 
 } // namespace platform

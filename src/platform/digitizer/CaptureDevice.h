@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/digitizer/DeviceThread.h"
+#include "platform/digitizer/ReconnectingThread.h"
 
 #include <algorithm>
 #include <functional>

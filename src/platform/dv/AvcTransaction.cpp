@@ -15,8 +15,6 @@ using std::chrono::milliseconds;
 constexpr milliseconds kAnswerTime{200};
 constexpr milliseconds kWholeTime{500};
 constexpr milliseconds kWriteAgain{20};
-constexpr uint8_t kControl = 0;
-constexpr uint8_t kTransportState = 0xD0;
 
 AvcResponse CodeOfFrame(std::span<const uint8_t> frame)
 {
@@ -42,7 +40,8 @@ bool CanAnswer(AvcResponse response, bool isControl)
 // state has the state, 0xC1 to 0xC4, in the place of the opcode.
 bool BelongsTo(std::span<const uint8_t> response, std::span<const uint8_t> command)
 {
-    if (response.size() < 3 || !CanAnswer(CodeOfFrame(response), command[0] == kControl) || response[1] != command[1])
+    if (response.size() < 3 || !CanAnswer(CodeOfFrame(response), command[0] == kAvcControl) ||
+        response[1] != command[1])
         return false;
     const bool isState = command[2] == kTransportState && response[2] >= 0xC1 && response[2] <= 0xC4;
     return response[2] == command[2] || isState;
@@ -79,7 +78,7 @@ Result DoAvcTransaction(Bus& bus, uint64_t guid, std::span<const uint8_t> comman
             continue;
         }
         if (!WaitForResponse(bus, guid, command, Clock::now() + kAnswerTime, response)) {
-            if (command[0] == kControl)
+            if (command[0] == kAvcControl)
                 break;
             continue;
         }

@@ -2,19 +2,9 @@
 #pragma once
 
 #include "platform/dv/Bus.h"
+#include "platform/dv/DeckCommands.h"
 
 namespace platform {
-
-/// Response codes of AV/C frames (1394 TA, AV/C Digital Interface Command Set General), low four bits of byte 0.
-enum class AvcResponse : uint8_t {
-    NotImplemented = 0x08,
-    Accepted = 0x09,
-    Rejected = 0x0A,
-    InTransition = 0x0B,
-    Stable = 0x0C,
-    Changed = 0x0D,
-    Interim = 0x0F,
-};
 
 /// Sends a command frame and waits for the response that belongs to it, 200 ms: twice what the standard allows a
 /// device. A command that could not be written, as in a bus reset, is written again for up to half a second; one that

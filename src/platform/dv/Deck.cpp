@@ -8,11 +8,6 @@
 namespace platform {
 namespace {
 
-constexpr uint8_t kControl = 0;
-constexpr uint8_t kStatus = 1;
-constexpr uint8_t kTimecodeOpcode = 0x51;
-constexpr uint8_t kTransportStateOpcode = 0xD0;
-
 AvcResponse ResponseCodeOf(std::span<const uint8_t> response)
 {
     return static_cast<AvcResponse>(response[0] & 0x0F);
@@ -43,9 +38,8 @@ std::string DeckState::Name() const
 
 Result Deck::Do(const DeckOperation& operation)
 {
-    const uint8_t frame[] = {kControl, kTapeSubunit, operation.opcode, operation.operand};
     std::vector<uint8_t> response;
-    if (const Result result = DoAvcTransaction(*bus, guid, frame, response); result != noErr)
+    if (const Result result = DoAvcTransaction(*bus, guid, CommandFrame(operation), response); result != noErr)
         return result;
     const AvcResponse code = ResponseCodeOf(response);
     return code == AvcResponse::Accepted || code == AvcResponse::Interim ? noErr : paramErr;
@@ -53,15 +47,13 @@ Result Deck::Do(const DeckOperation& operation)
 
 std::optional<DeckState> Deck::State()
 {
-    const uint8_t frame[] = {kStatus, kTapeSubunit, kTransportStateOpcode, 0x7F};
-    const auto response = Inquire(*bus, guid, frame);
+    const auto response = Inquire(*bus, guid, kTransportStateInquiry);
     return response.empty() ? std::nullopt : std::optional(DeckState{response[2], response[3]});
 }
 
 std::optional<TapeTimecode> Deck::Timecode()
 {
-    const uint8_t frame[] = {kStatus, kTapeSubunit, kTimecodeOpcode, 0x71, 0xFF, 0xFF, 0xFF, 0xFF};
-    const auto response = Inquire(*bus, guid, frame);
+    const auto response = Inquire(*bus, guid, kTimecodeInquiry);
     if (response.empty())
         return std::nullopt;
     // The deck does not say for which system it counts.

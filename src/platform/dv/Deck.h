@@ -2,45 +2,15 @@
 #pragma once
 
 #include "platform/dv/Bus.h"
+#include "platform/dv/DeckCommands.h"
 #include "platform/dv/DvPacks.h"
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
-#include <string_view>
 
 namespace platform {
-
-/// Address of the first tape recorder in a device (AV/C subunit type 4, number 0).
-inline constexpr uint8_t kTapeSubunit = 0x20;
-
-/// An operation of a tape transport: opcode and operand of its control command (1394 TA, AV/C Tape Recorder/Player
-/// Subunit).
-struct DeckOperation {
-    const char* name;
-    uint8_t opcode;
-    uint8_t operand;
-};
-
-inline constexpr DeckOperation kDeckPlay{"play", 0xC3, 0x75};
-inline constexpr DeckOperation kDeckPause{"pause", 0xC3, 0x7D};
-inline constexpr DeckOperation kDeckNextFrame{"next-frame", 0xC3, 0x30};
-inline constexpr DeckOperation kDeckPreviousFrame{"previous-frame", 0xC3, 0x40};
-inline constexpr DeckOperation kDeckSlowForward{"slow-forward", 0xC3, 0x35};
-inline constexpr DeckOperation kDeckSlowReverse{"slow-reverse", 0xC3, 0x45};
-inline constexpr DeckOperation kDeckFastForwardPlay{"fast-forward-play", 0xC3, 0x3E};
-inline constexpr DeckOperation kDeckRewindPlay{"rewind-play", 0xC3, 0x4E};
-inline constexpr DeckOperation kDeckFastForward{"fast-forward", 0xC4, 0x75};
-inline constexpr DeckOperation kDeckRewind{"rewind", 0xC4, 0x65};
-inline constexpr DeckOperation kDeckStop{"stop", 0xC4, 0x60};
-inline constexpr DeckOperation kDeckRecord{"record", 0xC2, 0x75};
-
-inline constexpr std::array kDeckOperations{
-    kDeckPlay,          kDeckStop,        kDeckPause,       kDeckRewind,          kDeckFastForward, kDeckNextFrame,
-    kDeckPreviousFrame, kDeckSlowForward, kDeckSlowReverse, kDeckFastForwardPlay, kDeckRewindPlay,  kDeckRecord};
 
 /// What a transport is doing, by the operation that it answers with.
 struct DeckState {

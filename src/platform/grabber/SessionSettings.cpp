@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The saved settings of a session: one item per channel, of the channel's type, in the order of the channels; each
 // holds the list of items that the channel itself saves.
+#include "platform/grabber/SessionSettings.h"
 #include "platform/grabber/ChannelSettings.h"
-#include "platform/grabber/SavedSettings.h"
 #include "platform/grabber/Session.h"
 
 #include <algorithm>

@@ -55,7 +55,7 @@ protected:
 
     std::unique_ptr<DecodedPicture> Decoded(const ShownSize& size) const
     {
-        PictureDecoder decoder;
+        ReducingDecoder decoder;
         std::unique_ptr<DecodedPicture> made;
         EXPECT_EQ(decoder.Decode(FrameOf(jpeg), JpegImage(), size, made), noErr);
         return made;
@@ -125,14 +125,14 @@ TEST_F(PictureInHand, AnotherFramesPictureIsNoneAndABrokenFrameLeavesThePictureB
 }
 
 // Every kind of frame has the same colours at any size, one pixel included.
-TEST(PictureDecoder, ReducesFramesOfEachKindToAnySize)
+TEST(ReducingDecoder, ReducesFramesOfEachKindToAnySize)
 {
     for (const FourCharCode format : {kYuvsPixelFormat, k2vuyPixelFormat, kY420PixelFormat, kNV12PixelFormat,
                                       kRGB24PixelFormat, kBGR24PixelFormat, kPixelFormat32, CodeOf("jpeg")}) {
         const bool isJpeg = format == CodeOf("jpeg");
         const auto frame = FrameOf(isJpeg ? QuartersJpeg(kWidth, kHeight) : Quarters(format, kWidth, kHeight));
         const ImageDescription image = isJpeg ? JpegImage() : DescriptionOfLayout(format, kWidth, kHeight);
-        PictureDecoder decoder;
+        ReducingDecoder decoder;
         for (const ShownSize& size : {ShownSize{150, 90}, kHalf, {40, 24}, {13, 70}, {1, 1}}) {
             SCOPED_TRACE(testing::Message() << std::hex << format << std::dec << " " << size.width);
             std::unique_ptr<DecodedPicture> made;
@@ -148,7 +148,7 @@ TEST(PictureDecoder, ReducesFramesOfEachKindToAnySize)
 }
 
 // The largest pictures that cameras send, and the smallest; both ways of decoding hold on to one picture at most.
-TEST(PictureDecoder, TakesFramesOfAnySize)
+TEST(ReducingDecoder, TakesFramesOfAnySize)
 {
     for (const auto& [width, height] : {std::pair{7680, 4320}, {1, 1}, {1, 480}, {640, 1}, {3, 2}}) {
         SCOPED_TRACE(testing::Message() << width << "x" << height);
@@ -156,7 +156,7 @@ TEST(PictureDecoder, TakesFramesOfAnySize)
         const auto block = FrameCompressor::Create({})->Compress({grey, kGreyPixelFormat, width, height});
         const std::vector<uint8_t> jpeg(block.Bytes().begin(), block.Bytes().end());
         const ImageDescription image = DescriptionOfPassThrough(CodeOf("jpeg"), width, height);
-        PictureDecoder decoder;
+        ReducingDecoder decoder;
         for (const ShownSize& size : {kWholeSize, {640, 360}, {1, 1}}) {
             std::unique_ptr<DecodedPicture> made;
             ASSERT_EQ(decoder.Decode(FrameOf(jpeg), image, size, made), noErr);

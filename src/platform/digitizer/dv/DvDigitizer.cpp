@@ -11,7 +11,7 @@
 #include "platform/digitizer/dv/DvDigitizer.h"
 
 #include "platform/clock/MonotonicClock.h"
-#include "platform/digitizer/DeviceThread.h"
+#include "platform/digitizer/ReconnectingThread.h"
 #include "platform/digitizer/dv/DvFrame.h"
 #include "platform/dv/Bus.h"
 #include "platform/dv/FireWireUnits.h"
@@ -212,7 +212,7 @@ private:
     DvFrameInfo lastFrame;
     DvSound sound;
 
-    DeviceThread thread{*this};
+    ReconnectingThread thread{*this};
 };
 
 // The living devices by GUID. Main thread only.

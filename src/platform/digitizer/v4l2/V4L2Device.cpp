@@ -2,7 +2,7 @@
 #include "platform/digitizer/v4l2/V4L2Device.h"
 
 #include "platform/clock/MonotonicClock.h"
-#include "platform/digitizer/DeviceWatcher.h"
+#include "platform/digitizer/KernelDeviceEvents.h"
 #include "platform/log/Log.h"
 
 #include <cerrno>
@@ -198,7 +198,7 @@ V4L2System::NodeLabel V4L2System::LabelOf(int node)
 
 uint64_t V4L2System::ChangeCount()
 {
-    static DeviceWatcher watcher;
+    static KernelDeviceEvents watcher;
     static uint64_t changes = 0;
     static int64_t listed = 0;
     const int64_t now = MonotonicNow();

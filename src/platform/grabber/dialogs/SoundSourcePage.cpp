@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/digitizer/DeviceWatcher.h"
+#include "platform/digitizer/KernelDeviceEvents.h"
 #include "platform/grabber/dialogs/DevicePage.h"
 #include "platform/grabber/dialogs/LevelBars.h"
 #include "platform/grabber/dialogs/SoundPages.h"
@@ -76,7 +76,7 @@ protected:
 private:
     SoundChannel& channel;
     SoundWatcher sources;
-    DeviceWatcher camcorders{"firewire"};
+    KernelDeviceEvents camcorders{"firewire"};
     ValueEditor* gain = new ValueEditor(
         PercentControl("Gain", 0, static_cast<int64_t>(kMaxGain* kPercent), kPercent),
         [this](int64_t value) { Changed("Gain", channel.Source().SetGain(static_cast<double>(value) / kPercent)); },

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/digitizer/DeviceWatcher.h"
+#include "platform/digitizer/KernelDeviceEvents.h"
 #include "platform/drawing/PixelFormat.h"
 #include "platform/grabber/dialogs/DataRate.h"
 #include "platform/grabber/dialogs/DevicePage.h"
@@ -25,7 +25,7 @@ public:
         connect(preset, &QComboBox::activated, this, [this] { TakePreset(); });
         for (QComboBox* popup : {format, size, rate})
             connect(popup, &QComboBox::activated, this, [this, popup] { TakeFormat(popup); });
-        for (DeviceWatcher* watcher : {&cameras, &camcorders})
+        for (KernelDeviceEvents* watcher : {&cameras, &camcorders})
             WatchDevices(watcher->Descriptor(), [watcher] { return !watcher->Read().empty(); });
     }
 
@@ -150,8 +150,8 @@ private:
 
     VideoChannel& channel;
     std::vector<CaptureFormat> offered;
-    DeviceWatcher cameras{"video4linux"};
-    DeviceWatcher camcorders{"firewire"};
+    KernelDeviceEvents cameras{"video4linux"};
+    KernelDeviceEvents camcorders{"firewire"};
     QComboBox* standard = new QComboBox;
     QComboBox* preset = new QComboBox;
     QComboBox* format = new QComboBox;

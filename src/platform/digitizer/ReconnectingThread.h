@@ -56,20 +56,21 @@ public:
     virtual Taken Silent() { return Taken::Failed; }
 };
 
-/// The thread that keeps a device delivering: the one state machine of all families.
+/// The thread that keeps a device delivering and reconnects it after it was unplugged: the one state machine of all
+/// families.
 ///
 /// Its states: stopped; delivering; away. `Start` begins delivery and waits a moment for the result. A device that
 /// fails in mid-run is reported once, ended, and begun again at one interval until it delivers or is stopped; the next
 /// outage is reported when a good frame has come in between. Only good frames count as life: a device that sends
 /// nothing but damaged ones has failed like a silent one. Sequence numbers go on over all of this, with a gap of one
 /// for each interruption.
-class DeviceThread {
+class ReconnectingThread {
 public:
     /// `device` must outlive the object.
-    explicit DeviceThread(DeviceRun& device) : device(device) {}
-    DeviceThread(const DeviceThread&) = delete;
-    DeviceThread& operator=(const DeviceThread&) = delete;
-    ~DeviceThread() { Stop(); }
+    explicit ReconnectingThread(DeviceRun& device) : device(device) {}
+    ReconnectingThread(const ReconnectingThread&) = delete;
+    ReconnectingThread& operator=(const ReconnectingThread&) = delete;
+    ~ReconnectingThread() { Stop(); }
 
     /// As `Digitizer::Start`. A device that takes more than a moment to start counts as started; its failure is then
     /// reported to the sink.

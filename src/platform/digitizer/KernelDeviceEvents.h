@@ -9,7 +9,7 @@
 namespace platform {
 
 /// Reports video devices that come and go, by the system's device events: nothing is polled. For one thread.
-class DeviceWatcher {
+class KernelDeviceEvents {
 public:
     struct Event {
         enum class Kind { Arrived, Left, Changed };
@@ -18,7 +18,7 @@ public:
     };
 
     /// Watches the devices of one kernel subsystem.
-    explicit DeviceWatcher(const char* subsystem = "video4linux");
+    explicit KernelDeviceEvents(const char* subsystem = "video4linux");
 
     /// A descriptor that is readable when `Read` has events; -1 on a machine without device events. It
     /// belongs to the watcher.

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "platform/compression/DecodedPicture.h"
+#include "platform/compression/ReducingDecoder.h"
 
 #include <algorithm>
 
 namespace platform {
 
-Result PictureDecoder::Prepare(const ImageDescription& description)
+Result ReducingDecoder::Prepare(const ImageDescription& description)
 {
     const bool isSame = decoder && decoded.codec == description.codec && decoded.depth == description.depth &&
                         decoded.width == description.width && decoded.height == description.height &&
@@ -17,8 +17,8 @@ Result PictureDecoder::Prepare(const ImageDescription& description)
     return decoder ? noErr : noCodecErr;
 }
 
-Result PictureDecoder::Decode(SharedFrame frame, const ImageDescription& description, const ShownSize& shown,
-                              std::unique_ptr<DecodedPicture>& made)
+Result ReducingDecoder::Decode(SharedFrame frame, const ImageDescription& description, const ShownSize& shown,
+                               std::unique_ptr<DecodedPicture>& made)
 {
     if (const Result result = Prepare(description); result != noErr)
         return result;
@@ -35,14 +35,14 @@ Result PictureDecoder::Decode(SharedFrame frame, const ImageDescription& descrip
     return result;
 }
 
-Result PictureDecoder::DecodeAt(const SharedFrame& frame, int32_t width, int32_t height, PictureBlock& picture)
+Result ReducingDecoder::DecodeAt(const SharedFrame& frame, int32_t width, int32_t height, PictureBlock& picture)
 {
     picture = PictureBlock::Make(width, height);
     return picture.pixels.width == 0 ? memFullErr : decoder->Decode(frame.bytes, picture.pixels);
 }
 
-Result PictureDecoder::DecodeWhole(const SharedFrame& frame, const ImageDescription& description,
-                                   const PortPixels& target)
+Result ReducingDecoder::DecodeWhole(const SharedFrame& frame, const ImageDescription& description,
+                                    const PortPixels& target)
 {
     const auto decoder = FrameDecoder::Create(description);
     return decoder ? decoder->Decode(frame.bytes, target) : noCodecErr;

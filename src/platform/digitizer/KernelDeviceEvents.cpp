@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/digitizer/DeviceWatcher.h"
+#include "platform/digitizer/KernelDeviceEvents.h"
 
 #include <string_view>
 #include <unistd.h>
@@ -13,17 +13,17 @@ const char* EventSource()
     return access("/run/udev/control", F_OK) == 0 ? "udev" : "kernel";
 }
 
-DeviceWatcher::Event::Kind KindOf(const char* action)
+KernelDeviceEvents::Event::Kind KindOf(const char* action)
 {
     const std::string_view text = action == nullptr ? "" : action;
     if (text == "add")
-        return DeviceWatcher::Event::Kind::Arrived;
-    return text == "remove" ? DeviceWatcher::Event::Kind::Left : DeviceWatcher::Event::Kind::Changed;
+        return KernelDeviceEvents::Event::Kind::Arrived;
+    return text == "remove" ? KernelDeviceEvents::Event::Kind::Left : KernelDeviceEvents::Event::Kind::Changed;
 }
 
 } // namespace
 
-DeviceWatcher::DeviceWatcher(const char* subsystem)
+KernelDeviceEvents::KernelDeviceEvents(const char* subsystem)
     : context(udev_new(), udev_unref),
       monitor(context ? udev_monitor_new_from_netlink(context.get(), EventSource()) : nullptr, udev_monitor_unref)
 {
@@ -34,12 +34,12 @@ DeviceWatcher::DeviceWatcher(const char* subsystem)
         monitor.reset();
 }
 
-int DeviceWatcher::Descriptor() const
+int KernelDeviceEvents::Descriptor() const
 {
     return monitor ? udev_monitor_get_fd(monitor.get()) : -1;
 }
 
-std::vector<DeviceWatcher::Event> DeviceWatcher::Read()
+std::vector<KernelDeviceEvents::Event> KernelDeviceEvents::Read()
 {
     std::vector<Event> events;
     while (monitor) {

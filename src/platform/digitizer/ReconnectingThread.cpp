@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/digitizer/DeviceThread.h"
+#include "platform/digitizer/ReconnectingThread.h"
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/DeviceTimes.h"
@@ -21,7 +21,7 @@ int DeviceRun::Poll(std::span<pollfd> descriptors, int milliseconds)
     return ::poll(descriptors.data(), descriptors.size(), milliseconds);
 }
 
-Result DeviceThread::Start(FrameSink& target)
+Result ReconnectingThread::Start(FrameSink& target)
 {
     Stop();
     next = 0;
@@ -30,13 +30,13 @@ Result DeviceThread::Start(FrameSink& target)
     return Launch(target, false);
 }
 
-void DeviceThread::Stop()
+void ReconnectingThread::Stop()
 {
     Halt();
     sink = nullptr;
 }
 
-Result DeviceThread::Launch(FrameSink& target, bool persistent)
+Result ReconnectingThread::Launch(FrameSink& target, bool persistent)
 {
     sink = &target;
     stopEvent = UniqueFD(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
@@ -54,7 +54,7 @@ Result DeviceThread::Launch(FrameSink& target, bool persistent)
     return result;
 }
 
-void DeviceThread::Halt()
+void ReconnectingThread::Halt()
 {
     if (!thread.joinable())
         return;
@@ -65,7 +65,7 @@ void DeviceThread::Halt()
 
 // Hands the result of the beginning to the caller, or to the sink of a caller that has gone on. False when the caller
 // takes it for the end.
-bool DeviceThread::ReportStart(Result result, bool persistent)
+bool ReconnectingThread::ReportStart(Result result, bool persistent)
 {
     const std::lock_guard lock(mutex);
     firstResult = result;
@@ -79,14 +79,14 @@ bool DeviceThread::ReportStart(Result result, bool persistent)
     return persistent || result == noErr || result == noDeviceForChannel;
 }
 
-void DeviceThread::Report(Result failure)
+void ReconnectingThread::Report(Result failure)
 {
     if (!failureReported)
         sink->CaptureFailed(failure);
     failureReported = true;
 }
 
-void DeviceThread::Run(bool persistent)
+void ReconnectingThread::Run(bool persistent)
 {
     Result result = device.Begin();
     if (!ReportStart(result, persistent))
@@ -112,7 +112,7 @@ void DeviceThread::Run(bool persistent)
 }
 
 // Delivers until something ends it. `noErr` means a stop, or a device that must be started again.
-Result DeviceThread::Deliver()
+Result ReconnectingThread::Deliver()
 {
     firstOfRun.reset();
     spuriousWakeups = 0;
@@ -140,7 +140,7 @@ Result DeviceThread::Deliver()
 }
 
 // Acts on what was taken. A result ends the delivery.
-std::optional<Result> DeviceThread::Handle(Taken taken, CapturedFrame& frame)
+std::optional<Result> ReconnectingThread::Handle(Taken taken, CapturedFrame& frame)
 {
     spuriousWakeups = taken == Taken::Nothing ? spuriousWakeups + 1 : 0;
     switch (taken) {
@@ -171,7 +171,7 @@ std::optional<Result> DeviceThread::Handle(Taken taken, CapturedFrame& frame)
     return failure == noErr ? ioErr : failure;
 }
 
-uint32_t DeviceThread::CountFrame(uint32_t deviceSequence)
+uint32_t ReconnectingThread::CountFrame(uint32_t deviceSequence)
 {
     if (!firstOfRun) {
         firstOfRun = deviceSequence;
@@ -182,14 +182,14 @@ uint32_t DeviceThread::CountFrame(uint32_t deviceSequence)
     return sequence;
 }
 
-void DeviceThread::DeliverFrame(CapturedFrame& frame)
+void ReconnectingThread::DeliverFrame(CapturedFrame& frame)
 {
     frame.sequence = CountFrame(frame.sequence);
     sink->FrameArrived(frame);
 }
 
 // True when the caller stops the device within that time.
-bool DeviceThread::WaitForStop(std::chrono::milliseconds time)
+bool ReconnectingThread::WaitForStop(std::chrono::milliseconds time)
 {
     pollfd stop{stopEvent.Get(), POLLIN, 0};
     return ::poll(&stop, 1, static_cast<int>(time.count())) > 0;
