@@ -48,12 +48,13 @@ class Installed(unittest.TestCase):
                 for code in re.findall(r"^\.B (\d)$", page, re.MULTILINE):
                     self.assertIn(code, text)
 
-    def test_completion_offers_the_options(self):
-        script = '. "$1"; COMP_WORDS=("$2" --se); COMP_CWORD=1; _velmora_record "$2"; echo "${COMPREPLY[@]}"'
-        offered = run("bash", "-c", script, "bash",
-                      self.installed("share", "bash-completion", "completions", "velmora-record"),
-                      self.installed("bin", "velmora-record"))
-        self.assertLessEqual({"--seconds", "--settings"}, set(offered.split()))
+    def test_completion_offers_options_and_devices(self):
+        script = ('. "$1"; COMP_WORDS=("${@:2}"); COMP_CWORD=$(($# - 2)); _velmora_record "$2"; '
+                  'printf "%s\\n" "${COMPREPLY[@]}"')
+        for words, offered in ((["--se"], "--seconds\n--set\n--settings\n"), (["--camera", "Test P"], "Test Pattern\n")):
+            self.assertEqual(run("bash", "-c", script, "bash",
+                                 self.installed("share", "bash-completion", "completions", "velmora-record"),
+                                 self.installed("bin", "velmora-record"), *words), offered)
 
     def test_examples_build_and_run(self):
         examples = os.path.join(self.folder, "examples")
