@@ -5,6 +5,9 @@
 set(VELMORA_MAINTAINER "The Velmora developers <maintainers@velmora.org>"
     CACHE STRING "Maintainer of the packages: name and mail address")
 
+# Below the revision 1 of a package made by Debian itself, which would replace this one.
+set(DEBIAN_REVISION 0velmora1)
+
 # Files required by Debian: copyright, change log and a note about groups.
 execute_process(COMMAND date --utc --rfc-email --date=${RELEASE_DATE}T12:00Z OUTPUT_VARIABLE RELEASE_DATE_RFC
                 OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
@@ -35,7 +38,7 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL runtime development)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
                                                 WORLD_READ WORLD_EXECUTE)
-set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${DEBIAN_REVISION})
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 
