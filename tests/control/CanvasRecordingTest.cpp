@@ -53,6 +53,31 @@ TEST_F(RecordingTest, ByDataProcedure)
     EXPECT_FALSE(canvas->isActive || inside.isRecording);
 }
 
+// At a limit the next movie is complete before the present one is finished, and is the one that is finished later.
+TEST_F(RecordingTest, ALimitContinuesInTheNextMovie)
+{
+    canvas->Limits.fileSeconds = 1;
+    canvas->NextRecordingFile = [this](bool) { return file; };
+    canvas->Record(file);
+    script.Take();
+    script.Writes("CreateMovieStorage", {{5, 53}, {6, 54}});
+    script.answers["NewMovieTrack"] = [](const auto& a) { return a[1] != 0 ? 63 : 64; };
+    script.answers["GetMediaDuration"] = [](const auto& a) { return a[0] % 2 == 1 ? 900 : 66150; };
+    EXPECT_EQ(script.splits(false), path);
+    Lines expected{begun[0],
+                   begun[1],
+                   "NewMovieTrack(54, 20971520, 15728640, 256)",
+                   "NewTrackMedia(63, 'vide', 600, 0, 0)",
+                   "NewMovieTrack(54, 0, 0, 256)",
+                   "NewTrackMedia(64, 'soun', 44100, 0, 0)",
+                   "BeginMediaEdits(73)",
+                   "BeginMediaEdits(74)"};
+    std::ranges::copy(ended, std::back_inserter(expected));
+    Expect(expected);
+    canvas->Stop();
+    EXPECT_EQ(script.Take().back(), "CloseMovieStorage(53)");
+}
+
 TEST_F(RecordingTest, DirectlyByTheGrabber)
 {
     canvas->UseDataProc = false;
@@ -124,7 +149,7 @@ TEST_F(RecordingTest, Failures)
         {ended, "InsertMediaIntoTrack", 61, -8, 2, "error InsertMediaIntoTrack (video) clip", true},
         {ended, "EndMediaEdits", 72, -8, 3, "error EndMediaEdits (sound)", true},
         {ended, "InsertMediaIntoTrack", 62, -8, 4, "error InsertMediaIntoTrack (sound) clip: -8", true},
-        {ended, "AddMovieToStorage", 52, -8, 6, nullptr, false},
+        {ended, "AddMovieToStorage", 52, 8, 6, nullptr, false},
         {ended, "CloseMovieStorage", 51, -8, 6, nullptr, false},
     };
     for (const auto& c : cases) {

@@ -201,7 +201,7 @@ Result SGSetVideoCompressor(SGChannel c, int16_t depth, FourCharCode type, int32
 Result SGGetVideoCompressor(SGChannel c, Address depth, Address type, Address spatial, Address temporal, Address keyFrame) { return Play("SGGetVideoCompressor", c, At(depth), At(type), At(spatial), At(temporal), At(keyFrame)); }
 Result SGSetFrameRate(SGChannel c, Fixed rate) { return Play("SGSetFrameRate", c, rate); }
 std::vector<SGLostFrame> SGTakeLostFrames(SGChannel) { return {}; }
-Result SGSetSplits(SGComponent s, const SGSplitRule&, SGSplitHandler) { return Play("SGSetSplits", s); }
+Result SGSetSplits(SGComponent s, const SGSplitRule&, SGSplitHandler handler) { scripted::TheScript().splits = std::move(handler); return Play("SGSetSplits", s); }
 Result SGSetVideoFrameFormat(SGChannel c, FourCharCode format) { return Play("SGSetVideoFrameFormat", c, static_cast<int32_t>(format)); }
 Result SGSetVideoFrameSize(SGChannel c, int32_t width, int32_t height) { return Play("SGSetVideoFrameSize", c, width, height); }
 SGChannelCounts SGGetChannelCounts(SGChannel c) { Play("SGGetChannelCounts", c); return {}; }

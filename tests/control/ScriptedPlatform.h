@@ -26,6 +26,9 @@ struct Script {
     /// The result of a function, or a procedure that uses the arguments. Without one the result is 0.
     std::map<std::string, std::function<int32_t(const Arguments&)>> answers;
 
+    /// What the grabber calls at a limit of a recording.
+    std::function<std::string(bool ends)> splits;
+
     /// Functions whose calls are not logged.
     std::set<std::string> unnoted;
 

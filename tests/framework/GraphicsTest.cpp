@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <limits>
+#include <optional>
 
 namespace framework {
 namespace {
@@ -41,6 +42,19 @@ TEST(Graphics, FillsInsideItsRectangleOnly)
         graphics.FillRect(each.x, each.y, each.width, each.height);
         EXPECT_EQ(ChangedPixels(picture.Image()), each.expected);
     }
+}
+
+TEST(Graphics, TextIsBoldOnlyWhereThatIsAskedFor)
+{
+    const auto drawn = [](std::optional<bool> bold) {
+        Picture picture(100, 30);
+        if (bold)
+            picture.Graphics().Bold(*bold);
+        picture.Graphics().DrawString("Text", 5, 20);
+        return picture.Image().copy();
+    };
+    EXPECT_NE(drawn(true), drawn(false));
+    EXPECT_EQ(drawn({}), drawn(false));
 }
 
 // Drawing on a reduced picture is visible on it, and repeated exactly on the whole picture.

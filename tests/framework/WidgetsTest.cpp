@@ -37,6 +37,36 @@ protected:
     int raised = 0;
 };
 
+TEST_F(WidgetsTest, EachSideIsMovedAlone)
+{
+    auto* label = Make<StaticText>("StaticText1");
+    label->Left(1);
+    label->Top(2);
+    label->Width(30);
+    label->Height(40);
+    EXPECT_EQ(label->Widget()->geometry(), QRect(1, 2, 30, 40));
+}
+
+// A text that is too long for its control is narrowed, and one that fits again is not.
+TEST_F(WidgetsTest, TextFitsItsControl)
+{
+    auto* label = Make<StaticText>("StaticText1");
+    auto* button = Make<PushButton>("PushButton1");
+    auto* box = Make<CheckBox>("CheckBox1");
+    const auto fits = [&](const char* text) {
+        label->Text(text);
+        button->Caption(text);
+        box->Caption(text);
+        std::string narrowed;
+        for (const RectControl* control :
+             {static_cast<RectControl*>(label), static_cast<RectControl*>(button), static_cast<RectControl*>(box)})
+            narrowed += control->Widget()->font().stretch() < QFont::Unstretched ? "narrow " : "plain ";
+        return narrowed;
+    };
+    EXPECT_EQ(fits("A text too long for 130 pixels"), "narrow narrow narrow ");
+    EXPECT_EQ(fits("Short"), "plain plain plain ");
+}
+
 TEST_F(WidgetsTest, AButtonActsWhenTheUserPressesIt)
 {
     auto* button = Make<PushButton>("btnstartcapture1");

@@ -102,7 +102,7 @@ class Recording(unittest.TestCase):
     def test_information(self):
         for option, text in (("--help", "--microphone NAME|ID"), ("--version", "velmora-record 1."), ("-h", "Usage")):
             with self.subTest(option=option):
-                done = self.desk.record(option)
+                done = self.desk.record(option, "a.mov", "b.mov")
                 self.assertEqual((done.returncode, done.stderr), (RECORDED, b""))
                 self.assertIn(text.encode(), done.stdout)
         listing = json.loads(self.desk.record("--json").stdout)
@@ -115,7 +115,8 @@ class Recording(unittest.TestCase):
         self.assertIn("jpeg", [one["code"] for one in listing["compressors"]])
         self.assertEqual(listing["decks"], [])
         text = self.desk.record("--list").stdout.decode()
-        for title in ("Cameras:", "Microphones:", "Decks:\n  none", "Compressors:", "Test Pattern  [test-pattern]"):
+        for title in ("Cameras:", "Microphones:", "Decks:\n  none", "Compressors:", "Test Pattern  [test-pattern]", "29.97",
+                      "48000 Hz"):
             self.assertIn(title, text)
 
     def test_devices_that_are_not_there(self):

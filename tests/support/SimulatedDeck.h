@@ -42,7 +42,7 @@ private:
         const bool control = frame[0] == 0;
         if (frame[1] != 0x20)
             return With(frame, 0x08);
-        if (!control && frame[2] == 0xD0)
+        if (!control && frame[2] == 0xD0 && frame[3] == 0x7F)
             return {0x0C, 0x20, transport, operand};
         if (!control && frame[2] == 0x51)
             return {0x0C, 0x20, 0x51, 0x71, 0x04, 0x03, 0x02, 0x01}; // frames, seconds, minutes, hours of its tape

@@ -2,6 +2,8 @@
 // The table of bad input over the families whose devices can be simulated in memory.
 #include "DeviceFaults.h"
 #include "SimulatedCamera.h"
+#include "platform/digitizer/ReconnectingThread.h"
+#include "support/Await.h"
 #include "support/DvTape.h"
 #include "support/SimulatedDeck.h"
 #include "support/SimulatedIIDCCamera.h"
@@ -102,5 +104,82 @@ INSTANTIATE_TEST_SUITE_P(, DeviceFaults,
                                          std::pair("IIDC", &MakeDevice<IIDCTested>),
                                          std::pair("DV", &MakeDevice<DvTested>)),
                          [](const auto& one) { return one.param.first; });
+
+// A source that is set to something else in mid-run, by its signal or by another program, is started again.
+TEST(V4L2Stream, AFormatThatChangesUnderARunIsFollowed)
+{
+    const auto cameras = std::make_shared<SimulatedCameras>();
+    V4L2System::SetCurrent(cameras);
+    std::atomic<bool> changes = false;
+    auto camera = SimulatedCamera::Simple();
+    camera.peculiarity = [&changes](SimulatedCamera& self, unsigned long request, void*) -> std::optional<int> {
+        if (request == VIDIOC_G_FMT && changes.exchange(false))
+            self.now.height = 2;
+        return std::nullopt;
+    };
+    cameras->Plug(camera);
+    FrameCollector frames;
+    const auto digitizer = OpenDigitizer();
+    ASSERT_EQ(digitizer->Start(frames), noErr);
+    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128), 1}));
+    ASSERT_TRUE(frames.WaitFor(1));
+    changes = true;
+    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(64), 2}));
+    EXPECT_TRUE(Await([&] { return cameras->Calls(VIDIOC_STREAMON) == 2; }));
+    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(64), 3}));
+    ASSERT_TRUE(frames.WaitFor(2));
+    EXPECT_EQ(frames.Seen()[1].height, 2);
+    digitizer->Stop();
+    V4L2System::SetCurrent(nullptr);
+}
+
+/// A device whose runs are written in letters: it is absent, fails at once, delivers a frame and fails, or waits.
+class ScriptedRun : public DeviceRun {
+public:
+    explicit ScriptedRun(std::string written) : script(std::move(written)) {}
+
+    Result Begin() override
+    {
+        present = script[begun];
+        begun += begun + 1 < script.size() ? 1 : 0;
+        return present == 'a' ? noDeviceForChannel : noErr;
+    }
+    void End(Result) override {}
+    pollfd Waiting() const override { return {-1, 0, 0}; }
+    int Poll(std::span<pollfd> descriptors, int milliseconds) override
+    {
+        isWaiting = present == 'w';
+        return isWaiting ? DeviceRun::Poll(descriptors, milliseconds) : 1;
+    }
+    Taken Take(short, CapturedFrame&) override
+    {
+        return std::exchange(present, 'f') == 'd' ? Taken::Frame : Taken::Failed;
+    }
+    Result Failure() const override { return ioErr; }
+    int64_t SilenceAllowed(bool) const override { return INT64_MAX / 2; }
+
+    std::atomic<bool> isWaiting = false;
+
+private:
+    const std::string script;
+    size_t begun = 0;
+    char present = 0;
+};
+
+// Each outage is reported once, and a start that fails by its result alone.
+TEST(ReconnectingThread, ReportsWhatTheCallerDoesNotKnow)
+{
+    const std::tuple<const char*, Result, size_t> cases[] = {
+        {"afw", noDeviceForChannel, 0}, {"ffw", noErr, 1}, {"dfdw", noErr, 2}, {"adfw", noDeviceForChannel, 1}};
+    for (const auto& [script, result, reported] : cases) {
+        ScriptedRun run(script);
+        FrameCollector frames;
+        ReconnectingThread thread(run);
+        EXPECT_EQ(thread.Start(frames), result) << script;
+        EXPECT_TRUE(Await([&] { return run.isWaiting.load(); }));
+        thread.Stop();
+        EXPECT_EQ(frames.Failures().size(), reported) << script;
+    }
+}
 
 } // namespace

@@ -52,7 +52,8 @@ Pixels Scaled(const Pixels& from, int32_t width, int32_t height)
 TEST(TestPatternLayout, NumbersReadBackFromEverySizeFlashedOrNot)
 {
     for (const uint32_t number : {0U, 1U, 0x12345678U, 0xAAAAAAAAU, 0xFFFFFFFFU})
-        for (const auto& [width, height] : {std::pair(160, 60), std::pair(640, 480), std::pair(1366, 768)})
+        for (const auto& [width, height] :
+             {std::pair(160, 60), std::pair(640, 480), std::pair(1366, 768), std::pair(2000, 60), std::pair(160, 1200)})
             for (const bool flash : {false, true}) {
                 const Pixels pixels = Drawn(width, height, number, flash);
                 EXPECT_EQ(pixels.Number(), number) << width << "x" << height;

@@ -53,6 +53,9 @@ TEST_F(DirectModeTest, RecordsAMovie)
         }
     };
     run(5, 15 * kMillisecond);
+    const Handle description = NewHandle(0);
+    EXPECT_EQ(SGGetChannelSampleDescription(video, description), noErr) << "also of what is only shown";
+    DisposeHandle(description);
     EXPECT_EQ(SGSetDataOutput(session, file.Get(), seqGrabToDisk | seqGrabAppendToFile), noErr);
     EXPECT_EQ(SGPrepare(session, 1, 1), noErr);
     EXPECT_EQ(SGStartRecord(session), noErr);

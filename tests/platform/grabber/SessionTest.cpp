@@ -6,6 +6,7 @@
 #include "platform/drawing/PixelFormat.h"
 #include "platform/grabber/Bounds.h"
 #include "platform/grabber/SampleQueue.h"
+#include "support/Await.h"
 
 #include <chrono>
 #include <thread>
@@ -44,6 +45,7 @@ TEST_F(GrabberTest, DeadNumbersGiveTheirCodes)
     EXPECT_EQ(SGInitialize(session), cantDoThatInCurrentMode);
     EXPECT_EQ(SGNewChannel(session, CodeOf("text"), cell.Get()), couldntGetRequiredComponent);
     EXPECT_EQ(SGNewChannel(session, kVideoMediaType, 12), paramErr);
+    EXPECT_EQ(SGGetChannelDeviceList(soundChannel, 0, 12), paramErr);
     EXPECT_EQ(SGSetDataProc(session, 12345, 0), paramErr);
     EXPECT_EQ(SGGetChannelTimeScale(soundChannel, 8), paramErr);
     DisposeHandle(handle);
@@ -198,6 +200,12 @@ TEST(SampleQueue, WhatBuildsOnALostSampleGoesWithIt)
     EXPECT_EQ(dropped, (std::vector<int64_t>{0, 1, 2, 3, 4, 5, 6, 7}));
     EXPECT_EQ(queue.Take(1)->captureTime, 8);
     EXPECT_EQ(queue.Take(1)->captureTime, 9);
+    for (int i = 0; i < 5; ++i) {
+        Sample sample;
+        sample.captureTime = time++;
+        queue.Put(1, std::move(sample));
+    }
+    EXPECT_EQ(dropped.size(), 9U) << "there is room for four";
 }
 
 // What isn't in the compressor's own format is compressed, and comes in the order of capture. The description tells
@@ -234,6 +242,24 @@ TEST_F(GrabberTest, FramesAreCompressedInOrder)
     EXPECT_EQ(SGGetChannelCounts(video).droppedInQueue, 0U);
 }
 
+// More and larger frames than a compressor can keep up with: each is delivered or counted.
+TEST_F(GrabberTest, LossesBeforeACompressorAreCounted)
+{
+    constexpr size_t kSent = 60;
+    video = NewChannel(kVideoMediaType);
+    SGSetVideoCompressorType(video, CodeOf("png "));
+    CollectDeliveries();
+    SGStartRecord(session);
+    const std::vector<uint8_t> pixels(size_t{1920} * 1080 * 2, 100);
+    for (size_t frame = 0; frame < kSent; ++frame)
+        devices.Camera()->Send(kSecond + static_cast<int64_t>(frame), {pixels, kYuvsPixelFormat, 1920, 1080});
+    EXPECT_TRUE(Await([&] {
+        IdleAt(2 * kSecond);
+        return delivered.size() + SGGetChannelCounts(video).droppedInQueue == kSent;
+    }));
+    EXPECT_GT(SGGetChannelCounts(video).droppedInQueue, 0U);
+}
+
 // Frames that build on one another reach the procedure whole and in order, a key frame first, also after some were
 // thrown away; each of them can be grabbed as a still.
 TEST_F(GrabberTest, InterFrameFramesBeginWithAKeyFrame)
@@ -267,10 +293,14 @@ TEST_F(GrabberTest, InterFrameFramesBeginWithAKeyFrame)
     SGStartRecord(session);
     send(4, 200);
     EXPECT_EQ(keys, "K...K...");
+    EXPECT_EQ(delivered.back().Field<FourCharCode>(4), CodeOf("avc1"));
     const OwnedBlock bounds(8);
     Poke(bounds.Get(), BoundsOfSize(8, 8));
     ASSERT_EQ(SGGrabPict(session, cell.Get(), bounds.Get(), 0, 0), noErr);
     const auto picture = HandleBytes(Peek<Handle>(cell.Get()));
     EXPECT_NEAR(picture[picture.size() - 2], 214, 6) << "of the last frame";
     DisposeHandle(Peek<Handle>(cell.Get()));
+    EXPECT_EQ(SGSetVideoCompressorType(video, CodeOf("hvc1")), noErr);
+    send(2, 100);
+    EXPECT_EQ(delivered.back().Field<FourCharCode>(4), CodeOf("hvc1")) << "a compressor describes its own frames";
 }

@@ -11,6 +11,7 @@
 #include <QDoubleSpinBox>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTimer>
@@ -50,7 +51,7 @@ protected:
     }
 
     /// Shows a channel's dialog, works it, and returns what the call returned. Work that leaves it open cancels it.
-    Result Show(SGChannel channel, const std::function<void()>& work)
+    Result Show(SGChannel channel, const std::function<void()>& work, int32_t filter = 0)
     {
         QTimer::singleShot(0, qApp, [&] {
             dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
@@ -59,7 +60,7 @@ protected:
             if (dialog->isVisible())
                 dialog->reject();
         });
-        return SGSettingsDialog(session, channel, 0, 0, 0, 0, 0);
+        return SGSettingsDialog(session, channel, 0, 0, 0, filter, 0);
     }
 
     template <typename Widget> Widget* Named(const QString& name)
@@ -254,6 +255,29 @@ TEST_F(SettingsDialogTest, DevicesKeepTheirOwnWays)
     EXPECT_EQ(Peek<FourCharCode>(cell.Get()), CodeOf("jpeg"));
 }
 
+TEST_F(SettingsDialogTest, AFilterSeesClicksAndKeysFirst)
+{
+    static std::vector<int32_t> seen;
+    const int32_t filter = NewSGModalFilterUPP([](int32_t, int32_t event, int32_t, int32_t) {
+        seen.push_back(event);
+        return event == 3;
+    });
+    Show(
+        video,
+        [&] {
+            seen.clear();
+            for (const auto type :
+                 {QEvent::MouseButtonPress, QEvent::MouseButtonDblClick, QEvent::MouseButtonRelease}) {
+                QMouseEvent click(type, QPointF(1, 1), QPointF(1, 1), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+                QApplication::sendEvent(dialog, &click);
+            }
+            Press(Qt::Key_Escape);
+            EXPECT_TRUE(dialog->isVisible()) << "the filter has taken the key";
+        },
+        filter);
+    EXPECT_EQ(seen, (std::vector<int32_t>{1, 1, 3}));
+}
+
 // What only inter-frame compressors have can be set for them alone.
 TEST_F(SettingsDialogTest, KeyFramesBelongToInterFrameCompressors)
 {
@@ -335,6 +359,12 @@ TEST_F(SettingsDialogTest, RangesAreMovedAndReset)
         EXPECT_EQ(controls[3].value, 101);
         Named<QDoubleSpinBox>("Exposure value")->setValue(33.3);
         EXPECT_EQ(controls[5].value, 333);
+        devices.Camera()->controlResult = ioErr;
+        for (auto* button : dialog->findChildren<QPushButton*>())
+            if (button->text() == "&All to default")
+                button->click();
+        Settle();
+        EXPECT_TRUE(Said().contains("did not accept this")) << Said().toStdString();
     });
 }
 

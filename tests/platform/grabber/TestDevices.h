@@ -47,9 +47,9 @@ public:
     Result SetControl(uint32_t identity, int64_t value) override
     {
         for (ImageControl& control : controls)
-            if (control.identity == identity)
+            if (control.identity == identity && controlResult == noErr)
                 control.value = value;
-        return noErr;
+        return controlResult;
     }
     Result Start(FrameSink& to) override
     {
@@ -87,6 +87,7 @@ public:
                                              {AnalogControl::Contrast, 3},   {AnalogControl::Saturation, 4},
                                              {AnalogControl::Sharpness, 5},  {AnalogControl::WhiteLevel, 6}};
     std::vector<ImageControl> controls;
+    Result controlResult = noErr; ///< of setting one
     Result startResult = noErr;
     uint32_t sequence = 0;
     int starts = 0;

@@ -6,6 +6,7 @@
 #include "platform/movies/MovieStorage.h"
 #include "platform/movies/Movies.h"
 #include "platform/movies/SampleDescriptions.h"
+#include "support/Await.h"
 
 #include <atomic>
 #include <future>
@@ -111,6 +112,22 @@ TEST(MediaDataWriter, WritesOverDurableDataOnly)
         writer.Overwrite(Bytes(8, 2), 0);
         EXPECT_EQ(writer.Flush(), syncWorks ? noErr : ioErr);
         EXPECT_EQ(disk.order, syncWorks ? "aso" : "as");
+    }
+}
+
+// Each correction waits for its own sync, also when the one before has long been written.
+TEST(MediaDataWriter, EachCorrectionGetsItsSync)
+{
+    Disk disk;
+    disk.stallEnds.set_value();
+    MediaDataWriter writer(std::make_unique<SimulatedFile>(disk), 0);
+    for (std::string order = "aso"; order.size() <= 15; order += "aso") {
+        ASSERT_EQ(writer.Append(Bytes(1000, 1)), noErr);
+        writer.Overwrite(Bytes(8, 2), 0);
+        ASSERT_TRUE(Await([&] {
+            const std::lock_guard lock(disk.mutex);
+            return disk.order == order;
+        })) << disk.order;
     }
 }
 

@@ -66,4 +66,32 @@ TEST_F(MovieCheckTest, FindsWhatIsMissing)
     EXPECT_GT(noticed, 100);
 }
 
+TEST_F(MovieCheckTest, SaysWhatIsWrongWithATable)
+{
+    const struct {
+        const char* table;
+        size_t behind; ///< its name: where the number is that is changed
+        uint32_t number;
+        const char* fault;
+    } cases[] = {
+        {"stco", 8, 0x7F000000, "samples lie beyond the end of the file, the first of them sample 1"},
+        {"stco", 8, 4, "samples lie outside of the media data, the first of them sample 1"},
+        {"stsc", 16, 9, "samples have no description, the first of them sample 1"},
+        {"stts", 12, 77, "its header says a duration of"},
+        {"stsz", 8, 39, "samples, its table of sizes 39"},
+    };
+    const std::string text(whole.begin(), whole.end());
+    for (const auto& [table, behind, number, fault] : cases) {
+        SCOPED_TRACE(fault);
+        Bytes damaged = whole;
+        const size_t at = text.find(table, text.rfind("moov")) + 4 + behind;
+        for (size_t i = 0; i < 4; ++i)
+            damaged[at + i] = static_cast<uint8_t>(number >> (24 - 8 * i));
+        EXPECT_FALSE(IsWhole(damaged));
+        ASSERT_FALSE(found.tracks.empty());
+        const std::string faults = testing::PrintToString(found.tracks[0].faults);
+        EXPECT_NE(faults.find(fault), std::string::npos) << faults;
+    }
+}
+
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "RecordedMovie.h"
 #include "platform/movies/CaptureInHand.h"
+#include "platform/movies/MovieCheck.h"
 #include "platform/movies/MovieFragments.h"
 #include "platform/movies/MovieHeader.h"
 #include "platform/movies/OutputFile.h"
@@ -216,6 +217,20 @@ TEST_F(MovieFile, KeepsDescriptionsThatChangeAndSamplesThatNeedOthers)
     EXPECT_EQ(text.substr(table + 4, 8), std::string("\0\0\0\0\0\0\0\2", 8)) << "two descriptions";
     const size_t keys = text.find("stss");
     EXPECT_EQ(text.substr(keys + 4, 24), std::string("\0\0\0\0\0\0\0\4\0\0\0\1\0\0\0\4\0\0\0\7\0\0\0\n", 24));
+}
+
+// A tape's frames say themselves which shape they have, whatever the record that comes with them.
+TEST_F(MovieFile, FollowsTheShapeThatATapeChangesTo)
+{
+    const std::string path = folder / "shapes.mov";
+    RecordedMovie movie(path);
+    for (const char* aspect : {"4:3", "4:3", "16:9"})
+        ASSERT_EQ(movie.AddVideo(TapeFrame(folder.path, true, aspect), ImageRecord("dvcp", 720, 576), 24), noErr);
+    ASSERT_EQ(movie.Finish(), noErr);
+    ASSERT_EQ(movie.Close(), noErr);
+    CheckedMovie checked;
+    EXPECT_EQ(CheckMovie(path, checked), noErr);
+    EXPECT_EQ(checked.tracks.at(0).descriptions.size(), 2U);
 }
 
 // A recording may begin between two key frames: what can't be decoded is left out, and its time is kept.

@@ -5,27 +5,43 @@
 #include "RecordedMovie.h"
 #include "platform/clock/MonotonicClock.h"
 #include "platform/movies/JournalReplay.h"
+#include "platform/movies/MovieCheck.h"
 #include "platform/movies/MovieFragments.h"
 #include "platform/movies/MovieHeader.h"
+#include "platform/movies/OutputFile.h"
 #include "platform/movies/RecoveryJournal.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <random>
+#include <ranges>
 #include <sstream>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
 using namespace platform;
 using namespace movietest;
+
+namespace {
+int fallocateError = 0; // 0: the system's own
+}
+
+// In place of the C library's.
+extern "C" int fallocate(int file, int mode, off_t offset, off_t length)
+{
+    errno = fallocateError;
+    return fallocateError != 0 ? -1 : static_cast<int>(syscall(SYS_fallocate, file, mode, offset, length));
+}
 
 namespace {
 
@@ -198,9 +214,12 @@ TEST_F(MovieRecovery, FlippedBitsCostTheirOwnSamplesAndNoStep)
     const Bytes file = CutOffRecording(folder / "whole.mov", 62);
     const auto boxes = BoxesOf(file);
     for (size_t damaged = 2; damaged < boxes.size(); ++damaged) {
-        for (const size_t at : {size_t{0}, size_t{10}, size_t{26}, size_t{35}, kJournalHeadSize + 20}) {
+        const auto [start, end] = boxes[damaged];
+        // In the head, in its checksum, and in the first byte, the middle and the last byte of what it covers.
+        for (const size_t at : {size_t{0}, size_t{10}, size_t{26}, size_t{35}, kJournalHeadSize - 4, kJournalHeadSize,
+                                kJournalHeadSize + 20, end - start - 1}) {
             Bytes broken = file;
-            broken[boxes[damaged].first + at] ^= 0x10;
+            broken[start + at] ^= 0x10;
             ASSERT_EQ(Recover(broken), noErr);
             ASSERT_EQ(found.videoFrames, 62 - (frames[damaged] - frames[damaged - 1]));
             ASSERT_NEAR(found.seconds, 62 / 30.0, 0.001) << "what comes behind keeps its time";
@@ -243,8 +262,9 @@ TEST_F(MovieRecovery, HostileNumbersUnderARightChecksumNeverHarm)
         ByteWriter payload;
         payload.U64(0);
         payload.U32(0);
-        payload.Number(2);
-        for (const auto type : {kVideoMediaType, kSoundMediaType}) {
+        const size_t tracks = round % 10 == 0 ? 0 : 2;
+        payload.Number(tracks);
+        for (const auto type : std::array{kVideoMediaType, kSoundMediaType} | std::views::take(tracks)) {
             payload.U32(type);
             for (int i = 0; i < 3; ++i)
                 payload.Number(uint64_t{random()} << random() % 30);
@@ -290,6 +310,18 @@ int FillTheDisk(const std::string& path)
     EXPECT_EQ(movie.Finish(), noErr) << "in the room that was kept";
     EXPECT_EQ(movie.Close(), noErr);
     return frames;
+}
+
+// Where the file system can't keep room, what is free counts; where it is full, what was kept.
+TEST_F(MovieRecovery, RoomIsKeptWhereThatCanBeDone)
+{
+    for (const int error : {EOPNOTSUPP, ENOSPC}) {
+        std::unique_ptr<DiskFile> file;
+        ASSERT_EQ(CreateOutputFile(folder / "room", true, 0, file), noErr);
+        fallocateError = error;
+        EXPECT_EQ(file->KeepRoom(1) > 0, error == EOPNOTSUPP) << error;
+        fallocateError = 0;
+    }
 }
 
 TEST_F(MovieRecovery, AMovieIsCompleteAtTheEndOfTheDiskAndOfTheAllowedSize)
@@ -369,6 +401,8 @@ TEST_F(MovieRecovery, AKilledRecordingLosesLessThanItsLastSecond)
         int playedFrames = 0, playedSounds = 0;
         packets >> playedFrames >> playedSounds;
         EXPECT_EQ(RecoverMovie(path, path + ".copy", found, written), noErr);
+        CheckedMovie copy;
+        EXPECT_TRUE(CheckMovie(path + ".copy", copy) == noErr && copy.IsWhole());
         ASSERT_EQ(RecoverMovie(path, "", found, written), noErr);
         const auto frames = static_cast<int>(found.videoFrames);
         const auto sounds = static_cast<int>(found.soundFrames / kSoundFrames);

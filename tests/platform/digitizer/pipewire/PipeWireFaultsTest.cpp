@@ -2,7 +2,7 @@
 // The table of bad input over cameras of a PipeWire server: a real server, and a camera in the test's hand.
 #include "DeviceFaults.h"
 #include "platform/clock/MonotonicClock.h"
-#include "platform/digitizer/pipewire/PipeWireHeaders.h"
+#include "platform/digitizer/pipewire/PipeWireFormats.h"
 #include "support/Await.h"
 
 #include <algorithm>
@@ -230,6 +230,24 @@ TEST(PipeWireFaults, OffersOfNoUseAreLeftOutAndAnotherFormatIsFollowed)
     EXPECT_EQ(frames.Seen()[0].width, 64);
     EXPECT_EQ(frames.Seen()[1].width, 128);
     EXPECT_EQ(camera->Format().width, 128);
+}
+
+TEST(PipeWireFormats, EachIsOnePixelFormatAndTheOtherWayRound)
+{
+    int known = 0;
+    for (uint32_t format = 0; format < 200; ++format)
+        if (const uint32_t pixelFormat = PixelFormatOfVideoFormat(format); pixelFormat != 0) {
+            EXPECT_EQ(VideoFormatOfPixelFormat(pixelFormat), format);
+            ++known;
+        }
+    EXPECT_GT(known, 20);
+    // These have one name in both worlds; the kernel's codes are written from the last letter on.
+    for (const auto& [format, name] : {std::pair(SPA_VIDEO_FORMAT_UYVY, "UYVY"),
+                                       {SPA_VIDEO_FORMAT_YVYU, "YVYU"},
+                                       {SPA_VIDEO_FORMAT_NV12, "NV12"},
+                                       {SPA_VIDEO_FORMAT_NV21, "NV21"},
+                                       {SPA_VIDEO_FORMAT_YV12, "YV12"}})
+        EXPECT_EQ(PixelFormatOfVideoFormat(format), __builtin_bswap32(CodeOf(name))) << name;
 }
 
 } // namespace
