@@ -2,6 +2,7 @@
 #include "record/DeviceListing.h"
 
 #include "platform/digitizer/Digitizer.h"
+#include "platform/digitizer/dv/DvDigitizer.h"
 #include "platform/dv/Bus.h"
 #include "platform/grabber/DeviceLists.h"
 #include "platform/sound/SoundSource.h"
@@ -144,7 +145,7 @@ QJsonArray Decks()
     if (const auto bus = platform::OpenBus())
         for (const platform::BusDevice& device : bus->Devices())
             decks.append(QJsonObject{{"name", Text(device.name)},
-                                     {"id", QString("%1").arg(device.guid, 16, 16, QChar('0'))},
+                                     {"id", Text(platform::DvIdentityOf(device.guid))},
                                      {"reason", Text(device.reason)}});
     return decks;
 }

@@ -66,6 +66,8 @@ class Tape(unittest.TestCase):
     def test_a_deck_is_worked_and_refusals_are_said(self):
         for arguments, code, text in (
                 (("--deck", "state"), RECORDED, "Deck: stop, 01:02:03:04"),
+                (("--deck", "state", "--camera", "dv:0080450000007777"), RECORDED, "Deck: stop"),
+                (("--list",), RECORDED, "Deck  [dv:0080450000007777]"),
                 (("--deck", "play"), RECORDED, ""),
                 (("--deck", "state", "--camera", "Deck 2"), NO_DEVICE, "no deck \"Deck 2\" on FireWire; there is Deck"),
                 (("--deck", "jump"), WRONG_USE, "--deck: expected state, play, stop"),
