@@ -137,59 +137,6 @@ double Difference(const QImage& a, const QImage& b)
     return sum / (3.0 * a.width() * a.height());
 }
 
-class CamcorderSystems : public CamcorderTest, public testing::WithParamInterface<bool> {};
-
-TEST_P(CamcorderSystems, PictureMovieAndSoundAreTheTapes)
-{
-    const bool pal = GetParam();
-    const Tape tape(pal, 3);
-    ASSERT_GE(tape.frames.size(), 75U);
-    Open();
-    const std::string movie = tape.folder.path / "tape.mov";
-    for (size_t i = 0; i < 70; ++i) {
-        if (i == 10)
-            Record(movie);
-        Play(tape.frames[i]);
-    }
-    const QImage live = canvas().GrabPicture(0, 0)->Image().copy();
-    ASSERT_EQ(live.size(), QSize(720, pal ? 576 : 480));
-    // Fields exchanged make a difference of 2 and more, a picture turned over one of 17.
-    EXPECT_LT(Difference(live, Decoded(tape, 69, live.size())), 1.5);
-    const QImage shown = framework::ImageOfPort(window.Port()).copy(20, 14, 640, 480);
-    EXPECT_LT(Difference(shown, Decoded(tape, 69, shown.size())), 8);
-
-    canvas().Stop();
-    const Bytes samples = SamplesOf(movie);
-    const size_t size = tape.frames[0].size();
-    ASSERT_GE(samples.size(), size);
-    const auto first = static_cast<size_t>(
-        std::ranges::find(tape.frames, Bytes(samples.begin(), samples.begin() + static_cast<long>(size))) -
-        tape.frames.begin());
-    ASSERT_LE(first, 12U);
-    Bytes sent;
-    Append(sent, std::span(tape.frames).subspan(first, 70 - first));
-    EXPECT_TRUE(samples == sent);
-    EXPECT_EQ(OutputOf("ffprobe -v error -select_streams v -show_entries stream=codec_tag_string,width,height,"
-                       "display_aspect_ratio,nb_frames -of csv=p=0 " +
-                       movie),
-              (pal ? "dvcp,720,576,4:3," : "dvc ,720,480,4:3,") + std::to_string(70 - first) + "\n");
-    ExpectWholeDecode(movie);
-
-    // A piece of the movie's sound, found on the tape: both began with their first frames.
-    const auto sound = test::SoundOf(movie);
-    ASSERT_GT(sound.size(), 150'000U);
-    constexpr long kPlace = 2 * 24'000;
-    const auto found =
-        std::search(tape.heard.begin(), tape.heard.end(), sound.begin() + kPlace, sound.begin() + kPlace + 2 * 4'800);
-    ASSERT_NE(found, tape.heard.end());
-    const double onTape = static_cast<double>(found - tape.heard.begin()) / 2 / 48'000;
-    const double late = 0.5 + static_cast<double>(first) * (pal ? 0.04 : 1001 / 30000.0) - onTape;
-    EXPECT_LT(std::abs(late), 0.02);
-}
-
-INSTANTIATE_TEST_SUITE_P(, CamcorderSystems, testing::Bool(),
-                         [](const auto& system) { return system.param ? "Pal" : "Ntsc"; });
-
 // At the end of the process nothing keeps sending, even if the control's session was never released.
 TEST_F(CamcorderTest, StopsSendingAtTheEndOfTheProcess)
 {
@@ -225,9 +172,12 @@ TEST_F(CamcorderTest, ARecordingLivesThroughWhatTapesAndCablesDo)
     for (size_t i = 13; i < 20; ++i)
         Play(ntsc.frames[i]);
     // The tape continues with a recording in the other television system.
-    for (size_t i = 0; i < 5; ++i)
+    for (size_t i = 0; i < 5; ++i) {
         Play(pal.frames[i]);
-    canvas().Resize();
+        canvas().Resize();
+    }
+    // Fields exchanged make a difference of 2 and more, a picture turned over one of 17.
+    EXPECT_LT(Difference(canvas().GrabPicture(0, 0)->Image(), Decoded(pal, 4, {720, 576})), 1.5);
     Play(ntsc.frames[20]);
     EXPECT_LT(Difference(canvas().GrabPicture(0, 0)->Image(), Decoded(ntsc, 20, {720, 480})), 1.5);
     canvas().Stop();

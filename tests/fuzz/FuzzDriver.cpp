@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Runs a fuzz target with damaged copies of its seeds:
 //
-//   fuzz_settings FOLDER-OF-SEEDS SECONDS [EXECUTIONS [RANDOM-SEED]]
+//   fuzz_settings SECONDS [EXECUTIONS [RANDOM-SEED]]
 //
 // Every seed is run unchanged, then mutations until the time or the count is reached. Mutations that the target accepts
 // (result 0) become seeds themselves. The present input is always in the file "fuzz-input", which remains after a
@@ -11,13 +11,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <string>
 #include <unistd.h>
 #include <vector>
 
+/// Inputs that the target takes.
+std::vector<std::vector<uint8_t>> Seeds();
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace {
@@ -71,16 +73,11 @@ bool IsTaken(const Bytes& bytes)
 
 int main(int argc, char** argv)
 {
-    std::vector<Bytes> pool;
-    for (const auto& entry : std::filesystem::directory_iterator(argv[1])) {
-        std::ifstream file(entry.path(), std::ios::binary);
-        pool.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    }
-    std::ranges::sort(pool);
-    random64.seed(argc > 4 ? std::stoull(argv[4]) : 1);
+    std::vector<Bytes> pool = Seeds();
+    random64.seed(argc > 3 ? std::stoull(argv[3]) : 1);
     const size_t seeds = pool.size();
-    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(std::stod(argv[2]));
-    const double limit = argc > 3 ? std::stod(argv[3]) : 1e18;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(std::stod(argv[1]));
+    const double limit = argc > 2 ? std::stod(argv[2]) : 1e18;
     size_t executions = 0, taken = 0;
     for (; executions < seeds || (static_cast<double>(executions) < limit && std::chrono::steady_clock::now() < end);
          ++executions) {
@@ -97,5 +94,5 @@ int main(int argc, char** argv)
     }
     unlink("fuzz-input");
     std::printf("%zu executions, %zu of them taken\n", executions, taken);
-    return seeds > 0 && taken > 0 ? 0 : 1;
+    return taken >= seeds ? 0 : 1;
 }

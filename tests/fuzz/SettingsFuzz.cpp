@@ -12,8 +12,10 @@
 #include "platform/sound/SoundInput.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
+#include <vector>
 
 using namespace platform;
 
@@ -102,11 +104,48 @@ std::vector<uint8_t> Save(SGComponent session, Address cell)
     return saved;
 }
 
+// The session of all inputs.
+SGComponent TheSession()
+{
+    static const SGComponent session = OpenSession();
+    return session;
+}
+
+SGChannel AddChannel(FourCharCode type, Address cell)
+{
+    Require(SGNewChannel(TheSession(), type, cell) == noErr);
+    const auto channel = Peek<SGChannel>(cell);
+    Require(SGSetChannelUsage(channel, seqGrabRecord | seqGrabPreview) == noErr);
+    return channel;
+}
+
 } // namespace
+
+// What a session without channels saves, with one of each kind, with everything changed, and with two of each kind.
+std::vector<std::vector<uint8_t>> Seeds()
+{
+    const OwnedBlock cell(2 * sizeof(int32_t));
+    std::vector<std::vector<uint8_t>> seeds{Save(TheSession(), cell.Get())};
+    for (int pair = 0; pair < 2; ++pair) {
+        const SGChannel sound = AddChannel(kSoundMediaType, cell.Get());
+        const SGChannel video = AddChannel(kVideoMediaType, cell.Get());
+        seeds.push_back(Save(TheSession(), cell.Get()));
+        Require(SGSetVideoFrameSize(video, 32, 24) == noErr);
+        Require(SGSetVideoCompressor(video, 32, CodeOf("png "), 11, 22, 33) == noErr);
+        Poke(cell.Get(), std::array<int16_t, 4>{-1, 2, 300, 400});
+        Require(SGSetChannelBounds(video, cell.Get()) == noErr);
+        Require(SGSetChannelPlayFlags(video, 16) == noErr);
+        Require(SGSetSoundInputParameters(sound, 8, 1, CodeOf("raw ")) == noErr);
+        Require(SGSetSoundInputRate(sound, 22050 << 16) == noErr);
+        Require(SGSetChannelVolume(sound, 99) == noErr);
+        seeds.push_back(Save(TheSession(), cell.Get()));
+    }
+    return seeds;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static const SGComponent session = OpenSession();
+    const SGComponent session = TheSession();
     static const OwnedBlock cell(sizeof(UserData));
     const std::span bytes(data, size);
     const auto items = TaggedItems::Read(bytes);

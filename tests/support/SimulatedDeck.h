@@ -9,14 +9,13 @@
 
 namespace test {
 
-/// A tape deck according to AV/C: a transport with a protect tab, and the faulty responses of real decks.
+/// A tape deck according to AV/C: a transport, and the faulty responses of real decks.
 class SimulatedDeck {
 public:
     enum class Manner { Prompt, InterimThenLate, OnlyInterim, LosesFirstCommand, Silent, AnswersOthersFirst };
 
     uint8_t transport = 0xC4; ///< opcode of the transport's state: 0xC3 play, 0xC4 wind, 0xC2 record
     uint8_t operand = 0x60;   ///< its operand: 0x60 stopped
-    bool protectTab = false;
     Manner manner = Manner::Prompt;
     std::vector<std::vector<uint8_t>> received;
 
@@ -48,8 +47,6 @@ private:
             return {0x0C, 0x20, 0x51, 0x71, 0x04, 0x03, 0x02, 0x01}; // frames, seconds, minutes, hours of its tape
         if (!control || frame[2] < 0xC2 || frame[2] > 0xC4)
             return With(frame, 0x08);
-        if (frame[2] == 0xC2 && protectTab)
-            return With(frame, 0x0A);
         transport = frame[2];
         operand = frame[3];
         return With(frame, 0x09);

@@ -3,8 +3,8 @@
 // frame grid of the monotonic clock and shows the picture of TestPatternLayout.h. Each frame that it makes bears the
 // next number and the time of its place on the grid.
 //
-//   test_camera [--name NAME] [--size WxH]... [--rate N]... [--format yuyv|mjpeg]... [--jitter PERCENT]
-//               [--quality N] [--frame-bytes N] [--log FILE] [--silent] [--controls]
+//   test_camera [--name NAME] [--size WxH]... [--rate N]... [--format yuyv|mjpeg]... [--frame-bytes N]
+//               [--log FILE] [--silent] [--controls]
 //
 // Sizes, rates and formats that are named more than once are all offered. MJPEG frames are brought to about
 // --frame-bytes by noise in the still part of the picture. The log has a line for each frame, "made NUMBER
@@ -45,6 +45,7 @@ namespace {
 constexpr int kMostLate = 4; // periods: a camera that is later than this leaves frames out
 
 constexpr int kStarved = 10;
+constexpr int kQuality = 90; // of JPEG frames
 
 struct Control {
     uint32_t property;
@@ -61,8 +62,6 @@ struct Options {
     std::vector<std::pair<int, int>> sizes;
     std::vector<double> rates;
     std::vector<std::string> formats;
-    double jitter = 0;
-    int quality = 90;
     size_t frameBytes = 0;
     std::string log;
     bool silent = false;
@@ -140,11 +139,11 @@ private:
         int strongest = 100;
         while (options.frameBytes > 0 && strongest - weakest > 1) {
             const int strength = (weakest + strongest) / 2;
-            const auto size = SplicedJpeg(Noisy(strength), width, height, options.quality).Join().size();
+            const auto size = SplicedJpeg(Noisy(strength), width, height, kQuality).Join().size();
             (size < options.frameBytes ? weakest : strongest) = strength;
         }
-        jpeg = std::make_unique<SplicedJpeg>(Noisy(weakest), width, height, options.quality);
-        whiteJpeg = std::make_unique<SplicedJpeg>(white, width, height, options.quality);
+        jpeg = std::make_unique<SplicedJpeg>(Noisy(weakest), width, height, kQuality);
+        whiteJpeg = std::make_unique<SplicedJpeg>(white, width, height, kQuality);
     }
 
     int width;
@@ -351,9 +350,7 @@ private:
     {
         timespec at{};
         if (streaming && !options.silent) {
-            std::uniform_real_distribution<double> spread(-options.jitter / 100, options.jitter / 100);
-            const int64_t period = grid.TimeOf(place + 1) - grid.TimeOf(place);
-            const int64_t due = grid.TimeOf(place) + static_cast<int64_t>(static_cast<double>(period) * spread(random));
+            const int64_t due = grid.TimeOf(place);
             at = {static_cast<time_t>(due / 1'000'000'000), static_cast<long>(due % 1'000'000'000)};
         }
         pw_loop_update_timer(pw_main_loop_get_loop(loop), timer, &at, nullptr, true);
@@ -428,7 +425,6 @@ private:
     std::map<std::tuple<int, int, bool>, std::unique_ptr<Pictures>> prepared; // for all that is offered
     Pictures* pictures = nullptr;                                             // of the format in use
     std::array<int32_t, std::size(kControls)> values{0, 128, 50, 500};
-    std::minstd_rand random{1};
     FrameGrid grid;
     int64_t place = 0;
     uint32_t number = 0;
@@ -461,12 +457,8 @@ bool ReadOptions(int count, char** arguments, Options& options)
             options.rates.push_back(std::stod(value));
         else if (name == "--format" && (value == "yuyv" || value == "mjpeg"))
             options.formats.push_back(value);
-        else if (name == "--jitter")
-            options.jitter = std::stod(value);
         else if (name == "--log")
             options.log = value;
-        else if (name == "--quality")
-            options.quality = std::stoi(value);
         else if (name == "--frame-bytes")
             options.frameBytes = std::stoul(value);
         else

@@ -22,51 +22,6 @@ protected:
     }
 };
 
-// A camera that sends one JPEG frame over and over, at the pace of the pattern whose name it has.
-class StillCamera : public platform::TestPattern, private platform::FrameSink {
-public:
-    ~StillCamera() override { Stop(); }
-
-    platform::CaptureFormat Format() const override { return {platform::CodeOf("jpeg"), 640, 480, 30}; }
-    platform::Result Start(platform::FrameSink& sink) override
-    {
-        target = &sink;
-        return TestPattern::Start(*this);
-    }
-
-private:
-    void FrameArrived(const platform::CapturedFrame& frame) override
-    {
-        if (jpeg.Size() == 0)
-            jpeg = platform::FrameCompressor::Create({})->Compress(frame.picture);
-        platform::CapturedFrame still = frame;
-        still.picture = {jpeg.Bytes(), platform::CodeOf("jpeg"), 640, 480};
-        target->FrameArrived(still);
-    }
-    void CaptureFailed(platform::Result) override {}
-
-    platform::FrameSink* target = nullptr;
-    platform::OwnedBlock jpeg;
-};
-
-// Draws the same on every frame, and counts the frames of each kind.
-class StillMovieWindow : public velmora::MovieWindow {
-public:
-    int whole = 0;
-    int reduced = 0;
-
-protected:
-    void VelmoraCanvas1_PaintActive(velmora::Graphics& g) override
-    {
-        const auto surface = platform::SurfaceForDrawing(g.Handle(2), {0, 0, g.Width(), g.Height()});
-        ++(surface->isReduced ? reduced : whole);
-        g.ForeColor({255, 0, 0});
-        g.DrawRect(0, 0, g.Width(), g.Height());
-        g.TextSize(24);
-        g.DrawString("12:34:56", 100, 100);
-    }
-};
-
 class GrabPictureTest : public RealDevicesTest {
 protected:
     // Whether the menu item brings up the window.
@@ -92,32 +47,6 @@ protected:
                                          static_cast<int32_t>(image.bytesPerLine()));
     }
 };
-
-TEST_F(GrabPictureTest, IsTheSameWhateverSizeThePictureIsShownAt)
-{
-    platform::SetDigitizerProvider({[] {
-                                        return std::vector<platform::DigitizerEntry>{{"Still", "still", {}, true}};
-                                    },
-                                    [](const auto&) { return std::make_unique<StillCamera>(); }});
-    const auto made = std::make_shared<StillMovieWindow>();
-    Open(made);
-    QImage expected;
-    for (const auto& [width, height] : {std::pair{640, 480}, {320, 240}, {160, 120}, {100, 200}}) {
-        SCOPED_TRACE(width);
-        made->VelmoraCanvas1()->Width(width);
-        made->VelmoraCanvas1()->Height(height);
-        made->whole = made->reduced = 0;
-        const int& frames = width == 640 ? made->whole : made->reduced;
-        QElapsedTimer clock;
-        for (clock.start(); frames < 3 && clock.elapsed() < 20000;)
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        ASSERT_GE(frames, 3);
-        const QImage image = made->VelmoraCanvas1()->GrabPicture(640, 480)->Image().copy();
-        EXPECT_TRUE(expected.isNull() || image == expected);
-        expected = image;
-        EXPECT_TRUE(NumberIn(image));
-    }
-}
 
 // In data procedure mode the picture holds what is drawn over each frame: a red border and the clock's red plate.
 TEST_F(GrabPictureTest, ShowsTheFrameInBothModes)

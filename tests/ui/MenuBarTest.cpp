@@ -164,13 +164,6 @@ TEST_F(MenuActionsTest, Actions)
         EXPECT_EQ(TakeBoxes(), each.boxes) << each.item;
         EXPECT_EQ(spy->TakeCalls(), each.calls) << each.item;
     }
-    for (const bool on : {true, false}) {
-        spy->numbers = {{"VideoEnabled", on}, {"SoundEnabled", !on}, {"PreviewWhileRecording", on}};
-        window->UpdateMenus();
-        EXPECT_EQ(Item("VideoEnabled")->Checked, on);
-        EXPECT_EQ(Item("SoundEnabled")->Checked, !on);
-        EXPECT_EQ(Item("MonitorPreviewWhileRecording")->Checked, on);
-    }
     EXPECT_EQ(window->Title(), "Other") << "the title is the device's name after the dialog";
     EXPECT_FALSE(framework::HasImplicitWindow("GrabWindow.GrabWindow")) << "no picture, no window";
 }

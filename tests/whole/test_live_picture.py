@@ -62,16 +62,6 @@ class LivePicture(unittest.TestCase):
         self.preview()
         wait_for("the live picture", 5, lambda: self.velmora.frame_number() is not None)
 
-    def test_flips_move_the_corner_marks_alone_and_together(self):
-        boxes = {"CheckBox1": (1, 0, 3, 2), "CheckBox2": (2, 3, 0, 1), "CheckBox3": (3, 2, 1, 0)}
-        # Each press turns one more transform on or off; the whole walk passes through all of their combinations.
-        order = [0, 1, 2, 3]
-        for control in ("CheckBox1", "CheckBox2", "CheckBox1", "CheckBox3", "CheckBox1", "CheckBox2", "CheckBox1"):
-            self.velmora.click(control)
-            order = [order[place] for place in boxes[control]]
-            expected = [PLACES[place] for place in order]
-            wait_for(f"corners {expected} after {control}", 5, lambda e=expected: self.velmora.corners() == e)
-
     def wait_for_picture(self, what, corners=PLACES, control=None):
         """Waits until the whole pattern is in the middle of the control, with its marks in these corners."""
         place = lambda: map(str, self.velmora.picture(control))

@@ -8,8 +8,6 @@
 #include "support/SimulatedDeck.h"
 #include "support/SimulatedIIDCCamera.h"
 
-#include <thread>
-
 using namespace platform;
 
 namespace {
@@ -83,14 +81,12 @@ public:
     }
     bool Send(const SentFrame& frame) override
     {
-        const int64_t end = MonotonicNow() + 10 * kNanosecondsPerSecond;
-        while (bus->streaming == nullptr && MonotonicNow() < end)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        DvStreamSink* sink = bus->streaming;
-        if (sink != nullptr)
-            sink->DvFrameArrived(std::span(tape.frames[0]).first(frame.isDamaged ? 999 : tape.frames[0].size()),
-                                 !frame.isDamaged, MonotonicNow());
-        return sink != nullptr;
+        DvStreamSink* sink = nullptr;
+        if (!Await([&] { return (sink = bus->streaming) != nullptr; }))
+            return false;
+        sink->DvFrameArrived(std::span(tape.frames[0]).first(frame.isDamaged ? 999 : tape.frames[0].size()),
+                             !frame.isDamaged, MonotonicNow());
+        return true;
     }
     bool IsIdle() override { return bus->streaming == nullptr; }
 

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
@@ -21,8 +22,6 @@
 #include <ranges>
 #include <sstream>
 #include <sys/mman.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -294,24 +293,6 @@ TEST_F(MovieRecovery, HostileNumbersUnderARightChecksumNeverHarm)
     EXPECT_GT(taken, 0) << "the numbers were never taken for samples";
 }
 
-// Records until the file is full: how many frames were taken.
-int FillTheDisk(const std::string& path)
-{
-    RecordedMovie movie(path);
-    EXPECT_EQ(movie.created, noErr);
-    int frames = 0;
-    Result result = noErr;
-    for (; result == noErr && frames < 5000; frames += result == noErr ? 1 : 0) {
-        result = movie.AddVideo(JpegFrame(64, 48, 1), kPicture, 20);
-        if (result == noErr)
-            result = movie.AddSound(SoundOf(1), kStereo, kSoundFrames);
-    }
-    EXPECT_EQ(result, dskFulErr);
-    EXPECT_EQ(movie.Finish(), noErr) << "in the room that was kept";
-    EXPECT_EQ(movie.Close(), noErr);
-    return frames;
-}
-
 // Where the file system can't keep room, what is free counts; where it is full, what was kept.
 TEST_F(MovieRecovery, RoomIsKeptWhereThatCanBeDone)
 {
@@ -322,30 +303,6 @@ TEST_F(MovieRecovery, RoomIsKeptWhereThatCanBeDone)
         EXPECT_EQ(file->KeepRoom(1) > 0, error == EOPNOTSUPP) << error;
         fallocateError = 0;
     }
-}
-
-TEST_F(MovieRecovery, AMovieIsCompleteAtTheEndOfTheDiskAndOfTheAllowedSize)
-{
-    const std::string disk = folder / "disk";
-    mkdir(disk.c_str(), 0700);
-    std::signal(SIGXFSZ, SIG_IGN); // as the programs do
-    rlimit before{};
-    getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit small{4 << 20, before.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &small);
-    int frames = FillTheDisk(folder / "long.mov");
-    setrlimit(RLIMIT_FSIZE, &before);
-    EXPECT_GT(frames, 400);
-    EXPECT_EQ(DecodingErrorsOf(folder / "long.mov"), "");
-    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=4m") != 0)
-        GTEST_SKIP() << "needs the right to mount";
-    frames = FillTheDisk(disk + "/full.mov");
-    EXPECT_EQ(DecodingErrorsOf(disk + "/full.mov"), "");
-    EXPECT_EQ(RecoverMovie(disk + "/full.mov", "", found, written), noErr);
-    EXPECT_TRUE(found.wasComplete);
-    EXPECT_GE(static_cast<int>(found.videoFrames), frames);
-    EXPECT_GT(frames, 400);
-    umount(disk.c_str());
 }
 
 // Records in real time until it is killed. Tells how many frames it has added, and when, in memory that outlives it.

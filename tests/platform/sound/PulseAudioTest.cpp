@@ -36,7 +36,7 @@ protected:
     }
 
     // Plays a tone into the sink, other on the left than on the right, for as long as the result lives.
-    static ChildProcess PlayTone()
+    static test::ChildProcess PlayTone()
     {
         const std::string file = session->directory / "tone.raw";
         std::ofstream stream(file, std::ios::binary);
@@ -46,7 +46,7 @@ protected:
             stream.write(reinterpret_cast<const char*>(&sample), sizeof sample);
         }
         stream.close();
-        return ChildProcess("pacat --device=test-sink --raw --format=s16le --rate=48000 --channels=2 " + file);
+        return test::ChildProcess("pacat --device=test-sink --raw --format=s16le --rate=48000 --channels=2 " + file);
     }
 
     static inline std::unique_ptr<PulseSession> session;

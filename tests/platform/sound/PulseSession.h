@@ -1,44 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "support/Await.h"
+#include "support/ChildProcess.h"
 #include "support/Files.h"
-
-#include <functional>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-/// A command that is killed by the destructor.
-class ChildProcess {
-public:
-    explicit ChildProcess(const std::string& command) : pid(fork())
-    {
-        if (pid == 0) {
-            execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), nullptr);
-            _exit(127);
-        }
-    }
-    ~ChildProcess()
-    {
-        kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
-    }
-
-    void Signal(int signal) const { kill(pid, signal); }
-
-private:
-    const pid_t pid;
-};
-
-/// Waits until a condition is true. Returns false after ten seconds.
-inline bool Await(const std::function<bool()>& isSo)
-{
-    for (int i = 0; i < 1000; ++i, usleep(10000)) {
-        if (isSo())
-            return true;
-    }
-    return false;
-}
 
 /// A sound server for the test: a session with one sink ("test-sink") and a PulseAudio interface that the test may stop
 /// and start again. The environment of the test process points to it.
@@ -72,7 +37,7 @@ public:
 
     void StartServer()
     {
-        server = std::make_unique<ChildProcess>("pipewire-pulse");
+        server = std::make_unique<test::ChildProcess>("pipewire-pulse");
         Await([] {
             return test::OutputOf("pactl list short sources 2>/dev/null").find("test-sink") != std::string::npos;
         });
@@ -93,5 +58,5 @@ public:
 
 private:
     FILE* session = nullptr;
-    std::unique_ptr<ChildProcess> server;
+    std::unique_ptr<test::ChildProcess> server;
 };
