@@ -3,6 +3,7 @@
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/DeviceTimes.h"
+#include "platform/log/Log.h"
 
 #include <cerrno>
 #include <sys/eventfd.h>
@@ -13,6 +14,7 @@ namespace {
 constexpr std::chrono::milliseconds kPause{5}; // after a wake-up for nothing
 constexpr int kSpuriousWakeups = 2;            // in a row that pass without that pause
 constexpr int kRestartsWithoutFrame = 3;
+constexpr int64_t kSuspendCheckInterval = 250; // milliseconds that a silent device is waited for in one go
 
 } // namespace
 
@@ -117,8 +119,10 @@ Result ReconnectingThread::Deliver()
     firstOfRun.reset();
     spuriousWakeups = 0;
     silenceEnds = MonotonicNow() + device.SilenceAllowed(true);
+    wasSuspended = false;
     for (;;) {
-        const int64_t left = std::max<int64_t>((silenceEnds - MonotonicNow()) / kNanosecondsPerMillisecond, 0);
+        const int64_t left =
+            std::clamp<int64_t>((silenceEnds - MonotonicNow()) / kNanosecondsPerMillisecond, 0, kSuspendCheckInterval);
         pollfd descriptors[] = {{stopEvent.Get(), POLLIN, 0}, device.Waiting()};
         const int ready = device.Poll(descriptors, static_cast<int>(left));
         if (ready < 0 && errno == EINTR)
@@ -131,12 +135,27 @@ Result ReconnectingThread::Deliver()
         if (ready > 0)
             if (const auto end = Handle(device.Take(descriptors[1].revents, frame), frame))
                 return *end;
+        NoteSuspension();
         if (MonotonicNow() < silenceEnds)
             continue;
+        if (wasSuspended)
+            return noErr;
         if (const auto end = Handle(device.Silent(), frame))
             return *end;
         silenceEnds = MonotonicNow() + device.SilenceAllowed(false);
     }
+}
+
+// A device that still works after a suspension sends within half of the silence that it is allowed.
+void ReconnectingThread::NoteSuspension()
+{
+    const int64_t length = suspendWatch.TakeSuspension();
+    if (length == 0)
+        return;
+    digitizerLog.Info("the machine was suspended for ", length / kNanosecondsPerMillisecond, " ms");
+    wasSuspended = true;
+    restartsWithoutFrame = 0;
+    silenceEnds = std::min(silenceEnds, MonotonicNow() + device.SilenceAllowed(false) / 2);
 }
 
 // Acts on what was taken. A result ends the delivery.
@@ -152,6 +171,7 @@ std::optional<Result> ReconnectingThread::Handle(Taken taken, CapturedFrame& fra
     case Taken::Alive:
         failureReported = false;
         restartsWithoutFrame = 0;
+        wasSuspended = false;
         silenceEnds = MonotonicNow() + device.SilenceAllowed(false);
         return std::nullopt;
     case Taken::Damaged:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/clock/SuspendedTime.h"
 #include "platform/digitizer/Digitizer.h"
 #include "platform/files/UniqueFD.h"
 
@@ -17,7 +18,7 @@ namespace platform {
 /// What a look at a device found.
 enum class Taken {
     Frame,   ///< a good frame, borrowed until it is given back
-    Alive,   ///< frames that went another way
+    Alive,   ///< frames that went another way, or can't be decoded before the next key frame
     Damaged, ///< a frame that is no picture
     Nothing, ///< nothing to deliver
     Restart, ///< the device must be started again at once: its format has changed, or its bus was reset
@@ -62,8 +63,9 @@ public:
 /// Its states: stopped; delivering; away. `Start` begins delivery and waits a moment for the result. A device that
 /// fails in mid-run is reported once, ended, and begun again at one interval until it delivers or is stopped; the next
 /// outage is reported when a good frame has come in between. Only good frames count as life: a device that sends
-/// nothing but damaged ones has failed like a silent one. Sequence numbers go on over all of this, with a gap of one
-/// for each interruption.
+/// nothing but damaged ones has failed like a silent one. After the machine was suspended, a device that does not send
+/// soon is begun again without a report. Sequence numbers go on over all of this, with a gap of one for each
+/// interruption.
 class ReconnectingThread {
 public:
     /// `device` must outlive the object.
@@ -104,6 +106,7 @@ private:
     void Report(Result failure);
     Result Deliver();
     std::optional<Result> Handle(Taken taken, CapturedFrame& frame);
+    void NoteSuspension();
     uint32_t CountFrame(uint32_t deviceSequence);
     void DeliverFrame(CapturedFrame& frame);
     bool WaitForStop(std::chrono::milliseconds time);
@@ -121,10 +124,11 @@ private:
 
     // The thread's own while it runs.
     bool failureReported = false;
-    bool restart = false;
     int restartsWithoutFrame = 0;
     int spuriousWakeups = 0;
     int64_t silenceEnds = 0;
+    SuspendWatch suspendWatch;
+    bool wasSuspended = false;          ///< since the last good frame
     std::optional<uint32_t> firstOfRun; ///< the device's own number of the first frame of this run
     uint32_t base = 0;                  ///< our number of that frame
     uint32_t next = 0;                  ///< our number of the frame after the last one

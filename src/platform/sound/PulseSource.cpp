@@ -29,6 +29,7 @@ namespace {
 constexpr double kFragmentSeconds = 0.02;
 constexpr double kMaxBufferSeconds = 0.02;
 constexpr int64_t kSilenceTimeout = 2 * kNanosecondsPerSecond;
+constexpr int64_t kSilenceTimeoutAfterSuspension = 800 * kNanosecondsPerMillisecond;
 
 uint32_t BytesFor(double seconds, const SoundFormat& format)
 {
@@ -284,9 +285,10 @@ bool PulseSource::UpdateStream(pa_context* context)
     return sink == nullptr;
 }
 
-bool PulseSource::IsSilent() const
+bool PulseSource::IsSilent()
 {
-    return MonotonicNow() - lastArrival > kSilenceTimeout;
+    wasSuspended = wasSuspended || suspendWatch.TakeSuspension() > 0;
+    return MonotonicNow() - lastArrival > (wasSuspended ? kSilenceTimeoutAfterSuspension : kSilenceTimeout);
 }
 
 void PulseSource::ConnectionLost()
@@ -305,7 +307,7 @@ void PulseSource::OpenStream(pa_context* context)
                                                                     : PA_SAMPLE_S24NE,
                               .rate = static_cast<uint32_t>(streamed.sampleRate),
                               .channels = static_cast<uint8_t>(streamed.channels)};
-    lastArrival = MonotonicNow();
+    NoteArrival();
     const auto info = server->Find(pulseName);
     const bool selectsPair = info && info->Pairs() > 1;
     const pa_channel_map map =
@@ -423,12 +425,18 @@ std::span<const uint8_t> PulseSource::AsRequested(std::span<const uint8_t> stere
     return mixed;
 }
 
+void PulseSource::NoteArrival()
+{
+    lastArrival = MonotonicNow();
+    wasSuspended = false;
+}
+
 // A busy server may send much data at once, but the grabber needs small buffers.
 void PulseSource::Deliver(std::span<const uint8_t> bytes)
 {
     if (std::exchange(failureReported, false))
         soundLog.Info(name, ": delivers");
-    lastArrival = MonotonicNow();
+    NoteArrival();
     const SoundFormat streamed = StreamFormat();
     const size_t largest = BytesFor(kMaxBufferSeconds, streamed);
     int64_t measured = MeasuredCaptureTime();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/clock/SuspendedTime.h"
 #include "platform/sound/CaptureClock.h"
 #include "platform/sound/PulseServer.h"
 #include "platform/sound/SoundSource.h"
@@ -44,7 +45,8 @@ private:
     void DropStream();
     void StreamChanged();
     bool ReadsFromAnotherSource() const;
-    bool IsSilent() const;
+    bool IsSilent();
+    void NoteArrival();
     void SelectPair(int wanted);
     void ConnectStream(pa_stream_flags_t flags, const SoundFormat& streamed);
     void Fail(const std::string& why);
@@ -70,6 +72,8 @@ private:
     uint32_t streamedIndex = PA_INVALID_INDEX; ///< index of the source that the stream was opened on
     int pair = 0;                              ///< selected channel pair, from 0
     int64_t lastArrival = 0;
+    SuspendWatch suspendWatch;
+    bool wasSuspended = false; ///< since the last arrival
     std::string trouble;
     bool failureReported = false;
     uint64_t framesLost = 0;

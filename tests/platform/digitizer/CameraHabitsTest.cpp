@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Cameras as they are out there: each of these habits comes from reports of users, and has its simulated driver.
 #include "SimulatedCamera.h"
+#include "platform/clock/SuspendedTime.h"
 #include "platform/digitizer/CaptureStamps.h"
 #include "platform/digitizer/v4l2/V4L2Camera.h"
 #include "platform/digitizer/v4l2/V4L2Controls.h"
 #include "platform/digitizer/v4l2/V4L2Pictures.h"
 #include "platform/drawing/PixelFormat.h"
+#include "support/Await.h"
 #include "support/FrameCollector.h"
 
 #include <gtest/gtest.h>
@@ -32,7 +34,7 @@ TEST_F(CameraHabits, TheListHoldsWhatCanBeUsedAndTriesNothingOut)
     infrared.card = "Infrared: Infra"; // as drivers do that fill their field with the name twice
     auto pipeline = Camera::Simple();
     pipeline.capabilities |= V4L2_CAP_IO_MC;
-    auto useless = Camera::Simple(V4L2_PIX_FMT_H264);
+    auto useless = Camera::Simple(V4L2_PIX_FMT_SBGGR8);
     auto busy = Camera::Simple();
     busy.busy = true;
     auto locked = Camera::Simple();
@@ -168,6 +170,36 @@ TEST_F(CameraHabits, AControlThatHangsHoldsNobodyUp)
     ASSERT_EQ(digitizer->Start(frames), noErr);
     ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128)}));
     EXPECT_TRUE(frames.WaitFor(1));
+}
+
+// A camera that is silent after the machine was suspended is started again within two seconds, without a report. The
+// clocks are the test's: the monotonic one goes on as the thread looks at the device.
+TEST_F(CameraHabits, ACameraIsBackWithinTwoSecondsOfASuspension)
+{
+    static std::atomic<int64_t> now, suspended;
+    now = 1'000 * kNanosecondsPerSecond;
+    suspended = 0;
+    SetMonotonicClock([] { return now.load(); });
+    SetSuspendedTime([] { return suspended.load(); });
+    cameras->Plug(Camera::Simple());
+    const auto digitizer = OpenDigitizer();
+    ASSERT_EQ(digitizer->Start(frames), noErr);
+    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128), 7}));
+    ASSERT_TRUE(frames.WaitFor(1));
+    const int starts = cameras->Calls(VIDIOC_STREAMON);
+    suspended = 3'600 * kNanosecondsPerSecond;
+    for (int step = 0; step < 7; ++step) {
+        ASSERT_TRUE(Await([&, polls = cameras->Polls()] { return cameras->Polls() > polls + 1; }));
+        now += 250 * kNanosecondsPerMillisecond;
+    }
+    EXPECT_TRUE(Await([&] { return cameras->Calls(VIDIOC_STREAMON) > starts; }));
+    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128), 0}));
+    ASSERT_TRUE(frames.WaitFor(2));
+    digitizer->Stop();
+    EXPECT_EQ(frames.Seen()[1].sequence, 2U) << "the gap is counted";
+    EXPECT_TRUE(frames.Failures().empty());
+    SetMonotonicClock(nullptr);
+    SetSuspendedTime(nullptr);
 }
 
 TEST(CaptureStamps, OneBadStampIsEstimatedAndTheNextBelieved)

@@ -45,7 +45,8 @@ struct SimulatedCamera {
     std::map<uint32_t, Control> controls; ///< by identity
     v4l2_pix_format now{};                ///< as it is set
     v4l2_fract interval{1, 30};
-    uint32_t padding = 0; ///< bytes that each row has behind its pixels
+    uint32_t padding = 0;               ///< bytes that each row has behind its pixels
+    std::array<uint32_t, 4> reported{}; ///< color space, encoding, quantization, transfer function
     uint32_t bufferSize = 65536;
     bool busy = false; ///< another process has its buffers
     int openError = 0;
@@ -206,6 +207,7 @@ public:
     int Poll(std::span<pollfd> descriptors, int milliseconds) override
     {
         const int ready = V4L2System::Poll(descriptors, milliseconds);
+        ++polls;
         const std::lock_guard lock(mutex);
         for (auto& descriptor : descriptors) {
             const auto at = open.find(descriptor.fd);
@@ -227,8 +229,9 @@ public:
     }
     uint64_t ChangeCount() override { return listChanges; }
 
-    /// How often nodes were opened, and how often a call was made.
+    /// How often nodes were opened, devices were waited for, and a call was made.
     int Opened() const { return opened; }
+    int Polls() const { return polls; }
     int Calls(unsigned long request)
     {
         const std::lock_guard lock(mutex);
@@ -282,7 +285,12 @@ private:
     {
         const bool packedPairs = layout.pixelformat == V4L2_PIX_FMT_YUYV || layout.pixelformat == V4L2_PIX_FMT_UYVY;
         const uint32_t bytes = packedPairs ? 2 : 1;
-        layout.bytesperline = layout.pixelformat == V4L2_PIX_FMT_MJPEG ? 0 : layout.width * bytes + camera.padding;
+        const bool isCompressed = layout.pixelformat == V4L2_PIX_FMT_MJPEG || layout.pixelformat == V4L2_PIX_FMT_H264;
+        layout.bytesperline = isCompressed ? 0 : layout.width * bytes + camera.padding;
+        layout.colorspace = camera.reported[0];
+        layout.ycbcr_enc = camera.reported[1];
+        layout.quantization = camera.reported[2];
+        layout.xfer_func = camera.reported[3];
     }
 
     // Each part answers 0 or an error, and -1 for what is another part's.
@@ -440,6 +448,7 @@ private:
     std::map<unsigned long, PlannedFailure> failures;
     std::map<unsigned long, int> calls;
     std::atomic<int> opened = 0;
+    std::atomic<int> polls = 0;
     std::atomic<uint64_t> listChanges = 1;
     size_t mapped = 0;
 };

@@ -5,6 +5,7 @@
 #include "CollectingSink.h"
 #include "PulseSession.h"
 #include "SampleValues.h"
+#include "platform/clock/SuspendedTime.h"
 #include "platform/sound/SoundWatcher.h"
 
 #include <gtest/gtest.h>
@@ -186,21 +187,39 @@ TEST_F(PulseAudio, ScalesItsVolumesTogetherAndTellsWhyItIsSilent)
     EXPECT_TRUE(Await([&] { return source->Reason() == "Quad is not connected."; }));
 }
 
-// A stopped server sends nothing and reports no failure.
+// A stopped server sends nothing and reports no failure. After the machine was suspended it has less time.
 TEST_F(PulseAudio, ASourceThatSendsNothingHasFailed)
 {
+    static std::atomic<int64_t> now, suspended;
     const auto source = OpenSoundSource(kMonitor);
-    CollectingSink sink;
-    ASSERT_EQ(source->Start(sink), noErr);
-    ASSERT_TRUE(Delivers(sink));
-    session->HoldServer(true);
-    EXPECT_TRUE(Await([&] { return sink.failures > 0; }));
-    EXPECT_NE(source->Reason(), "");
-    sink.Clear();
-    session->HoldServer(false);
-    ASSERT_TRUE(Delivers(sink));
-    EXPECT_EQ(source->Reason(), "");
-    source->Stop();
+    for (const auto& [slept, silence] : {std::pair(0, 2100), std::pair(3'600'000, 1000)}) {
+        CollectingSink sink;
+        ASSERT_EQ(source->Start(sink), noErr);
+        ASSERT_TRUE(Delivers(sink));
+        session->HoldServer(true);
+        now = MonotonicNow();
+        suspended = SuspendedTime();
+        SetMonotonicClock([] { return now.load(); });
+        SetSuspendedTime([] { return suspended.load(); });
+        size_t arrived = 0;
+        EXPECT_TRUE(Await([&, slept = slept, silence = silence] {
+            // Again where the server had sent something before.
+            const size_t before = std::exchange(arrived, sink.WaitFor([](const auto&) { return true; }).size());
+            if (arrived != before) {
+                suspended += slept * kNanosecondsPerMillisecond;
+                now += silence * kNanosecondsPerMillisecond;
+            }
+            return sink.failures > 0;
+        })) << silence;
+        EXPECT_NE(source->Reason(), "");
+        sink.Clear();
+        SetMonotonicClock(nullptr);
+        SetSuspendedTime(nullptr);
+        session->HoldServer(false);
+        ASSERT_TRUE(Delivers(sink));
+        EXPECT_EQ(source->Reason(), "");
+        source->Stop();
+    }
 }
 
 TEST_F(PulseAudio, TakesUpAServerThatDiedAndCameBack)
