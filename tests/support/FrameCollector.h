@@ -23,6 +23,7 @@ struct SeenFrame {
     int32_t width = 0;
     int32_t height = 0;
     platform::FourCharCode format = 0;
+    platform::VideoColors colors;
     size_t failures = 0; ///< reported before this frame
 };
 
@@ -37,7 +38,8 @@ public:
                       .arrival = platform::MonotonicNow(),
                       .width = picture.width,
                       .height = picture.height,
-                      .format = picture.format};
+                      .format = picture.format,
+                      .colors = picture.colors};
         Read(picture, one);
         const std::lock_guard lock(mutex);
         one.failures = failures.size();

@@ -2,14 +2,15 @@
 // Compressing by libavcodec. Every codec here stores each frame by itself, so a frame in is a frame out.
 //
 // A codec has one pixel layout, and DV two sizes besides; whatever comes is converted and scaled to that. The encoder
-// is opened with the first frame and again when the size changes. Colours stay those of BT.601, which is what cameras
-// deliver, and are marked so where a codec can tell.
+// is opened with the first frame and again when size or colors change. ProRes keeps the device's matrix, DV has that of
+// BT.601; both have the limited range.
 #include "platform/compression/CodecCompressor.h"
 
 #include "platform/compression/CodecTags.h"
 #include "platform/compression/FrameReader.h"
 #include "platform/compression/LibavEncoder.h"
 #include "platform/compression/PictureConversion.h"
+#include "platform/compression/PlanarReader.h"
 
 #include <algorithm>
 #include <cmath>
@@ -107,7 +108,7 @@ public:
     OwnedBlock Compress(const RawFrame& frame) override
     {
         const auto picture = reader.Read(frame);
-        if (!picture || !OpenFor({picture->width, picture->height}))
+        if (!picture || !OpenFor({picture->width, picture->height}, picture->colors))
             return {};
         AVFrame& stored = *converted;
         if (av_frame_make_writable(&stored) < 0 || !conversion.Convert(Wrapped(*picture), stored))
@@ -123,15 +124,26 @@ public:
         ImageDescription description =
             DescriptionOfPassThrough(isDvPal ? CodeOf("dvcp") : encoder.code, size.width, size.height);
         description.spatialQuality = settings.spatialQuality;
+        if (encoder.quantizer != 0)
+            AppendColors(description, StoredColors());
         return description;
     }
 
 private:
-    bool OpenFor(const Size& size)
+    // DV's frames can't state any.
+    VideoColors StoredColors() const
     {
-        if (library.IsOpen() && size == opened)
+        VideoColors stored = IsDv(encoder) ? VideoColors() : colors;
+        stored.isFullRange = false;
+        return stored;
+    }
+
+    bool OpenFor(const Size& size, const VideoColors& frameColors)
+    {
+        if (library.IsOpen() && size == opened && frameColors == colors)
             return true;
         opened = size;
+        colors = frameColors;
         source.reset(av_frame_alloc());
         if (!source || !MakeTarget(StoredSize(encoder, size)))
             return false;
@@ -154,9 +166,11 @@ private:
         converted->format = isPal ? AV_PIX_FMT_YUV420P : encoder.format;
         converted->width = size.width;
         converted->height = size.height;
-        const bool isRgb = encoder.format == AV_PIX_FMT_RGB24;
-        converted->colorspace = isRgb ? AVCOL_SPC_RGB : AVCOL_SPC_SMPTE170M;
-        converted->color_range = isRgb ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+        SetColors(*converted, StoredColors());
+        if (encoder.format == AV_PIX_FMT_RGB24) {
+            converted->colorspace = AVCOL_SPC_RGB;
+            converted->color_range = AVCOL_RANGE_JPEG;
+        }
         return av_frame_get_buffer(converted.get(), 0) >= 0;
     }
 
@@ -176,7 +190,7 @@ private:
         source->format = FormatOf(picture.layout);
         source->width = picture.width;
         source->height = picture.height;
-        source->colorspace = AVCOL_SPC_SMPTE170M;
+        SetColors(*source, picture.colors);
         source->data[0] = padded.data();
         source->linesize[0] = picture.rowBytes;
         source->data[1] = padded.data() + luma;
@@ -189,6 +203,7 @@ private:
     CompressionSettings settings;
     Encoder encoder;
     Size opened;
+    VideoColors colors;
     LibavEncoder library;
     FrameOwner source;
     FrameOwner converted;

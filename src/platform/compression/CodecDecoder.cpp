@@ -2,16 +2,19 @@
 // Decoding by libavcodec, for all that is neither JPEG nor raw.
 //
 // One frame in, one picture out: the context runs without frame threads and with low delay, so a codec that doesn't
-// reorder answers each packet at once. Where a codec does hold a picture back, a frame shows nothing and the next one
-// shows both in turn, which is the most a live picture needs.
+// reorder answers each packet at once. Where a codec does hold a picture back, a frame gives none, and the picture
+// before stays.
 //
 // The library reads some bytes past a packet's end, so each frame is copied into a buffer of the decoder's own with
 // that room behind it. The buffer is kept from frame to frame.
 #include "platform/compression/CodecDecoder.h"
 
 #include "platform/compression/CodecTags.h"
+#include "platform/compression/KeyFrames.h"
 #include "platform/compression/LibavOwners.h"
 #include "platform/compression/PictureConversion.h"
+#include "platform/compression/VideoColors.h"
+#include "platform/log/Log.h"
 
 #include <cstring>
 
@@ -24,31 +27,16 @@ class CodecSetUp {
 public:
     explicit CodecSetUp(std::span<const uint8_t> extensions)
     {
-        while (extensions.size() >= 8) {
-            const size_t size = Big32(extensions);
-            if (size < 8 || size > extensions.size())
-                return;
-            ReadAtom(Big32(extensions.subspan(4)), extensions.subspan(8, size - 8));
-            extensions = extensions.subspan(size);
-        }
+        for (const FourCharCode type : {CodeOf("avcC"), CodeOf("hvcC"), CodeOf("glbl")})
+            if (const auto content = FindAtom(extensions, type))
+                bytes = *content;
+        if (const auto content = FindAtom(extensions, CodeOf("esds")); content && content->size() > 4)
+            ReadDescriptors(content->subspan(4));
     }
 
     std::span<const uint8_t> bytes;
 
 private:
-    static uint32_t Big32(std::span<const uint8_t> at)
-    {
-        return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | at[3];
-    }
-
-    void ReadAtom(FourCharCode type, std::span<const uint8_t> content)
-    {
-        if (type == CodeOf("avcC") || type == CodeOf("hvcC") || type == CodeOf("glbl"))
-            bytes = content;
-        else if (type == CodeOf("esds") && content.size() > 4)
-            ReadDescriptors(content.subspan(4));
-    }
-
     // Descriptors nest: a tag, a length of up to four bytes of seven bits, fields of a known size, further descriptors.
     void ReadDescriptors(std::span<const uint8_t> at)
     {
@@ -86,19 +74,17 @@ public:
             return paramErr;
         if (frame.empty() || !FillPacket(frame))
             return codecBadDataErr;
-        if (const int sent = avcodec_send_packet(context.get(), packet.get()); sent < 0) {
-            Recover();
-            return codecBadDataErr;
-        }
+        if (const int sent = avcodec_send_packet(context.get(), packet.get()); sent < 0)
+            return Refuse(sent);
         const int received = avcodec_receive_frame(context.get(), picture.get());
         if (received == AVERROR(EAGAIN))
-            return noErr;
-        if (received < 0) {
-            Recover();
-            return codecBadDataErr;
-        }
+            return codecConditionErr;
+        if (received < 0)
+            return Refuse(received);
         if (picture->width != width || picture->height != height)
             return codecSizeErr;
+        if (isInterFrame && ((picture->flags & AV_FRAME_FLAG_CORRUPT) != 0 || picture->decode_error_flags != 0))
+            return codecBadDataErr;
         return conversion.To32(*picture, target.pixels, target.rowBytes) ? noErr : codecErr;
     }
 
@@ -114,6 +100,7 @@ private:
             return false;
         width = description.width;
         height = description.height;
+        isInterFrame = IsInterFrame(description.codec);
         context->width = width;
         context->height = height;
         context->codec_tag = __builtin_bswap32(description.codec);
@@ -121,12 +108,22 @@ private:
         context->thread_count = 1;
         context->flags |= AV_CODEC_FLAG_LOW_DELAY;
         context->err_recognition = 0;
+        // What a description states holds where the frames state nothing.
+        if (FindAtom(description.extensions, CodeOf("colr"))) {
+            const VideoColors colors = ColorsIn(description);
+            context->colorspace = static_cast<AVColorSpace>(colors.matrix);
+            context->color_range = colors.isFullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_UNSPECIFIED;
+        }
         // A frame that claims a far larger size is refused before memory is taken for it. The room is for codecs that
         // round sides up to blocks and lay borders around the picture.
         constexpr int32_t kRoom = 512;
         context->max_pixels = int64_t{width + kRoom} * (height + kRoom);
         const CodecSetUp setUp(description.extensions);
-        return AddExtraData(setUp.bytes) && avcodec_open2(context.get(), implementation, nullptr) == 0;
+        const int result =
+            AddExtraData(setUp.bytes) ? avcodec_open2(context.get(), implementation, nullptr) : AVERROR(ENOMEM);
+        if (result < 0)
+            compressionLog.Warning(implementation->name, ": open: ", LibavErrorText(result));
+        return result >= 0;
     }
 
     bool AddExtraData(std::span<const uint8_t> bytes)
@@ -160,10 +157,12 @@ private:
     }
 
     // Forgets what a bad frame left behind, so that it can't harm the next.
-    void Recover()
+    Result Refuse(int error)
     {
+        compressionLog.Debug(context->codec->name, ": decode: ", LibavErrorText(error));
         av_packet_unref(packet.get());
         avcodec_flush_buffers(context.get());
+        return codecBadDataErr;
     }
 
     CodecContextOwner context;
@@ -173,6 +172,7 @@ private:
     PictureConversion conversion;
     int32_t width = 0;
     int32_t height = 0;
+    bool isInterFrame = false; ///< what is damaged spoils the frames after it: then none of it is shown
 };
 
 } // namespace

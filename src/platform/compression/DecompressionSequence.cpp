@@ -96,8 +96,7 @@ private:
     // Settles for frames of another description. A part of the image becomes the same part of the new one.
     Result Adapt(const ImageDescription& changed)
     {
-        if (changed.codec == description.codec && changed.depth == description.depth &&
-            changed.width == description.width && changed.height == description.height)
+        if (IsDecodedAlike(changed, description))
             return noErr;
         if (changed.width < 1 || changed.height < 1)
             return codecBadDataErr;

@@ -26,8 +26,8 @@ public:
         ImageDescription description = DescriptionOfPassThrough(CodeOf("FFV1"), width, height);
         description.spatialQuality = kHighestQuality;
         AppendExtension(description, CodeOf("glbl"), configuration);
-        if (picture && picture->colorspace != AVCOL_SPC_RGB)
-            AppendVideoColors(description);
+        if (picture && picture->format != AV_PIX_FMT_BGR0 && picture->format != AV_PIX_FMT_GRAY8)
+            AppendColors(description, ColorsOf(*picture));
         return description;
     }
 
@@ -35,10 +35,13 @@ private:
     bool OpenFor(const RawFrame& frame)
     {
         const AVPixelFormat format = PlanarReader::KeepingFormat(frame.format);
+        const VideoColors frameColors = ColorsAsPlanes(frame);
         if (encoder.IsOpen() && picture && picture->format == format && picture->width == frame.width &&
-            picture->height == frame.height)
+            picture->height == frame.height && frameColors == colors)
             return true;
-        picture = frame.width < 1 || frame.height < 1 ? nullptr : NewVideoPicture(format, frame.width, frame.height);
+        colors = frameColors;
+        picture =
+            frame.width < 1 || frame.height < 1 ? nullptr : NewVideoPicture(format, frame.width, frame.height, colors);
         // Small pictures of odd sides can't be cut into four: then the library chooses.
         if (!picture || !(Open({{"slicecrc", "1"}, {"slices", "4"}}) || Open({{"slicecrc", "1"}})))
             return false;
@@ -59,6 +62,7 @@ private:
     LibavEncoder encoder;
     PlanarReader reader;
     FrameOwner picture;
+    VideoColors colors;
     std::vector<uint8_t> configuration;
 };
 

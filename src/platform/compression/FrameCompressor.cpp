@@ -59,17 +59,37 @@ std::unique_ptr<FrameCompressor> FrameCompressor::Create(const CompressionSettin
     return entry == std::end(kCompressors) ? nullptr : entry->make(settings);
 }
 
+ImageDescription DescriptionOfPassThrough(const RawFrame& frame)
+{
+    if (PackedRowBytes(frame.format, 1) != 0)
+        return DescriptionOfLayout(frame.format, frame.width, frame.height, frame.colors);
+    ImageDescription description;
+    description.codec = frame.format;
+    description.width = frame.width;
+    description.height = frame.height;
+    const CodecTag* tag = FindCodecTag(frame.format);
+    description.name = tag == nullptr ? TextOf(frame.format) : std::string(tag->name);
+    if (!frame.configuration.empty())
+        AppendExtension(description, CodeOf("avcC"), frame.configuration);
+    if (frame.colors != VideoColors())
+        AppendColors(description, frame.colors);
+    return description;
+}
+
 ImageDescription DescriptionOfPassThrough(FourCharCode format, int32_t width, int32_t height)
 {
-    if (PackedRowBytes(format, 1) != 0)
-        return DescriptionOfLayout(format, width, height);
-    ImageDescription description;
-    description.codec = format;
-    description.width = width;
-    description.height = height;
-    const CodecTag* tag = FindCodecTag(format);
-    description.name = tag == nullptr ? TextOf(format) : std::string(tag->name);
-    return description;
+    return DescriptionOfPassThrough({{}, format, width, height});
+}
+
+RawFrame FrameOfDescription(std::span<const uint8_t> bytes, const ImageDescription& description)
+{
+    const FourCharCode layout = LayoutOf(description);
+    return {bytes,
+            layout == 0 ? description.codec : layout,
+            description.width,
+            description.height,
+            ColorsIn(description),
+            FindAtom(description.extensions, CodeOf("avcC")).value_or(std::span<const uint8_t>())};
 }
 
 } // namespace platform

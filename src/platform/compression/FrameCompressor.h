@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/compression/ImageDescription.h"
+#include "platform/compression/VideoColors.h"
 #include "platform/memory/AddressSpace.h"
 
 #include <memory>
@@ -18,6 +18,8 @@ struct RawFrame {
     FourCharCode format = 0;
     int32_t width = 0;
     int32_t height = 0;
+    VideoColors colors = {};                     ///< of luma and chroma; without meaning for RGB
+    std::span<const uint8_t> configuration = {}; ///< of "avc1": the content of the description's "avcC" atom
 };
 
 inline constexpr int32_t kHighestQuality = 1024;
@@ -64,7 +66,12 @@ public:
     static std::unique_ptr<FrameCompressor> Create(const CompressionSettings& settings);
 };
 
-/// The description of frames that pass through as the device delivers them.
+/// The description of frames like `frame`, whose bytes are not looked at, as the device delivers them. Colors other
+/// than the usual ones are stated.
+ImageDescription DescriptionOfPassThrough(const RawFrame& frame);
 ImageDescription DescriptionOfPassThrough(FourCharCode format, int32_t width, int32_t height);
+
+/// A frame as the device delivers it: its bytes, and what the description says, from which it borrows.
+RawFrame FrameOfDescription(std::span<const uint8_t> bytes, const ImageDescription& description);
 
 } // namespace platform

@@ -10,16 +10,19 @@ namespace {
 
 class RawDecoder : public FrameDecoder {
 public:
-    explicit RawDecoder(const ImageDescription& description) : description(description) {}
+    explicit RawDecoder(const ImageDescription& description) : description(description), colors(ColorsIn(description))
+    {
+    }
 
     Result Decode(std::span<const uint8_t> frame, const PortPixels& target) override
     {
         if (target.width > description.width || target.height > description.height)
             return paramErr;
-        const auto picture =
+        auto picture =
             PictureIn(frame, LayoutOf(description), description.width, description.height, description.rowBytes);
         if (!picture)
             return codecBadDataErr;
+        picture->colors = colors;
         if (target.width == description.width && target.height == description.height)
             ConvertTo32(*picture, target.pixels, target.rowBytes);
         else
@@ -33,7 +36,7 @@ private:
     Result Reduce(const RawPicture& picture, const PortPixels& target)
     {
         if (const auto planar = AsPlanes(picture, planes)) {
-            reduction.Draw(*planar, libyuv::kYuvI601Constants, target);
+            reduction.Draw(*planar, ConstantsOf(colors), target);
             return noErr;
         }
         const auto whole = PictureBlock::Make(picture.width, picture.height);
@@ -45,6 +48,7 @@ private:
     }
 
     ImageDescription description;
+    VideoColors colors;
     std::vector<uint8_t> planes;
     ReducedConversion reduction;
 };

@@ -16,7 +16,8 @@ public:
     virtual ~FrameDecoder() = default;
 
     /// Decodes a frame onto the whole of `target` (32-bit pixels of the description's size, or of a smaller one where
-    /// the decoder can reduce). `codecBadDataErr` for one that doesn't decode, `codecSizeErr` for one of another size.
+    /// the decoder can reduce). `codecBadDataErr` for one that does not decode, `codecSizeErr` for one of another
+    /// size, `codecConditionErr` while the codec holds its picture back; the target is then left undefined.
     virtual Result Decode(std::span<const uint8_t> frame, const PortPixels& target) = 0;
 
     /// Whether `Decode` also takes smaller targets: a reduced picture for less work.

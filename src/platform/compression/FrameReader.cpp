@@ -24,11 +24,19 @@ uint8_t* WritablePixels(const OwnedBlock& block)
 
 } // namespace
 
+VideoColors ColorsAsPlanes(const RawFrame& frame)
+{
+    return HasChroma(frame.format) ? frame.colors : InLimited601(frame.colors);
+}
+
 std::optional<RawPicture> FrameReader::Read(const RawFrame& frame)
 {
-    if (const auto picture = PictureIn(frame.bytes, frame.format, frame.width, frame.height))
-        return picture;
-    return PackedRowBytes(frame.format, 1) == 0 ? DecodeCompressed(frame) : std::nullopt;
+    auto picture = PictureIn(frame.bytes, frame.format, frame.width, frame.height);
+    if (!picture && PackedRowBytes(frame.format, 1) == 0)
+        picture = DecodeCompressed(frame);
+    if (picture)
+        picture->colors = ColorsAsPlanes(frame);
+    return picture;
 }
 
 std::optional<RawPicture> FrameReader::As32(const RawPicture& picture)
@@ -47,9 +55,9 @@ std::optional<RawPicture> FrameReader::DecodeCompressed(const RawFrame& frame)
     if (!target)
         return std::nullopt;
     if (!decoder || frame.format != decodedShape.format || frame.width != decodedShape.width ||
-        frame.height != decodedShape.height) {
-        decoder = FrameDecoder::Create(DescriptionOfPassThrough(frame.format, frame.width, frame.height));
-        decodedShape = {{}, frame.format, frame.width, frame.height};
+        frame.height != decodedShape.height || frame.colors != decodedShape.colors) {
+        decoder = FrameDecoder::Create(DescriptionOfPassThrough(frame));
+        decodedShape = {{}, frame.format, frame.width, frame.height, frame.colors};
     }
     PortPixels pixels;
     pixels.pixels = WritablePixels(decoded);

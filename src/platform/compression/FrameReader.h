@@ -7,6 +7,10 @@
 
 namespace platform {
 
+/// The colors of a frame's luma and chroma as encoders get them: its own where it comes as such, else what conversions
+/// from RGB and JPEG make of them.
+VideoColors ColorsAsPlanes(const RawFrame& frame);
+
 /// Makes pictures of what devices deliver, for the compressors. What it returns is borrowed: from the frame, or from
 /// blocks of the reader's own that the next call overwrites.
 class FrameReader {
@@ -20,7 +24,7 @@ public:
 private:
     std::optional<RawPicture> DecodeCompressed(const RawFrame& frame);
 
-    RawFrame decodedShape; ///< codec and size that the decoder was made for
+    RawFrame decodedShape; ///< codec, size and colors that the decoder was made for
     std::unique_ptr<FrameDecoder> decoder;
     OwnedBlock decoded;
     OwnedBlock converted;

@@ -89,6 +89,26 @@ bool IsSide(int32_t side)
 
 } // namespace
 
+std::optional<std::span<const uint8_t>> FindAtom(std::span<const uint8_t> atoms, FourCharCode type)
+{
+    constexpr size_t kHeader = 8;
+    while (atoms.size() >= kHeader) {
+        const size_t size = BigAt(atoms, 0);
+        if (size < kHeader || size > atoms.size())
+            return std::nullopt;
+        if (BigAt(atoms, 4) == type)
+            return atoms.subspan(kHeader, size - kHeader);
+        atoms = atoms.subspan(size);
+    }
+    return std::nullopt;
+}
+
+bool IsDecodedAlike(const ImageDescription& a, const ImageDescription& b)
+{
+    return a.codec == b.codec && a.depth == b.depth && a.width == b.width && a.height == b.height &&
+           a.rowBytes == b.rowBytes && a.extensions == b.extensions;
+}
+
 void AppendExtension(ImageDescription& description, FourCharCode type, std::span<const uint8_t> content)
 {
     constexpr size_t kHeader = 8;

@@ -5,6 +5,7 @@
 #include "platform/memory/Handles.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -30,8 +31,15 @@ struct ImageDescription {
 
 inline constexpr int32_t kImageDescriptionSize = 86;
 
+/// The content of the first atom of a type in a list of atoms, nothing where there is none.
+std::optional<std::span<const uint8_t>> FindAtom(std::span<const uint8_t> atoms, FourCharCode type);
+
 /// Adds an atom to a description's extensions.
 void AppendExtension(ImageDescription& description, FourCharCode type, std::span<const uint8_t> content);
+
+/// Whether frames of both descriptions are decoded alike: by one codec, of one size and layout, with the same
+/// extensions.
+bool IsDecodedAlike(const ImageDescription& a, const ImageDescription& b);
 
 /// The record of a description.
 std::vector<uint8_t> RecordOf(const ImageDescription& description);

@@ -6,8 +6,8 @@
 // isn't late.
 //
 // Frames are stored as movie files want them: parameter sets in the description alone, units behind lengths of four
-// bytes. Pictures are 4:2:0 with BT.601 colours in the video range, which every player knows. Odd sides get one more
-// column or row.
+// bytes. Pictures are 4:2:0 in the limited range, which every player knows, with the device's own matrix where it
+// delivers luma and chroma. Odd sides get one more column or row.
 //
 // The quality is a constant one, so the data rate follows what the picture needs; a limit of the rate holds it down.
 #include "platform/compression/InterFrameCompressor.h"
@@ -100,7 +100,7 @@ public:
 
     OwnedBlock Compress(const RawFrame& frame) override
     {
-        if (!OpenFor(frame.width, frame.height) || !reader.Read(frame, *picture))
+        if (!OpenFor(frame) || !reader.Read(frame, *picture))
             return {};
         const uint32_t requests = KeyFrameRequests();
         const auto bytes = encoder.Encode(*picture, requests != requestsMet);
@@ -119,7 +119,8 @@ public:
         description.spatialQuality = settings.spatialQuality;
         description.temporalQuality = settings.temporalQuality;
         AppendExtension(description, IsH264() ? CodeOf("avcC") : CodeOf("hvcC"), configuration);
-        AppendVideoColors(description);
+        if (picture)
+            AppendColors(description, ColorsOf(*picture));
         return description;
     }
 
@@ -128,11 +129,16 @@ private:
 
     bool IsH264() const { return settings.codec == CodeOf("avc1"); }
 
-    bool OpenFor(int32_t width, int32_t height)
+    bool OpenFor(const RawFrame& frame)
     {
-        if (encoder.IsOpen() && picture && picture->width == Even(width) && picture->height == Even(height))
+        const int32_t width = Even(frame.width), height = Even(frame.height);
+        VideoColors colors = ColorsAsPlanes(frame);
+        colors.isFullRange = false;
+        if (encoder.IsOpen() && picture && picture->width == width && picture->height == height &&
+            ColorsOf(*picture) == colors)
             return true;
-        picture = width < 1 || height < 1 ? nullptr : NewVideoPicture(AV_PIX_FMT_YUV420P, Even(width), Even(height));
+        picture =
+            frame.width < 1 || frame.height < 1 ? nullptr : NewVideoPicture(AV_PIX_FMT_YUV420P, width, height, colors);
         return picture && std::ranges::any_of(CandidatesFor(settings.codec),
                                               [this](const Candidate* candidate) { return Open(*candidate); });
     }

@@ -2,12 +2,14 @@
 // Compressing JPEG by TurboJPEG.
 //
 // Pictures that come as luma and chroma go in as planes, without a detour through RGB: 4:2:2 stays 4:2:2 and 4:2:0
-// stays 4:2:0. The planes are stretched from the video range to JPEG's on the way. Pictures of an odd width or height,
-// which the planes can't express exactly, and all RGB ones go in as RGB and are stored as 4:2:2.
+// stays 4:2:0. The planes are stretched from the limited range to JPEG's on the way. Pictures of an odd width or
+// height, which the planes can't express exactly, those of another matrix than JPEG's (BT.601), and all RGB ones go in
+// as RGB and are stored as 4:2:2.
 #include "platform/compression/JpegCompressor.h"
 
 #include "platform/compression/FrameReader.h"
 #include "platform/compression/VideoRange.h"
+#include "platform/log/Log.h"
 
 #include <libyuv.h>
 #include <turbojpeg.h>
@@ -46,14 +48,16 @@ public:
         const auto picture = reader.Read(frame);
         if (!turbo || !picture)
             return {};
-        const bool isEven = picture->width % 2 == 0 && picture->height % 2 == 0;
+        colors = InLimited601(picture->colors);
+        const bool goesInAsPlanes =
+            picture->width % 2 == 0 && picture->height % 2 == 0 && HasMatrix601(picture->colors);
         switch (picture->layout) {
         case k2vuyPixelFormat:
         case kYuvsPixelFormat:
-            return isEven ? CompressPlanes(*picture, TJSAMP_422) : CompressAs32(*picture);
+            return goesInAsPlanes ? CompressPlanes(*picture, TJSAMP_422) : CompressAs32(*picture);
         case kY420PixelFormat:
         case kNV12PixelFormat:
-            return isEven ? CompressPlanes(*picture, TJSAMP_420) : CompressAs32(*picture);
+            return goesInAsPlanes ? CompressPlanes(*picture, TJSAMP_420) : CompressAs32(*picture);
         case kGreyPixelFormat:
             return CompressPixels(*picture, TJPF_GRAY, TJSAMP_GRAY);
         case kRGB24PixelFormat:
@@ -67,7 +71,7 @@ public:
 
     ImageDescription Description(int32_t width, int32_t height) const override
     {
-        ImageDescription description = DescriptionOfPassThrough(CodeOf("jpeg"), width, height);
+        ImageDescription description = DescriptionOfPassThrough({{}, CodeOf("jpeg"), width, height, colors});
         description.spatialQuality = settings.spatialQuality;
         return description;
     }
@@ -86,7 +90,7 @@ private:
         const int result =
             tjCompress2(turbo.get(), picture.pixels, picture.width, picture.rowBytes, picture.height, pixelFormat,
                         &target, &size, sampling, QualityOf(settings.spatialQuality), TJFLAG_NOREALLOC);
-        return result == 0 ? BlockOf({output.data(), size}) : OwnedBlock();
+        return Concluded(result, size);
     }
 
     OwnedBlock CompressPlanes(const RawPicture& picture, TJSAMP sampling)
@@ -98,7 +102,15 @@ private:
         const int result = tjCompressFromYUVPlanes(turbo.get(), const_cast<const uint8_t**>(sources), picture.width,
                                                    split.rowBytes, picture.height, sampling, &target, &size,
                                                    QualityOf(settings.spatialQuality), TJFLAG_NOREALLOC);
-        return result == 0 ? BlockOf({output.data(), size}) : OwnedBlock();
+        return Concluded(result, size);
+    }
+
+    OwnedBlock Concluded(int result, unsigned long size)
+    {
+        if (result == 0)
+            return BlockOf({output.data(), size});
+        compressionLog.Warning("JPEG: compress: ", tjGetErrorStr2(turbo.get()));
+        return {};
     }
 
     unsigned long Reserve(const RawPicture& picture, TJSAMP sampling)
@@ -131,6 +143,8 @@ private:
                                split.plane[2], width / 2, width, height);
         else
             std::copy_n(picture.pixels, luma + 2 * chroma, y);
+        if (picture.colors.isFullRange)
+            return split;
         ForEachByte({y, luma}, StretchedLuma);
         ForEachByte({y + luma, 2 * chroma}, StretchedChroma);
         return split;
@@ -139,6 +153,7 @@ private:
     CompressionSettings settings;
     std::unique_ptr<void, TurboDeleter> turbo;
     FrameReader reader;
+    VideoColors colors; ///< of the frame before
     std::vector<uint8_t> planes;
     std::vector<uint8_t> output;
 };

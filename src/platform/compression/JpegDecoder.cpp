@@ -10,6 +10,7 @@
 
 #include "platform/compression/CodecDecoder.h"
 #include "platform/compression/ReducedConversion.h"
+#include "platform/log/Log.h"
 
 #include <algorithm>
 #include <array>
@@ -135,6 +136,7 @@ private:
             return noErr;
         // A warning means that all rows are there, though some are not what they were.
         const bool hasPicture = tjGetErrorCode(turbo.get()) == TJERR_WARNING;
+        compressionLog.Debug("JPEG: decode: ", tjGetErrorStr2(turbo.get()));
         turbo.reset();
         return hasPicture ? noErr : codecBadDataErr;
     }

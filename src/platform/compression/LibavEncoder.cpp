@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/compression/LibavEncoder.h"
 
+#include "platform/log/Log.h"
+
 namespace platform {
 
 bool LibavEncoder::Open(const char* name, const AVFrame& picture, const Options& options,
@@ -28,8 +30,10 @@ bool LibavEncoder::Open(const char* name, const AVFrame& picture, const Options&
     const int result = avcodec_open2(context.get(), codec, &given);
     av_dict_free(&given);
     next = 0;
-    if (result < 0)
+    if (result < 0) {
+        compressionLog.Warning(name, ": open: ", LibavErrorText(result));
         Close();
+    }
     return result >= 0;
 }
 
@@ -37,7 +41,11 @@ std::span<const uint8_t> LibavEncoder::Encode(AVFrame& picture, bool isKeyWanted
 {
     picture.pts = next++;
     picture.pict_type = isKeyWanted ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
-    if (avcodec_send_frame(context.get(), &picture) < 0 || avcodec_receive_packet(context.get(), packet.get()) < 0) {
+    int result = avcodec_send_frame(context.get(), &picture);
+    if (result >= 0)
+        result = avcodec_receive_packet(context.get(), packet.get());
+    if (result < 0) {
+        compressionLog.Warning(context->codec->name, ": encode: ", LibavErrorText(result));
         Close();
         return {};
     }

@@ -36,4 +36,12 @@ inline void SilenceLibav()
     av_log_set_level(AV_LOG_QUIET);
 }
 
+/// The words of one of the libraries' error numbers.
+inline std::string LibavErrorText(int error)
+{
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(error, text, sizeof text);
+    return text;
+}
+
 } // namespace platform

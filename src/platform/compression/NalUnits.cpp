@@ -65,7 +65,9 @@ std::vector<uint8_t> AvcConfiguration(std::span<const uint8_t> header)
     constexpr uint8_t kHigh = 100;
     const Units sps = UnitsOfType(NalCodec::H264, header, kH264Sps);
     const Units pps = UnitsOfType(NalCodec::H264, header, kH264Pps);
-    if (sps.empty() || sps[0].size() < 4 || pps.empty())
+    constexpr size_t kMaxSequenceSets = 31, kMaxPictureSets = 255;
+    if (sps.empty() || sps[0].size() < 4 || pps.empty() || sps.size() > kMaxSequenceSets ||
+        pps.size() > kMaxPictureSets)
         return {};
     const uint8_t profile = sps[0][1];
     std::vector<uint8_t> record{1, profile, sps[0][2], sps[0][3]};
@@ -155,6 +157,23 @@ size_t NalReader::FindStartCode(size_t from) const
                 return i - 2;
         }
     return bytes.size();
+}
+
+bool IsSequenceParameterSet(std::span<const uint8_t> unit)
+{
+    return TypeOf(NalCodec::H264, unit) == kH264Sps;
+}
+
+bool IsPictureParameterSet(std::span<const uint8_t> unit)
+{
+    return TypeOf(NalCodec::H264, unit) == kH264Pps;
+}
+
+void AppendWithLength(std::span<const uint8_t> unit, std::vector<uint8_t>& target)
+{
+    for (int shift = 24; shift >= 0; shift -= 8)
+        target.push_back(static_cast<uint8_t>(unit.size() >> shift));
+    target.insert(target.end(), unit.begin(), unit.end());
 }
 
 std::optional<bool> IsKeyPicture(NalCodec codec, std::span<const uint8_t> unit)

@@ -36,6 +36,13 @@ private:
     size_t at = 0;
 };
 
+/// Whether an H.264 unit is a parameter set of that kind.
+bool IsSequenceParameterSet(std::span<const uint8_t> unit);
+bool IsPictureParameterSet(std::span<const uint8_t> unit);
+
+/// Appends a unit behind its length.
+void AppendWithLength(std::span<const uint8_t> unit, std::vector<uint8_t>& target);
+
 /// For a unit with picture data: whether decoding can begin with its picture. Nothing for other units.
 std::optional<bool> IsKeyPicture(NalCodec codec, std::span<const uint8_t> unit);
 

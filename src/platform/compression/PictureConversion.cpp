@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/compression/PictureConversion.h"
 
+#include "platform/compression/VideoColors.h"
+#include "platform/log/Log.h"
+
 #include <cstring>
 #include <libyuv.h>
 
@@ -37,27 +40,25 @@ PlainFormat PlainFormatOf(const AVFrame& picture)
     }
 }
 
-// A damaged frame may state a colour space that its type has no value for, so it is read as the number it is.
-bool Is709(const AVFrame& picture)
+// A damaged frame may state a matrix that its type has no value for, so it is read as the number it is.
+int MatrixOf(const AVFrame& picture)
 {
     int stated = 0;
     static_assert(sizeof(stated) == sizeof(picture.colorspace));
     std::memcpy(&stated, &picture.colorspace, sizeof(stated));
-    if (stated == AVCOL_SPC_UNSPECIFIED || stated == AVCOL_SPC_RGB)
-        return picture.height >= 720;
-    return stated == AVCOL_SPC_BT709;
-}
-
-int ColorSpaceOf(const AVFrame& picture)
-{
-    return Is709(picture) ? SWS_CS_ITU709 : SWS_CS_ITU601;
-}
-
-const libyuv::YuvConstants& ConstantsOf(const AVFrame& picture, bool fullRange)
-{
-    if (Is709(picture))
-        return fullRange ? libyuv::kYuvF709Constants : libyuv::kYuvH709Constants;
-    return fullRange ? libyuv::kYuvJPEGConstants : libyuv::kYuvI601Constants;
+    switch (stated) {
+    case AVCOL_SPC_BT709:
+    case AVCOL_SPC_SMPTE240M:
+    case AVCOL_SPC_BT2020_NCL:
+        return stated;
+    case AVCOL_SPC_BT2020_CL:
+        return AVCOL_SPC_BT2020_NCL;
+    case AVCOL_SPC_UNSPECIFIED:
+    case AVCOL_SPC_RGB:
+        return picture.height >= 720 ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+    default:
+        return AVCOL_SPC_SMPTE170M;
+    }
 }
 
 const uint16_t* Words(const uint8_t* bytes)
@@ -70,7 +71,8 @@ bool QuickTo32(const AVFrame& picture, const PlainFormat& plain, uint8_t* target
 {
     const auto& data = picture.data;
     const auto& stride = picture.linesize;
-    const auto* constants = &ConstantsOf(picture, plain.fullRange);
+    const auto* constants =
+        &ConstantsOf({.matrix = static_cast<uint8_t>(MatrixOf(picture)), .isFullRange = plain.fullRange});
     switch (plain.format) {
     case AV_PIX_FMT_YUV420P:
         return libyuv::I420ToARGBMatrix(data[0], stride[0], data[1], stride[1], data[2], stride[2], target, rowBytes,
@@ -93,7 +95,7 @@ bool PictureConversion::To32(const AVFrame& picture, uint8_t* target, int32_t ta
     const PlainFormat plain = PlainFormatOf(picture);
     if (QuickTo32(picture, plain, target, targetRowBytes))
         return true;
-    if (!Prepare(picture, AV_PIX_FMT_BGR0, picture.width, picture.height, SWS_CS_ITU601, true))
+    if (!Prepare(picture, AV_PIX_FMT_BGR0, picture.width, picture.height, AVCOL_SPC_SMPTE170M, true))
         return false;
     uint8_t* planes[4] = {target};
     const int strides[4] = {targetRowBytes};
@@ -103,29 +105,32 @@ bool PictureConversion::To32(const AVFrame& picture, uint8_t* target, int32_t ta
 
 bool PictureConversion::Convert(const AVFrame& picture, AVFrame& target)
 {
-    return Prepare(picture, target.format, target.width, target.height, ColorSpaceOf(target),
+    return Prepare(picture, target.format, target.width, target.height, MatrixOf(target),
                    target.color_range == AVCOL_RANGE_JPEG) &&
            sws_scale(scaler.get(), picture.data, picture.linesize, 0, picture.height, target.data, target.linesize) ==
                target.height;
 }
 
-bool PictureConversion::Prepare(const AVFrame& picture, int format, int32_t width, int32_t height, int colorSpace,
+bool PictureConversion::Prepare(const AVFrame& picture, int format, int32_t width, int32_t height, int matrix,
                                 bool fullRange)
 {
     const PlainFormat plain = PlainFormatOf(picture);
-    const Shape from{plain.format, picture.width, picture.height, ColorSpaceOf(picture), plain.fullRange};
-    const Shape to{format, width, height, colorSpace, fullRange};
+    const Shape from{plain.format, picture.width, picture.height, MatrixOf(picture), plain.fullRange};
+    const Shape to{format, width, height, matrix, fullRange};
     if (scaler && from == source && to == destination)
         return true;
     scaler.reset(sws_getContext(from.width, from.height, static_cast<AVPixelFormat>(from.format), width, height,
                                 static_cast<AVPixelFormat>(format), SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT,
                                 nullptr, nullptr, nullptr));
-    if (!scaler)
+    if (!scaler) {
+        compressionLog.Warning("no conversion from format ", from.format, ", ", from.width, " x ", from.height,
+                               " to format ", format, ", ", width, " x ", height);
         return false;
+    }
     source = from;
     destination = to;
-    sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(from.colorSpace), from.fullRange,
-                             sws_getCoefficients(colorSpace), fullRange, 0, 1 << 16, 1 << 16);
+    sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(from.matrix), from.fullRange,
+                             sws_getCoefficients(matrix), fullRange, 0, 1 << 16, 1 << 16);
     return true;
 }
 

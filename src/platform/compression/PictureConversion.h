@@ -10,7 +10,7 @@ namespace platform {
 /// Converts and scales between libavcodec's pictures, keeping the scaler's tables from frame to frame.
 class PictureConversion {
 public:
-    /// Converts a picture to the ports' 32-bit pixels of the same size, by the colours that it states. Where it states
+    /// Converts a picture to the ports' 32-bit pixels of the same size, by the colors that it states. Where it states
     /// none: small pictures are taken as BT.601, high-definition ones as BT.709.
     bool To32(const AVFrame& picture, uint8_t* target, int32_t targetRowBytes);
 
@@ -18,11 +18,11 @@ public:
     bool Convert(const AVFrame& picture, AVFrame& target);
 
 private:
-    bool Prepare(const AVFrame& picture, int format, int32_t width, int32_t height, int colorSpace, bool fullRange);
+    bool Prepare(const AVFrame& picture, int format, int32_t width, int32_t height, int matrix, bool fullRange);
 
     ScalerOwner scaler;
     struct Shape {
-        int format = -1, width = 0, height = 0, colorSpace = 0;
+        int format = -1, width = 0, height = 0, matrix = 0;
         bool fullRange = false;
 
         bool operator==(const Shape&) const = default;

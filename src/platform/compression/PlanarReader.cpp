@@ -74,6 +74,16 @@ void RepeatEdges(AVFrame& to, int32_t width, int32_t height)
         std::ranges::copy(RowOf(to, 0, height - 1, to.width), RowOf(to, 0, height, to.width).begin());
 }
 
+void LimitRange(AVFrame& picture, int32_t width, int32_t height)
+{
+    const int32_t chromaRows = picture.format == AV_PIX_FMT_YUV420P ? (height + 1) / 2 : height;
+    for (int32_t y = 0; y < height; ++y)
+        ForEachByte(RowOf(picture, 0, y, width), ShrunkLuma);
+    for (int plane = 1; plane <= 2; ++plane)
+        for (int32_t y = 0; y < chromaRows; ++y)
+            ForEachByte(RowOf(picture, plane, y, (width + 1) / 2), ShrunkChroma);
+}
+
 // A row of chroma from the rows that it stands for.
 void StoreChromaRow(std::span<const uint8_t> a, std::span<const uint8_t> b, std::span<uint8_t> target)
 {
@@ -83,7 +93,7 @@ void StoreChromaRow(std::span<const uint8_t> a, std::span<const uint8_t> b, std:
 
 } // namespace
 
-FrameOwner NewVideoPicture(AVPixelFormat format, int32_t width, int32_t height)
+FrameOwner NewVideoPicture(AVPixelFormat format, int32_t width, int32_t height, const VideoColors& colors)
 {
     FrameOwner picture(av_frame_alloc());
     if (!picture)
@@ -92,18 +102,26 @@ FrameOwner NewVideoPicture(AVPixelFormat format, int32_t width, int32_t height)
     picture->format = format;
     picture->width = width;
     picture->height = height;
-    picture->colorspace = isRgb ? AVCOL_SPC_RGB : AVCOL_SPC_SMPTE170M;
-    picture->color_primaries = AVCOL_PRI_SMPTE170M;
-    picture->color_trc = AVCOL_TRC_BT709;
-    picture->color_range = isRgb || format == AV_PIX_FMT_GRAY8 ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+    SetColors(*picture, colors);
+    if (isRgb)
+        picture->colorspace = AVCOL_SPC_RGB;
+    if (isRgb || format == AV_PIX_FMT_GRAY8)
+        picture->color_range = AVCOL_RANGE_JPEG;
     return av_frame_get_buffer(picture.get(), 0) < 0 ? nullptr : std::move(picture);
 }
 
-void AppendVideoColors(ImageDescription& description)
+void SetColors(AVFrame& picture, const VideoColors& colors)
 {
-    constexpr uint8_t kNclc[] = {
-        'n', 'c', 'l', 'c', 0, AVCOL_PRI_SMPTE170M, 0, AVCOL_TRC_BT709, 0, AVCOL_SPC_SMPTE170M};
-    AppendExtension(description, CodeOf("colr"), kNclc);
+    picture.color_primaries = static_cast<AVColorPrimaries>(colors.primaries);
+    picture.color_trc = static_cast<AVColorTransferCharacteristic>(colors.transfer);
+    picture.colorspace = static_cast<AVColorSpace>(colors.matrix);
+    picture.color_range = colors.isFullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+}
+
+VideoColors ColorsOf(const AVFrame& picture)
+{
+    return {static_cast<uint8_t>(picture.color_primaries), static_cast<uint8_t>(picture.color_trc),
+            static_cast<uint8_t>(picture.colorspace), picture.color_range == AVCOL_RANGE_JPEG};
 }
 
 AVPixelFormat PlanarReader::KeepingFormat(FourCharCode format)
@@ -129,7 +147,10 @@ bool PlanarReader::Read(const RawFrame& frame, AVFrame& target)
         return false;
     if (!(IsJpeg(frame.format) && ReadJpeg(frame.bytes, frame, target))) {
         const auto picture = reader.Read(frame);
-        if (!picture || !(StoreYuv(*picture, target) || StoreRgb(*picture, target)))
+        const bool isStored = picture && StoreYuv(*picture, target);
+        if (isStored && picture->colors.isFullRange && target.color_range == AVCOL_RANGE_MPEG)
+            LimitRange(target, frame.width, frame.height);
+        else if (!isStored && !(picture && StoreRgb(*picture, target)))
             return false;
     }
     RepeatEdges(target, frame.width, frame.height);

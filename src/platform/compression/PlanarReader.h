@@ -8,13 +8,13 @@
 
 namespace platform {
 
-/// A picture of libavcodec's in BT.601 colours of the video range, with buffers; `format` is one of those that
-/// `PlanarReader` fills. Null without memory.
-FrameOwner NewVideoPicture(AVPixelFormat format, int32_t width, int32_t height);
+/// One of libavcodec's pictures, with buffers; `format` is one of those that `PlanarReader` fills. RGB and grey have
+/// the full range whatever the colors say. Null without memory.
+FrameOwner NewVideoPicture(AVPixelFormat format, int32_t width, int32_t height, const VideoColors& colors);
 
-/// Adds the colours of such pictures to a description, as "colr" atom ("nclc": QuickTime File Format, Color Parameter
-/// Atoms).
-void AppendVideoColors(ImageDescription& description);
+/// Gives a picture colors, and reads them.
+void SetColors(AVFrame& picture, const VideoColors& colors);
+VideoColors ColorsOf(const AVFrame& picture);
 
 /// Brings what devices deliver into the planes that video encoders take, without a detour through RGB where the frame
 /// has luma and chroma.
@@ -24,8 +24,9 @@ public:
     static AVPixelFormat KeepingFormat(FourCharCode format);
 
     /// Fills `target`: AV_PIX_FMT_YUV420P from any frame; AV_PIX_FMT_YUV422P, BGR0 or GRAY8 from frames whose
-    /// `KeepingFormat` it is. The target may be a column or a row larger: then the last one is repeated. False for an
-    /// unreadable frame.
+    /// `KeepingFormat` it is. Its colors are those of `ColorsAsPlanes`; where they have the limited range and the frame
+    /// has not, values are brought into it. The target may be a column or a row larger: then the last one is repeated.
+    /// False for an unreadable frame.
     bool Read(const RawFrame& frame, AVFrame& target);
 
 private:

@@ -19,6 +19,7 @@ public:
         const auto picture = reader.Read(frame);
         if (!picture)
             return {};
+        colors = picture->colors;
         const FourCharCode sizeLayout = layout == kARGBLayout ? kPixelFormat32 : layout;
         OwnedBlock block(PackedImageSize(sizeLayout, picture->width, picture->height));
         if (block.Get() == 0)
@@ -34,7 +35,7 @@ public:
 
     ImageDescription Description(int32_t width, int32_t height) const override
     {
-        ImageDescription description = DescriptionOfLayout(layout, width, height);
+        ImageDescription description = DescriptionOfLayout(layout, width, height, colors);
         description.spatialQuality = settings.spatialQuality;
         return description;
     }
@@ -86,6 +87,7 @@ private:
     CompressionSettings settings;
     FourCharCode layout;
     FrameReader reader;
+    VideoColors colors; ///< of the frame before
     std::vector<uint8_t> planes;
 };
 

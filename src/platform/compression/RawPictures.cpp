@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/compression/RawPictures.h"
 
+#include <algorithm>
+#include <array>
 #include <libyuv.h>
 
 namespace platform {
@@ -27,16 +29,42 @@ int32_t ChromaRowBytes(const RawPicture& picture)
 
 void ConvertPlanar(const RawPicture& picture, uint8_t* target, int32_t targetRowBytes)
 {
+    const auto* constants = &ConstantsOf(picture.colors);
     const uint8_t* chroma = picture.pixels + ptrdiff_t{picture.rowBytes} * picture.height;
     const int32_t rowBytes = ChromaRowBytes(picture);
     if (picture.layout == kNV12PixelFormat) {
-        libyuv::NV12ToARGB(picture.pixels, picture.rowBytes, chroma, 2 * rowBytes, target, targetRowBytes,
-                           picture.width, picture.height);
+        libyuv::NV12ToARGBMatrix(picture.pixels, picture.rowBytes, chroma, 2 * rowBytes, target, targetRowBytes,
+                                 constants, picture.width, picture.height);
         return;
     }
     const uint8_t* second = chroma + ptrdiff_t{rowBytes} * ((picture.height + 1) / 2);
-    libyuv::I420ToARGB(picture.pixels, picture.rowBytes, chroma, rowBytes, second, rowBytes, target, targetRowBytes,
-                       picture.width, picture.height);
+    libyuv::I420ToARGBMatrix(picture.pixels, picture.rowBytes, chroma, rowBytes, second, rowBytes, target,
+                             targetRowBytes, constants, picture.width, picture.height);
+}
+
+// Packed pairs of other colors than the defaults, for which the library has no conversion in one step. In pieces of
+// rows, so that the planes between the two steps stay in the processor's cache.
+void ConvertPairs(const RawPicture& picture, uint8_t* target, int32_t targetRowBytes)
+{
+    constexpr int32_t kPiece = 1024, kHalf = kPiece / 2;
+    std::array<uint8_t, kPiece> y;
+    std::array<uint8_t, kHalf> u, v;
+    const auto split = picture.layout == kYuvsPixelFormat ? libyuv::YUY2ToI422 : libyuv::UYVYToI422;
+    const auto* constants = &ConstantsOf(picture.colors);
+    for (int32_t row = 0; row < picture.height; ++row)
+        for (int32_t x = 0; x < picture.width; x += kPiece) {
+            const int32_t width = std::min(kPiece, picture.width - x);
+            const uint8_t* pairs = picture.pixels + ptrdiff_t{row} * picture.rowBytes + ptrdiff_t{2} * x;
+            uint8_t* pixels = target + ptrdiff_t{row} * targetRowBytes + ptrdiff_t{4} * x;
+            split(pairs, picture.rowBytes, y.data(), kPiece, u.data(), kHalf, v.data(), kHalf, width, 1);
+            libyuv::I422ToARGBMatrix(y.data(), kPiece, u.data(), kHalf, v.data(), kHalf, pixels, targetRowBytes,
+                                     constants, width, 1);
+        }
+}
+
+bool IsPairs(FourCharCode layout)
+{
+    return layout == kYuvsPixelFormat || layout == k2vuyPixelFormat;
 }
 
 using Conversion = int (*)(const uint8_t*, int, uint8_t*, int, int, int);
@@ -77,7 +105,12 @@ FourCharCode LayoutOf(const ImageDescription& description)
     }
 }
 
-ImageDescription DescriptionOfLayout(FourCharCode layout, int32_t width, int32_t height)
+bool HasChroma(FourCharCode layout)
+{
+    return IsPlanar(layout) || IsPairs(layout);
+}
+
+ImageDescription DescriptionOfLayout(FourCharCode layout, int32_t width, int32_t height, const VideoColors& colors)
 {
     ImageDescription description;
     description.codec = layout;
@@ -110,6 +143,8 @@ ImageDescription DescriptionOfLayout(FourCharCode layout, int32_t width, int32_t
     default:
         description.name = "Uncompressed YUV 4:2:2";
     }
+    if (HasChroma(layout) && colors != VideoColors())
+        AppendColors(description, colors);
     return description;
 }
 
@@ -131,7 +166,7 @@ std::optional<RawPicture> PictureIn(std::span<const uint8_t> bytes, FourCharCode
 std::optional<PlanarPicture> AsPlanes(const RawPicture& picture, std::vector<uint8_t>& scratch)
 {
     const bool isPlanar = IsPlanar(picture.layout);
-    if (!isPlanar && picture.layout != kYuvsPixelFormat && picture.layout != k2vuyPixelFormat)
+    if (!HasChroma(picture.layout))
         return std::nullopt;
     PlanarPicture planar{.width = picture.width,
                          .height = picture.height,
@@ -165,6 +200,8 @@ void ConvertTo32(const RawPicture& picture, uint8_t* target, int32_t targetRowBy
 {
     if (IsPlanar(picture.layout))
         ConvertPlanar(picture, target, targetRowBytes);
+    else if (IsPairs(picture.layout) && &ConstantsOf(picture.colors) != &libyuv::kYuvI601Constants)
+        ConvertPairs(picture, target, targetRowBytes);
     else
         ConversionOf(picture.layout)(picture.pixels, picture.rowBytes, target, targetRowBytes, picture.width,
                                      picture.height);

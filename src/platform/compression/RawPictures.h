@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/compression/ImageDescription.h"
 #include "platform/compression/ReducedConversion.h"
+#include "platform/compression/VideoColors.h"
 #include "platform/drawing/PixelFormat.h"
 
 #include <optional>
@@ -21,13 +21,19 @@ struct RawPicture {
     int32_t width = 0;
     int32_t height = 0;
     FourCharCode layout = 0;
+    VideoColors colors = {}; ///< of luma and chroma
 };
 
 /// The layout that a description's codec and depth stand for, 0 for one that is compressed or unknown.
 FourCharCode LayoutOf(const ImageDescription& description);
 
+/// Whether a layout has luma and chroma, which colors give a meaning.
+bool HasChroma(FourCharCode layout);
+
 /// The description of pixels in a layout, with packed rows. The codec is the one under which movie files hold it.
-ImageDescription DescriptionOfLayout(FourCharCode layout, int32_t width, int32_t height);
+/// Colors other than the usual ones are stated.
+ImageDescription DescriptionOfLayout(FourCharCode layout, int32_t width, int32_t height,
+                                     const VideoColors& colors = {});
 
 /// A view of `bytes` as a picture. `rowBytes` 0 stands for packed rows. Nothing where the bytes don't suffice or the
 /// layout or size is none.

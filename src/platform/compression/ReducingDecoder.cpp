@@ -7,10 +7,7 @@ namespace platform {
 
 Result ReducingDecoder::Prepare(const ImageDescription& description)
 {
-    const bool isSame = decoder && decoded.codec == description.codec && decoded.depth == description.depth &&
-                        decoded.width == description.width && decoded.height == description.height &&
-                        decoded.rowBytes == description.rowBytes;
-    if (!isSame) {
+    if (!decoder || !IsDecodedAlike(decoded, description)) {
         decoder = FrameDecoder::Create(description);
         decoded = description;
     }

@@ -20,7 +20,8 @@ namespace {
 
 constexpr std::array<std::string_view, 5> kLevelNames{"off", "error", "warning", "info", "debug"};
 constexpr std::string_view kAll = "all";
-constexpr std::array<const LogCategory*, 4> kCategories{&digitizerLog, &soundLog, &grabberLog, &moviesLog};
+constexpr std::array<const LogCategory*, 5> kCategories{&digitizerLog, &soundLog, &grabberLog, &moviesLog,
+                                                        &compressionLog};
 
 struct Output {
     // Never destroyed: threads may write at any time.

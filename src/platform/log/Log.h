@@ -82,6 +82,7 @@ inline constinit LogCategory digitizerLog{"digitizer"};
 inline constinit LogCategory soundLog{"sound"};
 inline constinit LogCategory grabberLog{"grabber"};
 inline constinit LogCategory moviesLog{"movies"};
+inline constinit LogCategory compressionLog{"compression"};
 
 /// The system's text for an `errno` value.
 std::string ErrorText(int error);

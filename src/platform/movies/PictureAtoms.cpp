@@ -4,27 +4,9 @@
 #include "platform/movies/ByteWriter.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace platform {
 namespace {
-
-constexpr size_t kAtomHeadSize = 8;
-
-// The content of an atom of this type, nothing where there is none.
-std::optional<std::span<const uint8_t>> FindAtom(std::span<const uint8_t> atoms, FourCharCode type)
-{
-    while (atoms.size() >= kAtomHeadSize) {
-        ByteReader head(atoms);
-        const uint32_t size = head.U32();
-        if (size < kAtomHeadSize || size > atoms.size())
-            return {};
-        if (head.U32() == type)
-            return atoms.subspan(kAtomHeadSize, size - kAtomHeadSize);
-        atoms = atoms.subspan(size);
-    }
-    return {};
-}
 
 // Code points of ITU-T H.273, in the order of the atom.
 struct Colours {

@@ -16,6 +16,7 @@
 #include "platform/digitizer/v4l2/V4L2Pictures.h"
 #include "platform/log/Log.h"
 
+#include <algorithm>
 #include <deque>
 
 namespace platform {
@@ -23,6 +24,48 @@ namespace {
 
 constexpr std::string_view kIdentityPrefix = "pipewire:";
 constexpr int kTurn = 50; // milliseconds that one turn of the loop may wait at the start
+
+// A number of the server's and the kernel's number for it.
+using SameColors = std::pair<uint32_t, uint32_t>;
+
+constexpr SameColors kPrimaries[] = {
+    {SPA_VIDEO_COLOR_PRIMARIES_BT709, V4L2_COLORSPACE_SRGB},
+    {SPA_VIDEO_COLOR_PRIMARIES_BT470M, V4L2_COLORSPACE_470_SYSTEM_M},
+    {SPA_VIDEO_COLOR_PRIMARIES_BT470BG, V4L2_COLORSPACE_470_SYSTEM_BG},
+    {SPA_VIDEO_COLOR_PRIMARIES_SMPTE170M, V4L2_COLORSPACE_SMPTE170M},
+    {SPA_VIDEO_COLOR_PRIMARIES_SMPTE240M, V4L2_COLORSPACE_SMPTE240M},
+    {SPA_VIDEO_COLOR_PRIMARIES_BT2020, V4L2_COLORSPACE_BT2020},
+};
+constexpr SameColors kTransfers[] = {
+    {SPA_VIDEO_TRANSFER_BT709, V4L2_XFER_FUNC_709},           {SPA_VIDEO_TRANSFER_SRGB, V4L2_XFER_FUNC_SRGB},
+    {SPA_VIDEO_TRANSFER_SMPTE240M, V4L2_XFER_FUNC_SMPTE240M}, {SPA_VIDEO_TRANSFER_BT2020_12, V4L2_XFER_FUNC_709},
+    {SPA_VIDEO_TRANSFER_GAMMA10, V4L2_XFER_FUNC_NONE},
+};
+constexpr SameColors kMatrices[] = {
+    {SPA_VIDEO_COLOR_MATRIX_BT709, V4L2_YCBCR_ENC_709},
+    {SPA_VIDEO_COLOR_MATRIX_BT601, V4L2_YCBCR_ENC_601},
+    {SPA_VIDEO_COLOR_MATRIX_SMPTE240M, V4L2_YCBCR_ENC_SMPTE240M},
+    {SPA_VIDEO_COLOR_MATRIX_BT2020, V4L2_YCBCR_ENC_BT2020},
+};
+constexpr SameColors kRanges[] = {
+    {SPA_VIDEO_COLOR_RANGE_0_255, V4L2_QUANTIZATION_FULL_RANGE},
+    {SPA_VIDEO_COLOR_RANGE_16_235, V4L2_QUANTIZATION_LIM_RANGE},
+};
+
+// 0, the kernel's default, for what is not stated or not known.
+uint32_t KernelNumber(std::span<const SameColors> known, uint32_t number)
+{
+    const auto found = std::ranges::find(known, number, &SameColors::first);
+    return found == known.end() ? 0 : found->second;
+}
+
+void SetColors(V4L2Layout& layout, const spa_video_info_raw& info)
+{
+    layout.colorspace = KernelNumber(kPrimaries, info.color_primaries);
+    layout.transfer = KernelNumber(kTransfers, info.transfer_function);
+    layout.encoding = KernelNumber(kMatrices, info.color_matrix);
+    layout.quantization = KernelNumber(kRanges, info.color_range);
+}
 
 class PipeWireCamera final : public CaptureDevice {
 public:
@@ -219,9 +262,14 @@ private:
             spa_format_video_mjpg_parse(parameter, &info.info.mjpg) >= 0) {
             layout.width = info.info.mjpg.size.width;
             layout.height = info.info.mjpg.size.height;
+        } else if (info.media_subtype == SPA_MEDIA_SUBTYPE_h264 &&
+                   spa_format_video_h264_parse(parameter, &info.info.h264) >= 0) {
+            layout.width = info.info.h264.size.width;
+            layout.height = info.info.h264.size.height;
         } else if (spa_format_video_raw_parse(parameter, &info.info.raw) >= 0) {
             layout.width = info.info.raw.size.width;
             layout.height = info.info.raw.size.height;
+            SetColors(layout, info.info.raw);
         }
         pictures.reset();
         if (static_cast<int32_t>(layout.width) != chosen.format.width ||
@@ -293,7 +341,9 @@ private:
         }
         FollowStrides(buffer);
         const auto found = pictures->Read(std::span(memory).first(count), V4L2_FIELD_NONE, picture);
-        return found == V4L2Pictures::Found::Picture ? Taken::Frame : Taken::Damaged;
+        return found == V4L2Pictures::Found::Picture   ? Taken::Frame
+               : found == V4L2Pictures::Found::Waiting ? Taken::Alive
+                                                       : Taken::Damaged;
     }
 
     const PipeWireNode node;

@@ -338,8 +338,9 @@ int V4L2Device::Layout(unsigned long request, V4L2Layout& layout) const
     if (const int error = Ioctl(request, format); error != 0)
         return error;
     if (!multiPlanar) {
-        layout = {single.pixelformat,   single.width,     single.height,       single.field,
-                  single.colorspace,    single.ycbcr_enc, single.quantization, 1,
+        layout = {single.pixelformat,   single.width,      single.height,
+                  single.field,         single.colorspace, single.ycbcr_enc,
+                  single.quantization,  single.xfer_func,  1,
                   {single.bytesperline}};
         return 0;
     }
@@ -350,6 +351,7 @@ int V4L2Device::Layout(unsigned long request, V4L2Layout& layout) const
               multiple.colorspace,
               multiple.ycbcr_enc,
               multiple.quantization,
+              multiple.xfer_func,
               std::clamp<uint32_t>(multiple.num_planes, 1, 3),
               {}};
     for (size_t plane = 0; plane < layout.planes; ++plane)

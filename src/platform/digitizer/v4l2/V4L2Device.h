@@ -81,6 +81,7 @@ struct V4L2Layout {
     uint32_t colorspace = 0;
     uint32_t encoding = 0;
     uint32_t quantization = 0;
+    uint32_t transfer = 0;
     uint32_t planes = 1; ///< of memory
     std::array<uint32_t, 3> strides{};
 

@@ -8,6 +8,7 @@
 #include "platform/digitizer/v4l2/V4L2Pictures.h"
 
 #include "platform/digitizer/JpegFrames.h"
+#include "platform/digitizer/v4l2/V4L2Colors.h"
 #include "platform/drawing/PixelFormat.h"
 
 #include <libyuv.h>
@@ -16,6 +17,7 @@ namespace platform {
 namespace {
 
 constexpr FourCharCode kJpeg = CodeOf("jpeg");
+constexpr FourCharCode kH264 = CodeOf("avc1");
 
 enum class Shape {
     Compressed,
@@ -52,6 +54,7 @@ struct Known {
 constexpr Known kKnown[] = {
     {V4L2_PIX_FMT_MJPEG, kJpeg, Shape::Compressed},
     {V4L2_PIX_FMT_JPEG, kJpeg, Shape::Compressed},
+    {V4L2_PIX_FMT_H264, kH264, Shape::Compressed},
     {V4L2_PIX_FMT_YUYV, kYuvsPixelFormat, Shape::Pairs},
     {V4L2_PIX_FMT_UYVY, k2vuyPixelFormat, Shape::Pairs},
     {V4L2_PIX_FMT_YVYU, kYuvsPixelFormat, Shape::Pairs, Change::ChromaSwapped},
@@ -160,7 +163,10 @@ int32_t PictureHeight(const V4L2Layout& layout)
 }
 
 V4L2Pictures::V4L2Pictures(const V4L2Layout& taken)
-    : layout(taken), format(FormatOfPixelFormat(taken.pixelFormat)), height(PictureHeight(taken))
+    : layout(taken),
+      format(FormatOfPixelFormat(taken.pixelFormat)),
+      height(PictureHeight(taken)),
+      colors(ColorsOfLayout(taken))
 {
     const Known* known = Find(layout.pixelFormat);
     if (known == nullptr || known->shape == Shape::Compressed)
@@ -299,18 +305,26 @@ V4L2Pictures::Found V4L2Pictures::Read(std::span<const std::span<const uint8_t>>
     if (format == kJpeg) {
         const auto read = ReadJpegFrame(memory[0], packed);
         picture = read.value_or(RawFrame());
+        picture.colors = colors;
         return read ? Found::Picture : Found::Damaged;
+    }
+    if (format == kH264) {
+        picture = {{}, format, width, height, colors};
+        const auto found = h264.Read(memory[0], picture);
+        return found == H264Stream::Found::Picture   ? Found::Picture
+               : found == H264Stream::Found::Waiting ? Found::Waiting
+                                                     : Found::Damaged;
     }
     if (planes.empty() || !Suffices(memory))
         return Found::Damaged;
     if (inPlace) {
-        picture = {memory[0].first(static_cast<size_t>(packedSize)), format, width, height};
+        picture = {memory[0].first(static_cast<size_t>(packedSize)), format, width, height, colors};
         return Found::Picture;
     }
     Copy(memory, field);
     if (!CompleteAfter(field))
         return Found::Half;
-    picture = {Convert(), format, width, height};
+    picture = {Convert(), format, width, height, colors};
     return Found::Picture;
 }
 

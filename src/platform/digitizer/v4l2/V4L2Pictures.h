@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/compression/FrameCompressor.h"
+#include "platform/digitizer/H264Stream.h"
 #include "platform/digitizer/v4l2/V4L2Device.h"
 
 #include <vector>
@@ -24,13 +24,18 @@ int32_t PictureHeight(const V4L2Layout& layout);
 /// format that is handed on. What needs none of this is handed on in place.
 class V4L2Pictures {
 public:
-    enum class Found { Picture, Half, Damaged };
+    enum class Found {
+        Picture,
+        Half,    ///< the other field is still to come
+        Waiting, ///< the first key frame is still to come
+        Damaged,
+    };
 
     /// For buffers of that layout.
     explicit V4L2Pictures(const V4L2Layout& layout);
 
     /// Reads one buffer: the bytes of each plane of memory, and its field. `picture` is borrowed from the buffer or
-    /// from this object. `Half` means that the other field is still to come.
+    /// from this object.
     Found Read(std::span<const std::span<const uint8_t>> memory, uint32_t field, RawFrame& picture);
 
 private:
@@ -56,6 +61,8 @@ private:
     V4L2Layout layout;
     FourCharCode format = 0;
     int32_t height = 0;
+    VideoColors colors;
+    H264Stream h264;
     Weave weave = Weave::None;
     std::vector<Plane> planes;
     int64_t packedSize = 0;

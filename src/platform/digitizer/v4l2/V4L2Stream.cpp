@@ -166,6 +166,8 @@ Taken V4L2Stream::Examine(RawFrame& picture)
         return Taken::Frame;
     case V4L2Pictures::Found::Half:
         return Taken::Nothing;
+    case V4L2Pictures::Found::Waiting:
+        return Taken::Alive;
     case V4L2Pictures::Found::Damaged:
         break;
     }

@@ -107,7 +107,10 @@ private:
             &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType,
             SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_raw),
             SPA_FORMAT_VIDEO_format, SPA_POD_Id(SPA_VIDEO_FORMAT_YUY2), SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&size),
-            SPA_FORMAT_VIDEO_framerate, SPA_POD_Fraction(&rate)));
+            SPA_FORMAT_VIDEO_framerate, SPA_POD_Fraction(&rate), SPA_FORMAT_VIDEO_colorPrimaries,
+            SPA_POD_Id(SPA_VIDEO_COLOR_PRIMARIES_BT2020), SPA_FORMAT_VIDEO_transferFunction,
+            SPA_POD_Id(SPA_VIDEO_TRANSFER_SRGB), SPA_FORMAT_VIDEO_colorMatrix, SPA_POD_Id(SPA_VIDEO_COLOR_MATRIX_BT709),
+            SPA_FORMAT_VIDEO_colorRange, SPA_POD_Id(SPA_VIDEO_COLOR_RANGE_0_255)));
     }
 
     static pw_stream_events Events()
@@ -210,7 +213,7 @@ private:
 INSTANTIATE_TEST_SUITE_P(, DeviceFaults, testing::Values(std::pair("PipeWire", &MakeDevice<PipeWireTested>)),
                          [](const auto& one) { return one.param.first; });
 
-TEST(PipeWireFaults, OffersOfNoUseAreLeftOutAndAnotherFormatIsFollowed)
+TEST(PipeWireFaults, OffersOfNoUseAreLeftOutAndColorsAndAnotherFormatFollowed)
 {
     PipeWireTested device;
     device.Plug(true);
@@ -228,6 +231,7 @@ TEST(PipeWireFaults, OffersOfNoUseAreLeftOutAndAnotherFormatIsFollowed)
     ASSERT_TRUE(device.Send({}));
     ASSERT_TRUE(frames.WaitFor(2));
     EXPECT_EQ(frames.Seen()[0].width, 64);
+    EXPECT_EQ(frames.Seen()[0].colors, (VideoColors{.primaries = 9, .transfer = 13, .matrix = 1, .isFullRange = true}));
     EXPECT_EQ(frames.Seen()[1].width, 128);
     EXPECT_EQ(camera->Format().width, 128);
 }
