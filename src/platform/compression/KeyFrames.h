@@ -16,11 +16,12 @@ bool IsInterFrame(FourCharCode codec);
 /// themselves.
 bool IsKeyFrame(FourCharCode codec, std::span<const uint8_t> frame);
 
-/// Makes the next frame that each inter-frame compressor of the process begins with a key frame. A movie that begins
+/// Makes the next frame that each inter-frame compressor of the process begins with a key frame, and has cameras that
+/// compress so themselves asked for one. A movie that begins
 /// asks for one, and so does whoever lost a frame that later ones need. Any thread.
 void RequestKeyFrame();
 
-/// How many requests there have been. A compressor compares it with the count at its last key frame. Any thread.
+/// How many requests there have been. Compressors and cameras compare it with the count at the last one. Any thread.
 uint32_t KeyFrameRequests();
 
 } // namespace platform

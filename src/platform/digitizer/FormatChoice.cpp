@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/digitizer/FormatChoice.h"
 
+#include "platform/compression/KeyFrames.h"
 #include "platform/drawing/PixelFormat.h"
 
 #include <algorithm>
@@ -20,6 +21,16 @@ int64_t Pixels(const CaptureFormat& format)
     return int64_t{format.width} * format.height;
 }
 
+// Frames that build on one another are taken only when somebody asks for them, or from a camera that has no others.
+std::vector<CaptureFormat> Eligible(const std::vector<CaptureFormat>& offered, FourCharCode wanted)
+{
+    std::vector<CaptureFormat> eligible;
+    std::ranges::copy_if(offered, std::back_inserter(eligible), [=](const CaptureFormat& format) {
+        return !IsInterFrame(format.format) || format.format == wanted;
+    });
+    return eligible.empty() ? offered : eligible;
+}
+
 bool SameSize(const CaptureFormat& a, const CaptureFormat& b)
 {
     return a.width == b.width && a.height == b.height;
@@ -27,8 +38,9 @@ bool SameSize(const CaptureFormat& a, const CaptureFormat& b)
 
 } // namespace
 
-CaptureFormat FirstFormat(const std::vector<CaptureFormat>& offered, const CaptureFormat& own)
+CaptureFormat FirstFormat(const std::vector<CaptureFormat>& all, const CaptureFormat& own)
 {
+    const auto offered = Eligible(all, 0);
     const bool isOffered = std::ranges::any_of(
         offered, [&](const CaptureFormat& format) { return format.format == own.format && SameSize(format, own); });
     if (isOffered && own.frameRate >= kSlowestKept)
@@ -44,8 +56,9 @@ CaptureFormat FirstFormat(const std::vector<CaptureFormat>& offered, const Captu
     return best == offered.end() ? CaptureFormat{} : *best;
 }
 
-CaptureFormat NearestFormat(const std::vector<CaptureFormat>& offered, const CaptureFormat& wanted)
+CaptureFormat NearestFormat(const std::vector<CaptureFormat>& all, const CaptureFormat& wanted)
 {
+    const auto offered = Eligible(all, wanted.format);
     if (wanted.width < 1 || wanted.height < 1 || !(wanted.frameRate >= 0))
         return {};
     const auto distance = [&](const CaptureFormat& format) {
@@ -67,7 +80,7 @@ std::vector<CaptureFormat> CheaperFormats(const std::vector<CaptureFormat>& offe
         const bool less = Pixels(format) < Pixels(refused) || format.frameRate < refused.frameRate - 0.01;
         return noMore && (compresses || (less && (format.format == kJpeg || refused.format != kJpeg)));
     };
-    std::ranges::copy_if(offered, std::back_inserter(cheaper), isCheaper);
+    std::ranges::copy_if(Eligible(offered, refused.format), std::back_inserter(cheaper), isCheaper);
     std::ranges::stable_sort(cheaper, std::greater(), [](const CaptureFormat& format) {
         return std::tuple(Pixels(format), format.format == kJpeg, format.frameRate);
     });

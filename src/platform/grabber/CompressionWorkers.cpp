@@ -5,14 +5,17 @@
 // that waits, compresses it outside of the lock, and then hands on everything at the head of the line that is
 // finished: so a frame that was quick waits for the slow one before it, and the order needs no numbers.
 //
-// Frames of an inter-frame codec go through one compressor, in the order of the line, by whichever worker is free: the
-// codec has threads of its own. Such a compressor's frames build on one another, so that one that is forgotten after
-// it was compressed makes the later ones useless until the next key frame, which is then asked for.
+// Frames of an inter-frame codec, made here or by the device, go through one compressor, in the order of the line, by
+// whichever worker is free: the codec has threads of its own. Such frames build on one another. When one is lost after
+// it was compressed, a key frame is requested.
 #include "platform/grabber/CompressionWorkers.h"
 
+#include "platform/compression/FrameDecoder.h"
 #include "platform/compression/KeyFrames.h"
+#include "platform/compression/RawPictures.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace platform {
 namespace {
@@ -24,12 +27,78 @@ constexpr size_t kFewJobs = 8;
 constexpr size_t kMaxJobs = 128;
 constexpr int64_t kMaxBytes = int64_t{96} << 20;
 
+// The pictures of frames that a device compressed in an inter-frame codec. When a frame does not decode, the previous
+// picture is repeated until the next key frame.
+class DeliveredPictures {
+public:
+    // The picture of the next frame, 32-bit pixels with packed rows; empty before the first.
+    SampleData Next(const SampleData& frame, const SharedDescription& delivered)
+    {
+        const ImageDescription& image = delivered->image;
+        if (!decoder || !IsDecodedAlike(image, decoded)) {
+            decoder = FrameDecoder::Create(image);
+            if (image.width != decoded.width || image.height != decoded.height)
+                newest = {};
+            decoded = image;
+            needsKey = true;
+        }
+        if (needsKey && !IsKeyFrame(image.codec, frame.Bytes()))
+            return newest;
+        SampleData picture = SampleData::Uncleared(PackedImageSize(kPixelFormat32, image.width, image.height));
+        const PortPixels target{.pixels = picture.Bytes().data(),
+                                .rowBytes = PackedRowBytes(kPixelFormat32, image.width),
+                                .width = image.width,
+                                .height = image.height};
+        needsKey = !decoder || picture.Size() == 0 || decoder->Decode(frame.Bytes(), target) != noErr;
+        if (needsKey)
+            RequestKeyFrame();
+        else
+            newest = std::move(picture);
+        return newest;
+    }
+
+private:
+    std::unique_ptr<FrameDecoder> decoder;
+    ImageDescription decoded;
+    SampleData newest;
+    bool needsKey = true;
+};
+
 } // namespace
 
 // A compressor that is made again when the settings change. Its descriptions are shared by the frames of one kind.
 class CompressionWorkers::Compressor {
 public:
-    // The sample's data becomes the compressed frame; it is empty when the frame can't be read.
+    // Decodes a frame of an inter-frame codec, and compresses a frame that has settings. The sample's data becomes the
+    // compressed frame; it is empty when the frame can't be read.
+    void Process(Frame& frame)
+    {
+        Sample& sample = frame.sample;
+        const bool isInterFrame = IsInterFrame(frame.delivered->image.codec);
+        if (isInterFrame)
+            AddPicture(frame);
+        if (isInterFrame && frame.settings) {
+            sample.data = std::exchange(sample.sent, {});
+            frame.delivered = std::exchange(sample.sentDescription, nullptr);
+        }
+        if (frame.settings && frame.delivered)
+            Compress(frame);
+    }
+
+private:
+    void AddPicture(Frame& frame)
+    {
+        Sample& sample = frame.sample;
+        const ImageDescription& image = frame.delivered->image;
+        sample.isKey = IsKeyFrame(image.codec, sample.data.Bytes());
+        sample.sent = pictures.Next(sample.data, frame.delivered);
+        if (sample.sent.Size() == 0)
+            return;
+        if (!pixels || pixels->image.width != image.width || pixels->image.height != image.height)
+            pixels = DescribeImage(DescriptionOfLayout(kPixelFormat32, image.width, image.height));
+        sample.sentDescription = pixels;
+    }
+
     void Compress(Frame& frame)
     {
         if (!settings || (frame.settings != settings && *frame.settings != *settings)) {
@@ -37,7 +106,7 @@ public:
             description = nullptr;
         }
         settings = frame.settings;
-        const RawFrame raw{frame.sample.data.Bytes(), frame.format, frame.width, frame.height};
+        const RawFrame raw = FrameOfDescription(frame.sample.data.Bytes(), frame.delivered->image);
         frame.sample.sent = std::move(frame.sample.data);
         frame.sample.data = SampleData(compressor ? compressor->Compress(raw) : OwnedBlock());
         if (frame.sample.data.Size() > 0)
@@ -46,42 +115,25 @@ public:
             frame.sample.sent = SampleData();
     }
 
-private:
-    struct Kind {
-        FourCharCode format = 0;
-        int32_t width = 0;
-        int32_t height = 0;
-
-        bool operator==(const Kind&) const = default;
-    };
-
-    static SharedDescription Shared(ImageDescription image)
-    {
-        auto shared = std::make_shared<SampleDescription>();
-        shared->image = std::move(image);
-        shared->record = RecordOf(shared->image);
-        return shared;
-    }
-
     void Describe(Frame& frame)
     {
-        const Kind kind{frame.format, frame.width, frame.height};
-        if (!description || kind != described) {
-            description = Shared(compressor->Description(frame.width, frame.height));
-            sent = Shared(DescriptionOfPassThrough(frame.format, frame.width, frame.height));
-            described = kind;
+        if (!description || frame.delivered != described) {
+            const ImageDescription& image = frame.delivered->image;
+            description = DescribeImage(compressor->Description(image.width, image.height));
+            described = frame.delivered;
         }
         frame.sample.description = description;
         frame.sample.isKey = IsKeyFrame(settings->codec, frame.sample.data.Bytes());
         if (IsInterFrame(settings->codec))
-            frame.sample.sentDescription = sent;
+            frame.sample.sentDescription = frame.delivered;
     }
 
     Settings settings;
     std::unique_ptr<FrameCompressor> compressor;
     SharedDescription description;
-    SharedDescription sent; ///< of the device's own frames
-    Kind described;
+    SharedDescription described; ///< the delivered frames that `description` was made for
+    DeliveredPictures pictures;
+    SharedDescription pixels; ///< of `pictures`
 };
 
 CompressionWorkers::CompressionWorkers(Outlet toOutlet)
@@ -104,14 +156,16 @@ CompressionWorkers::~CompressionWorkers()
 
 void CompressionWorkers::Submit(Frame frame)
 {
-    const State state = frame.settings ? State::Waiting : State::Finished;
+    const State state = NeedsWork(frame) ? State::Waiting : State::Finished;
     const std::lock_guard lock(mutex);
     if (IsFull()) {
         const auto oldest = std::ranges::find(jobs, State::Waiting, &Job::state);
         if (oldest != jobs.end()) {
-            const int64_t captureTime = oldest->frame.sample.captureTime;
+            const Frame dropped = std::move(oldest->frame);
             jobs.erase(oldest);
-            outlet.dropped(captureTime);
+            outlet.dropped(dropped.sample.captureTime);
+            if (IsInterFrame(dropped.delivered->image.codec))
+                RequestKeyFrame();
         }
     }
     jobs.push_back({std::move(frame), state});
@@ -170,11 +224,11 @@ void CompressionWorkers::Work()
             work.wait(lock);
             continue;
         }
-        const bool isOrdered = IsOrdered(*job);
+        const bool isOrdered = IsOrdered(job->frame);
         job->state = State::InWork;
         orderedInWork |= isOrdered;
         lock.unlock();
-        (isOrdered ? *ordered : own).Compress(job->frame);
+        (isOrdered ? *ordered : own).Process(job->frame);
         lock.lock();
         if (isOrdered) {
             orderedInWork = false;
@@ -188,15 +242,21 @@ void CompressionWorkers::Work()
     }
 }
 
-bool CompressionWorkers::IsOrdered(const Job& job)
+bool CompressionWorkers::NeedsWork(const Frame& frame)
 {
-    return job.frame.settings && IsInterFrame(job.frame.settings->codec);
+    return frame.settings || IsOrdered(frame);
+}
+
+bool CompressionWorkers::IsOrdered(const Frame& frame)
+{
+    return IsInterFrame(frame.delivered->image.codec) || (frame.settings && IsInterFrame(frame.settings->codec));
 }
 
 CompressionWorkers::Job* CompressionWorkers::NextWaiting()
 {
-    const auto found = std::ranges::find_if(
-        jobs, [this](const Job& job) { return job.state == State::Waiting && !(orderedInWork && IsOrdered(job)); });
+    const auto found = std::ranges::find_if(jobs, [this](const Job& job) {
+        return job.state == State::Waiting && !(orderedInWork && IsOrdered(job.frame));
+    });
     return found == jobs.end() ? nullptr : &*found;
 }
 

@@ -21,13 +21,12 @@ class CompressionWorkers {
 public:
     using Settings = std::shared_ptr<const CompressionSettings>;
 
-    /// A frame to be compressed: packed pixels, or what the device itself compressed in another codec.
+    /// A frame to be compressed: packed pixels, or what the device itself compressed in another codec. One that the
+    /// device compressed in an inter-frame codec is also decoded, in the order of capture, to be shown.
     struct Frame {
         Sample sample;
-        FourCharCode format = 0;
-        int32_t width = 0;
-        int32_t height = 0;
-        Settings settings; ///< null: the sample goes on as it is
+        SharedDescription delivered; ///< of the frame as the device delivers it
+        Settings settings;           ///< null: the sample's data goes on as it is
     };
 
     /// What becomes of frames; both are called on a worker.
@@ -66,9 +65,11 @@ private:
     };
     class Compressor;
 
+    static bool NeedsWork(const Frame& frame);
+
     void Work();
     bool IsFull() const;
-    static bool IsOrdered(const Job& job);
+    static bool IsOrdered(const Frame& frame);
     Job* NextWaiting();
     void HandOnFinished();
 

@@ -71,6 +71,15 @@ struct SampleDescription {
 
 using SharedDescription = std::shared_ptr<const SampleDescription>;
 
+/// The description of a frame, with its record.
+inline SharedDescription DescribeImage(ImageDescription image)
+{
+    auto description = std::make_shared<SampleDescription>();
+    description->record = RecordOf(image);
+    description->image = std::move(image);
+    return description;
+}
+
 /// One captured buffer on its way from a device to the main thread.
 struct Sample {
     SampleData data;

@@ -6,6 +6,11 @@
 #include <algorithm>
 
 namespace platform {
+namespace {
+
+constexpr size_t kMaxShown = 8;
+
+} // namespace
 
 void SampleQueue::OpenTrackQueue(int32_t track, size_t maxSamples, std::function<void(int64_t)> dropped)
 {
@@ -51,6 +56,9 @@ bool SampleQueue::Add(int32_t track, Sample sample)
         sample.duration > 0 ? FrameWaitsBeside(target) : !sample.picture || !sample.picture->IsComing();
     bytes += sample.data.Size();
     target.samples.push_back(std::move(sample));
+    // Of frames that wait only the newest is shown, and what is shown may be large.
+    if (target.samples.size() > kMaxShown)
+        target.samples[target.samples.size() - kMaxShown - 1].sent = {};
     while (bytes > kMaxBytes)
         DropOldest();
     ++samplesPut;
@@ -100,12 +108,12 @@ std::optional<Sample> SampleQueue::Take(int32_t track)
     return TakeFirst(found->second);
 }
 
-void SampleQueue::Clear()
+void SampleQueue::Clear(bool begins)
 {
     const std::lock_guard lock(mutex);
     for (auto& [number, each] : trackQueues) {
         each.samples.clear();
-        each.needsKey = true;
+        each.needsKey = !begins;
     }
     bytes = 0;
     RequestKeyFrame();

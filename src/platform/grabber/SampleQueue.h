@@ -61,8 +61,9 @@ public:
     /// Takes the first sample of a track queue, if there is any.
     std::optional<Sample> Take(int32_t track);
 
-    /// Forgets all that waits, uncounted.
-    void Clear();
+    /// Forgets all that waits, uncounted. Samples that build on what was forgotten are dropped when they come, except
+    /// where recording or preview begins: a movie leaves them out itself, and they can be shown meanwhile.
+    void Clear(bool begins = false);
 
     /// Bytes that may wait in all track queues together.
     static constexpr int64_t kMaxBytes = int64_t{256} << 20;

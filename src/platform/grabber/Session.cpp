@@ -111,7 +111,7 @@ Result Session::Start(GrabMode wanted)
             channel->Accept(false);
             channel->ResetCounts();
         }
-        queue.Clear();
+        queue.Clear(true);
         for (const auto& sound : channels.sound)
             sound->Stream().Interrupt();
     }

@@ -10,7 +10,7 @@
 #include "platform/grabber/VideoChannel.h"
 
 #include "platform/clock/MonotonicClock.h"
-#include "platform/compression/RawPictures.h"
+#include "platform/compression/KeyFrames.h"
 #include "platform/digitizer/FormatChoice.h"
 #include "platform/digitizer/FrameTrace.h"
 #include "platform/grabber/DeviceLists.h"
@@ -197,11 +197,30 @@ Result VideoChannel::SetCompression(const CompressionSettings& settings)
     const CompressionSettings present = compression ? Compression() : settings;
     if (FormatIsFixed() && (settings.codec != present.codec || settings.depth != present.depth))
         return cantDoThatInCurrentMode;
+    if (!FormatIsFixed())
+        LetDeviceCompress(settings.codec);
     auto taken = std::make_shared<CompressionSettings>(settings);
     taken->frameRate = digitizer->Format().frameRate;
     const std::lock_guard lock(compressionMutex);
     compression = std::move(taken);
     return noErr;
+}
+
+// Sets a camera to an inter-frame format of its own while that compressor is chosen, and back to another format
+// otherwise, if it has one in the present size and at the present rate.
+void VideoChannel::LetDeviceCompress(FourCharCode codec)
+{
+    const CaptureFormat present = digitizer->Format();
+    if (present.format == codec || !(IsInterFrame(codec) || IsInterFrame(present.format)))
+        return;
+    constexpr double kSameRate = 0.5;
+    const FourCharCode format = IsInterFrame(codec) ? codec : 0;
+    const CaptureFormat nearest =
+        NearestFormat(digitizer->Formats(), {format, present.width, present.height, present.frameRate});
+    const bool isBetter = nearest.format == codec || (IsInterFrame(present.format) && !IsInterFrame(nearest.format));
+    if (isBetter && nearest.width == present.width && nearest.height == present.height &&
+        nearest.frameRate > present.frameRate - kSameRate)
+        digitizer->SetFormat(nearest);
 }
 
 Result VideoChannel::SetFormat(const CaptureFormat& wanted)
@@ -282,12 +301,16 @@ void VideoChannel::Take(const CapturedFrame& frame, int64_t now)
         CountLost(counts.droppedInQueue, frame.captureTime, SGLostFrame::Cause::Queue);
         return;
     }
-    DecodeMeanwhile(picture, sample);
+    Describe(picture);
+    DecodeMeanwhile(sample);
     auto settings = CompressionInUse();
-    if (IsOneCodec(picture.format, settings->codec))
-        PassThrough(picture, std::move(sample));
+    const bool passesThrough = IsOneCodec(picture.format, settings->codec);
+    sample.description = passesThrough ? delivered : nullptr;
+    // Frames that came before this one, when it still was another format, go first.
+    if (passesThrough && !IsInterFrame(picture.format) && !(workers && workers->Busy()))
+        queue.Put(number, std::move(sample));
     else
-        Workers().Submit({std::move(sample), picture.format, picture.width, picture.height, std::move(settings)});
+        Workers().Submit({std::move(sample), delivered, passesThrough ? nullptr : std::move(settings)});
 }
 
 // Its number is used up: it is not counted as lost on top of this.
@@ -301,15 +324,10 @@ void VideoChannel::FrameDamaged(uint32_t sequence)
 
 // A frame that is going to be shown is decoded from what the device delivered, also where a compressor makes another
 // frame of it.
-void VideoChannel::DecodeMeanwhile(const RawFrame& picture, Sample& sample)
+void VideoChannel::DecodeMeanwhile(Sample& sample)
 {
-    if (!decodesAhead)
-        return;
-    const bool isRaw = PackedRowBytes(picture.format, 1) != 0;
-    const ImageDescription image = isRaw ? DescriptionOfLayout(picture.format, picture.width, picture.height)
-                                         : DescriptionOfPassThrough(picture.format, picture.width, picture.height);
-    if (DecodeAhead::Suits(image))
-        sample.picture = decodeAhead->Submit(sample.data.Share(), image);
+    if (decodesAhead && DecodeAhead::Suits(delivered->image))
+        sample.picture = decodeAhead->Submit(sample.data.Share(), delivered->image);
 }
 
 std::unique_ptr<DecodedPicture> VideoChannel::TakePicture(Sample& frame, bool& shown)
@@ -354,22 +372,17 @@ void VideoChannel::CountMissing(uint32_t sequence, int64_t captureTime)
     lastSequence = sequence;
 }
 
-void VideoChannel::PassThrough(const RawFrame& picture, Sample sample)
+// Consecutive frames of one kind share a description.
+void VideoChannel::Describe(const RawFrame& picture)
 {
-    const auto& known = passThroughDescription;
-    if (!known || known->image.codec != picture.format || known->image.width != picture.width ||
-        known->image.height != picture.height) {
-        auto fresh = std::make_shared<SampleDescription>();
-        fresh->image = DescriptionOfPassThrough(picture.format, picture.width, picture.height);
-        fresh->record = RecordOf(fresh->image);
-        passThroughDescription = std::move(fresh);
-    }
-    sample.description = passThroughDescription;
-    // Frames that came before this one, when it still was another format, go first.
-    if (workers && workers->Busy())
-        workers->Submit({std::move(sample), picture.format, picture.width, picture.height, nullptr});
-    else
-        queue.Put(number, std::move(sample));
+    const RawFrame& known = describedFrame;
+    if (delivered && known.format == picture.format && known.width == picture.width && known.height == picture.height &&
+        known.colors == picture.colors && std::ranges::equal(known.configuration, picture.configuration))
+        return;
+    delivered = DescribeImage(DescriptionOfPassThrough(picture));
+    describedFrame = picture;
+    describedFrame.bytes = {};
+    describedFrame.configuration = FrameOfDescription({}, delivered->image).configuration;
 }
 
 CompressionWorkers& VideoChannel::Workers()

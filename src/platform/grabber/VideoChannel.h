@@ -90,8 +90,9 @@ private:
     void NoteFrameArrival(int64_t captureTime, int64_t now);
     void Take(const CapturedFrame& frame, int64_t now);
     void CountMissing(uint32_t sequence, int64_t captureTime);
-    void DecodeMeanwhile(const RawFrame& picture, Sample& sample);
-    void PassThrough(const RawFrame& picture, Sample sample);
+    void Describe(const RawFrame& picture);
+    void DecodeMeanwhile(Sample& sample);
+    void LetDeviceCompress(FourCharCode codec);
     CompressionWorkers& Workers();
     CompressionWorkers::Settings CompressionInUse() const;
 
@@ -109,7 +110,8 @@ private:
     // Of the device's thread, or of the main thread while the device is stopped.
     std::optional<uint32_t> lastSequence;
     int64_t lastCaptureTime = 0;
-    SharedDescription passThroughDescription;
+    SharedDescription delivered;                 ///< of the frames as the device delivers them
+    RawFrame describedFrame;                     ///< what `delivered` was made for, without bytes
     std::atomic<int64_t> newestArrived{0};       ///< capture time of the newest frame that came from the device
     std::atomic<int64_t> latency{0};             ///< from capture to arrival, the longest recent one
     std::unique_ptr<CompressionWorkers> workers; ///< made with the first frame that needs them

@@ -98,7 +98,7 @@ TEST_F(V4L2DigitizerTest, EnumeratesListsRangesAndDevicesThatCanDoNeither)
           {yuvs, 1280, 720, 30},
           {yuvs, 1280, 960, 30}}},
         {{V4L2_PIX_FMT_GREY, {Camera::Discrete(320, 240)}, {}}, {{kGreyPixelFormat, 320, 240, 12.5}}},
-        {{V4L2_PIX_FMT_H264, {Camera::Discrete(320, 240)}, {Camera::Interval(1, 30)}}, {}},
+        {{V4L2_PIX_FMT_SBGGR8, {Camera::Discrete(320, 240)}, {Camera::Interval(1, 30)}}, {}},
         {{V4L2_PIX_FMT_YUYV, {Camera::Discrete(0, 240), Camera::Discrete(100000, 10)}, {Camera::Interval(0, 0)}}, {}},
     };
     for (const Case& one : cases) {
@@ -135,12 +135,15 @@ TEST(FormatChoice, FirstNearestAndCheaper)
     const std::vector<CaptureFormat> camera{{yuvs, 640, 480, 30},   {yuvs, 1280, 720, 10},  {kJpeg, 640, 480, 30},
                                             {kJpeg, 1280, 720, 60}, {kJpeg, 1280, 720, 30}, {kJpeg, 1920, 1080, 30}};
     const std::vector<CaptureFormat> fast{{kJpeg, 1280, 720, 30}, {yuvs, 1280, 720, 25}, {kGreyPixelFormat, 9, 9, 30}};
+    const CaptureFormat h264{CodeOf("avc1"), 1280, 720, 60};
     const std::tuple<std::vector<CaptureFormat>, CaptureFormat, CaptureFormat> firsts[] = {
         {camera, {}, camera[4]},
         {camera, camera[1], camera[4]}, // its own setting is slow
         {camera, camera[0], camera[0]}, // its own setting is kept
         {camera, {kJpeg, 640, 480, 23}, camera[4]},
         {camera, {yuvs, 800, 600, 30}, camera[4]}, // not on offer
+        {{h264, camera[0]}, h264, camera[0]},
+        {{h264}, {}, h264}, // there is nothing else
         {{camera[0], camera[2]}, {}, camera[0]},
         {fast, {}, fast[1]}, // raw is fast enough
         {{camera[1], {yuvs, 1920, 1080, 5}}, {}, camera[1]},
@@ -155,6 +158,9 @@ TEST(FormatChoice, FirstNearestAndCheaper)
     };
     for (const auto& [wish, expected] : wishes)
         EXPECT_EQ(NearestFormat(camera, wish), expected) << wish.width << "x" << wish.height;
+    EXPECT_EQ(NearestFormat({h264, camera[0]}, {0, 1280, 720, 60}), camera[0]) << "H.264 has to be asked for";
+    EXPECT_EQ(NearestFormat({h264, camera[0]}, {h264.format, 640, 480, 60}), camera[0]) << "the size comes first";
+    EXPECT_EQ(NearestFormat({h264, camera[4]}, h264), h264);
     EXPECT_EQ(CheaperFormats(camera, camera[0]), std::vector{camera[2]});
     EXPECT_EQ(CheaperFormats(camera, camera[3]), (std::vector{camera[4], camera[2]}));
     EXPECT_EQ(CheaperFormats(fast, fast[1]), std::vector<CaptureFormat>{});

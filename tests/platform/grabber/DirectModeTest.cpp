@@ -2,11 +2,8 @@
 #include "TestSession.h"
 
 #include "platform/drawing/GraphicsWorlds.h"
-#include "platform/drawing/Ports.h"
-#include "platform/files/DirectoryNumbers.h"
 #include "platform/movies/MovieCheck.h"
 #include "platform/movies/MovieRecovery.h"
-#include "support/Files.h"
 
 #include <array>
 #include <sys/resource.h>
@@ -14,27 +11,8 @@
 using namespace grabbertest;
 using test::OutputOf;
 
-class DirectModeTest : public GrabberTest {
+class DirectModeTest : public MovieTest {
 protected:
-    DirectModeTest()
-    {
-        const auto numbers = NumbersOfDirectory(folder.path.string());
-        Poke(file.Get(), numbers.volume);
-        Poke(file.Get() + 2, numbers.directory);
-        Poke(file.Get() + 6, std::array<char, 10>{9, 'a', ' ', 'b', '\'', 'c', '.', 'm', 'o', 'v'});
-        port = NewPort(100, 80);
-        SGSetGWorld(session, port, 0);
-    }
-    ~DirectModeTest() override
-    {
-        SGStop(session);
-        ReleasePort(port);
-    }
-
-    test::TemporaryFolder folder;
-    const std::string path = folder / "a b'c.mov";
-    OwnedBlock file{69};
-    PortReference port = 0;
     std::vector<uint8_t> frame = JpegPicture(64, 48, 200);
 };
 

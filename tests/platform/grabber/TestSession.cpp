@@ -2,6 +2,9 @@
 #include "TestSession.h"
 
 #include "platform/atoms/UserData.h"
+#include "platform/files/DirectoryNumbers.h"
+
+#include <array>
 
 namespace grabbertest {
 
@@ -101,6 +104,21 @@ int32_t GrabberTest::Collect(SGChannel channel, Address p, int32_t len, Address 
     DisposeHandle(description);
     current->delivered.push_back(buffer);
     return current->onDelivery ? current->onDelivery(buffer) : noErr;
+}
+
+MovieTest::MovieTest()
+{
+    const auto numbers = NumbersOfDirectory(folder.path.string());
+    Poke(file.Get(), numbers.volume);
+    Poke(file.Get() + 2, numbers.directory);
+    Poke(file.Get() + 6, std::array<char, 10>{9, 'a', ' ', 'b', '\'', 'c', '.', 'm', 'o', 'v'});
+    SGSetGWorld(session, port, 0);
+}
+
+MovieTest::~MovieTest()
+{
+    SGStop(session);
+    ReleasePort(port);
 }
 
 } // namespace grabbertest

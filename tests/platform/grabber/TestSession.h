@@ -3,8 +3,10 @@
 
 #include "TestDevices.h"
 
+#include "platform/drawing/Ports.h"
 #include "platform/grabber/SequenceGrabber.h"
 #include "platform/memory/Handles.h"
+#include "support/Files.h"
 
 #include <gtest/gtest.h>
 
@@ -69,6 +71,18 @@ private:
     static int32_t Collect(SGChannel channel, Address p, int32_t len, Address offset, int32_t chRefCon, int32_t time,
                            int16_t writeType, int32_t refCon);
     static GrabberTest* current;
+};
+
+/// A session that shows its picture in a port and records movies by itself.
+class MovieTest : public GrabberTest {
+protected:
+    MovieTest();
+    ~MovieTest() override;
+
+    test::TemporaryFolder folder;
+    const std::string path = folder / "a b'c.mov";
+    OwnedBlock file{69}; ///< the file specification of `path`
+    PortReference port = NewPort(100, 80);
 };
 
 } // namespace grabbertest

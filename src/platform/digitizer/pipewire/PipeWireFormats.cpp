@@ -64,12 +64,21 @@ std::vector<uint32_t> PixelFormatsOf(const spa_pod* parameter, uint32_t subtype)
 {
     if (subtype == SPA_MEDIA_SUBTYPE_mjpg)
         return {V4L2_PIX_FMT_MJPEG};
+    if (subtype == SPA_MEDIA_SUBTYPE_h264)
+        return {V4L2_PIX_FMT_H264};
     std::vector<uint32_t> pixelFormats;
     if (subtype == SPA_MEDIA_SUBTYPE_raw)
         for (const uint32_t videoFormat : ReadChoice<uint32_t>(parameter, SPA_FORMAT_VIDEO_format, SPA_TYPE_Id).values)
             if (const uint32_t pixelFormat = PixelFormatOfVideoFormat(videoFormat); pixelFormat != 0)
                 pixelFormats.push_back(pixelFormat);
     return pixelFormats;
+}
+
+uint32_t SubtypeOf(uint32_t pixelFormat)
+{
+    return pixelFormat == V4L2_PIX_FMT_MJPEG  ? SPA_MEDIA_SUBTYPE_mjpg
+           : pixelFormat == V4L2_PIX_FMT_H264 ? SPA_MEDIA_SUBTYPE_h264
+                                              : SPA_MEDIA_SUBTYPE_raw;
 }
 
 void AddOffer(uint32_t pixelFormat, const spa_rectangle& size, const spa_fraction& rate,
@@ -118,14 +127,14 @@ void AddOffers(const spa_pod* parameter, std::vector<PipeWireNode::Offer>& offer
 
 const spa_pod* BuildFormat(spa_pod_builder& builder, const PipeWireNode::Offer& offer)
 {
-    const bool isCompressed = offer.pixelFormat == V4L2_PIX_FMT_MJPEG;
+    const uint32_t subtype = SubtypeOf(offer.pixelFormat);
     const spa_rectangle size{static_cast<uint32_t>(offer.format.width), static_cast<uint32_t>(offer.format.height)};
     const spa_fraction rate{offer.rate.first, offer.rate.second};
     spa_pod_frame frame{};
     spa_pod_builder_push_object(&builder, &frame, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
     spa_pod_builder_add(&builder, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype,
-                        SPA_POD_Id(isCompressed ? SPA_MEDIA_SUBTYPE_mjpg : SPA_MEDIA_SUBTYPE_raw), 0);
-    if (!isCompressed)
+                        SPA_POD_Id(subtype), 0);
+    if (subtype == SPA_MEDIA_SUBTYPE_raw)
         spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_format, SPA_POD_Id(VideoFormatOfPixelFormat(offer.pixelFormat)),
                             0);
     spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&size), SPA_FORMAT_VIDEO_framerate,

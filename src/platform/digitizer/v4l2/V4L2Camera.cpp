@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/digitizer/v4l2/V4L2Camera.h"
 
+#include "platform/compression/KeyFrames.h"
 #include "platform/digitizer/v4l2/V4L2List.h"
 
 #include <cerrno>
@@ -67,6 +68,8 @@ Outcome V4L2Camera::Begin(const CaptureFormat& wanted, bool sameSize, CaptureFor
     device->Ioctl(VIDIOC_SUBSCRIBE_EVENT, subscription);
     controls.FollowEvents(true);
     actual = stream->Format();
+    keyFrameRequestsMet = KeyFrameRequests(); // a stream begins with one
+    lastSequence = 0;
     return {};
 }
 
@@ -83,15 +86,32 @@ Taken V4L2Camera::Take(short events, CapturedFrame& frame)
     if ((events & POLLPRI) != 0 && SourceChanged())
         return Taken::Restart;
     Taken taken = Taken::Nothing;
-    if ((events & POLLIN) != 0)
+    if ((events & POLLIN) != 0) {
         taken = stream->Take(frame);
-    else if ((events & (POLLERR | POLLHUP | POLLNVAL)) != 0)
-        Failed(ENODEV), taken = Taken::Failed;
-    else
-        return Taken::Nothing;
+        FollowKeyFrames(taken, frame.sequence);
+    } else if ((events & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
+        Failed(ENODEV);
+        return Taken::Failed;
+    }
     if (taken == Taken::Failed && stream->LastError() != 0)
         Failed(stream->LastError());
     return taken;
+}
+
+// Asks a camera that compresses between frames for a key frame: when somebody needs one, and when a frame was lost. One
+// without that control sends them at its own times.
+void V4L2Camera::FollowKeyFrames(Taken taken, uint32_t sequence)
+{
+    if (!IsInterFrame(stream->Format().format))
+        return;
+    if (taken == Taken::Damaged || (taken == Taken::Frame && sequence > lastSequence + 1))
+        RequestKeyFrame();
+    lastSequence = taken == Taken::Frame ? sequence : lastSequence;
+    const uint32_t requests = KeyFrameRequests();
+    if (std::exchange(keyFrameRequestsMet, requests) == requests)
+        return;
+    v4l2_control force{V4L2_CID_MPEG_VIDEO_FORCE_KEY_FRAME, 1};
+    device->Ioctl(VIDIOC_S_CTRL, force);
 }
 
 bool V4L2Camera::Failed(int error)

@@ -41,11 +41,14 @@ public:
 private:
     bool SourceChanged();
     bool Failed(int error);
+    void FollowKeyFrames(Taken taken, uint32_t sequence);
 
     const std::shared_ptr<V4L2Device> device;
     V4L2Controls controls;
     std::vector<V4L2Offer> offers;
     std::unique_ptr<V4L2Stream> stream;
+    uint32_t keyFrameRequestsMet = 0;
+    uint32_t lastSequence = 0;
     Outcome failure;
 };
 
