@@ -32,6 +32,7 @@ start_machine() {
     modprobe vivid n_devs=2 node_types=1,1 num_inputs=4,1 input_types=0xe4,0 multiplanar=1,2
     modprobe snd-aloop
     modprobe snd-dummy
+    modprobe vhci-hcd
     udevadm settle || udevadm settle # on a busy machine the first answer may be late
 }
 
@@ -42,6 +43,7 @@ exec </dev/null >/dev/console 2>&1
 { read -r modules; read -r VELMORA_PROGRAMS; read -r seconds; read -r command || true; } <"$KERNEL_OUT/guest"
 export VELMORA_PROGRAMS
 (sleep "$seconds"; echo "The tests took more than $seconds s."; switch_off) &
+"$VELMORA_PROGRAMS/idle" &
 start_machine
 echo "The kernel $(uname -r) and its devices were up after $(cut -d' ' -f1 /proc/uptime) s."
 set +e

@@ -4,5 +4,5 @@
 here=$(dirname "$0")
 "$VELMORA_PROGRAMS/test_kernel" --gtest_brief=0
 driver=$?
-WITH_HARDWARE=1 VELMORA_PATIENCE=3 "$here/../support/with_pipewire.sh" python3 "$here/test_programs.py" --verbose &&
+WITH_HARDWARE=1 VELMORA_PATIENCE=5 "$here/../support/with_pipewire.sh" python3 "$here/test_programs.py" --verbose &&
     exit $driver

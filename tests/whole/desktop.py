@@ -9,6 +9,7 @@ import struct
 import subprocess
 import tempfile
 import time
+import zlib
 
 
 class Failure(Exception):
@@ -19,7 +20,7 @@ class Failure(Exception):
 PATIENCE = 20 * int(os.environ.get("VELMORA_PATIENCE", "1"))
 
 
-def wait_for(what, seconds, condition, pause=0.02):
+def wait_for(what, seconds, condition, pause=PATIENCE / 1000):
     """Asks `condition` until it gives something, and returns that."""
     end = time.monotonic() + max(seconds, PATIENCE)
     while True:
@@ -115,10 +116,17 @@ class Screen:
 
     def screenshot(self, path, rectangle):
         """Writes a part of the screen as a PNG."""
-        left, top, width, height = rectangle
-        subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "x11grab", "-draw_mouse", "0", "-video_size",
-                        f"{width}x{height}", "-i", f"{self.environment['DISPLAY']}+{left},{top}", "-frames:v", "1", path],
-                       env=self.environment, check=True)
+        lines = bytearray()
+        for row in self.rows(*rectangle):
+            line = bytearray(len(row) // 4 * 3)
+            line[0::3], line[1::3], line[2::3] = row[2::4], row[1::4], row[0::4]
+            lines += b"\0" + line
+        header = struct.pack(">2I5B", *rectangle[2:], 8, 2, 0, 0, 0)
+        with open(path, "wb") as file:
+            file.write(b"\x89PNG\r\n\x1a\n")
+            for kind, content in ((b"IHDR", header), (b"IDAT", zlib.compress(lines, 1)), (b"IEND", b"")):
+                check = zlib.crc32(kind + content)
+                file.write(struct.pack(">I", len(content)) + kind + content + struct.pack(">I", check))
 
     def close(self):
         for child in reversed(self.children):
