@@ -92,7 +92,7 @@ Written WritePlainly(const std::string& path, const std::vector<uint8_t>& sample
 }
 
 // A recording would lose a frame that does not fit the buffer; here the speed of the disk is measured.
-void WaitForRoom(DataHandler handler)
+void WaitForSpace(DataHandler handler)
 {
     MovieStorageStatus status;
     while (GetMovieStorageStatus(handler, status) && status.waitingBytes + kSampleSize > status.bufferBytes)
@@ -117,7 +117,7 @@ Written WriteMovie(const std::string& path, const std::vector<uint8_t>& sample, 
     const Media media = NewTrackMedia(track, kVideoMediaType, 600, 0, 0);
     Check(BeginMediaEdits(media), "BeginMediaEdits");
     for (int i = 0; i < count; ++i) {
-        WaitForRoom(handler);
+        WaitForSpace(handler);
         const double before = Now();
         Check(AddMediaSample(media, data, 0, kSampleSize, 20, description, 1, 0, 0), "AddMediaSample");
         written.longestCall = std::max(written.longestCall, Now() - before);

@@ -98,7 +98,7 @@ class Recovering(unittest.TestCase):
                 self.assertIn("whole", self.check(DONE, "--check", path))
                 whole = self.read(path)
                 self.check(NOT_WHOLE, "--check", self.write("short " + name, whole[:len(whole) * 2 // 3]))
-                self.assertIn("bytes of something else",
+                self.assertIn("bytes of other data",
                               self.check(NOT_WHOLE, "--check", self.write("long " + name, whole + b"\0" * 3)))
                 self.assertEqual(self.read(path), whole, "a check changes nothing")
 

@@ -9,7 +9,7 @@
 
 namespace platform {
 
-/// Bytes in the order of a movie file: big-endian.
+/// Appends numbers and bytes as movie files hold them: big-endian.
 class ByteWriter {
 public:
     /// Appends a byte.
@@ -36,7 +36,7 @@ public:
         U32(static_cast<uint32_t>(value));
     }
 
-    /// A whole number in groups of 7 bits, the lowest first: small numbers take one byte.
+    /// Appends a whole number in groups of 7 bits, least significant group first: small numbers take one byte.
     void Number(uint64_t value)
     {
         for (; value >= 0x80; value >>= 7)
@@ -44,12 +44,12 @@ public:
         U8(static_cast<uint8_t>(value));
     }
 
-    /// Appends bytes as they are, and zeros.
+    /// Appends bytes unchanged.
     void Raw(std::span<const uint8_t> raw) { bytes.insert(bytes.end(), raw.begin(), raw.end()); }
     /// Appends zero bytes.
     void Zeros(size_t count) { bytes.resize(bytes.size() + count); }
 
-    /// Writes over four bytes that are there already.
+    /// Overwrites four bytes that were written before.
     void SetU32(size_t at, uint32_t value)
     {
         for (size_t i = 0; i < 4; ++i)
@@ -67,7 +67,7 @@ private:
     std::vector<uint8_t> bytes;
 };
 
-/// One box of the file: size and type, then what is written while it lives.
+/// One box of the file. Size and type come first, then everything written while the object lives.
 class Box {
 public:
     /// Starts a box of that type; its size is set by the destructor.
@@ -85,7 +85,7 @@ private:
     size_t start;
 };
 
-/// Reads what a `ByteWriter` wrote. Past the end everything is 0 and `Failed` is true.
+/// Reads what a `ByteWriter` wrote. Past the end every read gives 0 and `Failed` is true.
 class ByteReader {
 public:
     /// Reads from the start of `source`, which must outlive the reader.
@@ -100,7 +100,7 @@ public:
     /// Reads 64 bits, big-endian.
     uint64_t U64() { return Fixed(8); }
 
-    /// Reads a number of variable length: seven bits per byte, lowest first.
+    /// Reads a number of variable length: seven bits per byte, least significant first.
     uint64_t Number()
     {
         uint64_t value = 0;

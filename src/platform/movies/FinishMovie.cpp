@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A movie is finished by its own writing thread. The main thread waits for it, for as long as the handler wants it to;
-// a movie that is sent to the background is kept in a list until its end has been reported.
+// A movie is finished by its own writer thread. The main thread waits for it as long as the handler wants it to. A
+// movie that is sent to the background stays in a list until its end has been reported.
 #include "platform/movies/FinishMovie.h"
 
 #include "platform/movies/Movies.h"
@@ -20,14 +20,14 @@ MovieFinishHandler& Handler()
     return handler;
 }
 
-// In the background, or ended there and not reported yet.
+// In the background, or finished there and not reported yet.
 std::vector<std::shared_ptr<MovieStorage>>& Background()
 {
     static std::vector<std::shared_ptr<MovieStorage>> movies;
     return movies;
 }
 
-bool GoesOnWaiting(const MovieStorage& storage)
+bool KeepsWaiting(const MovieStorage& storage)
 {
     const MovieFinishHandler handler = Handler();
     const FinishingMovie progress = storage.Progress();
@@ -40,8 +40,8 @@ Result FinishMovie(const std::shared_ptr<MovieStorage>& storage)
 {
     storage->Finish();
     for (auto time = kPatience; !storage->WaitForFinish(time); time = kInterval) {
-        if (!GoesOnWaiting(*storage)) {
-            storage->GoOnInBackground();
+        if (!KeepsWaiting(*storage)) {
+            storage->ContinueInBackground();
             Background().push_back(storage);
             return noErr;
         }

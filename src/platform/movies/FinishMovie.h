@@ -8,8 +8,8 @@
 
 namespace platform {
 
-/// Finishes a movie: waits until that is done, or until the handler of `SetMovieFinishHandler` sends it to the
-/// background, which is no failure.
+/// Finishes a movie: waits until it is complete, or until the handler of `SetMovieFinishHandler` sends it to the
+/// background, which is not a failure.
 Result FinishMovie(const std::shared_ptr<MovieStorage>& storage);
 
 } // namespace platform

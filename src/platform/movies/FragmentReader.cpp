@@ -22,7 +22,7 @@ FragmentHead ReadFragmentHead(ByteReader bytes, int64_t fragmentStart, const Tra
 {
     FragmentHead head{.base = fragmentStart, .defaults = track.defaults};
     const uint32_t flags = FlagsOf(bytes);
-    bytes.U32(); // the track
+    bytes.U32(); // track
     if ((flags & 0x1) != 0)
         head.base = static_cast<int64_t>(std::min<uint64_t>(bytes.U64(), INT64_MAX / 2));
     if ((flags & 0x2) != 0)
@@ -42,7 +42,7 @@ void ReadRun(ByteReader bytes, const FragmentHead& head, int64_t& position, Trac
         position = head.base + static_cast<int32_t>(bytes.U32());
     if ((flags & 0x4) != 0)
         bytes.U32();
-    // A run whose samples all have the defaults takes no bytes for them.
+    // A run whose samples all have the default values takes no bytes for them.
     const bool listed = (flags & 0xF00) != 0;
     TrackTables& tables = track.tables;
     SampleRange range{tables.samples + 1, 0, head.defaults.description, position, 0};
@@ -63,10 +63,10 @@ void ReadRun(ByteReader bytes, const FragmentHead& head, int64_t& position, Trac
         time = uint64_t{count} * head.defaults.duration;
     }
     if (range.samples != count)
-        tables.faults.emplace_back("a run of its fragments is cut short");
+        tables.faults.emplace_back("a run in its fragments is truncated");
     tables.ranges.push_back(range);
     tables.samples += range.samples;
-    // A fragment that begins later than the one ahead of it ends leaves the sample before the gap that much longer.
+    // If a fragment starts later than the previous one ends, the last sample before the gap is extended to fill it.
     track.nextFragmentTime += time;
     tables.duration = track.nextFragmentTime;
     position += range.size;
@@ -97,7 +97,7 @@ void ReadTrackFragment(const MemoryBox& box, int64_t fragmentStart, std::map<uin
             const uint64_t time = wide ? bytes.U64() : bytes.U32();
             if (time < track.nextFragmentTime)
                 track.tables.faults.push_back("the fragment at " + std::to_string(fragmentStart) +
-                                              " begins before the one ahead of it ends");
+                                              " starts before the previous one ends");
             track.nextFragmentTime = time;
         }
         if (part.type == CodeOf("trun"))

@@ -7,8 +7,8 @@
 
 namespace platform {
 
-/// Adds the samples of a track's part of a fragment ("traf" in "moof", ISO/IEC 14496-12) behind those already read.
-/// `fragmentStart`: where the fragment begins in the file.
+/// Appends the samples of a track's part of a fragment ("traf" in "moof", ISO/IEC 14496-12) to those already read.
+/// `fragmentStart`: position of the fragment in the file.
 void ReadTrackFragment(const MemoryBox& box, int64_t fragmentStart, std::map<uint32_t, TrackReading>& tracks,
                        MovieTables& movie);
 

@@ -79,7 +79,7 @@ std::vector<MemoryBox> HeaderReader::Children(const MemoryBox& box, const char* 
     bool whole = true;
     auto boxes = BoxesIn(box.content, whole);
     if (!whole)
-        Fault(std::string("its box \"") + name + "\" holds one that is longer than it");
+        Fault(std::string("its box \"") + name + "\" contains a box longer than itself");
     return boxes;
 }
 
@@ -93,7 +93,7 @@ void HeaderReader::ReadDescriptions(ByteReader& bytes)
         if (bytes.Failed())
             break;
         track.tables.descriptions.push_back(code);
-        // Channels and bits of a sound description, for tables that count frames as one byte each.
+        // Channels and bits of a sound description, for tables that count each byte of a frame as one sample.
         ByteReader sound(rest);
         sound.Raw(8);
         sound.Raw(8);
@@ -117,9 +117,9 @@ void HeaderReader::ReadDurations(ByteReader& bytes)
         track.tables.headerTableTime += samples * duration;
     }
     if (bytes.Failed())
-        Fault("its table of durations is cut short");
+        Fault("its table of durations is truncated");
     if (unusual)
-        Fault("times of its samples do not rise");
+        Fault("the times of its samples do not increase");
 }
 
 void HeaderReader::ReadSizes(ByteReader& bytes)
@@ -132,7 +132,7 @@ void HeaderReader::ReadSizes(ByteReader& bytes)
         return;
     const auto entries = bytes.Raw(uint64_t{count} * 4);
     if (bytes.Failed())
-        return Fault("its table of sizes is cut short");
+        return Fault("its table of sizes is truncated");
     ByteReader reader(entries);
     track.sizes.reserve(count);
     for (uint32_t i = 0; i < count; ++i)
@@ -152,7 +152,7 @@ void HeaderReader::ReadCompactSizes(ByteReader& bytes)
             track.sizes.push_back(value & 0xF);
     }
     if (bytes.Failed())
-        Fault("its table of sizes is cut short");
+        Fault("its table of sizes is truncated");
 }
 
 void HeaderReader::ReadGroups(ByteReader& bytes)
@@ -164,11 +164,11 @@ void HeaderReader::ReadGroups(ByteReader& bytes)
             track.groups.push_back(group);
     }
     if (bytes.Failed())
-        Fault("its table of chunks is cut short");
+        Fault("its table of chunks is truncated");
     const auto rises = [](const ChunkGroup& a, const ChunkGroup& b) { return a.firstChunk >= b.firstChunk; };
     if ((!track.groups.empty() && track.groups.front().firstChunk != 1) ||
         std::ranges::adjacent_find(track.groups, rises) != track.groups.end())
-        Fault("its table of chunks does not rise from 1 on");
+        Fault("its table of chunks does not increase from 1");
 }
 
 void HeaderReader::ReadChunks(ByteReader& bytes, bool wide)
@@ -176,7 +176,7 @@ void HeaderReader::ReadChunks(ByteReader& bytes, bool wide)
     const uint32_t count = bytes.U32();
     const auto entries = bytes.Raw(uint64_t{count} * (wide ? 8 : 4));
     if (bytes.Failed())
-        return Fault("its table of chunk positions is cut short");
+        return Fault("its table of chunk positions is truncated");
     ByteReader reader(entries);
     for (uint32_t i = 0; i < count; ++i)
         track.chunks.push_back(wide ? reader.U64() : reader.U32());
@@ -264,7 +264,7 @@ void HeaderReader::Read(MovieTables& movie, std::map<uint32_t, TrackReading>& tr
 {
     const auto boxes = BoxesIn(header, allWhole);
     if (!allWhole)
-        movie.faults.emplace_back("the header is damaged: a box is longer than it");
+        movie.faults.emplace_back("the header is damaged: it contains a box longer than itself");
     for (const MemoryBox& box : boxes) {
         if (box.type != CodeOf("trak"))
             continue;

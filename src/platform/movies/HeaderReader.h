@@ -8,14 +8,14 @@
 
 namespace platform {
 
-/// Reads the tables of a movie's header ("moov", ISO/IEC 14496-12). The tables are read into memory as they are; then
-/// the chunks are walked once, each with its samples.
+/// Reads the tables of a movie's header ("moov", ISO/IEC 14496-12). The tables are read into memory as stored; then the
+/// chunks are walked once, each with its samples.
 class HeaderReader {
 public:
-    /// `header`: the content of the box, which outlives the object.
+    /// `header`: the content of the box, which must outlive the object.
     explicit HeaderReader(std::span<const uint8_t> header) : header(header) {}
 
-    /// Adds the tracks, by their numbers, and what is damaged to the movie's and the tracks' faults.
+    /// Adds the tracks, by their numbers, and adds damage to the faults of the movie or track.
     void Read(MovieTables& movie, std::map<uint32_t, TrackReading>& tracks);
 
 private:

@@ -11,7 +11,7 @@ namespace platform {
 namespace {
 
 constexpr uint64_t kMaxDescriptions = 4096;
-constexpr int64_t kLatest = int64_t{1} << 60; // of a clock in nanoseconds: 36 years
+constexpr int64_t kLatest = int64_t{1} << 60; // nanoseconds: 36 years
 
 } // namespace
 
@@ -49,7 +49,7 @@ bool JournalReplay::ReadTracks(ByteReader& bytes)
             if (const auto offset = static_cast<int64_t>(bytes.U64()); offset > -kLatest && offset < kLatest)
                 states[i].captureOffset = offset;
         const auto recordedTime = static_cast<int64_t>(bytes.Number());
-        if (bytes.Failed() || recordedTime > kLongestMedia || !ReadDescriptions(bytes, track))
+        if (bytes.Failed() || recordedTime > kMaxMediaDuration || !ReadDescriptions(bytes, track))
             return false;
         states[i].recordedTime = std::max(states[i].recordedTime, recordedTime);
     }
@@ -78,12 +78,12 @@ void JournalReplay::AddRun(const SampleRun& run)
     TrackContents& track = movie.tracks[run.track];
     TrackState& state = states[run.track];
     const bool known = run.description < track.descriptions.size() && !track.descriptions[run.description].empty();
-    // A frame for which there was no room repeats the bytes of the one before.
+    // A frame that did not fit the buffer repeats the bytes of the previous one.
     const bool repeated = run.count == 1 && state.last && run.position == state.last->position;
     const bool plausible = run.count >= 1 && run.count <= run.size &&
                            run.position >= (repeated ? kFileHeadSize : std::max(dataEnd, kFileHeadSize)) &&
                            run.duration <= INT32_MAX && run.count <= INT32_MAX && run.size / run.count <= INT32_MAX &&
-                           state.recordedTime + run.count * run.duration <= kLongestMedia;
+                           state.recordedTime + run.count * run.duration <= kMaxMediaDuration;
     if (!plausible)
         return;
     dataEnd = std::max(dataEnd, run.position + run.size);
@@ -103,7 +103,7 @@ void JournalReplay::AddRun(const SampleRun& run)
     state.recordedTime += length;
 }
 
-// Adds a track's last run, whose last sample lasts longer where something is missing behind it.
+// Adds a track's last run. Its last sample is extended if samples after it are missing.
 void JournalReplay::Join(TrackState& state, int64_t gap)
 {
     SampleRun run = *state.last;
@@ -130,7 +130,7 @@ MovieContents JournalReplay::TakeMovie()
         TrackContents& track = movie.tracks[i];
         if (states[i].last)
             Join(states[i], 0);
-        // A number that no block explained belongs to no sample either.
+        // A number that no box has declared belongs to no sample either.
         for (auto& description : track.descriptions)
             if (description.empty())
                 description = UnknownDescription(track);

@@ -10,15 +10,15 @@
 
 namespace platform {
 
-/// Puts a movie together from the blocks of its journal.
+/// Rebuilds a movie from the boxes of its journal.
 class JournalReplay {
 public:
-    /// Takes the next box. What it holds in samples of unknown kind or outside of the media data before it is left
-    /// out, as is the rest of a box that contradicts itself.
+    /// Takes the next box. Samples of an unknown kind or outside of the media data before it are left out, and so is
+    /// the rest of a box that contradicts itself.
     void Add(const JournalBox& box);
 
-    /// The movie, with edits that show all of it. Where boxes are missing the sample before lasts until the one after,
-    /// so that picture and sound stay in step behind the gap.
+    /// The movie, with edits that show all of it. Where boxes are missing, the sample before the gap lasts until the
+    /// one after it, so that picture and sound stay in sync.
     MovieContents TakeMovie();
 
     /// Size in bytes of the samples replayed so far.
@@ -27,7 +27,7 @@ public:
 private:
     struct TrackState {
         int64_t recordedTime = 0; // time of the next sample in the recording
-        int64_t firstTime = 0;    // where the first one did
+        int64_t firstTime = 0;    // the value of `recordedTime` at the first sample
         std::optional<SampleRun> last;
         std::optional<int64_t> captureOffset; // of the recording's time 0
     };
@@ -39,7 +39,7 @@ private:
 
     MovieContents movie;
     std::vector<TrackState> states;
-    int64_t dataEnd = 0; // of the run before: none may begin earlier
+    int64_t dataEnd = 0; // end of the previous run's data; no later run may start before it
     int64_t mediaBytes = 0;
 };
 

@@ -1,24 +1,24 @@
 // SPDX-License-Identifier: MIT
-// Model: one stream of bytes, filled at its end by the thread that records and emptied by the writing thread.
+// Model: one stream of bytes, appended to by the recording thread and drained by the writer thread.
 //
-// The stream waits in chunks. Those that are written go to a small pool and are filled again, so that a steady
-// recording allocates nothing and the same few chunks stay in the processor's cache; only while the disk stalls are
-// there many. A sample is copied in whole, under the lock, and the lock is never held while a thread writes: the
-// recording thread waits for the disk when the buffer is full, and then loses nothing. A caller that gives faster than
-// any disk takes is held for a moment, once, before the buffer is used: that keeps such a stream in the cache as well.
+// The stream waits in chunks. Written chunks go to a small pool and are reused, so a steady recording allocates nothing
+// and the same few chunks stay in the processor's cache; there are many chunks only while the disk stalls. A sample is
+// copied whole, under the lock, and the lock is never held while a thread writes. When the buffer is full the recording
+// thread waits for the disk, and then loses nothing. A caller that delivers faster than any disk can write is held back
+// for a moment, once, before the buffer is used: that keeps such a stream in the cache as well.
 //
-// The writing thread writes as soon as a chunk is full, or a fifth of a second after data came. A second thread asks
-// the disk to make durable what was written: that can take long on a busy disk, and writing goes on meanwhile.
+// The writer thread writes as soon as a chunk is full, or a fifth of a second after data arrived. A second thread syncs
+// what was written: that can take long on a busy disk, and writing continues meanwhile.
 //
-// Corrections (the header of a fragment, over the box that replaced it) refer to bytes of the stream. The system
+// Corrections (the header of a fragment, over the box that held its place) refer to bytes of the stream. The system
 // writes its cache to the disk in any order, so after a power failure a header could be there without its samples. A
 // correction therefore waits beside the stream until a sync has made durable what it refers to, and becomes durable
-// itself with the sync of the next one, or at the end. That takes as many syncs as without the order and delays
+// itself with the next sync or at the end. This takes no more syncs than unordered corrections would and delays
 // nothing: appending and writing never wait for a correction. The price is that after a power failure plain readers may
-// miss one fragment more; the journal behind each fragment is part of the stream, so recovery does not.
+// miss one more fragment; the journal behind each fragment is part of the stream, so recovery does not.
 //
-// The first failure of either thread ends the writing. What waits is dropped, since bytes behind a gap are of no use,
-// and every later call gets the failure.
+// The first failure of either thread ends the writing. Pending data is dropped, since bytes after a gap are useless,
+// and every later call returns the failure.
 #include "platform/movies/MediaDataWriter.h"
 
 #include <algorithm>
@@ -29,17 +29,17 @@
 namespace platform {
 namespace {
 
-// One chunk is one write. No power of two: the system then takes the largest blocks of memory it can get for its
-// cache, which was measured to make writing three to seven times as expensive on a virtual machine.
+// One chunk is one write. Not a power of two: the system would then take the largest blocks of memory it can get for
+// its cache, which was measured to make writing three to seven times as expensive on a virtual machine.
 constexpr size_t kChunkSize = size_t{600} << 10;
 // Chunks in use that fit the processor's cache: with 16 MB of them the stream was measured to be a third slower.
 constexpr int64_t kMuch = int64_t{6} << 20;
 constexpr int64_t kLittle = kMuch / 4;
 constexpr size_t kFreeChunks = kMuch / kChunkSize;
 constexpr auto kMoment = std::chrono::milliseconds(50);
-constexpr auto kLongestWait = std::chrono::milliseconds(200);
+constexpr auto kMaxWait = std::chrono::milliseconds(200);
 
-// Two seconds of the largest pictures without compression, but no more than an eighth of the machine's memory.
+// Two seconds of the largest uncompressed pictures, but at most an eighth of the machine's memory.
 int64_t BufferForThisMachine()
 {
     constexpr int64_t kLargest = int64_t{512} << 20;
@@ -47,7 +47,7 @@ int64_t BufferForThisMachine()
     return std::min(kLargest, std::max<int64_t>(memory / 8, kChunkSize));
 }
 
-// Signals are the main thread's. That of a file grown past the allowed size would else end the process.
+// Signals belong to the main thread. The one for a file that exceeds the allowed size would otherwise end the process.
 void BlockSignals()
 {
     sigset_t all;
@@ -61,7 +61,7 @@ MediaDataWriter::MediaDataWriter(std::unique_ptr<OutputFile> outputFile, int64_t
     : file(std::move(outputFile)),
       limit(bufferLimit > 0 ? bufferLimit : BufferForThisMachine()),
       end(position),
-      roomEnd(file->KeepRoom(position)),
+      writableEnd(file->Reserve(position)),
       writtenEnd(position),
       syncedEnd(position),
       writer([this] { WriterLoop(); }),
@@ -96,13 +96,13 @@ Result MediaDataWriter::Append(std::span<const uint8_t> bytes)
     return noErr;
 }
 
-bool MediaDataWriter::WaitForRoom(int64_t size, int64_t beyondLimit)
+bool MediaDataWriter::WaitForSpace(int64_t size, int64_t beyondLimit)
 {
-    // A sample larger than the whole buffer goes in when nothing else waits.
+    // A sample larger than the whole buffer is accepted when nothing else is pending.
     const auto fits = [&] { return failure != noErr || waiting == 0 || waiting + size <= limit + beyondLimit; };
     std::unique_lock lock(mutex);
     if ((waiting > kMuch || !fits()) && !stalled)
-        stalled = !roomMade.wait_for(lock, kMoment, [&] { return failure != noErr || waiting <= kLittle; });
+        stalled = !spaceFreed.wait_for(lock, kMoment, [&] { return failure != noErr || waiting <= kLittle; });
     return fits();
 }
 
@@ -129,16 +129,16 @@ bool MediaDataWriter::WaitForFinish(std::chrono::milliseconds time)
     return finishDone.wait_for(lock, time, [&] { return finished; });
 }
 
-void MediaDataWriter::KeepRoom(int64_t bytes)
+void MediaDataWriter::Reserve(int64_t bytes)
 {
     const std::lock_guard lock(mutex);
-    keptBehind = bytes;
+    reservedBeyondEnd = bytes;
 }
 
-int64_t MediaDataWriter::RoomEnd() const
+int64_t MediaDataWriter::WritableEnd() const
 {
     const std::lock_guard lock(mutex);
-    return roomEnd;
+    return writableEnd;
 }
 
 void MediaDataWriter::AddToChunks(std::span<const uint8_t> bytes)
@@ -163,7 +163,7 @@ MediaDataWriter::Chunk MediaDataWriter::TakeFreeChunk()
     return chunk;
 }
 
-// Asked for by the first correction that waits: where they come faster than syncs return, one sync serves several.
+// Requested by the first pending correction: if corrections come faster than syncs return, one sync serves several.
 bool MediaDataWriter::IsSyncDue() const
 {
     return failure == noErr && !corrections.empty() && corrections.front().after > syncedEnd &&
@@ -175,7 +175,7 @@ Result MediaDataWriter::Flush()
     std::unique_lock lock(mutex);
     hurry = true;
     dataWaits.notify_one();
-    roomMade.wait(lock, [&] { return failure != noErr || (waiting == 0 && corrections.empty()); });
+    spaceFreed.wait(lock, [&] { return failure != noErr || (waiting == 0 && corrections.empty()); });
     hurry = false;
     return failure;
 }
@@ -203,7 +203,7 @@ bool MediaDataWriter::IsChunkFull() const
     return !queue.empty() && queue.front().filled == kChunkSize;
 }
 
-// At the destruction no more syncs come.
+// During destruction no more syncs come.
 bool MediaDataWriter::IsCorrectionDue() const
 {
     return !corrections.empty() && corrections.front().after <= (stopping ? writtenEnd : syncedEnd);
@@ -229,11 +229,11 @@ void MediaDataWriter::WriterLoop()
         if (stopping && waiting == 0 && corrections.empty())
             break;
         if (stalled || waiting <= kLittle)
-            roomMade.notify_all();
+            spaceFreed.notify_all();
     }
     finished = true;
     finishDone.notify_all();
-    roomMade.notify_all();
+    spaceFreed.notify_all();
 }
 
 void MediaDataWriter::WriteChunk(std::unique_lock<std::mutex>& lock)
@@ -242,17 +242,17 @@ void MediaDataWriter::WriteChunk(std::unique_lock<std::mutex>& lock)
         return IsChunkFull() || hurry || stopping || last ||
                (!corrections.empty() && corrections.back().after > writtenEnd);
     };
-    dataWaits.wait_for(lock, kLongestWait, isUrgent);
-    // The bytes stay where they are: the recording thread only adds behind them.
+    dataWaits.wait_for(lock, kMaxWait, isUrgent);
+    // The bytes do not move: the recording thread only appends.
     const Chunk& chunk = queue.front();
     const std::span bytes(chunk.bytes.get() + chunk.written, chunk.filled - chunk.written);
     const int64_t position = writtenEnd;
-    const int64_t wantedEnd = end + keptBehind;
+    const int64_t wantedEnd = end + reservedBeyondEnd;
     lock.unlock();
-    const int64_t room = file->KeepRoom(wantedEnd);
+    const int64_t writable = file->Reserve(wantedEnd);
     const Result result = file->Write(bytes, position);
     lock.lock();
-    roomEnd = room;
+    writableEnd = writable;
     KeepFailure(result);
     if (result == noErr)
         NoteWritten(bytes.size());
@@ -280,7 +280,7 @@ void MediaDataWriter::WriteLast(std::unique_lock<std::mutex>& lock)
         result = file->Write(last->bytes, last->position);
     if (result == noErr)
         result = file->Sync();
-    file->ReleaseRoom();
+    file->ReleaseReserved();
     lock.lock();
     KeepFailure(result);
     finished = true;
@@ -297,7 +297,7 @@ void MediaDataWriter::NoteWritten(size_t bytes)
 {
     Chunk& chunk = queue.front();
     chunk.written += bytes;
-    // A chunk that is not full yet may have been added to meanwhile.
+    // A chunk that is not full yet may have been appended to meanwhile.
     if (chunk.written == chunk.filled) {
         chunk.filled = chunk.written = 0;
         if (freeChunks.size() < kFreeChunks)
@@ -326,7 +326,7 @@ void MediaDataWriter::SyncLoop()
         if (result == noErr)
             syncedEnd = target;
         dataWaits.notify_one();
-        roomMade.notify_all();
+        spaceFreed.notify_all();
     }
 }
 

@@ -16,58 +16,58 @@
 
 namespace platform {
 
-/// Carries the media data of a recording to its file, on threads of its own.
+/// Writes the media data of a recording to its file, on its own threads.
 class MediaDataWriter {
 public:
-    /// Takes over a file and writes to it from `position` on. At most `limit` bytes wait in memory; 0 chooses it by
-    /// the machine's memory.
+    /// Takes over a file and writes to it from `position` on. At most `limit` bytes are buffered in memory; 0 derives
+    /// the limit from the machine's memory.
     MediaDataWriter(std::unique_ptr<OutputFile> file, int64_t position, int64_t limit = 0);
 
-    /// Writes what waits and ends the threads.
+    /// Writes all pending data and ends the threads.
     ~MediaDataWriter();
 
-    /// Copies bytes to the end, whether the buffer has room for them or not. A failure of the threads, now or earlier,
-    /// is the result; then nothing is taken any more.
+    /// Appends a copy of the bytes, even beyond the limit. Returns the first failure of the threads, if any; nothing is
+    /// accepted after one.
     Result Append(std::span<const uint8_t> bytes);
 
-    /// True when `size` more bytes fit into the buffer and `beyondLimit` bytes behind it. Waits for a moment where much
-    /// has been given at once or the buffer has become full; a caller that goes on is not held again before the disk
-    /// has caught up.
-    bool WaitForRoom(int64_t size, int64_t beyondLimit = 0);
+    /// Whether `size` more bytes fit into the buffer, which may exceed its limit by `beyondLimit` bytes. Waits a moment
+    /// if much data arrived at once or the buffer has just become full. A caller that continues is not held back again
+    /// before the disk has caught up.
+    bool WaitForSpace(int64_t size, int64_t beyondLimit = 0);
 
-    /// Writes bytes over those at `position`, once all that was appended before survives a power failure: what is
-    /// written there may refer to it. Returns at once; the sync is requested here. At most one page of memory.
+    /// Overwrites the bytes at `position` once everything appended so far is durable, so that the new bytes may refer
+    /// to it. Returns at once; the sync is requested here. At most one page of memory.
     void Overwrite(std::span<const uint8_t> bytes, int64_t position);
 
-    /// Waits until all bytes are with the system.
+    /// Waits until the system has all bytes.
     Result Flush();
 
-    /// Lets the thread write all, make it durable, then write `last` at `position` and make that durable. Nothing is
-    /// appended after this.
+    /// Lets the thread write everything and make it durable, then write `last` at `position` and make that durable.
+    /// Nothing may be appended afterwards.
     void Finish(std::span<const uint8_t> last, int64_t position);
 
-    /// Waits until that is done. False when it isn't within the time.
+    /// Waits until that is done. Returns false after the timeout.
     bool WaitForFinish(std::chrono::milliseconds time);
 
-    /// Bytes behind the last one appended for which room on the disk is kept.
-    void KeepRoom(int64_t bytes);
+    /// Sets how many bytes to keep reserved on the disk beyond the last appended one.
+    void Reserve(int64_t bytes);
 
     /// The file, for what is done with it after `Flush`.
     OutputFile& File() { return *file; }
 
-    /// Up to where the file can grow, as it was known last.
-    int64_t RoomEnd() const;
+    /// The position up to which the file can grow, as last known.
+    int64_t WritableEnd() const;
 
-    /// Where the next byte will stand.
+    /// The position of the next byte.
     int64_t End() const { return end; }
 
-    /// Bytes that wait in memory.
+    /// Bytes pending in memory.
     int64_t Waiting() const;
 
-    /// Where the bytes end that are with the system.
+    /// End of the bytes that the system has.
     int64_t Written() const;
 
-    /// Bytes that may wait in memory.
+    /// Maximum number of bytes pending in memory.
     int64_t Limit() const { return limit; }
 
     /// The first failure of the threads.
@@ -80,7 +80,7 @@ private:
         size_t written = 0;
     };
     struct Correction {
-        int64_t after; // what has to be durable before
+        int64_t after; // what must be durable first
         int64_t position;
         std::vector<uint8_t> bytes;
     };
@@ -101,11 +101,11 @@ private:
 
     std::unique_ptr<OutputFile> file;
     int64_t limit;
-    int64_t end; // of the appending thread alone
+    int64_t end; // appending thread only
 
     mutable std::mutex mutex;
     std::condition_variable dataWaits;
-    std::condition_variable roomMade;
+    std::condition_variable spaceFreed;
     std::condition_variable syncWanted;
     std::condition_variable finishDone;
     std::deque<Chunk> queue; // the last one is being filled
@@ -113,12 +113,12 @@ private:
     std::deque<Correction> corrections;
     std::optional<Correction> last;
     bool finished = false;
-    int64_t keptBehind = 0;
-    int64_t roomEnd = INT64_MAX;
+    int64_t reservedBeyondEnd = 0;
+    int64_t writableEnd = INT64_MAX;
     int64_t waiting = 0;
     int64_t writtenEnd;
-    int64_t syncedEnd;    // what lies before is durable
-    bool stalled = false; // much has been waiting for longer than a moment
+    int64_t syncedEnd;    // everything before it is durable
+    bool stalled = false; // much data has been pending for longer than a moment
     bool hurry = false;
     bool stopping = false;
     Result failure = noErr;

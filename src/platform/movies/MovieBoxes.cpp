@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// One function for each box that both forms of a movie have, the finished one and the fragmented one:
+// One function for each box that both the finished and the fragmented movie contain:
 //
 //   moov(mvhd trak(tkhd edts(elst) mdia(mdhd hdlr minf(vmhd|smhd hdlr dinf(dref) stbl(stsd ...)))))
 //
-// Times are written in 32 bits unless they need 64, which older readers like better.
+// Times are written in 32 bits unless they need 64, since older readers handle that better.
 #include "platform/movies/MovieBoxes.h"
 
 #include "platform/movies/SampleDescriptions.h"
@@ -25,8 +25,8 @@ void PutIdentityMatrix(ByteWriter& out)
         out.U32(entry);
 }
 
-// "tkhd": a track's place in the movie. The size is that of its pictures as they are shown, whatever size the track was
-// made with: several readers take the shape of the picture from here.
+// "tkhd": the track header. The size is the display size of the track's pictures, whatever size the track was created
+// with: several readers take the aspect ratio from here.
 void PutTrackHead(ByteWriter& out, const TrackBox& box)
 {
     constexpr uint32_t kEnabledInMoviePreviewAndPoster = 15;
@@ -51,7 +51,7 @@ void PutTrackHead(ByteWriter& out, const TrackBox& box)
     out.U32(static_cast<uint32_t>(size.height));
 }
 
-// "elst": which pieces of the media the track shows, one after the other.
+// "elst": the pieces of the media that the track shows, in order.
 void PutEditList(ByteWriter& out, const std::vector<Edit>& edits)
 {
     uint8_t version = 0;
@@ -77,7 +77,7 @@ void PutEdits(ByteWriter& out, const std::vector<Edit>& edits)
     PutEditList(out, edits);
 }
 
-// "mdhd": the media's clock and length.
+// "mdhd": the media's time scale and duration.
 void PutMediaHead(ByteWriter& out, const TrackBox& box)
 {
     const Box head(out, "mdhd");
@@ -91,7 +91,7 @@ void PutMediaHead(ByteWriter& out, const TrackBox& box)
     out.U16(0); // quality
 }
 
-// "hdlr": what reads the media or its data.
+// "hdlr": the handler of the media or of its data.
 void PutHandler(ByteWriter& out, std::string_view kind, FourCharCode type, std::string_view name)
 {
     const Box box(out, "hdlr");
@@ -104,7 +104,7 @@ void PutHandler(ByteWriter& out, std::string_view kind, FourCharCode type, std::
         out.U8(static_cast<uint8_t>(letter));
 }
 
-// "vmhd": how pictures are put on the screen: copied, by way of dithering where colours are short.
+// "vmhd": how pictures are drawn: copied, with dithering on screens of few colours.
 void PutVideoMediaHead(ByteWriter& out)
 {
     const Box box(out, "vmhd");
@@ -114,7 +114,7 @@ void PutVideoMediaHead(ByteWriter& out)
         out.U16(0x8000);
 }
 
-// "smhd": the balance of sound, in the middle.
+// "smhd": the balance of sound, centred.
 void PutSoundMediaHead(ByteWriter& out)
 {
     const Box box(out, "smhd");
@@ -122,7 +122,7 @@ void PutSoundMediaHead(ByteWriter& out)
     out.U32(0);
 }
 
-// "dref": the one place where data lies, this file itself.
+// "dref": the one data reference, to this file itself.
 void PutDataReferences(ByteWriter& out)
 {
     constexpr uint32_t kSameFile = 1;
@@ -140,7 +140,7 @@ void PutDataInformation(ByteWriter& out)
     PutDataReferences(out);
 }
 
-// "stsd": what the samples are.
+// "stsd": the sample descriptions.
 void PutSampleDescriptions(ByteWriter& out, const TrackContents& track)
 {
     const Box box(out, "stsd");
@@ -150,7 +150,7 @@ void PutSampleDescriptions(ByteWriter& out, const TrackContents& track)
         out.Raw(description);
 }
 
-// "stbl": holds the tables of the samples.
+// "stbl": holds the sample tables.
 void PutSampleTables(ByteWriter& out, const TrackBox& track, const TablesWriter& putTables)
 {
     const Box box(out, "stbl");
@@ -158,7 +158,7 @@ void PutSampleTables(ByteWriter& out, const TrackBox& track, const TablesWriter&
     putTables(out);
 }
 
-// "gmhd": the media head of media that are neither pictures nor sound; with "tcmi", how a player writes the timecode.
+// "gmhd": the media header for other media than video and sound; with "tcmi", how a player displays the timecode.
 void PutTimecodeMediaHead(ByteWriter& out)
 {
     constexpr std::string_view kFont = "Helvetica";
@@ -184,7 +184,7 @@ void PutTimecodeMediaHead(ByteWriter& out)
         out.U8(static_cast<uint8_t>(letter));
 }
 
-// "minf": how the media is handled, where its data lies and what its samples are.
+// "minf": the handler, the data references and the sample tables of the media.
 void PutMediaInformation(ByteWriter& out, const TrackBox& track, const TablesWriter& putTables)
 {
     const Box box(out, "minf");
@@ -216,7 +216,7 @@ void PutMedia(ByteWriter& out, const TrackBox& track, const TablesWriter& putTab
     PutMediaInformation(out, track, putTables);
 }
 
-// "tref": the track with the timecode of these pictures.
+// "tref": refers to the track with the timecode of these pictures.
 void PutTimecodeReference(ByteWriter& out, const TrackBox& track)
 {
     const auto& tracks = track.movie.tracks;
@@ -285,7 +285,7 @@ void PutTrack(ByteWriter& out, const TrackBox& track, const TablesWriter& putTab
     PutMedia(out, track, putTables);
 }
 
-// "udta": what else is to be known: the code of the program that made the movie, as "cre8", and the recording date.
+// "udta": user data: the creator code of the program as "cre8", and the recording date.
 void PutUserData(ByteWriter& out, const MovieContents& movie)
 {
     const Box box(out, "udta");

@@ -10,7 +10,7 @@
 
 namespace platform {
 
-/// What a box "trak" holds besides its sample tables.
+/// The content of a "trak" box besides its sample tables.
 struct TrackBox {
     const MovieContents& movie;
     size_t index;
@@ -18,22 +18,22 @@ struct TrackBox {
     std::vector<Edit> edits; ///< durations in units of `kFileTimeScale`
 };
 
-/// Writes the boxes of "stbl" behind "stsd".
+/// Writes the boxes that follow "stsd" in "stbl".
 using TablesWriter = std::function<void(ByteWriter&)>;
 
-/// The first four bytes of most boxes.
+/// Writes version and flags, the first four bytes of most boxes.
 void PutVersionAndFlags(ByteWriter& out, uint8_t version, uint32_t flags);
 
-/// A time or position: 64 bits in version 1, else 32.
+/// Writes a time or position: 64 bits in version 1, otherwise 32.
 void PutTime(ByteWriter& out, uint8_t version, uint64_t time);
 
-/// "mvhd": the movie's clock and length, in units of `kFileTimeScale`.
+/// "mvhd": the movie's time scale and duration, in units of `kFileTimeScale`.
 void PutMovieHead(ByteWriter& out, const MovieContents& movie, int64_t duration);
 
 /// "trak": one track, number `index` + 1.
 void PutTrack(ByteWriter& out, const TrackBox& track, const TablesWriter& putTables);
 
-/// "udta": what else is to be known: the code of the program that made the movie, as "cre8".
+/// "udta": user data: the creator code of the program as "cre8", and the recording date.
 void PutUserData(ByteWriter& out, const MovieContents& movie);
 
 } // namespace platform

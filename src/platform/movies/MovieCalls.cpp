@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The published calls on movies, tracks and media: numbers and addresses become objects, and `MovieStorage` and
+// The published calls on movies, tracks and media: they convert numbers and addresses to objects; `MovieStorage` and
 // `MovieTrack` do the work.
 //
-// A movie and its data handler are numbers for one `MovieStorage`, a track and its media for one `MovieTrack`; the
-// storage lives as long as any of them. Closing the data handler closes the file; the movie's numbers stay valid after
-// it. The tables end with the process, and with them each storage still open: it then writes what waits and closes its
-// file, which can be recovered.
+// A movie and its data handler are numbers of one `MovieStorage`, a track and its media numbers of one `MovieTrack`.
+// The storage lives as long as any of them. Closing the data handler closes the file; the movie's numbers stay valid.
+// At the end of the process the tables are destroyed, and with them each storage that is still open: it writes its
+// pending data and closes its file, which can be recovered.
 #include "platform/movies/Movies.h"
 
 #include "platform/memory/ReferenceTable.h"
@@ -45,7 +45,7 @@ ReferenceTable<MovieTrack>& AllMedia()
     return table;
 }
 
-// Ends the numbers of a movie's tracks or media.
+// Removes the numbers of a movie's tracks or media.
 void RemoveAllOf(const std::shared_ptr<MovieStorage>& storage, ReferenceTable<MovieTrack>& table)
 {
     for (const int32_t number : table.Numbers())

@@ -35,13 +35,13 @@ void CheckBoxes(const MovieTables& movie, int64_t fileSize, Faults& faults)
         faults.push_back("the file ends " + std::to_string(last.end - fileSize) + " bytes before its last box, \"" +
                          TextOf(last.type) + "\" at " + std::to_string(last.start) + ", does");
     else if (last.end < fileSize || !std::ranges::all_of(movie.boxes, IsBoxType, &FileBox::type))
-        faults.push_back("at " + std::to_string(last.start) + " there is no box, but " +
-                         std::to_string(fileSize - last.start) + " bytes of something else");
+        faults.push_back("at " + std::to_string(last.start) + " there is no box but " +
+                         std::to_string(fileSize - last.start) + " bytes of other data");
     if (!movie.hasHeader)
         faults.emplace_back("there is no header");
 }
 
-// Counts what is wrong with the ranges of a track, and keeps where that begins.
+// Counts the faulty ranges of a track and keeps where the first one starts.
 class RangeFault {
 public:
     void Add(const SampleRange& range)
@@ -70,7 +70,7 @@ void CheckRanges(const TrackTables& track, const std::vector<FileBox>& media, in
     for (const SampleRange& range : track.ranges) {
         const bool fits = range.position >= 0 && range.size <= INT64_MAX - range.position;
         const int64_t end = fits ? range.position + range.size : INT64_MAX;
-        // The box that begins last before the range.
+        // The last box that starts before the range.
         auto box = std::ranges::upper_bound(media, range.position, {}, &FileBox::content);
         const bool inside = box != media.begin() && end <= (--box)->end;
         if (end > fileSize)
@@ -80,8 +80,8 @@ void CheckRanges(const TrackTables& track, const std::vector<FileBox>& media, in
         if (range.description == 0 || range.description > track.descriptions.size())
             undescribed.Add(range);
     }
-    beyondEnd.Report("lie beyond the end of the file", faults);
-    outside.Report("lie outside of the media data", faults);
+    beyondEnd.Report("are beyond the end of the file", faults);
+    outside.Report("are outside of the media data", faults);
     undescribed.Report("have no description", faults);
 }
 
@@ -89,18 +89,18 @@ void CheckTrack(TrackTables& track, const std::vector<FileBox>& media, int64_t f
 {
     CheckRanges(track, media, fileSize, track.faults);
     if (track.hasSyncTable && !std::ranges::is_sorted(track.syncSamples, std::less_equal()))
-        track.faults.emplace_back("its table of key frames does not rise");
+        track.faults.emplace_back("its table of key frames does not increase");
     if (!track.syncSamples.empty() &&
         (track.syncSamples.front() == 0 || track.syncSamples.back() > track.headerSamples))
-        track.faults.emplace_back("its table of key frames names samples that it does not have");
-    // Fragments leave the duration in the header to its own samples, or at 0, or to all.
+        track.faults.emplace_back("its table of key frames refers to samples that do not exist");
+    // In a fragmented movie the header's duration may be that of its own samples, 0, or the whole duration.
     if (track.headerDuration != track.headerTableTime && track.headerDuration != track.duration &&
         track.samples == track.headerSamples)
-        track.faults.push_back("its header says a duration of " + std::to_string(track.headerDuration) +
+        track.faults.push_back("its header has a duration of " + std::to_string(track.headerDuration) +
                                ", its samples last " + std::to_string(track.headerTableTime));
 }
 
-// The journal of a recording of this system, beside the tables that were made of it.
+// The journal of a recording of this system, compared with the tables that were made from it.
 void CheckJournal(const RecordingFile& recording, const CheckedMovie& found, Faults& faults)
 {
     const auto boxes = recording.ReadJournal();
@@ -127,7 +127,7 @@ void CheckJournal(const RecordingFile& recording, const CheckedMovie& found, Fau
             inHeader += track.mediaType == type ? track.duration : 0;
         if (inJournal != inHeader)
             faults.push_back("the journal's \"" + TextOf(type) + "\" lasts " + std::to_string(inJournal) +
-                             " units, that of the header " + std::to_string(inHeader));
+                             " units, the header's " + std::to_string(inHeader));
     }
 }
 
@@ -159,7 +159,7 @@ Result CheckMovie(const std::string& path, CheckedMovie& found)
         found.isCutOff = !recording.IsFinished();
         CheckJournal(recording, found, found.faults);
         if (found.isCutOff)
-            found.faults.emplace_back("the recording was cut off");
+            found.faults.emplace_back("the recording was interrupted");
     }
     return noErr;
 }

@@ -10,11 +10,11 @@
 
 namespace platform {
 
-/// What a check of a movie file found.
+/// The result of checking a movie file.
 struct CheckedMovie {
-    std::vector<std::string> faults; ///< of the file, a line each; those of a track are with the track
+    std::vector<std::string> faults; ///< of the file, one per line; those of a track are in the track
     std::vector<TrackTables> tracks;
-    bool isCutOff = false; ///< a recording of this system that recovery can finish
+    bool isCutOff = false; ///< an interrupted recording of this system, which recovery can finish
 
     /// Whether no fault was found.
     bool IsWhole() const
@@ -24,11 +24,11 @@ struct CheckedMovie {
 };
 
 /// Checks whether a QuickTime or MP4 file of any program is whole: its boxes follow one another up to its end, each
-/// sample lies inside of its media data, the tables agree with one another, and times rise. Of a recording of this
-/// system the journal is checked as well: no box of it is missing or damaged, and it tells the same samples as the
-/// header. What is inside the samples is not looked at. Changes nothing.
-/// `fnfErr` and the like for a file that can't be read, `invalidMovie` for one that is no movie, `fBsyErr` for one that
-/// is being recorded.
+/// sample is inside the media data, the tables agree with one another, and times increase. For a recording of this
+/// system it also checks that no box of the journal is missing or damaged and that the journal lists the same samples
+/// as the header. The samples themselves are not decoded. Changes nothing.
+/// Returns `fnfErr` and the like for a file that can't be read, `invalidMovie` for a file that is not a movie,
+/// `fBsyErr` for a movie that is being recorded.
 Result CheckMovie(const std::string& path, CheckedMovie& found);
 
 } // namespace platform

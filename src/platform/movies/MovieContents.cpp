@@ -25,7 +25,7 @@ void InsertEdit(std::vector<Edit>& edits, int64_t at, const Edit& piece, int32_t
         start += edits[place++].duration;
     const int64_t into = at - start;
     if (into > 0 && place < edits.size()) {
-        // The edit that runs at that time is cut in two.
+        // Split the edit that contains this time.
         Edit rest = edits[place];
         rest.duration -= into;
         if (rest.mediaTime >= 0)

@@ -20,21 +20,21 @@ struct FileBox {
     int64_t end = 0;
 };
 
-/// The bytes of a movie file of any program, read only. Every access is checked against its size.
+/// Read-only access to the bytes of a movie file of any program. Every access is checked against the file's size.
 class MovieFile {
 public:
-    /// `fnfErr` for no such file, `permErr` for one that may not be read, `invalidMovie` for one that is no regular
-    /// file.
+    /// Returns `fnfErr` if the file does not exist, `permErr` if it may not be read, `invalidMovie` if it is not a
+    /// regular file.
     Result Open(const std::string& path);
 
     /// Size of the file in bytes.
     int64_t Size() const { return size; }
 
-    /// Reads as many bytes as the file has there, and returns how many.
+    /// Reads at most as many bytes as the file has there, and returns how many.
     size_t Read(int64_t position, std::span<uint8_t> bytes) const;
 
-    /// The boxes that follow one another from `start` to `end`. One that reaches beyond `end` is the last one, and
-    /// keeps its length; so is one whose length is none.
+    /// The boxes from `start` to `end`, one after the other. A box that reaches beyond `end` is the last one and keeps
+    /// its length, and so is a box with an invalid length.
     std::vector<FileBox> Boxes(int64_t start, int64_t end) const;
 
 private:

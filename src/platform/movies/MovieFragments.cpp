@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 // A movie that is being written:
 //
-//   ftyp  free(the room)  moov(mvhd trak... mvex(mehd trex...))  free  { moof(mfhd traf(tfhd tfdt trun...)...) free
+//   ftyp  free(reserved)  moov(mvhd trak... mvex(mehd trex...))  free  { moof(mfhd traf(tfhd tfdt trun...)...) free
 //   mdat uuid }...
 //
-// Samples go to the file as they come. In front of those of a fragment place is kept, in which an "mdat" up to the end
-// of the file begins; once the fragment is whole, that is overwritten with its "moof" and the head of its own "mdat".
-// In the same way the initial header is overwritten with each fragment: it says how long the movie is by now, and
-// which descriptions there are. A track that never gets samples is not in the file. So every reader sees a whole movie
-// at each moment.
+// Samples are written as they arrive. In front of a fragment's samples space is reserved, in which an "mdat" up to the
+// end of the file starts; once the fragment is complete, it is overwritten with the fragment's "moof" and the head of
+// its own "mdat". The initial header is overwritten with each fragment in the same way: it has the present duration and
+// the descriptions known so far. A track that never gets samples is not in the file. So readers see a complete movie at
+// every moment.
 //
-// A buffer of sound is one sample of its fragment, as readers keep an entry for each sample in memory: a frame of every
-// channel each would be hundreds of millions in an hour. The finished movie counts frames.
+// A sound buffer is one sample of its fragment, since readers keep an entry for each sample in memory: one per sample
+// frame would be hundreds of millions in an hour. The finished movie counts sample frames.
 #include "platform/movies/MovieFragments.h"
 
 #include "platform/movies/MovieBoxes.h"
@@ -26,7 +26,7 @@ constexpr size_t kBoxHeadSize = 8;
 constexpr uint32_t kSyncSample = 0x02000000;
 constexpr uint32_t kOtherSample = 0x01010000;
 
-// Bytes of the boxes below, to know when the place in front of a fragment is used up.
+// Sizes of the boxes below, to know when the space in front of a fragment is used up.
 constexpr size_t kFragmentBytes = kBoxHeadSize + 16;
 constexpr size_t kTrackFragmentBytes = kBoxHeadSize + 32 + 20;
 constexpr size_t kTrackRunBytes = 20;
@@ -58,7 +58,7 @@ void PutNoTables(ByteWriter& out)
     }
 }
 
-// "trex": what samples of a track have in common, which each fragment says itself.
+// "trex": the defaults of a track's samples; here each fragment has its own values.
 void PutTrackExtends(ByteWriter& out, size_t track)
 {
     const Box box(out, "trex");
@@ -68,7 +68,7 @@ void PutTrackExtends(ByteWriter& out, size_t track)
     out.Zeros(12);
 }
 
-// "mehd": how long all fragments together are.
+// "mehd": the total duration of all fragments.
 void PutMovieExtendsHead(ByteWriter& out, const MovieContents& movie)
 {
     double seconds = 0;
@@ -80,7 +80,7 @@ void PutMovieExtendsHead(ByteWriter& out, const MovieContents& movie)
     out.U64(static_cast<uint64_t>(seconds * kFileTimeScale));
 }
 
-// "mvex": the samples are in fragments.
+// "mvex": says that the samples are in fragments.
 void PutMovieExtends(ByteWriter& out, const MovieContents& movie)
 {
     const Box box(out, "mvex");
@@ -101,7 +101,7 @@ void PutInitialMovie(ByteWriter& out, const MovieContents& movie)
     PutUserData(out, movie);
 }
 
-// "tfhd": which track and which description, and that positions count from the fragment's head.
+// "tfhd": the track and the sample description; positions are relative to the start of the fragment.
 void PutTrackFragmentHead(ByteWriter& out, const SampleRun& run, int64_t base)
 {
     constexpr uint32_t kBaseDescriptionAndFlags = 0x000001 | 0x000002 | 0x000020;
@@ -132,7 +132,7 @@ std::vector<uint8_t> FileHead()
 {
     ByteWriter out;
     PutFileType(out);
-    PutFree(out, kRoomSize);
+    PutFree(out, kReservedSize);
     PutFree(out, kFileHeadSize - out.Size());
     return TakeBytes(out);
 }
@@ -142,28 +142,29 @@ std::vector<uint8_t> MediaDataHead(int64_t headerPosition)
     ByteWriter out;
     out.U32(1); // the length has 64 bits
     out.U32(CodeOf("mdat"));
-    out.U64(static_cast<uint64_t>(headerPosition - kRoomPosition));
+    out.U64(static_cast<uint64_t>(headerPosition - kReservedPosition));
     return TakeBytes(out);
 }
 
 std::vector<uint8_t> FinishedFront(int64_t headerPosition)
 {
     auto front = FileHead();
-    front.resize(kRoomPosition);
+    front.resize(kReservedPosition);
     const auto head = MediaDataHead(headerPosition);
     front.insert(front.end(), head.begin(), head.end());
     return front;
 }
 
-int64_t HeaderPositionIn(std::span<const uint8_t> room)
+int64_t HeaderPositionIn(std::span<const uint8_t> reserved)
 {
-    ByteReader bytes(room);
+    ByteReader bytes(reserved);
     const uint32_t size = bytes.U32();
     const uint32_t type = bytes.U32();
     const uint64_t length = bytes.U64();
-    if (bytes.Failed() || size != 1 || type != CodeOf("mdat") || length < kRoomSize || length > uint64_t{INT64_MAX} / 2)
+    if (bytes.Failed() || size != 1 || type != CodeOf("mdat") || length < kReservedSize ||
+        length > uint64_t{INT64_MAX} / 2)
         return 0;
-    return static_cast<int64_t>(length) + kRoomPosition;
+    return static_cast<int64_t>(length) + kReservedPosition;
 }
 
 std::vector<uint8_t> InitialHeader(const MovieContents& movie)
@@ -190,15 +191,16 @@ void MovieFragment::Begin(int64_t position)
 {
     head = position;
     runs.clear();
-    room = kHeadSize - 2 * kBoxHeadSize - kFragmentBytes; // the rest becomes "free", and then comes the head of "mdat"
+    headSpace =
+        kHeadSize - 2 * kBoxHeadSize - kFragmentBytes; // the rest becomes "free", followed by the head of "mdat"
 }
 
-bool MovieFragment::HasRoomFor(const SampleRun& run) const
+bool MovieFragment::HasSpaceFor(const SampleRun& run) const
 {
-    constexpr int64_t kLargestFragment = int64_t{1} << 30;
+    constexpr int64_t kMaxFragment = int64_t{1} << 30;
     const auto samples = static_cast<size_t>(std::min<int64_t>(run.count, kHeadSize));
-    return kTrackFragmentBytes + kTrackRunBytes + kSampleBytes * samples <= room &&
-           run.position + run.size - head <= kLargestFragment;
+    return kTrackFragmentBytes + kTrackRunBytes + kSampleBytes * samples <= headSpace &&
+           run.position + run.size - head <= kMaxFragment;
 }
 
 void MovieFragment::Add(const SampleRun& run, int64_t mediaTime)
@@ -206,8 +208,8 @@ void MovieFragment::Add(const SampleRun& run, int64_t mediaTime)
     const TimedRun next{run, mediaTime};
     const auto last = std::find_if(runs.rbegin(), runs.rend(), [&](const auto& r) { return r.run.track == run.track; });
     const bool known = last != runs.rend() && Continues(*last, next);
-    room -= std::min(room, (known ? 0 : kTrackFragmentBytes) + kTrackRunBytes +
-                               kSampleBytes * static_cast<size_t>(run.count));
+    headSpace -= std::min(headSpace, (known ? 0 : kTrackFragmentBytes) + kTrackRunBytes +
+                                         kSampleBytes * static_cast<size_t>(run.count));
     runs.push_back(next);
 }
 
@@ -253,7 +255,7 @@ void MovieFragment::PutTrack(ByteWriter& out, uint32_t track, size_t announced) 
         PutTrackFragment(out, part);
 }
 
-// "traf": samples of one track and one description that follow one another in time.
+// "traf": consecutive samples of one track and one description.
 void MovieFragment::PutTrackFragment(ByteWriter& out, std::span<const TimedRun> part) const
 {
     const Box box(out, "traf");
@@ -269,7 +271,7 @@ void MovieFragment::PutTrackFragment(ByteWriter& out, std::span<const TimedRun> 
     }
 }
 
-// "trun": samples that also follow one another in the file.
+// "trun": samples that are also contiguous in the file.
 void MovieFragment::PutTrackRun(ByteWriter& out, std::span<const TimedRun> part) const
 {
     constexpr uint32_t kPositionDurationsAndSizes = 0x000001 | 0x000100 | 0x000200;

@@ -3,12 +3,11 @@
 //
 //   moov(mvhd trak(... stbl(stsd stts stss stsc stsz stco|co64)) udta(cre8))
 //
-// A chunk is one run of the sample log. The tables are gathered in one pass through the log for each track, in the
-// run-length form in which the file has them anyway; only sizes of single samples and chunk offsets take room for
-// each entry.
+// A chunk is one run of the sample log. Each track's tables are gathered in one pass through the log, in the run-length
+// form in which the file stores them; only sizes of single samples and chunk offsets take space for each entry.
 //
-// Samples are counted in 32 bits, which uncompressed sound passes after a day. Its track is then described in larger
-// samples, each of them one run: the bytes and times are the same.
+// Samples are counted in 32 bits, which uncompressed sound exceeds after a day. Its track is then described in larger
+// samples, one for each run: the bytes and times are the same.
 #include "platform/movies/MovieHeader.h"
 
 #include "platform/movies/MovieBoxes.h"
@@ -38,7 +37,7 @@ struct Chunks {
     bool AlikeTo(const Chunks& other) const { return samples == other.samples && description == other.description; }
 };
 
-// The tables of one track's samples.
+// The sample tables of one track.
 struct SampleTables {
     std::vector<Times> times;
     std::vector<Sizes> sizes;
@@ -50,7 +49,7 @@ struct SampleTables {
     bool uncompressedSound = false;
 };
 
-// Adds to the last entry of a run-length table, or begins a new one.
+// Adds to the last entry of a run-length table, or starts a new one.
 template <typename Entry, typename Value>
 void Extend(std::vector<Entry>& table, int64_t count, Value Entry::*field, Value value)
 {
@@ -95,7 +94,7 @@ SampleTables TablesOf(const MovieContents& movie, size_t trackIndex)
     return tables;
 }
 
-// "stts": how long each sample lasts.
+// "stts": the duration of each sample.
 void PutTimesToSamples(ByteWriter& out, const SampleTables& tables)
 {
     const Box box(out, "stts");
@@ -107,7 +106,7 @@ void PutTimesToSamples(ByteWriter& out, const SampleTables& tables)
     }
 }
 
-// "stss": where decoding can begin; without it, at every sample.
+// "stss": the sync samples; without it every sample is one.
 void PutSyncSamples(ByteWriter& out, const SampleTables& tables)
 {
     if (tables.allSync)
@@ -119,7 +118,7 @@ void PutSyncSamples(ByteWriter& out, const SampleTables& tables)
         out.U32(sample);
 }
 
-// "stsc": how many samples each chunk holds, and in which description.
+// "stsc": the number of samples and the description of each chunk.
 void PutSamplesToChunks(ByteWriter& out, const SampleTables& tables)
 {
     const Box box(out, "stsc");
@@ -132,8 +131,8 @@ void PutSamplesToChunks(ByteWriter& out, const SampleTables& tables)
     }
 }
 
-// The size that all samples have, or 0. Frames of uncompressed sound whose size changes on the way are given as 1,
-// which leaves the size to each description.
+// The size that all samples have, or 0. Uncompressed sound whose frame size changes on the way gets 1, which leaves the
+// size to each description.
 int64_t CommonSize(const TrackContents& track, const SampleTables& tables)
 {
     if (tables.sizes.size() == 1)
@@ -142,7 +141,7 @@ int64_t CommonSize(const TrackContents& track, const SampleTables& tables)
     return singleFrames && !tables.sizes.empty() ? 1 : 0;
 }
 
-// "stsz": how many bytes each sample has.
+// "stsz": the size of each sample in bytes.
 void PutSampleSizes(ByteWriter& out, const TrackContents& track, const SampleTables& tables)
 {
     const int64_t common = CommonSize(track, tables);
@@ -155,7 +154,7 @@ void PutSampleSizes(ByteWriter& out, const TrackContents& track, const SampleTab
             out.U32(static_cast<uint32_t>(sizes.bytes));
 }
 
-// "stco", or "co64" where the file has passed 4 GB: where each chunk begins.
+// "stco", or "co64" in files larger than 4 GB: the position of each chunk.
 void PutChunkOffsets(ByteWriter& out, const SampleTables& tables)
 {
     const bool large = !tables.offsets.empty() && tables.offsets.back() > UINT32_MAX;
@@ -196,18 +195,18 @@ std::vector<uint8_t> MovieHeader(const MovieContents& movie)
     return {out.Bytes().begin(), out.Bytes().end()};
 }
 
-int64_t MovieHeaderRoom(const MovieContents& movie)
+int64_t MaxMovieHeaderSize(const MovieContents& movie)
 {
     constexpr int64_t kFixed = int64_t{64} << 10;
     constexpr int64_t kTableBytesPerRun = 4 + 8 + 8 + 12; // stsz, stco, stts, stsc
-    int64_t room = kFixed + kTableBytesPerRun * movie.samples.Runs();
+    int64_t size = kFixed + kTableBytesPerRun * movie.samples.Runs();
     for (const TrackContents& track : movie.tracks) {
         if (track.mediaType == kVideoMediaType)
-            room += (4 + 4) * std::max<int64_t>(0, track.samples - movie.samples.Runs());
+            size += (4 + 4) * std::max<int64_t>(0, track.samples - movie.samples.Runs());
         for (const auto& description : track.descriptions)
-            room += static_cast<int64_t>(description.size());
+            size += static_cast<int64_t>(description.size());
     }
-    return room;
+    return size;
 }
 
 } // namespace platform

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// A recovery reads nothing but the journal, and puts the movie's header together from it. In place, the header goes to
-// the end of the file, and when it has reached the disk the file's head is overwritten, as at the end of a recording:
-// until then the file is as it was but for bytes behind its end. A copy gets the media data as it is (on file systems
-// that can, without taking room twice), the header and the head.
+// Recovery reads nothing but the journal and rebuilds the movie's header from it. In place, the header is written at
+// the end of the file, and once it is durable the file's head is overwritten, as at the end of a recording. Until then
+// the file only differs in bytes after its end. A copy gets the media data unchanged (on file systems that support it,
+// sharing the disk space), the header and the head.
 #include "platform/movies/MovieRecovery.h"
 
 #include "platform/movies/JournalReplay.h"
@@ -58,12 +58,12 @@ Result FinishInPlace(const RecordingFile& recording, const MovieContents& movie,
     if (result == noErr)
         result = file.Sync();
     if (result != noErr) {
-        // Without the header the file is to be as it was; it is no worse with a part of it.
+        // Without the header the file should be as it was before; part of a header does no harm.
         static_cast<void>(ftruncate(recording.Descriptor(), recording.Size()));
         return result;
     }
-    // The recorder may have kept room behind the end, which a cut-off recording still has.
-    file.ReleaseRoom();
+    // The recorder may have reserved space beyond the end, which an interrupted recording still has.
+    file.ReleaseReserved();
     result = file.Write(FinishedFront(recording.Size()), 0);
     return result == noErr ? file.Sync() : result;
 }

@@ -8,7 +8,7 @@
 
 namespace platform {
 
-/// What a recovery found.
+/// The result of a recovery.
 struct RecoveredMovie {
     double seconds = 0; ///< playing time of the longer track
     uint64_t videoFrames = 0;
@@ -17,14 +17,13 @@ struct RecoveredMovie {
     bool wasComplete = false; ///< the file needed no recovery
 };
 
-/// Finishes the recording at `input` that was cut off. With an empty `output` that is done in place, by adding the
-/// header to the file; killed at any moment, it can be done again. Else the movie is written to `output`, and `input`
-/// stays as it is. `written` receives the name of the movie. For a movie that is complete nothing is written, and
-/// `written` is the input.
-/// `fnfErr` for no such file, `invalidMovie` for one that holds no recording of this system or one without a sample,
-/// `fBsyErr` for one that is being recorded or finished, `permErr` for one that may not be written, `dupFNErr` for an
-/// output that exists, `dskFulErr` and the like for a movie that can't be written; `written` is empty unless it is
-/// writing that failed.
+/// Finishes the interrupted recording at `input`. With an empty `output` this is done in place, by appending the
+/// header; if the process is killed at any moment, recovery can be repeated. Otherwise the movie is written to
+/// `output`, and `input` is not changed. `written` receives the path of the movie. If the movie is complete nothing is
+/// written, and `written` is the input.
+/// Returns `fnfErr` if the file does not exist, `invalidMovie` if it contains no recording of this system or none with
+/// a sample, `fBsyErr` if it is being recorded or finished, `permErr` if it may not be written, `dupFNErr` if the
+/// output exists, `dskFulErr` and the like if writing failed. `written` is empty unless writing failed.
 Result RecoverMovie(const std::string& input, const std::string& output, RecoveredMovie& found, std::string& written);
 
 } // namespace platform

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// States: recording (the file is a fragmented movie that grows), finishing (its header goes to the disk, and after it
-// the head of the media data, which makes it an ordinary movie), closed. At each moment the file plays as far as it was
-// written.
+// States: recording (the file is a fragmented movie that grows), finishing (the header is written, and after it the
+// head of the media data, which makes it an ordinary movie), closed. At each moment the file plays as far as it has
+// been written.
 //
-// What can no longer be written is known before it is taken: the writer keeps room on the disk for the header, and says
-// up to where the file can grow. A sample that would pass that is refused, and then no more are taken.
+// Data that cannot be written any more is refused in advance: the writer keeps space reserved on the disk for the
+// header and knows how far the file can grow. A sample that would exceed that is refused, and so are all that follow.
 //
-// A frame for which the buffer in front of the disk has no room is lost, as the thread that records must not wait. The
-// movie repeats the bytes of the frame before in its place, so that time goes on as it was.
+// A frame that does not fit the buffer in front of the disk is lost, since the recording thread must not wait. The
+// movie repeats the bytes of the previous frame instead, so that later frames keep their times.
 #include "platform/movies/MovieStorage.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -38,14 +38,14 @@ Result MovieStorage::Create(const std::string& path, bool replace, FourCharCode 
     if (const Result result = CreateOutputFile(path, replace, creator, file); result != noErr)
         return result;
     file->Lock();
-    // Written at once, so that a full disk shows before the recording begins.
+    // Written at once, so that a full disk is noticed before the recording starts.
     Result result = file->Write(FileHead(), 0);
-    const int64_t wanted = kFileHeadSize + MovieHeaderRoom({});
-    if (result == noErr && file->KeepRoom(wanted) < wanted)
+    const int64_t wanted = kFileHeadSize + MaxMovieHeaderSize({});
+    if (result == noErr && file->Reserve(wanted) < wanted)
         result = dskFulErr;
     if (result == noErr) {
         storage = std::make_shared<MovieStorage>(std::move(file), path, creator);
-        RequestKeyFrame(); // for the movie to begin with
+        RequestKeyFrame(); // the movie must start with one
     } else {
         unlink(path.c_str());
     }
@@ -71,7 +71,7 @@ Result MovieStorage::AddSamples(std::span<const uint8_t> bytes, SampleRun run, s
 {
     states.resize(contents.tracks.size());
     announced.resize(contents.tracks.size());
-    writer->KeepRoom(BytesKept());
+    writer->Reserve(ReservedBytes());
     if (roomEnded || FreeBytes() < static_cast<int64_t>(bytes.size())) {
         roomEnded = true;
         return dskFulErr;
@@ -82,7 +82,7 @@ Result MovieStorage::AddSamples(std::span<const uint8_t> bytes, SampleRun run, s
     if (const Result result = TakeBytes(bytes, run); result != noErr)
         return result;
     NoteSamples(run, captureTime);
-    // The samples are in: a failure from here on is the next call's.
+    // The samples are stored: a failure from here on is reported by the next call.
     if (IsFragmentDue())
         EndFragment();
     return noErr;
@@ -91,9 +91,9 @@ Result MovieStorage::AddSamples(std::span<const uint8_t> bytes, SampleRun run, s
 Result MovieStorage::TakeBytes(std::span<const uint8_t> bytes, SampleRun& run)
 {
     const bool isVideo = contents.tracks[run.track].mediaType == kVideoMediaType;
-    // Sound is small and can't be repeated unheard: it goes into a part of the buffer that is left to it.
+    // Sound is small, and repeating it would be heard: it may use a part of the buffer that is kept for it.
     const int64_t beyondLimit = isVideo ? 0 : writer->Limit() / 8;
-    if (!writer->WaitForRoom(run.size, beyondLimit)) {
+    if (!writer->WaitForSpace(run.size, beyondLimit)) {
         if (!isVideo || !states[run.track].last || run.count != 1)
             return ioErr;
         RepeatFrame(run);
@@ -119,7 +119,7 @@ void MovieStorage::NoteSamples(const SampleRun& run, std::optional<int64_t> capt
         state.captured.Add(*captureTime, track.duration, track.timeScale);
     const bool isRepeated = state.last && run.position == state.last->position;
     const SampleRun sample = InFragment(run);
-    if (!isRepeated && fragment.HasRoomFor(sample))
+    if (!isRepeated && fragment.HasSpaceFor(sample))
         fragment.Add(sample, track.duration);
     track.duration += run.count * run.duration;
     track.samples += run.count;
@@ -135,7 +135,7 @@ SampleRun MovieStorage::InFragment(const SampleRun& run) const
 
 void MovieStorage::BeginFragmentFor(const SampleRun& run)
 {
-    if (fragment.IsOpen() && !fragment.HasRoomFor(InFragment(run)))
+    if (fragment.IsOpen() && !fragment.HasSpaceFor(InFragment(run)))
         EndFragment();
     if (fragment.IsOpen())
         return;
@@ -144,7 +144,7 @@ void MovieStorage::BeginFragmentFor(const SampleRun& run)
     writer->Append(MovieFragment::OpenHead());
 }
 
-// The first samples of a description are there to be played at once.
+// The first samples of a new description should be playable at once.
 bool MovieStorage::IsFragmentDue() const
 {
     return MonotonicNow() - fragmentStart >= kFragmentDuration || described != DescriptionCounts();
@@ -188,7 +188,7 @@ void MovieStorage::Finish()
     finishStart = writer->Written();
     const int64_t headerPosition = writer->End();
     writer->Append(MovieHeader(contents));
-    writer->Finish(MediaDataHead(headerPosition), kRoomPosition);
+    writer->Finish(MediaDataHead(headerPosition), kReservedPosition);
     moviesLog.Info(path, ": ended with ", writer->End(), " bytes");
 }
 
@@ -231,18 +231,18 @@ Result MovieStorage::CloseUnfinished()
     Result result = writer->Flush();
     if (result == noErr)
         result = writer->File().Sync();
-    writer->File().ReleaseRoom();
+    writer->File().ReleaseReserved();
     return result;
 }
 
-int64_t MovieStorage::BytesKept() const
+int64_t MovieStorage::ReservedBytes() const
 {
-    return MovieHeaderRoom(contents) + static_cast<int64_t>(MovieFragment::kHeadSize);
+    return MaxMovieHeaderSize(contents) + static_cast<int64_t>(MovieFragment::kHeadSize);
 }
 
 int64_t MovieStorage::FreeBytes() const
 {
-    return std::max<int64_t>(0, writer->RoomEnd() - writer->End() - BytesKept());
+    return std::max<int64_t>(0, writer->WritableEnd() - writer->End() - ReservedBytes());
 }
 
 MovieStorageStatus MovieStorage::Status() const

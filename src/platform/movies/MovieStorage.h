@@ -17,14 +17,14 @@
 
 namespace platform {
 
-/// One movie and the file that it is written to.
+/// One movie and the file to which it is written.
 class MovieStorage {
 public:
-    /// Creates the file and its head, and marks it as being written.
+    /// Creates the file and its head, and locks it as being written.
     static Result Create(const std::string& path, bool replace, FourCharCode creator,
                          std::shared_ptr<MovieStorage>& storage);
 
-    /// The movie of a file that is at its beginning: `FileHead` is written. `bufferLimit`: as of `MediaDataWriter`.
+    /// A movie in a file that is still empty; writes `FileHead`. `bufferLimit`: as for `MediaDataWriter`.
     MovieStorage(std::unique_ptr<OutputFile> file, std::string path, FourCharCode creator, int64_t bufferLimit = 0);
 
     /// Closes the file.
@@ -33,43 +33,44 @@ public:
     /// Whether the file is open.
     bool IsOpen() const { return writer != nullptr && !closed; }
 
-    /// True for a movie whose samples are complete, as its finishing has begun.
+    /// Whether finishing has started, after which no samples are accepted.
     bool IsFinishing() const { return finishing; }
 
-    /// Waits for a moment for room in front of the disk; false where there is none. A frame that later ones build on
-    /// asks before it is added: it can't be replaced by repeating the one before.
-    bool WaitForRoom(int64_t size) { return writer->WaitForRoom(size); }
+    /// Waits a moment for space in the buffer; returns false if there is none. Ask this before adding a frame that
+    /// later ones depend on: it cannot be replaced by repeating the previous one.
+    bool WaitForSpace(int64_t size) { return writer->WaitForSpace(size); }
 
-    /// Counts a frame that is in no movie.
+    /// Counts a frame that is missing from the movie.
     void CountLostFrame() { ++framesLost; }
 
-    /// Adds samples whose bytes are given, and sets the run's position. The caller has set its other fields but size.
-    /// `captureTime`: of the first one, if it is known.
+    /// Adds samples from their bytes and sets the run's position. The caller has set its other fields except size.
+    /// `captureTime`: of the first one, if known.
     Result AddSamples(std::span<const uint8_t> bytes, SampleRun run, std::optional<int64_t> captureTime = {});
 
-    /// Has the header written, which makes the file a complete movie, and comes back at once.
+    /// Requests the header, which makes the file a complete movie, and returns at once.
     void Finish();
 
-    /// Waits for the end of that. False when it hasn't come within the time.
+    /// Waits until that is done. Returns false after the timeout.
     bool WaitForFinish(std::chrono::milliseconds time) { return writer->WaitForFinish(time); }
 
-    /// How the finishing gets on, while it does.
+    /// Progress of finishing, while it runs.
     FinishingMovie Progress() const;
 
-    /// Ends the writing. What was recorded is on disk then, with the journal where the header was not written. The
-    /// movie's tracks stay known, its single samples are forgotten. A movie that is finished in the background goes on.
+    /// Ends the writing. Everything recorded is on disk afterwards, with the journal if the header was not written. The
+    /// movie's tracks are kept, its samples are discarded. A movie that is being finished in the background is not
+    /// interrupted.
     Result Close();
 
-    /// From now on `Close` doesn't wait for the end of the finishing.
-    void GoOnInBackground() { inBackground = true; }
+    /// From now on `Close` doesn't wait until the movie is finished.
+    void ContinueInBackground() { inBackground = true; }
 
-    /// The finishing in the background has ended. A storage that was closed meanwhile now releases its file.
+    /// Finishing in the background has ended. A storage that was closed meanwhile now releases its file.
     void EndBackground();
 
-    /// How the writing gets on, while the storage is open.
+    /// Progress of writing, while the storage is open.
     MovieStorageStatus Status() const;
 
-    /// What the header is made of, up to now.
+    /// The contents of the header so far.
     MovieContents& Contents() { return contents; }
 
 private:
@@ -88,7 +89,7 @@ private:
     std::vector<size_t> DescriptionCounts() const;
     Result CloseUnfinished();
     bool IsFragmentDue() const;
-    int64_t BytesKept() const;
+    int64_t ReservedBytes() const;
     int64_t FreeBytes() const;
 
     std::string path;
@@ -96,17 +97,17 @@ private:
     std::vector<TrackState> states;
     RecoveryJournal journal;
     MovieFragment fragment;
-    std::vector<size_t> described; // descriptions of each track when the initial header was made last
-    std::vector<size_t> announced; // those of them that it has
-    int64_t fragmentStart = 0;     // when it was begun
+    std::vector<size_t> described; // number of descriptions per track in the last initial header
+    std::vector<size_t> announced; // how many of these it contains
+    int64_t fragmentStart = 0;     // when it was started
     WritingRate rate;
     int64_t framesLost = 0;
     bool roomEnded = false;
     bool finishing = false;
     bool inBackground = false;
     bool closed = false;
-    int64_t finishStart = 0;                 // what was written when the finishing began
-    std::unique_ptr<MediaDataWriter> writer; // null when closed and written
+    int64_t finishStart = 0;                 // bytes written when finishing started
+    std::unique_ptr<MediaDataWriter> writer; // null once closed and written
 };
 
 } // namespace platform

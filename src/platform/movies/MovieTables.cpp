@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The header's tables come first, then the fragments, each adding its samples behind those before. Nothing that a table
-// says is believed before it has been compared with the length of its box, so a damaged or crafted file costs no more
-// memory than a few times its own tables.
+// The header's tables are read first, then the fragments, each adding its samples to those before. No number in a table
+// is used before it has been compared with the size of its box, so a damaged or crafted file costs no more memory than
+// a few times the size of its own tables.
 #include "platform/movies/MovieTables.h"
 
 #include "platform/movies/FragmentReader.h"
@@ -19,7 +19,7 @@ std::vector<uint8_t> Content(const MovieFile& file, const FileBox& box, std::vec
 {
     const int64_t length = std::min(box.end, file.Size()) - box.content;
     if (length > kMaxHeader) {
-        faults.push_back("the header at " + std::to_string(box.start) + " is too long to be one");
+        faults.push_back("the header at " + std::to_string(box.start) + " is too long to be a header");
         return {};
     }
     std::vector<uint8_t> bytes(static_cast<size_t>(std::max<int64_t>(length, 0)));

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int32_t kWholeMedia = std::numeric_limits<int32_t>::max();
 
-// Samples of one call are of one size; frames of uncompressed sound are of the size that their description gives.
+// The samples of one call have the same size; the size of uncompressed sound frames follows from their description.
 bool HoldsSamples(const TrackContents& track, uint32_t description, int64_t size, int64_t count)
 {
     if (size < 1 || count < 1)
@@ -25,15 +25,16 @@ bool HoldsSamples(const TrackContents& track, uint32_t description, int64_t size
     return size % count == 0;
 }
 
-// The file counts samples in 32 bits, but for frames of uncompressed sound, which it can count in larger samples.
-bool HasRoomFor(const TrackContents& track, uint32_t description, int64_t count, int64_t duration)
+// The file counts samples in 32 bits, except frames of uncompressed sound, which can be combined into larger samples.
+bool HasSpaceFor(const TrackContents& track, uint32_t description, int64_t count, int64_t duration)
 {
     const bool isCounted =
         track.mediaType != kSoundMediaType || BytesPerSoundFrame(track.descriptions[description]) == 0;
-    return (!isCounted || track.samples + count <= UINT32_MAX) && track.duration + count * duration <= kLongestMedia;
+    return (!isCounted || track.samples + count <= UINT32_MAX) &&
+           track.duration + count * duration <= kMaxMediaDuration;
 }
 
-// Callers know nothing of key frames and mark every sample as one, so the sample itself is looked at.
+// Callers mark every sample as a key frame, so the sample itself is examined.
 bool IsKeySample(const TrackContents& track, uint32_t description, std::span<const uint8_t> sample)
 {
     return track.mediaType != kVideoMediaType || IsKeyFrame(FormatOf(track.descriptions[description]), sample);
@@ -103,24 +104,24 @@ Result MovieTrack::UseDescription(std::span<const uint8_t> record, std::span<con
     return noErr;
 }
 
-// Whether a frame that builds on the one before has it in the movie, and finds room in front of the disk. Frames of
-// other codecs and sound need neither.
+// Whether the movie has the frame that this one depends on and the buffer has space. Frames of other codecs, and sound,
+// need neither.
 bool MovieTrack::MayAddFrame(int64_t size, bool isKey)
 {
     const TrackContents& track = Contents();
     if (track.mediaType != kVideoMediaType || !IsInterFrame(FormatOf(track.descriptions[lastDescription])))
         return true;
     const bool hadKey = !needsKey;
-    needsKey = (needsKey && !isKey) || !storage->WaitForRoom(size);
+    needsKey = (needsKey && !isKey) || !storage->WaitForSpace(size);
     if (needsKey && (hadKey || isKey))
         RequestKeyFrame();
-    // Those that came before the first key frame belong to the time before the recording.
+    // Frames before the first key frame belong to the time before the recording.
     if (needsKey && track.samples > 0)
         storage->CountLostFrame();
     return !needsKey;
 }
 
-// When the first sample of what is added was captured.
+// Capture time of the first of the added samples.
 std::optional<int64_t> MovieTrack::CaptureTimeOf(const MediaSamples& samples) const
 {
     const TrackContents& track = Contents();
@@ -150,7 +151,7 @@ Result MovieTrack::AddSamples(const MediaSamples& samples)
         return noErr;
     }
     const int64_t duration = samples.durationPerSample + std::exchange(leftOutUnits, 0);
-    if (!HasRoomFor(track, lastDescription, samples.count, duration))
+    if (!HasSpaceFor(track, lastDescription, samples.count, duration))
         return invalidSampleTable;
     SampleRun run;
     run.track = index;
@@ -174,7 +175,7 @@ Result MovieTrack::Insert(int32_t trackStart, int32_t mediaTime, int32_t mediaDu
         return invalidMedia;
     if (trackStart < kTrackEnd || mediaTime < 0 || mediaTime > contents.duration)
         return invalidTime;
-    // The duration of media longer than 2^31 - 1 reads as that maximum, which here means all of it.
+    // The duration of media longer than 2^31 - 1 is reported as that maximum, which means all of it here.
     const int64_t duration = mediaTime == 0 && mediaDuration == kWholeMedia && contents.duration > kWholeMedia
                                  ? contents.duration
                                  : mediaDuration;

@@ -13,56 +13,56 @@
 
 namespace platform {
 
-// Movies, tracks and media by number. Calls answer `invalidMovie`, `invalidTrack` or `invalidMedia` for dead numbers,
-// and `badComponentInstance` for a dead data handler. All calls for one movie are made by one thread.
+// Movies, tracks and media by number. Calls return `invalidMovie`, `invalidTrack` or `invalidMedia` for invalid
+// numbers, and `badComponentInstance` for an invalid data handler. All calls for one movie must come from one thread.
 
 using Movie = int32_t;
 using Track = int32_t;
 using Media = int32_t;
 using DataHandler = int32_t;
 
-/// Makes a data reference (a handle that holds the absolute path, in UTF-8) of a full path and writes the handle and
-/// its type ("alis") as 32 bits each. The caller disposes the handle. `bdNamErr` for an empty or relative path;
-/// `pathStyle` -1 and `flags` 0 are the only ones.
+/// Creates a data reference (a handle with the absolute path in UTF-8) for a full path and writes the handle and its
+/// type ("alis") as 32 bits each. The caller disposes the handle. Returns `bdNamErr` for an empty or relative path.
+/// Only `pathStyle` -1 and `flags` 0 are supported.
 Result QTNewDataReferenceFromFullPathCFString(int32_t path, int32_t pathStyle, int32_t flags, Address dataRef,
                                               Address dataRefType);
 
-/// Flag of `CreateMovieStorage`: an existing file is replaced.
+/// Flag of `CreateMovieStorage`: replace an existing file.
 inline constexpr uint32_t createMovieFileDeleteCurFile = 0x80000000U;
 
-/// Creates the file and an empty movie, and opens the file for media data on a writing thread of its own. Writes the
-/// numbers as 32 bits each at `handler` and `movie` (0 on failure). `dupFNErr` for a file that exists without the
-/// flag; `permErr`, `dskFulErr`, `dirNFErr`, `ioErr` for what the system answers.
+/// Creates the file and an empty movie, and opens the file for media data with its own writer thread. Writes the
+/// numbers as 32 bits each at `handler` and `movie` (0 on failure). Returns `dupFNErr` for an existing file without the
+/// flag; `permErr`, `dskFulErr`, `dirNFErr` or `ioErr` if the system reports an error.
 Result CreateMovieStorage(int32_t dataRef, FourCharCode dataRefType, FourCharCode creator, int32_t scriptTag,
                           uint32_t flags, Address handler, Address movie);
 
-/// Writes the movie's header behind the media data, which makes the file complete. Waits until all data is on its
-/// way to the disk; a failure of the writing thread since the last call is the result.
+/// Writes the movie's header after the media data, which completes the file. Waits until all data is on its way to the
+/// disk. Returns a failure of the writer thread since the last call.
 Result AddMovieToStorage(Movie movie, DataHandler handler);
 
-/// How the writing of a movie is getting on.
+/// Progress of writing a movie.
 struct MovieStorageStatus {
     std::string path;
-    int64_t fileBytes = 0;    ///< recorded so far, written and waiting
-    int64_t waitingBytes = 0; ///< in memory, on their way to the disk
-    int64_t bufferBytes = 0;  ///< that may wait in memory
-    int64_t freeBytes = 0;    ///< room left for samples, behind the room kept to finish the movie
-    double secondsLeft = -1;  ///< that `freeBytes` last at the present rate; negative: not known yet
-    int64_t framesLost = 0;   ///< frames for which the buffer had no room: in the movie the frame before is repeated
-    Result failure = noErr;   ///< the first one of the writing
+    int64_t fileBytes = 0;    ///< recorded so far, written or pending
+    int64_t waitingBytes = 0; ///< in memory, waiting to be written
+    int64_t bufferBytes = 0;  ///< maximum of `waitingBytes`
+    int64_t freeBytes = 0;    ///< space left for samples, not counting that reserved to finish the movie
+    double secondsLeft = -1;  ///< until `freeBytes` are used up at the present rate; negative: not known yet
+    int64_t framesLost = 0;   ///< frames that did not fit the buffer; the movie repeats the previous frame instead
+    Result failure = noErr;   ///< the first failure of writing
 };
 
-/// The status of an open storage. False for a dead or closed data handler.
+/// The status of an open storage. Returns false for an invalid or closed data handler.
 bool GetMovieStorageStatus(DataHandler handler, MovieStorageStatus& status);
 
 /// Called on the main thread about 20 times a second while `AddMovieToStorage` waits for the disk for more than 150 ms.
-/// False means that the movie is to be finished in the background.
+/// Return false to finish the movie in the background.
 using MovieFinishHandler = std::function<bool(const std::string& path, int64_t doneBytes, int64_t totalBytes)>;
 
-/// Sets the handler, or none (null): `AddMovieToStorage` then waits to the end.
+/// Sets the handler. Without one (null) `AddMovieToStorage` waits to the end.
 void SetMovieFinishHandler(MovieFinishHandler handler);
 
-/// A movie that is being finished in the background, by its own writing thread.
+/// A movie that its writer thread is finishing in the background.
 struct FinishingMovie {
     std::string path;
     int64_t doneBytes = 0;
@@ -71,83 +71,83 @@ struct FinishingMovie {
     Result result = noErr; ///< how it ended
 };
 
-/// The movies in the background, each until `TakeFinishedMovies` has reported its end. The main thread asks.
+/// The movies in the background, until `TakeFinishedMovies` has reported their end. Main thread.
 std::vector<FinishingMovie> FinishingMovies();
 
-/// Those that have ended since the last call.
+/// The movies that have ended since the last call.
 std::vector<FinishingMovie> TakeFinishedMovies();
 
 /// Waits until all movies in the background have ended.
 void WaitForFinishingMovies();
 
-/// Closes the file. What the header lacked to be complete stays recoverable. The movie's numbers stay valid.
+/// Closes the file. Without a complete header it stays recoverable. The movie's numbers stay valid.
 Result CloseMovieStorage(DataHandler handler);
 
-/// Notes when the movie's pictures were recorded, as ISO 8601 text, for the user data of the finished file.
+/// Sets when the movie's pictures were recorded, as ISO 8601 text, for the user data of the finished file.
 Result SetMovieRecordingDate(Movie movie, const std::string& date);
 
-/// A timecode description (QuickTime File Format, "Timecode Sample Description"): so many frames a second, of
-/// `frameDuration` units of `timeScale` each.
+/// A timecode description (QuickTime File Format, "Timecode Sample Description"): the number of frames per second and
+/// their duration, `frameDuration` units of `timeScale`.
 std::vector<uint8_t> MakeTimecodeDescription(int32_t timeScale, int32_t frameDuration, int32_t framesPerSecond,
                                              bool dropFrame);
 
-/// Ends a movie with its tracks and media, written or not.
+/// Removes a movie with its tracks and media, written or not.
 void DisposeMovie(Movie movie);
 
-/// Creates an empty file. Flags: 0x80000000 replaces an existing one (else `dupFNErr`); the others that are passed mean
-/// that no movie is made in it and that it is not opened, which is all this platform offers. `file`: as
-/// `SGSetDataOutput`. `refNum` and `resId` are 0.
+/// Creates an empty file. Flags: 0x80000000 replaces an existing file (otherwise `dupFNErr`); the other flags that
+/// callers pass mean that no movie is created in the file and that it is not opened, which is all that this platform
+/// offers. `file`: as for `SGSetDataOutput`. `refNum` and `resId` are 0.
 Result CreateMovieFile(Address file, FourCharCode creator, int32_t scriptTag, uint32_t flags, Address refNum,
                        Address resId);
 
-/// The full path that a file specification record stands for: 16-bit volume, 32-bit directory, Pascal string name.
-/// `paramErr` for an address that holds none, `bdNamErr` for a name that is empty, cut short by the block's end or no
-/// file's, `dirNFErr` for a folder unknown.
+/// The full path of a file specification record: 16-bit volume, 32-bit directory, Pascal string name. Returns
+/// `paramErr` for an address without one, `bdNamErr` if the name is empty, truncated by the block's end or not a file's
+/// name, `dirNFErr` for an unknown folder.
 Result PathOfFileRecord(Address file, std::string& path);
 
-/// Adds a track with a display size (`Fixed`, 0 for sound) and a volume (256 is full). 0 on failure.
+/// Adds a track with a display size (`Fixed`, 0 for sound) and a volume (256 is full). Returns 0 on failure.
 Track NewMovieTrack(Movie movie, Fixed width, Fixed height, int16_t volume);
 
-/// Gives a track its media: "vide", "soun" or "tmcd", in units of `timeScale` a second. The last two arguments are 0. 0
-/// on failure: a dead track, one that has media already, another type, or a scale below 0. A scale of 0 is that of a
-/// source which isn't there: such media takes samples and stays empty, and the file gets no track for it.
+/// Creates a track's media: "vide", "soun" or "tmcd", with `timeScale` units per second. The last two arguments are 0.
+/// Returns 0 on failure: an invalid track, a track that has media already, another type, or a negative scale. A scale
+/// of 0 is that of an absent source: such media accepts samples but stays empty, and the file gets no track for it.
 Media NewTrackMedia(Track track, FourCharCode mediaType, int32_t timeScale, int32_t dataRef, FourCharCode dataRefType);
 
-/// Opens and closes media for samples.
+/// Opens media for samples.
 Result BeginMediaEdits(Media media);
 /// Closes media. `invalidMedia` unless edits were begun.
 Result EndMediaEdits(Media media);
 
-/// Adds `count` samples of `durationPerSample` units each, whose bytes are `size` bytes from `offset` of the handle
-/// `data`, in the description of the handle `description`: an image description, a sound description of 36 bytes or
-/// more, or a timecode description, in host byte order. A sample of timecode is the number of its first frame, 32 bits
-/// in big-endian order, and lasts as long as the timecode runs on evenly. The data is copied before the call returns.
-/// `flags` 0 marks sync samples, of which those are kept as such that a decoder can begin with. A sample that builds on
-/// one that the media lacks (at the beginning, or after a failure) is left out, and its duration goes to the next one
-/// that doesn't. Writes the media time of the first as 32 bits at `time` unless that is 0. `paramErr` for a range
-/// outside of the handle, a size or count below 1, or a size that is not that of so many samples; `invalidDuration` for
-/// a negative duration, `badImageDescription` for a description that can't be read, `invalidMedia` outside of edits,
+/// Adds `count` samples of `durationPerSample` units each, from `size` bytes at `offset` of the handle `data`, with the
+/// description in the handle `description`: an image description, a sound description of 36 bytes or more, or a
+/// timecode description, in host byte order. A timecode sample is the number of its first frame, 32 bits big-endian,
+/// and lasts as long as the timecode is continuous. The data is copied before the call returns. `flags` 0 marks sync
+/// samples; only those at which a decoder can really start are stored as such. A sample that depends on one that the
+/// media lacks (at the start, or after a failure) is left out, and its duration is added to the next one that does not.
+/// Writes the media time of the first sample as 32 bits at `time` unless that is 0. Returns `paramErr` for a range
+/// outside of the handle, a size or count below 1, or a size that does not match the count; `invalidDuration` for a
+/// negative duration, `badImageDescription` for an unreadable description, `invalidMedia` outside of edits,
 /// `couldNotResolveDataRef` for a closed file, `invalidSampleTable` for more samples than a file can count. A failure
-/// of the writing thread (`dskFulErr`, `ioErr`) is the result of the next call and of all that follow; what was written
+/// of the writer thread (`dskFulErr`, `ioErr`) is returned by the next call and all that follow; what was written
 /// before stays and can be recovered.
 Result AddMediaSample(Media media, Handle data, int32_t offset, int32_t size, int32_t durationPerSample,
                       Handle description, int32_t count, int16_t flags, Address time);
 
-/// Whether samples can be added to media: its edits are begun, and its file is open.
+/// Whether samples can be added to media: its edits have begun and its file is open.
 bool IsMediaOpen(Media media);
 
-/// Sum of the durations added so far, in the media's units, held at 2^31 - 1; 0 for dead media.
+/// Sum of the durations added so far, in the media's units, at most 2^31 - 1; 0 for invalid media.
 int32_t GetMediaDuration(Media media);
 /// Time scale of media in units per second; 0 for an invalid reference.
 int32_t GetMediaTimeScale(Media media);
 
-/// Puts a piece of the media into the track: at the track's time `trackStart` (in the movie's units; -1: its end), from
-/// `mediaTime` on, for `mediaDuration` units, at `mediaRate`, which is `Fixed` 1.0. A length of 0 is valid and inserts
-/// nothing; 2^31 - 1 from time 0 means the whole of longer media.
-/// `invalidTime` or `invalidDuration` for a piece that the media doesn't hold.
+/// Inserts a piece of the media into the track: at the track's time `trackStart` (in the movie's units; -1: at its
+/// end), from `mediaTime` on, for `mediaDuration` units, at `mediaRate`, which is `Fixed` 1.0. A duration of 0 is valid
+/// and inserts nothing; 2^31 - 1 from time 0 means all of longer media. Returns `invalidTime` or `invalidDuration` for
+/// a piece outside of the media.
 Result InsertMediaIntoTrack(Track track, int32_t trackStart, int32_t mediaTime, int32_t mediaDuration, Fixed mediaRate);
 
-/// Path in a data reference handle, empty for any other handle.
+/// The path in a data reference handle; empty for any other handle.
 std::string PathOfDataReference(Handle dataRef);
 
 } // namespace platform

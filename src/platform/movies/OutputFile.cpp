@@ -18,7 +18,7 @@
 namespace platform {
 namespace {
 
-// The size up to which this process may write a file.
+// The maximum file size allowed for this process.
 int64_t AllowedFileSize()
 {
     rlimit limit{};
@@ -94,7 +94,7 @@ Result DiskFile::Sync()
     return noErr;
 }
 
-// A new file's name is an entry of its folder, which has to reach the disk as well. Once is enough.
+// A new file's name is an entry of its folder, which must be synced as well. Once is enough.
 void DiskFile::SyncName() const
 {
     const std::string folder = path.substr(0, path.rfind('/') + 1);
@@ -103,29 +103,29 @@ void DiskFile::SyncName() const
         fsync(opened.Get());
 }
 
-int64_t DiskFile::KeepRoom(int64_t end)
+int64_t DiskFile::Reserve(int64_t end)
 {
-    if (canKeepRoom && end > keptEnd)
-        KeepMoreRoom(end);
-    const int64_t room = full ? keptEnd : std::max(keptEnd, fileEnd) + FreeBytes();
-    return std::min(room, AllowedFileSize());
+    if (canReserve && end > reservedEnd)
+        ReserveMore(end);
+    const int64_t writable = full ? reservedEnd : std::max(reservedEnd, fileEnd) + FreeBytes();
+    return std::min(writable, AllowedFileSize());
 }
 
-// In large steps, as each one costs the file system some work, until the disk has no more.
-void DiskFile::KeepMoreRoom(int64_t end)
+// Reserves in large steps, since each call costs the file system some work, until the disk is full.
+void DiskFile::ReserveMore(int64_t end)
 {
-    constexpr int64_t kLargestStep = int64_t{64} << 20;
-    constexpr int64_t kSmallestStep = int64_t{64} << 10;
+    constexpr int64_t kMaxStep = int64_t{64} << 20;
+    constexpr int64_t kMinStep = int64_t{64} << 10;
     full = false;
-    for (int64_t step = kLargestStep; step >= kSmallestStep; step /= 4) {
-        const int64_t start = std::max(keptEnd, fileEnd);
-        const int64_t size = end > keptEnd + step ? end + step - start : step;
+    for (int64_t step = kMaxStep; step >= kMinStep; step /= 4) {
+        const int64_t start = std::max(reservedEnd, fileEnd);
+        const int64_t size = end > reservedEnd + step ? end + step - start : step;
         if (fallocate(descriptor.Get(), FALLOC_FL_KEEP_SIZE, start, size) == 0) {
-            keptEnd = start + size;
+            reservedEnd = start + size;
             return;
         }
         if (FailureOf("fallocate", path) != dskFulErr) {
-            canKeepRoom = false; // not every file system can
+            canReserve = false; // not supported by every file system
             return;
         }
     }
@@ -140,11 +140,11 @@ int64_t DiskFile::FreeBytes() const
     return static_cast<int64_t>(disk.f_bavail) * static_cast<int64_t>(disk.f_frsize);
 }
 
-void DiskFile::ReleaseRoom()
+void DiskFile::ReleaseReserved()
 {
-    // The same size again: what was kept behind it goes.
+    // Truncating to the same size frees what is reserved beyond it.
     if (ftruncate(descriptor.Get(), fileEnd) == 0)
-        keptEnd = fileEnd;
+        reservedEnd = fileEnd;
 }
 
 bool DiskFile::Lock()
@@ -182,7 +182,7 @@ Result DiskFile::CopyFrom(int source, int64_t size)
         if (copy_file_range(source, &from, descriptor.Get(), &copied, static_cast<size_t>(size - copied), 0) <= 0)
             break;
     }
-    // The system may not copy between these two files; what it refuses for another reason fails again here.
+    // The system may not be able to copy between these two files; any other failure is repeated here.
     std::vector<uint8_t> buffer(size_t{1} << 20);
     while (copied < size) {
         const auto part = std::min<size_t>(buffer.size(), static_cast<size_t>(size - copied));
@@ -204,7 +204,7 @@ Result CreateOutputFile(const std::string& path, bool replace, FourCharCode crea
     UniqueFD opened(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (!opened)
         return FailureOf("open", path);
-    // Not every file system has attributes, and a movie without one is no worse.
+    // Not every file system has attributes, and a movie works without them.
     const std::string code = TextOf(creator);
     static_cast<void>(fsetxattr(opened.Get(), "user.creator", code.data(), code.size(), 0));
     file = std::make_unique<DiskFile>(std::move(opened), path);

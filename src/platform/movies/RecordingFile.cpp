@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The journal is read from the end of the file: the last whole box is searched, and its chain followed to the first
-// one. Where a box is damaged the search begins again before it, so that what is in front of the damage is found as
+// The journal is read from the end of the file: the last intact box is searched for, and its chain followed to the
+// first one. At a damaged box the search starts again before it, so that everything in front of the damage is found as
 // well.
 //
-// A damaged or crafted file can be full of what looks like a box. So the bytes that are read in all are limited to a
-// few times the size of the file; a recording with a dozen damages is far from that.
+// A damaged or crafted file can be full of what looks like boxes. So the total number of bytes read is limited to a few
+// times the size of the file; a recording with a dozen damaged places stays far below that.
 #include "platform/movies/RecordingFile.h"
 
 #include "platform/movies/MovieFragments.h"
@@ -21,7 +21,7 @@ namespace {
 
 constexpr size_t kWindow = size_t{1} << 20;
 constexpr size_t kIdentifierAt = 8;
-constexpr size_t kFrontSize = kRoomPosition + kRoomSize;
+constexpr size_t kFrontSize = kReservedPosition + kReservedSize;
 
 } // namespace
 
@@ -55,7 +55,7 @@ size_t RecordingFile::Read(int64_t position, std::span<uint8_t> bytes) const
 
 bool RecordingFile::IsOurs() const
 {
-    constexpr size_t kMostDamaged = 2;
+    constexpr size_t kMaxDamagedBytes = 2;
     std::array<uint8_t, kFrontSize> front{};
     if (!descriptor || Read(0, front) != front.size())
         return false;
@@ -66,15 +66,15 @@ bool RecordingFile::IsOurs() const
         return count;
     };
     constexpr size_t kLengthSize = 8;
-    return differences(FileHead(), kFrontSize) <= kMostDamaged ||
-           differences(FinishedFront(0), kFrontSize - kLengthSize) <= kMostDamaged;
+    return differences(FileHead(), kFrontSize) <= kMaxDamagedBytes ||
+           differences(FinishedFront(0), kFrontSize - kLengthSize) <= kMaxDamagedBytes;
 }
 
 bool RecordingFile::IsFinished() const
 {
-    std::array<uint8_t, kRoomSize> room{};
-    Read(kRoomPosition, room);
-    const int64_t header = HeaderPositionIn(room);
+    std::array<uint8_t, kReservedSize> reserved{};
+    Read(kReservedPosition, reserved);
+    const int64_t header = HeaderPositionIn(reserved);
     std::array<uint8_t, 8> box{};
     if (header == 0 || Read(header, box) != box.size())
         return false;
@@ -99,7 +99,7 @@ bool RecordingFile::FindBoxBefore(int64_t end, JournalBox& box) const
 {
     const std::span identifier(kJournalIdentifier);
     std::vector<uint8_t> window(kWindow + identifier.size() - 1);
-    // By where the identifier is.
+    // Maps the position of the identifier to the box.
     for (int64_t stop = end + static_cast<int64_t>(kIdentifierAt); stop > kFileHeadSize && readable > 0;) {
         const int64_t start = std::max<int64_t>(kFileHeadSize, stop - static_cast<int64_t>(kWindow));
         const auto wanted = static_cast<size_t>(stop - start) + identifier.size() - 1;

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 // The journal is in the movie file itself, as boxes between the fragments, and not in a second file.
 //
-// One file is the more robust choice: what survives a failure is a beginning of one stream, so that a box on disk
-// has its data before it; a movie that is moved, copied or sent to someone can still be recovered; one request makes
-// data and journal durable together; and nothing is left lying about. The price is some hundred bytes a second that
-// stay in the finished movie, where no sample refers to them.
+// One file is more robust than two: what survives a failure is the start of one stream, so a box on disk always has its
+// data before it; a movie that is moved, copied or sent to someone can still be recovered; one sync makes data and
+// journal durable together; and no second file is left behind. The price is some hundred bytes per second that stay in
+// the finished movie, where no sample refers to them.
 //
-// A box is written behind each fragment. It is of type "uuid", which readers skip, and begins with our identifier, the
-// number of the recording, its own position and that of the box before, and a checksum: recovery finds the last
-// whole box from the end of the file and goes from box to box towards the beginning. Each box names the tracks and
-// their media times, and new sample descriptions; known descriptions are repeated where that costs next to nothing.
-// A damaged box therefore costs its own samples only.
+// A box is written after each fragment. Its type is "uuid", which readers skip. It starts with our identifier, the
+// number of the recording, its own position and that of the previous box, and a checksum: recovery finds the last
+// intact box from the end of the file and follows the chain towards the start. Each box names the tracks and their
+// media times, and contains new sample descriptions; known ones are repeated if that costs next to nothing. A damaged
+// box therefore only costs its own samples.
 #include "platform/movies/RecoveryJournal.h"
 
 #include <algorithm>
@@ -22,7 +22,7 @@ namespace {
 
 constexpr int64_t kDataBetweenDescriptions = int64_t{1} << 20;
 constexpr size_t kChecksumAt = kJournalHeadSize - 4;
-constexpr size_t kLargestBox = size_t{1} << 20;
+constexpr size_t kMaxBox = size_t{1} << 20;
 
 constexpr std::array<uint32_t, 256> MakeChecksumTable()
 {
@@ -36,7 +36,7 @@ constexpr std::array<uint32_t, 256> MakeChecksumTable()
     return table;
 }
 
-// A cyclic redundancy check of 32 bits over the box, but for the field that holds it.
+// CRC-32 of the box without its checksum field.
 uint32_t Checksum(std::span<const uint8_t> box)
 {
     static constexpr auto kTable = MakeChecksumTable();
@@ -121,7 +121,7 @@ std::optional<size_t> JournalBoxSize(std::span<const uint8_t> head, int64_t posi
     bytes.U64();
     const uint64_t ownPosition = bytes.U64();
     if (bytes.Failed() || type != CodeOf("uuid") || !std::ranges::equal(identifier, kJournalIdentifier) ||
-        ownPosition != static_cast<uint64_t>(position) || size < kJournalHeadSize || size > kLargestBox)
+        ownPosition != static_cast<uint64_t>(position) || size < kJournalHeadSize || size > kMaxBox)
         return {};
     return size;
 }

@@ -2,6 +2,7 @@
 #include "platform/movies/SampleDescriptions.h"
 
 #include "platform/compression/ImageDescription.h"
+#include "platform/drawing/PixelFormat.h"
 #include "platform/movies/Movies.h"
 #include "platform/movies/PictureAtoms.h"
 
@@ -58,22 +59,22 @@ Result FileFormOfImage(std::span<const uint8_t> record, std::span<const uint8_t>
     fileForm.assign(record.begin(), record.begin() + HostField<int32_t>(record, 0));
     Swap(fileForm, kImage32, 4);
     Swap(fileForm, kImage16, 2);
-    // The size of one frame's data says nothing about the track, and would make each frame's description another.
+    // The size of one frame's data says nothing about the track and would give each frame a description of its own.
     std::fill_n(fileForm.begin() + kImageDataSize, 4, uint8_t{0});
     AddPictureAtoms(description, sample, fileForm);
     return noErr;
 }
 
-// Samples of 24 bits are described in version 1, which says how many bytes a sample and a frame take; its field for
-// the sample size says 16 for whatever is larger.
+// Samples of 24 bits need a description of version 1, which has the bytes per sample and per frame; its sample size
+// field is 16 for anything larger.
 void MakeVersion1(std::vector<uint8_t>& fileForm)
 {
     constexpr uint32_t kSampleBytes = 3;
     ByteWriter version1;
-    version1.U32(1); // samples to a packet
+    version1.U32(1); // samples per packet
     version1.U32(kSampleBytes);
     version1.U32(kSampleBytes * FileField16(fileForm, kSoundChannels));
-    version1.U32(2); // as uncompressed
+    version1.U32(2); // uncompressed
     fileForm.insert(fileForm.begin() + kSoundDescriptionSize, version1.Bytes().begin(), version1.Bytes().end());
     fileForm[kSoundVersion + 1] = 1;
     fileForm[kSoundSampleSize + 1] = 16;
@@ -117,7 +118,7 @@ Result FileFormOfDescription(FourCharCode mediaType, std::span<const uint8_t> re
                           : mediaType == kTimecodeMediaType ? FileFormOfTimecode(record, fileForm)
                                                             : FileFormOfSound(record, fileForm);
     if (result == noErr) {
-        // The movie's data lies in one file, the first and only data reference.
+        // The movie's data is in one file, the first and only data reference.
         fileForm[kDataReferenceIndex] = 0;
         fileForm[kDataReferenceIndex + 1] = 1;
     }
@@ -195,12 +196,12 @@ std::vector<uint8_t> UnknownDescription(const TrackContents& track)
     out.Zeros(8);
     if (video) {
         out.Zeros(8); // qualities
-        out.U16(static_cast<uint16_t>(std::clamp(track.width >> 16, 1, 16384)));
-        out.U16(static_cast<uint16_t>(std::clamp(track.height >> 16, 1, 16384)));
-        out.U32(72U << 16); // pixels to an inch
+        out.U16(static_cast<uint16_t>(std::clamp(track.width >> 16, 1, kMaxPictureSide)));
+        out.U16(static_cast<uint16_t>(std::clamp(track.height >> 16, 1, kMaxPictureSide)));
+        out.U32(72U << 16); // pixels per inch
         out.U32(72U << 16);
         out.U32(0);
-        out.U16(1);    // frames to a sample
+        out.U16(1);    // frames per sample
         out.Zeros(32); // name
         out.U16(24);
         out.U16(0xFFFF); // no colour table

@@ -5,10 +5,10 @@ namespace platform {
 namespace {
 
 constexpr size_t kBlockSize = 64 << 10;
-constexpr size_t kLongestRun = 64;
-constexpr int64_t kLargestMergedRun = int64_t{1} << 20;
+constexpr size_t kMaxRunSize = 64;
+constexpr int64_t kMaxMergedRun = int64_t{1} << 20;
 
-// Marks beside the track number.
+// Flags beside the track number.
 constexpr uint64_t kPositionFollows = 1;
 constexpr uint64_t kDescriptionFollows = 2;
 constexpr uint64_t kNotSync = 4;
@@ -19,7 +19,7 @@ bool Continues(const SampleRun& last, const SampleRun& next)
     return next.count > 1 && last.count > 1 && last.track == next.track && last.description == next.description &&
            last.sync == next.sync && last.duration == next.duration && last.position + last.size == next.position &&
            last.size % last.count == 0 && next.size % next.count == 0 &&
-           last.size / last.count == next.size / next.count && last.size + next.size <= kLargestMergedRun;
+           last.size / last.count == next.size / next.count && last.size + next.size <= kMaxMergedRun;
 }
 
 int64_t& LastDescription(std::vector<int64_t>& descriptions, uint32_t track)
@@ -70,7 +70,7 @@ void SampleLog::Encode(const SampleRun& run)
     expectedPosition = run.position + run.size;
     ++encodedRuns;
 
-    if (blocks.empty() || blocks.back().size() + kLongestRun > kBlockSize) {
+    if (blocks.empty() || blocks.back().size() + kMaxRunSize > kBlockSize) {
         blocks.emplace_back();
         blocks.back().reserve(kBlockSize);
     }
@@ -101,7 +101,7 @@ void SampleLog::TakeNew(std::vector<uint8_t>& out)
         takenBlock = blocks.size() - 1;
         takenByte = blocks.back().size();
     }
-    // The next run says its position and description in full, so that it can be read without these.
+    // The next run has its position and description in full, so that it can be decoded without the ones before it.
     expectedPosition = -1;
     lastDescriptions.clear();
 }

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A track's capture offset c is when its media's time 0 was captured, s is where in the movie the edits show that time.
-// What the movie shows at a moment t was then captured at t + c - s. Picture and sound are in step when c - s is the
-// same for both; what it differs by is taken off the edits of sound, by showing nothing for so long or by leaving out
-// its start.
+// Let c be the capture time of a track's media time 0, and s the time at which the movie's edits show it. What the
+// movie shows at time t was then captured at t + c - s. Picture and sound are in sync if c - s is the same for both.
+// The difference is taken from the edits of the sound, by inserting an empty edit or by skipping its start.
 #include "platform/movies/TrackAlignment.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -14,18 +13,18 @@
 namespace platform {
 namespace {
 
-constexpr size_t kMostOffsets = 512;
-constexpr int64_t kLargestMove = kFileTimeScale / 2;
+constexpr size_t kMaxOffsets = 512;
+constexpr int64_t kMaxMove = kFileTimeScale / 2;
 
-// Held where the numbers of a damaged file would leave 64 bits.
+// Clamped, since the numbers of a damaged file could exceed 64 bits.
 int64_t NanosecondsOf(int64_t time, int32_t timeScale)
 {
-    constexpr int64_t kMostSeconds = int64_t{1} << 30;
-    return std::min(time / timeScale, kMostSeconds) * kNanosecondsPerSecond +
+    constexpr int64_t kMaxSeconds = int64_t{1} << 30;
+    return std::min(time / timeScale, kMaxSeconds) * kNanosecondsPerSecond +
            time % timeScale * kNanosecondsPerSecond / timeScale;
 }
 
-// The place in the movie where the media's time 0 is shown, or would be, in nanoseconds.
+// The movie time in nanoseconds at which the media's time 0 is shown, or would be.
 int64_t ShownAt(const std::vector<Edit>& edits, int32_t timeScale)
 {
     int64_t start = 0;
@@ -37,7 +36,7 @@ int64_t ShownAt(const std::vector<Edit>& edits, int32_t timeScale)
     return 0;
 }
 
-// The first track of a type whose capture times are known and that shows something; or the number of tracks.
+// The first track of a type whose capture times are known and that shows something; the number of tracks if none.
 size_t FindTimedTrack(const MovieContents& movie, FourCharCode type)
 {
     const auto found = std::ranges::find_if(movie.tracks, [&](const TrackContents& track) {
@@ -73,10 +72,10 @@ void CaptureOffsets::Add(int64_t captureTime, int64_t mediaTime, int32_t timeSca
 {
     if (added++ % stride != 0)
         return;
-    if (offsets.size() == kMostOffsets) {
-        for (size_t i = 0; i < kMostOffsets / 2; ++i)
+    if (offsets.size() == kMaxOffsets) {
+        for (size_t i = 0; i < kMaxOffsets / 2; ++i)
             offsets[i] = offsets[2 * i];
-        offsets.resize(kMostOffsets / 2);
+        offsets.resize(kMaxOffsets / 2);
         stride *= 2;
     }
     offsets.push_back(captureTime - NanosecondsOf(mediaTime, timeScale));
@@ -114,7 +113,7 @@ std::vector<std::vector<Edit>> AlignedEdits(const MovieContents& movie)
     };
     const int64_t early = start(sound) - start(video);
     const auto units = std::llround(static_cast<double>(early) * kFileTimeScale / kNanosecondsPerSecond);
-    if (std::llabs(units) > kLargestMove)
+    if (std::llabs(units) > kMaxMove)
         return edits;
     if (units > 0)
         ShowLater(edits[sound], units);

@@ -7,13 +7,13 @@
 
 namespace platform {
 
-/// Bytes a second over the last ten seconds.
+/// The recording rate in bytes per second over the last ten seconds.
 class WritingRate {
 public:
-    /// So many bytes were recorded at this time (monotonic clock, nanoseconds).
+    /// `bytes` bytes had been recorded at this time (monotonic clock, nanoseconds).
     void Note(int64_t time, int64_t bytes);
 
-    /// Negative while it is not known: within the first second.
+    /// Negative while it is not known: in the first second.
     double BytesPerSecond() const;
 
 private:

@@ -48,7 +48,7 @@ public:
         disk.order += 's';
         return disk.syncsThatWork-- > 0 ? noErr : ioErr;
     }
-    int64_t KeepRoom(int64_t) override { return disk.room; }
+    int64_t Reserve(int64_t) override { return disk.room; }
     ~SimulatedFile() override { disk.closed = true; }
 
 private:
@@ -86,11 +86,11 @@ TEST(MediaDataWriter, TakesSamplesWhileTheDiskStalls)
     // Nothing reaches the disk until the stall ends, so each call must come back without it.
     for (uint32_t i = 0; i < 40; ++i) {
         const Bytes sample = Noise(static_cast<size_t>(kMegabyte) + i, i);
-        ASSERT_TRUE(writer.WaitForRoom(kMegabyte));
+        ASSERT_TRUE(writer.WaitForSpace(kMegabyte));
         ASSERT_EQ(writer.Append(sample), noErr);
         all.insert(all.end(), sample.begin(), sample.end());
     }
-    EXPECT_FALSE(writer.WaitForRoom(6 * kMegabyte));
+    EXPECT_FALSE(writer.WaitForSpace(6 * kMegabyte));
     EXPECT_EQ(writer.Waiting(), static_cast<int64_t>(all.size()));
     writer.Overwrite(Bytes(3, 7), 5);
     std::fill_n(all.begin() + 5, 3, uint8_t{7});
@@ -200,7 +200,7 @@ TEST(MovieStorage, ASyncThatFailsIsReported)
     StorageOnDisk movie(disk);
     ASSERT_EQ(movie.AddFrame(1000), noErr);
     ASSERT_EQ(movie.Finish(), noErr);
-    const Bytes room(disk.content.begin() + kRoomPosition, disk.content.begin() + kInitialHeaderPosition);
+    const Bytes room(disk.content.begin() + kReservedPosition, disk.content.begin() + kInitialHeaderPosition);
     EXPECT_GT(HeaderPositionIn(room), kFileHeadSize);
 
     Disk failing;
@@ -211,7 +211,7 @@ TEST(MovieStorage, ASyncThatFailsIsReported)
     }
     EXPECT_EQ(lost.storage.Status().failure, ioErr);
     EXPECT_EQ(lost.Finish(), ioErr);
-    EXPECT_EQ(failing.content[kRoomPosition], 0) << "no head of a finished movie";
+    EXPECT_EQ(failing.content[kReservedPosition], 0) << "no head of a finished movie";
     EXPECT_EQ(failing.content.size() > static_cast<size_t>(kFileHeadSize), true);
 }
 

@@ -265,7 +265,7 @@ void WriteFinished(DiskFile& file, const MovieContents& movie, int64_t headerPos
 {
     EXPECT_EQ(file.Write(MovieHeader(movie), headerPosition), noErr);
     EXPECT_EQ(file.Write(FileHead(), 0), noErr);
-    EXPECT_EQ(file.Write(MediaDataHead(headerPosition), kRoomPosition), noErr);
+    EXPECT_EQ(file.Write(MediaDataHead(headerPosition), kReservedPosition), noErr);
 }
 
 TEST_F(MovieFile, ReachesPastFourGigabytes)
