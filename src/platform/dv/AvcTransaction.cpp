@@ -21,7 +21,7 @@ AvcResponse CodeOfFrame(std::span<const uint8_t> frame)
     return static_cast<AvcResponse>(frame[0] & 0x0F);
 }
 
-// Which responses a command of the kind can have.
+// The possible responses to a command of each kind.
 bool CanAnswer(AvcResponse response, bool isControl)
 {
     switch (response) {
@@ -36,8 +36,8 @@ bool CanAnswer(AvcResponse response, bool isControl)
     }
 }
 
-// A late answer to an earlier command must not be taken for this one's. The answer to a status inquiry of the transport
-// state has the state, 0xC1 to 0xC4, in the place of the opcode.
+// A late response to an earlier command must not be taken for this one's. The response to a status inquiry of the
+// transport state has the state, 0xC1 to 0xC4, in place of the opcode.
 bool BelongsTo(std::span<const uint8_t> response, std::span<const uint8_t> command)
 {
     if (response.size() < 3 || !CanAnswer(CodeOfFrame(response), command[0] == kAvcControl) ||

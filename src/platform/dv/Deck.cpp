@@ -13,7 +13,7 @@ AvcResponse ResponseCodeOf(std::span<const uint8_t> response)
     return static_cast<AvcResponse>(response[0] & 0x0F);
 }
 
-// The answer to a status inquiry; empty for none.
+// The response to a status inquiry; empty if there is none.
 std::vector<uint8_t> Inquire(Bus& bus, uint64_t guid, std::span<const uint8_t> frame)
 {
     std::vector<uint8_t> response;
@@ -56,7 +56,7 @@ std::optional<TapeTimecode> Deck::Timecode()
     const auto response = Inquire(*bus, guid, kTimecodeInquiry);
     if (response.empty())
         return std::nullopt;
-    // The deck does not say for which system it counts.
+    // The deck does not report the television system of its timecode.
     return TimecodeOfPackedDecimals(std::span<const uint8_t, 4>(&response[4], 4), false);
 }
 

@@ -12,37 +12,37 @@
 
 namespace platform {
 
-/// What a transport is doing, by the operation that it answers with.
+/// The state of a transport, named by the operation that the deck reports.
 struct DeckState {
     uint8_t opcode = 0;
     uint8_t operand = 0;
 
     /// Whether the tape is stopped.
     bool IsStopped() const { return opcode == kDeckStop.opcode && operand == kDeckStop.operand; }
-    /// Whether the tape winds.
+    /// Whether the tape is winding.
     bool IsWinding() const { return opcode == kDeckStop.opcode && !IsStopped(); }
-    /// Whether the tape plays at normal speed.
+    /// Whether the tape is playing at normal speed.
     bool IsPlaying() const { return opcode == kDeckPlay.opcode && operand == kDeckPlay.operand; }
-    bool IsWithoutTape() const { return opcode == 0xC1; } ///< loading, or empty
+    bool IsWithoutTape() const { return opcode == 0xC1; } ///< loading, or no tape
 
-    /// The operation's name, or what else the deck is doing: "without a tape", "playing", "winding".
+    /// The name of the operation or state: "without a tape", "playing", "winding".
     std::string Name() const;
 };
 
-/// The transport of one device. Each call waits for the answer, for at most about half a second.
+/// The transport of one device. Each call waits for the response, for half a second at most.
 class Deck {
 public:
-    /// The deck of the device with that GUID on the bus.
+    /// The deck of the device with that GUID.
     Deck(std::shared_ptr<Bus> deckBus, uint64_t deviceGuid) : bus(std::move(deckBus)), guid(deviceGuid) {}
 
-    /// `noErr` when the deck has accepted the operation or is at work on it; `paramErr` when it refuses it or has no
-    /// such operation, as a camera without a tape; `ioErr` when it does not answer.
+    /// Returns `noErr` if the deck accepts the operation or is carrying it out, `paramErr` if it rejects or lacks it,
+    /// as a camera without a tape does, `ioErr` if it does not respond.
     Result Do(const DeckOperation& operation);
 
-    /// Nothing where the deck does not answer.
+    /// Nothing if the deck does not respond.
     std::optional<DeckState> State();
 
-    /// The place of the tape under the head; nothing where there is none, or the tape has no timecode.
+    /// The timecode at the head; nothing if there is no tape or no timecode.
     std::optional<TapeTimecode> Timecode();
 
 private:

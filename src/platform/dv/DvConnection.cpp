@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Connections to output plugs.
 //
-// libiec61883's one call for connecting reports success for a plug that refuses, keeps channel and bandwidth of it, and
-// writes on standard error; so its smaller calls are used, and the plug is read afterwards.
+// libiec61883's single call for connecting reports success for a plug that refuses, keeps the channel and bandwidth of
+// it, and writes to standard error. So its smaller calls are used, and the plug is read back afterwards.
 #include "platform/dv/DvConnection.h"
 
 #ifdef VELMORA_HAVE_DV_STREAM
@@ -20,7 +20,7 @@ namespace {
 constexpr nodeaddr_t kMasterPlugAddress = CSR_REGISTER_BASE + 0x900;
 constexpr nodeaddr_t kPlugAddress = CSR_REGISTER_BASE + 0x904;
 constexpr int kBroadcastChannel = 63;
-constexpr uint32_t kDvPayload = 122; // quadlets of a packet: a header and six blocks
+constexpr uint32_t kDvPayload = 122; // quadlets per packet: a header and six blocks
 
 // Fields of the plugs' registers.
 int PlugCount(uint32_t master)
@@ -123,7 +123,7 @@ Result DvConnection::CreatePointToPoint(const ReachedNode& source, uint32_t mast
     const raw1394handle_t handle = source.handle.get();
     if (!AllocateChannel(handle, held.channel >= 0 ? held.channel : ChannelOf(value)))
         return Refuse(noDeviceForChannel, "The FireWire bus has no channel left for the camcorder.");
-    // Without bandwidth of its own the stream usually finds room all the same.
+    // Without reserved bandwidth the stream usually gets through all the same.
     const int units = iec61883_cmp_calc_bandwidth(handle, source.node, held.plug, SpeedOf(master));
     if (units > 0 && raw1394_bandwidth_modify(handle, static_cast<unsigned>(units), RAW1394_MODIFY_ALLOC) == 0)
         held.bandwidth = units;

@@ -9,28 +9,28 @@
 
 namespace platform {
 
-/// A connection to a DV source's output plug (IEC 61883-1), and what it holds of the bus's channels and bandwidth.
+/// A connection to a DV source's output plug (IEC 61883-1), with the channel and bandwidth that it holds.
 ///
-/// A bus reset ends connections and empties the bus's books; the source sends on for a second, in which `Connect` takes
-/// the connection up again with the handle and node of the new generation.
+/// A bus reset ends connections and releases all channels and bandwidth. The source continues to send for a second, in
+/// which `Connect` restores the connection with the handle and node of the new generation.
 class DvConnection {
 public:
-    /// Connects, on the channel of the connection before where that is free. A source without plugs, or one that
-    /// broadcasts, is only listened to. `ioErr` when the bus was reset meanwhile, `noDeviceForChannel` when the source
-    /// can't be connected, with `Reason`. What a process that was killed has left of its connection to the source is
-    /// given back first.
+    /// Connects, on the channel of the previous connection if that is free. A source without plugs, or one that
+    /// broadcasts, is only listened to. Returns `ioErr` if the bus was reset meanwhile, `noDeviceForChannel`, with
+    /// `Reason`, if the source can't be connected. First releases what a killed process has left of its connection to
+    /// the source.
     Result Connect(const ReachedNode& source);
 
-    /// Gives channel and bandwidth back, unless a bus reset has ended the connection already.
+    /// Releases channel and bandwidth, unless a bus reset has done so already.
     void Disconnect(uint64_t guid);
 
     /// 0 to 63; -1 before the first connection.
     int Channel() const { return held.channel; }
 
-    /// Whether a connection was made there and since then no bus reset has ended it.
+    /// Whether a connection was made that no bus reset has ended since.
     bool HoldsAt(const ReachedNode& source) const;
 
-    /// A sentence for people: why there is no connection, or what is wrong with it. Empty when all is well.
+    /// Why there is no connection, or what is wrong with it: a sentence for the user. Empty if all is well.
     const std::string& Reason() const { return reason; }
 
 private:

@@ -7,11 +7,11 @@
 namespace platform {
 namespace {
 
-// No frame waits longer than this in the receiver's buffer: one that is later was sent later.
+// No frame waits longer than this in the receiver's buffer: a frame that is later was sent later.
 constexpr int64_t kThirds = 3; // of a nanosecond
 constexpr int64_t kPalPeriod = kThirds * 40'000'000;
 constexpr int64_t kNtscPeriod = 100'100'000;
-constexpr int64_t kLongestLate = kThirds * 250'000'000;
+constexpr int64_t kMaxLateness = kThirds * 250'000'000;
 constexpr int kLateFrames = 8;
 constexpr double kDriftAllowed = kThirds * 10e6;
 constexpr double kDriftSettled = kThirds * 1e6;
@@ -26,12 +26,12 @@ int64_t DvFrameClock::Next(int64_t arrivalTime, bool isPal, bool packetsLost)
     const int64_t arrival = kThirds * arrivalTime;
     const int64_t framePeriod = isPal ? kPalPeriod : kNtscPeriod;
     const bool isFirst = end == 0 || framePeriod != period;
-    const int64_t late = isFirst ? kLongestLate + 1 : arrival - (end + framePeriod);
+    const int64_t late = isFirst ? kMaxLateness + 1 : arrival - (end + framePeriod);
     period = framePeriod;
     const bool isLate = late > period / 2;
     minLateness = isLate && lateFrames > 0 ? std::min(minLateness, late) : late;
     lateFrames = isLate ? lateFrames + 1 : 0;
-    if (isFirst || late > kLongestLate || late < -period / 2)
+    if (isFirst || late > kMaxLateness || late < -period / 2)
         Jump(arrival, packetsLost && !isFirst);
     else if (isLate && (packetsLost || lateFrames >= kLateFrames))
         Jump(end + period + (minLateness + period / 2) / period * period, true);
@@ -41,7 +41,7 @@ int64_t DvFrameClock::Next(int64_t arrivalTime, bool isPal, bool packetsLost)
     return latest;
 }
 
-// Frames are missing: the times go on where the arrivals are.
+// Frames are missing: continue the times at the arrivals.
 void DvFrameClock::Jump(int64_t to, bool framesLost)
 {
     if (framesLost && to > end + period)
@@ -56,7 +56,7 @@ void DvFrameClock::Follow(int64_t late)
 {
     end += period;
     if (late > period / 2)
-        return; // waited somewhere
+        return; // delayed on the way
     drift += (static_cast<double>(late) - drift) * kSmoothing;
     isFollowing = std::abs(drift) > (isFollowing ? kDriftSettled : kDriftAllowed);
     if (!isFollowing)

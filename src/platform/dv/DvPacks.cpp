@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Packs of DV frames: five bytes, of which the first names the kind.
+// Packs of DV frames: five bytes each, the first one names the kind.
 //
-// A frame is 10 or 12 sequences of 150 blocks of 80 bytes, three of them identification. Blocks 1 and 2 of a sequence
-// hold subcode, six packs each in pieces of eight bytes whose first three are identification; blocks 3 to 5 hold
-// auxiliary data of video, fifteen packs each. Behind them, every sixteenth block is one of sound and the others are of
-// video, whose fourth byte has the status of the block in its upper half.
+// A frame has 10 or 12 sequences of 150 blocks of 80 bytes, three of them identification. Blocks 1 and 2 of a sequence
+// hold subcode: six packs each, in pieces of eight bytes whose first three are identification. Blocks 3 to 5 hold
+// auxiliary data of the video, fifteen packs each. Of the remaining blocks, every sixteenth is audio and the others are
+// video, with the block's status in the upper half of the fourth byte.
 #include "platform/dv/DvPacks.h"
 
 #include <algorithm>
@@ -22,9 +22,9 @@ constexpr size_t kIdentification = 3;
 
 enum PackKind : uint8_t { kTimecodePack = 0x13, kDatePack = 0x62, kTimePack = 0x63 };
 
-using Pack = std::array<uint8_t, 4>; // behind the byte of its kind
+using Pack = std::array<uint8_t, 4>; // without the byte of its kind
 
-// The packs of one kind, of which the most frequent counts.
+// The packs of one kind; the most frequent one is used.
 class PackChoice {
 public:
     void Add(std::span<const uint8_t> bytes)
@@ -71,7 +71,7 @@ struct Choices {
     }
 };
 
-// Two decimal digits, the upper one cut to so many bits; -1 for no such digits.
+// Two decimal digits, the upper one masked; -1 if they are not digits.
 int DecimalOf(uint8_t byte, uint8_t upperBits)
 {
     const int units = byte & 0x0F;

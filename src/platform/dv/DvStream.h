@@ -11,23 +11,23 @@
 
 namespace platform {
 
-/// The first byte of a block of sound that did not arrive; blocks that did begin with their section's number.
+/// The first byte of a sound block that did not arrive; other blocks start with their section number.
 inline constexpr uint8_t kLostSoundBlock = 0xFF;
 
-/// Takes what a DV stream delivers, on the stream's thread.
+/// Receives what a DV stream delivers, on the stream's thread.
 class DvStreamSink {
 public:
     virtual ~DvStreamSink() = default;
 
-    /// A frame as the packets held it, borrowed. `complete` is false when packets of it were missing; what they would
-    /// have brought is then left from the frame before, but for blocks of sound, which begin with `kLostSoundBlock`.
-    /// `captureTime`: nanoseconds of the monotonic clock at which its first packet came.
+    /// Receives a frame as it was in the packets, borrowed. `complete` is false if packets were lost; their content is
+    /// then that of the previous frame, except that lost sound blocks start with `kLostSoundBlock`. `captureTime`: when
+    /// its first packet arrived, in nanoseconds of the monotonic clock.
     virtual void DvFrameArrived(std::span<const uint8_t> frame, bool complete, int64_t captureTime) = 0;
 
-    /// That many whole frames were lost before the next one.
+    /// This number of whole frames was lost before the next one.
     virtual void DvFramesLost(uint32_t /*count*/) {}
 
-    /// The device left the bus or the stream broke down. A new start takes it up again.
+    /// The device left the bus or the stream failed. A new start resumes it.
     virtual void DvStreamFailed(Result result) = 0;
 };
 
@@ -36,19 +36,18 @@ class DvStream {
 public:
     virtual ~DvStream() = default;
 
-    /// Starts to deliver to `sink`, which outlives the stop. `noDeviceForChannel` for a device that is not there or
-    /// can't be connected at the moment.
+    /// Starts delivery to `sink`, which must stay valid until `Stop`. `noDeviceForChannel` if the device is absent or
+    /// can't be connected at present.
     virtual Result Start(DvStreamSink& sink) = 0;
 
-    /// Returns only when no further call of the sink can come.
+    /// Stops delivery. Afterwards the sink is not called any more.
     virtual void Stop() = 0;
 
-    /// Why there is no stream, or what is wrong with it: a sentence for people. Empty when all is well. From any
-    /// thread.
+    /// Why there is no stream, or what is wrong with it: a sentence for the user. Empty if all is well. Any thread.
     virtual std::string Reason() const { return {}; }
 };
 
-/// The stream of a device, by its GUID, through the machine's adapters; null without library or device.
+/// The stream of a device by its GUID, through the machine's adapters; null without library or device.
 std::unique_ptr<DvStream> OpenFireWireStream(uint64_t guid);
 
 } // namespace platform

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The machine's FireWire bus.
 //
-// A device is a node whose configuration ROM says AV/C and that sends DV: it has a tape, by its own word, or a plug for
-// DV. It is known by its GUID, since node numbers change with every bus reset. Each command goes through a handle of
-// its own, because a handle reaches nothing any more after a reset that it has not heard of. Responses come through the
-// library's callback while this file polls the handle's descriptor, so nothing runs between two calls of ours.
+// A device is a node whose configuration ROM has an AV/C unit and that sends DV: it reports a tape recorder, or has a
+// plug for DV. It is identified by its GUID, since node numbers change with every bus reset. Each command uses its own
+// handle, because a handle that has missed a reset reaches nothing. Responses arrive through the library's callback
+// while this file polls the handle's descriptor, so nothing runs between two calls of ours.
 //
-// Asking a node that does not answer takes half a second, and lists are made often, by the main thread. So nodes are
-// asked on a thread of their own, and what a node said is kept: for good where it sends DV, until the next bus reset
-// where it does not. A silent one may still be starting up: it is asked again for each list, at most once a second, and
-// a list waits for the first question only.
+// Asking a node that does not respond takes half a second, and the main thread requests the list often. So nodes are
+// asked on a separate thread, and the answer is cached: for good if the node sends DV, until the next bus reset if not.
+// A silent node may still be starting up: it is asked again for each list, at most once a second, but a list only waits
+// for the first inquiry.
 #include "platform/dv/Bus.h"
 
 #ifdef VELMORA_HAVE_RAW1394
@@ -33,11 +33,11 @@ namespace platform {
 namespace {
 
 constexpr nodeaddr_t kFcpCommandAddress = 0xFFFFF0000B00; // IEC 61883-1
-constexpr size_t kLongestFrame = 512;
+constexpr size_t kMaxFrame = 512;
 constexpr int64_t kAskAgain = kNanosecondsPerSecond;
 constexpr std::chrono::milliseconds kAskWait{200};
 
-// One command and the responses that the device gives from then on.
+// One command and the responses of the device since then.
 class Conversation {
 public:
     Conversation(uint64_t deviceGuid, ReachedNode node) : guid(deviceGuid), reached(std::move(node))
@@ -54,7 +54,7 @@ public:
 
     Result Send(std::span<const uint8_t> frame)
     {
-        // Frames are quadlets on the wire.
+        // Frames are padded to quadlets on the wire.
         std::vector<quadlet_t> quadlets((frame.size() + 3) / 4);
         std::copy(frame.begin(), frame.end(), reinterpret_cast<uint8_t*>(quadlets.data()));
         if (raw1394_write(reached.handle.get(), reached.node, kFcpCommandAddress, quadlets.size() * 4,
@@ -62,7 +62,7 @@ public:
             return noErr;
         const int error = errno;
         digitizerLog.Warning("FireWire: AV/C command to ", GuidText(guid), ": ", ErrorText(error));
-        // The device refused it or was busy, or a reset of the bus came first. A write that merely was not acknowledged
+        // The device rejected the write or was busy, or a bus reset came first. A write that was only not acknowledged
         // may have been carried out.
         return error != EAGAIN || WasReset() ? ioErr : noErr;
     }
@@ -92,7 +92,7 @@ private:
     static int FrameReceived(raw1394handle_t handle, nodeid_t node, int isResponse, size_t length, unsigned char* data)
     {
         auto* conversation = static_cast<Conversation*>(raw1394_get_userdata(handle));
-        if (isResponse != 0 && node == conversation->reached.node && length <= kLongestFrame)
+        if (isResponse != 0 && node == conversation->reached.node && length <= kMaxFrame)
             conversation->responses.emplace_back(data, data + length);
         return 0;
     }
@@ -102,7 +102,7 @@ private:
     std::deque<std::vector<uint8_t>> responses;
 };
 
-// What nodes said of themselves, over all buses that were opened.
+// The answers of nodes, for all buses that were opened.
 class KnownNodes {
 public:
     enum class Answer { SendsDv, SendsNone, Silent };
@@ -133,7 +133,7 @@ private:
         Answer answer = Answer::Silent;
         unsigned generation = 0;
         int64_t asked = 0;
-        bool isAsked = false; ///< at present
+        bool isAsked = false; ///< being asked at present
     };
 
     void Note(uint64_t guid, Answer answer)
@@ -204,7 +204,7 @@ private:
         }
     }
 
-    // A plug tells at once; SUBUNIT INFO, page 0, tells of a tape: an entry has the subunit's type in its upper five
+    // A plug is detected at once; SUBUNIT INFO, page 0, reports a tape: an entry has the subunit type in its upper five
     // bits.
     static KnownNodes::Answer AskForDv(uint64_t guid)
     {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Nodes of the FireWire bus through libraw1394.
 //
-// ROMs are read and taken apart here: librom1394 writes a line on standard error for each node that may not be opened
-// and for each bad entry, and drops a device of which one directory is damaged.
+// ROMs are read and parsed here: librom1394 writes a line to standard error for each node that may not be opened and
+// for each bad entry, and drops a device if one directory is damaged.
 #include "platform/dv/FireWireNode.h"
 
 #ifdef VELMORA_HAVE_RAW1394
@@ -51,7 +51,7 @@ std::optional<uint64_t> ReadGuid(raw1394handle_t handle, nodeid_t node)
     return high && low ? std::optional(uint64_t{*high} << 32 | *low) : std::nullopt;
 }
 
-// Calls `use` with each entry's key, its value, and the place that an offset leads to.
+// Calls `use` with each entry's key, its value, and the position that an offset refers to.
 template <typename Use> void ForEachEntry(const Rom& rom, size_t directory, Use use)
 {
     if (directory >= rom.size())
@@ -61,7 +61,7 @@ template <typename Use> void ForEachEntry(const Rom& rom, size_t directory, Use 
         use(rom[i] >> 24, rom[i] & 0xFFFFFF, i + (rom[i] & 0xFFFFFF));
 }
 
-// A leaf has its length, two quadlets that name type and language, and the text.
+// A leaf has its length, two quadlets with type and language, and the text.
 std::string TextOfLeaf(const Rom& rom, size_t leaf)
 {
     std::string text;
@@ -82,7 +82,7 @@ void ReadTexts(const Rom& rom, uint32_t key, size_t place, ConfigRom& found)
 {
     if (key == kTextLeafKey)
         AddText(found, TextOfLeaf(rom, place));
-    // The same text in several languages; the first is the maker's own choice.
+    // The same text in several languages; the first is the vendor's default.
     std::string first;
     if (key == kTextDirectoryKey)
         ForEachEntry(rom, place, [&](uint32_t inner, uint32_t, size_t leaf) {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Isochronous reception through libiec61883.
 //
-// The stream has a handle of its own for packets, which go on through bus resets, so that its thread shares nothing
-// with AV/C commands. Everything else about the device is asked through a fresh handle: the one that receives doesn't
-// learn of a reset where the local node may not be opened. Five times a second a fresh handle tells whether there was
-// one; if so the connection, which the source keeps up for a second, is taken up again while frames go on arriving.
+// The stream has its own handle for packets, which continue through bus resets, so its thread shares nothing with AV/C
+// commands. Everything else about the device is asked through a new handle: the one that receives isn't notified of a
+// reset if the local node may not be opened. Five times a second a new handle shows whether there was a reset; if so
+// the connection, which the source keeps up for a second, is restored while frames continue to arrive.
 #include "platform/dv/DvStream.h"
 
 #ifdef VELMORA_HAVE_DV_STREAM
@@ -33,8 +33,8 @@ constexpr unsigned kPacketsOfBatch = 16; // 2 ms
 constexpr unsigned kPacketsOfBuffer = 2000;
 constexpr int kPalFrameSize = 144'000;
 
-// The receiver keeps its buffer from frame to frame: what it has not overwritten in the next one got lost. Blocks of 80
-// bytes, 150 to a sequence: after the first six, every sixteenth is one of sound (IEC 61834-2).
+// The receiver keeps its buffer from frame to frame: blocks that it has not overwritten were lost. Blocks of 80 bytes,
+// 150 per sequence: after the first six, every sixteenth is an audio block (IEC 61834-2).
 void MarkSoundLost(std::span<uint8_t> frame)
 {
     constexpr size_t block = 80;
@@ -135,8 +135,8 @@ private:
         }
     }
 
-    // A deck that stands still sends no frames, so silence says nothing; a device that stays away from the bus, or
-    // can't be connected again, has failed.
+    // A paused deck sends no frames, so silence means nothing; a device that stays away from the bus, or can't be
+    // connected again, has failed.
     Result Look()
     {
         const int64_t now = MonotonicNow();
@@ -185,7 +185,7 @@ private:
     DvFrameClock frameClock;
     unsigned dropped = 0;
     int64_t nextLook = 0;
-    int64_t resetSeen = 0; ///< when a reset was seen that the connection has not been taken up after; 0 for none
+    int64_t resetSeen = 0; ///< when a reset was seen after which the connection has not been restored; 0 for none
     std::atomic<bool> running{false};
     std::thread thread;
     mutable std::mutex mutex; // guards the following

@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Unit specifiers and versions (1394 TA numbers; the second specifier is that of a maker with a number of its own).
+// Unit specifiers and versions (1394 TA numbers; the second specifier is a vendor's own).
 constexpr uint32_t kTradeAssociation = 0x00A02D;
 constexpr uint32_t kCameraMaker = 0x00B09D;
 constexpr uint32_t kAvcVersion = 0x010001;
@@ -100,7 +100,7 @@ std::vector<FireWireUnit> ListFireWireUnits()
     std::error_code error;
     for (fs::directory_iterator entry(Paths().units, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
-        // A unit's folder is named after its device's: fw1.0 is the first unit of fw1.
+        // A unit's folder is named after its device: fw1.0 is the first unit of fw1.
         const std::string file = entry->path().filename().string();
         const size_t dot = file.find('.');
         if (dot == std::string::npos)

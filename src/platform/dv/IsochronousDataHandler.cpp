@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The isochronous data handler.
 //
-// An open instance holds the bus and the device that the configuration chose. A device control is the number of a
-// bus and a device's GUID, so it outlives the instance that gave it, and finds no device once that is gone.
+// An open instance holds the bus and the device selected by the configuration. A device control is the number of a bus
+// and a device's GUID, so it outlives the instance that returned it and finds no device once that is gone.
 #include "platform/dv/IsochronousDataHandler.h"
 
 #include "platform/atoms/AtomContainers.h"
@@ -19,7 +19,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kCommandWait{40};
-constexpr milliseconds kInquiryWait{1000}; // behind commands that are under way
+constexpr milliseconds kInquiryWait{1000}; // after pending commands
 constexpr milliseconds kFinishWait{5000};
 constexpr uint8_t kControlCommand = 0;
 constexpr FourCharCode kDeviceAtom = CodeOf("devc");
@@ -47,7 +47,7 @@ struct DataHandler : ComponentObject {
     ~DataHandler() override { DeviceControls().Remove(deviceControl); }
 };
 
-// The parameter record of a transaction, as callers lay it out.
+// The parameter record of a transaction, in the callers' layout.
 struct TransactionParameters {
     Address command;
     int32_t commandLength;
@@ -78,11 +78,11 @@ void InsertDevice(AtomContainer container, const BusDevice& device)
     const Atom isochronous = InsertAtom(container, deviceAtom, kIsochronousAtom);
     const Atom mode = InsertAtom(container, isochronous, kModeAtom);
     InsertAtom(container, mode, kMediaTypeAtom, BytesOf(kVideoMediaType));
-    // The mode leads back to its device when a configuration names it.
+    // The mode refers to its device, for a later configuration.
     InsertAtom(container, mode, kGuidAtom, BytesOf(device.guid));
 }
 
-// Commands one after the other: a deck that needs half a second for one must not stop the live picture.
+// Runs commands in order: a deck that needs half a second for one must not stop the live picture.
 ControlThread& Commands()
 {
     static ControlThread thread;
@@ -97,7 +97,7 @@ struct Transaction {
     std::promise<Result> result;
 };
 
-// Runs the transaction behind those that are under way.
+// Runs the transaction after the pending ones.
 Result Run(const std::shared_ptr<Transaction>& transaction, std::vector<uint8_t>& response)
 {
     auto result = transaction->result.get_future();
@@ -167,8 +167,8 @@ Result DeviceControlDoAVCTransaction(int32_t deviceControl, Address parameters)
         return badComponentInstance;
     auto record = Peek<TransactionParameters>(parameters);
     const auto command = BytesAt(record.command, record.commandLength);
-    const auto room = BytesAt(record.response, record.responseSize);
-    if (command.empty() || room.empty())
+    const auto space = BytesAt(record.response, record.responseSize);
+    if (command.empty() || space.empty())
         return paramErr;
     const auto transaction = std::make_shared<Transaction>(
         Transaction{control->bus, control->guid, {command.begin(), command.end()}, {}, {}});
@@ -176,8 +176,8 @@ Result DeviceControlDoAVCTransaction(int32_t deviceControl, Address parameters)
     const Result result = Run(transaction, response);
     if (result != noErr)
         return result;
-    const size_t length = std::min(response.size(), room.size());
-    std::copy_n(response.begin(), length, room.begin());
+    const size_t length = std::min(response.size(), space.size());
+    std::copy_n(response.begin(), length, space.begin());
     record.responseSize = static_cast<int32_t>(length);
     Poke(parameters, record);
     return noErr;
