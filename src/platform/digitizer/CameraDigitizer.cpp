@@ -11,7 +11,7 @@
 namespace platform {
 namespace {
 
-// Windows that read one value after the other get them all from one reading of the device.
+// Windows that read several values in a row get all of them from one reading of the device.
 constexpr int64_t kControlsStayFresh = 50 * kNanosecondsPerMillisecond;
 
 std::string TextOfFormat(const CaptureFormat& format)
@@ -69,8 +69,8 @@ bool CameraDigitizer::Open(Outcome& outcome)
     return true;
 }
 
-// Makes a freshly opened device the one in use, in the state in which the caller wants it. What the device refuses it
-// keeps as it is: a picture in the wrong light is better than none.
+// Makes a newly opened device the one in use, in the requested state. Settings that the device rejects stay as they
+// are: a picture in the wrong light is better than none.
 void CameraDigitizer::TakeUp(const std::shared_ptr<CaptureDevice>& opened)
 {
     std::unique_lock lock(mutex);
@@ -112,7 +112,7 @@ void CameraDigitizer::ReadFormats(CaptureDevice& opened)
     formats = std::move(offered);
 }
 
-// A source that has changed by itself is followed without a change of what was requested.
+// A source that has changed on its own is followed; the requested settings stay.
 CaptureFormat CameraDigitizer::FormatToBegin(CaptureDevice& opened)
 {
     const CaptureFormat present = std::exchange(sourceChanged, false) ? opened.PresentFormat() : CaptureFormat();
@@ -147,8 +147,8 @@ Outcome CameraDigitizer::BeginCheaper(const CaptureFormat& refused, Outcome outc
     return {noDeviceForChannel, without};
 }
 
-// Starts the device, opened where need be. What was open for long may have gone and come back meanwhile, or hold on to
-// the size of an earlier run: it is opened again before it counts as failed.
+// Starts the device, and opens it if necessary. One that has been open for a long time may have been unplugged and
+// plugged in again, or may keep the size of an earlier run: it is opened again before it counts as failed.
 Outcome CameraDigitizer::BeginOpenOrNew()
 {
     Outcome outcome;
@@ -181,15 +181,15 @@ Result CameraDigitizer::Conclude(const Outcome& outcome)
     return outcome.result;
 }
 
-// A device that can't be had is closed: it may be another one that comes in its place.
+// A device that can't be used is closed: another one may take its place.
 Result CameraDigitizer::Begin()
 {
     const Outcome outcome = BeginOpenOrNew();
     const Result result = outcome.result;
-    // Why the device failed holds until it has shown that it works again.
+    // The reason of a failure stays valid until the device has shown that it works again.
     if (!isFailing || !outcome || !outcome.reason.empty())
         Conclude(outcome);
-    isFailing = isFailing && outcome.reason.empty(); // a remark on the start stays
+    isFailing = isFailing && outcome.reason.empty(); // a remark about the start is kept
     LogStart(outcome);
     if (result != noErr)
         running.reset();
@@ -264,7 +264,7 @@ std::string CameraDigitizer::Reason() const
     return reason;
 }
 
-// A format that the device itself refuses is taken back.
+// Undo a format that the device itself rejects.
 Result CameraDigitizer::SetFormat(const CaptureFormat& request)
 {
     if (digitizerLog.Writes(LogLevel::Info))
@@ -302,7 +302,7 @@ int CameraDigitizer::Input() const
     return requestedInput.value_or(0);
 }
 
-// Changes what the picture comes from. Formats depend on it.
+// Changes the source of the picture, on which the formats depend.
 template <typename Select> Result CameraDigitizer::ChangeSource(Select select)
 {
     return thread.Around([&, this] {
@@ -378,7 +378,7 @@ std::vector<ImageControl> CameraDigitizer::Controls() const
     return known;
 }
 
-// A device that does not answer at once takes the value when it does.
+// A device that does not respond at once applies the value when it does.
 Result CameraDigitizer::SetControl(uint32_t identity, int64_t value)
 {
     const auto opened = Device();
@@ -395,7 +395,7 @@ Result CameraDigitizer::SetControl(uint32_t identity, int64_t value)
     return result;
 }
 
-// A control that was handed to the device's own automatic has no requested value any more.
+// A control that was switched to automatic has no requested value any more.
 void CameraDigitizer::RememberRequest(uint32_t identity, int64_t value)
 {
     const std::lock_guard lock(mutex);

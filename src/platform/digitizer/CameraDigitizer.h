@@ -8,18 +8,18 @@
 
 namespace platform {
 
-/// A digitizer over a device of any family: formats, requested settings, controls and the thread are the same for all.
+/// A digitizer over a device of any family: formats, requested settings, controls and the thread are shared code.
 ///
-/// The device is open from the construction on and stays so while it is present, so that its formats and controls can
-/// be asked for at any time. What was requested of it (input, standard, format, controls) is kept, and put back on a
-/// device that returns with its defaults.
+/// The device is open from construction on while it is present, so that its formats and controls can be read at any
+/// time. The requested settings (input, standard, format, controls) are kept, and restored on a device that returns
+/// with its defaults.
 class CameraDigitizer : public Digitizer, private DeviceRun {
 public:
     struct Label {
         std::string name;
         std::string identity;
     };
-    /// A camera of that label; `opener` opens the device when it is needed.
+    /// A camera with that label; `opener` opens the device when necessary.
     CameraDigitizer(Label label, DeviceOpener opener);
     ~CameraDigitizer() override { CameraDigitizer::Stop(); }
 
@@ -76,18 +76,18 @@ private:
     mutable std::mutex mutex; // guards the following, which several threads use
     std::shared_ptr<CaptureDevice> device;
     std::vector<CaptureFormat> formats;
-    CaptureFormat wanted; ///< as requested, or chosen at first
-    CaptureFormat inUse;  ///< what the device made of it
+    CaptureFormat wanted; ///< as requested, or chosen initially
+    CaptureFormat inUse;  ///< as set on the device
     std::string reason;
     std::map<uint32_t, int64_t> requested; ///< values of controls
     std::optional<int> requestedInput;
     std::optional<int> requestedStandard;
     mutable std::vector<ImageControl> known; ///< the controls as last read
-    mutable int64_t readTime = 0;            ///< of that; 0: to be read again
+    mutable int64_t readTime = 0;            ///< when they were read; 0: read them again
 
-    std::shared_ptr<CaptureDevice> running; ///< the device's thread's own, while that runs
-    bool sourceChanged = false;             ///< the same
-    bool isFailing = false;                 ///< the same: no good frame has come since the last failure
+    std::shared_ptr<CaptureDevice> running; ///< owned by the device's thread while it runs
+    bool sourceChanged = false;             ///< likewise
+    bool isFailing = false;                 ///< likewise; no good frame has arrived since the last failure
     mutable ControlThread controlThread;
     ReconnectingThread thread{*this};
 };

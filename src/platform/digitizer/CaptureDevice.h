@@ -11,35 +11,35 @@
 
 namespace platform {
 
-/// How an attempt at a device went. `reason` is a sentence for people; it may come with success, too, as a remark.
+/// The result of an attempt to use a device. `reason` is a sentence for the user; after success it may be a remark.
 struct Outcome {
     Result result = noErr;
     std::string reason = {};
-    bool noBandwidth = false; ///< the bus has no room for this format; a cheaper one may pass
+    bool noBandwidth = false; ///< the bus has no bandwidth left for this format; a cheaper one may work
 
     /// Whether the attempt succeeded.
     explicit operator bool() const { return result == noErr; }
 };
 
-/// An open camera: what a family of cameras supplies. The object closes the device with its end.
+/// An open camera, implemented by each family of cameras. The destructor closes the device.
 ///
-/// Formats, inputs and standards are asked for by the thread that opened the device, and while it does not stream.
-/// `Begin` to `Failure` belong to the device's thread. Controls are read and written by a third thread beside that.
+/// Formats, inputs and standards are read by the thread that opened the device, and while it does not stream. `Begin`
+/// to `Failure` are called by the device's thread. Controls are read and written by a third thread.
 class CaptureDevice {
 public:
     virtual ~CaptureDevice() = default;
 
-    /// Everything on offer, in the device's own order, each size with its rates, the fastest first.
+    /// All formats, in the device's own order, each size with its rates, the fastest first.
     virtual std::vector<CaptureFormat> Formats() = 0;
 
-    /// What the device is set to; format 0 where that can't be known or used.
+    /// The device's present format; format 0 if it is unknown or unusable.
     virtual CaptureFormat PresentFormat() { return {}; }
 
-    /// Sets the device up for its present signal, before its formats are looked at.
+    /// Sets up the device for its present signal, before its formats are read.
     virtual Outcome Prepare() { return {}; }
 
-    /// Starts to deliver. `actual` is set to what the device made of the format; where `sameSize` is set, another size
-    /// is a failure. A device that can't start at the moment answers `noDeviceForChannel`.
+    /// Starts delivery. `actual` receives the format that the device uses; with `sameSize`, another size is a failure.
+    /// Returns `noDeviceForChannel` if the device can't start at present.
     virtual Outcome Begin(const CaptureFormat& wanted, bool sameSize, CaptureFormat& actual) = 0;
     /// Stops delivery.
     virtual void End() = 0;
@@ -54,11 +54,11 @@ public:
     virtual bool GiveBack() { return true; }
     /// What silence means; see `DeviceRun`.
     virtual Taken Silent() { return Taken::Failed; }
-    /// Why the last call failed.
+    /// The reason why the last call failed.
     virtual Outcome Failure() const = 0;
 
-    /// Nanoseconds of silence allowed: four seconds before the first frame, as cameras may take these to set their
-    /// exposure, then five periods of the rate and at least one and a half seconds.
+    /// Allowed silence in nanoseconds: four seconds before the first frame, which cameras may need to set their
+    /// exposure, then five periods of the frame rate and at least one and a half seconds.
     virtual int64_t SilenceAllowed(bool beforeFirstFrame, double frameRate) const;
 
     /// The controls with their present values.
@@ -80,7 +80,7 @@ public:
     virtual Result SelectStandard(int) { return digiUnimpErr; }
 };
 
-/// Opens one device, at its place or wherever it is now. Null, with the outcome, while it can't be had.
+/// Opens one device, where it was or where it is now. Null, with the outcome, while it can't be opened.
 using DeviceOpener = std::function<std::shared_ptr<CaptureDevice>(Outcome& outcome)>;
 
 } // namespace platform

@@ -1,21 +1,27 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/clock/MonotonicClock.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <optional>
 
 namespace platform {
 
-/// Capture times of one stream's frames: a device's stamp where it can be true, else an estimate. The times ascend.
+/// Capture times of a stream's frames: the device's time stamp if it is plausible, otherwise an estimate. Times
+/// increase.
 class CaptureStamps {
 public:
     /// For frames at that nominal rate in frames per second; 0: unknown.
-    explicit CaptureStamps(double frameRate = 0) : period(frameRate > 0 ? static_cast<int64_t>(1e9 / frameRate) : 0) {}
+    explicit CaptureStamps(double frameRate = 0)
+        : period(frameRate > 0 ? static_cast<int64_t>(kNanosecondsPerSecond / frameRate) : 0)
+    {
+    }
 
-    /// The capture time of the next frame, which arrives `now`: nanoseconds of the monotonic clock. A stamp counts when
-    /// it is past, no older than five seconds, and behind the last good one. A single bad one is replaced by the next
-    /// point of the rate, several in a row by the times of arrival.
+    /// The capture time of the next frame, which arrived at `now`, in nanoseconds of the monotonic clock. A stamp is
+    /// plausible if it is in the past, at most five seconds old, and after the last plausible one. A single implausible
+    /// stamp is replaced by the next multiple of the frame period, several in a row by their times of arrival.
     int64_t Next(std::optional<int64_t> stamp, int64_t now)
     {
         constexpr int64_t oldest = 5'000'000'000;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The analog values and the features of any device, over its controls.
+// The analog values and the features of any device, based on its controls.
 #include "platform/digitizer/Digitizer.h"
 
 #include <algorithm>
@@ -22,7 +22,7 @@ Result Digitizer::SetControls(const ControlValues& values)
                         [this](uint32_t identity, int64_t value) { return SetControl(identity, value); });
 }
 
-// A control that is in its automatic mode refuses values, or drops them.
+// A control in automatic mode rejects or ignores values.
 Result Digitizer::SetByHand(const std::vector<ImageControl>& controls, const ImageControl& control, int64_t value)
 {
     const auto automatic = std::ranges::find(controls, control.automaticSwitch, &ImageControl::identity);

@@ -44,8 +44,8 @@ bool IsAvailable(const DigitizerEntry& entry)
                                IsFree(V4L2System::Current(), entry.identity));
 }
 
-// The first device that is free and has colour: infrared cameras come first on some laptops. A grey one comes before
-// one that is not free, and that before the Test Pattern.
+// The first device that is free and has colour, since infrared cameras come first on some laptops. A grey one is
+// preferred to one that is not free, and that to the Test Pattern.
 std::vector<DigitizerEntry>::const_iterator FirstChoice(const std::vector<DigitizerEntry>& entries)
 {
     for (const bool color : {true, false})
@@ -85,7 +85,7 @@ std::unique_ptr<Digitizer> OpenDigitizer(const std::string& identity, const std:
         chosen = std::ranges::find(entries, name, &DigitizerEntry::name);
     if (chosen == entries.end())
         chosen = FirstChoice(entries);
-    // The device may go between the list and the opening.
+    // The device may disappear between listing and opening.
     auto digitizer = chosen == entries.end() ? nullptr : OpenByIdentity(chosen->identity);
     return digitizer ? std::move(digitizer) : std::make_unique<TestPattern>();
 }

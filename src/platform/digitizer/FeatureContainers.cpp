@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Features in atom containers.
 //
-// A container has one "feat" atom; in it lie the feature's code ("ftyp") and its settings ("fstg"), a record of 24
-// bytes. The flags word of the record's capabilities is in big-endian order, everything else in the machine's own.
-// A raw range that is too wide for the record's 16 bits is given in units of the control's step, or coarser ones.
+// A container has one "feat" atom, which contains the feature's code ("ftyp") and its settings ("fstg"), a record of 24
+// bytes. The flags of the record's capabilities are big-endian, everything else is in host byte order. A raw range that
+// exceeds the record's 16 bits is given in units of the control's step, or coarser ones.
 #include "platform/atoms/AtomContainers.h"
 #include "platform/digitizer/VideoDigitizer.h"
 
@@ -18,7 +18,7 @@ constexpr FourCharCode kFeatureAtom = CodeOf("feat");
 constexpr FourCharCode kFeatureCodeAtom = CodeOf("ftyp");
 constexpr FourCharCode kFeatureSettingsAtom = CodeOf("fstg");
 
-// A feature that is on, can be set by hand and reads in raw units.
+// A feature that is on, can be set manually and uses raw units.
 constexpr uint32_t kUsableFlags = 1 | 4 | 32;
 
 struct FeatureSettings {
@@ -37,7 +37,7 @@ uint32_t BigEndian(uint32_t value)
     return std::endian::native == std::endian::little ? __builtin_bswap32(value) : value;
 }
 
-// Readers cut off what follows the point of fraction times maximum, so the fraction must not fall short of the value.
+// Readers truncate fraction times maximum, so the fraction must not be below the value.
 float FractionOf(int32_t value, int32_t maximum)
 {
     const double exact = maximum == 0 ? 0 : static_cast<double>(value) / maximum;
@@ -89,7 +89,7 @@ Result FillContainer(AtomContainer container, FourCharCode code, const CameraFea
     return result;
 }
 
-// A fraction that is no number comes of a maximum of 0: there is nothing to set then.
+// A fraction that is not a number comes from a maximum of 0: there is nothing to set then.
 Result ApplyFeature(Digitizer& device, AtomContainer container, Atom feature)
 {
     FourCharCode code = 0;

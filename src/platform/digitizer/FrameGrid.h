@@ -10,12 +10,12 @@
 namespace platform {
 
 /// A frame rate as a fraction, and the times of its frames counted from the monotonic clock's zero: frame n of a rate
-/// lies at the same instant in every process.
+/// has the same time in every process.
 struct FrameGrid {
-    int64_t frames = 30; ///< frames in `seconds` seconds, without a common divisor
+    int64_t frames = 30; ///< frames in `seconds` seconds, in lowest terms
     int64_t seconds = 1;
 
-    /// The fraction for a rate: n/1001 for the television rates (29.97 and its like), thousandths otherwise.
+    /// The fraction for a rate: n/1001 for the television rates (29.97 etc.), thousandths otherwise.
     static FrameGrid ForRate(double rate)
     {
         const double television = rate * 1.001;
@@ -28,7 +28,7 @@ struct FrameGrid {
         return {grid.frames / divisor, grid.seconds / divisor};
     }
 
-    /// Nanoseconds from zero to a frame.
+    /// The time of a frame in nanoseconds.
     int64_t TimeOf(int64_t frame) const
     {
         return frame / frames * seconds * kNanosecondsPerSecond +

@@ -13,7 +13,7 @@
 namespace platform {
 namespace {
 
-// -1 without a trace. Open to the end of the process.
+// -1 without a trace. Open until the process ends.
 int TraceFile()
 {
     static const int file = [] {

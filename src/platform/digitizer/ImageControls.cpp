@@ -34,14 +34,14 @@ FourCharCode FeatureOf(AnalogControl analog)
     return CodeOf("gmma");
 }
 
-// In double precision: the range of a 64-bit control may be wider than 64 signed bits.
+// In double precision, since the range of a 64-bit control may exceed 64 signed bits.
 double RangeOf(const ImageControl& control)
 {
     return static_cast<double>(control.maximum) - static_cast<double>(control.minimum);
 }
 
-// A range of an even number of values has no middle; devices mean the value above it, such as 128 of 0 to 255. In a
-// coarse range that value is too far from the middle to stand for it.
+// A range with an even number of values has no middle; devices mean the value above it, such as 128 of 0 to 255. In a
+// coarse range that value is too far from the middle.
 bool IsMiddle(const ImageControl& control, double offset)
 {
     const double above = 2 * offset - RangeOf(control);

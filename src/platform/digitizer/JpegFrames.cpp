@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/digitizer/JpegFrames.h"
 
-#include "platform/digitizer/PictureSize.h"
+#include "platform/drawing/PixelFormat.h"
 
 #include <algorithm>
 #include <array>
@@ -12,7 +12,7 @@ namespace {
 constexpr FourCharCode kJpeg = CodeOf("jpeg");
 constexpr uint8_t kHuffmanTables = 0xC4;
 constexpr uint8_t kStartOfScan = 0xDA;
-constexpr size_t kLongestPreamble = 4096;
+constexpr size_t kMaxPreamble = 4096;
 
 struct Segment {
     uint8_t marker = 0;
@@ -20,7 +20,7 @@ struct Segment {
     size_t end = 0;
 };
 
-// The segment behind `at`; nothing where none begins or it reaches beyond the end.
+// The segment after `at`; nothing if none starts there or it extends beyond the end.
 std::optional<Segment> SegmentAt(std::span<const uint8_t> frame, size_t at)
 {
     while (at + 1 < frame.size() && frame[at] == 0xFF && frame[at + 1] == 0xFF) // fill bytes
@@ -42,7 +42,7 @@ struct Header {
     int32_t width = 0;
     int32_t height = 0;
     bool hasTables = false;
-    size_t scan = 0; ///< where the first scan begins; 0: the frame ends before it
+    size_t scan = 0; ///< start of the first scan; 0: the frame ends before it
 };
 
 Header ReadHeader(std::span<const uint8_t> frame)
@@ -63,7 +63,7 @@ Header ReadHeader(std::span<const uint8_t> frame)
     return header;
 }
 
-// The tables that the standard proposes are those that our own compressor writes.
+// The example tables of the standard, which our own compressor writes.
 const std::vector<uint8_t>& StandardTables()
 {
     static const std::vector<uint8_t> tables = [] {
@@ -87,7 +87,7 @@ const std::vector<uint8_t>& StandardTables()
 std::optional<RawFrame> ReadJpegFrame(std::span<const uint8_t> bytes, std::vector<uint8_t>& mended)
 {
     static constexpr uint8_t kStart[] = {0xFF, 0xD8};
-    const auto preamble = bytes.first(std::min(bytes.size(), kLongestPreamble));
+    const auto preamble = bytes.first(std::min(bytes.size(), kMaxPreamble));
     const auto start = std::ranges::search(preamble, kStart);
     if (start.empty())
         return std::nullopt;

@@ -7,7 +7,7 @@
 namespace platform {
 namespace {
 
-// The device manager's events come once a node has its rights. Without a manager the kernel's own must do.
+// The device manager sends its events once a node's permissions are set. Without a manager, use the kernel's events.
 const char* EventSource()
 {
     return access("/run/udev/control", F_OK) == 0 ? "udev" : "kernel";

@@ -8,7 +8,7 @@
 
 namespace platform {
 
-/// Reports video devices that come and go, by the system's device events: nothing is polled. For one thread.
+/// Reports video devices that come and go, from the system's device events, without polling. For one thread.
 class KernelDeviceEvents {
 public:
     struct Event {
@@ -20,11 +20,11 @@ public:
     /// Watches the devices of one kernel subsystem.
     explicit KernelDeviceEvents(const char* subsystem = "video4linux");
 
-    /// A descriptor that is readable when `Read` has events; -1 on a machine without device events. It
-    /// belongs to the watcher.
+    /// A descriptor that becomes readable when `Read` has events, owned by this object; -1 if the machine has no device
+    /// events.
     int Descriptor() const;
 
-    /// The events since the last call. Never waits.
+    /// The events since the last call. Does not wait.
     std::vector<Event> Read();
 
 private:

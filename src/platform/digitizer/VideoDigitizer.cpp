@@ -15,10 +15,10 @@ Component DigitizerComponent()
     return component;
 }
 
-// Reads as -1 in signed bits: what callers show as a control that is not supported.
+// Reads as -1 in signed bits: callers then show the control as not supported.
 constexpr uint16_t kNoSuchControl = 0xFFFF;
 
-// The value is 16 bits at an address for the write as well: the device's own takes its place.
+// A write takes the address of 16 bits as well, and the device's value replaces the requested one there.
 Result GetAnalog(ComponentInstance digitizer, AnalogControl control, Address address)
 {
     const auto instance = FindInstance<DigitizerInstance>(digitizer);

@@ -23,6 +23,12 @@ inline constexpr FourCharCode kRawPixelFormat = CodeOf("raw ");   ///< in movies
 /// The largest width and height of ports and pictures, in pixels.
 inline constexpr int32_t kMaxPictureSide = 16384;
 
+/// Whether a picture can have that size in pixels.
+constexpr bool IsPictureSize(int64_t width, int64_t height)
+{
+    return width >= 1 && height >= 1 && width <= kMaxPictureSide && height <= kMaxPictureSide;
+}
+
 /// Bytes of a row of `width` pixels without padding, in the first or only plane; 0 for an unknown format or a width
 /// below 1 or above `kMaxPictureSide`.
 int32_t PackedRowBytes(FourCharCode format, int32_t width);

@@ -52,11 +52,6 @@ ReferenceTable<PortReference>& WindowTable()
     return *table;
 }
 
-bool IsPortSize(int32_t width, int32_t height)
-{
-    return width >= 1 && width <= kMaxPictureSide && height >= 1 && height <= kMaxPictureSide;
-}
-
 int32_t AlignedRowBytes(int32_t packed)
 {
     return (packed + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
@@ -144,7 +139,7 @@ Result QTNewGWorld(Address world, FourCharCode pixelFormat, Address bounds, int3
     if (width < 1 || height < 1 || PackedRowBytes(pixelFormat, 1) == 0)
         return paramErr;
     const auto port = std::make_shared<Port>();
-    if (!IsPortSize(width, height) || !AllocatePixels(*port, width, height, pixelFormat))
+    if (!IsPictureSize(width, height) || !AllocatePixels(*port, width, height, pixelFormat))
         return memFullErr;
     port->isWorld = true;
     port->pixels.top = rect.top;
@@ -193,7 +188,7 @@ PortReference GetWindowPort(int32_t window)
 PortReference NewPort(int32_t width, int32_t height)
 {
     const auto port = std::make_shared<Port>();
-    if (!IsPortSize(width, height) || !AllocatePixels(*port, width, height, kPixelFormat32))
+    if (!IsPictureSize(width, height) || !AllocatePixels(*port, width, height, kPixelFormat32))
         return 0;
     return AddPort(port);
 }
@@ -201,7 +196,7 @@ PortReference NewPort(int32_t width, int32_t height)
 bool ResizePort(PortReference port, int32_t width, int32_t height)
 {
     const auto found = PortTable().Find(port);
-    if (!found || found->isWorld || !IsPortSize(width, height))
+    if (!found || found->isWorld || !IsPictureSize(width, height))
         return false;
     // Update the old pixels from the views, then keep the old block alive until it is copied.
     BytesFrom(found->block.Get());
@@ -229,7 +224,7 @@ std::optional<PortPixels> PixelsOfPort(PortReference port)
 PictureBlock PictureBlock::Make(int32_t width, int32_t height)
 {
     PictureBlock picture;
-    if (!IsPortSize(width, height))
+    if (!IsPictureSize(width, height))
         return picture;
     const int32_t rowBytes = AlignedRowBytes(PackedRowBytes(kPixelFormat32, width));
     picture.block = OwnedBlock::Uncleared(int64_t{rowBytes} * height);

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 // DV camcorders as digitizers and sound sources.
 //
-// A `DvDevice` is the stream of one camcorder, shared by the digitizer and the sound source over it, and lives as long
-// as one of them. While one of them runs, the device's thread keeps the stream going, so a camcorder that was switched
-// off comes back by itself. Frames come on the stream's own thread and pass through untouched; the sound is taken out
-// of them there.
+// A `DvDevice` is the stream of one camcorder, shared by the digitizer and the sound source that use it, and lives as
+// long as one of them. While one of them runs, the device's thread keeps the stream going, so a camcorder that was
+// switched off resumes when it is back. Frames arrive on the stream's own thread and are passed on unchanged; the sound
+// is extracted from them there.
 //
-// The sinks are guarded by one mutex, held while they are called: removing a sink therefore waits for the call that
-// runs.
+// The sinks are guarded by one mutex, which is held while they are called: so removing a sink waits for a running call.
 #include "platform/digitizer/dv/DvDigitizer.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -50,8 +49,8 @@ public:
 
     const BusDevice& Device() const { return device; }
 
-    // A sink takes the place of the one before. Whoever stops removes only its own, so picture and sound, and two
-    // digitizers over one camcorder, stop independently.
+    // A sink replaces the previous one. Stopping only removes one's own sink, so picture and sound, and two digitizers
+    // of one camcorder, stop independently.
     Result AddSink(FrameSink& sink) { return SetSinks(&sink, soundSink); }
     Result AddSink(SoundSink& sink) { return SetSinks(frameSink, &sink); }
     void RemoveSink(const FrameSink* sink)
@@ -112,14 +111,14 @@ private:
         eventfd_read(news.Get(), &count);
         if (failure == noErr)
             return Taken::Alive;
-        // A frame that came just before the failure has ended the outage before it, and is counted first.
+        // A frame just before the failure has ended the previous outage, and is counted first.
         if (!frameCame.exchange(false))
             return Taken::Failed;
         eventfd_write(news.Get(), 1);
         return Taken::Alive;
     }
     Result Failure() const override { return failure; }
-    // A tape that stands still sends nothing.
+    // A paused tape sends nothing.
     int64_t SilenceAllowed(bool) const override { return kNanosecondsPerSecond; }
     Taken Silent() override { return Taken::Nothing; }
 
@@ -144,7 +143,7 @@ private:
                                      .captureTime = captureTime,
                                      .sequence = sequence,
                                      .isWhole = complete});
-        // The rate is known from the first frame on, whether or not anybody listens yet.
+        // The rate is known from the first frame on, whether anyone is listening yet or not.
         if (ExtractDvSound(frame, sound) && soundSink != nullptr)
             DeliverSound(captureTime);
     }
@@ -161,7 +160,7 @@ private:
         eventfd_write(news.Get(), 1);
     }
 
-    // The thread reports to this object, which hands the failure to whichever side runs.
+    // The thread reports to this object, which passes the failure to the sides that run.
     void FrameArrived(const CapturedFrame&) override {}
     void CaptureFailed(Result result) override
     {
@@ -180,7 +179,7 @@ private:
              .captureTime = captureTime});
     }
 
-    // What a start answers: an absent camcorder is waited for.
+    // The result of a start: an absent camcorder is awaited.
     Result SetSinks(FrameSink* frames, SoundSink* sounds)
     {
         bool wanted = false;
@@ -199,10 +198,10 @@ private:
 
     const std::shared_ptr<Bus> bus;
     const BusDevice device;
-    const UniqueFD news; ///< readable when a frame has come or the stream has failed
+    const UniqueFD news; ///< readable when a frame has arrived or the stream has failed
     std::atomic<Result> failure{noErr};
-    std::atomic<bool> frameCame{false}; ///< since the last failure that was seen
-    std::unique_ptr<DvStream> stream;   ///< the thread's own
+    std::atomic<bool> frameCame{false}; ///< since the last detected failure
+    std::unique_ptr<DvStream> stream;   ///< owned by the thread
 
     std::mutex mutex; // guards the following
     FrameSink* frameSink = nullptr;
@@ -215,7 +214,7 @@ private:
     ReconnectingThread thread{*this};
 };
 
-// The living devices by GUID. Main thread only.
+// The devices in use by GUID. Main thread only.
 std::shared_ptr<DvDevice> FindDevice(const std::string& identity)
 {
     static std::map<uint64_t, std::weak_ptr<DvDevice>> living;
@@ -253,7 +252,7 @@ public:
 
     std::string Reason() const override { return device->Reason(); }
 
-    // The tape decides what it is.
+    // The tape determines the format.
     Result SetFormat(const CaptureFormat&) override { return noErr; }
 
     Result Start(FrameSink& sink) override { return device->AddSink(*(running = &sink)); }
@@ -272,7 +271,7 @@ public:
     std::string Name() const override { return device->Device().name; }
     std::string Identity() const override { return DvIdentityOf(device->Device().guid); }
 
-    // The tape decides the rate; whoever counts samples must know it.
+    // The tape determines the rate, which anyone who counts samples must know.
     SoundFormat Format() const override { return {.sampleRate = device->SoundRate(), .channels = 2, .sampleSize = 16}; }
     Result CheckFormat(const SoundFormat& format) const override
     {

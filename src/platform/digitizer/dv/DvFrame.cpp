@@ -36,7 +36,7 @@ std::span<const uint8_t> AudioBlock(std::span<const uint8_t> frame, size_t seque
     return frame.subspan(start, kBlockSize);
 }
 
-// The source pack stands in the audio blocks of every sequence, so a lost one is found in another.
+// The source pack is in the audio blocks of every sequence, so a lost one is found in another.
 std::optional<std::span<const uint8_t>> FindSourcePack(std::span<const uint8_t> frame, size_t sequences)
 {
     for (size_t sequence = 0; sequence < sequences; ++sequence)
@@ -50,8 +50,8 @@ std::optional<std::span<const uint8_t>> FindSourcePack(std::span<const uint8_t> 
 
 std::optional<SoundLayout> ReadLayout(std::span<const uint8_t> frame, const DvFrameInfo& info)
 {
-    // Smallest number of samples a frame for 48, 44.1 and 32 kHz; the pack tells how many more there are.
-    static constexpr size_t kFewest[2][3] = {{1580, 1452, 1053}, {1896, 1742, 1264}};
+    // Minimum number of samples per frame at 48, 44.1 and 32 kHz; the pack has the number in excess of it.
+    static constexpr size_t kMinSamples[2][3] = {{1580, 1452, 1053}, {1896, 1742, 1264}};
     static constexpr double kRates[] = {48'000, 44'100, 32'000};
     const auto pack = FindSourcePack(frame, info.isPal ? 12 : 10);
     if (!pack)
@@ -60,7 +60,7 @@ std::optional<SoundLayout> ReadLayout(std::span<const uint8_t> frame, const DvFr
     const size_t quantisation = (*pack)[4] & 7;
     if (rate > 2 || quantisation > 1)
         return std::nullopt;
-    return SoundLayout{info.isPal, kRates[rate], kFewest[info.isPal ? 1 : 0][rate] + ((*pack)[1] & 0x3F),
+    return SoundLayout{info.isPal, kRates[rate], kMinSamples[info.isPal ? 1 : 0][rate] + ((*pack)[1] & 0x3F),
                        quantisation == 1};
 }
 
@@ -70,7 +70,8 @@ struct Place {
     size_t byte;
 };
 
-// Where sample n of a channel begins. The left channel fills the first half of the sequences, the right the second.
+// The position of sample n of a channel. The left channel is in the first half of the sequences, the right one in the
+// second.
 Place PlaceOf(size_t n, size_t channel, const SoundLayout& layout)
 {
     const size_t half = layout.isPal ? 6 : 5;
@@ -96,7 +97,7 @@ int16_t ExpandTwelveBits(uint16_t code)
 
 int16_t SampleAt(std::span<const uint8_t> frame, size_t n, size_t channel, const SoundLayout& layout)
 {
-    // With 12 bits, both channels of the pair share one half: three bytes hold one sample of each.
+    // With 12 bits both channels of the pair share one half: three bytes contain one sample of each.
     const Place place = PlaceOf(n, layout.twelveBit ? 0 : channel, layout);
     const auto block = AudioBlock(frame, place.sequence, place.block);
     if (block[0] == kLostSoundBlock || place.byte + (layout.twelveBit ? 3 : 2) > kBlockSize)
@@ -108,7 +109,7 @@ int16_t SampleAt(std::span<const uint8_t> frame, size_t n, size_t channel, const
         static_cast<uint16_t>(channel == 0 ? bytes[0] << 4 | bytes[2] >> 4 : bytes[1] << 4 | (bytes[2] & 0x0F)));
 }
 
-// Lost samples from `begin` to `end` lie on a line between those around them.
+// Interpolates lost samples from `begin` to `end` linearly between their neighbours.
 void FillGap(DvSound& sound, size_t channel, size_t begin, size_t end, int16_t before, int16_t after)
 {
     const auto steps = static_cast<double>(end - begin + 1);
@@ -121,7 +122,7 @@ void FillGap(DvSound& sound, size_t channel, size_t begin, size_t end, int16_t b
 
 std::optional<DvFrameInfo> ReadDvFrame(std::span<const uint8_t> frame)
 {
-    // The first block is the header of sequence 0; bit 7 of its fourth byte tells the system.
+    // The first block is the header of sequence 0; bit 7 of its fourth byte is the system.
     if (frame.size() < kBlockSize || frame[0] != 0x1F || frame[1] != 0x07)
         return std::nullopt;
     const bool isPal = (frame[3] & 0x80) != 0;
@@ -143,7 +144,7 @@ bool ExtractDvSound(std::span<const uint8_t> frame, DvSound& sound)
     sound.sampleRate = layout->sampleRate;
     sound.samples.resize(layout->samples * 2);
     for (size_t channel = 0; channel < 2; ++channel) {
-        size_t next = 0; // after the last sample that is known
+        size_t next = 0; // after the last valid sample
         int16_t known = last[channel];
         for (size_t n = 0; n < layout->samples; ++n) {
             const int16_t sample = SampleAt(frame, n, channel, *layout);

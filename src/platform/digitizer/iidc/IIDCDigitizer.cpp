@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// IIDC cameras as capture devices: modes as formats, features as controls. A camera is known again by its GUID.
+// IIDC cameras as capture devices: modes as formats, features as controls. A camera is identified by its GUID.
 #include "platform/digitizer/iidc/IIDCDigitizer.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -17,20 +17,20 @@ namespace platform {
 namespace {
 
 constexpr std::string_view kIdentityPrefix = "iidc:";
-// No letter of a feature's code has it: together they make the number of the control for the feature's mode.
+// A bit that no letter of a feature's code has: together they are the number of the control for the feature's mode.
 constexpr uint32_t kModeBit = 0x80000000;
 constexpr const char* kCantStart = "The camera is not connected, or the bus has no channel left for it.";
 
-// The cameras report no defaults: a feature's is the state that it was first found in.
+// The cameras report no defaults: the default of a feature is the state in which it was first found.
 using StatesAsFound = std::map<IIDCFeature, IIDCFeatureState>;
 
 struct NamedFeature {
     FourCharCode code;
     IIDCFeature feature;
-    const char* name; ///< for people
+    const char* name; ///< for the user
 };
 
-// The cameras have no register for edge enhancement beside that of sharpness.
+// The cameras have no register for edge enhancement besides sharpness.
 constexpr NamedFeature kFeatures[] = {
     {CodeOf("hue "), IIDCFeature::Hue, "Hue"},
     {CodeOf("satu"), IIDCFeature::Saturation, "Saturation"},
@@ -81,13 +81,13 @@ std::string NameOf(const IIDCCameraEntry& entry)
     return name.empty() ? "IIDC camera" : name;
 }
 
-// A mode at one of its rates, under the format in which its frames are handed on.
+// A mode at one of its rates, in the format in which its frames are passed on.
 struct Offer {
     CaptureFormat format;
     IIDCMode mode;
 };
 
-// Of two modes that come out the same, the one with more colour in it.
+// Of two modes with the same result, prefers the one with more colour.
 std::vector<Offer> OffersOf(IIDCCamera& camera)
 {
     std::vector<Offer> offers;
@@ -110,7 +110,7 @@ int32_t InFeatureRange(uint32_t value)
     return static_cast<int32_t>(std::min<uint32_t>(value, INT32_MAX));
 }
 
-// In units of the raw range; while the camera works with absolute values the raw one means nothing.
+// In units of the raw range; while the camera uses absolute values the raw one is meaningless.
 int32_t RawValue(const IIDCFeatureState& state)
 {
     const float span = state.absoluteMaximum - state.absoluteMinimum;
@@ -121,7 +121,7 @@ int32_t RawValue(const IIDCFeatureState& state)
     return InFeatureRange(state.minimum + static_cast<uint32_t>(std::clamp<double>(part, 0, 1) * range + 0.5));
 }
 
-// The number of the control for a feature's mode. The two white balances have one mode between them.
+// The number of the control for a feature's mode. The two white balances share one mode.
 uint32_t ModeControlOf(const NamedFeature& known)
 {
     return (known.feature == IIDCFeature::WhiteBalanceV ? CodeOf("whbu") : known.code) | kModeBit;
@@ -148,7 +148,7 @@ ImageControl ValueOf(const NamedFeature& known, const IIDCFeatureState& state, c
     return value;
 }
 
-// The choice between a feature's modes. The two white balances have one between them.
+// The selection of a feature's mode. The two white balances share it.
 ImageControl ModesOf(const NamedFeature& known, const IIDCFeatureState& state, const IIDCFeatureState& found)
 {
     ImageControl control;
@@ -169,7 +169,7 @@ ImageControl ModesOf(const NamedFeature& known, const IIDCFeatureState& state, c
     return control;
 }
 
-// What of an open camera is shared by its runs.
+// The part of an open camera that its runs share.
 class IIDCDevice final : public CaptureDevice {
 public:
     IIDCDevice(std::shared_ptr<IIDCCamera> opened, std::shared_ptr<StatesAsFound> found)
@@ -220,7 +220,7 @@ public:
         return Taken::Frame;
     }
 
-    // A camera that waits for light or a trigger may be silent for long; one that a reset of the bus has stopped is
+    // A camera that waits for light or a trigger may be silent for a long time; one that a bus reset has stopped is
     // started again.
     Taken Silent() override
     {
@@ -235,8 +235,8 @@ public:
     // Longer than the interval of the slowest rate.
     int64_t SilenceAllowed(bool, double) const override { return kNanosecondsPerSecond; }
 
-    // The features, as a dialog lists them and settings keep them: the mode of each where it has more than one, then
-    // its value, which is the camera's own business in all modes but one.
+    // The features as listed in a dialog and saved in settings: the mode of each that has more than one, then its
+    // value, which the camera itself determines in all modes but one.
     std::vector<ImageControl> ReadControls() override
     {
         const std::lock_guard lock(mutex);
@@ -272,7 +272,7 @@ private:
     Result WriteMode(IIDCFeature feature, const IIDCFeatureState& state, IIDCFeatureMode mode)
     {
         if (mode == state.Mode())
-            return noErr; // absolute control stays as it is, too
+            return noErr; // this keeps absolute control, too
         const bool isOffered = (mode == IIDCFeatureMode::Off && state.canBeOff) ||
                                (mode == IIDCFeatureMode::Manual && state.canBeManual) ||
                                (mode == IIDCFeatureMode::Automatic && state.canBeAutomatic);
@@ -283,7 +283,7 @@ private:
     {
         if (!state.canBeManual)
             return permErr;
-        // A value that is there already is left as it is, absolute control with it.
+        // A value that is set already is not written, to keep absolute control.
         if (state.isManual && RawValue(state) == value)
             return noErr;
         Result result = noErr;
@@ -295,7 +295,7 @@ private:
                    : result;
     }
 
-    std::mutex mutex; // guards the camera's registers; only the taking of frames goes without it
+    std::mutex mutex; // guards the camera's registers; only taking frames does not need it
     const std::shared_ptr<IIDCCamera> camera;
     const std::shared_ptr<StatesAsFound> asFound;
     const std::vector<Offer> offers;

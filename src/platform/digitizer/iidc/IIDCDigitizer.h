@@ -5,11 +5,11 @@
 
 namespace platform {
 
-/// The IIDC cameras on the bus, as entries of the video list.
+/// The IIDC cameras on the bus, for the list of video devices.
 std::vector<DigitizerEntry> ListIIDCDigitizers();
 
-/// Opens a camera by its identity ("iidc:" and the GUID in hexadecimal digits); null for an identity of another kind or
-/// a camera that is not on the bus.
+/// Opens a camera by its identity ("iidc:" and the GUID in hexadecimal); null for an identity of another kind or an
+/// absent camera.
 std::unique_ptr<Digitizer> OpenIIDCDigitizer(const std::string& identity);
 
 } // namespace platform

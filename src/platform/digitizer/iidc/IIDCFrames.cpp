@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Frames of IIDC cameras in the pixel formats that are decoded downstream.
+// Converts frames of IIDC cameras to the pixel formats that are decoded downstream.
 //
-// Grey and RGB pass as they are. The cameras' YUV has the full range of 8 bits, that of "2vuy" the range of television,
-// so each value goes through a table on its way; 4:1:1 and 4:4:4 become 4:2:2 in the same pass. Raw pixels get the two
-// colours that they lack from their neighbours.
+// Grey and RGB are passed on unchanged. The cameras' YUV has the full range of 8 bits, "2vuy" has the video range, so
+// each value is converted by a table; 4:1:1 and 4:4:4 become 4:2:2 in the same pass. Raw pixels get the two missing
+// colours from their neighbours.
 #include "platform/digitizer/iidc/IIDCFrames.h"
 
 #include "platform/drawing/PixelFormat.h"
@@ -44,7 +44,7 @@ int64_t FrameSize(const IIDCFrame& frame)
     }
 }
 
-// Pixels that share their colour lie in one row.
+// Pixels that share chroma are in the same row.
 int32_t WidthUnit(IIDCCoding coding)
 {
     return coding == IIDCCoding::Yuv411 ? 4 : FormatOfCoding(coding) == k2vuyPixelFormat ? 2 : 1;
@@ -84,7 +84,7 @@ void ConvertMono16(const IIDCFrame& frame, uint8_t* out)
         *out++ = static_cast<uint8_t>(std::min((in[0] << 8 | in[1]) >> shift, 255));
 }
 
-// A pixel of each colour, as the mean of those among its neighbours and itself that have it.
+// Interpolates each colour of a pixel as the mean of the pixels around and including it that have this colour.
 void ConvertRaw(const IIDCFrame& frame, uint8_t* out)
 {
     // Red, green or blue (0, 1, 2) by row and column of the filter's cell.

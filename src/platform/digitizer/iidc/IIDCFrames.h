@@ -8,11 +8,11 @@
 
 namespace platform {
 
-/// The pixel format in which frames of a coding are handed on.
+/// The pixel format in which frames of a coding are passed on.
 FourCharCode FormatOfCoding(IIDCCoding coding);
 
-/// The frame in a pixel format that the rest of the platform reads; one that has to be rewritten for that goes to
-/// `converted`. Nothing for a frame that is too short for its size.
+/// The frame in a pixel format that the rest of the platform reads; if it must be converted, in `converted`. Nothing if
+/// the frame is too short for its size.
 std::optional<RawFrame> ReadIIDCFrame(const IIDCFrame& frame, std::vector<uint8_t>& converted);
 
 } // namespace platform

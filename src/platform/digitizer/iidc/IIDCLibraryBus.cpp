@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The machine's IIDC cameras through libdc1394.
 //
-// Making a context of the library opens every FireWire node and looks through the USB bus, so the kernel's list of
-// FireWire units is asked first whether there is a camera at all; for a camcorder nothing is started. A camera holds
-// the context that it was opened with. Register calls go through one descriptor of the library and frames through
-// another, so frames may be taken on a thread of their own.
+// Creating a context of the library opens every FireWire node and searches the USB bus, so the kernel's list of
+// FireWire units is checked for a camera first; for a camcorder nothing is started. A camera keeps the context with
+// which it was opened. Register calls use one descriptor of the library and frames another, so frames may be taken on a
+// separate thread.
 #include "platform/digitizer/iidc/IIDCBus.h"
 
 #ifdef VELMORA_HAVE_DC1394
 #include "platform/clock/MonotonicClock.h"
-#include "platform/digitizer/PictureSize.h"
+#include "platform/drawing/PixelFormat.h"
 #include "platform/dv/FireWireUnits.h"
 #include "platform/files/DeviceText.h"
 #include "platform/log/Log.h"
@@ -119,13 +119,13 @@ Result ResultOf(dc1394error_t error)
     return error == DC1394_SUCCESS ? noErr : ioErr;
 }
 
-// Frames carry the time of the day in microseconds, or none.
+// The time stamps of frames are the time of day in microseconds, or 0.
 int64_t MonotonicTimeOf(uint64_t microseconds)
 {
     timespec day{};
     clock_gettime(CLOCK_REALTIME, &day);
     const auto now = static_cast<uint64_t>(day.tv_sec) * 1'000'000 + static_cast<uint64_t>(day.tv_nsec) / 1000;
-    constexpr uint64_t oldest = 2'000'000; // a time in the future is older still
+    constexpr uint64_t oldest = 2'000'000; // times in the future wrap around and are older still
     const uint64_t age = now - microseconds;
     return MonotonicNow() - (age > oldest ? 0 : static_cast<int64_t>(age) * 1000);
 }
@@ -146,8 +146,8 @@ std::string ReasonOf(dc1394error_t error)
     }
 }
 
-// The descriptor and the memory of a capture. The library releases neither where stopping fails, as it does for a
-// camera that was unplugged; then they are released here, after the camera has been freed.
+// The descriptor and the memory of a capture. The library does not release them if stopping fails, as it does when a
+// camera was unplugged; then they are released here, after the camera has been freed.
 class CaptureHoldings {
 public:
     void Begin(int captureDescriptor)
@@ -158,7 +158,7 @@ public:
     }
     void End() { isHeld = false; }
 
-    // The buffers are one mapping.
+    // The buffers are a single mapping.
     void NoteBuffer(const dc1394video_frame_t& frame)
     {
         const auto first = reinterpret_cast<uintptr_t>(frame.image);
@@ -217,7 +217,7 @@ public:
         Stop();
         if (IsHeldByAnother())
             return Explain(noDeviceForChannel, kHeld);
-        // A process that was killed leaves its camera transmitting.
+        // A killed process leaves its camera transmitting.
         dc1394_video_set_transmission(camera, DC1394_OFF);
         dc1394error_t error = Begin(mode, frameRate, DC1394_ISO_SPEED_400);
         if (error != DC1394_SUCCESS && Begin(mode, frameRate, DC1394_ISO_SPEED_200) == DC1394_SUCCESS)
@@ -287,7 +287,7 @@ public:
         state.value = info.value;
         if (feature == IIDCFeature::WhiteBalanceU || feature == IIDCFeature::WhiteBalanceV)
             state.value = feature == IIDCFeature::WhiteBalanceU ? info.BU_value : info.RV_value;
-        else if (uint32_t present = 0; feature == IIDCFeature::Temperature) // raw in what was fetched above
+        else if (uint32_t present = 0; feature == IIDCFeature::Temperature) // raw in the value read above
             dc1394_feature_temperature_get_value(camera, &state.value, &present);
         state.canBeManual = std::ranges::find(modes, DC1394_FEATURE_MODE_MANUAL) != modes.end();
         state.isManual = info.current_mode == DC1394_FEATURE_MODE_MANUAL &&
@@ -344,8 +344,8 @@ private:
         return result;
     }
 
-    // A camera that transmits on a channel that is taken at the bus: the system gives back the channels of a process
-    // that has ended, while the camera goes on.
+    // A camera that transmits on a channel that is in use: the system releases the channels of a process that has
+    // ended, while the camera continues.
     bool IsHeldByAnother()
     {
         bool transmitting = false;
@@ -382,7 +382,7 @@ private:
         framesInARow = 0;
         isNextWaiting = false;
         lastTime = 0;
-        interval = frameRate > 0 ? 1e9 / frameRate : 0;
+        interval = frameRate > 0 ? kNanosecondsPerSecond / frameRate : 0;
         return error;
     }
 
@@ -396,7 +396,7 @@ private:
         return info.absolute_capable == DC1394_TRUE && info.abs_control == DC1394_ON;
     }
 
-    // The absolute value at the same place in its range as a raw one in the raw range.
+    // Converts a raw value to the absolute value at the same place in its range.
     static float AbsoluteValue(const dc1394feature_info_t& info, uint32_t value)
     {
         const uint32_t range = info.max > info.min ? info.max - info.min : 1;
@@ -444,8 +444,8 @@ private:
         }
     }
 
-    // The largest packets hold for the coding and the region that are set. A camera tells the length of a frame itself,
-    // or sends a packet in each of the bus's cycles. One that is transmitting, for another program, is left as it is.
+    // The maximum packet size for the present coding and region. A camera reports the length of a frame, or sends a
+    // packet in each bus cycle. A camera that is transmitting for another program is not changed.
     double Format7Rate(dc1394video_mode_t number, dc1394color_coding_t coding, const IIDCMode& mode)
     {
         constexpr double packetsPerSecond = 8000;
@@ -484,8 +484,8 @@ private:
         return info.available == DC1394_TRUE ? noErr : digiUnimpErr;
     }
 
-    // The bus has no numbers on frames. Only a ring that was full loses any: as many frames waited in a row as it holds
-    // beside the one in hand. Then the time tells how many got lost; at other times a long interval is a long exposure.
+    // The bus does not number frames. Only a full ring loses any: that many frames waited at once. Then the time shows
+    // how many were lost; otherwise a long interval is a long exposure.
     uint32_t CountFrame(int64_t time)
     {
         const bool ringWasFull = framesInARow + 1 >= kBuffers;
@@ -510,7 +510,7 @@ private:
     dc1394video_frame_t* taken = nullptr;
     CaptureHoldings holdings;
     bool capturing = false;
-    uint32_t framesInARow = 0; ///< that had been waiting one behind the other
+    uint32_t framesInARow = 0; ///< consecutive frames that had been waiting
     bool isNextWaiting = false;
     uint32_t sequence = 0;
     int64_t lastTime = 0;
@@ -523,7 +523,7 @@ class LibraryBus : public IIDCBus {
 public:
     explicit LibraryBus(Context library) : context(std::move(library)) {}
 
-    // Those that may not be opened come from the kernel's list.
+    // Cameras that may not be opened come from the kernel's list.
     std::vector<IIDCCameraEntry> Cameras() override
     {
         std::vector<IIDCCameraEntry> cameras;

@@ -9,25 +9,25 @@
 
 namespace platform {
 
-/// A node that the server tells everything about: its properties, formats and controls, again when they change. It is
-/// made, used and destroyed on the connection's thread.
+/// A node about which the server reports everything: its properties, formats and controls, and their changes. It is
+/// created, used and destroyed on the connection's thread.
 class BoundNode {
 public:
-    /// Binds the node of that number. `mutex` guards `Node`; `asked` is called, without it, when the server has been
-    /// asked for more.
+    /// Binds the node of that number. `mutex` guards `Node`; `asked` is called, without the mutex, when the server has
+    /// been asked for more.
     BoundNode(pw_registry* registry, uint32_t id, std::mutex& mutex, std::function<void()> asked);
     BoundNode(const BoundNode&) = delete;
     BoundNode& operator=(const BoundNode&) = delete;
     ~BoundNode();
 
-    /// What is known of the node. With the mutex, from any thread.
+    /// What is known of the node. Hold the mutex; any thread.
     const PipeWireNode& Node() const { return node; }
 
-    /// Notes that a property has a value. `paramErr` for one out of range, `digiUnimpErr` for a property that the node
-    /// lacks. With the mutex, from any thread.
+    /// Stores a property's new value. Returns `paramErr` if it is out of range, `digiUnimpErr` if the node lacks the
+    /// property. Hold the mutex; any thread.
     Result NoteProperty(uint32_t property, int64_t value);
 
-    /// Sends a property's noted value to the server.
+    /// Sends a property's stored value to the server.
     void SendProperty(uint32_t property);
 
 private:

@@ -5,10 +5,10 @@
 
 namespace platform {
 
-/// The cameras at the PipeWire server that the kernel's list does not show, and opening one by its identity
-/// ("pipewire:" and the node's name): null for an identity of another kind or a camera that is not there.
+/// The cameras at the PipeWire server that are not in the kernel's list.
 std::vector<DigitizerEntry> ListPipeWireDigitizers();
-/// Opens a camera by its identity.
+/// Opens a camera by its identity ("pipewire:" and the node's name); null for an identity of another kind or an absent
+/// camera.
 std::unique_ptr<Digitizer> OpenPipeWireDigitizer(const std::string& identity);
 
 } // namespace platform

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The connection to the PipeWire server.
 //
-// The thread runs a loop of the library. Once connected, the registry announces each object. A round trip behind the
-// last question shows that all answers are there. When the connection breaks, it is closed by the loop's next turn, as
-// it can't be closed from its own callback, and a timer tries again.
+// The thread runs a loop of the library. Once connected, the registry announces each object. A round trip after the
+// last request shows that all answers have arrived. When the connection is lost it is closed by the next turn of the
+// loop, since it can't be closed from its own callback, and a timer connects again.
 #include "platform/digitizer/pipewire/PipeWireConnection.h"
 
 #include "platform/digitizer/DeviceTimes.h"
@@ -60,7 +60,7 @@ bool PipeWireConnection::Start()
     return thread.joinable();
 }
 
-// The caller of the destructor uses loop and event up to the moment at which it lets go of the mutex.
+// The caller of the destructor uses loop and event until it releases the mutex.
 void PipeWireConnection::Work()
 {
     pw_init(nullptr, nullptr);
@@ -103,7 +103,7 @@ void PipeWireConnection::LookAgain()
     pw_loop_update_timer(pw_main_loop_get_loop(loop), retryTimer, &delay, nullptr, false);
 }
 
-// The timer fires for a server that is away, and for a connection that broke.
+// The timer fires for an absent server and for a lost connection.
 void PipeWireConnection::CheckServer()
 {
     if (core == nullptr)

@@ -10,31 +10,31 @@
 
 namespace platform {
 
-/// Takes what happens at the server. All calls come from the connection's thread.
+/// Receives the events of the server, on the connection's thread.
 class PipeWireEvents {
 public:
     virtual ~PipeWireEvents() = default;
 
-    /// The server has begun to answer.
+    /// The server has started to answer.
     virtual void ServerAnswers() = 0;
 
-    /// A camera has come. It may be bound through `registry` until `ConnectionEnds`.
+    /// A camera has appeared. It may be bound through `registry` until `ConnectionEnds`.
     virtual void CameraAdded(pw_registry* registry, uint32_t id) = 0;
 
-    /// An object of any kind has gone.
+    /// An object of any kind has disappeared.
     virtual void ObjectRemoved(uint32_t id) = 0;
 
-    /// The server has answered all that was asked, or there is no server.
+    /// The server has answered all requests, or there is no server.
     virtual void AllAnswered() = 0;
 
-    /// The connection is about to close: what was bound through it must be destroyed now.
+    /// The connection is about to close: destroy everything that was bound through it.
     virtual void ConnectionEnds() = 0;
 };
 
-/// A connection to the PipeWire server, on a thread of its own. It is made again whenever there is a server.
+/// A connection to the PipeWire server on its own thread. It is restored whenever there is a server.
 class PipeWireConnection {
 public:
-    /// Nothing happens before `Start`. `events` outlives the connection.
+    /// Does nothing before `Start`. `events` must outlive the connection.
     explicit PipeWireConnection(PipeWireEvents& events) : events(events) {}
     PipeWireConnection(const PipeWireConnection&) = delete;
     PipeWireConnection& operator=(const PipeWireConnection&) = delete;
@@ -42,17 +42,17 @@ public:
     /// Closes the connection and ends the thread.
     ~PipeWireConnection();
 
-    /// Starts to connect, without waiting for anything. False while there is no server: the library is not touched
-    /// then. One thread at a time.
+    /// Starts to connect, without waiting. Returns false if there is no server; the library is not used then. One
+    /// thread at a time.
     bool Start();
 
     /// Whether the connection's thread runs.
     bool IsStarted() const { return thread.joinable(); }
 
-    /// Asks for `AllAnswered` once the server has answered everything before this call. On the connection's thread.
+    /// Requests `AllAnswered` once the server has answered everything before this call. On the connection's thread.
     void AskForEnd();
 
-    /// Runs a task on the connection's thread, without waiting for it. From any thread, after the first event.
+    /// Runs a task on the connection's thread, without waiting for it. Any thread, after the first event.
     void Run(std::function<void()> task);
 
 private:
@@ -73,7 +73,7 @@ private:
     pw_main_loop* loop = nullptr;
     bool isSetUp = false;
 
-    // The thread's own.
+    // Used by the thread only.
     pw_context* context = nullptr;
     pw_core* core = nullptr;
     pw_registry* registry = nullptr;

@@ -34,7 +34,7 @@ int64_t StepsOf(const PipeWireNode::Property& property, double value)
     return isUsable ? std::llround(std::clamp((value - property.minimum) / range, 0.0, 1.0) * kFractionSteps) : 0;
 }
 
-// False for a property that is no range of numbers.
+// Returns false for a property that is not a range of numbers.
 bool ReadRange(const spa_pod* parameter, PipeWireNode::Property& property)
 {
     const auto whole = ReadChoice<int32_t>(parameter, SPA_PROP_INFO_type, SPA_TYPE_Int);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/digitizer/pipewire/PipeWireFormats.h"
 
-#include "platform/digitizer/PictureSize.h"
 #include "platform/digitizer/pipewire/PipeWirePods.h"
 #include "platform/digitizer/v4l2/V4L2Pictures.h"
+#include "platform/drawing/PixelFormat.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The library's headers, whose macros leave fields of their records out and use extensions of the language.
+// The library's headers, whose macros omit fields of their records and use language extensions.
 #pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 #pragma GCC diagnostic ignored "-Wpedantic"
 #include <pipewire/pipewire.h>

@@ -10,24 +10,24 @@
 
 namespace platform {
 
-/// A camera at the PipeWire server, as it was when it was asked for.
+/// A camera at the PipeWire server, in its state at the time of the call.
 struct PipeWireNode {
-    /// A format on offer: the server's video format is given by the kernel's code for the same layout.
+    /// An offered format: the server's video format as the kernel's code for the same layout.
     struct Offer {
         CaptureFormat format;
         uint32_t pixelFormat = 0;
-        std::pair<uint32_t, uint32_t> rate; ///< as the server has it: frames in so many seconds
+        std::pair<uint32_t, uint32_t> rate; ///< the server's fraction: frames in that many seconds
     };
-    /// A property that is shown as a control. Fractions are shown in thousandths of their range.
+    /// A property that is shown as a control. Fractions become thousandths of their range.
     struct Property {
         ImageControl control;
         bool isFraction = false;
         double minimum = 0;
         double maximum = 0;
     };
-    std::string name;        ///< the node's own, the same on the next day
-    std::string description; ///< for people
-    std::string kernelPath;  ///< of the V4L2 node behind it; empty for a camera that is none
+    std::string name;        ///< the node's persistent name
+    std::string description; ///< for the user
+    std::string kernelPath;  ///< of the V4L2 node behind it; empty if there is none
     std::vector<Offer> offers;
     std::vector<Property> properties;
 };

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The list of cameras at the PipeWire server.
 //
-// What the connection's thread writes and the callers read is guarded by one mutex. Nodes are bound and destroyed on
-// that thread alone.
+// One mutex guards what the connection's thread writes and callers read. Nodes are bound and destroyed on that thread
+// only.
 #include "platform/digitizer/pipewire/PipeWireNodes.h"
 
 #include "platform/digitizer/DeviceTimes.h"
@@ -16,7 +16,7 @@ namespace platform {
 
 class PipeWireNodes::Watch : private PipeWireEvents {
 public:
-    // The time for the first answer runs from here on.
+    // The time for the first answer starts here.
     void Prepare()
     {
         const std::lock_guard lock(mutex);
@@ -31,7 +31,7 @@ public:
         if (!connection.IsStarted())
             return {};
         changed.wait_until(lock, deadline, [this] { return answers || allAnswered; });
-        // A server that has begun to answer is only slow, on a busy machine, and its cameras are worth the wait.
+        // A server that has started to answer is only slow, on a busy machine, and its cameras are worth waiting for.
         if (answers)
             changed.wait_until(lock, deadline + kServerAnswerTime, [this] { return allAnswered; });
         std::vector<PipeWireNode> list;
@@ -95,7 +95,7 @@ private:
         nodes.clear();
     }
 
-    std::mutex mutex; // guards the following; the map itself changes on the connection's thread alone
+    std::mutex mutex; // guards the following; the map itself is only changed by the connection's thread
     std::condition_variable changed;
     std::chrono::steady_clock::time_point deadline;
     Nodes nodes;

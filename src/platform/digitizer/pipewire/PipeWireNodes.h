@@ -7,26 +7,26 @@
 
 namespace platform {
 
-/// The cameras at the PipeWire server. A connection of its own thread keeps the list up to date, from the first call on
-/// and for as long as there is a server; a server that went is looked for again at the interval of all devices.
-/// Functions may be called from any thread.
+/// The cameras at the PipeWire server. A connection on its own thread keeps the list up to date from the first call on;
+/// if the server is away it is looked for at the interval of all devices. Any thread may call these functions.
 class PipeWireNodes {
 public:
+    /// The one object, created at the first call.
     static PipeWireNodes& Instance();
     ~PipeWireNodes();
 
-    /// Connects, where that has not been done, without waiting.
+    /// Connects, unless that was done before, without waiting.
     void Prepare();
 
-    /// The cameras. Without a server the list is empty at once; the first answer of one is waited for, but not longer
-    /// than `kServerPatience` from `Prepare` on.
+    /// The cameras. Without a server the list is empty at once; otherwise waits for the first answer until
+    /// `kServerPatience` after `Prepare`.
     std::vector<PipeWireNode> List();
 
-    /// The node of that name; one without a name when there is none.
+    /// The node of that name; if there is none, one without a name.
     PipeWireNode Find(const std::string& name);
 
-    /// Sets a property of a node. `noDeviceForChannel` when the node has gone, `digiUnimpErr` when it lacks the
-    /// property, `paramErr` for a value out of its range.
+    /// Sets a property of a node. Returns `noDeviceForChannel` if the node is gone, `digiUnimpErr` if it lacks the
+    /// property, `paramErr` for a value out of range.
     Result SetProperty(const std::string& name, uint32_t property, int64_t value);
 
 private:

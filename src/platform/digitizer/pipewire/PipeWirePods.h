@@ -7,14 +7,14 @@
 
 namespace platform {
 
-/// The values that a property of a parameter may take.
+/// The values allowed for a property of a parameter.
 template <typename Value> struct PodChoice {
-    std::vector<Value> values; ///< of a range: default, minimum, maximum
+    std::vector<Value> values; ///< for a range: default, minimum, maximum
     bool isRange = false;
 };
 
-/// Reads a property of an object, `type` being the library's number for `Value`. Empty where the object lacks it, it is
-/// of another type, or it is cut short.
+/// Reads a property of an object; `type` is the library's number for `Value`. Empty if the object lacks it, it has
+/// another type, or it is truncated.
 template <typename Value> PodChoice<Value> ReadChoice(const spa_pod* object, uint32_t key, uint32_t type)
 {
     PodChoice<Value> found;

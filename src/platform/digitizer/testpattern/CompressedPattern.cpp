@@ -64,7 +64,7 @@ bool CompressedPattern::HasBegun(int64_t frame)
     return next > frame;
 }
 
-// Waits while enough frames are ready. Nothing at the end.
+// Waits while enough frames are ready. Returns nothing at the end.
 std::optional<int64_t> CompressedPattern::NextJob()
 {
     std::unique_lock lock(mutex);

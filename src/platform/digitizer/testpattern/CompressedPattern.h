@@ -16,24 +16,24 @@ namespace platform {
 /// The codec of compressed frames.
 inline constexpr FourCharCode kPatternCodec = CodeOf("jpeg");
 
-/// Frames of the Test Pattern as JPEG, drawn and compressed by threads of their own, a few ahead of the one awaited.
+/// Frames of the Test Pattern as JPEG, drawn and compressed by separate threads, a few ahead of the requested one.
 class CompressedPattern {
 public:
     using Ready = std::function<void(int64_t frame)>;
 
-    /// Starts with the clock's first frame. `ready` is called once for each frame that is awaited, on any thread; it
-    /// must not call this object.
+    /// Starts with the clock's first frame. `ready` is called once for each requested frame, on any thread; it must not
+    /// call this object.
     CompressedPattern(int32_t width, int32_t height, const PatternClock& clock, Ready ready);
     CompressedPattern(const CompressedPattern&) = delete;
     CompressedPattern& operator=(const CompressedPattern&) = delete;
 
-    /// Returns when no further call of `ready` can come.
+    /// Stops the threads. Afterwards `ready` is not called any more.
     ~CompressedPattern();
 
-    /// Asks for a frame, at or behind the one asked for before.
+    /// Requests a frame, which must not precede the previous request.
     void Await(int64_t frame);
 
-    /// The frame that is ready; empty where it could not be compressed.
+    /// The requested frame; empty if it could not be compressed.
     OwnedBlock Take(int64_t frame);
 
     /// Whether a frame is being compressed or is ready.
@@ -53,7 +53,7 @@ private:
     std::map<int64_t, OwnedBlock> frames; ///< that are ready
     int64_t next;                         ///< the frame that a thread compresses next
     int64_t awaited;
-    bool isReported = true; ///< that the awaited frame is ready
+    bool isReported = true; ///< whether `ready` was called for the requested frame
     bool isEnding = false;
     std::vector<std::thread> threads;
 };

@@ -2,9 +2,9 @@
 // The Test Pattern as a device.
 //
 // A timer becomes readable at each frame's time on the grid. It is set once the frame is ready: raw frames are drawn by
-// the device's thread as soon as the frame before has been delivered, compressed ones by threads of their own. On a
-// machine that is too slow frames come late at first, as far as a camera's own buffers would bridge it; then frames are
-// left out, and the sequence numbers show it.
+// the device's thread as soon as the previous frame has been delivered, compressed ones by separate threads. On a
+// machine that is too slow, frames are late at first, by as much as a camera's own buffers would bridge; then frames
+// are left out, which the sequence numbers show.
 #include "platform/digitizer/testpattern/TestPattern.h"
 
 #include "platform/digitizer/testpattern/CompressedPattern.h"
@@ -82,14 +82,15 @@ public:
 
     bool GiveBack() override
     {
-        // What is being compressed is delivered, however late: to leave it out would cost more time than it saves.
+        // A frame that is being compressed is delivered, however late: leaving it out would cost more time than it
+        // saves.
         const bool isBegun = compressed && compressed->HasBegun(due + 1);
         const int64_t latest = clock.grid.FrameAt(MonotonicNow()) - kMaxPeriodsLate + 1;
         Prepare(isBegun ? due + 1 : std::max(due + 1, latest));
         return true;
     }
 
-    // Only a busy machine keeps the pattern silent.
+    // Only a busy machine silences the pattern.
     Taken Silent() override { return Taken::Nothing; }
     Outcome Failure() const override { return {}; }
 
@@ -103,7 +104,7 @@ private:
         SetTimer(frame);
     }
 
-    // A time that is past makes the timer readable at once.
+    // A time in the past makes the timer readable at once.
     void SetTimer(int64_t frame) const
     {
         const int64_t time = clock.grid.TimeOf(frame);

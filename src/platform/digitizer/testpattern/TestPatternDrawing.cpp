@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Drawing of the Test Pattern. Everything is a filled area: one row of it is written, the others are copies, so that a
-// frame costs little more than the memory it touches.
+// Drawing of the Test Pattern. Everything is a filled area: one row is written and the others are copied, so that a
+// frame costs little more than writing its memory.
 #include "platform/digitizer/testpattern/TestPatternLayout.h"
 
 #include "platform/drawing/PixelFormat.h"

@@ -9,11 +9,11 @@ namespace {
 constexpr int kDataBits = 32;
 constexpr int kFirstDataCell = 2;
 constexpr int kFirstCheckCell = kFirstDataCell + kDataBits;
-// A cell and its negative differ by about 220 when drawn; half of that is left by the worst picture worth reading.
-constexpr int kLeastContrast = 64;
+// A cell and its negative differ by about 220 when drawn; the worst picture worth reading retains half of that.
+constexpr int kMinContrast = 64;
 constexpr int kFlashLevel = 225;
 
-// The exclusive or of the eight nibbles. It is never that of a row of equal cells.
+// The exclusive or of the eight nibbles. A row of equal cells never has a valid one.
 uint32_t CheckBits(uint32_t number)
 {
     uint32_t check = 0x5;
@@ -22,7 +22,7 @@ uint32_t CheckBits(uint32_t number)
     return check;
 }
 
-// The middle of an area, where no scaling or overlay brings its neighbours in.
+// The middle of an area, where scaling and overlays do not mix in its neighbours.
 PatternArea Core(const PatternArea& area)
 {
     const int32_t width = area.width / 2 > 0 ? area.width / 2 : 1;
@@ -48,7 +48,7 @@ template <typename Sample> std::optional<uint32_t> ReadCells(int32_t width, int3
     for (int i = 0; i < kPatternCells; ++i) {
         const int upper = Mean(Core(FrameNumberCellArea(i, true, width, height)), luma);
         const int lower = Mean(Core(FrameNumberCellArea(i, false, width, height)), luma);
-        if (std::abs(upper - lower) < kLeastContrast)
+        if (std::abs(upper - lower) < kMinContrast)
             return std::nullopt;
         cells[static_cast<size_t>(i)] = upper > lower;
         if (i >= kFirstDataCell && i < kFirstCheckCell)
@@ -57,7 +57,7 @@ template <typename Sample> std::optional<uint32_t> ReadCells(int32_t width, int3
     return cells == FrameNumberCells(number) ? std::optional(number) : std::nullopt;
 }
 
-// The part of a mark that is nearest to the picture's middle: overlays lie on the outside.
+// The part of a mark that is nearest to the centre of the picture: overlays are at the edges.
 PatternArea InnerPart(PatternCorner corner, int32_t width, int32_t height)
 {
     const PatternArea mark = CornerMarkArea(corner, width, height);

@@ -7,11 +7,11 @@
 namespace platform {
 namespace {
 
-constexpr uint32_t kMostEntries = 1024;
+constexpr uint32_t kMaxEntries = 1024;
 
 struct Meaning {
     uint32_t identity;
-    std::array<FourCharCode, 2> features; ///< its own, and the one it stands in for
+    std::array<FourCharCode, 2> features; ///< its own, and one for which it is used
     uint32_t automaticSwitch = 0;
     int64_t manualValue = 0;
     const char* unit = "";
@@ -60,7 +60,7 @@ std::optional<ImageControl::Kind> KindOf(uint32_t type)
     }
 }
 
-// Older drivers know the shorter record only.
+// Older drivers only know the shorter record.
 std::optional<v4l2_query_ext_ctrl> Query(const V4L2Device& device, uint32_t identity)
 {
     v4l2_query_ext_ctrl query{};
@@ -83,10 +83,10 @@ std::optional<v4l2_query_ext_ctrl> Query(const V4L2Device& device, uint32_t iden
     return query;
 }
 
-// A menu's numbers may have holes: the driver refuses to name those.
+// A menu's numbers may have gaps, which the driver refuses to name.
 void ReadChoices(const V4L2Device& device, uint32_t type, ImageControl& control)
 {
-    const int64_t last = std::min(control.maximum, control.minimum + kMostEntries);
+    const int64_t last = std::min(control.maximum, control.minimum + kMaxEntries);
     for (int64_t index = control.minimum; index <= last; ++index) {
         v4l2_querymenu entry{};
         entry.id = control.identity;
@@ -132,7 +132,7 @@ void AddMeaning(ImageControl& control)
     control.unit = meaning->unit;
 }
 
-// Drivers that can't step from one control to the next are asked for each of the usual ones.
+// Drivers that can't enumerate their controls are asked for each of the usual ones.
 void V4L2Controls::Enumerate()
 {
     isKnown = true; // a change reported meanwhile makes this false again
@@ -145,7 +145,7 @@ void V4L2Controls::Enumerate()
             known.push_back(*control);
     };
     uint32_t last = 0;
-    for (uint32_t steps = 0; steps < kMostEntries; ++steps) {
+    for (uint32_t steps = 0; steps < kMaxEntries; ++steps) {
         const auto query = Query(*device, last | V4L2_CTRL_FLAG_NEXT_CTRL);
         if (!query || query->id <= last)
             break;
@@ -158,7 +158,7 @@ void V4L2Controls::Enumerate()
         Subscribe(control.identity);
 }
 
-// A driver without events is asked for everything each time.
+// A driver without events is queried completely each time.
 void V4L2Controls::Subscribe(uint32_t identity)
 {
     if (std::ranges::find(subscribed, identity) != subscribed.end())
@@ -173,7 +173,7 @@ void V4L2Controls::Subscribe(uint32_t identity)
         isKnown = false;
 }
 
-// One value by the extended call, which alone has 64 bits; else by the plain one. 0 or an error number.
+// Transfers one value, with the extended call if possible, which alone supports 64 bits. 0 or an error number.
 int V4L2Controls::Transfer(bool write, uint32_t identity, int64_t& value) const
 {
     const bool isWide = wide.contains(identity);

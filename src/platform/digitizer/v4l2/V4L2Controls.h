@@ -9,26 +9,26 @@
 
 namespace platform {
 
-/// The controls of an open device. What they are is kept while the driver's events report changes to it; what they are
-/// set to is read each time. Functions may be called from any thread.
+/// The controls of an open device. Their properties are cached while the driver's events report changes; their values
+/// are read each time. Any thread may call these functions.
 class V4L2Controls {
 public:
     /// The controls of that open device.
     explicit V4L2Controls(std::shared_ptr<V4L2Device> device) : device(std::move(device)) {}
 
-    /// Every control that is a number, a Boolean, a menu or a button, with its present value. Others (strings, bit
-    /// fields, arrays) are passed over.
+    /// Every control that is a number, a Boolean, a menu or a button, with its present value. Other kinds (strings, bit
+    /// fields, arrays) are skipped.
     std::vector<ImageControl> Read();
 
-    /// `digiUnimpErr` for a control that the device lacks, `permErr` for one that can't be written, `paramErr` for a
-    /// value out of its range.
+    /// Sets a control. Returns `digiUnimpErr` if the device lacks it, `permErr` if it can't be written, `paramErr` for
+    /// a value out of range.
     Result Write(uint32_t identity, int64_t value);
 
-    /// Whether the driver's events are being read and come to `Changed`, as they do while the device streams. Waits for
-    /// no one.
+    /// Sets whether the driver's events are being read and passed to `Changed`, as they are while the device streams.
+    /// Does not block.
     void FollowEvents(bool followed);
 
-    /// Takes a driver's event: a control's range, menu or flags may have changed.
+    /// Handles a driver's event: a control's range, menu or flags may have changed.
     void Changed(const v4l2_event& event);
 
 private:
@@ -46,7 +46,7 @@ private:
     std::atomic<bool> isKnown = false;
 };
 
-/// Adds what the number of a kernel control tells of its meaning: feature, automatic switch, unit.
+/// Adds what the number of a kernel control implies: feature, automatic switch, unit.
 void AddMeaning(ImageControl& control);
 
 } // namespace platform

@@ -11,17 +11,15 @@
 namespace platform {
 namespace {
 
-// What is offered of a device that gives a range.
+// The values offered for a device that reports a range.
 constexpr std::pair<uint32_t, uint32_t> kUsualSizes[] = {
     {160, 120}, {176, 144},  {320, 240},  {352, 288},  {640, 360},   {640, 480},   {720, 480},   {720, 576},
     {800, 600}, {1024, 768}, {1280, 720}, {1280, 960}, {1600, 1200}, {1920, 1080}, {2560, 1440}, {3840, 2160},
 };
 constexpr double kUsualRates[] = {120, 60, 59.94, 50, 30, 29.97, 25, 24, 20, 15, 10, 5};
 
-// A driver whose list never ends is followed no further than this.
-constexpr uint32_t kMostEntries = 256;
-
-constexpr int32_t kLargestSide = 16384;
+// Limits the enumeration for drivers whose list never ends.
+constexpr uint32_t kMaxEntries = 256;
 
 struct Size {
     uint32_t width = 0;
@@ -32,7 +30,7 @@ struct Size {
 
 bool IsUsable(Size size)
 {
-    return size.width >= 1 && size.height >= 1 && size.width <= kLargestSide && size.height <= kLargestSide;
+    return IsPictureSize(size.width, size.height);
 }
 
 double RateOf(const v4l2_fract& interval)
@@ -53,7 +51,7 @@ bool Fits(uint32_t value, uint32_t minimum, uint32_t maximum, uint32_t step)
     return value >= minimum && value <= maximum && (step <= 1 || (value - minimum) % step == 0);
 }
 
-// The size that the device is set to, where it is set to that pixel format.
+// The device's present size, if it has that pixel format at present.
 std::optional<Size> PresentSize(const V4L2Device& device, uint32_t pixelFormat)
 {
     V4L2Layout present;
@@ -68,7 +66,7 @@ void Add(std::vector<Size>& sizes, Size size)
         sizes.push_back(size);
 }
 
-// The sizes by trial, for drivers that can't list them.
+// Finds sizes by trial, for drivers that can't list them.
 std::vector<Size> TrySizes(const V4L2Device& device, uint32_t pixelFormat)
 {
     std::vector<Size> sizes;
@@ -83,7 +81,7 @@ std::vector<Size> TrySizes(const V4L2Device& device, uint32_t pixelFormat)
     return sizes;
 }
 
-// What is offered of a range: the usual sizes in it, its largest, and the one the device is set to.
+// Values from a range: the usual sizes, its maximum, and the device's present size.
 std::vector<Size> SizesIn(const v4l2_frmsize_stepwise& range, const V4L2Device& device, uint32_t pixelFormat)
 {
     std::vector<Size> sizes;
@@ -103,7 +101,7 @@ std::vector<Size> SizesIn(const v4l2_frmsize_stepwise& range, const V4L2Device& 
 std::vector<Size> SizesOf(const V4L2Device& device, uint32_t pixelFormat)
 {
     std::vector<Size> sizes;
-    for (uint32_t i = 0; i < kMostEntries; ++i) {
+    for (uint32_t i = 0; i < kMaxEntries; ++i) {
         v4l2_frmsizeenum entry{};
         entry.index = i;
         entry.pixel_format = pixelFormat;
@@ -126,8 +124,8 @@ std::optional<double> PresentRate(const V4L2Device& device)
     return rate > 0 ? std::optional(rate) : std::nullopt;
 }
 
-// The rate of a device that lists none: that of its television standard or signal, of its present setting, or the
-// usual.
+// The rate of a device that lists none: that of its television standard or signal, of its present setting, or the usual
+// one.
 double OnlyRate(const V4L2Device& device)
 {
     v4l2_std_id standard = 0;
@@ -143,7 +141,7 @@ double OnlyRate(const V4L2Device& device)
     return PresentRate(device).value_or(30);
 }
 
-// What is offered of a range: the usual rates in it, its fastest, and the one the device is set to.
+// Values from a range: the usual rates, its fastest, and the device's present rate.
 std::vector<double> RatesIn(const v4l2_frmival_stepwise& range, const V4L2Device& device)
 {
     std::vector<double> rates;
@@ -163,7 +161,7 @@ std::vector<double> RatesIn(const v4l2_frmival_stepwise& range, const V4L2Device
 std::vector<double> RatesOf(const V4L2Device& device, uint32_t pixelFormat, Size size)
 {
     std::vector<double> rates;
-    for (uint32_t i = 0; i < kMostEntries; ++i) {
+    for (uint32_t i = 0; i < kMaxEntries; ++i) {
         v4l2_frmivalenum entry{};
         entry.index = i;
         entry.pixel_format = pixelFormat;
@@ -186,7 +184,7 @@ std::vector<double> RatesOf(const V4L2Device& device, uint32_t pixelFormat, Size
 
 template <typename Use> void ForEachPixelFormat(const V4L2Device& device, Use use)
 {
-    for (uint32_t i = 0; i < kMostEntries; ++i) {
+    for (uint32_t i = 0; i < kMaxEntries; ++i) {
         v4l2_fmtdesc entry{};
         entry.index = i;
         entry.type = device.BufferType();
@@ -197,8 +195,8 @@ template <typename Use> void ForEachPixelFormat(const V4L2Device& device, Use us
     }
 }
 
-// The pixel formats that may give a format in a size: those on offer first, then all that are known, for devices that
-// list none.
+// The pixel formats that may produce a format in a size: offered ones first, then all known ones, for devices that list
+// none.
 std::vector<uint32_t> CandidatesFor(const std::vector<V4L2Offer>& offers, const CaptureFormat& wanted)
 {
     std::vector<uint32_t> candidates;
@@ -209,7 +207,7 @@ std::vector<uint32_t> CandidatesFor(const std::vector<V4L2Offer>& offers, const 
     return candidates.empty() ? PixelFormatsOf(wanted.format) : candidates;
 }
 
-// Interlaced pictures are asked for with their fields woven; what else the driver makes of it is woven here.
+// Interlaced pictures are requested with their fields interleaved; otherwise they are interleaved here.
 int SetLayout(const V4L2Device& device, uint32_t pixelFormat, const CaptureFormat& wanted, V4L2Layout& layout)
 {
     v4l2_std_id standard = 0;
@@ -231,7 +229,7 @@ void ApplyRate(const V4L2Device& device, double rate, CaptureFormat& actual)
     parameters.type = device.BufferType();
     parameters.parm.capture.timeperframe = {static_cast<uint32_t>(grid.seconds), static_cast<uint32_t>(grid.frames)};
     actual.frameRate = rate;
-    // Many devices have one rate only and don't know the call.
+    // Many devices have only one rate and don't support the call.
     if (device.Ioctl(VIDIOC_S_PARM, parameters) == 0)
         if (const double taken = RateOf(parameters.parm.capture.timeperframe); taken > 0)
             actual.frameRate = taken;
@@ -284,7 +282,7 @@ int ApplyFormat(const V4L2Device& device, const std::vector<V4L2Offer>& offers, 
     }
     if (error != 0)
         return error;
-    if (!IsUsable({layout.width, layout.height}) || PictureHeight(layout) > kLargestSide)
+    if (!IsUsable({layout.width, layout.height}) || PictureHeight(layout) > kMaxPictureSide)
         return ERANGE;
     actual = {wanted.format, static_cast<int32_t>(layout.width), PictureHeight(layout), wanted.frameRate};
     ApplyRate(device, wanted.frameRate, actual);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The list of devices.
 //
-// A device is known again by its model and place. A second one of the same model is never mistaken for it, since the
-// places of such twins are noted when it is opened.
+// A device is identified by its model and place. A second one of the same model is never mistaken for it, since the
+// places of such twins are recorded when it is opened.
 #include "platform/digitizer/v4l2/V4L2List.h"
 
 #include "platform/digitizer/CameraDigitizer.h"
@@ -14,21 +14,21 @@
 namespace platform {
 namespace {
 
-/// A device as a look at its node finds it.
+/// A device, with what its node reports.
 struct Found {
     int node = 0;
     std::string name;
-    std::string identity; ///< the model, with a number behind it where several devices are of one model
+    std::string identity; ///< the model, with a number if several devices are of one model
     std::string model;
     std::string place; ///< where it is plugged in
     std::vector<std::string> inputs;
     bool color = true;
-    bool loopback = false; ///< any number of readers may have it
-    bool wrapped = false;  ///< a camera of a server, shown as a node by its wrapper library
+    bool loopback = false; ///< any number of programs may read it
+    bool wrapped = false;  ///< a camera of a server, provided as a node by its wrapper library
     std::string reason;    ///< why it can't be opened
 };
 
-/// What the device threads note of nodes.
+/// What the device threads know about nodes.
 struct Notes {
     std::mutex mutex;
     std::multiset<int> streaming; ///< by this process
@@ -53,7 +53,7 @@ bool IsInUse(int node)
     return NodeNotes().inUse.contains(node);
 }
 
-// Some drivers report a name twice, "Camera: Camera", and cut the second one where their field ends.
+// Some drivers report a name twice, "Camera: Camera", and truncate the second one at the end of their field.
 std::string SingleName(const std::string& name)
 {
     const size_t colon = name.find(": ");
@@ -96,8 +96,8 @@ std::optional<Found> LookAt(const std::shared_ptr<V4L2System>& system, int node)
                  .reason = OutcomeOfDeviceError(error, SingleName(name)).reason};
 }
 
-// Gives a device its identity and its place among those before it. A device of several nodes has them all in one place:
-// they are told apart by their order.
+// Sets a device's identity and its place among those before it. All nodes of a device have the same place and are
+// distinguished by their order.
 void Place(Found& one, const std::vector<Found>& before)
 {
     const auto ofModel = std::ranges::count(before, one.model, &Found::model);
@@ -108,7 +108,7 @@ void Place(Found& one, const std::vector<Found>& before)
     one.place += "/" + std::to_string(inPlace);
 }
 
-// `known` is the list before: what streams here is taken from it.
+// `known` is the previous list, which has the devices that stream here.
 std::vector<Found> FindDevices(const std::shared_ptr<V4L2System>& system, const std::vector<Found>& known)
 {
     std::vector<Found> found;
@@ -124,7 +124,7 @@ std::vector<Found> FindDevices(const std::shared_ptr<V4L2System>& system, const 
     return found;
 }
 
-// The kept list; main thread only.
+// The cached list; main thread only.
 const std::vector<Found>& Listed(const std::shared_ptr<V4L2System>& system)
 {
     static std::weak_ptr<V4L2System> listedSystem;
@@ -181,7 +181,7 @@ private:
     std::shared_ptr<V4L2System> system;
     Found self;                      // `node` and `place` follow the device
     std::vector<std::string> others; // places of other devices of the same model
-    bool isListed = true;            // not opened yet since it was listed: it is where it was found
+    bool isListed = true;            // not opened since it was listed, so it is where it was found
 };
 
 } // namespace
@@ -234,7 +234,7 @@ std::vector<DigitizerEntry> ListV4L2Digitizers(const std::shared_ptr<V4L2System>
 {
     std::vector<DigitizerEntry> entries;
     for (const Found& found : Listed(system)) {
-        // What was in use when it was last tried may be free by now.
+        // A device that was in use may be free by now.
         const bool inUse = IsInUse(found.node) && !IsFree(system, found.identity);
         entries.push_back({.name = found.name,
                            .identity = found.identity,

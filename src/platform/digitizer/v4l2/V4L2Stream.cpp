@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // A streaming run over memory-mapped buffers.
 //
-// The states follow one another: format set, buffers requested, mapped, queued, streaming. The destructor undoes
-// whatever was reached, so that each step may simply fail. A buffer is either the driver's (queued) or, between `Take`
-// and `GiveBack`, the caller's. A frame that is damaged goes straight back to the driver.
+// The states follow one another: format set, buffers requested, mapped, queued, streaming. The destructor undoes those
+// that were reached, so each step may simply fail. A buffer belongs either to the driver (queued) or, between `Take`
+// and `GiveBack`, to the caller. A damaged frame goes straight back to the driver.
 #include "platform/digitizer/v4l2/V4L2Stream.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -15,7 +15,7 @@ namespace platform {
 namespace {
 
 constexpr uint32_t kBuffers = 6;
-constexpr uint32_t kFewestBuffers = 2;
+constexpr uint32_t kMinBuffers = 2;
 
 } // namespace
 
@@ -45,7 +45,7 @@ V4L2Stream::~V4L2Stream()
     for (const auto& planes : mappings)
         for (const Mapping& mapping : planes)
             device->System().Unmap(mapping.memory, mapping.length);
-    // Without its buffers given back the device could not be set to another format, nor be used by anyone else.
+    // Unless its buffers are released, the device can't be set to another format, or used by anyone else.
     uint32_t none = 0;
     if (requested)
         RequestBuffers(none);
@@ -81,7 +81,7 @@ int V4L2Stream::MapBuffers()
     if (const int error = RequestBuffers(count); error != 0)
         return error;
     requested = true;
-    if (count < kFewestBuffers)
+    if (count < kMinBuffers)
         return ENOMEM;
     int error = 0;
     for (uint32_t i = 0; i < count && error == 0; ++i)
@@ -146,7 +146,7 @@ bool V4L2Stream::GiveBack()
     return lastError == 0;
 }
 
-// A frame too short for its format is damaged, unless the device is set to another format by now.
+// A frame too short for its format is damaged, unless the device has been set to another format meanwhile.
 Taken V4L2Stream::Examine(RawFrame& picture)
 {
     if ((current.record.flags & V4L2_BUF_FLAG_ERROR) != 0)
@@ -174,14 +174,14 @@ Taken V4L2Stream::Examine(RawFrame& picture)
     return FormatIsStale() ? Taken::Restart : Taken::Damaged;
 }
 
-// Whether the device is set to something else than what this run was started with.
+// Whether the device's format differs from the one with which this run was started.
 bool V4L2Stream::FormatIsStale() const
 {
     V4L2Layout now;
     return device->Layout(VIDIOC_G_FMT, now) == 0 && now != layout;
 }
 
-// Some drivers never count, and some start again in mid-run: a step that leads nowhere forward is taken as one frame.
+// Some drivers never count, and some start again in mid-run: a step that is not forward counts as one frame.
 void V4L2Stream::CountFrame(uint32_t deviceSequence)
 {
     const bool isSecondField = layout.field == V4L2_FIELD_ALTERNATE && lastDeviceSequence == deviceSequence;
@@ -194,8 +194,8 @@ void V4L2Stream::CountFrame(uint32_t deviceSequence)
 
 int64_t V4L2Stream::CaptureTimeOf(const v4l2_buffer& record)
 {
-    // Without sign: a driver may say anything.
-    const auto stamp = static_cast<int64_t>(static_cast<uint64_t>(record.timestamp.tv_sec) * 1'000'000'000 +
+    // Unsigned, since a driver may return any number.
+    const auto stamp = static_cast<int64_t>(static_cast<uint64_t>(record.timestamp.tv_sec) * kNanosecondsPerSecond +
                                             static_cast<uint64_t>(record.timestamp.tv_usec) * 1000);
     const bool isMonotonic = (record.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) == V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
     return stamps.Next(isMonotonic ? std::optional(stamp) : std::nullopt, MonotonicNow());

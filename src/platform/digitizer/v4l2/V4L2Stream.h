@@ -7,11 +7,11 @@
 
 namespace platform {
 
-/// One run of a device: its buffers are mapped and it delivers until the object ends.
+/// One run of a device: its buffers are mapped and it delivers while this object lives.
 class V4L2Stream {
 public:
-    /// Sets the device to a format and starts it. Null, with an error number, when any step fails: the device is then
-    /// left as if nothing had been asked. Where `sameSize` is set, another size than wanted is a failure.
+    /// Sets the device's format and starts it. Null, with an error number, if any step fails; the device is then in its
+    /// previous state. With `sameSize`, another size than the requested one is a failure.
     static std::unique_ptr<V4L2Stream> Begin(std::shared_ptr<V4L2Device> device, const std::vector<V4L2Offer>& offers,
                                              const CaptureFormat& wanted, bool sameSize, int& error);
 
@@ -22,13 +22,12 @@ public:
     /// The format that the device delivers.
     const CaptureFormat& Format() const { return format; }
 
-    /// Takes the next frame off the device. Its picture is borrowed until `GiveBack`, which must follow a `Frame`;
-    /// nothing is to be given back otherwise.
+    /// Takes the next frame. Its picture is valid until `GiveBack`, which must follow a `Frame` and only that.
     Taken Take(CapturedFrame& frame);
     /// Returns the buffer of the last frame to the driver; false on failure.
     bool GiveBack();
 
-    /// The error number of the last `Take` or `GiveBack` that failed.
+    /// The error number of the last failed `Take` or `GiveBack`.
     int LastError() const { return lastError; }
 
 private:
@@ -36,7 +35,7 @@ private:
         uint8_t* memory = nullptr;
         size_t length = 0;
     };
-    /// A buffer's record with room for its planes.
+    /// A buffer's record with its planes.
     struct Buffer {
         v4l2_buffer record{};
         std::array<v4l2_plane, VIDEO_MAX_PLANES> planes{};
