@@ -14,7 +14,7 @@ struct Bounds {
     int16_t bottom = 0;
     int16_t right = 0;
 
-    /// Whether a side is not above 0.
+    /// Whether a side is 0 or negative.
     bool Empty() const { return bottom <= top || right <= left; }
     /// Width in pixels.
     int32_t Width() const { return right - left; }
@@ -23,7 +23,7 @@ struct Bounds {
     bool operator==(const Bounds&) const = default;
 };
 
-/// Of a size, from 0, 0.
+/// A rectangle of that size at 0, 0.
 inline Bounds BoundsOfSize(int32_t width, int32_t height)
 {
     return {0, 0, static_cast<int16_t>(height), static_cast<int16_t>(width)};

@@ -10,10 +10,10 @@
 namespace platform {
 namespace {
 
-// How long a device may be silent, beyond its usual break between two samples, before the others go on without it. A
-// busy machine holds a thread up for some tens of milliseconds; a picture that freezes for much longer is noticed.
+// How long a device may be silent, beyond its usual interval between two samples, before the others continue without
+// it. A busy machine delays a thread by some tens of milliseconds; a picture that freezes for much longer is noticed.
 constexpr int64_t kPatience = 400 * kNanosecondsPerMillisecond;
-constexpr int64_t kLongestBreak = 2 * kNanosecondsPerSecond;
+constexpr int64_t kMaxInterval = 2 * kNanosecondsPerSecond;
 
 ReferenceTable<Channel>& Channels()
 {
@@ -121,7 +121,7 @@ void Channel::ResetCounts()
 void Channel::NoteArrival(int64_t now, int64_t breakBetween)
 {
     lastArrival = now;
-    usualBreak = std::clamp<int64_t>(breakBetween, 0, kLongestBreak);
+    usualBreak = std::clamp<int64_t>(breakBetween, 0, kMaxInterval);
     arrivedSinceStart = true;
     gone = false;
     EndOutage(now);

@@ -16,24 +16,24 @@
 
 namespace platform {
 
-/// A device of either kind, as the published lists show it.
+/// A device of either kind, as in the published lists.
 struct ListedDevice {
     std::string name;
     std::string identity;
     std::vector<std::string> inputs;
-    int input = 0; ///< the one in use, known of the channel's own device
+    int input = 0; ///< the one in use; only known for the channel's own device
     bool available = true;
-    std::string reason = {}; ///< why it can't be had, or does not deliver: a sentence for people, or empty
+    std::string reason = {}; ///< why it can't be opened, or does not deliver: a sentence for the user, or empty
 };
 
-/// What a session does with its devices.
+/// The modes of a session.
 enum class GrabMode { Stopped, Preview, Record };
 
-/// One channel of a session: a device, how it is used, and the track queue that its samples come through. Called on the
-/// main thread but for the sinks of the derived classes.
+/// One channel of a session: a device, its usage, and the track queue for its samples. Called on the main thread,
+/// except the sinks of the derived classes.
 class Channel {
 public:
-    /// A channel of "vide" or "soun" whose samples go into the queue, which outlives it.
+    /// A channel of type "vide" or "soun" that puts its samples into the queue, which must outlive it.
     Channel(FourCharCode type, SampleQueue& queue) : type(type), queue(queue) {}
     virtual ~Channel() = default;
     Channel(const Channel&) = delete;
@@ -41,96 +41,96 @@ public:
 
     const FourCharCode type;
     class Session* owner = nullptr;   ///< outlives the channel's number
-    std::atomic<SGChannel> number{0}; ///< given by the session, before the channel is first started
+    std::atomic<SGChannel> number{0}; ///< assigned by the session before the first start
     int32_t usage = 0;
     int32_t playFlags = 0;
 
-    /// The media to which the last buffer handed over was added, or 0.
+    /// The media to which the last delivered buffer was added, or 0.
     Media feeds = 0;
 
-    /// Of the buffer being handed over, or of the newest one.
+    /// The description of the buffer being delivered, or of the newest one.
     SharedDescription description;
 
-    /// Whether the channel has something to do in a mode.
+    /// Whether the channel is used in a mode.
     bool IsUsedIn(GrabMode mode) const;
 
-    /// Starts the device, or lets it run. A device that is absent counts as running: it delivers once it is back.
+    /// Starts the device, or keeps it running. An absent device counts as running: it delivers once it is back.
     Result Run();
 
-    /// Stops the device; when it returns, no further sample comes.
+    /// Stops the device. Afterwards no further sample arrives.
     void Halt();
 
-    /// Drops what the device delivers but lets it run, so that a start that follows soon restarts nothing.
+    /// Drops what the device delivers but keeps it running, so that a start soon afterwards restarts nothing.
     void Rest();
 
-    /// Whether the device runs, resting or not.
+    /// Whether the device runs, used or not.
     bool Running() const { return running; }
 
-    /// Whether the device runs without being used.
+    /// Whether the device runs unused.
     bool Resting() const { return resting; }
 
-    /// Whether samples are wanted; others are dropped where they arrive and counted nowhere.
+    /// Sets whether samples are wanted; others are dropped on arrival and not counted.
     void Accept(bool wanted) { accepting = wanted; }
 
-    /// The failure of the device since the last call, or 0.
+    /// The device's failure since the last call, or 0.
     Result TakeFailure() { return failure.exchange(noErr); }
 
-    /// Whether the device failed and has delivered nothing since.
+    /// Whether the device has failed and delivered nothing since.
     bool DeviceIsGone() const { return gone; }
 
-    /// Whether a sample is to be expected soon: the device's last one came not much longer ago than its usual break,
-    /// or, before its first one, it was started no longer than `startPatience` ago.
+    /// Whether a sample is to be expected soon: the last one is not much older than the device's usual interval, or,
+    /// before the first one, the device was started at most `startPatience` ago.
     bool IsAwaitedAt(int64_t now, int64_t startPatience) const;
 
-    /// Waits until all that has arrived is in the queue.
+    /// Waits until everything that has arrived is in the queue.
     virtual void FinishArrived() {}
 
-    /// Forgets what has arrived and isn't in the queue yet.
+    /// Discards what has arrived but is not in the queue yet.
     virtual void DiscardArrived() {}
 
-    /// Units a second of the channel's times.
+    /// Time scale of the channel in units per second.
     virtual int32_t TimeScale() const = 0;
 
-    /// Why the device does not deliver as it should, for people.
+    /// Why the device does not deliver as it should: a sentence for the user.
     virtual std::string Reason() const { return {}; }
 
-    /// Opens the channel's track queue, for at most so many waiting samples.
+    /// Opens the channel's track queue for at most that many samples.
     void OpenTrackQueue(size_t maxSamples);
 
-    /// What became of the samples since `ResetCounts`.
+    /// Counts of samples since `ResetCounts`.
     SGChannelCounts Counts() const;
     /// Sets all counts to 0.
     void ResetCounts();
-    /// The frames lost since the last call.
+    /// Returns the frames lost since the last call.
     std::vector<SGLostFrame> TakeLostFrames() { return lost.Take(); }
 
-    /// Counts a buffer that was handed over, and a frame whose picture was skipped.
+    /// Counts a delivered buffer.
     void CountDelivered() { ++counts.delivered; }
     /// Counts a frame whose picture was skipped.
     void CountNotShown() { ++counts.notShown; }
 
-    /// The devices that the channel could use, with distinct names, and the one that it does use.
+    /// The devices that the channel can use, with distinct names.
     virtual std::vector<ListedDevice> Devices() const = 0;
     /// The device in use.
     virtual ListedDevice Device() const = 0;
 
-    /// Takes a device of the list. A device that can't be started leaves the present one in use.
+    /// Switches to a device of the list. If it can't be started, the present device stays in use.
     virtual Result TakeDevice(const ListedDevice& device) = 0;
 
-    /// A function that takes the present device again. Called while the channel is halted; works even if the device has
-    /// left the list by then.
+    /// Returns a function that switches back to the present device. Call that while the channel is halted; it works
+    /// even if the device has left the list meanwhile.
     virtual std::function<void()> RestorePoint() = 0;
 
-    /// Whether a movie is being written out of this session's samples: their format must then stay as it is.
+    /// Whether a movie is being written from this session's samples, so that their format must not change.
     bool FormatIsFixed() const;
 
-    /// All settings of the channel as items, and back: what the machine can't meet is left out. A device is restarted
-    /// only by what differs.
+    /// All settings of the channel as items.
     virtual TaggedItems Settings() const = 0;
-    /// Applies settings returned by `Settings`, as far as the device supports them.
+    /// Applies settings returned by `Settings`, as far as the device supports them. The device is only restarted if
+    /// something differs.
     virtual void ApplySettings(const TaggedItems& settings) = 0;
 
-    /// Makes the channel as good as new, but for its device and what that is set to.
+    /// Resets the channel to its initial state, except its device and the device's settings.
     virtual void ForgetSettings();
 
 protected:
@@ -147,8 +147,8 @@ protected:
     virtual Result StartDevice() = 0;
     virtual void StopDevice() = 0;
 
-    /// Runs another device in place of the present one, where that runs. If it can't be started, the present one goes
-    /// on; an absent one is taken too.
+    /// Runs another device instead of the present one, if that runs. If the new one can't be started the present one
+    /// continues; an absent device is accepted.
     template <typename Device, typename Sink> Result RunInstead(Device& other, Sink& sink)
     {
         if (resting)
@@ -161,7 +161,7 @@ protected:
             NoteFailure(result);
         if (result == noErr || result == noDeviceForChannel)
             return noErr;
-        running = false; // where the present one doesn't start again either, it is tried once more later
+        running = false; // if the present one can't be restarted either, it is tried again later
         Run();
         return result;
     }
@@ -171,7 +171,7 @@ protected:
     void NoteFailure(Result result);
     bool Accepting() const { return accepting; }
 
-    /// Counts a sample that is lost, and notes it.
+    /// Counts and logs a lost sample.
     void CountLost(std::atomic<uint64_t>& count, int64_t captureTime, SGLostFrame::Cause cause);
 
     SampleQueue& queue;
@@ -180,7 +180,7 @@ protected:
 
 private:
     bool running = false;
-    bool resting = false; ///< runs, and what it delivers is dropped
+    bool resting = false; ///< running, and what it delivers is dropped
     int64_t startTime = 0;
     std::atomic<bool> accepting{false};
     std::atomic<bool> arrivedSinceStart{false};
@@ -191,20 +191,20 @@ private:
 
     void BeginOutage(int64_t now);
     void EndOutage(int64_t now);
-    std::atomic<int64_t> outageStart{0}; ///< 0: the device is there
+    std::atomic<int64_t> outageStart{0}; ///< 0: the device is present
     std::atomic<int64_t> outagesBefore{0};
 };
 
-/// The living channel of a number, or null.
+/// The channel with that number, or null.
 std::shared_ptr<Channel> FindChannel(SGChannel number);
 
-/// The same for a channel of class `T`; null for another class.
+/// The same for a channel of class `T`; null for a channel of another class.
 template <typename T> std::shared_ptr<T> FindChannel(SGChannel number)
 {
     return std::dynamic_pointer_cast<T>(FindChannel(number));
 }
 
-/// Gives a channel its number, and ends that.
+/// Assigns a number to a channel.
 void RegisterChannel(std::shared_ptr<Channel> channel);
 /// Removes a channel's reference.
 void UnregisterChannel(SGChannel number);

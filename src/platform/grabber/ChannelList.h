@@ -9,7 +9,7 @@
 
 namespace platform {
 
-/// The channels of a session, in the order in which they were made and by kind.
+/// The channels of a session, in order of creation and by kind.
 struct ChannelList {
     std::vector<std::shared_ptr<Channel>> all;
     std::vector<std::shared_ptr<VideoChannel>> video;

@@ -6,7 +6,7 @@
 
 namespace platform {
 
-/// Runs an operation on the living channel of a number, of any kind or of one.
+/// Run an operation on the channel with a number, of any kind or of one kind.
 template <typename Kind, typename Operation> Result OnChannelOf(SGChannel number, Operation operation)
 {
     const auto found = FindChannel<Kind>(number);
@@ -31,13 +31,13 @@ template <typename Operation> Result OnSound(SGChannel number, Operation operati
     return OnChannelOf<SoundChannel>(number, operation);
 }
 
-/// Writes an answer where the caller wants it.
+/// Writes a result to the caller's address.
 template <typename T> Result Written(Address place, const T& value)
 {
     return Poke(place, value) ? noErr : paramErr;
 }
 
-/// The same where the caller may not want it at all.
+/// The same if the caller may pass 0 as the address.
 template <typename T> Result WrittenIfWanted(Address place, const T& value)
 {
     return place == 0 ? noErr : Written(place, value);

@@ -9,14 +9,14 @@ namespace platform {
 /// The data procedure of a session: the callback that receives each captured buffer.
 class DataProcedure {
 public:
-    /// Installs a callback of `NewSGDataUPP` (0: none) and the value that it gets as its last argument.
+    /// Installs a callback of `NewSGDataUPP` (0: none) and the value to pass as its last argument.
     void Set(int32_t newCallback, int32_t newRefCon);
 
     /// Whether a callback is installed.
     bool IsSet() const { return callback != 0; }
 
     /// Calls the procedure with one buffer of `bytes` bytes at `data`, captured at `time` in the channel's time scale.
-    /// The result is the procedure's; 0 where none is set. The procedure may stop or close the session.
+    /// Returns the procedure's result; 0 if none is installed. The procedure may stop or close the session.
     Result Call(SGChannel channel, Address data, int64_t bytes, int32_t time) const;
 
 private:

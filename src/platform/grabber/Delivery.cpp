@@ -1,41 +1,40 @@
 // SPDX-License-Identifier: MIT
-// The order in which samples are handed over.
+// The order in which samples are delivered.
 //
-// Frames and sound are handed over in the order of their capture times: the sound up to a frame's time, cut there to
-// the sample, then the frame, then the sound behind it. Sound comes in pieces of at most ten milliseconds.
+// Frames and sound are delivered in the order of their capture times: the sound up to a frame's time, cut to the
+// sample, then the frame, then the sound after it. Sound comes in pieces of at most ten milliseconds.
 //
-// Why this order lines sound up with pictures for the writer of a file. A writer that follows the published
-// way of working gives each frame the distance from the frame before it as its duration, and counts sound samples. Let
-// frames be captured at t(0), t(1), ... and let a recording begin with frame k. Frame j is then shown from
-// t(j-1) - t(k-1) on. A moment T between t(j-1) and t(j) is seen in frame j, and heard at T - s, when the sound of the
-// file begins with the sample of time s. So sound is behind the picture by
+// Why this order keeps sound and pictures of the file in sync: a writer that follows the published procedure gives each
+// frame the distance from the previous frame as its duration, and counts sound samples. Let frames be captured at t(0),
+// t(1), ... and let a recording start with frame k. Frame j is then shown from t(j-1) - t(k-1) on. A moment T between
+// t(j-1) and t(j) is seen in frame j, and heard at T - s, where s is the capture time of the first sound sample in the
+// file. So sound lags the picture by
 //
 //     (T - t(j-1)) - (s - t(k-1))
 //
-// The first part lies between 0 and one frame, whatever we do. The second must do so as well:
+// The first part is between 0 and one frame, whatever we do. The second part must be so as well:
 //
-//  - A recording can only begin between two calls of Idle. What has been handed over by then ends with some frame k-1
-//    and sound up to a moment S, not before t(k-1) and not after t(k). In a second or third recording the first piece
-//    of sound is written whole, and s = S.
-//  - In the first recording the writer looks at its first piece of sound: it keeps as many of the piece's last samples
-//    as frames have been written by then. A piece that comes before frame k is dropped, for no frame is written yet;
-//    one that comes after it is shorter than the frame's duration and can't be written. Either way one piece goes, and
-//    s is at most S + 10 ms. This is why pieces are short.
-//  - S would mostly stay at t(k-1), because sound reaches us sooner than a frame does, and sound would be behind by up
-//    to a frame. So sound goes out ahead of the next frame, but only by half of the shortest recent distance between
-//    two frames: it doesn't overtake the frame, and the difference is mostly between half a frame behind and half a
-//    frame ahead.
-//  - A recording that begins before the very first frame finds no distance for it and gives it a sixth of a second.
-//    The first frame is therefore handed over ahead of all sound, and behind it a lead-in of silence that ends at its
-//    time and is longer than that sixth. The writer keeps the end of it, and both begin together.
+//  - A recording can only start between two calls of Idle. What was delivered by then ends with some frame k-1 and
+//    sound up to a time S, not before t(k-1) and not after t(k). In a second or third recording the first piece of
+//    sound is written whole, and s = S.
+//  - In the first recording the writer trims its first piece of sound to the length of the frames written by then. A
+//    piece before frame k is dropped, since no frame has been written yet; one after it is shorter than the frame's
+//    duration and can't be written. Either way one piece is lost, and s is at most S + 10 ms. This is why pieces are
+//    short.
+//  - S would usually stay at t(k-1), because sound reaches us sooner than a frame does, and sound would lag by up to a
+//    frame. So sound is delivered ahead of the next frame, but only by half of the shortest recent frame interval: it
+//    doesn't overtake the frame, and the lag is mostly between minus half a frame and half a frame.
+//  - A recording that starts before the very first frame has no interval for it and gives it a sixth of a second. The
+//    first frame is therefore delivered before all sound, followed by a lead-in of silence that ends at its time and is
+//    longer than that sixth. The writer keeps the end of the lead-in, and both start together.
 //
-// All this holds only if the sound has no holes, and if it keeps up with the pictures. A frame therefore waits until
-// the sound has reached it, as long as the source is known to deliver; when it isn't, silence replaces it, and what the
-// source may deliver too late is left out. Sound waits for frames likewise, and flows freely when none come.
+// All this requires that the sound has no gaps and keeps up with the pictures. A frame therefore waits until the sound
+// has reached it, as long as the source is known to deliver; otherwise silence replaces the sound, and what the source
+// delivers too late is left out. Sound waits for frames in the same way, and is delivered at once if none come.
 //
-// A frame's way to the file never waits for its way to the screen. A pass that finds many frames hands all of them
-// over, one behind the other, and only the last one is to be shown: decoding, which takes many times as long as
-// writing, happens once in a pass, and a main thread that can't show every picture still records every frame.
+// Writing a frame never waits for showing one. A pass that finds many frames delivers all of them, one after the other,
+// and only the last one is to be shown: decoding, which takes many times as long as writing, is done once per pass, and
+// a main thread that can't show every picture still records every frame.
 #include "platform/grabber/Delivery.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -50,15 +49,15 @@ constexpr int64_t kLeadIn = 200 * kNanosecondsPerMillisecond;
 constexpr int64_t kLongSilence = kNanosecondsPerSecond;
 // How long the sound of a started session waits for the first frame.
 constexpr int64_t kPatienceForFirstFrame = kNanosecondsPerSecond;
-// A frame that has waited so long goes on, whatever the sound does.
-constexpr int64_t kLongestWait = kNanosecondsPerSecond;
-// Sound that comes in bursts holds frames up and releases them together. So few of them go out one in a pass, and each
-// is seen; when there are more, the main thread is behind.
+// A frame that has waited this long is delivered, whatever the sound does.
+constexpr int64_t kMaxWait = kNanosecondsPerSecond;
+// Sound that arrives in bursts holds back frames and releases them together. Up to this many are delivered one per
+// pass, so that each is seen; if there are more, the main thread is behind.
 constexpr size_t kFewFrames = 3;
-// A frame waits so long for its picture; then it goes on and a later frame brings the picture.
+// How long a frame waits for its picture; then it is delivered, and a later frame brings the picture.
 constexpr int64_t kPictureWait = 25 * kNanosecondsPerMillisecond;
 // One unit of the time scale of pictures, rounded up.
-constexpr int64_t kShortestFrame = kNanosecondsPerSecond / 600 + 1;
+constexpr int64_t kMinFrameDuration = kNanosecondsPerSecond / 600 + 1;
 
 } // namespace
 
@@ -73,12 +72,12 @@ Result Delivery::Run(const Pass& pass)
     return result;
 }
 
-// Hands over what comes next. False when nothing may go out yet.
+// Delivers what comes next. Returns false if nothing can be delivered yet.
 bool Delivery::RunStep(const Pass& pass, Result& result)
 {
     SampleQueue::State frame;
     const auto pictures = NextFrame(pass, frame);
-    // The sink may dispose of the channel that it is called for.
+    // The sink may dispose of the channel for which it is called.
     for (auto sound : channels.sound) {
         if (!sound->IsUsedIn(GrabMode::Record) || !sink.WantsSound())
             continue;
@@ -93,8 +92,8 @@ bool Delivery::RunStep(const Pass& pass, Result& result)
     return true;
 }
 
-// The channel with the earliest frame among those that had come when the pass began: a main thread that can't keep up
-// still comes to the end of them.
+// The channel with the earliest frame among those that had arrived when the pass started: so a pass ends even if the
+// main thread can't keep up.
 std::shared_ptr<VideoChannel> Delivery::NextFrame(const Pass& pass, SampleQueue::State& found) const
 {
     std::shared_ptr<VideoChannel> next;
@@ -121,7 +120,7 @@ bool Delivery::ManyFramesWait(int64_t now) const
     });
 }
 
-// Whether the frame behind the first one of a track queue goes out in this pass as well.
+// Whether the frame after the first one of a track queue is delivered in this pass as well.
 bool Delivery::FollowsAtOnce(const SampleQueue::State& queued, const Pass& pass) const
 {
     if (!allAtOnce || queued.waiting < 2 || queued.nextArrivalTime > pass.now)
@@ -151,10 +150,10 @@ Delivery::SoundStep Delivery::RunSound(SoundChannel& channel, const SampleQueue:
         }
     }
     const int64_t limit = frameWaits ? frame.captureTime : SoundLimit(pass);
-    // The silence of a long gap may come in long pieces, but for the first one of a pass: a recording that has just
-    // begun may lose that.
+    // The silence of a long gap may come in long pieces, except the first piece of a pass: a recording that has just
+    // started may lose that one.
     const bool longGap = frameWaits && limit - stream.Position() > kLongSilence;
-    const int64_t longest = longGap && soundHandedOver > 0 ? kLongSilence : SoundStream::kLongestPiece;
+    const int64_t longest = longGap && soundHandedOver > 0 ? kLongSilence : SoundStream::kMaxPiece;
     auto piece = stream.Next(limit, longest);
     if (!piece && frameWaits && !stream.Reaches(limit)) {
         if (MayCome(channel, frame.arrivalTime, pass))
@@ -167,7 +166,7 @@ Delivery::SoundStep Delivery::RunSound(SoundChannel& channel, const SampleQueue:
     return SoundStep::HandedOver;
 }
 
-// Gives a stream that begins its place on the clock. False as long as it waits for the first frame.
+// Sets the time at which a stream starts. Returns false while it waits for the first frame.
 bool Delivery::PlaceSound(SoundStream& stream, bool frameWaits, int64_t now) const
 {
     if (!soundAt && !pictureAt && (frameWaits || PicturesAwaited(now)))
@@ -179,10 +178,10 @@ bool Delivery::PlaceSound(SoundStream& stream, bool frameWaits, int64_t now) con
     return true;
 }
 
-// Whether a frame that arrived then may go on waiting for the sound before it.
+// Whether a frame that arrived at that time may continue to wait for the sound before it.
 bool Delivery::MayCome(const SoundChannel& channel, int64_t frameArrival, const Pass& pass)
 {
-    return pass.waitsForSound && channel.IsAwaitedAt(pass.now, 0) && pass.now - frameArrival < kLongestWait;
+    return pass.waitsForSound && channel.IsAwaitedAt(pass.now, 0) && pass.now - frameArrival < kMaxWait;
 }
 
 bool Delivery::PicturesAwaited(int64_t now) const
@@ -192,7 +191,7 @@ bool Delivery::PicturesAwaited(int64_t now) const
     });
 }
 
-// How far sound may go while no frame waits.
+// How far ahead sound may be delivered while no frame waits.
 int64_t Delivery::SoundLimit(const Pass& pass) const
 {
     if (!pass.waitsForSound || !pictureAt || !PicturesAwaited(pass.now))
@@ -232,8 +231,8 @@ Result Delivery::HandOverFrame(VideoChannel& channel, bool shown)
     auto frame = queue.Take(channel.number);
     if (!frame)
         return noErr;
-    // A driver that falls behind may give several frames one time; in a movie each must last.
-    frame->captureTime = std::max(frame->captureTime, channel.newest.captureTime + kShortestFrame);
+    // A driver that falls behind may give several frames the same time; in a movie each needs a duration.
+    frame->captureTime = std::max(frame->captureTime, channel.newest.captureTime + kMinFrameDuration);
     NoteFrame(frame->captureTime);
     channel.description = frame->description;
     channel.CountDelivered();
@@ -252,8 +251,8 @@ Result Delivery::HandOverSound(SoundChannel& channel, const SoundStream::Piece& 
     return sink.TakeSound(channel, piece, TimeOf(piece.captureTime, channel.TimeScale()));
 }
 
-// Rounded, and counted from the origin each time, so that no rounding adds up and an even rate stays even. The count
-// wraps after 2^32 units; differences between two times stay right across that.
+// Rounded, and counted from the origin each time, so that rounding errors do not add up and an even rate stays even.
+// The count wraps after 2^32 units; differences between two times stay right across that.
 int32_t Delivery::TimeOf(int64_t captureTime, int32_t scale)
 {
     if (!origin)

@@ -12,62 +12,62 @@
 
 namespace platform {
 
-/// Takes what a `Delivery` hands over, on the thread that calls it. A result other than 0 ends the pass.
+/// Receives what a `Delivery` delivers, on the thread that calls it. A result other than 0 ends the pass.
 class DeliverySink {
 public:
     virtual ~DeliverySink() = default;
 
-    /// `time` is in units of the channel's time scale. The frame is the sink's to keep. With `shown` false its picture
-    /// is out of date: a newer one follows at once.
+    /// Takes a frame, which the sink may keep. `time` is in units of the channel's time scale. If `shown` is false its
+    /// picture is out of date, since a newer one follows at once.
     virtual Result TakeFrame(VideoChannel& channel, Sample frame, int32_t time, bool shown) = 0;
     /// Takes sound. `time` is in units of the channel's time scale.
     virtual Result TakeSound(SoundChannel& channel, const SoundStream::Piece& piece, int32_t time) = 0;
 
-    /// Whether sound is of use at the moment.
+    /// Whether sound is wanted at the moment.
     virtual bool WantsSound() const = 0;
 
-    /// Asked after each handing over: a sink may pause, stop or close what feeds it.
+    /// Asked after each sample: a sink may pause, stop or close what feeds it.
     virtual bool GoesOn() const = 0;
 };
 
-/// Brings the samples of all recording channels into the order of their capture and hands them over. It keeps the count
-/// of time from the first sample on, over all stops. Main thread.
+/// Sorts the samples of all recording channels by capture time and delivers them. It counts time from the first sample
+/// on, across all stops. Main thread.
 class Delivery {
 public:
-    /// All three outlive the delivery; channels may come and go.
+    /// All three must outlive this object; channels may come and go.
     Delivery(SampleQueue& queue, const ChannelList& channels, DeliverySink& sink)
         : queue(queue), channels(channels), sink(sink)
     {
     }
 
-    /// What one pass hands over.
+    /// What one pass delivers.
     struct Pass {
-        int64_t now = 0; ///< frames that arrived later wait for the next pass
+        int64_t now = 0; ///< frames that arrive later wait for the next pass
 
-        /// Few frames go out one in a pass, so that each is seen, and the newest of many is shown. False: all go out,
-        /// and none is shown.
+        /// Few frames are delivered one per pass, so that each is seen; of many, the newest is shown. False: all are
+        /// delivered and none is shown.
         bool shows = true;
 
-        /// Frames wait for the sound before them. False: silence replaces sound that has not come.
+        /// Frames wait for the sound before them. False: silence replaces sound that has not arrived.
         bool waitsForSound = true;
 
-        /// Frames captured at this time or later stay, and so does the sound behind them.
+        /// Frames captured at this time or later stay in the queue, and so does the sound after them.
         int64_t until = kForever;
     };
 
-    /// Hands over what is ready. The first result other than 0 of the sink.
+    /// Delivers what is ready. Returns the first result of the sink other than 0.
     Result Run(const Pass& pass);
 
-    /// Whether a frame captured before `time` waits, or is to be expected from a device or a compressor.
+    /// Whether a frame captured before `time` is waiting, or is expected from a device or a compressor.
     bool AwaitsFrameBefore(int64_t time, int64_t now) const;
 
-    /// Forgets what has been handed over, but keeps the count of time: the next frame is a first one.
+    /// Forgets what was delivered but continues to count time: the next frame is a first one.
     void Restart();
 
     static constexpr int64_t kForever = INT64_MAX / 4;
 
 private:
-    /// What became of an attempt to hand over sound.
+    /// The result of an attempt to deliver sound.
     enum class SoundStep { HandedOver, Reached, MustWait };
 
     bool RunStep(const Pass& pass, Result& result);
@@ -88,9 +88,9 @@ private:
     const ChannelList& channels;
     DeliverySink& sink;
 
-    std::optional<int64_t> origin;       ///< capture time that counts as 0
-    std::optional<int64_t> pictureAt;    ///< capture time of the last frame handed over
-    std::optional<int64_t> soundAt;      ///< capture time up to which sound has been handed over
+    std::optional<int64_t> origin;       ///< capture time of time 0
+    std::optional<int64_t> pictureAt;    ///< capture time of the last delivered frame
+    std::optional<int64_t> soundAt;      ///< capture time up to which sound was delivered
     std::array<int64_t, 4> lastBreaks{}; ///< between frames
     size_t breaksKnown = 0;
 

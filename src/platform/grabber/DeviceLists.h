@@ -4,13 +4,15 @@
 #include "platform/grabber/Channel.h"
 #include "platform/memory/Handles.h"
 
+#include <optional>
+
 namespace platform {
 
-/// Makes names distinct, since people and callers choose by name: the second of two equal names is "Name (2)". A
-/// device without a name gets a word that says so.
+/// Makes names distinct, since users and callers choose by name: the second of two equal names becomes "Name (2)". A
+/// device without a name gets a placeholder.
 void MakeNamesDistinct(std::vector<ListedDevice>& devices);
 
-/// The devices of a room's list as a channel offers them, with distinct names.
+/// The devices of a module's list as a channel offers them, with distinct names.
 template <typename Entry> std::vector<ListedDevice> ListedDevices(const std::vector<Entry>& entries)
 {
     std::vector<ListedDevice> devices;
@@ -23,10 +25,13 @@ template <typename Entry> std::vector<ListedDevice> ListedDevices(const std::vec
     return devices;
 }
 
-/// A device list as published, with the lists of inputs where they are wanted. 0 without memory.
+/// The channel's device with that name, in full or as the published list shortens it.
+std::optional<ListedDevice> FindListedDevice(const Channel& channel, const std::string& name);
+
+/// A device list in its published form, on request with the lists of inputs. 0 if memory is full.
 Handle MakeDeviceList(const Channel& channel, bool withInputs);
 
-/// Gives a list back together with its lists of inputs.
+/// Disposes a list together with its lists of inputs.
 void FreeDeviceList(Handle list);
 
 } // namespace platform

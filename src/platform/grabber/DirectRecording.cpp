@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// A recording by the grabber itself.
+// A recording made by the grabber itself.
 //
-// The first frame is the beginning: sound from before it is left out to the sample, and as the session's sound has no
-// holes, counting samples keeps both in step from there. A frame lasts until the next one, so each waits for its
+// The recording starts with the first frame: earlier sound is left out, to the sample, and since the session's sound
+// has no gaps, counting samples keeps both in sync from there. A frame lasts until the next one, so each waits for its
 // successor before it is added; the last one lasts as long as the one before it.
 //
-// When no frame comes, the sound begins by itself after a while; a video track that begins later is moved to its
-// place.
+// If no frame comes, the sound starts on its own after a while; a video track that starts later gets an empty edit up
+// to its start.
 #include "platform/grabber/DirectRecording.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -60,7 +60,7 @@ int64_t DirectRecording::VideoUnits(int64_t nanoseconds) const
 
 Result DirectRecording::AddFrame(const Sample& frame)
 {
-    // A disk that is full stays full: what was written before is the movie.
+    // A full disk stays full: what was written before is the movie.
     if (movie.Failure() != noErr)
         return noErr;
     if (!videoStart)
@@ -88,7 +88,7 @@ Result DirectRecording::AddPendingFrame(int32_t duration)
                               .captureTime = frame.captureTime});
 }
 
-// How much of a piece, in nanoseconds, lies before the first frame.
+// The duration in nanoseconds of the part of a piece before the first frame.
 int64_t DirectRecording::MissingBefore(const SoundStream::Piece& piece) const
 {
     const bool isFirst = !soundStart && withPictures && !continues;
@@ -113,24 +113,25 @@ Result DirectRecording::AddSound(const SoundStream::Piece& piece)
         return noErr;
     if (!soundStart) {
         soundStart = piece.captureTime + early;
-        // The rate of a tape is known from its first sound.
+        // A tape's sample rate is known from its first sound.
         soundScale = static_cast<int32_t>(std::lround(rate));
         const Result made = movie.Keep(movie.AddTrack(sound, kSoundMediaType, soundScale, 0, 0, kFullVolume));
         if (made != noErr)
             return made;
     }
     const int32_t frameBytes = piece.description->BytesPerFrame();
-    return movie.Keep(sound->AddSamples({.bytes = BytesAt(piece.data + skipped * frameBytes, frames * frameBytes),
-                                         .description = piece.description->record,
-                                         .count = frames,
-                                         .captureTime = piece.captureTime + std::llround(skipped * 1e9 / rate)}));
+    return movie.Keep(
+        sound->AddSamples({.bytes = BytesAt(piece.data + skipped * frameBytes, frames * frameBytes),
+                           .description = piece.description->record,
+                           .count = frames,
+                           .captureTime = piece.captureTime + std::llround(skipped * kNanosecondsPerSecond / rate)}));
 }
 
 Result DirectRecording::Insert(MovieTrack& track, std::optional<int64_t> start)
 {
     const int64_t origin = std::min(videoStart.value_or(INT64_MAX), soundStart.value_or(INT64_MAX));
     const int64_t late = start ? UnitsOf(*start - origin, kMovieTimeScale) : 0;
-    // A quarter of a frame is no lateness, and a track that begins at the beginning needs no empty piece before it.
+    // Less than a quarter of a frame is ignored, and a track that starts with the movie needs no empty edit.
     const bool isLate = late > kMovieTimeScale / kStandardFrameRate / 4;
     return track.InsertAll(isLate ? static_cast<int32_t>(late) : kTrackEnd);
 }

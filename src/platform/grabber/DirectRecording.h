@@ -12,38 +12,37 @@
 
 namespace platform {
 
-/// A movie file that the grabber writes itself, out of the samples that a session hands over in the order of their
-/// capture.
+/// A movie file that the grabber writes itself, from the samples that a session delivers in the order of their capture.
 class DirectRecording {
 public:
     struct Plan {
         std::string path;    ///< absolute
-        bool append = false; ///< the file may exist, but only if it is empty
+        bool append = false; ///< the file may exist, but must be empty
         int32_t width = 0;
         int32_t height = 0;
-        int32_t videoScale = 600; ///< units a second in which frames last
-        int32_t soundScale = 0;   ///< sample rate, as long as no sound has come
+        int32_t videoScale = 600; ///< units per second of frame durations
+        int32_t soundScale = 0;   ///< sample rate, until the first sound arrives
         bool withPictures = true; ///< sound waits for the first frame
-        bool continues = false;   ///< the recording goes on from another file: all sound that comes belongs to this one
+        bool continues = false;   ///< continues a recording from another file: all sound belongs to this file
     };
 
-    /// Creates the file with its two tracks. Null, and the reason in `result`, when that fails.
+    /// Creates the file with its two tracks. Null on failure, with the reason in `result`.
     static std::unique_ptr<DirectRecording> Begin(const Plan& plan, Result& result);
 
-    /// Takes a frame. It is written when its duration is known, by the next one or by `EndFrameAt`; its bytes are
-    /// shared until then. Nothing is written after the first failure.
+    /// Takes a frame. It is written once its duration is known, from the next one or `EndFrameAt`; its bytes are shared
+    /// until then. Nothing is written after the first failure.
     Result AddFrame(const Sample& frame);
 
-    /// Writes a piece of sound, without what lies before the first frame.
+    /// Writes a piece of sound, without the part before the first frame.
     Result AddSound(const SoundStream::Piece& piece);
 
-    /// Ends the newest frame at a time, where no other frame of this file does.
+    /// Ends the newest frame at a time, if no other frame follows in this file.
     Result EndFrameAt(int64_t captureTime);
 
-    /// The status of the file; false when it is closed.
+    /// The status of the file; false if it is closed.
     bool GetStatus(MovieStorageStatus& status) const { return movie.GetStatus(status); }
 
-    /// Completes the file. The first failure since the beginning, if there was any.
+    /// Completes the file. Returns the first failure since the start.
     Result Finish();
 
 private:
@@ -62,7 +61,7 @@ private:
 
     MovieBuilder movie;
     std::shared_ptr<MovieTrack> video;
-    std::shared_ptr<MovieTrack> sound; ///< made with the first sound, when its rate is known
+    std::shared_ptr<MovieTrack> sound; ///< created with the first sound, when its rate is known
     int32_t videoScale = 600;
     int32_t soundScale = 0;
     bool withPictures = true;

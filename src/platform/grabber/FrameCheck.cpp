@@ -13,7 +13,7 @@ namespace {
 
 using Bytes = std::span<const uint8_t>;
 
-// Markers of JPEG, each behind a byte of 0xFF.
+// JPEG markers, each after a byte of 0xFF.
 constexpr uint8_t kMarker = 0xFF;
 constexpr uint8_t kStartOfImage = 0xD8;
 constexpr uint8_t kEndOfImage = 0xD9;
@@ -24,7 +24,7 @@ bool HasNoLength(uint8_t marker)
     return marker == 0x01 || (marker >= 0xD0 && marker <= 0xD7);
 }
 
-// The place behind the header of the first scan, or 0. `image` begins with its start marker.
+// The position after the header of the first scan, or 0. `image` starts with its start marker.
 size_t BeginOfScan(Bytes image)
 {
     for (size_t at = 2; at + 3 < image.size();) {
@@ -46,7 +46,7 @@ size_t BeginOfScan(Bytes image)
     return 0;
 }
 
-// In the data of a scan no marker occurs by chance. Cameras may leave padding behind the image.
+// Scan data contains no marker by chance. Cameras may leave padding after the image.
 Bytes WholeJpeg(Bytes bytes)
 {
     constexpr std::array start{kMarker, kStartOfImage};

@@ -12,7 +12,7 @@ namespace platform {
 /// The frames that a channel lost, one by one. Any thread.
 class LossLog {
 public:
-    /// Adds a frame; beyond 100000 of them none.
+    /// Adds a frame; ignores those after the first 100000.
     void Note(int64_t captureTime, SGLostFrame::Cause cause)
     {
         const std::lock_guard lock(mutex);
@@ -20,7 +20,7 @@ public:
             lost.push_back({captureTime, cause});
     }
 
-    /// The frames since the last call.
+    /// Returns the frames since the last call.
     std::vector<SGLostFrame> Take()
     {
         const std::lock_guard lock(mutex);

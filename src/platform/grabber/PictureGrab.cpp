@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Grabbing a still picture: the newest frame is decoded on request.
+// Grabbing a still picture: decodes the newest frame on request.
 #include "platform/compression/FrameDecoder.h"
 #include "platform/grabber/ChannelOperation.h"
 #include "platform/grabber/Session.h"
@@ -37,7 +37,7 @@ Result Decode(const Sample& frame, Pixels& decoded)
                                                    .height = image.height});
 }
 
-// A picture: the description, then the pixels, packed.
+// A picture: the description, then the packed pixels.
 Handle MakePicture(const Pixels& source, int32_t width, int32_t height)
 {
     ImageDescription description;

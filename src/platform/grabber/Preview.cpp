@@ -17,7 +17,7 @@ void Preview::Draw(const Sample& frame, PortReference port, const Bounds& target
         sequence->ShowFrame(frame.Shown().Start(), static_cast<int32_t>(frame.Shown().Size()));
 }
 
-// Ports of other layouts are refused here: they only name a place to draw.
+// Ports of other layouts are rejected: they only name a place to draw.
 void Preview::Begin()
 {
     Result result = noErr;

@@ -8,17 +8,17 @@
 
 namespace platform {
 
-/// Draws frames into a rectangle of a port. One decompression sequence serves until the frames, the port or the
+/// Draws frames into a rectangle of a port. Uses the same decompression sequence until the frames, the port or the
 /// rectangle change.
 class Preview {
 public:
-    /// Draws a frame. Does nothing for a port without 32-bit pixels, or where the frame doesn't decode.
+    /// Draws a frame. Does nothing if the port has no 32-bit pixels or the frame doesn't decode.
     void Draw(const Sample& frame, PortReference port, const Bounds& target);
 
 private:
     void Begin();
 
-    std::shared_ptr<DecompressionSequence> sequence; ///< null where the frames can't be drawn
+    std::shared_ptr<DecompressionSequence> sequence; ///< null if the frames can't be drawn
     PortReference drawnInto = 0;
     Bounds drawnAt;
     SharedDescription drawn;

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Boundaries in time stand on a grid that begins with the first frame, so that
-// files that begin a little late, for want of a key frame, don't push the later
-// ones back. A boundary within half a frame counts as reached.
+// Boundaries in time are on a grid that starts with the first frame, so that a file that starts a little late, waiting
+// for a key frame, doesn't delay the later ones. A boundary less than half a frame away counts as reached.
 //
-// A file's size is that of its samples, with some room for its tables and for
-// the frames that come before the key frame that has been asked for.
+// The size of a file is that of its samples, plus some space for its tables and for the frames before the requested key
+// frame.
 #include "platform/grabber/RecordingSplits.h"
 
 #include "platform/compression/KeyFrames.h"
@@ -14,7 +13,7 @@
 namespace platform {
 namespace {
 
-// Tables and journal: some bytes for each sample, and a share of a large file.
+// Tables and journal: a few bytes per sample, and a fraction of a large file.
 constexpr int64_t kTableShare = 64;
 constexpr int64_t kTableBytes = 64 * 1024;
 constexpr int64_t kFramesUntilKey = 4;
@@ -52,7 +51,7 @@ bool RecordingSplits::IsDue(const Sample& frame) const
 
 RecordingSplits::Step RecordingSplits::Before(const Sample& frame)
 {
-    // Until the first key frame comes, a movie takes none.
+    // A movie accepts no frames before its first key frame.
     if (!fileStart && !CanBeginFile(frame))
         return Step::GoOn;
     if (IsPastEnd(frame))

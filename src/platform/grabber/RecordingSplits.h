@@ -9,21 +9,19 @@
 
 namespace platform {
 
-/// Decides before which frame a recording goes on in another file, and before
-/// which it ends. A file begins with a frame that a decoder can begin with:
-/// where the frame at the boundary is none, a key frame is asked for and waited
-/// for.
+/// Decides before which frame a recording continues in another file, and before which it ends. A file starts with a
+/// frame at which a decoder can start: if the frame at the boundary is not one, a key frame is requested and awaited.
 class RecordingSplits {
 public:
     enum class Step { GoOn, NextFile, End };
 
-    /// Begins a recording under a rule.
+    /// Starts a recording with a rule.
     void Begin(const SGSplitRule& newRule);
 
-    /// Asked once for each frame of the recording, before it is recorded.
+    /// Call it once for each frame, before it is recorded.
     Step Before(const Sample& frame);
 
-    /// Counts each piece of sound that is recorded.
+    /// Counts a piece of sound that is recorded.
     void CountSound(int64_t size) { bytes += size; }
 
 private:
@@ -32,10 +30,10 @@ private:
     static bool CanBeginFile(const Sample& frame);
 
     SGSplitRule rule;
-    int64_t start = 0;                ///< capture time of the first frame of all
-    std::optional<int64_t> fileStart; ///< capture time at which the present file was due to begin
-    int64_t lastTime = 0;             ///< capture time of the frame before
-    int64_t frames = 0;               ///< of all files
+    int64_t start = 0;                ///< capture time of the first frame of all files
+    std::optional<int64_t> fileStart; ///< capture time at which the present file was due to start
+    int64_t lastTime = 0;             ///< capture time of the previous frame
+    int64_t frames = 0;               ///< in all files
     int64_t bytes = 0;                ///< in the present file
     bool keyFrameRequested = false;
 };

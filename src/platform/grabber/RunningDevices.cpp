@@ -56,7 +56,7 @@ void RunningDevices::ReleaseRested(int64_t now)
             channel->Halt();
 }
 
-// A device that was unplugged delivers by itself when it returns. One that another program held is tried again.
+// A device that was unplugged delivers again when it returns. One that another program was using is tried again.
 bool RunningDevices::RetryAbsent(GrabMode mode, int64_t now)
 {
     if (now - lastRetry < kRetryInterval)

@@ -13,24 +13,24 @@ namespace platform {
 /// at once.
 class RunningDevices {
 public:
-    /// The channels outlive the object.
+    /// The channels must outlive this object.
     explicit RunningDevices(const ChannelList& channels) : channels(channels) {}
 
-    /// Starts the devices of the channels that a mode uses and stops the others. The first failure.
+    /// Starts the devices of the channels that a mode uses and stops the others. Returns the first failure.
     Result Run(GrabMode mode);
 
-    /// Lets all devices, or one, rest: they run, and what they deliver is dropped.
+    /// Keeps all devices running but drops what they deliver.
     void Rest();
-    /// Lets one device rest.
+    /// Does the same for one device.
     void Rest(Channel& channel);
 
     /// Stops all devices at once.
     void Halt();
 
-    /// Stops resting devices once their time is over. `now`: `MonotonicNow`.
+    /// Stops unused devices once their time is over. `now`: `MonotonicNow`.
     void ReleaseRested(int64_t now);
 
-    /// Tries to start, once a second, the devices of a mode that could not be started. True when one was.
+    /// Once a second, tries again to start the devices of a mode that could not be started. Returns whether one was.
     bool RetryAbsent(GrabMode mode, int64_t now);
 
 private:

@@ -14,7 +14,7 @@
 
 namespace platform {
 
-/// Bytes of a captured buffer: a block of the address space that ends with the last of its owners.
+/// The bytes of a captured buffer: a block of the address space, freed with its last owner.
 class SampleData {
 public:
     SampleData() = default;
@@ -26,7 +26,7 @@ public:
                                                 [start = start](const void*) { FreeBlock(start); });
     }
 
-    /// Room whose content is undefined; empty without memory.
+    /// Allocates bytes with undefined content; empty if memory is full.
     static SampleData Uncleared(int64_t size) { return SampleData(OwnedBlock::Uncleared(size)); }
 
     /// Copies the bytes; empty if memory is full.
@@ -38,14 +38,14 @@ public:
         return data;
     }
 
-    /// Address of the first byte; 0 where there is none.
+    /// Address of the first byte; 0 if empty.
     Address Start() const { return start; }
     /// Number of bytes.
     int64_t Size() const { return size; }
-    /// The bytes, valid while the object lives.
+    /// The bytes, valid while this object lives.
     std::span<uint8_t> Bytes() const { return {PointerAt<uint8_t>(start), static_cast<size_t>(size)}; }
 
-    /// The bytes for another owner.
+    /// Shares the bytes with another owner.
     SharedFrame Share() const { return {owner, Bytes()}; }
 
 private:
@@ -54,18 +54,18 @@ private:
     std::shared_ptr<const void> owner;
 };
 
-/// What a channel's buffers are at the time: the record that callers get, and the same for the grabber itself.
-/// Buffers share one until something of it changes.
+/// The present format of a channel's buffers: the record that callers get, and the same for the grabber itself. Buffers
+/// share one object until the format changes.
 struct SampleDescription {
     std::vector<uint8_t> record;
 
     ImageDescription image; ///< of a video channel
 
-    SoundCoding coding; ///< of a sound channel, and its next two
+    SoundCoding coding; ///< of a sound channel, like the next two
     double sampleRate = 0;
     int32_t channels = 0;
 
-    /// Bytes of one sample of all channels.
+    /// Size in bytes of one sample of all channels.
     int32_t BytesPerFrame() const { return channels * coding.sampleSize / 8; }
 };
 
@@ -83,20 +83,20 @@ inline SharedDescription DescribeImage(ImageDescription image)
 /// One captured buffer on its way from a device to the main thread.
 struct Sample {
     SampleData data;
-    int64_t captureTime = 0; ///< nanoseconds of the monotonic clock
-    int64_t stampedTime = 0; ///< of a frame: the device's own stamp, before `Delivery` makes it distinct
-    int64_t duration = 0;    ///< nanoseconds of sound; 0 for a frame
-    int64_t arrivalTime = 0; ///< when the device handed it over, by `MonotonicNow`
+    int64_t captureTime = 0; ///< in nanoseconds, monotonic clock
+    int64_t stampedTime = 0; ///< of a frame: the device's own time stamp, before `Delivery` makes it unique
+    int64_t duration = 0;    ///< of sound, in nanoseconds; 0 for a frame
+    int64_t arrivalTime = 0; ///< when the device delivered it, by `MonotonicNow`
     bool isKey = true;       ///< whether it can be decoded without the samples before it
-    int64_t framesLost = 0;  ///< sample frames that a sound source lost just before
+    int64_t framesLost = 0;  ///< sample frames that a sound source lost just before this
     SharedDescription description;
-    SampleData sent;                       ///< the device's own frame, where `data` can't be decoded by itself
+    SampleData sent;                       ///< the device's own frame, if `data` can't be decoded on its own
     SharedDescription sentDescription;     ///< of `sent`
-    std::shared_ptr<PictureAhead> picture; ///< what a frame looks like, decoded meanwhile; null: not decoded ahead
+    std::shared_ptr<PictureAhead> picture; ///< the frame's picture, decoded ahead; null: not decoded ahead
 
-    /// What to decode to see the frame.
+    /// The bytes to decode for showing the frame.
     const SampleData& Shown() const { return sentDescription ? sent : data; }
-    /// The description of the bytes to be shown.
+    /// The description of these bytes.
     const SharedDescription& ShownDescription() const { return sentDescription ? sentDescription : description; }
 };
 

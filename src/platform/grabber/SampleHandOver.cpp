@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A frame is written before anything of it is shown. What is known of it (its description, the picture that a worker
-// has decoded) is attached to its bytes while the data procedure runs, and its own decompression sequences find it.
+// A frame is written before it is shown. What is known of it (its description, the picture that a worker has decoded)
+// is attached to its bytes while the data procedure runs, where the procedure's decompression sequences find it.
 #include "platform/grabber/SampleHandOver.h"
 
 #include "platform/compression/DecompressionSequence.h"

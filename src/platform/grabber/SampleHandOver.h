@@ -14,14 +14,14 @@ namespace platform {
 /// draws it into the port. Main thread.
 class SampleHandOver final : public DeliverySink {
 public:
-    /// Both outlive the object. `continues` answers whether samples may still be handed over.
+    /// Both must outlive this object. `continues` returns whether samples may still be delivered.
     SampleHandOver(SessionMovie& movie, std::function<bool()> continues) : movie(movie), continues(std::move(continues))
     {
     }
 
     DataProcedure procedure;
     PortReference port = 0;     ///< previews are drawn into it
-    bool intoMovieOnly = false; ///< the session stops: what is left completes the movie
+    bool intoMovieOnly = false; ///< the session is stopping: the remaining samples only complete the movie
 
     Result TakeFrame(VideoChannel& channel, Sample frame, int32_t time, bool shown) override;
     Result TakeSound(SoundChannel& channel, const SoundStream::Piece& piece, int32_t time) override;

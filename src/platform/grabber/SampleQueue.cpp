@@ -37,7 +37,7 @@ void SampleQueue::Put(int32_t track, Sample sample)
         ready();
 }
 
-// Whether a frame may have become ready by this.
+// Whether a frame may have become ready because of this sample.
 bool SampleQueue::Add(int32_t track, Sample sample)
 {
     const std::lock_guard lock(mutex);

@@ -1,24 +1,25 @@
 // SPDX-License-Identifier: MIT
 // A session.
 //
-// It is stopped, previewing or recording, and in the last two it may be paused. "Recording" is what publishes samples:
-// to the data procedure, to a movie of the grabber's own when an output is set, to both, or nowhere. The session owns
+// It is stopped, previewing or recording, and in the last two modes it may be paused. In record mode samples are passed
+// to the data procedure, to a movie of the grabber's own if an output is set, to both, or to neither. The session owns
 // its channels, the queue between their threads and the main thread, the movie being written and the device lists that
-// were asked for.
+// callers requested.
 //
 // Devices run while a mode needs them, pauses included, and for a moment after a stop: a camera takes half a second to
 // start and blinks, and callers stop a session to change something and start it again at once.
 //
-// The count of time begins with the first sample of the session's life and runs on over pauses and stops: the first
-// frame after a gap comes with a time that holds the gap, and sound is filled up with silence to match.
+// Time is counted from the first sample of the session on, across pauses and stops: the time of the first frame after a
+// gap includes the gap, and the sound is filled with silence to match.
 //
-// Callers ask by a timer. What becomes ready between two of its ticks hastens it.
+// Callers call Idle from a timer. When something becomes ready between two ticks, the timer is triggered early.
 //
-// A data procedure may do anything, also stop or close the session that calls it. So the caller of Idle keeps the
-// session alive, and after each handing over everything is looked at again.
+// A data procedure may do anything, including stopping or closing the session that calls it. So the caller of Idle
+// keeps the session alive, and all state is checked again after each delivery.
 //
-// While a movie is written, input reaches the windows only behind what was captured before it: a press on Stop ends a
-// movie that holds every frame captured until then, whatever waited in the queue, for the sound or for a compressor.
+// While a movie is written, user input reaches the windows only after everything that was captured before it: a press
+// on Stop ends a movie that contains every frame captured until then, even those that were waiting in the queue, for
+// the sound or for a compressor.
 #include "platform/grabber/Session.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -30,16 +31,16 @@
 namespace platform {
 namespace {
 
-// Two seconds of a main thread that is held up, at sixty frames a second, and as many again on the way; the queue's
-// limit in bytes has room for these two seconds at 1.7 MB a frame and thirty frames a second. Sound comes in buffers of
-// some milliseconds.
+// Enough for a main thread that is delayed by two seconds at sixty frames per second, and as many again on the way; the
+// queue's limit in bytes allows these two seconds at 1.7 MB per frame and thirty frames per second. Sound buffers have
+// some milliseconds each.
 constexpr size_t kMaxFrames = 256;
 constexpr size_t kMaxSoundBuffers = 4096;
 // How long input waits at most for what was captured before it.
 constexpr auto kMaxInputDelay = std::chrono::milliseconds(300);
 constexpr int kWaitMilliseconds = 5;
 
-// Keeps a flag raised for the time of a call, whether that returns or throws.
+// Sets a flag for the duration of a call, whether that returns or throws.
 class Raised {
 public:
     explicit Raised(bool& flag) : flag(flag) { flag = true; }
@@ -120,7 +121,7 @@ Result Session::Start(GrabMode wanted)
     return result != noErr ? result : run;
 }
 
-// Whatever gap lies before it, the movie begins with its own first frame.
+// Whatever gap precedes it, the movie starts with its own first frame.
 Result Session::BeginMovie()
 {
     if (mode != GrabMode::Record || paused)
@@ -128,7 +129,7 @@ Result Session::BeginMovie()
     return movie.Begin();
 }
 
-// Channels accept samples first, so that nothing is lost of a device that delivers at once.
+// Channels accept samples first, so that nothing is lost from a device that delivers at once.
 Result Session::RunDevices()
 {
     UpdateAcceptedChannels();
@@ -137,7 +138,7 @@ Result Session::RunDevices()
 
 void Session::UpdateAcceptedChannels()
 {
-    // Sound is only of use where it is handed on; a frame may still be drawn, or grabbed as a picture.
+    // Sound is only needed where it is passed on; a frame may still be drawn, or grabbed as a picture.
     const bool kept = mode == GrabMode::Record && handOver.WantsSound();
     for (const auto& channel : channels.all)
         channel->Accept(!paused && channel->IsUsedIn(mode) && (kept || channel->type == kVideoMediaType));
@@ -206,7 +207,7 @@ Result Session::Idle()
     poller = CurrentEventLoopTimer();
     if (mode == GrabMode::Stopped && !trying)
         devices.ReleaseRested(now);
-    // A procedure that waits for the user lets timers run, and they come here again.
+    // A procedure that waits for the user runs timers, which call this function again.
     if (idling || mode == GrabMode::Stopped)
         return noErr;
     // A data procedure may throw; the next call continues.
@@ -238,14 +239,15 @@ bool Channel::FormatIsFixed() const
     return owner != nullptr && owner->IsWritingMovie();
 }
 
-// What has been captured up to now goes into the movie, also what is still on its way from a device or a compressor.
+// Everything captured up to now goes into the movie, including what is still on its way from a device or compressor.
 void Session::HandOverCaptured()
 {
     if (idling || mode != GrabMode::Record || paused || !IsWritingMovie())
         return;
     const Raised inside(idling);
     const int64_t press = MonotonicNow();
-    const auto deadline = std::chrono::steady_clock::now() + kMaxInputDelay; // also where a test holds the clock
+    const auto deadline =
+        std::chrono::steady_clock::now() + kMaxInputDelay; // real time, since a test may stop the clock
     Result result = delivery.Run({.now = press, .shows = false});
     while (result == noErr && delivery.AwaitsFrameBefore(press, MonotonicNow()) &&
            std::chrono::steady_clock::now() < deadline) {
@@ -338,7 +340,7 @@ void Session::AddChannel(std::shared_ptr<Channel> channel)
     channels.Add(std::move(channel));
 }
 
-// Takes a channel out of the session; its device goes on as it is.
+// Removes a channel from the session; its device keeps its state.
 void Session::DetachChannel(Channel& channel)
 {
     channel.Accept(false);
@@ -367,6 +369,14 @@ Result Session::DisposeChannel(SGChannel channel)
 bool Session::Owns(SGChannel channel) const
 {
     return std::ranges::any_of(channels.all, [&](const auto& own) { return own->number == channel; });
+}
+
+Result Session::DisposeDeviceList(Handle list)
+{
+    if (std::erase(deviceLists, list) == 0)
+        return paramErr;
+    FreeDeviceList(list);
+    return noErr;
 }
 
 } // namespace platform

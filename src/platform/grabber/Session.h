@@ -19,15 +19,16 @@ namespace platform {
 /// One session of the Sequence Grabber: its channels and its mode.
 class Session final : public ComponentObject {
 public:
+    /// A stopped session without channels and output.
     Session();
     ~Session() override;
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    /// Its own number, known from the first call that names it.
+    /// The session's own number, known from the first call that uses it.
     ComponentInstance number = 0;
 
-    /// `cantDoThatInCurrentMode` for every call but the first.
+    /// Initializes the session. `cantDoThatInCurrentMode` for every call but the first.
     Result Initialize();
 
     /// Sets the port that previews are drawn into.
@@ -39,10 +40,10 @@ public:
     /// The movie that the session writes itself.
     SessionMovie& Movie() { return movie; }
 
-    /// Starts a mode, or continues it; ends a pause. The first failure of a device.
+    /// Starts a mode, or continues it; ends a pause. Returns the first failure of a device.
     Result Start(GrabMode wanted);
 
-    /// Stops and completes the session's own movie, whose first failure is the result.
+    /// Stops, and completes the session's own movie, whose first failure is returned.
     Result Stop();
 
     /// Stops and releases the devices at once.
@@ -51,23 +52,23 @@ public:
     /// Pauses or continues. What devices deliver during a pause is dropped.
     void Pause(bool pause);
 
-    /// `noDeviceForChannel` where a channel that the given modes use has no device.
+    /// Returns `noDeviceForChannel` if a channel that the given modes use has no device.
     Result Prepare(bool forPreview, bool forRecord) const;
 
-    /// Hands waiting samples over or draws the newest frame. A failure of the data procedure stops the session.
+    /// Delivers waiting samples or draws the newest frame. A failure of the data procedure stops the session.
     Result Idle();
 
     /// The present mode, paused or not.
     GrabMode Mode() const { return mode; }
 
-    /// Whether what is captured goes into a movie, the session's own or one that the data procedure writes. Its format
-    /// must then stay as it is.
+    /// Whether captured samples go into a movie, the session's own or one that the data procedure writes, so that their
+    /// format must not change.
     bool IsWritingMovie() const;
 
-    /// A new channel on the default device of its type; null for an unknown type.
+    /// Creates a channel on the default device of its type; null for an unknown type.
     std::shared_ptr<Channel> NewChannel(FourCharCode type);
 
-    /// Stops a channel's device and removes the channel. `badSGChannel` for one of another session.
+    /// Stops a channel's device and removes the channel. `badSGChannel` for a channel of another session.
     Result DisposeChannel(SGChannel channel);
 
     /// Whether a channel belongs to this session.
@@ -75,32 +76,32 @@ public:
     /// The session's channels, in order of creation.
     const std::vector<std::shared_ptr<Channel>>& Channels() const { return channels.all; }
 
-    /// Device lists belong to the session that made them: those that the caller did not dispose of end with it.
+    /// Device lists belong to the session that created them, which disposes those that the caller did not dispose.
     void AddDeviceList(Handle list) { deviceLists.push_back(list); }
 
-    /// `paramErr` for a list that is not of this session.
+    /// `paramErr` for a list that does not belong to this session.
     Result DisposeDeviceList(Handle list);
 
-    /// The settings of all channels as items, and back, as `SGGetSettings` and `SGSetSettings`.
+    /// The settings of all channels as items.
     TaggedItems Settings() const;
     /// Replaces the channels by ones with these settings; see `SGSetSettings`.
     Result ApplySettings(const TaggedItems& settings);
 
     // For `SettingsTrial`.
 
-    /// Pauses the session and keeps resting devices running. True where `EndTrial` has to end the pause.
+    /// Pauses the session and keeps unused devices running. Returns whether `EndTrial` has to end the pause.
     bool BeginTrial();
 
-    /// Runs a channel's device and accepts what it delivers. Ignored for a channel that the session no longer has.
+    /// Runs a channel's device and accepts what it delivers. Does nothing for a channel that the session no longer has.
     void RunTried(Channel& channel);
 
-    /// The next sample of a channel in the session's queue.
+    /// Removes and returns the next sample of a channel in the session's queue.
     std::optional<Sample> TakeWaiting(const Channel& channel) { return queue.Take(channel.number); }
 
     /// Puts a sample back at the end of the channel's part of the queue.
     void PutBack(const Channel& channel, Sample sample) { queue.Put(channel.number, std::move(sample)); }
 
-    /// Ends a trial: the channel's device goes on as the session's mode needs it.
+    /// Ends a trial: the channel's device runs as the session's mode needs it.
     void EndTrial(Channel& channel, bool wasPaused);
 
 private:
@@ -132,13 +133,13 @@ private:
     bool initialized = false;
     GrabMode mode = GrabMode::Stopped;
     bool paused = false;
-    bool trying = false; ///< a settings dialog tries a channel out
+    bool trying = false; ///< a settings dialog is trying out a channel
     bool idling = false;
-    Result inputFailure = noErr; ///< of a handing over before input
+    Result inputFailure = noErr; ///< of a delivery before user input
     BeforeInput beforeInput{[this] { HandOverCaptured(); }};
 };
 
-/// The session of a number, or null.
+/// The session with that number, or null.
 std::shared_ptr<Session> FindSession(ComponentInstance number);
 
 } // namespace platform

@@ -11,15 +11,15 @@
 namespace platform {
 namespace {
 
-// Runs an operation on the session of a number.
+// Runs an operation on the session with that number.
 template <typename Operation> Result OnSession(SGComponent number, Operation operation)
 {
     const auto session = FindSession(number);
     return session ? operation(*session) : badComponentInstance;
 }
 
-// A file specification: 16-bit volume, 32-bit directory, Pascal string. The record is 70 bytes as published, and
-// callers are known to give one less, so only what the name needs is asked for.
+// A file specification: 16-bit volume, 32-bit directory, Pascal string. The published record has 70 bytes, but some
+// callers provide one less, so only the bytes that the name needs are checked.
 constexpr Address kDirectoryOffset = 2;
 constexpr Address kNameOffset = 6;
 
@@ -38,7 +38,7 @@ Result PathOfSpecification(Address file, std::string& path)
     return noErr;
 }
 
-// A mode is one byte; callers give four bytes of room and may look at all of them.
+// A mode is one byte; callers provide four bytes and may look at all of them.
 Result PutMode(Address place, bool inMode)
 {
     const auto bytes = BytesAt(place, std::min<int64_t>(BytesFrom(place), sizeof(int32_t)));

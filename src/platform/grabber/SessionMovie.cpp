@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// An output is one movie: a start that follows without a new output must not overwrite what has just been recorded.
+// An output is used for one movie: a second start without a new output must not overwrite what was just recorded.
 #include "platform/grabber/SessionMovie.h"
 
 #include <utility>
@@ -65,8 +65,8 @@ void SessionMovie::AddSound(const SoundStream::Piece& piece)
         NoteFailure(recording->AddSound(piece));
 }
 
-// The frame is the first one of the next file, or the first one past the end. All sound up to its time has been handed
-// over before it, so each sample is in one file only.
+// The frame is the first one of the next file, or the first one after the end. All sound up to its time was delivered
+// before it, so each sample is in only one file.
 void SessionMovie::SplitBefore(const Sample& frame)
 {
     if (!splitHandler || pastEnd)
@@ -77,7 +77,7 @@ void SessionMovie::SplitBefore(const Sample& frame)
     pastEnd = step == RecordingSplits::Step::End;
     if (recording && pastEnd)
         NoteFailure(recording->EndFrameAt(frame.captureTime));
-    const auto handler = splitHandler; // may be replaced by what it calls
+    const auto handler = splitHandler; // may be replaced while it runs
     const std::string path = handler(pastEnd);
     if (recording && !pastEnd && !path.empty())
         ContinueIn(path, frame.captureTime);

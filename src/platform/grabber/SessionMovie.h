@@ -11,17 +11,17 @@
 
 namespace platform {
 
-/// The movie that a session writes itself: where it goes, the file being written, and the split into several files.
-/// The split rule also counts for a movie that a data procedure writes; its handler then opens and closes the files.
+/// The movie that a session writes itself: its output, the file being written, and the split into several files. The
+/// split rule also applies to a movie that a data procedure writes; its handler then opens and closes the files.
 class SessionMovie {
 public:
-    /// The channels outlive the object.
+    /// The channels must outlive this object.
     explicit SessionMovie(const ChannelList& channels) : channels(channels) {}
 
-    /// Sets where the next recording goes, as `SGSetDataRef`. `paramErr`, `cantDoThatInCurrentMode` as there.
+    /// Sets the output of the next recording; results as for `SGSetDataRef`.
     Result SetOutput(const std::string& path, int32_t flags);
 
-    /// Sets the rule for the recording that begins next, or that is running without an output, as `SGSetSplits`.
+    /// Sets the rule for the next recording, or for the present one if it has no output, as `SGSetSplits`.
     void SetSplits(const SGSplitRule& rule, SGSplitHandler handler);
 
     /// Whether an output is set that no recording has used yet.
@@ -30,22 +30,22 @@ public:
     /// Whether a movie is being written.
     bool IsOpen() const { return recording != nullptr; }
 
-    /// Creates the file of the output. The result is that of the creation; nothing is open after a failure.
+    /// Creates the file of the output and returns the result. After a failure no file is open.
     Result Begin();
 
-    /// Adds a frame, after a switch to the next file where the frame is its first one. Failures wait for `TakeFailure`.
+    /// Adds a frame, after switching to the next file if the frame is its first one. `TakeFailure` returns failures.
     void AddFrame(const Sample& frame);
 
-    /// Adds sound. Failures wait for `TakeFailure`.
+    /// Adds sound. `TakeFailure` returns failures.
     void AddSound(const SoundStream::Piece& piece);
 
-    /// Completes the file. The result is the first failure since the beginning.
+    /// Completes the file. Returns the first failure since the start.
     Result Finish();
 
-    /// The first failure since the last call, or 0.
+    /// Returns the first failure since the last call, or 0.
     Result TakeFailure() { return std::exchange(failure, noErr); }
 
-    /// The status of the file being written; false while there is none.
+    /// The status of the file being written; false if there is none.
     bool GetStatus(MovieStorageStatus& status) const { return recording && recording->GetStatus(status); }
 
 private:
@@ -61,7 +61,7 @@ private:
     RecordingSplits splits;
     SGSplitRule splitRule;
     SGSplitHandler splitHandler;
-    bool pastEnd = false; ///< the rule has ended the recording: what comes now goes into no file
+    bool pastEnd = false; ///< the rule has ended the recording: later samples go into no file
     Result failure = noErr;
 };
 

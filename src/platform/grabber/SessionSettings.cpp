@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The saved settings of a session: one item per channel, of the channel's type, in the order of the channels; each
-// holds the list of items that the channel itself saves.
+// contains the list of items that the channel itself saves.
 #include "platform/grabber/SessionSettings.h"
 #include "platform/grabber/ChannelSettings.h"
 #include "platform/grabber/Session.h"
@@ -12,10 +12,10 @@ namespace {
 
 constexpr FourCharCode kSession = CodeOf("sgrb");
 constexpr int64_t kSettingsVersion = 1;
-// Each channel opens a device: a file can't ask for any number of them.
+// Each channel opens a device, so the number that a file may request is limited.
 constexpr size_t kMaxChannels = 16;
 
-// A channel as settings want it: its type and its own settings.
+// A channel in the settings: its type and its own settings.
 using WantedChannels = std::vector<std::pair<FourCharCode, TaggedItems>>;
 
 std::optional<WantedChannels> ReadChannels(const TaggedItems& settings)
@@ -40,7 +40,7 @@ std::vector<ReplacedDevice>& ReplacedDevices()
     return devices;
 }
 
-// A device may be found again at another place, under its name.
+// The device may be in another place, under its name.
 void NoteReplacement(const Channel& channel, const TaggedItems& settings)
 {
     const ListedDevice taken = channel.Device();
@@ -77,7 +77,7 @@ SettingsFault CheckSettings(std::span<const uint8_t> flattened)
 
 Result Session::ApplySettings(const TaggedItems& settings)
 {
-    // All of it is read before anything is touched.
+    // Read everything before changing anything.
     ReplacedDevices().clear();
     const auto read = ReadChannels(settings);
     if (!read)
@@ -85,7 +85,7 @@ Result Session::ApplySettings(const TaggedItems& settings)
     const WantedChannels& wanted = *read;
     if (IsWritingMovie())
         return cantDoThatInCurrentMode;
-    // The channels are new ones; devices that are wanted again go on as they run.
+    // The channels are new; devices that are used again keep running.
     auto present = channels.all;
     for (const auto& channel : present)
         DetachChannel(*channel);
@@ -103,7 +103,7 @@ Result Session::ApplySettings(const TaggedItems& settings)
     return noErr;
 }
 
-// The present channel that has the device wanted, taken out of the list, or a new one.
+// The present channel with the requested device, removed from the list, or a new one.
 std::shared_ptr<Channel> Session::ChannelFor(FourCharCode type, const TaggedItems& settings,
                                              std::vector<std::shared_ptr<Channel>>& present)
 {
@@ -124,7 +124,7 @@ std::shared_ptr<Channel> Session::ChannelFor(FourCharCode type, const TaggedItem
         return taken;
     if (type == kSoundMediaType)
         return SoundChannel::OnBestSource(queue, identity, name);
-    // What is opened in place of an absent camera may be in use here already, and no other can open it then.
+    // The device opened instead of an absent camera may be in use here already, and can't be opened twice.
     std::shared_ptr<Digitizer> device = OpenDigitizer(identity, name);
     auto taken = takeOver(device->Identity());
     return taken ? taken : std::make_shared<VideoChannel>(queue, std::move(device));

@@ -8,25 +8,25 @@
 
 namespace platform {
 
-// Saved settings as bytes, looked at from outside of a session.
+// Saved settings as bytes, examined outside of a session.
 
 enum class SettingsFault {
-    None,    ///< `SGSetSettings` takes them
-    Foreign, ///< no settings at all
-    Damaged, ///< settings that were cut off or changed, or of a form that came later than this program
+    None,    ///< `SGSetSettings` accepts them
+    Foreign, ///< not settings
+    Damaged, ///< settings that were truncated or changed, or saved by a newer version of this program
 };
 
-/// What is wrong with the flattened form of settings.
+/// Checks the flattened form of settings.
 SettingsFault CheckSettings(std::span<const uint8_t> flattened);
 
-/// A device that settings asked for and this machine could not open, and the one that took its place.
+/// A device in the settings that this machine could not open, and the one used instead.
 struct ReplacedDevice {
     bool isVideo;
     std::string wanted;
     std::string taken;
 };
 
-/// What the last `SGSetSettings` replaced; each is handed out once. Main thread.
+/// The devices replaced by the last `SGSetSettings`; each is returned once. Main thread.
 std::vector<ReplacedDevice> TakeReplacedDevices();
 
 } // namespace platform

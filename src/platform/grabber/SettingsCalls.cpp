@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The published calls on settings. User data crosses the border in its flattened form.
+// The published calls on settings. User data is passed in its flattened form.
 #include "platform/atoms/UserData.h"
 #include "platform/grabber/SequenceGrabber.h"
 #include "platform/grabber/Session.h"

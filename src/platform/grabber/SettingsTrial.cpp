@@ -17,7 +17,7 @@ SettingsTrial::SettingsTrial(std::shared_ptr<Session> grabber, std::shared_ptr<C
     KeepRunning();
 }
 
-// What the device still sent for the trial is dropped, so that none of it gets into what follows.
+// Drop what the device still sent for the trial, so that none of it is delivered afterwards.
 SettingsTrial::~SettingsTrial()
 {
     channel->Rest();
@@ -49,7 +49,7 @@ bool SettingsTrial::IsAsFound(const Found& found) const
 
 void SettingsTrial::Restore()
 {
-    // Nothing is stopped for a dialog in which nothing was done.
+    // Nothing is stopped for a dialog in which nothing was changed.
     if (met.size() == 1 && IsAsFound(met.front()))
         return;
     channel->Halt();

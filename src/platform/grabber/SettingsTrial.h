@@ -5,33 +5,34 @@
 
 namespace platform {
 
-/// One channel tried out by a settings dialog: while it lives, the session delivers nothing, the channel's device runs
-/// whatever the session's mode is, and what it sends comes here. Afterwards the session goes on as it was. Main thread.
+/// A settings dialog trying out one channel. While this object lives, the session delivers nothing, the channel's
+/// device runs in any mode of the session, and its samples come here. Afterwards the session continues as before. Main
+/// thread.
 class SettingsTrial {
 public:
-    /// The channel belongs to the session.
+    /// `channel` must belong to the session.
     SettingsTrial(std::shared_ptr<Session> session, std::shared_ptr<Channel> channel);
     ~SettingsTrial();
     SettingsTrial(const SettingsTrial&) = delete;
     SettingsTrial& operator=(const SettingsTrial&) = delete;
 
-    /// The channel that is tried out.
+    /// The channel that is being tried out.
     Channel& Tried() { return *channel; }
 
-    /// Takes the next sample that waits, in the order of capture.
+    /// Removes and returns the next sample, in the order of capture.
     std::optional<Sample> Next() { return session->TakeWaiting(*channel); }
 
-    /// Starts the device where it couldn't be started before.
+    /// Starts the device if it could not be started before.
     void KeepRunning() { session->RunTried(*channel); }
 
-    /// Takes another device; the present one stays where that fails.
+    /// Switches to another device; the present one is kept on failure.
     Result TakeDevice(const ListedDevice& device);
 
-    /// Puts back all that was changed since the beginning, on every device that was in use.
+    /// Restores everything that was changed since the start, on every device that was used.
     void Restore();
 
 private:
-    /// A device as it was when the trial first met it.
+    /// The state of a device when the trial first used it.
     struct Found {
         std::string identity;
         std::function<void()> restore;
@@ -44,8 +45,8 @@ private:
     std::shared_ptr<Session> session;
     std::shared_ptr<Channel> channel;
     std::vector<Found> met;       ///< in the order of their first use
-    std::vector<Sample> setAside; ///< what waited in the channel's part of the queue when the trial began
-    bool paused = false;          ///< the session is paused for this trial alone
+    std::vector<Sample> setAside; ///< the samples in the channel's part of the queue when the trial started
+    bool paused = false;          ///< the session is only paused for this trial
 };
 
 } // namespace platform

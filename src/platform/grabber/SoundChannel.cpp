@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // A sound channel.
 //
-// The source delivers PCM on its own thread; there each buffer is coded as requested, into the block from
-// which pieces are handed over later. The description goes with the buffer, so a change of format takes effect exactly
-// where the first buffer of the new format begins.
+// The source delivers PCM on its own thread; there each buffer is encoded as requested, into the block from which
+// pieces are delivered later. The description belongs to the buffer, so a change of format takes effect exactly where
+// the first buffer of the new format starts.
 //
-// The channel owns the source, its level meter and the driver number under which both can be reached.
+// The channel owns the source, its level meter and the driver number that refers to both.
 #include "platform/grabber/SoundChannel.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -119,7 +119,7 @@ Result SoundChannel::TakeDevice(const ListedDevice& device)
 
 Result SoundChannel::TakeSource(std::shared_ptr<SoundSource> other)
 {
-    // A source that can't do the present format keeps its own: sound in another format is better than none.
+    // A source that does not support the present format keeps its own: sound in another format is better than none.
     other->SetFormat(source->Format());
     if (FormatIsFixed() && other->Format() != source->Format())
         return cantDoThatInCurrentMode;
@@ -151,7 +151,7 @@ void SoundChannel::ForgetSettings()
     volume = kFullVolume;
     additionalRates.clear();
     StopAwaiting();
-    stream.reset(); // it knows the channel by the number that it had
+    stream.reset(); // it refers to the channel by its previous number
 }
 
 std::function<void()> SoundChannel::RestorePoint()
@@ -235,7 +235,8 @@ void SoundChannel::SoundArrived(const CapturedSound& sound)
         return;
     CapturedSound captured = sound;
     captured.bytes = sound.bytes.first(whole);
-    // The correction follows the source even while its sound is not taken, so it knows its clock when sound is wanted.
+    // Drift correction follows the source even while its sound is not wanted, so that it knows the source's clock
+    // later.
     const CapturedSound line = clock.Take(captured);
     if (Accepting() && !line.bytes.empty())
         Take(line, now);

@@ -14,23 +14,23 @@ namespace platform {
 /// A channel over a sound source.
 class SoundChannel final : public Channel, private SoundSink {
 public:
-    /// What a caller asked for; what is delivered follows from it (`FindSoundCoding`).
+    /// The requested parameters; the delivered ones follow from them (`FindSoundCoding`).
     struct Parameters {
         int16_t sampleSize = 16;
         int16_t channels = 2;
         FourCharCode compression = CodeOf("raw ");
     };
 
-    /// A channel on a source, with the standard parameters.
+    /// A channel on a source, with the default parameters.
     SoundChannel(SampleQueue& queue, std::shared_ptr<SoundSource> source);
     ~SoundChannel() override;
 
-    /// A channel on the source of that identity or name, else on the default one. Where only the Test Tone is left,
-    /// that stands in until a real source comes, and is silent as long as a sound server has not answered yet.
+    /// A channel on the source of that identity or name, else on the default one. If only the Test Tone is left, it is
+    /// used until a real source appears, and is silent while the sound server's answer is pending.
     static std::shared_ptr<SoundChannel> OnBestSource(SampleQueue& queue, const std::string& identity = {},
                                                       const std::string& name = {});
 
-    /// Takes the source that the Test Tone stands in for, once there is one.
+    /// Switches to the source that the Test Tone replaces, once there is one.
     void ReplaceStandIn();
 
     int32_t TimeScale() const override;
@@ -49,23 +49,23 @@ public:
     /// The source in use.
     SoundSource& Source() { return *source; }
 
-    /// A second meter, for a settings dialog: what it reads is not taken from those who read the driver's.
+    /// A second meter, for a settings dialog: reading it does not affect readers of the driver's meter.
     LevelMeter& DialogMeter() { return dialogMeter; }
 
-    /// The parameters in use, and a change of them. Results as `SGSetSoundInputParameters`.
+    /// The parameters in use.
     Parameters GetParameters() const;
     /// Sets the sample format; see `SGSetSoundInputParameters` for results.
     Result SetParameters(const Parameters& wanted);
 
-    /// The sample rate, and a change of it: `siInvalidSampleRate` outside of 8000 to 48000.
+    /// The sample rate in hertz.
     double Rate() const { return source->Format().sampleRate; }
     /// Sets the sample rate in hertz; see `SGSetSoundInputRate` for results.
     Result SetRate(double rate);
 
-    /// What a buffer would be now.
+    /// The present format of the buffers.
     SharedDescription PresentDescription() const;
 
-    /// The channel's sound on the main thread. Made when the channel has its number.
+    /// The channel's sound on the main thread. Create it when the channel has its number.
     SoundStream& Stream();
 
     int16_t volume = 256;
@@ -79,7 +79,7 @@ private:
     void SoundFailed(Result result) override { NoteFailure(result); }
 
     struct Awaited {
-        SoundWatcher watcher; ///< made before the list is first asked for, so that it misses nothing
+        SoundWatcher watcher; ///< created before the list is first read, so that no change is missed
         std::string identity;
         std::string name;
     };
@@ -90,7 +90,7 @@ private:
     SoundCoding Coding() const;
     SharedDescription DescriptionOf(const SoundFormat& format, const SoundCoding& coded);
 
-    std::unique_ptr<Awaited> awaited; ///< what the present source stands in for
+    std::unique_ptr<Awaited> awaited; ///< the source that the present one replaces
     std::atomic<bool> isStandIn{false};
     std::shared_ptr<SoundSource> source;
     std::shared_ptr<LevelMeter> meter = std::make_shared<LevelMeter>();
@@ -102,7 +102,7 @@ private:
     mutable std::mutex codingMutex;
     SoundCoding coding;
 
-    // Of the source's thread, or of the main thread while the source is stopped.
+    // Used by the source's thread, or by the main thread while the source is stopped.
     DriftCorrection clock;
     SharedDescription delivered;
 };

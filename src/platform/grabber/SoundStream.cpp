@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
-// One line of sound.
+// One continuous stream of sound.
 //
-// A recording counts samples of sound: what is missing in the middle shifts all that follows. So the line has no
-// holes. It has an end on the clock, and each captured buffer finds its place by its own time: where buffers were
-// lost, or the session stood still, silence fills up; what comes twice, because silence stood in for it before, is
-// left out.
+// A recording counts samples of sound: a gap would shift everything after it. So the stream has no gaps. It has an end
+// on the clock, and each captured buffer is placed by its own time: silence fills the place of lost buffers and of
+// stops; sound that silence has replaced already is left out.
 //
-// Buffers come with the even stamps of a recovered clock, each of which continues the one before: where a stamp differs
-// from the line's end, something was lost or the source began again.
+// Buffers have the even stamps of a recovered clock, each of which continues the previous one: if a stamp differs from
+// the stream's end, something was lost or the source was restarted.
 #include "platform/grabber/SoundStream.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -20,7 +19,7 @@ namespace platform {
 namespace {
 
 constexpr int64_t kTolerance = kNanosecondsPerMillisecond;
-constexpr int64_t kLongestSilence = kNanosecondsPerSecond;
+constexpr int64_t kMaxSilence = kNanosecondsPerSecond;
 
 int64_t FramesIn(int64_t nanoseconds, double rate)
 {
@@ -68,7 +67,7 @@ bool SoundStream::Reaches(int64_t time) const
 
 int64_t SoundStream::FramesUntil(int64_t time) const
 {
-    // Half a nanosecond's rounding must not cost a frame that just fits.
+    // Half a nanosecond of rounding must not cost a frame that just fits.
     return FramesIn(time - Position() + 1, description->sampleRate);
 }
 
@@ -77,7 +76,7 @@ void SoundStream::Rebase(const SharedDescription& next)
     base = Position();
     frames = 0;
     description = next;
-    align = true; // a source that changes its format begins again, at a time of its own
+    align = true; // a source that changes its format starts again, at a time of its own
 }
 
 bool SoundStream::TakeSample()
@@ -111,17 +110,17 @@ std::optional<SoundStream::Piece> SoundStream::Next(int64_t limit, int64_t longe
         const int64_t left = FramesOf(current) - offset;
         if (left <= 0)
             continue;
-        const int64_t room = FramesUntil(limit);
-        if (!placed || room < 1)
+        const int64_t space = FramesUntil(limit);
+        if (!placed || space < 1)
             return std::nullopt;
-        const int64_t longest = std::max<int64_t>(1, FramesIn(kLongestPiece, description->sampleRate));
-        return Cut(std::min({left, room, longest}));
+        const int64_t longest = std::max<int64_t>(1, FramesIn(kMaxPiece, description->sampleRate));
+        return Cut(std::min({left, space, longest}));
     }
     return std::nullopt;
 }
 
-// Compares the sample's own time with the end of the line. Gives a piece of silence when there is a hole before it,
-// and leaves the sample without a place when that hole reaches beyond the limit.
+// Compares the sample's own time with the end of the stream. Returns a piece of silence if there is a gap before it,
+// and leaves the sample unplaced if that gap extends beyond the limit.
 std::optional<SoundStream::Piece> SoundStream::FindPlace(int64_t limit, int64_t longestSilence)
 {
     const int64_t error = current.captureTime - Position();
@@ -135,7 +134,7 @@ std::optional<SoundStream::Piece> SoundStream::FindPlace(int64_t limit, int64_t 
         const int64_t frame = std::min({hole, FramesUntil(limit), FramesIn(longestSilence, description->sampleRate)});
         return frame < 1 ? std::nullopt : std::optional(MakeSilence(frame));
     }
-    // The line may have got this far without the sample: then only what lies behind its end is new.
+    // The stream may have continued without the sample: then only what is after its end is new.
     offset = std::min(FramesOf(current), std::max<int64_t>(0, FramesIn(-error, description->sampleRate)));
     placed = true;
     if (offset < FramesOf(current))
@@ -169,7 +168,7 @@ SoundStream::Piece SoundStream::MakeSilence(int64_t count)
 {
     const int64_t frameBytes = description->BytesPerFrame();
     if (silenceDescription != description) {
-        const auto most = static_cast<size_t>(FramesIn(kLongestSilence, description->sampleRate));
+        const auto most = static_cast<size_t>(FramesIn(kMaxSilence, description->sampleRate));
         const std::vector<uint8_t> level(most * static_cast<size_t>(description->channels), 128);
         silence = SampleData::Uncleared(static_cast<int64_t>(most) * frameBytes);
         ConvertSound(level, 8, description->coding, silence.Bytes());

@@ -8,10 +8,10 @@
 
 namespace platform {
 
-/// The sound of one channel as a line without holes, cut into the pieces in which it is handed over.
+/// The sound of one channel as a stream without gaps, cut into the pieces in which it is delivered.
 class SoundStream {
 public:
-    /// A piece of sound. Its bytes belong to the stream and stay until the next piece is asked for.
+    /// A piece of sound. Its bytes belong to the stream and are valid until the next piece is requested.
     struct Piece {
         Address data = 0;
         int32_t bytes = 0;
@@ -20,43 +20,43 @@ public:
         SharedDescription description;
     };
 
-    /// The longest piece of captured sound.
-    static constexpr int64_t kLongestPiece = 10'000'000;
+    /// The maximum length of a piece of captured sound.
+    static constexpr int64_t kMaxPiece = 10'000'000;
 
-    /// Takes the samples of a channel from the queue, which outlives the stream.
+    /// Takes the samples of a channel from the queue, which must outlive the stream.
     SoundStream(SampleQueue& queue, int32_t channel) : queue(queue), channel(channel) {}
 
-    /// Whether the line has a place on the clock yet.
+    /// Whether the stream has a position on the clock yet.
     bool HasBegun() const { return begun; }
 
-    /// The capture time up to which sound has been handed over.
+    /// The capture time up to which sound was delivered.
     int64_t Position() const;
 
-    /// The capture time up to which sound has come, as far as is known.
+    /// The capture time up to which sound has arrived, as far as known.
     int64_t ArrivedUpTo() const;
 
     /// Whether less than one frame is missing up to a time.
     bool Reaches(int64_t time) const;
 
-    /// Begins the line at a time, or moves its end there.
+    /// Starts the stream at a time, or moves its end there.
     void MoveTo(int64_t time);
 
-    /// Forgets what has been taken from the queue. What comes next finds its place by its own time.
+    /// Discards what was taken from the queue. The next sample is placed by its own time.
     void Interrupt() { interrupted = true; }
 
-    /// Forgets that too, and the line's place on the clock.
+    /// Also forgets the stream's position on the clock.
     void Restart()
     {
         interrupted = true;
         begun = false;
     }
 
-    /// The next piece that ends no later than `limit`, if such a piece has been captured. Where the source left a hole
-    /// it is silence, no longer than `longestSilence`.
+    /// The next piece that ends no later than `limit`, if such a piece has been captured. In a gap of the source it is
+    /// silence of at most `longestSilence`.
     std::optional<Piece> Next(int64_t limit, int64_t longestSilence);
 
-    /// A piece of silence up to `limit`, no longer than `longest`, in place of sound that hasn't come; nothing when
-    /// `limit` is less than one frame away. `description` tells what kind of silence, if none came before.
+    /// A piece of silence up to `limit`, at most `longest`, in place of sound that has not arrived; nothing if `limit`
+    /// is less than one frame away. `description` selects the format if no sound has arrived yet.
     std::optional<Piece> Silence(int64_t limit, int64_t longest, const SharedDescription& description);
 
 private:
@@ -70,14 +70,14 @@ private:
     SampleQueue& queue;
     int32_t channel; ///< number of the track queue
 
-    // The end of the line: `frames` sample frames after `base`, so that no rounding adds up.
+    // The end of the stream: `frames` sample frames after `base`, so that rounding errors do not add up.
     bool begun = false;
     int64_t base = 0;
     int64_t frames = 0;
     SharedDescription description;
 
     Sample current;
-    int64_t offset = 0; ///< frames of `current` that are done with
+    int64_t offset = 0; ///< frames of `current` that were delivered
     bool placed = false;
     bool align = false;
     bool interrupted = false;

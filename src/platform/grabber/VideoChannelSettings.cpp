@@ -34,8 +34,8 @@ constexpr std::array<NamedControl, 6> kAnalogControls{{{AnalogControl::Brightnes
                                                        {AnalogControl::Sharpness, CodeOf("shar")},
                                                        {AnalogControl::WhiteLevel, CodeOf("whtl")}}};
 
-// What another control or the device itself has a hold of is the device's business: put back later, it would take the
-// device out of its automatic ways.
+// Values that another control or the device itself determines are left to the device: restoring them would end its
+// automatic modes.
 void AddControls(TaggedItems& settings, const Digitizer& digitizer)
 {
     const auto offered = digitizer.Controls();
@@ -44,7 +44,7 @@ void AddControls(TaggedItems& settings, const Digitizer& digitizer)
         if (control.kind != ImageControl::Kind::Button && !control.readOnly && !control.writeOnly && !control.inactive)
             controls.AddNumber(control.identity, control.value);
     settings.AddItems(kControls, controls);
-    // Where there are controls, the analog values are six of them under other names.
+    // If there are controls, the analog values are six of them under other names.
     for (const auto& [control, tag] : kAnalogControls) {
         uint16_t value = 0;
         if (offered.empty() && digitizer.GetAnalog(control, value) == noErr)

@@ -20,7 +20,7 @@ namespace platform {
 namespace {
 
 enum Column { kLabel, kSlider, kNumber, kReset, kAutomatic };
-constexpr int kLabelLetters = 30; // a longer name is cut
+constexpr int kLabelLetters = 30; // longer names are truncated
 
 int Held(int64_t value)
 {
@@ -35,13 +35,13 @@ QString Remark(const ImageControl& control, bool usable)
                               : QString("The device, or another control, sets this value now.");
 }
 
-// A name of the device's own may hold the sign that marks a letter.
+// A device's own name may contain the character that marks a mnemonic.
 QString WithoutShortcut(const std::string& name)
 {
     return ToText(name).replace('&', "&&");
 }
 
-// A name that is too long for the column is cut, and whole in the tool tip.
+// A name that is too long for the column is truncated, and complete in the tool tip.
 void PlaceLabel(QGridLayout& grid, int row, const std::string& name, QWidget* widget)
 {
     auto* label = new QLabel;
@@ -81,7 +81,7 @@ private:
     ValueEditor* editor;
 };
 
-/// A row that one widget fills.
+/// A row with a single widget.
 class WidgetRow : public ControlRow {
 public:
     WidgetRow(const ImageControl& control, QWidget* widget) : name(control.name), widget(widget)
@@ -250,7 +250,7 @@ std::vector<ControlPlace> PlacesOf(const std::vector<ImageControl>& controls)
             if (!placed[other] && Holds(controls[holder], controls[other]))
                 place(other, rows++, false);
     }
-    // A device may use a switch's number twice.
+    // A device may use the number of a switch twice.
     for (size_t i = 0; i < controls.size(); ++i)
         if (!placed[i])
             place(i, rows++, false);

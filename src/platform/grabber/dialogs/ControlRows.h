@@ -12,37 +12,37 @@ class QWidget;
 
 namespace platform {
 
-/// The widgets of one image control in a grid of rows. They show what the device has, and pass on what the user sets.
+/// The widgets of one image control in a grid of rows. They show the device's value and pass on what the user sets.
 class ControlRow {
 public:
     virtual ~ControlRow() = default;
 
-    /// Shows the control's value, and whether the user may change it.
+    /// Shows the control's value, and whether the user can change it.
     virtual void Show(const ImageControl& control, bool usable) = 0;
 
-    /// Takes places in the grid's row, or in the row above where the control belongs to that one.
+    /// Takes cells in the grid's row, or in the row above if the control belongs to that one.
     virtual void Place(QGridLayout& grid, int row) = 0;
 };
 
 using TakeValue = std::function<void(int64_t)>;
 
-/// The widgets for a control. A switch that keeps another control automatic stands beside that one where it is a
-/// Boolean.
+/// Creates the widgets for a control. A Boolean switch for the automatic mode of another control is placed beside that
+/// one.
 std::unique_ptr<ControlRow> MakeControlRow(const ImageControl& control, bool isSwitch, const TakeValue& take,
                                            QWidget* parent);
 
-/// Whether an automatic switch in the list keeps the control from the user's hand.
+/// Whether an automatic switch in the list keeps the user from setting the control.
 bool IsAutomatic(const ImageControl& control, const std::vector<ImageControl>& controls);
 
-/// A place in a list of controls, and the row of the page on which it stands.
+/// The index of a control in a list, and its row on the page.
 struct ControlPlace {
     size_t index;
     int row;
     bool isSwitch;
 };
 
-/// The order of the controls on a page: the device's own, but what an automatic switch holds follows it. A Boolean
-/// switch shares the row of the first control that it holds.
+/// The order of the controls on a page: the device's own, but the controls of an automatic switch follow it. A Boolean
+/// switch shares the row of the first of them.
 std::vector<ControlPlace> PlacesOf(const std::vector<ImageControl>& controls);
 
 } // namespace platform

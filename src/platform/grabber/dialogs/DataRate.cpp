@@ -37,7 +37,7 @@ void DataRate::NoteTurn(bool arrived)
 {
     emptyTurns = arrived ? 0 : emptyTurns + 1;
     if (emptyTurns > kTurnsInASecond)
-        BeginAnew();
+        Reset();
 }
 
 double DataRate::SamplesPerSecond() const

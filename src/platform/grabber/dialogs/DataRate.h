@@ -8,21 +8,21 @@
 
 namespace platform {
 
-/// How fast samples come and how many bytes they are, over the last two seconds of capture time.
+/// The rates of samples and bytes over the last two seconds of capture time.
 class DataRate {
 public:
-    /// Adds a sample. One that was captured before the last one begins a new measurement.
+    /// Adds a sample. One that was captured before the last one starts a new measurement.
     void Add(int64_t captureTime, int64_t bytes);
 
-    /// Forgets all samples.
-    void BeginAnew() { samples.clear(); }
+    /// Discards all samples.
+    void Reset() { samples.clear(); }
 
-    /// For each turn of a display, with whether anything arrived in it: forgets what it knows after a second of
-    /// nothing.
+    /// Call it for each refresh of the display, with whether anything arrived since the last one: discards the samples
+    /// after a second without any.
     void NoteTurn(bool arrived);
 
-    double SamplesPerSecond() const; ///< 0 while it isn't known
-    double BytesPerSecond() const;   ///< likewise
+    double SamplesPerSecond() const; ///< 0 while not known
+    double BytesPerSecond() const;   ///< 0 while not known
 
 private:
     struct Arrival {
@@ -33,10 +33,10 @@ private:
     int emptyTurns = 0;
 };
 
-/// A rate as people read it: "3.6 MB a second".
+/// A rate for the user: "3.6 MB a second".
 QString PerSecondText(double bytesPerSecond);
 
-/// The same with what it makes in an hour: "3.6 MB a second, 13 GB an hour".
+/// The same with the amount per hour: "3.6 MB a second, 13 GB an hour".
 QString DataRateText(double bytesPerSecond);
 
 } // namespace platform

@@ -8,7 +8,7 @@
 namespace platform {
 namespace {
 
-// The reason as the device's module gives it, or the usual one.
+// The reason given by the device's module, or the usual one.
 QString ReasonText(const ListedDevice& device)
 {
     const QString reason = SentenceText(device.reason);
@@ -58,14 +58,14 @@ void DevicePage::ChooseDevice(int index)
         Changed("Device", trial.TakeDevice(devices[static_cast<size_t>(index)]));
 }
 
-// A device in use that has left the list stands behind it, so that the user sees what is missing.
+// A device in use that has left the list is appended to it, so that the user sees what is missing.
 void DevicePage::ShowDevices()
 {
     const ListedDevice present = trial.Tried().Device();
     const auto listed = std::ranges::find(devices, present.identity, &ListedDevice::identity);
     const auto chosen = static_cast<int>(listed - devices.begin());
     std::vector<Choice> choices;
-    // Keys go past a device that can't be had, so the one in use never counts as such.
+    // Keyboard navigation skips unavailable devices, so the one in use never counts as unavailable.
     for (const ListedDevice& one : devices) {
         const bool canBeHad = one.available || one.identity == present.identity;
         choices.push_back(

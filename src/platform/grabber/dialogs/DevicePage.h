@@ -8,23 +8,23 @@
 
 namespace platform {
 
-/// A popup that asks what there is before it opens.
+/// A popup that refreshes its choices before it opens.
 class DevicePopup : public QComboBox {
 public:
     std::function<void()> BeforeOpening;
     void showPopup() override;
 };
 
-/// The page on which the user chooses a channel's device and its input, with the list of devices kept up to date.
+/// The page on which the user chooses a channel's device and its input; the list of devices is kept up to date.
 class DevicePage : public SettingsPage {
 public:
-    /// Of the channel that is tried, which outlives the page.
+    /// `trial` must outlive the page.
     explicit DevicePage(SettingsTrial& trial);
     void ShowSettings() override;
 
 protected:
-    /// Asks for the list of devices again whenever the descriptor is readable; `taken` reads what it has to tell and
-    /// says whether the list may have changed. -1: there is nothing to watch.
+    /// Refreshes the list of devices whenever the descriptor becomes readable; `taken` reads its events and returns
+    /// whether the list may have changed. -1: there is nothing to watch.
     void WatchDevices(int descriptor, std::function<bool()> taken);
 
     virtual Result SelectInput(int input) = 0;
@@ -35,7 +35,7 @@ private:
     void ChooseDevice(int index);
 
     SettingsTrial& trial;
-    std::vector<ListedDevice> devices; ///< as the popup lists them
+    std::vector<ListedDevice> devices; ///< as listed in the popup
     DevicePopup* device = new DevicePopup;
     QComboBox* input = new QComboBox;
     QLabel* unavailable = NewNote();

@@ -16,16 +16,17 @@ constexpr int kGap = 4;
 constexpr int kLettersWide = 36;
 constexpr double kLowestDecibels = -60;
 constexpr int kMarks[] = {-60, -48, -36, -24, -12, -6, 0};
-// Thirty calls make a second: a bar falls by its length in two, a peak is held for two, a lamp stays lit for three.
+// At thirty calls per second: a bar falls by its length in two seconds, a peak is held for two, a lamp stays lit for
+// three.
 constexpr double kFall = 1.0 / 60;
 constexpr int kHeldCalls = 60;
 constexpr int kLitCalls = 90;
-// The highest level of 8 bits, and less than a tenth of a decibel below that of 16 bits.
+// The highest 8-bit level, less than a tenth of a decibel below the highest 16-bit level.
 constexpr double kClips = 127.0 / 128;
-// From here on the bar is yellow, the usual headroom of speech.
+// Above this the bar is yellow: the usual headroom for speech.
 constexpr double kHeadroomDecibels = -9;
 
-// At least three to one against a white and against a dark background.
+// A contrast of at least three to one on white and on dark backgrounds.
 const QColor kGreen(0x2e, 0xa0, 0x43);
 const QColor kYellow(0xb0, 0x80, 0x00);
 const QColor kRed(0xd0, 0x20, 0x20);
@@ -99,8 +100,8 @@ QString LevelBars::Text() const
     return clips ? peak + ", too loud: lower the gain" : peak;
 }
 
-// Beside the letters of the sides and the lamps.
-QRect LevelBars::RoomOfBars() const
+// Leaves space for the channel letters and the lamps.
+QRect LevelBars::BarArea() const
 {
     const int letter = fontMetrics().horizontalAdvance("R") + kGap;
     return rect().adjusted(letter, 0, -LineHeight() - kGap, 0);
@@ -116,40 +117,40 @@ void LevelBars::paintEvent(QPaintEvent*)
 
 void LevelBars::PaintBar(QPainter& painter, const Bar& bar, const QString& side, int top) const
 {
-    const QRect room(RoomOfBars().left(), top, RoomOfBars().width(), LineHeight());
+    const QRect area(BarArea().left(), top, BarArea().width(), LineHeight());
     const auto part = [&](double from, double to) {
-        const int left = room.left() + static_cast<int>(std::lround(from * room.width()));
-        const int right = room.left() + static_cast<int>(std::lround(to * room.width()));
-        return QRect(left, top, std::max(right - left, 0), room.height());
+        const int left = area.left() + static_cast<int>(std::lround(from * area.width()));
+        const int right = area.left() + static_cast<int>(std::lround(to * area.width()));
+        return QRect(left, top, std::max(right - left, 0), area.height());
     };
     const double headroom = PlaceOf(kHeadroomDecibels);
     const QColor empty = palette().color(QPalette::Base);
     painter.setPen(palette().color(QPalette::WindowText));
-    painter.drawText(QRect(0, top, room.left(), room.height()), Qt::AlignLeft | Qt::AlignVCenter, side);
-    painter.fillRect(room, empty);
+    painter.drawText(QRect(0, top, area.left(), area.height()), Qt::AlignLeft | Qt::AlignVCenter, side);
+    painter.fillRect(area, empty);
     painter.fillRect(part(0, std::min(bar.shown, headroom)), kGreen);
     painter.fillRect(part(headroom, std::max(bar.shown, headroom)), kYellow);
     if (const double held = PlaceOfLevel(bar.highest); held > 0)
-        painter.fillRect(part(held, held).adjusted(-2, 0, 1, 0) & room, palette().color(QPalette::WindowText));
-    const QRect lamp(room.right() + 1 + kGap, top, room.height(), room.height());
+        painter.fillRect(part(held, held).adjusted(-2, 0, 1, 0) & area, palette().color(QPalette::WindowText));
+    const QRect lamp(area.right() + 1 + kGap, top, area.height(), area.height());
     painter.fillRect(lamp, bar.callsToLight > 0 ? kRed : empty);
     // An empty bar may have the color of the page.
     painter.setPen(palette().color(QPalette::PlaceholderText));
-    painter.drawRect(room.adjusted(0, 0, -1, -1));
+    painter.drawRect(area.adjusted(0, 0, -1, -1));
     painter.drawRect(lamp.adjusted(0, 0, -1, -1));
 }
 
-// A mark is left out where it would touch its neighbour.
+// A mark is left out if it would touch its neighbour.
 void LevelBars::PaintScale(QPainter& painter) const
 {
-    const QRect room = RoomOfBars();
+    const QRect area = BarArea();
     const int top = 2 * (LineHeight() + kGap);
     int free = 0;
     painter.setPen(palette().color(QPalette::WindowText));
     for (const int mark : kMarks) {
         const QString text = mark == 0 ? QString("0 dB") : QString::number(mark);
         const int width = fontMetrics().horizontalAdvance(text);
-        const int middle = room.left() + static_cast<int>(PlaceOf(mark) * room.width());
+        const int middle = area.left() + static_cast<int>(PlaceOf(mark) * area.width());
         const int left = std::clamp(middle - width / 2, 0, std::max(rect().width() - width, 0));
         if (left < free)
             continue;

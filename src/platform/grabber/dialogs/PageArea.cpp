@@ -12,7 +12,7 @@ PageArea::PageArea()
 {
     setWidgetResizable(true);
     setFrameShape(QFrame::NoFrame);
-    setFocusPolicy(Qt::NoFocus); // what is on the page takes the keyboard, and is scrolled to
+    setFocusPolicy(Qt::NoFocus); // the widgets on the page take the keyboard focus and are scrolled into view
     viewport()->setAutoFillBackground(false);
 }
 

@@ -5,18 +5,18 @@
 
 namespace platform {
 
-/// A page that can be scrolled where the screen is too small for it, or its text very large.
+/// A page that scrolls if the screen is too small for it, or its text very large.
 class PageArea : public QScrollArea {
 public:
-    /// Without a page.
+    /// Has no page at first.
     PageArea();
 
-    /// Shows a page in place of the one before, which ends.
+    /// Shows a page and deletes the previous one.
     void SetPage(QWidget* page);
 
     QSize sizeHint() const override;
 
-    /// As wide as the page, unless that would take most of the screen.
+    /// The width of the page, but limited to most of the screen.
     QSize minimumSizeHint() const override;
 
 private:

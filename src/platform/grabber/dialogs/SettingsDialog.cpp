@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The settings dialogs.
 //
-// A dialog shows the channel as it is: its pages read everything from the device and set everything there, at once, so
-// there is no second set of values that could differ. The trial beneath it remembers how each device was found, and
-// Cancel puts that back. A timer takes what the device sends and gives it to the pages, which draw pictures and levels.
+// A dialog shows the channel as it is: its pages read everything from the device and set everything there at once, so
+// there is no second set of values that could differ. The trial remembers each device's previous state, which Cancel
+// restores. A timer passes what the device sends to the pages, which draw pictures and levels.
 #include "platform/grabber/dialogs/SettingsDialog.h"
 
 #include "platform/grabber/dialogs/PageArea.h"
@@ -30,12 +30,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Where the screen has the room, and for text of the usual size.
+// On a large enough screen, and for text of the usual size.
 constexpr QSize kUsualSize(640, 400);
 constexpr QSize kUsualSizeWithPicture(1160, 620);
 constexpr double kUsualLineHeight = 17;
 
-// Classic numbers of the events that a filter procedure knows.
+// The published numbers of the events that a filter procedure handles.
 constexpr int32_t kMouseDown = 1;
 constexpr int32_t kKeyDown = 3;
 
@@ -71,7 +71,7 @@ QString RefusalText(Result result)
     }
 }
 
-// The device's own reason, or what is likely.
+// The device's own reason, or the likely one.
 QString ReasonText(const ListedDevice& device)
 {
     const QString reason = SentenceText(device.reason);
@@ -81,8 +81,8 @@ QString ReasonText(const ListedDevice& device)
                             : reason;
 }
 
-// Whether a turn of the mouse wheel would change a value that the user isn't at: on the way down a page he only wants
-// to see more of it.
+// Whether a turn of the mouse wheel would change the value of a widget without focus: then the user only wants to
+// scroll the page.
 bool IsWheelInPassing(const QEvent& event, const QWidget& widget)
 {
     const bool holdsValue =
@@ -125,7 +125,7 @@ SettingsDialog::SettingsDialog(SettingsTrial& tried, const QString& title, QWidg
     column->addWidget(message);
     column->addWidget(buttons);
 
-    // Popups would take the keys that step through pages for the beginning of a choice's name.
+    // Popups would treat the keys that step through pages as the first letter of a choice.
     for (const auto& [keys, step] : {std::pair(QKeySequence::NextChild, 1), std::pair(QKeySequence::PreviousChild, -1)})
         connect(new QShortcut(keys, this), &QShortcut::activated, this, [this, step = step] {
             tabs->setCurrentIndex((tabs->currentIndex() + step + tabs->count()) % tabs->count());
@@ -171,7 +171,7 @@ void SettingsDialog::Adopt(SettingsPage* page)
     page->ShowSettings();
 }
 
-// Devices are slow to ask: a page that nobody sees is asked for when its tab is opened.
+// Reading a device is slow: a hidden page is updated when its tab is opened.
 void SettingsDialog::ShowSettings()
 {
     for (SettingsPage* page : pages)
@@ -199,7 +199,7 @@ void SettingsDialog::ShowState()
     if (text == message->text())
         return;
     message->setText(text);
-    // A device that is back may be another one than before.
+    // A device that is back may not be the same one.
     refresh.start(0ms);
     QAccessibleEvent alert(message, QAccessible::Alert);
     QAccessible::updateAccessibility(&alert);
@@ -234,7 +234,7 @@ int32_t NewSGModalFilterUPP(SGModalFilterProc procedure)
     return CodeAddressOf(procedure);
 }
 
-// A procedure keeps its number for good, so there is nothing to give back.
+// A procedure keeps its number for good, so there is nothing to release.
 void DisposeSGModalFilterUPP([[maybe_unused]] int32_t filter) {}
 
 Result SGSettingsDialog(SGComponent session, SGChannel channel, [[maybe_unused]] int16_t panelCount,
@@ -245,7 +245,7 @@ Result SGSettingsDialog(SGComponent session, SGChannel channel, [[maybe_unused]]
         return badComponentInstance;
     if (!grabber->Owns(channel))
         return badSGChannel;
-    // A program without a display has nothing to show a dialog on.
+    // Without a display no dialog can be shown.
     if (qobject_cast<QApplication*>(QCoreApplication::instance()) == nullptr)
         return couldntGetRequiredComponent;
 
@@ -259,7 +259,7 @@ Result SGSettingsDialog(SGComponent session, SGChannel channel, [[maybe_unused]]
     dialog.SetFilter(filter, refCon);
     if (dialog.exec() == QDialog::Accepted)
         return noErr;
-    // Also where the whole application ends behind an open dialog.
+    // Also if the whole application ends behind an open dialog.
     trial.Restore();
     return userCanceledErr;
 }

@@ -12,20 +12,20 @@ class QTabWidget;
 
 namespace platform {
 
-/// The settings dialog of one channel: pages beside what its device delivers at the moment. All that the user sets
-/// counts at once; OK keeps it, Cancel and Escape put everything back.
+/// The settings dialog of one channel: pages beside what its device delivers at present. Changes take effect at once;
+/// OK keeps them, Cancel and Escape restore everything.
 class SettingsDialog : public QDialog {
 public:
-    /// Without pages. The trial outlives the dialog.
+    /// Creates a dialog without pages. `trial` must outlive it.
     SettingsDialog(SettingsTrial& trial, const QString& title, QWidget* parent);
 
-    /// Adds a page behind a tab; the dialog owns it from then on.
+    /// Adds a page with a tab; the dialog owns it from then on.
     void AddPage(const QString& name, SettingsPage* page);
 
-    /// Adds a part beside the pages that is always visible, likewise.
+    /// Adds a part beside the pages that is always visible; the dialog owns it.
     void AddLivePart(SettingsPage* part);
 
-    /// A procedure that is asked about each click and key first, with the reference value of its caller. 0: none.
+    /// Sets a procedure that gets each click and key first, with its caller's reference value. 0: none.
     void SetFilter(int32_t procedure, int32_t refCon);
 
     bool eventFilter(QObject* receiver, QEvent* event) override;
@@ -42,9 +42,9 @@ private:
     QHBoxLayout* parts;
     QTabWidget* tabs;
     QLabel* message;
-    QString refusal; ///< what the device wouldn't take last
+    QString refusal; ///< the value that the device rejected last
     std::vector<Sample> arrived;
-    QTimer refresh; ///< runs out once all that was set in this turn of the event loop is set
+    QTimer refresh; ///< fires once everything set in this turn of the event loop has been set
     QTimer ticks;
     QTimer retries;
     int32_t filter = 0;

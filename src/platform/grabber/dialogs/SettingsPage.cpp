@@ -9,8 +9,8 @@
 namespace platform {
 namespace {
 
-constexpr int kPopupLetters = 24;     // that a popup is wide at least, whatever its choices are
-constexpr int kCallsBetweenShows = 8; // of thirty a second
+constexpr int kPopupLetters = 24;     // minimum width of a popup, whatever its choices
+constexpr int kCallsBetweenShows = 8; // at thirty calls per second
 
 QStandardItem& ItemOf(const QComboBox& popup, int index)
 {
@@ -31,7 +31,7 @@ QFormLayout* SettingsPage::Form()
 
 void SettingsPage::AddRow(const QString& label, QWidget* widget)
 {
-    // A text speaks for itself: a name would stand in its way.
+    // A text needs no accessible name.
     QString name = label;
     if (!widget->inherits("QLabel"))
         widget->setAccessibleName(name.remove('&').remove(':'));
@@ -39,7 +39,7 @@ void SettingsPage::AddRow(const QString& label, QWidget* widget)
         LimitWidth(*popup);
     RefuseFocusByWheel(*widget);
     Form()->addRow(label, widget);
-    // The letter leads to the widget that takes the keyboard for its row.
+    // The mnemonic gives the focus to the widget of its row.
     if (auto* text = qobject_cast<QLabel*>(Form()->labelForField(widget)); text && widget->focusProxy())
         text->setBuddy(widget->focusProxy());
 }
@@ -76,7 +76,7 @@ QLabel* NewNote()
 
 void ShowChoices(QComboBox& popup, const std::vector<Choice>& choices, int chosen)
 {
-    // Nothing changes under the hand of a user who is choosing.
+    // Nothing changes while the user is choosing.
     if (popup.view()->isVisible())
         return;
     bool same = popup.count() == static_cast<int>(choices.size());

@@ -5,13 +5,13 @@
 
 namespace platform {
 
-/// Device, input and gain, with the level that comes in.
+/// Device, input and gain, with the present level.
 SettingsPage* MakeSoundSourcePage(SettingsTrial& trial, SoundChannel& channel);
 
-/// Sample rate, sample size and channels, of what the device offers.
+/// Sample rate, sample size and channels offered by the device.
 SettingsPage* MakeSoundSamplePage(SoundChannel& channel);
 
-/// The compression, with the data rate that comes of it.
+/// The compressor and the resulting data rate.
 SettingsPage* MakeSoundCompressionPage(SoundChannel& channel);
 
 } // namespace platform

@@ -68,7 +68,7 @@ private:
         rate->setEnabled(!channel.FormatIsFixed());
     }
 
-    // The choices that the device offers beside the rest of its present format, and the one in use.
+    // The choices that the device offers with the rest of its present format, and the one in use.
     void ShowOffered(QComboBox& popup, std::vector<Choice> choices, int inUse, const SoundFormat& present,
                      int32_t SoundFormat::*property)
     {

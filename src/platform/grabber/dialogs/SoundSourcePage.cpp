@@ -67,7 +67,7 @@ public:
         const auto [left, right] = channel.DialogMeter().Levels();
         level->Show(left, right);
         levelText->setText(level->Text());
-        KeepShowingSettings(); // a mixer elsewhere sets the gain as well
+        KeepShowingSettings(); // a mixer can set the gain as well
     }
 
 protected:

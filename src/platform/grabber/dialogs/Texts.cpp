@@ -10,9 +10,9 @@ namespace platform {
 namespace {
 
 constexpr qsizetype kMaxSentenceLength = 400;
-constexpr qsizetype kMaxRead = 1000; // what is longer is no name, and costs time
+constexpr qsizetype kMaxRead = 1000; // nothing longer is a name, and it would cost time
 
-// Of the format characters, scripts need the joiners; the rest turns directions or marks up.
+// Of the format characters, scripts need the joiners; the others change the writing direction or add markup.
 bool IsShown(QChar character)
 {
     constexpr char16_t nonJoiner = 0x200C;

@@ -17,10 +17,10 @@ namespace platform {
 namespace {
 
 // In average letters.
-constexpr int kSliderLetters = 20; // at least
-constexpr int kNumberLetters = 18; // at most, whatever the range is
+constexpr int kSliderLetters = 20; // minimum width
+constexpr int kNumberLetters = 18; // maximum width, whatever the range
 
-/// A number whose text is the user's until he has finished it.
+/// A number whose text is not changed while the user is editing it.
 class NumberBox : public QDoubleSpinBox {
 public:
     using QDoubleSpinBox::QDoubleSpinBox;
@@ -88,7 +88,7 @@ void ValueEditor::SetUpReset(const QString& name)
     connect(reset, &QToolButton::clicked, this, [this] { Take(scale.Range().deviceDefault); });
 }
 
-// A key moves by one of the device's steps where a position of the slider is less than that.
+// An arrow key moves by one of the device's steps if a position of the slider is less than that.
 void ValueEditor::Step(int action)
 {
     if (action != QAbstractSlider::SliderSingleStepAdd && action != QAbstractSlider::SliderSingleStepSub)

@@ -15,17 +15,17 @@ class QWidget;
 
 namespace platform {
 
-/// One value of a device in three widgets that stand side by side: a slider to drag, a number to type, and a button
-/// that puts the default back. What the user sets is passed on at once; what the device has is shown by `Show`.
+/// One value of a device in three widgets side by side: a slider, a number field, and a button that restores the
+/// default. What the user sets is passed on at once; `Show` shows the device's value.
 class ValueEditor : public QObject {
 public:
-    /// The control tells name, range, step, unit and default. Widgets are children of `parent`, as is the editor.
+    /// `control` has name, range, step, unit and default. The widgets and the editor are children of `parent`.
     ValueEditor(const ImageControl& control, std::function<void(int64_t)> take, QWidget* parent);
 
-    /// A value under the user's hand stays as it is. The remark says why the control is not usable.
+    /// Shows a value, unless the user is changing it. The remark says why the control is not usable.
     void Show(int64_t value, bool usable, const QString& remark = {});
 
-    /// The three in a row of their own.
+    /// The three widgets in a row.
     QWidget* Row();
 
     QSlider* const slider;
@@ -43,7 +43,7 @@ private:
     const ValueScale scale;
     const std::function<void(int64_t)> take;
     int64_t shown = 0;
-    std::optional<int64_t> stepped; ///< the value that a key on the slider led to
+    std::optional<int64_t> stepped; ///< the value to which an arrow key moved the slider
 };
 
 } // namespace platform

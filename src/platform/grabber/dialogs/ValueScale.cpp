@@ -12,11 +12,11 @@
 namespace platform {
 namespace {
 
-constexpr int kPositions = 1000; // of a slider that doesn't count in the device's units
+constexpr int kPositions = 1000; // of a slider that doesn't use the device's units
 constexpr double kLogarithmicRatio = 100;
-constexpr int64_t kLogarithmicMaximum = 1000; // below that, every value has its place on the slider
+constexpr int64_t kLogarithmicMaximum = 1000; // below that, every value has its own slider position
 
-// A range that begins at 0 has a logarithm from its first step on, but only times are known to be meant that way.
+// A range that starts at 0 is logarithmic from its first step on, but only times are known to be meant that way.
 double LowestOfLogarithm(const ImageControl& control)
 {
     const bool isTime = control.unit.ends_with("s");
@@ -33,12 +33,12 @@ double LowestOfLogarithm(const ImageControl& control)
 ValueScale::ValueScale(const ImageControl& control) : range(control), lowest(LowestOfLogarithm(control))
 {
     ReadUnit(QString::fromStdString(control.unit));
-    // Without a unit, from 0 to 100 are percent.
+    // Values from 0 to 100 without a unit are percentages.
     if (control.unit.empty() && control.minimum == 0 && control.maximum == 100)
         suffix = " %";
 }
 
-// "K", "× 0.1 ms": a factor may stand before the unit. Percents are shown whole, seconds of arc in degrees.
+// "K", "× 0.1 ms": a factor may precede the unit. Percentages are whole numbers, arc seconds are shown in degrees.
 void ValueScale::ReadUnit(const QString& unit)
 {
     const QStringList words = unit.split(' ', Qt::SkipEmptyParts);

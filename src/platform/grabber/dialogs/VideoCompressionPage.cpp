@@ -18,7 +18,7 @@ QString QualityText(int quality)
     return names[(quality + 128) / 256];
 }
 
-// Shown in percent of the highest.
+// Shown as a percentage of the maximum.
 static_assert(kHighestQuality == 1024);
 ImageControl QualityControl(const char* name)
 {
@@ -43,7 +43,7 @@ QString LimitText(int bytesPerSecond)
     return bytesPerSecond == 0 ? QString("None") : ShortNumberText(megabits) + " Mbit a second";
 }
 
-// A popup's choices: 0, the usual values, and the present one where it is none of them.
+// The choices of a popup: 0, the usual values, and the present one if it is not among them.
 std::vector<Choice> ChoicesWith(int present, std::vector<int> values, QString (*text)(int))
 {
     values.insert(values.begin(), 0);
@@ -115,7 +115,7 @@ private:
         };
         for (const CompressorName& one : known)
             offer(one.codec, one.name);
-        // What the device compresses itself can be kept as it comes, also where nothing here could make it.
+        // Frames that the device compresses itself can be stored unchanged, even if no compressor here could make them.
         const FourCharCode sent = channel.TheDigitizer().Format().format;
         const auto isDelivered = [&](const CompressorName& one) { return channel.IsDelivered(one.codec); };
         if (std::ranges::none_of(known, isDelivered))
@@ -140,7 +140,7 @@ private:
         depth->setEnabled(withAlpha);
     }
 
-    // Where every frame is a key frame, there is nothing between them to set.
+    // If every frame is a key frame, there is nothing to set for the frames between them.
     void ShowInterFrame(const CompressionSettings& present, bool isInterFrame)
     {
         const int rate = isInterFrame ? present.keyFrameRate : 1;
@@ -179,7 +179,7 @@ private:
     {
         CompressionSettings wanted = channel.Compression();
         change(wanted);
-        rate.BeginAnew();
+        rate.Reset();
         givenUpBefore = channel.Counts().droppedInQueue;
         Changed(setting, channel.SetCompression(wanted));
     }

@@ -15,7 +15,7 @@
 namespace platform {
 namespace {
 
-// Whether rows made for one list of controls can show the other.
+// Whether rows created for one list of controls can show the other.
 bool HaveSameRows(const std::vector<ImageControl>& one, const std::vector<ImageControl>& other)
 {
     const auto shape = [](const ImageControl& control) {
@@ -80,7 +80,7 @@ private:
         };
     }
 
-    // Switches come first in the devices' own order, and what a switch held back before is set in the second round.
+    // Switches come first in the devices' own order, and what a switch blocked is set in the second round.
     void TakeDefaults()
     {
         Result result = noErr;

@@ -5,16 +5,16 @@
 
 namespace platform {
 
-/// The device's picture as it is captured and compressed, with its size and rate.
+/// The device's picture as captured and compressed, with its size and rate.
 SettingsPage* MakeVideoPreview();
 
 /// Device, input, television standard, frame format, size and rate.
 SettingsPage* MakeVideoSourcePage(SettingsTrial& trial, VideoChannel& channel);
 
-/// Compressor, quality, depth and key frames, with the data rate that comes of them.
+/// Compressor, quality, depth and key frames, with the resulting data rate.
 SettingsPage* MakeVideoCompressionPage(VideoChannel& channel);
 
-/// Every image control that the device has, and a button for the device's own defaults.
+/// Every image control of the device, and a button for the device's defaults.
 SettingsPage* MakeVideoImagePage(VideoChannel& channel);
 
 } // namespace platform

@@ -16,7 +16,7 @@ namespace {
 constexpr QSize kSmallest(160, 120);
 constexpr QSize kUsual(480, 360);
 
-/// Draws the newest frame into itself, as large as there is room for it.
+/// Draws the newest frame as large as there is space for it.
 class Picture : public QWidget {
 public:
     Picture()
@@ -26,7 +26,7 @@ public:
         setAccessibleName("Preview");
     }
 
-    // Shows the last frame; of an inter-frame codec, that takes all frames from a key frame on.
+    // Shows the last frame; with an inter-frame codec, this takes all frames since a key frame.
     void Show(std::span<const Sample> frames)
     {
         if (!IsInterFrame(frames.back().description->image.codec))

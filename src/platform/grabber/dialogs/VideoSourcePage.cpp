@@ -51,7 +51,7 @@ protected:
     Result SelectInput(int input) override { return channel.TheDigitizer().SelectInput(input); }
 
 private:
-    // What cameras call Motion JPEG is stored as a sequence of photographs, and named accordingly as a compressor.
+    // What cameras call Motion JPEG is stored as a sequence of still images, and named accordingly as a compressor.
     static QString NameOfFormat(const CaptureFormat& one)
     {
         if (one.format == CodeOf("jpeg"))
@@ -61,7 +61,7 @@ private:
     static QString NameOfSize(const CaptureFormat& one) { return QString("%1 × %2").arg(one.width).arg(one.height); }
     static QString NameOfRate(const CaptureFormat& one) { return ShortNumberText(one.frameRate) + " frames a second"; }
 
-    // "1280 × 720, 30 a second, Motion JPEG". What uncompressed pictures come to is known beforehand.
+    // "1280 × 720, 30 a second, Motion JPEG". The data rate of uncompressed pictures is computed.
     static QString NameOfPreset(const CaptureFormat& one)
     {
         const double bytesPerSecond = one.frameRate * one.height * PackedRowBytes(one.format, one.width);
@@ -69,7 +69,7 @@ private:
                (bytesPerSecond > 0 ? ", " + PerSecondText(bytesPerSecond) : QString());
     }
 
-    // Each size of each format at its highest rate, the largest first, and the format in use whatever its rate is.
+    // Each size of each format at its highest rate, the largest first, and the format in use at any rate.
     void ShowPresets(const CaptureFormat& present)
     {
         std::vector<size_t> best;
@@ -112,8 +112,8 @@ private:
         Form()->setRowVisible(standard, choices.size() > 1);
     }
 
-    // One choice for each name among the formats on offer that go with what the rows above say; its value is the place
-    // of the first such format, or of the one in use.
+    // One choice for each name among the offered formats that match the rows above; its value is the index of the first
+    // such format, or of the one in use.
     template <typename Name, typename Goes> void ShowOffered(QComboBox& popup, Name name, Goes goes)
     {
         const CaptureFormat present = channel.TheDigitizer().Format();
@@ -131,7 +131,7 @@ private:
         ShowChoices(popup, choices, chosen);
     }
 
-    // The row that was touched gets what it says. The others keep what they say as far as the device has it.
+    // The changed row gets its choice. The others keep theirs as far as the device supports it.
     void TakeFormat(const QComboBox* touched)
     {
         const auto index = static_cast<size_t>(touched->currentData().toInt());
