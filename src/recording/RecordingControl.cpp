@@ -4,6 +4,7 @@
 // file itself.
 #include "capture/VelmoraCanvas.h"
 
+#include "platform/clock/MonotonicClock.h"
 #include "platform/grabber/SequenceGrabber.h"
 #include "platform/memory/ResultCodes.h"
 #include "platform/movies/Movies.h"
@@ -68,9 +69,10 @@ void VelmoraCanvas::WatchLimits()
         platform::SGSetSplits(theSGComp, {}, nullptr);
         return;
     }
-    const platform::SGSplitRule rule{.fileNanoseconds = std::llround(Limits.fileSeconds * 1e9),
+    const platform::SGSplitRule rule{.fileNanoseconds =
+                                         std::llround(Limits.fileSeconds * platform::kNanosecondsPerSecond),
                                      .fileBytes = Limits.fileBytes,
-                                     .nanoseconds = std::llround(Limits.seconds * 1e9),
+                                     .nanoseconds = std::llround(Limits.seconds * platform::kNanosecondsPerSecond),
                                      .frames = Limits.frames};
     platform::SGSetSplits(theSGComp, rule,
                           [this](bool ends) { return UseDataProc && !isRecording ? std::string() : ReachLimit(ends); });

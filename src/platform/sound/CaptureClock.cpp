@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/sound/CaptureClock.h"
 
+#include "platform/clock/MonotonicClock.h"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -8,11 +10,10 @@
 namespace platform {
 namespace {
 
-constexpr double kNanoseconds = 1e9;
 constexpr int64_t kGap = 100'000'000;
 // Servers report too high a latency until a stream has run for a moment.
-constexpr int64_t kSettling = 1'000'000'000;
-constexpr int64_t kLargestSettling = 300'000'000;
+constexpr int64_t kSettling = kNanosecondsPerSecond;
+constexpr int64_t kMaxSettling = 300'000'000;
 // On a busy machine a few buffers are late; after lost samples all following ones are.
 constexpr int kConfirmations = 10;
 // Each stamp moves by this fraction towards the median, which smooths the median's own steps.
@@ -20,7 +21,7 @@ constexpr int64_t kSteering = 8;
 
 int64_t Duration(int64_t frames, double sampleRate)
 {
-    return std::llround(static_cast<double>(frames) / sampleRate * kNanoseconds);
+    return std::llround(static_cast<double>(frames) / sampleRate * kNanosecondsPerSecond);
 }
 
 } // namespace
@@ -44,10 +45,11 @@ CaptureClock::Stamp CaptureClock::Take(int64_t measured, int64_t frames, double 
 {
     Stamp stamp;
     const int64_t error = begun ? measured - counted - steered : 0;
-    farAhead = error > (counted > settled ? kGap : kLargestSettling) ? farAhead + 1 : 0;
+    farAhead = error > (counted > settled ? kGap : kMaxSettling) ? farAhead + 1 : 0;
     const bool gap = std::exchange(interrupted, false) ? error > 0 : farAhead == kConfirmations;
     if (gap)
-        stamp.framesLost = static_cast<uint64_t>(std::llround(static_cast<double>(error) * sampleRate / kNanoseconds));
+        stamp.framesLost =
+            static_cast<uint64_t>(std::llround(static_cast<double>(error) * sampleRate / kNanosecondsPerSecond));
     if (!begun || gap)
         Begin(measured);
     const int64_t duration = Duration(frames, sampleRate);

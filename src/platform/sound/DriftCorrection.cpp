@@ -158,11 +158,11 @@ std::span<const uint8_t> DriftCorrection::Convert(std::span<const uint8_t> bytes
     const bool isPacked = format.sampleSize == 24;
     const auto frameBytes = static_cast<size_t>(isPacked ? 4 * format.channels : format.BytesPerFrame());
     const auto given = static_cast<int>(bytes.size() / static_cast<size_t>(format.BytesPerFrame()));
-    const int room = given + given / 100 + static_cast<int>(kHistoryFrames);
-    output.resize(std::max(output.size(), static_cast<size_t>(room) * frameBytes));
+    const int available = given + given / 100 + static_cast<int>(kHistoryFrames);
+    output.resize(std::max(output.size(), static_cast<size_t>(available) * frameBytes));
     uint8_t* target = output.data();
     const uint8_t* source = isPacked ? Widened(bytes) : bytes.data();
-    const int made = std::max(0, swr_convert(resampler.get(), &target, room, &source, given));
+    const int made = std::max(0, swr_convert(resampler.get(), &target, available, &source, given));
     const auto converted = std::span(output).first(static_cast<size_t>(made) * frameBytes);
     return isPacked ? Narrowed(converted) : converted;
 }

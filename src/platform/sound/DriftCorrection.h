@@ -28,6 +28,7 @@ public:
         double gap = 0.04;           ///< a stamp that is off by more seconds starts a new segment
     };
 
+    /// With the default parameters of the control loop.
     DriftCorrection() : DriftCorrection(Settings()) {}
     /// With other parameters of the control loop.
     explicit DriftCorrection(const Settings& settings) : settings(settings) {}

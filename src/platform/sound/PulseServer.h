@@ -59,6 +59,7 @@ public:
     /// The connection of this process, created at the first call.
     static std::shared_ptr<PulseServer> Shared();
 
+    /// Does not connect yet. Use `Shared`.
     PulseServer();
     ~PulseServer();
     PulseServer(const PulseServer&) = delete;

@@ -7,6 +7,7 @@ namespace platform {
 /// only. Create it before reading the list, so that no change is missed.
 class SoundWatcher {
 public:
+    /// Starts to watch the list.
     SoundWatcher();
     ~SoundWatcher();
     SoundWatcher(const SoundWatcher&) = delete;

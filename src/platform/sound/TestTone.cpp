@@ -19,7 +19,6 @@
 namespace platform {
 namespace {
 
-constexpr double kNanoseconds = 1e9;
 constexpr double kFrequency = 1000;
 constexpr double kBeepSeconds = 0.1;
 constexpr double kRampSeconds = 0.001;
@@ -57,12 +56,12 @@ void PutSample(uint8_t* bytes, int32_t sampleSize, double value)
 int64_t TimeOfFrame(int64_t frame, double sampleRate)
 {
     // A long double is exact to the nanosecond for centuries.
-    return std::llround(static_cast<long double>(frame) / sampleRate * kNanoseconds);
+    return std::llround(static_cast<long double>(frame) / sampleRate * kNanosecondsPerSecond);
 }
 
 int64_t FrameAtOrAfter(int64_t time, double sampleRate)
 {
-    auto frame = static_cast<int64_t>(static_cast<long double>(time) / kNanoseconds * sampleRate);
+    auto frame = static_cast<int64_t>(static_cast<long double>(time) / kNanosecondsPerSecond * sampleRate);
     while (TimeOfFrame(frame, sampleRate) < time)
         ++frame;
     return frame;
