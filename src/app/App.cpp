@@ -10,16 +10,15 @@
 #include "ui/MenuBar1.h"
 #include "ui/MovieWindow.h"
 
-// The process from its start to its end. Modules hold what outlives a window: the windows under their names, the file
-// types, the menu bar, the controls under their keys, the timers. Nothing of it is made or released by static
-// construction, because most of it needs the framework's runtime; `_InitialiseModules` and `_FinaliseModules` bracket
-// `_Main` instead.
+// The process from its start to its end. Modules hold what outlives a window: the windows by name, the file types, the
+// menu bar, the controls by key, the timers. None of it is created or released by static objects, because most of it
+// needs the framework's runtime; `_InitialiseModules` and `_FinaliseModules` bracket `_Main` instead.
 
 namespace velmora {
 
 framework::Reference<App> App::Instance()
 {
-    return framework::Reference<App>(std::dynamic_pointer_cast<App>(framework::TheApplication()));
+    return framework::Reference<App>(std::dynamic_pointer_cast<App>(framework::Application::Instance()));
 }
 
 void _NewAppInstance()
@@ -54,8 +53,8 @@ void _InitialiseModules()
     CarbonTimer::timers = std::make_unique<std::vector<framework::Reference<CarbonTimer>>>();
 }
 
-// Windows go first, since closing them still uses the menu bar and the controls. The controls and the timers refer to
-// each other and go last.
+// Windows are released first, since closing them still uses the menu bar and the controls. The controls and the timers
+// refer to each other and are released last.
 void _FinaliseModules()
 {
     framework::ReleaseImplicitWindows();

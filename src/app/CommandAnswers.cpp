@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Errors are listened to only while a command runs: at other times the control reports what is no news to a user, such
-// as a level meter asked of a device that has none, many times a second.
+// Errors are only shown while a command runs: at other times the control reports what is of no interest to a user, such
+// as a request for the level of a device without a meter, many times per second.
 #include "app/CommandAnswers.h"
 
 #include "platform/grabber/SessionSettings.h"
@@ -26,7 +26,7 @@ constexpr const char* kSoundOff = "Sound is off. Choose Enabled in the Sound men
 
 constexpr const char* kNoPicture = "There is no picture to grab: the camera has not sent one yet.";
 
-// Commands that show nothing themselves: an error is all there is to be seen of their failure.
+// Commands without a visible result: only an error shows that they failed.
 constexpr std::array<std::string_view, 7> kSilent{"MonitorPreviewWhileRecording",
                                                   "SizeFullSize",
                                                   "SizeHalfSize",
@@ -88,7 +88,7 @@ void CommandAnswers::Answer()
         MsgBox("This could not be carried out: " + SentenceFor(result), MessageKind::Warning);
 }
 
-// A dialog comes up only for a channel that is there.
+// A dialog is only shown for a channel that exists.
 void CommandAnswers::AnswerSettingsDialog(bool video)
 {
     const auto canvas = window->VelmoraCanvas1();
@@ -120,7 +120,7 @@ Explanation CommandAnswers::Explain(const std::string& text) const
 {
     if (const std::string meaning = MeaningOfMessage(text); !meaning.empty())
         return {meaning, MessageKind::Warning};
-    // Values of a channel that is off are none; the text shows them all the same.
+    // The values of a channel that is off are meaningless, but the text shows them all the same.
     const std::string off = carryingOut || text == framework::kNotCarriedOut ? ChannelOff() : "";
     if (!off.empty() && text != off)
         return {off, MessageKind::Note};

@@ -9,19 +9,19 @@
 
 namespace velmora {
 
-/// Sees to it that each command of the main window is answered. The control reports failures by its event `Error`,
-/// which the window leaves open, and a channel that is switched off refuses in silence: what a command could not do is
-/// told here, in words. It lives as long as the window.
+/// Makes sure that each command of the main window is answered. The control reports failures by its event `Error`,
+/// which the window does not handle, and a channel that is switched off fails silently: this class says in words what a
+/// command could not do. It lives as long as the window.
 class CommandAnswers {
 public:
-    /// Takes over the window's commands, the control's `Error` event and the explanations of message boxes. All of them
-    /// are given back at the end.
+    /// Takes over the window's commands, the control's `Error` event and the explanations of message boxes. The
+    /// destructor restores all of them.
     explicit CommandAnswers(Reference<MovieWindow> window);
     ~CommandAnswers();
     CommandAnswers(const CommandAnswers&) = delete;
     CommandAnswers& operator=(const CommandAnswers&) = delete;
 
-    /// What is to be said below a message.
+    /// The explanation shown below a message.
     framework::Explanation Explain(const std::string& text) const;
 
 private:
@@ -32,10 +32,10 @@ private:
     std::string ChannelOff() const;
 
     Reference<MovieWindow> window;
-    std::string command; ///< name of the item or button whose command came last
+    std::string command; ///< name of the menu item or button of the last command
     bool carryingOut = false;
-    bool failed = false; ///< the control has reported an error since the command began
-    int32_t result = 0;  ///< the last one's code
+    bool failed = false; ///< the control has reported an error since the command started
+    int32_t result = 0;  ///< code of the last error
 };
 
 } // namespace velmora

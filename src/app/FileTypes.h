@@ -6,18 +6,18 @@
 
 namespace velmora {
 
-/// The kinds of file that the application knows by name.
+/// The file types that the application registers by name.
 namespace FileTypes {
 
 extern framework::Reference<framework::FileType> pText; ///< settings files
-extern framework::Reference<framework::FileType> pDv;   ///< part of the set, used by nothing
+extern framework::Reference<framework::FileType> pDv;   ///< part of the set, but not used
 
-/// Makes both objects.
+/// Creates both objects.
 void _Initialize();
 
 } // namespace FileTypes
 
-/// The start sequence's call of `FileTypes::_Initialize`.
+/// Calls `FileTypes::_Initialize` in the start sequence.
 void _InitFileTypes();
 
 } // namespace velmora

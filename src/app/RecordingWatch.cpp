@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// A recording's life as the watch sees it: begun (a note of it is written), in progress (looked at twice a second),
-// ended (by the control; the writer may go on in the background), whole (the note is removed) or failed (the user is
-// told, and the note stays for the next start).
+// The states of a recording: started (a note of it is written), in progress (checked twice a second), ended (by the
+// control; the writer may continue in the background), complete (the note is removed) or failed (a message is shown,
+// and the note stays for the next start).
 //
-// The movie is finished without holding up the window: the platform's question whether to wait is answered with no at
-// once, and the box that shows the progress is only a view. The program's end is the one place that waits.
+// Finishing the movie does not block the window: the platform's question whether to wait is always answered with no,
+// and the box that shows the progress is only a view. Only the end of the program waits.
 #include "app/RecordingWatch.h"
 
 #include "framework/Guard.h"
@@ -33,9 +33,9 @@ namespace {
 
 constexpr int32_t kLookInterval = 500; // milliseconds
 constexpr double kWarnSeconds = 120;
-constexpr double kStopSeconds = 2; // of recording that the disk must still hold
+constexpr double kStopSeconds = 2; // of recording for which there must be space left on the disk
 constexpr int32_t kTurn = 50;      // milliseconds
-constexpr std::chrono::seconds kLongestRelease{5};
+constexpr std::chrono::seconds kMaxReleaseTime{5};
 
 bool IsUnfinished(const platform::FinishingMovie& movie)
 {
@@ -51,7 +51,7 @@ std::string DateText(int64_t time)
     return text.data();
 }
 
-// Repairs a recording and says what came of it.
+// Repairs a recording and shows the result.
 std::string Repair(RecordingNote& note)
 {
     const std::string& path = note.MoviePath();
@@ -75,7 +75,7 @@ RecordingWatch::RecordingWatch(Reference<MovieWindow> watched) : window(std::mov
 {
     window->VelmoraCanvas1()->RecordingChanged = [this](bool recording) { RecordingChanged(recording); };
     window->RefusesMenuItem = [this](const framework::MenuItem& item) { return RefusesMenuItem(item); };
-    const auto application = framework::TheApplication();
+    const auto application = framework::Application::Instance();
     application->MayQuit = [this] { return MayQuit(); };
     application->TerminationRequested = [this](framework::Termination reason) { Terminate(reason); };
     platform::SetMovieFinishHandler([](const std::string&, int64_t, int64_t) { return false; });
@@ -90,7 +90,7 @@ RecordingWatch::RecordingWatch(Reference<MovieWindow> watched) : window(std::mov
 RecordingWatch::~RecordingWatch()
 {
     platform::SetMovieFinishHandler(nullptr);
-    const auto application = framework::TheApplication();
+    const auto application = framework::Application::Instance();
     application->MayQuit = nullptr;
     application->TerminationRequested = nullptr;
     window->RefusesMenuItem = nullptr;
@@ -112,7 +112,7 @@ void RecordingWatch::RecordingBegan()
     const auto canvas = window->VelmoraCanvas1();
     const RecordingStatus status = canvas->Status();
     if (!status.recording) {
-        // The control has said what failed. Left alone it would say so for every frame.
+        // The control has reported what failed. Without a stop it would do so for every frame.
         PressStop();
         MsgBox(NameOf(status.path) + " can't be recorded: it could not be created.", MessageKind::Warning);
         return;
@@ -139,7 +139,7 @@ void RecordingWatch::RecordingEnded()
         Ended(path, status.finished, status.failure);
 }
 
-// The movie is whole on the disk, or it never will be by itself.
+// The movie is complete on the disk, or it will not become so on its own.
 void RecordingWatch::Ended(const std::string& path, bool whole, int32_t failure)
 {
     auto ended = recordings.extract(path);
@@ -158,8 +158,8 @@ void RecordingWatch::Ended(const std::string& path, bool whole, int32_t failure)
     }
 }
 
-// A box that waits for an answer would hold up the looks at the next recording. At the end of the program there is
-// none, and the text has to be seen.
+// A box that waits for an answer would block the checks of the next recording. At the end of the program there are
+// none, and the text must be seen.
 void RecordingWatch::Report(const std::string& text, MessageKind kind) const
 {
     if (ending)
@@ -193,7 +193,7 @@ void RecordingWatch::LookAtDisk(const RecordingStatus& status)
     }
 }
 
-// Shows the movies that are still being written, and tells of those that are done.
+// Shows the movies that are still being written, and reports those that are complete.
 void RecordingWatch::LookAtFinishing()
 {
     const auto movies = platform::FinishingMovies();
@@ -228,7 +228,7 @@ bool RecordingWatch::MayQuit()
         const String question = "A movie is being recorded: " + NameOf(current) + ".";
         if (Ask(question, {"Stop and save", "Keep recording"}, 1) != 0)
             return false;
-        // It may have ended meanwhile, as the disk filled up.
+        // The recording may have ended meanwhile, because the disk was full.
         if (window->VelmoraCanvas1()->Status().recording)
             PressStop();
     }
@@ -240,7 +240,7 @@ bool RecordingWatch::MayQuit()
 void RecordingWatch::Terminate(framework::Termination reason)
 {
     ending = true;
-    // Nobody may be there to answer a message.
+    // No user may be present to answer a message.
     framework::SetMsgBoxHandler([](const String& text) { std::fprintf(stderr, "%s\n", text.Bytes().c_str()); });
     const auto canvas = window->VelmoraCanvas1();
     if (reason == framework::Termination::DisplayLost) {
@@ -248,8 +248,8 @@ void RecordingWatch::Terminate(framework::Termination reason)
             framework::Guard([&] { canvas->Stop(); });
         platform::WaitForFinishingMovies();
         ReportFinished();
-        // A device that hangs must not hold up the end.
-        platform::EndWithin(kLongestRelease, EXIT_FAILURE);
+        // A device that hangs must not delay the end.
+        platform::EndWithin(kMaxReleaseTime, EXIT_FAILURE);
         canvas->Destructor();
     } else {
         if (!current.empty())
@@ -258,7 +258,7 @@ void RecordingWatch::Terminate(framework::Termination reason)
     }
 }
 
-// The same steps as a press on the button by the user.
+// The same steps as when the user presses the button.
 void RecordingWatch::PressStop()
 {
     platform::NoteInput();
@@ -285,7 +285,7 @@ void RecordingWatch::WaitForFinishing()
             break;
         box.Show(WritingText(unfinished->path, unfinished->doneBytes, unfinished->totalBytes), unfinished->doneBytes,
                  unfinished->totalBytes);
-        framework::TheApplication()->DoEvents(kTurn);
+        framework::Application::Instance()->DoEvents(kTurn);
     }
     ReportFinished();
 }

@@ -12,21 +12,21 @@
 
 namespace velmora {
 
-/// Watches over the recordings of the main window. The title bar says how the recording goes; nothing ends it unasked;
-/// it is stopped before the disk is full; a movie is followed until it is whole on the disk; a note of it is kept
-/// meanwhile, so that the next start can offer to repair what was cut off. It lives as long as the window.
+/// Watches the recordings of the main window. The title bar shows how a recording is going; nothing ends it without
+/// asking; it is stopped before the disk is full; a movie is tracked until it is complete on the disk; meanwhile a note
+/// of it is kept, so that the next start can offer to repair an interrupted recording. It lives as long as the window.
 class RecordingWatch {
 public:
-    /// Looks at the window's recording from now on, and offers repairs as soon as the window is shown.
+    /// Starts to watch the window's recordings, and offers repairs as soon as the window is shown.
     explicit RecordingWatch(Reference<MovieWindow> window);
     ~RecordingWatch();
     RecordingWatch(const RecordingWatch&) = delete;
     RecordingWatch& operator=(const RecordingWatch&) = delete;
 
-    /// Names the recordings that were cut off, and repairs them if the user wishes.
+    /// Lists the interrupted recordings, and repairs them if the user agrees.
     void OfferRepairs();
 
-    /// One look at the recording, as the timer takes it twice a second.
+    /// Checks the recording; the timer calls it twice a second.
     void Look();
 
 private:
@@ -44,20 +44,20 @@ private:
     void WaitForFinishing();
     void Ended(const std::string& path, bool whole, int32_t failure);
 
-    /// A movie that was recorded and is not known to be whole yet.
+    /// A recorded movie that is not known to be complete yet.
     struct Recording {
-        std::unique_ptr<RecordingNote> note; ///< null where none could be kept
-        std::string endText;                 ///< what to say when it is whole; empty: nothing
+        std::unique_ptr<RecordingNote> note; ///< null if none could be written
+        std::string endText;                 ///< the message when it is complete; empty: none
     };
 
     Reference<MovieWindow> window;
     framework::Timer timer;
-    framework::Timer start;                      ///< the first thing that the event loop does
+    framework::Timer start;                      ///< fires first in the event loop
     std::map<std::string, Recording> recordings; ///< by path: the one in progress and those being finished
-    std::string current;                         ///< path of the one in progress, else empty
+    std::string current;                         ///< path of the one in progress, otherwise empty
     bool warnedOfDisk = false;
     bool stopping = false;
-    bool ending = false; ///< the program ends as soon as all movies are whole
+    bool ending = false; ///< the program ends as soon as all movies are complete
     std::unique_ptr<framework::ProgressBox> finishingBox;
 };
 

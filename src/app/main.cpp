@@ -13,14 +13,14 @@
 
 namespace {
 
-// For the release of the devices, behind which nothing is left to save.
-constexpr std::chrono::seconds kLongestEnd{5};
+// Time to release the devices; everything is saved by then.
+constexpr std::chrono::seconds kMaxEndTime{5};
 
 constexpr const char* kHelp = "Usage: velmora [--help | --version]\n"
                               "Shows a camera's live picture and records it with sound to a QuickTime movie.\n"
                               "To record from a terminal, see velmora-record.\n";
 
-/// Answers an option that only asks for text; such a call needs no display. False when the window is to open.
+/// Answers an option that only prints a text, which needs no display. Returns false if the window should open.
 bool AnswerOption(std::string_view option)
 {
     if (option == "--version")
@@ -61,7 +61,7 @@ int main(int argc, char** argv)
     if (argc > 1)
         return Refuse("unexpected argument '" + std::string(argv[1]) + "'. velmora --help tells what it takes.", 2);
     framework::HandleTerminationSignals();
-    // Failures to write, which the writer answers: nothing to die of.
+    // Let writes fail instead: the writer reports the failure, and the process must not die of it.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     platform::StartPlatform();
@@ -72,7 +72,7 @@ int main(int argc, char** argv)
     } catch (const std::exception& exception) {
         framework::System::Log(1003, framework::String("Velmora ends: ") + exception.what());
     }
-    platform::EndWithin(kLongestEnd, exitCode);
+    platform::EndWithin(kMaxEndTime, exitCode);
     velmora::_FinaliseModules();
     platform::EndPlatform();
     framework::EndRuntime();

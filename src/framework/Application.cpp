@@ -182,7 +182,7 @@ void RegisterApplication(std::shared_ptr<Application> application)
     Runtime::Instance().application = std::move(application);
 }
 
-std::shared_ptr<Application> TheApplication()
+std::shared_ptr<Application> Application::Instance()
 {
     return Runtime::Instance().application;
 }

@@ -23,6 +23,9 @@ class Application {
 public:
     virtual ~Application() = default;
 
+    /// The registered application object; null before `RegisterApplication` and after `EndRuntime`.
+    static std::shared_ptr<Application> Instance();
+
     /// The menu bar of all windows; nil without one.
     framework::Reference<framework::MenuBar> MenuBar() const { return bar; }
     /// Sets the menu bar and rebuilds the menus of all open windows.
@@ -72,10 +75,8 @@ int ExitStatus(int exitCode);
 /// all static objects created so far. `RunEventLoop` registers it; call this again after creating further ones.
 void GuardExit();
 
-/// Sets the object that `TheApplication` returns.
+/// Sets the object that `Application::Instance` returns.
 void RegisterApplication(std::shared_ptr<Application> application);
-/// The registered application object; null before `RegisterApplication` and after `EndRuntime`.
-std::shared_ptr<Application> TheApplication();
 
 /// Lets other threads run; call it in long loops. No event is handled.
 void YieldToBackground();

@@ -25,12 +25,14 @@ public:
 /// A nil reference was used.
 class NilObjectException : public TechnicalException {
 public:
+    /// With the message "Nil object" for the log.
     NilObjectException() : TechnicalException("Nil object") {}
 };
 
 /// A memory block was accessed outside of its bounds.
 class OutOfBoundsException : public TechnicalException {
 public:
+    /// With the message "Out of bounds" for the log.
     OutOfBoundsException() : TechnicalException("Out of bounds") {}
 };
 

@@ -27,7 +27,7 @@
 namespace framework {
 namespace {
 
-constexpr qsizetype kLongestName = 255; // bytes
+constexpr qsizetype kMaxNameLength = 255; // bytes
 
 // The folder of the first dialog: the user's Videos folder, or its nearest parent that exists.
 QString FirstFolder()
@@ -143,7 +143,7 @@ private:
             return "A name with a backslash (\\) can't be used here. Please choose another name.";
         if (file.filePath().contains('\\'))
             return "A folder with a backslash (\\) in its name can't be used here. Please choose another folder.";
-        if (QFile::encodeName(file.fileName()).size() > kLongestName)
+        if (QFile::encodeName(file.fileName()).size() > kMaxNameLength)
             return "The name is too long. Please choose a shorter one.";
         if (!folder.isDir())
             return "The folder " + folder.filePath() + " does not exist.";

@@ -8,7 +8,7 @@
 namespace framework {
 namespace {
 
-constexpr size_t kLongestPString = 255;
+constexpr size_t kMaxPString = 255;
 
 template <typename T> T Read(const uint8_t* bytes)
 {
@@ -116,8 +116,8 @@ String MemoryBlock::PString(int32_t offset) const
 void MemoryBlock::PString(int32_t offset, const String& value)
 {
     Checked(offset, 1);
-    const auto room = static_cast<size_t>(Size() - offset - 1);
-    const auto length = static_cast<int32_t>(std::min({value.Bytes().size(), room, kLongestPString}));
+    const auto available = static_cast<size_t>(Size() - offset - 1);
+    const auto length = static_cast<int32_t>(std::min({value.Bytes().size(), available, kMaxPString}));
     Byte(offset, length);
     StringValue(offset + 1, length, value);
 }
@@ -131,10 +131,10 @@ String MemoryBlock::StringValue(int32_t offset, int32_t size) const
 void MemoryBlock::StringValue(int32_t offset, int32_t size, const String& value)
 {
     uint8_t* bytes = Checked(offset, size);
-    const auto room = static_cast<size_t>(size);
-    const size_t copied = std::min(room, value.Bytes().size());
+    const auto available = static_cast<size_t>(size);
+    const size_t copied = std::min(available, value.Bytes().size());
     std::memcpy(bytes, value.Bytes().data(), copied);
-    std::memset(bytes + copied, 0, room - copied);
+    std::memset(bytes + copied, 0, available - copied);
 }
 
 Reference<MemoryBlock> NewMemoryBlock(int32_t size)

@@ -81,7 +81,7 @@ void RunWithProgress(const String& text, const std::function<void()>& work)
         ProgressBox box(ProgressBox::Kind::Modal);
         while (!ended) {
             box.Show(text, 0, 0);
-            TheApplication()->DoEvents(kTurn);
+            Application::Instance()->DoEvents(kTurn);
         }
     }
     worker.join();

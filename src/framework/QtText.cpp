@@ -22,7 +22,7 @@ String FromQt(const QString& text)
 
 namespace {
 
-constexpr int kLongestWord = 100;
+constexpr int kMaxWordLength = 100;
 constexpr QChar kBreakHere(0x200B);
 
 bool TurnsDirection(QChar c)
@@ -48,7 +48,7 @@ QString Displayed(const String& text, qsizetype longest)
         if (TurnsDirection(c) || (c.category() == QChar::Other_Control && c != '\n'))
             continue;
         word = c.isSpace() ? 0 : word + 1;
-        if (word > kLongestWord && !c.isLowSurrogate()) {
+        if (word > kMaxWordLength && !c.isLowSurrogate()) {
             shown += kBreakHere;
             word = 1;
         }

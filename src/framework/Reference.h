@@ -22,10 +22,8 @@ public:
     T* operator->() const { return Checked(); }                  ///< raises `NilObjectException` if nil
     T& operator*() const { return *Checked(); }                  ///< raises `NilObjectException` if nil
     explicit operator bool() const { return object != nullptr; } ///< false if nil
-    bool operator==(const Reference& other) const
-    {
-        return object == other.object;
-    } ///< whether both are the same object
+    /// Whether both are the same object.
+    bool operator==(const Reference& other) const { return object == other.object; }
 
     /// The plain pointer; null if nil.
     T* Get() const { return object.get(); }

@@ -40,7 +40,7 @@ void FollowSession(QSessionManager& session)
         if (!RequestQuit())
             session.cancel();
         session.release();
-    } else if (const auto application = TheApplication()) {
+    } else if (const auto application = Application::Instance()) {
         Guard([&] { Raise(application->TerminationRequested, Termination::Signal); });
     }
 }

@@ -52,7 +52,7 @@ void OnSignal(int signal)
 
 void RequestTermination(Termination reason)
 {
-    if (const auto application = TheApplication())
+    if (const auto application = Application::Instance())
         Guard([&] { Raise(application->TerminationRequested, reason); });
 }
 

@@ -7,6 +7,7 @@ namespace framework {
 /// times they end the process at once.
 class TerminationWatch {
 public:
+    /// Starts to pass signals to the event loop.
     TerminationWatch();
     ~TerminationWatch();
     TerminationWatch(const TerminationWatch&) = delete;

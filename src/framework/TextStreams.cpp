@@ -11,7 +11,7 @@
 namespace framework {
 namespace {
 
-constexpr size_t kLongestText = size_t{64} << 20;
+constexpr size_t kMaxTextSize = size_t{64} << 20;
 constexpr size_t kPiece = size_t{64} << 10;
 
 } // namespace
@@ -37,7 +37,7 @@ void TextOutputStream::Write(const String& text)
 String TextInputStream::ReadAll()
 {
     std::string text;
-    while (file && text.size() < kLongestText) {
+    while (file && text.size() < kMaxTextSize) {
         const size_t before = text.size();
         text.resize(before + kPiece);
         file.read(text.data() + before, static_cast<std::streamsize>(kPiece));

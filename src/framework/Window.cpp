@@ -378,7 +378,7 @@ platform::PortReference Window::Port() const
 
 void Window::UpdateMenus()
 {
-    const auto application = TheApplication();
+    const auto application = Application::Instance();
     if (!application || !application->MenuBar() || state->closed)
         return;
     ForEachItem(*application->MenuBar(), [this](MenuItem& item) {

@@ -18,6 +18,7 @@ namespace framework {
 /// `Open` events in order and then the window's own, and shows the window.
 class Window {
 public:
+    /// A window that is not on the screen yet; see `Construct`.
     Window();
     virtual ~Window();
     Window(const Window&) = delete;

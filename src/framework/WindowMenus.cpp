@@ -18,7 +18,7 @@
 namespace framework {
 namespace {
 
-constexpr qsizetype kLongestLabel = 80;
+constexpr qsizetype kMaxLabelLength = 80;
 
 class ItemAction : public QAction {
 public:
@@ -34,7 +34,7 @@ QKeySequence ShortcutOf(const MenuItem& item)
 
 QString LabelOf(const MenuItem& item)
 {
-    QString label = OneLine(item.Text, kLongestLabel);
+    QString label = OneLine(item.Text, kMaxLabelLength);
     return item.HasMnemonic ? label : label.replace('&', "&&");
 }
 

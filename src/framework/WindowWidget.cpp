@@ -46,7 +46,7 @@ WindowWidget::WindowWidget(Window& owner) : owner(owner), content(new ContentWid
 
 void WindowWidget::RebuildMenus()
 {
-    const auto application = TheApplication();
+    const auto application = Application::Instance();
     const auto bar = application ? application->MenuBar() : nullptr;
     menus.reset();
     if (bar && owner.MenuBarVisible) {

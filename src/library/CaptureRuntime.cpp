@@ -37,7 +37,7 @@ int CaptureRuntime::Run()
 
 void CaptureRuntime::Quit()
 {
-    framework::TheApplication()->Quit();
+    framework::Application::Instance()->Quit();
 }
 
 } // namespace velmora

@@ -71,7 +71,7 @@ ExitCode Recorder::Run()
 {
     if (!command.output.empty() && !NameOutput())
         return exitCode;
-    framework::TheApplication()->TerminationRequested = [this](framework::Termination) { Interrupted(); };
+    framework::Application::Instance()->TerminationRequested = [this](framework::Termination) { Interrupted(); };
     if (!command.reportFile.empty() && !(report.emplace(command.reportFile)).IsWritable()) {
         Fail(ExitCode::Unwritable, "can't write the report to " + command.reportFile);
         return exitCode;
@@ -83,7 +83,7 @@ ExitCode Recorder::Run()
     // If something else ended the event loop, finish the movie here.
     if (state != State::Done)
         Finish(ExitCode::Failed, "the program was ended");
-    framework::TheApplication()->TerminationRequested = nullptr;
+    framework::Application::Instance()->TerminationRequested = nullptr;
     platform::EndWithin(kMaxRelease, static_cast<int>(exitCode));
     canvas->Error = nullptr;
     Close();
@@ -386,7 +386,7 @@ void Recorder::Finish(ExitCode code, const std::string& message)
     timer->Mode(framework::Timer::Off);
     if (wasRecording)
         StopRecording();
-    framework::TheApplication()->Quit();
+    framework::Application::Instance()->Quit();
 }
 
 void Recorder::StopRecording()

@@ -187,7 +187,7 @@ ExitCode RecordTape(const std::shared_ptr<platform::Bus>& bus, const BusDevice& 
         bus, device,
         {.rewind = tape.rewind, .play = tape.play, .signalSeconds = tape.signalSeconds, .seconds = command.seconds},
         OutputsOf(command));
-    const auto application = framework::TheApplication();
+    const auto application = framework::Application::Instance();
     QTimer steps, progress;
     QObject::connect(&steps, &QTimer::timeout, [&] {
         if (recorder.Step() == TapeRecorder::State::Done)

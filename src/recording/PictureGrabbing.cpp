@@ -20,7 +20,7 @@ Reference<Picture> VelmoraCanvas::GrabPicture(int32_t width, int32_t height)
 
     const MemoryBlock picture(4);
     MemoryBlock bounds(8);
-    const Reference<framework::Application> application(framework::TheApplication());
+    const Reference<framework::Application> application(framework::Application::Instance());
     for (int i = 0; i < 10; ++i)
         application->DoEvents(-1);
     bounds.Short(0, Top());

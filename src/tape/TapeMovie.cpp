@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // A movie of frames from a tape.
 //
-// The deck's clock is the only one: a frame's place is its number, and sound is taken to be as long as the frames that
-// bring it. A camera whose sound runs a little fast or slow against its pictures (consumer DV allows that) is put right
-// by the same slight resampling as a microphone; others pass bit for bit.
+// The deck's clock is the only one: a frame's position is its number, and sound is assumed to be as long as its frames.
+// If a camera's sound runs slightly fast or slow relative to its pictures (consumer DV allows that), it is corrected by
+// the same slight resampling as a microphone; other sound is copied bit for bit.
 #include "tape/TapeMovie.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -23,7 +23,7 @@ constexpr int32_t kVideoScale = 30'000;
 constexpr int32_t kFrameWidth = 720;
 constexpr int16_t kFullVolume = 256;
 constexpr int32_t kTrackEnd = -1;
-// So many frames without a timecode may lie in a run: one that is damaged does not end it.
+// Frames without a timecode that a run may contain: a damaged one does not end it.
 constexpr int64_t kFramesWithoutTimecode = 25;
 
 std::span<const uint8_t> BytesOf(std::span<const int16_t> samples)
@@ -58,7 +58,7 @@ Result TapeMovie::Add(std::span<const uint8_t> frame, const DvSound& frameSound,
                       const std::optional<TapeTimecode>& timecode, uint32_t lostBefore)
 {
     if (length == 0)
-        lostBefore = 0; // they belong to no movie
+        lostBefore = 0; // these belong to no movie
     if (AddPending(lostBefore) != noErr)
         return Failure();
     length += lostBefore;
@@ -100,7 +100,7 @@ Result TapeMovie::AddSound(const DvSound& frameSound, uint32_t lostBefore)
     return frameSound.samples.empty() ? AddSilence(length, length + 1) : AddSamples(frameSound.samples, length);
 }
 
-// The sound of frames without.
+// Silence for frames without sound.
 Result TapeMovie::AddSilence(int64_t fromFrame, int64_t toFrame)
 {
     constexpr int64_t kFramesAtOnce = 25;
@@ -126,7 +126,7 @@ Result TapeMovie::AddSamples(std::span<const int16_t> samples, int64_t frame)
     return Keep(sound->AddSamples({.bytes = line.bytes, .description = soundDescription, .count = count}));
 }
 
-// A frame whose timecode can't be read goes on with the run that it lies in.
+// A frame whose timecode can't be read continues the run around it.
 Result TapeMovie::NoteTimecode(const std::optional<TapeTimecode>& timecode)
 {
     if (!timecode)
@@ -152,7 +152,7 @@ Result TapeMovie::EndTimecodeRun()
     const auto duration = static_cast<int32_t>((run->known - run->start) * FrameUnits());
     const auto description = MakeTimecodeDescription(kVideoScale, FrameUnits(), isPal ? 25 : 30, run->dropFrame);
     Keep(timecodes->AddSamples({.bytes = bytes, .description = description, .durationPerSample = duration}));
-    // Lengths in the movie are rounded up: a run that follows at once goes to the end.
+    // Durations in the movie are rounded up: a run that is followed by another one extends to its end.
     const auto place = static_cast<int32_t>(run->start * FrameUnits() * kMovieTimeScale / kVideoScale);
     Keep(timecodes->Insert(place > timecodePlace ? place : kTrackEnd, timecodeTime, duration));
     timecodePlace = std::max(place, timecodePlace) +

@@ -14,30 +14,30 @@
 
 namespace velmora {
 
-/// A movie of frames from a tape, all of one television system: the frames as they came, their sound, and a track of
-/// the tape's own timecode. Frames are counted, not timed: each lasts exactly as long as its system says, and one that
-/// is followed by lost ones stands in for them.
+/// A movie of frames from a tape, all of one television system: the unchanged frames, their sound, and a track with the
+/// tape's own timecode. Frames are counted, not timed: each has the exact duration of its system, and a frame that is
+/// followed by lost ones is extended over them.
 class TapeMovie {
 public:
-    /// Creates the file; one of that name is replaced. Null, with the reason in `result`, when that fails.
+    /// Creates the file, replacing an existing one. Null on failure, with the reason in `result`.
     static std::unique_ptr<TapeMovie> Create(const std::string& path, bool isPal, platform::Result& result);
 
-    /// Adds a frame, behind so many lost ones. `sound` is that of the frame; empty for a frame without.
+    /// Adds a frame that follows `lostBefore` lost ones. `sound` is the frame's sound; empty if it has none.
     platform::Result Add(std::span<const uint8_t> frame, const platform::DvSound& sound,
                          const std::optional<platform::TapeTimecode>& timecode, uint32_t lostBefore);
 
     /// Completes the file. `recorded`: when its first frame was recorded.
     platform::Result Finish(std::optional<platform::TapeTime> recorded);
 
-    /// Length so far in frames, the lost ones included.
+    /// Length so far in frames, including lost ones.
     int64_t Length() const { return length; }
 
 private:
-    /// Frames whose timecode goes on evenly.
+    /// Frames with a continuous timecode.
     struct TimecodeRun {
-        int64_t start = 0; ///< place in the movie, in frames
+        int64_t start = 0; ///< position in the movie, in frames
         int32_t number = 0;
-        int64_t known = 0; ///< up to the last frame whose timecode could be read
+        int64_t known = 0; ///< end of the last frame whose timecode could be read
         bool dropFrame = false;
     };
 
@@ -51,17 +51,17 @@ private:
     platform::Result EndTimecodeRun();
     platform::Result Keep(platform::Result result);
     platform::Result Failure() const { return movie.Failure(); }
-    int64_t TimeOf(int64_t frame) const; ///< nanoseconds
+    int64_t TimeOf(int64_t frame) const; ///< in nanoseconds
     int32_t FrameUnits() const { return isPal ? 1200 : 1001; }
 
     const bool isPal;
     platform::MovieBuilder movie;
     std::shared_ptr<platform::MovieTrack> video;
-    std::shared_ptr<platform::MovieTrack> sound;     ///< made with the first sound
-    std::shared_ptr<platform::MovieTrack> timecodes; ///< made with the first timecode
+    std::shared_ptr<platform::MovieTrack> sound;     ///< created with the first sound
+    std::shared_ptr<platform::MovieTrack> timecodes; ///< created with the first timecode
     std::vector<uint8_t> videoDescription;
     std::vector<uint8_t> soundDescription;
-    double soundRate = 0; ///< 0 as long as no sound has come
+    double soundRate = 0; ///< 0 until the first sound
     platform::DriftCorrection clock;
     std::vector<int16_t> silence;
     std::vector<uint8_t> pending; ///< the newest frame, until it is known how many lost ones follow it

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // A tape from the deck to its files.
 //
-// The deck is asked twice a second what it does. A tape is over when the deck has stopped playing by itself, as it does
-// at the end of the tape, or when no picture has come for a while: a deck that does not answer, one without a tape
-// subunit, and one that is worked by hand end in that way.
+// The state of the deck is queried twice a second. A tape has ended if the deck has stopped playing on its own, as it
+// does at the end of the tape, or if no picture has arrived for a while: this covers a deck that does not respond, one
+// without a tape subunit, and one that is operated by hand.
 #include "tape/TapeRecorder.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -97,7 +97,7 @@ void TapeRecorder::LookAtDeck()
     {
         const std::lock_guard lock(mutex);
         if (!waiting.empty())
-            return; // these go first
+            return; // process these first
         hasLeft = streamFailed;
     }
     if (hasLeft)
@@ -159,7 +159,7 @@ void TapeRecorder::End(Outcome how, std::string why)
     reason = std::move(why);
     if (stream)
         stream->Stop();
-    // Frames that came on the way here belong to the tape, but not to the time that is over.
+    // Frames that arrived up to here belong to the tape, but not to the requested time, which is over.
     if (how != Outcome::Unwritable && !TimeIsOver())
         TakeFrames();
     if (stopsDeck && how != Outcome::NoDeck)
@@ -175,7 +175,7 @@ void TapeRecorder::Finish()
     End(state == State::Recording ? Outcome::Recorded : Outcome::NoPicture, "Stopped.");
 }
 
-// On the stream's thread.
+// Runs on the stream's thread.
 
 void TapeRecorder::DvFrameArrived(std::span<const uint8_t> frame, bool complete, int64_t /*captureTime*/)
 {

@@ -11,45 +11,45 @@
 
 namespace velmora {
 
-/// How a tape is to be recorded.
+/// How to record a tape.
 struct TapeJob {
-    bool rewind = false;       ///< first
-    bool play = false;         ///< start the deck, and stop it at the end; else that is done by hand
-    double signalSeconds = 10; ///< without a picture after which the tape counts as over
-    double seconds = 0;        ///< of tape; 0: all of it
+    bool rewind = false;       ///< rewind the tape first
+    bool play = false;         ///< start the deck, and stop it at the end; otherwise the user does
+    double signalSeconds = 10; ///< seconds without a picture after which the tape has ended
+    double seconds = 0;        ///< length in seconds; 0: the whole tape
 };
 
-/// Records what a deck plays: works its transport, takes the frames, and ends with the tape.
+/// Records what a deck plays: operates its transport, takes the frames, and ends with the tape.
 ///
-/// Frames wait in memory in front of a slow disk or a deck that answers slowly; what finds no room there is counted as
-/// lost.
+/// Frames are buffered in memory while the disk is slow or the deck answers slowly; frames that do not fit are counted
+/// as lost.
 class TapeRecorder : private platform::DvStreamSink {
 public:
     enum class State { Rewinding, WaitingForPicture, Recording, Done };
     enum class Outcome {
         Recorded,
-        NoDeck,     ///< it left, does not answer, or can't be connected
+        NoDeck,     ///< it left, does not respond, or can't be connected
         NoPicture,  ///< the tape is blank, or there is none
-        Unwritable, ///< `Problem` of the writer
+        Unwritable, ///< see `Problem` of the writer
     };
 
-    /// Prepares a recording from a device of the bus; `Step` starts it.
+    /// Prepares a recording from a device; `Step` starts it.
     TapeRecorder(std::shared_ptr<platform::Bus> bus, const platform::BusDevice& device, const TapeJob& job,
                  TapeOutputs outputs);
     ~TapeRecorder() override;
     TapeRecorder(const TapeRecorder&) = delete;
     TapeRecorder& operator=(const TapeRecorder&) = delete;
 
-    /// Does what is due. To be called some times a second, at the latest when `WaitForFrames` returns.
+    /// Does what is due. Call it a few times per second, and whenever `WaitForFrames` returns.
     State Step();
 
-    /// Waits until frames have come, for so many milliseconds at the longest.
+    /// Waits for frames, at most that many milliseconds.
     void WaitForFrames(int milliseconds);
 
-    /// Ends the recording; the files are completed. Does nothing when that is done.
+    /// Ends the recording and completes the files. Does nothing the second time.
     void Finish();
 
-    /// How the recording ended, and why, in one line.
+    /// How the recording ended.
     Outcome Ended() const { return outcome; }
     /// Why the recording ended, in one line; empty before.
     const std::string& Reason() const { return reason; }
@@ -57,7 +57,7 @@ public:
     /// The writer, for its counts and files.
     const TapeWriter& Writer() const { return writer; }
 
-    /// Frames that may wait in memory.
+    /// Maximum number of frames in memory.
     static constexpr size_t kMaxWaiting = 500;
 
 private:
@@ -89,11 +89,11 @@ private:
     Outcome outcome = Outcome::Recorded;
     std::string reason;
     bool begun = false;
-    bool wasPlaying = false; ///< as far as the deck said
-    bool stopsDeck = false;  ///< it plays because it was started here
+    bool wasPlaying = false; ///< according to the last response of the deck
+    bool stopsDeck = false;  ///< whether it was started here, so that it must be stopped here
     int64_t nextLook = 0;
     int64_t lastAnswer = 0; ///< of the deck, while it rewinds
-    int64_t lastFrame = 0;  ///< when the last one was taken, or the wait for the first one began
+    int64_t lastFrame = 0;  ///< when the last one was processed, or the wait for the first one started
 
     std::mutex mutex; // guards the following
     std::condition_variable arrived;

@@ -12,25 +12,25 @@
 
 namespace velmora {
 
-/// Frames in a row with which something is wrong.
+/// Consecutive frames with the same fault.
 struct TapeFault {
     enum class Kind {
-        Lost,       ///< never came
+        Lost,       ///< never arrived
         Incomplete, ///< packets were lost on the bus
-        Concealed,  ///< the deck could not read parts of them from the tape and sent others in their place
+        Concealed,  ///< the deck could not read parts of them from the tape and replaced these
     };
     Kind kind = Kind::Lost;
-    int64_t frame = 0; ///< place of the first one in its file
+    int64_t frame = 0; ///< position of the first one in its file
     uint32_t frames = 0;
-    int64_t blocks = 0;                             ///< concealed ones of all these frames
-    std::optional<platform::TapeTimecode> timecode; ///< of the tape, at the first one or the frame behind it
+    int64_t blocks = 0;                             ///< concealed blocks of all these frames
+    std::optional<platform::TapeTimecode> timecode; ///< on the tape, at the first one or the frame after it
 };
 
-/// What one file holds of a tape.
+/// What one file contains of a tape.
 struct TapeFileReport {
     std::string path;
     bool isPal = false;
-    int64_t length = 0; ///< in frames, the lost ones included
+    int64_t length = 0; ///< in frames, including lost ones
     int64_t lost = 0;
     int64_t incomplete = 0;
     int64_t concealed = 0;
@@ -43,7 +43,7 @@ struct TapeFileReport {
     double Seconds() const { return static_cast<double>(length) * (isPal ? 1200 : 1001) / 30'000; }
 };
 
-/// Several lines for people: the file, its timecode and dates, and each fault with its place.
+/// Several lines for the user: the file, its timecode and dates, and the position of each fault.
 std::string TextOf(const TapeFileReport& file);
 
 /// The report of one file as JSON.

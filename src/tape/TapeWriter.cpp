@@ -14,7 +14,7 @@ namespace {
 
 using namespace platform;
 
-// The camera's clock shows whole seconds, and frames may be lost between two of its readings.
+// The camera's clock shows whole seconds, and frames may be lost between two readings of it.
 constexpr double kSameRecording = 2.5; // seconds
 
 TapeTime Now()
@@ -112,7 +112,7 @@ bool TapeWriter::Add(std::span<const uint8_t> frame, bool isWhole, uint32_t lost
     return result == noErr || Fail(files.back().path, result);
 }
 
-// Whether a movie begins with the newest frame.
+// Whether the newest frame starts a new movie.
 bool TapeWriter::BeginsMovie(const DvFrameInfo& info) const
 {
     if (files.empty() || files.back().isPal != info.isPal)
@@ -155,7 +155,7 @@ void TapeWriter::NoteFrame(bool isWhole, uint32_t lostBefore)
     if (!isWhole)
         NoteFault(TapeFault::Kind::Incomplete, file.length, 1, 0);
     file.incomplete += isWhole ? 0 : 1;
-    // What was lost on the bus says nothing about the tape.
+    // Losses on the bus say nothing about the tape.
     const bool isConcealed = isWhole && newest.concealedBlocks > 0;
     if (isConcealed)
         NoteFault(TapeFault::Kind::Concealed, file.length, 1, newest.concealedBlocks);
@@ -175,7 +175,7 @@ void TapeWriter::NoteFrame(bool isWhole, uint32_t lostBefore)
     ++file.length;
 }
 
-// Faults of one kind in frames that follow one another are one entry.
+// Faults of the same kind in consecutive frames share an entry.
 void TapeWriter::NoteFault(TapeFault::Kind kind, int64_t frame, uint32_t count, int64_t blocks)
 {
     auto& faults = files.back().faults;

@@ -13,41 +13,41 @@
 
 namespace velmora {
 
-/// What to write of a tape.
+/// What to write from a tape.
 struct TapeOutputs {
-    /// The path of movie number `number` (from 1 on), of a recording made at that time: seconds since 1970 by the clock
-    /// of the camera, or now where the tape does not say. Nothing: no movies.
+    /// Returns the path of movie `number` (from 1), of a recording made at that time: seconds since 1970 by the
+    /// camera's clock, or the present time if the tape has no date. Not set: no movies.
     std::function<std::string(int number, platform::TapeTime recorded)> movieName = {};
     bool splitRecordings = false; ///< a movie for each recording
-    std::string dvFile = {};      ///< the frames as they come, one behind the other; empty: none
-    bool replace = false;         ///< files of these names; else that is refused
+    std::string dvFile = {};      ///< the unchanged frames, one after the other; empty: none
+    bool replace = false;         ///< replace existing files; otherwise they are an error
 };
 
-/// Writes what a tape holds: movies, subtitles with the recording dates beside them, the plain stream of frames, and a
-/// report. A movie holds one television system and one rate of sound, so a change of either begins another.
+/// Writes the content of a tape: movies, subtitles with the recording dates, the raw stream of frames, and a report. A
+/// movie has one television system and one sample rate, so a change of either starts another movie.
 class TapeWriter {
 public:
-    /// Writes the outputs asked for.
+    /// Prepares the requested outputs.
     explicit TapeWriter(TapeOutputs wanted);
     ~TapeWriter();
     TapeWriter(const TapeWriter&) = delete;
     TapeWriter& operator=(const TapeWriter&) = delete;
 
-    /// Takes the next frame, behind so many lost ones. `isWhole`: all its packets came. What is no DV frame counts as a
-    /// lost one. False when a file can't be written any more: then `Finish` is left to do.
+    /// Takes the next frame, which follows `lostBefore` lost ones. `isWhole`: all its packets arrived. Data that is not
+    /// a DV frame counts as a lost frame. Returns false if a file can't be written any more; then call `Finish`.
     bool Add(std::span<const uint8_t> frame, bool isWhole, uint32_t lostBefore);
 
-    /// Completes all files. False when that, or anything before, failed.
+    /// Completes all files. Returns false if that, or anything before, failed.
     bool Finish();
 
-    /// What went wrong, in one line; empty when nothing did.
+    /// The reason of the first failure, in one line; empty if there is none.
     const std::string& Problem() const { return problem; }
-    /// The first failure, or 0.
+    /// Its result code, or 0.
     platform::Result Failure() const { return failure; }
 
-    /// The files so far, the one that is being written last.
+    /// The files so far; the last one may still be open.
     const std::vector<TapeFileReport>& Files() const { return files; }
-    /// What was read out of the newest frame.
+    /// The data of the newest frame besides picture and sound.
     const platform::DvFrameData& Newest() const { return newest; }
 
 private:
@@ -69,13 +69,13 @@ private:
     std::ofstream dv;
     std::unique_ptr<TapeMovie> movie;
     std::vector<TapeFileReport> files;
-    std::vector<DateCue> cues; ///< of the movie being written
+    std::vector<DateCue> cues; ///< of the present movie
     platform::DvFrameData newest;
     platform::DvSound sound;
-    double soundRate = 0;                       ///< of the movie being written; 0: not known yet
-    std::optional<platform::TapeTime> recorded; ///< of the last frame whose date could be read
-    int64_t framesSince = 0;                    ///< that frame
-    uint32_t noFrames = 0;                      ///< that came since the last frame and were none
+    double soundRate = 0;                       ///< of the present movie; 0: not known yet
+    std::optional<platform::TapeTime> recorded; ///< of the last frame with a readable date
+    int64_t framesSince = 0;                    ///< frames since then
+    uint32_t noFrames = 0;                      ///< data since the last frame that was not a frame
     std::string problem;
     platform::Result failure = platform::noErr;
 };

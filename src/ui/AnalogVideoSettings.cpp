@@ -4,11 +4,11 @@
 #include <cmath>
 #include <limits>
 
-// The two sliders are not treated alike: brightness starts disabled at 0 and is set up from the device, hue starts
-// enabled at 50 and stays there until the user moves it, whatever its text says. Percentages are the value over the
-// span of the range; the range's minimum is not taken off.
+// The two sliders behave differently: brightness starts disabled at 0 and is set up from the device, hue starts enabled
+// at 50 and stays there until the user moves it, whatever its text says. Percentages are the value divided by the span
+// of the range; the range's minimum is not subtracted.
 //
-// The window sets itself up twice: at opening, and once more when its timer fires, by when whoever opened it has
+// The window sets itself up twice: when it opens, and once more when its timer fires, by which time its opener has
 // assigned `myParent`.
 
 namespace velmora {
@@ -20,7 +20,7 @@ using framework::StaticText;
 using framework::TextAlignment;
 using framework::Timer;
 
-// A device whose range is empty makes a percentage infinite or undefined, which no integer can hold.
+// A device with an empty range makes a percentage infinite or undefined, which an integer can't hold.
 int32_t CutToInteger(double value)
 {
     if (std::isnan(value))
@@ -40,8 +40,8 @@ String PercentText(double percentage)
     return framework::Format(percentage, "#") + "%";
 }
 
-// Where a slider stands between 0 and 1. Its minimum comes off behind the division, which for the minimum of 0 is the
-// same as before it.
+// The position of a slider as a fraction. Its minimum is subtracted after the division, which makes no difference for a
+// minimum of 0.
 double SliderFraction(const Slider& slider)
 {
     return static_cast<double>(slider.Value()) / slider.Maximum() - slider.Minimum();
@@ -199,7 +199,7 @@ void AnalogVideoSettings::SetupControls()
     HueSlider()->Enabled(true);
 }
 
-// The text tells where the slider stands, not what the device took.
+// The text shows the slider's position, not the device's value.
 void AnalogVideoSettings::BrightnessSlider_ValueChanged()
 {
     const auto canvas = Canvas();
@@ -224,7 +224,7 @@ void AnalogVideoSettings::HueSlider_ValueChanged()
     HueSText()->Text(PercentText(fraction * 100));
 }
 
-// The device hears of it through the sliders' events, so a slider that stands at the default already sends nothing.
+// The sliders' events set the device, so a slider that is already at its default sends nothing.
 void AnalogVideoSettings::PushButton1_Action()
 {
     const auto canvas = Canvas();

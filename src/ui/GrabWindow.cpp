@@ -27,7 +27,7 @@ void GrabWindow::CreateControls()
     _CreateControls0();
 }
 
-// The canvas has no handler and draws nothing: the backdrop shows through.
+// The canvas has no handler and draws nothing: the backdrop is visible through it.
 void GrabWindow::_CreateControls0()
 {
     auto* canvas = Add<framework::Canvas>("Canvas1");

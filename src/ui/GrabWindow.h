@@ -6,10 +6,10 @@
 
 namespace velmora {
 
-/// Shows a still picture as the window's backdrop. All grabs go to the same window while it is open.
+/// Shows a still picture as the window's backdrop. All grabbed pictures go to the same window while it is open.
 class GrabWindow : public framework::Window {
 public:
-    /// The one window of this class; made and opened when there is none.
+    /// The one window of this class, created and opened if necessary.
     static framework::Reference<GrabWindow> Instance();
 
 protected:

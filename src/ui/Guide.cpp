@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* kVendorSite = "https://velmora.example";
 
-// From the folder of the program, in an installation as in a build.
+// Relative to the program's folder, both in an installation and in a build.
 constexpr const char* kGuideFolder = "/../share/doc/velmora/guide/";
 
 } // namespace

@@ -5,11 +5,11 @@
 
 namespace velmora {
 
-/// The URL of a page on the vendor's site, by its path there.
+/// The URL of a page on the project's site, by its path there.
 framework::String VendorPage(const std::string& path);
 
-/// Has those pages of the site that are installed with the program opened from there: the guide is beside the program,
-/// and a recording is often made where there is no network.
+/// Makes the pages of the site that are installed with the program open from the installation, since recordings are
+/// often made without a network.
 void UseInstalledGuide();
 
 } // namespace velmora

@@ -5,9 +5,9 @@
 
 #include <array>
 
-// The window opens in two steps: `Event_Open` starts a timer, and the sliders are set up when it fires, by when whoever
-// opened the window has assigned `parentCanvas`. Until then, and while the sliders get the camera's values, their
-// changes are not written back. The value labels therefore stay empty until their slider is moved.
+// The window opens in two steps: `Event_Open` starts a timer, and the sliders are set up when it fires, by which time
+// the opener has assigned `parentCanvas`. Until then, and while the sliders get the camera's values, their changes are
+// not written back. The value labels therefore stay empty until their slider is moved.
 
 namespace velmora {
 namespace {
@@ -47,7 +47,7 @@ constexpr std::array<Feature, IIDCVideoSettings::kFeatureCount> kFeatures{{
     {"Edge Enhancement", "eden", "vdIIDCFeatureEdgeEnhancement", 493, 489, 493},
 }};
 
-// A value label that belongs to no slider and stays empty.
+// A value label without a slider, which stays empty.
 constexpr int32_t kSpareLabel = 18;
 constexpr int32_t kSpareLabelTop = 10;
 
@@ -115,7 +115,7 @@ void IIDCVideoSettings::_CreateControls1()
     const auto makeValue = [this](int32_t index, int32_t top) {
         MakeText("StaticText2", index, 256, top, 44, "", TextAlignment::Left);
     };
-    // The spare label stands lowest in the stack, the second one on top of all.
+    // The spare label is at the bottom of the stacking order, the second one at the top.
     makeValue(kSpareLabel, kSpareLabelTop);
     makeValue(0, kFeatures[0].valueTop);
     for (int32_t index = 2; index < kFeatureCount; index++)
@@ -162,7 +162,7 @@ void IIDCVideoSettings::SetupTimer_Action()
     windowIsNotOpening = true;
 }
 
-// Nothing is hidden: the slider of a missing feature stays where it is, disabled.
+// Nothing is hidden: the slider of a missing feature is disabled.
 void IIDCVideoSettings::SetSliderVisibility()
 {
     for (int32_t index = 0; index < kFeatureCount; index++) {

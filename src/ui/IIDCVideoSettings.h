@@ -8,11 +8,11 @@
 
 namespace velmora {
 
-/// A window of eighteen labelled sliders, one for each feature that an IIDC camera can have. A slider of a feature that
-/// the camera lacks is disabled; moving one writes the feature at once.
+/// A window with eighteen labelled sliders, one for each feature of IIDC cameras. A slider is disabled if the camera
+/// lacks its feature; moving it writes the feature at once.
 class IIDCVideoSettings : public framework::Window {
 public:
-    /// The one window of this class; made and opened when there is none.
+    /// The one window of this class, created and opened if necessary.
     static Reference<IIDCVideoSettings> Instance();
 
     static constexpr int32_t kFeatureCount = 18;
@@ -20,13 +20,14 @@ public:
     /// The control whose camera is adjusted; nil until set.
     Reference<VelmoraCanvas> parentCanvas;
 
-    /// True once the sliders are set up; changes of a slider before that are not the user's.
+    /// True once the sliders are set up; earlier changes of a slider are not the user's.
     bool windowIsNotOpening = false;
 
-    /// Members of the control arrays; the value labels have one more than there are features.
-    Reference<framework::Slider> Slider1(int32_t index) const;
-    Reference<framework::StaticText> StaticText1(int32_t index) const;
-    Reference<framework::StaticText> StaticText2(int32_t index) const;
+    // Members of the control arrays, by the index of the feature; nil for one that was not created.
+    Reference<framework::Slider> Slider1(int32_t index) const;         ///< sets the feature
+    Reference<framework::StaticText> StaticText1(int32_t index) const; ///< the name of the feature
+    Reference<framework::StaticText>
+    StaticText2(int32_t index) const; ///< its value, one label more than there are features
     /// Sets the sliders up, 0.1 s after the window has opened.
     Reference<framework::Timer> SetupTimer() const;
 
@@ -42,10 +43,10 @@ protected:
     void Event_EnableMenuItems() override;
     virtual bool _FileClose_Action();
 
-    /// Writes the feature at `index` as its slider stands and shows the number beside it.
+    /// Writes the feature at `index` from its slider and shows the number beside it.
     virtual void SetValuesFromSliders(int32_t index);
 
-    /// Gives each slider the range and value of its feature, or disables it.
+    /// Sets each slider to the range and value of its feature, or disables it.
     virtual void SetSliderVisibility();
 
 private:

@@ -7,9 +7,9 @@
 #include "ui/IIDCVideoSettings.h"
 #include "ui/MovieWindow.h"
 
-// What the menu items do while the main window is in front. Besides the user's own commands there is a family of
-// exercisers of the control: an item shows a value, sets a fixed one and shows what the control then has. So when a
-// device refuses the value, both boxes agree.
+// What the menu items do while the main window is in front. Besides the user's own commands there are items that
+// exercise the control: each shows a value, sets a fixed one and shows the value again. So if a device rejects the
+// value, both boxes show the same.
 
 namespace velmora {
 namespace {
@@ -32,50 +32,52 @@ bool OpenVendorPage(const char* path)
 
 } // namespace
 
+struct MovieWindow::MenuBinding {
+    const char* item;
+    bool (MovieWindow::*action)();
+};
+
+const MovieWindow::MenuBinding MovieWindow::kMenuBindings[] = {
+    {"MonitorEnablePreview", &MovieWindow::_MonitorEnablePreview_Action},
+    {"VideoSettings", &MovieWindow::_VideoSettings_Action},
+    {"SoundSettings", &MovieWindow::_SoundSettings_Action},
+    {"MonitorGrabPicture", &MovieWindow::_MonitorGrabPicture_Action},
+    {"SizeFullSize", &MovieWindow::_SizeFullSize_Action},
+    {"SizeHalfSize", &MovieWindow::_SizeHalfSize_Action},
+    {"SizeQuarterSize", &MovieWindow::_SizeQuarterSize_Action},
+    {"FileSaveSettings", &MovieWindow::_FileSaveSettings_Action},
+    {"FileOpenSettings", &MovieWindow::_FileOpenSettings_Action},
+    {"VideoImageSettings", &MovieWindow::_VideoImageSettings_Action},
+    {"VideoEnabled", &MovieWindow::_VideoEnabled_Action},
+    {"MonitorPreviewWhileRecording", &MovieWindow::_MonitorPreviewWhileRecording_Action},
+    {"SoundChannelCount", &MovieWindow::_SoundChannelCount_Action},
+    {"SoundCompressionType", &MovieWindow::_SoundCompressionType_Action},
+    {"SoundEnabled", &MovieWindow::_SoundEnabled_Action},
+    {"SoundInputGain", &MovieWindow::_SoundInputGain_Action},
+    {"SoundLevelMeterActive", &MovieWindow::_SoundLevelMeterActive_Action},
+    {"SoundSampleRate", &MovieWindow::_SoundSampleRate_Action},
+    {"SoundSampleSize", &MovieWindow::_SoundSampleSize_Action},
+    {"SoundVolume", &MovieWindow::_SoundVolume_Action},
+    {"VideoCompressionType", &MovieWindow::_VideoCompressionType_Action},
+    {"VideoDepth", &MovieWindow::_VideoDepth_Action},
+    {"VideoDeviceSelected", &MovieWindow::_VideoDeviceSelected_Action},
+    {"VideoFrameRate", &MovieWindow::_VideoFrameRate_Action},
+    {"VideoSpatialQuality", &MovieWindow::_VideoSpatialQuality_Action},
+    {"VideoTemporalQuality", &MovieWindow::_VideoTemporalQuality_Action},
+    {"testmenu", &MovieWindow::_testmenu_Action},
+    {"VideoIIDCVideoSettings", &MovieWindow::_VideoIIDCVideoSettings_Action},
+    {"ZEMBRILWebsite", &MovieWindow::_ZEMBRILWebsite_Action},
+    {"ZEMBRILSupport", &MovieWindow::_ZEMBRILSupport_Action},
+    {"ZEMBRILDocumentation", &MovieWindow::_ZEMBRILDocumentation_Action},
+};
+
 void MovieWindow::AddMenuHandlers()
 {
-    struct Binding {
-        const char* item;
-        bool (MovieWindow::*action)();
-    };
-    static constexpr Binding kBindings[] = {
-        {"MonitorEnablePreview", &MovieWindow::_MonitorEnablePreview_Action},
-        {"VideoSettings", &MovieWindow::_VideoSettings_Action},
-        {"SoundSettings", &MovieWindow::_SoundSettings_Action},
-        {"MonitorGrabPicture", &MovieWindow::_MonitorGrabPicture_Action},
-        {"SizeFullSize", &MovieWindow::_SizeFullSize_Action},
-        {"SizeHalfSize", &MovieWindow::_SizeHalfSize_Action},
-        {"SizeQuarterSize", &MovieWindow::_SizeQuarterSize_Action},
-        {"FileSaveSettings", &MovieWindow::_FileSaveSettings_Action},
-        {"FileOpenSettings", &MovieWindow::_FileOpenSettings_Action},
-        {"VideoImageSettings", &MovieWindow::_VideoImageSettings_Action},
-        {"VideoEnabled", &MovieWindow::_VideoEnabled_Action},
-        {"MonitorPreviewWhileRecording", &MovieWindow::_MonitorPreviewWhileRecording_Action},
-        {"SoundChannelCount", &MovieWindow::_SoundChannelCount_Action},
-        {"SoundCompressionType", &MovieWindow::_SoundCompressionType_Action},
-        {"SoundEnabled", &MovieWindow::_SoundEnabled_Action},
-        {"SoundInputGain", &MovieWindow::_SoundInputGain_Action},
-        {"SoundLevelMeterActive", &MovieWindow::_SoundLevelMeterActive_Action},
-        {"SoundSampleRate", &MovieWindow::_SoundSampleRate_Action},
-        {"SoundSampleSize", &MovieWindow::_SoundSampleSize_Action},
-        {"SoundVolume", &MovieWindow::_SoundVolume_Action},
-        {"VideoCompressionType", &MovieWindow::_VideoCompressionType_Action},
-        {"VideoDepth", &MovieWindow::_VideoDepth_Action},
-        {"VideoDeviceSelected", &MovieWindow::_VideoDeviceSelected_Action},
-        {"VideoFrameRate", &MovieWindow::_VideoFrameRate_Action},
-        {"VideoSpatialQuality", &MovieWindow::_VideoSpatialQuality_Action},
-        {"VideoTemporalQuality", &MovieWindow::_VideoTemporalQuality_Action},
-        {"testmenu", &MovieWindow::_testmenu_Action},
-        {"VideoIIDCVideoSettings", &MovieWindow::_VideoIIDCVideoSettings_Action},
-        {"ZEMBRILWebsite", &MovieWindow::_ZEMBRILWebsite_Action},
-        {"ZEMBRILSupport", &MovieWindow::_ZEMBRILSupport_Action},
-        {"ZEMBRILDocumentation", &MovieWindow::_ZEMBRILDocumentation_Action},
-    };
-    for (const Binding& binding : kBindings)
+    for (const MenuBinding& binding : kMenuBindings)
         _AddMenuHandler(binding.item, [this, action = binding.action] { return (this->*action)(); });
 }
 
-// The device's name is not put back into the caption when preview is turned on again.
+// The device's name is not restored in the caption when preview is turned on again.
 bool MovieWindow::_MonitorEnablePreview_Action()
 {
     const auto canvas = VelmoraCanvas1();
@@ -105,7 +107,7 @@ bool MovieWindow::_MonitorGrabPicture_Action()
     return false;
 }
 
-// The window keeps its size, so no `Resized` follows and the record size is set here.
+// The window keeps its size, so no `Resized` event follows and the record size is set here.
 void MovieWindow::SizeControl(int32_t width, int32_t height)
 {
     const auto canvas = VelmoraCanvas1();

@@ -6,8 +6,7 @@
 #include <initializer_list>
 #include <memory>
 
-// The menu tree, top to bottom. A menu's own row comes first and its items follow; names are the keys by which windows
-// bind their handlers.
+// The menu tree, top to bottom: each menu, then its items. Windows bind their handlers to the names.
 
 namespace velmora {
 namespace {
@@ -43,7 +42,7 @@ void AppendItems(MenuItem& menu, std::initializer_list<ItemRow> rows)
 
 Reference<MenuItem> ItemNamed(const char* name)
 {
-    const Reference<framework::Application> application(framework::TheApplication());
+    const Reference<framework::Application> application(framework::Application::Instance());
     return application->MenuBar()->_Lookup(name);
 }
 

@@ -11,24 +11,24 @@ using framework::Reference;
 /// The application's one menu bar. Its items carry no behaviour: windows bind handlers to their names.
 class MenuBar1 : public framework::MenuBar {
 public:
-    /// Makes all menus with their items, names, texts and shortcuts.
+    /// Creates all menus with their items, names, texts and shortcuts.
     MenuBar1();
 
-    /// The one instance, made on first use.
+    /// The one instance, created at first use.
     static Reference<MenuBar1> Instance();
 
-    /// Forgets the instance at the end of the process.
+    /// Releases the instance at the end of the process.
     static void Release();
 
-    /// The items that windows reach from code, looked up in the application's present menu bar at each call. Nil when
-    /// the bar has no such item; without a bar at all the look-up raises `NilObjectException`.
-    static Reference<MenuItem> VideoDeviceMenu();
-    static Reference<MenuItem> SoundDeviceMenu();
-    static Reference<MenuItem> VideoEnabled();
-    static Reference<MenuItem> SoundEnabled();
-    static Reference<MenuItem> MonitorPreviewWhileRecording();
-    static Reference<MenuItem> MonitorEnablePreview();
-    static Reference<MenuItem> FileClose();
+    // The items that windows use in code, looked up in the application's present menu bar at each call. Nil if the bar
+    // has no such item; without a menu bar the look-up raises `NilObjectException`.
+    static Reference<MenuItem> VideoDeviceMenu();              ///< the submenu of cameras
+    static Reference<MenuItem> SoundDeviceMenu();              ///< the submenu of sound sources
+    static Reference<MenuItem> VideoEnabled();                 ///< switches video on or off
+    static Reference<MenuItem> SoundEnabled();                 ///< switches sound on or off
+    static Reference<MenuItem> MonitorPreviewWhileRecording(); ///< shows the picture during a recording
+    static Reference<MenuItem> MonitorEnablePreview();         ///< switches the preview on or off
+    static Reference<MenuItem> FileClose();                    ///< closes the front window
 
 protected:
     // One for each top-level menu: File, Edit, Monitor, Sound, Video, ZEMBRIL.

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// How menu items look and whether they can be chosen.
+// The appearance and enabling of menu items.
 //
-// `MenuBar1` has the texts that stay. Before a menu shows, the framework enables each item that the window in front has
-// a handler for (`Window::UpdateMenus`); then it raises the canvas's event and after it the window's. These are all
-// here: what they set is the last word on texts, marks and enabling. A recording disables nothing, but has the items of
-// `InterruptsRecording` refused.
+// `MenuBar1` has the fixed texts. Before a menu is shown, the framework enables each item for which the front window
+// has a handler (`Window::UpdateMenus`); then it raises the canvas's event and after it the window's. The handlers here
+// set the final texts, check marks and enabling. A recording disables nothing, but the items of `InterruptsRecording`
+// are rejected.
 #include "ui/MenuStates.h"
 
 #include "framework/Application.h"
@@ -26,7 +26,7 @@ constexpr std::array<std::string_view, 12> kNotWhileRecording{
     "VideoFrameRate",       "SoundCompressionType", "SoundSampleRate",      "SoundSampleSize",
 };
 
-// Appends an item for each device. Devices may go after they were counted: then the last ones are no longer there.
+// Appends an item for each device. Devices may disappear after they were counted; the last ones are then missing.
 template <typename Describe> void AppendDevices(MenuItem& menu, int32_t count, Describe describe)
 {
     for (int32_t i = 0; i < count; i++) {

@@ -5,8 +5,8 @@
 
 namespace velmora {
 
-/// Whether a menu item would stop the pictures or the sound, or change their form, in the middle of a movie. Such an
-/// item stays enabled while a movie is recorded, so that choosing it can say why it does nothing.
+/// Whether a menu item would stop the video or the sound, or change their format, in the middle of a movie. Such an
+/// item stays enabled during a recording, so that choosing it can explain why it does nothing.
 bool InterruptsRecording(const framework::MenuItem& item);
 
 } // namespace velmora

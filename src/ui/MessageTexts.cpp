@@ -37,7 +37,7 @@ constexpr std::array kMessages{
     Message{"error destorying", kNoPicture},
 };
 
-// The code that a text ends with, when it tells of an error; 0 without one.
+// The code at the end of a text that reports an error; 0 if there is none.
 int32_t CodeAtEnd(const std::string& text)
 {
     size_t start = text.size();

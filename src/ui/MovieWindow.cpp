@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "ui/MovieWindow.h"
 
-// The main window's layout and start. Each control is made in three steps: added under its name, given its properties,
-// given its handlers; so no handler runs for an initial value. The control's `Open` comes before the window's, which
-// is why the window can ask for device names in its own.
+// The main window's layout and start. Each control is created in three steps: add it under its name, set its
+// properties, set its handlers; so no handler runs for an initial value. The control's `Open` event precedes the
+// window's, so the window can ask for device names in its own.
 //
-// What the controls do when they are worked is in ui/MovieWindowBehaviour.cpp, what the menu items do is in
-// ui/MenuActions.cpp, how they look in ui/MenuStates.cpp.
+// What the controls do is in ui/MovieWindowBehaviour.cpp, what the menu items do in ui/MenuActions.cpp, how they look
+// in ui/MenuStates.cpp.
 
 namespace velmora {
 namespace {
@@ -194,7 +194,7 @@ void MovieWindow::_CreateControls0()
     MakeLevelBar(*this, "ProgressBar1", {152, 578, 50, 20}, "Left Sound Level");
     MakeLevelBar(*this, "ProgressBar2", {214, 578, 50, 20}, "Right Sound Level");
     MakeLabel(*this, "StaticText3", {20, 581, 120, 20}, "Sound Level Meters:");
-    // The boxes stand on a staircase: each two pixels higher than the one before.
+    // The boxes form a staircase: each is two pixels higher than the one before.
     MakeCheckBox(*this, "CheckBox1", {302, 583, 86, 20}, "Horizontal")->Action = [this] { CheckBox1_Action(); };
     MakeCheckBox(*this, "CheckBox2", {400, 581, 86, 20}, "Vertical")->Action = [this] { CheckBox2_Action(); };
     MakeCheckBox(*this, "CheckBox3", {498, 579, 86, 20}, "Rotate 180")->Action = [this] { CheckBox3_Action(); };
@@ -257,7 +257,7 @@ void MovieWindow::Event_Open()
     PopulateMenus();
 }
 
-// What is recorded is as large as the picture on the screen, until the record button or a Size item says otherwise.
+// The movie's size is that of the picture on the screen, until the record button or a Size item changes it.
 void MovieWindow::Event_Resized()
 {
     const auto canvas = VelmoraCanvas1();

@@ -10,26 +10,26 @@
 
 namespace velmora {
 
-/// The main window: the live picture and, below it, what starts a recording, chooses the inactive picture, drives a DV
-/// deck, shows the sound levels and flips the picture. It keeps no state: all of it lives in the control and is asked
-/// for each time.
+/// The main window: the live picture and, below it, the controls that start a recording, choose the inactive picture,
+/// operate a DV deck, show the sound levels and flip the picture. It keeps no state: all of it is in the control and is
+/// read each time.
 class MovieWindow : public framework::Window, public std::enable_shared_from_this<MovieWindow> {
 public:
-    /// The one window of this class; made and opened when there is none.
+    /// The one window of this class, created and opened if necessary.
     static Reference<MovieWindow> Instance();
 
-    /// The window's controls, looked up by name at each call; nil for one that was never made.
-    Reference<VelmoraCanvas> VelmoraCanvas1() const;
-    Reference<framework::PushButton> btnstartcapture1() const;
-    Reference<framework::PopupMenu> PopupMenu1() const;
-    Reference<framework::PopupMenu> PopupMenu2() const;
-    Reference<framework::EditField> EditField1() const;
-    Reference<framework::Timer> SoundLevelMeterTimer() const;
-    Reference<framework::ProgressBar> ProgressBar1() const;
-    Reference<framework::ProgressBar> ProgressBar2() const;
-    Reference<framework::CheckBox> CheckBox1() const;
-    Reference<framework::CheckBox> CheckBox2() const;
-    Reference<framework::CheckBox> CheckBox3() const;
+    // The window's controls, looked up by name at each call; nil for one that was not created.
+    Reference<VelmoraCanvas> VelmoraCanvas1() const;           ///< the capture control
+    Reference<framework::PushButton> btnstartcapture1() const; ///< starts and stops a recording
+    Reference<framework::PopupMenu> PopupMenu1() const;        ///< the kind of inactive picture
+    Reference<framework::PopupMenu> PopupMenu2() const;        ///< the DV command to send
+    Reference<framework::EditField> EditField1() const;        ///< the caption of the blue screen
+    Reference<framework::Timer> SoundLevelMeterTimer() const;  ///< updates the level bars
+    Reference<framework::ProgressBar> ProgressBar1() const;    ///< level of the left channel
+    Reference<framework::ProgressBar> ProgressBar2() const;    ///< level of the right channel
+    Reference<framework::CheckBox> CheckBox1() const;          ///< mirrors the picture left to right
+    Reference<framework::CheckBox> CheckBox2() const;          ///< mirrors the picture top to bottom
+    Reference<framework::CheckBox> CheckBox3() const;          ///< rotates the picture by 180 degrees
 
 protected:
     void Layout() override;
@@ -55,7 +55,7 @@ protected:
     void Event_Resized() override;
     void Event_Open() override;
 
-    // Menu actions (ui/MenuActions.cpp). True: the command was dealt with and goes no further.
+    // Menu actions (ui/MenuActions.cpp). True: the command was handled.
     virtual bool _MonitorEnablePreview_Action();
     virtual bool _VideoSettings_Action();
     virtual bool _SoundSettings_Action();
@@ -88,13 +88,16 @@ protected:
     virtual bool _ZEMBRILSupport_Action();
     virtual bool _ZEMBRILDocumentation_Action();
 
-    /// Fills the two device submenus: what is there, checked where it is available.
+    /// Fills the two device submenus with all devices; available ones are checked.
     virtual void PopulateMenus();
 
     /// The capture control that the window adds to itself.
     virtual std::shared_ptr<VelmoraCanvas> NewVelmoraCanvas();
 
 private:
+    struct MenuBinding;
+    static const MenuBinding kMenuBindings[];
+
     void MakeCanvas();
     void MakeCaptionField();
     void MakeMeterTimer();

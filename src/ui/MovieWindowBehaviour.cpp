@@ -5,8 +5,8 @@
 
 #include <array>
 
-// What the main window's controls do. The handlers are thin: each reads or sets a property of the capture control. The
-// record button's caption is the only memory of whether a recording was asked for.
+// What the main window's controls do. The handlers are thin: each reads or sets a property of the capture control. Only
+// the record button's caption remembers whether a recording was requested.
 
 namespace velmora {
 namespace {
@@ -17,7 +17,7 @@ constexpr framework::Color kDarkBlue{0, 0, 100};
 
 using DeckOperation = void (VelmoraCanvas::*)();
 
-// By the rows of `PopupMenu2`. Row 8 is "Record", which erases what is on the tape: the window only warns of it.
+// By the rows of `PopupMenu2`. Row 8 is "Record", which erases the tape: the window only shows a warning.
 constexpr std::array<DeckOperation, 12> kDeckOperations{
     &VelmoraCanvas::DeviceControlPlay,
     &VelmoraCanvas::DeviceControlStop,
@@ -41,8 +41,8 @@ String TimeOfDay(const framework::Date& date)
 
 } // namespace
 
-// The caption turns before the dialog opens and stays turned when that is cancelled: the next press then stops, which
-// does nothing without a recording, and the press after it asks for a file again.
+// The caption changes before the dialog opens and does not change back when that is cancelled: the next press then
+// stops, which does nothing without a recording, and the one after it asks for a file again.
 void MovieWindow::btnstartcapture1_Action()
 {
     const auto button = btnstartcapture1();
@@ -70,7 +70,7 @@ void MovieWindow::PushButton1_Action()
         framework::MsgBox("Caution! Record can permanently erase data.");
 }
 
-// A text typed into the field is taken over here and nowhere else, on coming back to "Blue Screen".
+// A text typed into the field is only read here, when the user switches back to "Blue Screen".
 void MovieWindow::PopupMenu1_Change()
 {
     const auto canvas = VelmoraCanvas1();
@@ -92,7 +92,7 @@ void MovieWindow::PopupMenu1_Change()
     canvas->Refresh(true);
 }
 
-// Draws in all three cases; only under "Custom Drawing" does the control leave it uncovered.
+// Draws in all three cases; only with "Custom Drawing" does the control leave it visible.
 bool MovieWindow::VelmoraCanvas1_PaintInactive(Graphics& g)
 {
     const auto canvas = VelmoraCanvas1();
@@ -103,7 +103,7 @@ bool MovieWindow::VelmoraCanvas1_PaintInactive(Graphics& g)
     return PopupMenu1()->ListIndex() == 2;
 }
 
-// Runs once for each frame, on the frame itself: what is drawn is as large as the picture, not as the control.
+// Runs for each frame and draws on the frame itself: in the picture's size, not the control's.
 void MovieWindow::VelmoraCanvas1_PaintActive(Graphics& g)
 {
     const framework::Date now;

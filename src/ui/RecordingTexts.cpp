@@ -12,10 +12,10 @@
 namespace velmora {
 namespace {
 
-// The disk counts as slow when this share of the writer's memory waits for it, or this much of the recording.
+// The disk counts as slow if this share of the writer's buffer, or this much of the recording, is waiting for it.
 constexpr double kSlowShare = 0.1;
 constexpr double kSlowSeconds = 3;
-constexpr int64_t kSlowLeast = 1'000'000; // bytes
+constexpr int64_t kMinSlowBytes = 1'000'000; // bytes
 constexpr double kFewSeconds = 120;
 
 template <typename... Numbers> std::string Formatted(const char* form, Numbers... numbers)
@@ -34,7 +34,7 @@ bool IsDiskSlow(const RecordingStatus& status)
 {
     const double secondsWaiting = static_cast<double>(status.waitingBytes) * status.seconds /
                                   static_cast<double>(std::max<int64_t>(status.bytes, 1));
-    return status.waitingBytes > kSlowLeast && (status.BufferUsed() >= kSlowShare || secondsWaiting >= kSlowSeconds);
+    return status.waitingBytes > kMinSlowBytes && (status.BufferUsed() >= kSlowShare || secondsWaiting >= kSlowSeconds);
 }
 
 std::string LeftText(double seconds)

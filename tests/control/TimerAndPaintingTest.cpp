@@ -11,11 +11,11 @@ TEST_F(ControlTest, PollTimerOnTheRealLoop)
     canvas->Close = [this] { script.Note("Close"); };
     canvas->StartPollTimer();
     while (script.calls.size() < 4) // a failure doesn't stop the polling
-        framework::TheApplication()->DoEvents(50);
+        framework::Application::Instance()->DoEvents(50);
     inside.CloseEvent();
     ExpectAmong({"SGIdle(12)", "Error(-9400)", "SGIdle(12)", "Error(-9400)", "Close"});
     for (int i = 0; i < 3; ++i)
-        framework::TheApplication()->DoEvents(15);
+        framework::Application::Instance()->DoEvents(15);
     EXPECT_TRUE(script.Take().empty());
 }
 
