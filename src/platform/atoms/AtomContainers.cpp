@@ -159,10 +159,10 @@ Result QTCopyAtomDataToPtr(AtomContainer container, Atom atom, int32_t sizeMayBe
     const auto length = static_cast<int32_t>(stored.size());
     if (length > maximum || (length < maximum && sizeMayBeSmaller == 0))
         return paramErr;
-    const auto room = BytesAt(data, length);
-    if (room.size() != stored.size())
+    const auto bytes = BytesAt(data, length);
+    if (bytes.size() != stored.size())
         return paramErr;
-    std::ranges::copy(stored, room.begin());
+    std::ranges::copy(stored, bytes.begin());
     return size == 0 || Poke(size, length) ? noErr : paramErr;
 }
 

@@ -101,8 +101,8 @@ bool DecodeAhead::Begin(PictureAhead& ahead, ShownSize& size)
     const std::lock_guard lock(mutex);
     State expected = State::Waiting;
     size = shownSize;
-    const bool hasRoom = HasRoom();
-    return ahead.state.compare_exchange_strong(expected, hasRoom ? State::InWork : State::Skipped) && hasRoom;
+    const bool hasSpace = HasSpace();
+    return ahead.state.compare_exchange_strong(expected, hasSpace ? State::InWork : State::Skipped) && hasSpace;
 }
 
 void DecodeAhead::Finish(const std::shared_ptr<PictureAhead>& ahead, std::unique_ptr<DecodedPicture> picture)
@@ -117,7 +117,7 @@ void DecodeAhead::Finish(const std::shared_ptr<PictureAhead>& ahead, std::unique
         finished.push_back(ahead);
 }
 
-bool DecodeAhead::HasRoom()
+bool DecodeAhead::HasSpace()
 {
     std::erase_if(finished, [](const auto& each) {
         const auto ahead = each.lock();

@@ -63,7 +63,7 @@ private:
     std::shared_ptr<PictureAhead> NextWaiting();
     bool Begin(PictureAhead& ahead, ShownSize& size);
     void Finish(const std::shared_ptr<PictureAhead>& ahead, std::unique_ptr<DecodedPicture> picture);
-    bool HasRoom();
+    bool HasSpace();
 
     const std::function<void()> done;
     std::mutex mutex;

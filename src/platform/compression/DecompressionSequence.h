@@ -98,8 +98,9 @@ public:
         shownSize = {std::max(shownSize.width, size.width), std::max(shownSize.height, size.height)};
     }
 
-    /// The description of what is shown, and its bytes where they are not the frame's own.
+    /// The description of what is shown.
     const ImageDescription& Description() const { return *description; }
+    /// The bytes to show instead of the frame's own; empty if these are shown.
     std::span<const uint8_t> Instead() const { return instead.bytes; }
     /// Whether the frame is to be shown.
     bool IsShown() const { return shown; }

@@ -32,7 +32,7 @@ struct PictureDrawing::Placement {
 namespace {
 
 constexpr int32_t kRowAlignment = 64;
-constexpr double kLargestPlacement = 32000;
+constexpr double kMaxPlacement = 32000;
 
 int32_t AlignedRowBytes(int32_t width)
 {
@@ -64,7 +64,7 @@ bool PlaceSide(double origin, double extent, int32_t& start, int32_t& length)
 {
     const double low = std::round(std::min(origin, origin + extent));
     const double high = std::round(std::max(origin, origin + extent));
-    if (low < -kLargestPlacement || high > kLargestPlacement)
+    if (low < -kMaxPlacement || high > kMaxPlacement)
         return false;
     start = static_cast<int32_t>(low);
     length = static_cast<int32_t>(high - low);

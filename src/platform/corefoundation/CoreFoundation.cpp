@@ -46,12 +46,12 @@ CFStringRef NewString(std::string text)
 // The bytes before the terminator; nothing if the block has no terminator.
 std::optional<std::string_view> TerminatedBytes(Address text)
 {
-    const int64_t room = BytesFrom(text);
-    if (room <= 0)
+    const int64_t available = BytesFrom(text);
+    if (available <= 0)
         return {};
     const char* bytes = PointerAt<char>(text);
-    const size_t length = strnlen(bytes, static_cast<size_t>(room));
-    if (length == static_cast<size_t>(room))
+    const size_t length = strnlen(bytes, static_cast<size_t>(available));
+    if (length == static_cast<size_t>(available))
         return {};
     return std::string_view(bytes, length);
 }

@@ -36,7 +36,7 @@ namespace {
 
 constexpr EventLoop kMainEventLoop = 1;
 // In seconds: the event loop stores milliseconds in 31 bits.
-constexpr double kLongestTime = 2147483.0;
+constexpr double kMaxSeconds = 2147483.0;
 constexpr int kDeferMilliseconds = 10;
 
 struct LoopTimer {
@@ -264,7 +264,7 @@ TickReceiver& Receiver()
 
 bool IsTime(double seconds)
 {
-    return std::isfinite(seconds) && seconds >= 0 && seconds <= kLongestTime;
+    return std::isfinite(seconds) && seconds >= 0 && seconds <= kMaxSeconds;
 }
 
 // Rounds, but never a positive time to 0.
