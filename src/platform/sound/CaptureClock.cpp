@@ -54,7 +54,7 @@ CaptureClock::Stamp CaptureClock::Take(int64_t measured, int64_t frames, double 
         Begin(measured);
     const int64_t duration = Duration(frames, sampleRate);
     differences[measurements++ % kMeasurements] = measured - counted;
-    const int64_t steering = measurements < kMeasurements ? static_cast<int64_t>(measurements) : kMeasurements;
+    const auto steering = static_cast<int64_t>(std::min(measurements, kMeasurements));
     steered += std::max((Median() - steered) / std::min(steering, kSteering), -duration / 2);
     stamp.time = counted + steered;
     counted += duration;

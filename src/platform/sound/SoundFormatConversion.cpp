@@ -30,7 +30,7 @@ uint8_t MuLawOf(int sample)
     constexpr int bias = 132;
     constexpr int highest = 32767 - bias;
     const int magnitude = std::min(std::abs(sample), highest) + bias;
-    const int segment = std::bit_width(static_cast<unsigned>(magnitude)) - 8;
+    const int segment = static_cast<int>(std::bit_width(static_cast<unsigned>(magnitude))) - 8;
     const int code = (sample < 0 ? 0x80 : 0) | segment << 4 | (magnitude >> (segment + 3) & 0x0F);
     return static_cast<uint8_t>(~code);
 }
