@@ -56,7 +56,7 @@ std::vector<MemoryBox> BoxesIn(std::span<const uint8_t> bytes, bool& whole)
     while (bytes.size() >= kHead) {
         ByteReader head(bytes);
         uint64_t length = head.U32();
-        const auto type = static_cast<FourCharCode>(head.U32());
+        const FourCharCode type = head.U32();
         size_t skipped = kHead;
         if (length == 1) {
             length = head.U64();
@@ -88,7 +88,7 @@ void HeaderReader::ReadDescriptions(ByteReader& bytes)
     const uint32_t count = bytes.U32();
     for (uint32_t i = 0; i < count && !bytes.Failed(); ++i) {
         const uint32_t length = bytes.U32();
-        const auto code = static_cast<FourCharCode>(bytes.U32());
+        const FourCharCode code = bytes.U32();
         const auto rest = bytes.Raw(length < 8 ? SIZE_MAX : length - 8);
         if (bytes.Failed())
             break;

@@ -39,7 +39,7 @@ std::vector<FileBox> MovieFile::Boxes(int64_t start, int64_t end) const
         const auto count = static_cast<int64_t>(Read(start, head));
         ByteReader bytes(head);
         int64_t length = bytes.U32();
-        FileBox box{.type = static_cast<FourCharCode>(bytes.U32()), .start = start, .content = start + kHead};
+        FileBox box{.type = bytes.U32(), .start = start, .content = start + kHead};
         if (length == 1) {
             length = static_cast<int64_t>(bytes.U64());
             box.content = start + kLongHead;

@@ -62,7 +62,7 @@ bool RecordingFile::IsOurs() const
     const auto differences = [&](const std::vector<uint8_t>& expected, size_t length) {
         size_t count = 0;
         for (size_t i = 0; i < length; ++i)
-            count += front[i] != expected[i] ? 1 : 0;
+            count += static_cast<size_t>(front[i] != expected[i]);
         return count;
     };
     constexpr size_t kLengthSize = 8;
