@@ -13,7 +13,7 @@ using platform::TextOf;
 
 std::string ClockText(double seconds)
 {
-    const auto hundredths = static_cast<long long>(std::llround(seconds * 100));
+    const long long hundredths = std::llround(seconds * 100);
     char text[64];
     std::snprintf(text, sizeof text, "%02lld:%02lld:%02lld.%02lld", hundredths / 360'000, hundredths / 6000 % 60,
                   hundredths / 100 % 60, hundredths % 100);
