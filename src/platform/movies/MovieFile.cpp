@@ -5,9 +5,7 @@
 #include "platform/movies/OutputFile.h"
 
 #include <array>
-#include <cerrno>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace platform {
@@ -15,13 +13,7 @@ namespace platform {
 Result MovieFile::Open(const std::string& path)
 {
     descriptor = UniqueFD(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!descriptor)
-        return errno == ENOENT || errno == ENOTDIR ? fnfErr : ResultOfFileError(errno);
-    struct stat status {};
-    if (fstat(descriptor.Get(), &status) != 0)
-        return ResultOfFileError(errno);
-    size = status.st_size;
-    return S_ISREG(status.st_mode) ? noErr : invalidMovie;
+    return CheckOpened(descriptor, size);
 }
 
 size_t MovieFile::Read(int64_t position, std::span<uint8_t> bytes) const

@@ -10,6 +10,7 @@
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -150,6 +151,17 @@ void DiskFile::ReleaseReserved()
 bool DiskFile::Lock()
 {
     return LockFile(descriptor.Get());
+}
+
+Result CheckOpened(const UniqueFD& opened, int64_t& size)
+{
+    if (!opened)
+        return errno == ENOENT || errno == ENOTDIR ? fnfErr : ResultOfFileError(errno);
+    struct stat status {};
+    if (fstat(opened.Get(), &status) != 0)
+        return ResultOfFileError(errno);
+    size = status.st_size;
+    return S_ISREG(status.st_mode) ? noErr : invalidMovie;
 }
 
 size_t ReadAt(int descriptor, int64_t position, std::span<uint8_t> bytes)

@@ -66,6 +66,10 @@ private:
     bool full = false; // no more space could be reserved
 };
 
+/// Whether opening a movie file succeeded; call it right after `open`. Sets `size` to the file's size in bytes. Returns
+/// `fnfErr` if the file does not exist, `invalidMovie` if it is not a regular file, otherwise the result for `errno`.
+Result CheckOpened(const UniqueFD& opened, int64_t& size);
+
 /// Reads bytes at a position and returns how many; fewer than requested only at the end or after a failure.
 size_t ReadAt(int descriptor, int64_t position, std::span<uint8_t> bytes);
 

@@ -32,16 +32,10 @@ Result RecordingFile::Open(const std::string& path)
         writeFailure = ResultOfFileError(errno);
         descriptor = UniqueFD(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     }
-    if (!descriptor)
-        return errno == ENOENT || errno == ENOTDIR ? fnfErr : ResultOfFileError(errno);
-    struct stat status {};
-    if (fstat(descriptor.Get(), &status) != 0)
-        return ResultOfFileError(errno);
-    if (!S_ISREG(status.st_mode))
-        return invalidMovie;
+    if (const Result opened = CheckOpened(descriptor, size); opened != noErr)
+        return opened;
     if (!LockFile(descriptor.Get()))
         return fBsyErr;
-    size = status.st_size;
     readable = 4 * size + 16 * static_cast<int64_t>(kWindow);
     return noErr;
 }
