@@ -9,13 +9,7 @@ namespace {
 
 constexpr FourCharCode kUsage = CodeOf("usag");
 constexpr FourCharCode kPlayFlags = CodeOf("plyf");
-
-} // namespace
-
-int64_t Millionths(double value)
-{
-    return std::llround(value * 1e6);
-}
+constexpr double kMillion = 1e6;
 
 std::optional<int> SavedChoice(const TaggedItems& settings, FourCharCode tag, FourCharCode nameTag,
                                const std::vector<std::string>& offered)
@@ -26,6 +20,26 @@ std::optional<int> SavedChoice(const TaggedItems& settings, FourCharCode tag, Fo
     if (number && *number >= 0 && *number < static_cast<int64_t>(offered.size()))
         return static_cast<int>(*number);
     return std::nullopt;
+}
+
+} // namespace
+
+int64_t Millionths(double value)
+{
+    return std::llround(value * kMillion);
+}
+
+double FromMillionths(int64_t millionths)
+{
+    return static_cast<double>(millionths) / kMillion;
+}
+
+void ApplyChoice(const TaggedItems& settings, FourCharCode tag, FourCharCode nameTag,
+                 const std::vector<std::string>& offered, int present, const std::function<void(int)>& select)
+{
+    const auto choice = SavedChoice(settings, tag, nameTag, offered);
+    if (choice && *choice != present)
+        select(*choice);
 }
 
 void SaveChoice(TaggedItems& settings, FourCharCode tag, FourCharCode nameTag, const std::vector<std::string>& offered,

@@ -5,6 +5,7 @@
 #include "platform/grabber/Channel.h"
 
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -24,6 +25,8 @@ inline constexpr FourCharCode kSavedRate = CodeOf("rate"); ///< in millionths of
 
 /// Converts a number to millionths.
 int64_t Millionths(double value);
+/// Converts millionths to a number.
+double FromMillionths(int64_t millionths);
 
 /// Reads a number as type `T`; `standard` if there is none or it is out of range.
 template <typename T> T Fitting(const TaggedItems& settings, FourCharCode tag, T standard)
@@ -34,9 +37,10 @@ template <typename T> T Fitting(const TaggedItems& settings, FourCharCode tag, T
                : standard;
 }
 
-/// The index of a saved choice: by its name, or by its number if there is no such name.
-std::optional<int> SavedChoice(const TaggedItems& settings, FourCharCode tag, FourCharCode nameTag,
-                               const std::vector<std::string>& offered);
+/// Calls `select` with the index of a saved choice, unless that is `present`. A choice is found by its name, or by its
+/// number if there is no such name.
+void ApplyChoice(const TaggedItems& settings, FourCharCode tag, FourCharCode nameTag,
+                 const std::vector<std::string>& offered, int present, const std::function<void(int)>& select);
 
 /// Saves a choice by number and name; nothing if the index is out of range.
 void SaveChoice(TaggedItems& settings, FourCharCode tag, FourCharCode nameTag, const std::vector<std::string>& offered,

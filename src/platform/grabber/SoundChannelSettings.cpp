@@ -44,22 +44,21 @@ TaggedItems SoundChannel::Settings() const
 void SoundChannel::ApplySettings(const TaggedItems& settings)
 {
     ApplyCommonSettings(settings, *this);
-    if (const auto input = SavedChoice(settings, kSavedInput, kSavedInputName, source->Inputs());
-        input && *input != source->Input())
-        source->SelectInput(*input);
+    ApplyChoice(settings, kSavedInput, kSavedInputName, source->Inputs(), source->Input(),
+                [this](int input) { source->SelectInput(input); });
     Parameters wanted = GetParameters();
     wanted.sampleSize = Fitting(settings, kSampleSize, wanted.sampleSize);
     wanted.channels = Fitting(settings, kChannels, wanted.channels);
     wanted.compression = Fitting(settings, kCompression, wanted.compression);
     SetParameters(wanted);
     if (const auto rate = settings.Number(kSavedRate))
-        SetRate(static_cast<double>(*rate) / 1e6);
+        SetRate(FromMillionths(*rate));
     if (const auto gain = settings.Number(kGain); gain && AreFor(settings, Device()))
-        source->SetGain(static_cast<double>(*gain) / 1e6);
+        source->SetGain(FromMillionths(*gain));
     double balance = 0;
     if (const auto side = settings.Number(kBalance);
         side && source->GetBalance(balance) == noErr && Millionths(balance) != *side)
-        source->SetBalance(static_cast<double>(*side) / 1e6);
+        source->SetBalance(FromMillionths(*side));
     bool muted = false;
     if (const auto wantedMute = settings.Number(kMuted);
         wantedMute && AreFor(settings, Device()) && source->GetMuted(muted) == noErr && muted != (*wantedMute != 0))

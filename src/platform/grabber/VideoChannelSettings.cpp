@@ -111,17 +111,15 @@ TaggedItems VideoChannel::Settings() const
 void VideoChannel::ApplySettings(const TaggedItems& settings)
 {
     ApplyCommonSettings(settings, *this);
-    if (const auto input = SavedChoice(settings, kSavedInput, kSavedInputName, digitizer->Inputs());
-        input && *input != digitizer->Input())
-        digitizer->SelectInput(*input);
-    if (const auto standard = SavedChoice(settings, kStandard, kStandardName, digitizer->Standards());
-        standard && *standard != digitizer->Standard())
-        digitizer->SelectStandard(*standard);
+    ApplyChoice(settings, kSavedInput, kSavedInputName, digitizer->Inputs(), digitizer->Input(),
+                [this](int input) { digitizer->SelectInput(input); });
+    ApplyChoice(settings, kStandard, kStandardName, digitizer->Standards(), digitizer->Standard(),
+                [this](int standard) { digitizer->SelectStandard(standard); });
     CaptureFormat format = digitizer->Format();
     format.format = Fitting(settings, kFormat, format.format);
     format.width = Fitting(settings, kWidth, format.width);
     format.height = Fitting(settings, kHeight, format.height);
-    format.frameRate = static_cast<double>(settings.Number(kSavedRate, Millionths(format.frameRate))) / 1e6;
+    format.frameRate = FromMillionths(settings.Number(kSavedRate, Millionths(format.frameRate)));
     SetFormat(format);
     CompressionSettings compressed = Compression();
     compressed.codec = Fitting(settings, kCodec, compressed.codec);
