@@ -38,7 +38,7 @@ private:
     void Begin()
     {
         canvas->Initialize();
-        canvas->PreviewWhileRecording(false); // no frame is decoded: nobody sees it
+        canvas->PreviewWhileRecording(false); // saves decoding frames that no one sees
         if (canvas->ChooseVideoDevice(camera) == 0)
             return timer->Mode(framework::Timer::Multiple);
         std::fprintf(stderr, "There is no camera \"%s\".\n", camera);

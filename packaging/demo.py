@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Velmora on a machine without a display: waits for the live picture, records five seconds by pressing the button,
-takes a screenshot, closes the window and tells where everything is.
+takes a screenshot, closes the window and prints where everything is.
 
 Usage: demo.py FOLDER-OF-PROGRAMS OUTPUT-FOLDER
 """

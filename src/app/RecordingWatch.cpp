@@ -188,7 +188,7 @@ void RecordingWatch::LookAtDisk(const RecordingStatus& status)
         PressStop();
     } else if (status.secondsLeft >= 0 && status.secondsLeft < kWarnSeconds && !warnedOfDisk) {
         warnedOfDisk = true;
-        framework::ShowNote("The disk " + DiskOf(current) + " has room for less than two more minutes of " +
+        framework::ShowNote("The disk " + DiskOf(current) + " has space for less than two more minutes of " +
                             NameOf(current) + ". The recording is stopped and saved before the disk is full.");
     }
 }

@@ -59,7 +59,7 @@ int main(int argc, char** argv)
         return Refuse("there is no display to open the window on. velmora-record records from a terminal.", 1);
     framework::StartRuntime(argc, argv);
     if (argc > 1)
-        return Refuse("unexpected argument '" + std::string(argv[1]) + "'. velmora --help tells what it takes.", 2);
+        return Refuse("unexpected argument '" + std::string(argv[1]) + "'. See velmora --help.", 2);
     framework::HandleTerminationSignals();
     // Let writes fail instead: the writer reports the failure, and the process must not die of it.
     std::signal(SIGPIPE, SIG_IGN);

@@ -109,11 +109,11 @@ void TapeRecorder::LookAtDeck()
         const bool hasStopped = wasPlaying && present && (present->IsStopped() || present->IsWinding());
         stopsDeck = stopsDeck && !hasStopped;
         if (hasStopped)
-            End(Outcome::Recorded, "The tape has come to its end.");
+            End(Outcome::Recorded, "The tape has ended.");
         else if (isSilent)
-            End(Outcome::Recorded, "No picture has come for a while.");
+            End(Outcome::Recorded, "No picture arrived for a while.");
     } else if (isSilent && job.play) {
-        End(Outcome::NoPicture, "No picture comes from " + device.name + ": the tape is blank, or there is none.");
+        End(Outcome::NoPicture, "There is no picture from " + device.name + ": the tape is blank, or there is none.");
     }
 }
 
@@ -131,7 +131,7 @@ void TapeRecorder::TakeFrames()
         if (state == State::WaitingForPicture)
             state = State::Recording;
         if (TimeIsOver())
-            return End(Outcome::Recorded, "The time is over.");
+            return End(Outcome::Recorded, "The requested time is over.");
     }
 }
 

@@ -16,12 +16,13 @@ struct Message {
     const char* meaning;
 };
 
-constexpr const char* kNoTracks = "The movie could not be created. Check that the disk has room and that you may write "
-                                  "to the folder, then record again.";
+constexpr const char* kNoTracks =
+    "The movie could not be created. Check that the disk has space and that you may write "
+    "to the folder, then record again.";
 constexpr const char* kEndFailed = "The end of the movie could not be written. What was recorded until then is kept; "
                                    "velmora-recover makes an ordinary movie of it.";
 constexpr const char* kNoFrame = "A frame could not be added to the movie.";
-constexpr const char* kNoPicture = "The live picture could not be set up anew. Choose Monitor, Preview twice to start "
+constexpr const char* kNoPicture = "The live picture could not be set up again. Choose Monitor, Preview twice to start "
                                    "it again.";
 
 constexpr std::array kMessages{

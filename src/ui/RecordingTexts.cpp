@@ -71,7 +71,7 @@ framework::String RecordingTitle(const RecordingStatus& status)
     add(status.incomplete > 0, Counted(status.incomplete, "incomplete frame", "incomplete frames"));
     add(status.notShown > 0, Counted(status.notShown, "picture not shown", "pictures not shown"));
     add(status.tooSlow, "MACHINE TOO SLOW for this compressor, size and rate");
-    add(IsDiskSlow(status), "DISK TOO SLOW: " + MegabytesText(status.waitingBytes) + " MB wait, room for " +
+    add(IsDiskSlow(status), "DISK TOO SLOW: " + MegabytesText(status.waitingBytes) + " MB waiting, space for " +
                                 MegabytesText(status.bufferBytes - status.waitingBytes) + " MB more");
     add(status.secondsLeft >= 0, LeftText(status.secondsLeft));
     return text;

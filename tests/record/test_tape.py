@@ -34,7 +34,7 @@ class Tape(unittest.TestCase):
         done = self.run_program("--tape", "--rewind", "--play", "--split-recordings", "--dv", self.desk.path("tape.dv"),
                                 self.desk.path("%Y-%m-%d %n.mov"))
         self.assertEqual(done.returncode, RECORDED, done.stderr)
-        self.assertIn(b"The tape has come to its end.", done.stdout)
+        self.assertIn(b"The tape has ended.", done.stdout)
         frames = 0
         for name, timecode in (("2004-05-12 001", b"01:00:0"), ("2004-05-13 002", b"01:00:02:00")):
             path = self.desk.path(name + ".mov")

@@ -31,12 +31,12 @@ TEST(RecordingTitle, TellsWhatIsNotAsItShouldBe)
          "Recording 00:00:00, 0 MB, 1 frame lost, 2 damaged frames, 1 incomplete frame, 1 picture not shown, "
          "25 h left"},
         {{.secondsLeft = 61.5, .waitingBytes = 10'000'000, .bufferBytes = 64'000'000, .awaySeconds = 4.4},
-         "Recording 00:00:00, 0 MB, camera was away for 4 s, DISK TOO SLOW: 10 MB wait, room for 54 MB more, "
+         "Recording 00:00:00, 0 MB, camera was away for 4 s, DISK TOO SLOW: 10 MB waiting, space for 54 MB more, "
          "DISK ALMOST FULL: 1 min 01 s left"},
         {{.cameraAway = true, .awaySeconds = 12, .failure = -36},
          "Recording 00:00:00, 0 MB, WRITING FAILED, CAMERA AWAY for 12 s"},
         {{.seconds = 10, .bytes = 7'000'000, .waitingBytes = 6'000'000, .bufferBytes = 256'000'000},
-         "Recording 00:00:10, 7 MB, DISK TOO SLOW: 6 MB wait, room for 250 MB more"},
+         "Recording 00:00:10, 7 MB, DISK TOO SLOW: 6 MB waiting, space for 250 MB more"},
         {{.seconds = 10, .bytes = 70'000'000, .waitingBytes = 6'000'000, .bufferBytes = 256'000'000},
          "Recording 00:00:10, 70 MB"},
     };

@@ -186,7 +186,7 @@ TEST_F(SettingsDialogTest, DevicesComeAndGoWhileItIsOpen)
         EXPECT_GE(Named<QComboBox>("Device")->findText("Третья (not available)"), 0);
         EXPECT_TRUE(Said().contains("may not be opened")) << Said().toStdString();
         QTimer::singleShot(100, qApp, [&] {
-            EXPECT_TRUE(Said().contains("\"Other\" is not there")) << Said().toStdString();
+            EXPECT_TRUE(Said().contains("\"Other\" is not connected")) << Said().toStdString();
             Press(Qt::Key_Escape);
         });
         while (dialog->isVisible())

@@ -31,7 +31,7 @@ int Held(int64_t value)
 QString Remark(const ImageControl& control, bool usable)
 {
     return usable             ? QString()
-           : control.readOnly ? QString("This value can only be read.")
+           : control.readOnly ? QString("This value is read-only.")
                               : QString("The device, or another control, sets this value now.");
 }
 

@@ -56,9 +56,9 @@ QString RefusalText(Result result)
 {
     switch (result) {
     case noDeviceForChannel:
-        return "the device is not there, or another program holds it.";
+        return "the device is not connected, or another program is using it.";
     case permErr:
-        return "this value can only be read.";
+        return "this value is read-only.";
     case cantDoThatInCurrentMode:
         return "this can't be changed while a movie is being recorded. Stop the recording first.";
     case siInvalidSampleRate:
@@ -76,7 +76,7 @@ QString ReasonText(const ListedDevice& device)
 {
     const QString reason = SentenceText(device.reason);
     return reason.isEmpty() ? Quoted(ToText(device.name)) +
-                                  " is not there at the moment, or another program holds it. Plug it in, or close that "
+                                  " is not connected, or another program is using it. Plug it in, or close that "
                                   "program."
                             : reason;
 }
