@@ -10,9 +10,12 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sstream>
+#include <sys/resource.h>
 
 using namespace platform;
 using test::ChildProcess;
@@ -41,6 +44,44 @@ std::unique_ptr<Digitizer> OpenCamera()
     auto camera = OpenDigitizer(kIdentity);
     EXPECT_EQ(camera->Identity(), kIdentity);
     return camera;
+}
+
+/// Takes a variable out of the environment for as long as it lives.
+class WithoutVariable {
+public:
+    explicit WithoutVariable(const char* name) : name(name)
+    {
+        if (const char* present = getenv(name))
+            value = present;
+        unsetenv(name);
+    }
+    WithoutVariable(const WithoutVariable&) = delete;
+    WithoutVariable& operator=(const WithoutVariable&) = delete;
+    ~WithoutVariable()
+    {
+        if (!value.empty())
+            setenv(name, value.c_str(), 1);
+    }
+
+private:
+    const char* name;
+    std::string value;
+};
+
+int RealTimeThreads()
+{
+    int count = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        const int policy = sched_getscheduler(std::stoi(task.path().filename()));
+        count += (policy & ~SCHED_RESET_ON_FORK) == SCHED_FIFO || (policy & ~SCHED_RESET_ON_FORK) == SCHED_RR;
+    }
+    return count;
+}
+
+bool MayHaveRealTimeThreads()
+{
+    rlimit limit{};
+    return geteuid() == 0 || (getrlimit(RLIMIT_RTPRIO, &limit) == 0 && limit.rlim_cur > 0);
 }
 
 // The numbers of the frames that the camera handed over, by its log. It leaves one out when all its buffers are with
@@ -94,6 +135,21 @@ TEST(PipeWireCamera, EveryFrameInBothFormats)
         ExpectFramesMade(seen, FramesMade(log));
         EXPECT_TRUE(!idle.HadTime() || *seen[299].number - *seen[0].number == 299);
     }
+}
+
+TEST(PipeWireCamera, TakesFramesOnARealTimeThread)
+{
+    if (!MayHaveRealTimeThreads())
+        GTEST_SKIP() << "this user may have no real-time threads";
+    const auto process = StartCamera(" --size 640x480");
+    const auto camera = OpenCamera();
+    const int before = RealTimeThreads();
+    const WithoutVariable usual("PIPEWIRE_CONFIG_NAME");
+    FrameCollector frames;
+    ASSERT_EQ(camera->Start(frames), noErr) << camera->Reason();
+    ASSERT_TRUE(frames.WaitFor(1));
+    EXPECT_GT(RealTimeThreads(), before);
+    camera->Stop();
 }
 
 TEST(PipeWireCamera, ComesBackAfterTheServer)

@@ -67,6 +67,14 @@ void SetColors(V4L2Layout& layout, const spa_video_info_raw& info)
     layout.quantization = KernelNumber(kRanges, info.color_range);
 }
 
+// The client's part of the graph must keep up with the camera: a cycle that it misses is a lost frame. Older servers'
+// clients get a real-time thread only with this configuration, newer ones always, and may not have the file.
+pw_context* RealTimeContext(pw_loop* loop)
+{
+    pw_context* context = pw_context_new(loop, pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", nullptr), 0);
+    return context != nullptr ? context : pw_context_new(loop, nullptr, 0);
+}
+
 class PipeWireCamera final : public CaptureDevice {
 public:
     explicit PipeWireCamera(PipeWireNode opened) : node(std::move(opened)) {}
@@ -192,7 +200,7 @@ private:
         if (loop == nullptr)
             return false;
         pw_loop_enter(loop);
-        context = pw_context_new(loop, nullptr, 0);
+        context = RealTimeContext(loop);
         core = context == nullptr ? nullptr : pw_context_connect(context, nullptr, 0);
         if (core == nullptr) {
             digitizerLog.Warning(node.description, ": connection to PipeWire: ", ErrorText(errno));
