@@ -294,13 +294,13 @@ TEST_F(MovieRecovery, HostileNumbersUnderARightChecksumNeverHarm)
 }
 
 // Where the file system can't keep room, what is free counts; where it is full, what was kept.
-TEST_F(MovieRecovery, RoomIsKeptWhereThatCanBeDone)
+TEST_F(MovieRecovery, SpaceIsReservedWhereThatCanBeDone)
 {
     for (const int error : {EOPNOTSUPP, ENOSPC}) {
         std::unique_ptr<DiskFile> file;
         ASSERT_EQ(CreateOutputFile(folder / "room", true, 0, file), noErr);
         fallocateError = error;
-        EXPECT_EQ(file->KeepRoom(1) > 0, error == EOPNOTSUPP) << error;
+        EXPECT_EQ(file->Reserve(1) > 0, error == EOPNOTSUPP) << error;
         fallocateError = 0;
     }
 }
