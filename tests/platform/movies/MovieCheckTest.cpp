@@ -74,10 +74,10 @@ TEST_F(MovieCheckTest, SaysWhatIsWrongWithATable)
         uint32_t number;
         const char* fault;
     } cases[] = {
-        {"stco", 8, 0x7F000000, "samples lie beyond the end of the file, the first of them sample 1"},
-        {"stco", 8, 4, "samples lie outside of the media data, the first of them sample 1"},
+        {"stco", 8, 0x7F000000, "samples are beyond the end of the file, the first of them sample 1"},
+        {"stco", 8, 4, "samples are outside of the media data, the first of them sample 1"},
         {"stsc", 16, 9, "samples have no description, the first of them sample 1"},
-        {"stts", 12, 77, "its header says a duration of"},
+        {"stts", 12, 77, "its header has a duration of"},
         {"stsz", 8, 39, "samples, its table of sizes 39"},
     };
     const std::string text(whole.begin(), whole.end());
