@@ -79,7 +79,7 @@ class Vivid : public testing::Test {
 protected:
     void SetUp() override
     {
-        alarm(120); // the limit of a case, in the guest's time
+        alarm(240); // the limit of a case, in the guest's time
         ASSERT_EQ(Nodes().size(), 2U);
         driver.emplace(Nodes()[0]);
         entries = ListV4L2Digitizers(Kernel());

@@ -22,7 +22,7 @@ import sys
 import time
 
 TESTS = pathlib.Path(__file__).resolve().parent
-GUEST_SECONDS = 300
+GUEST_SECONDS = 600
 HUNG_SECONDS = 1200
 PACKAGES = ("linux-image-amd64", "busybox-static")
 # What the guest needs before it can access the host's files.

@@ -277,14 +277,19 @@ private:
         header.flags = htobe32(static_cast<uint32_t>(status));
         header.length = htobe32(static_cast<uint32_t>(length));
         header.packets = htobe32(static_cast<uint32_t>(count));
-        Bytes message(sizeof(header) + data.size());
-        std::memcpy(message.data(), &header, sizeof(header));
-        std::copy(data.begin(), data.end(), message.begin() + sizeof(header));
-        for (size_t sent = 0; sent < message.size();) {
-            const ssize_t some = send(socket, message.data() + sent, message.size() - sent, MSG_NOSIGNAL);
+        Write(&header, sizeof(header));
+        Write(data.data(), data.size());
+    }
+
+    void Write(const void* from, size_t size)
+    {
+        const auto* bytes = static_cast<const uint8_t*>(from);
+        while (size > 0) {
+            const ssize_t some = send(socket, bytes, size, MSG_NOSIGNAL);
             if (some <= 0)
                 return;
-            sent += static_cast<size_t>(some);
+            bytes += some;
+            size -= static_cast<size_t>(some);
         }
     }
 
