@@ -90,7 +90,7 @@ RecordingOutput::Refusal RecordingOutput::Check(bool replace, std::string& probl
     Refusal refusal = CheckFolder(problem);
     if (refusal == Refusal::None)
         refusal = CheckFile(replace, problem);
-    return refusal == Refusal::None ? CheckRoom(problem) : refusal;
+    return refusal == Refusal::None ? CheckSpace(problem) : refusal;
 }
 
 RecordingOutput::Refusal RecordingOutput::RefuseFor(int error, std::string& problem) const
@@ -137,7 +137,7 @@ RecordingOutput::Refusal RecordingOutput::CheckCreation(std::string& problem) co
     return Refusal::None;
 }
 
-RecordingOutput::Refusal RecordingOutput::CheckRoom(std::string& problem) const
+RecordingOutput::Refusal RecordingOutput::CheckSpace(std::string& problem) const
 {
     struct statvfs disk {};
     if (fstatvfs(folder, &disk) != 0 || disk.f_blocks == 0)

@@ -39,7 +39,7 @@ private:
     Refusal CheckFolder(std::string& problem);
     Refusal CheckFile(bool replace, std::string& problem) const;
     Refusal CheckCreation(std::string& problem) const;
-    Refusal CheckRoom(std::string& problem) const;
+    Refusal CheckSpace(std::string& problem) const;
     Refusal RefuseFor(int error, std::string& problem) const;
     bool NeedsPlainName() const;
 

@@ -19,11 +19,11 @@ public:
     /// 100 ms.
     int64_t TakeSuspension()
     {
-        constexpr int64_t kShortest = 100 * kNanosecondsPerMillisecond;
+        constexpr int64_t kMinSuspension = 100 * kNanosecondsPerMillisecond;
         const int64_t present = SuspendedTime();
         const int64_t length = present - seen;
         seen = present;
-        return length < kShortest ? 0 : length;
+        return length < kMinSuspension ? 0 : length;
     }
 
 private:

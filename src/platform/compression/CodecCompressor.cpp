@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Compressing by libavcodec. Every codec here stores each frame by itself, so a frame in is a frame out.
+// Compressing with libavcodec. Every codec here stores each frame on its own, so each frame in gives a frame out.
 //
-// A codec has one pixel layout, and DV two sizes besides; whatever comes is converted and scaled to that. The encoder
+// A codec has one pixel layout, and DV has two sizes as well; every frame is converted and scaled to that. The encoder
 // is opened with the first frame and again when size or colors change. ProRes keeps the device's matrix, DV has that of
 // BT.601; both have the limited range.
 #include "platform/compression/CodecCompressor.h"
@@ -20,10 +20,10 @@ namespace {
 
 struct Encoder {
     FourCharCode code;
-    const char* name; ///< the library's
+    const char* name; ///< in libavcodec
     AVPixelFormat format;
     const char* profile;
-    int quantizer; ///< at normal quality, 0 for codecs that have no choice
+    int quantizer; ///< at normal quality; 0 for codecs without a choice
 };
 
 constexpr Encoder kEncoders[] = {
@@ -36,7 +36,7 @@ constexpr Encoder kEncoders[] = {
 };
 
 // The quantizer doubles from normal quality to the lowest and halves to the highest. A fixed one spares ProRes the
-// search for one that fills a given rate, which takes five times as long as all the rest.
+// search for one that fills a given rate, which takes five times as long as everything else.
 int QuantizerOf(const Encoder& encoder, int32_t spatialQuality)
 {
     const double steps = (512 - std::clamp(spatialQuality, 0, kHighestQuality)) / 512.0;
@@ -130,7 +130,7 @@ public:
     }
 
 private:
-    // DV's frames can't state any.
+    // DV frames can't state colors.
     VideoColors StoredColors() const
     {
         VideoColors stored = IsDv(encoder) ? VideoColors() : colors;
@@ -148,7 +148,7 @@ private:
         if (!source || !MakeTarget(StoredSize(encoder, size)))
             return false;
         return library.Open(encoder.name, *converted, OptionsOf(encoder), [this](AVCodecContext& context) {
-            // DV alone has a rate in its frames, that of its television system.
+            // Only DV has a rate in its frames, that of its television system.
             context.time_base = IsPal(context.height) ? AVRational{1, 25} : AVRational{1001, 30000};
             if (encoder.quantizer != 0) {
                 context.flags |= AV_CODEC_FLAG_QSCALE;
@@ -174,15 +174,15 @@ private:
         return av_frame_get_buffer(converted.get(), 0) >= 0;
     }
 
-    // The picture as the library's frame. The scaler may read a little past a row's end, so that the pixels are copied
-    // to where there is room behind them.
+    // The picture as libavcodec's frame. The scaler may read a little past the end of a row, so the pixels are copied
+    // into a buffer with padding.
     const AVFrame& Wrapped(const RawPicture& picture)
     {
-        constexpr size_t kRoom = 64;
+        constexpr size_t kPadding = 64;
         const int64_t size = PackedImageSize(picture.layout, picture.width, picture.height);
         const auto bytes = static_cast<size_t>(size);
-        if (padded.size() < bytes + kRoom)
-            padded.resize(bytes + kRoom);
+        if (padded.size() < bytes + kPadding)
+            padded.resize(bytes + kPadding);
         std::copy_n(picture.pixels, bytes, padded.begin());
         const int32_t half = (picture.width + 1) / 2;
         const ptrdiff_t luma = ptrdiff_t{picture.rowBytes} * picture.height;

@@ -5,7 +5,7 @@
 
 namespace platform {
 
-/// A compressor by libavcodec for an intra-frame codec ("png ", "dvc ", the ProRes family), or null for another.
+/// A compressor by libavcodec for an intra-frame codec ("png ", "dvc ", the ProRes family); null for other codecs.
 std::unique_ptr<FrameCompressor> MakeCodecCompressor(const CompressionSettings& settings);
 
 } // namespace platform

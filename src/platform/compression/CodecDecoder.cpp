@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Decoding by libavcodec, for all that is neither JPEG nor raw.
+// Decoding with libavcodec, for everything except JPEG and raw frames.
 //
-// One frame in, one picture out: the context runs without frame threads and with low delay, so a codec that doesn't
-// reorder answers each packet at once. Where a codec does hold a picture back, a frame gives none, and the picture
-// before stays.
+// One frame in gives one picture out: the context runs without frame threads and with low delay, so a codec that
+// doesn't reorder returns a picture for each packet at once. If a codec does hold back a picture, the frame gives none,
+// and the previous picture stays.
 //
-// The library reads some bytes past a packet's end, so each frame is copied into a buffer of the decoder's own with
-// that room behind it. The buffer is kept from frame to frame.
+// The library reads some bytes past the end of a packet, so each frame is copied into a padded buffer of the decoder,
+// which is reused from frame to frame.
 #include "platform/compression/CodecDecoder.h"
 
 #include "platform/compression/CodecTags.h"
@@ -21,8 +21,8 @@
 namespace platform {
 namespace {
 
-// The bytes of a decoder's own set-up among a description's extensions: the content of an atom, or what the
-// descriptors within "esds" hold.
+// The decoder configuration in a description's extensions: the content of an atom, or what the descriptors in "esds"
+// contain.
 class CodecSetUp {
 public:
     explicit CodecSetUp(std::span<const uint8_t> extensions)
@@ -37,7 +37,7 @@ public:
     std::span<const uint8_t> bytes;
 
 private:
-    // Descriptors nest: a tag, a length of up to four bytes of seven bits, fields of a known size, further descriptors.
+    // Descriptors nest: a tag, a length of up to four bytes of seven bits, fields of a known size, more descriptors.
     void ReadDescriptors(std::span<const uint8_t> at)
     {
         constexpr uint8_t kElementaryStream = 3, kDecoderConfiguration = 4, kDecoderSpecific = 5;
@@ -108,16 +108,16 @@ private:
         context->thread_count = 1;
         context->flags |= AV_CODEC_FLAG_LOW_DELAY;
         context->err_recognition = 0;
-        // What a description states holds where the frames state nothing.
+        // What the description states applies where the frames state nothing.
         if (FindAtom(description.extensions, CodeOf("colr"))) {
             const VideoColors colors = ColorsIn(description);
             context->colorspace = static_cast<AVColorSpace>(colors.matrix);
             context->color_range = colors.isFullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_UNSPECIFIED;
         }
-        // A frame that claims a far larger size is refused before memory is taken for it. The room is for codecs that
-        // round sides up to blocks and lay borders around the picture.
-        constexpr int32_t kRoom = 512;
-        context->max_pixels = int64_t{width + kRoom} * (height + kRoom);
+        // A frame that claims a far larger size is rejected before memory is allocated for it. The margin is for codecs
+        // that round sides up to blocks and add borders around the picture.
+        constexpr int32_t kMargin = 512;
+        context->max_pixels = int64_t{width + kMargin} * (height + kMargin);
         const CodecSetUp setUp(description.extensions);
         const int result =
             AddExtraData(setUp.bytes) ? avcodec_open2(context.get(), implementation, nullptr) : AVERROR(ENOMEM);
@@ -138,7 +138,7 @@ private:
         return true;
     }
 
-    // The packet's buffer is used again unless the codec still holds the last frame's.
+    // The packet's buffer is reused unless the codec still holds the last frame's.
     bool FillPacket(std::span<const uint8_t> frame)
     {
         const size_t needed = frame.size() + AV_INPUT_BUFFER_PADDING_SIZE;
@@ -156,7 +156,7 @@ private:
         return packet->buf != nullptr;
     }
 
-    // Forgets what a bad frame left behind, so that it can't harm the next.
+    // Discards the state left by a bad frame, so that it doesn't affect the next one.
     Result Refuse(int error)
     {
         compressionLog.Debug(context->codec->name, ": decode: ", LibavErrorText(error));
@@ -172,7 +172,7 @@ private:
     PictureConversion conversion;
     int32_t width = 0;
     int32_t height = 0;
-    bool isInterFrame = false; ///< what is damaged spoils the frames after it: then none of it is shown
+    bool isInterFrame = false; ///< damage spoils the frames after it: then nothing of it is shown
 };
 
 } // namespace

@@ -5,7 +5,7 @@
 
 namespace platform {
 
-/// A decoder by libavcodec, or null when the codec isn't one it decodes.
+/// A decoder by libavcodec; null if it does not decode the codec.
 std::unique_ptr<FrameDecoder> MakeCodecDecoder(const ImageDescription& description);
 
 } // namespace platform

@@ -11,14 +11,14 @@ extern "C" {
 
 namespace platform {
 
-/// A codec of the movie format: its code in descriptions, the library's name for it, and one for people.
+/// A codec of the movie format: its code in descriptions, its number in libavcodec, and its name for the user.
 struct CodecTag {
     FourCharCode code;
     AVCodecID codec;
     std::string_view name;
 };
 
-/// The tag of a code, or null for one that is not known.
+/// The tag of a code, or null for an unknown one.
 const CodecTag* FindCodecTag(FourCharCode code);
 
 } // namespace platform

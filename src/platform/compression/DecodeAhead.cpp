@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Decoding ahead.
 //
-// A frame's picture goes from Waiting over InWork to Done, unless it is left out (Skipped): because newer frames wait
-// behind it, because the pictures before it are not taken, or because it does not decode. A frame that is handed over
-// before its picture is Done is Abandoned; the picture is then kept as the late one, for the next frame. So the frames
-// never wait for their pictures, memory holds a few pictures at most, and a machine that is too slow to decode every
-// frame still shows the newest that it managed.
+// A frame's picture goes from Waiting over InWork to Done, unless it is left out (Skipped): because newer frames are
+// waiting, because the pictures before it are not taken, or because it does not decode. A frame that is delivered
+// before its picture is Done is Abandoned; the picture is then kept as the late one, for the next frame. So frames
+// never wait for their pictures, only a few pictures are in memory, and a machine that is too slow to decode every
+// frame still shows the newest one that it managed.
 #include "platform/compression/DecodeAhead.h"
 
 #include "platform/compression/KeyFrames.h"
@@ -15,7 +15,7 @@
 namespace platform {
 namespace {
 
-// As many frames as may go out one after the other, each of them shown.
+// As many frames as may be delivered one after the other and all be shown.
 constexpr size_t kMaxPictures = 3;
 
 } // namespace
@@ -84,7 +84,7 @@ void DecodeAhead::Work()
     }
 }
 
-// Waits for a frame; null when the end has come.
+// Waits for a frame; returns null at the end.
 std::shared_ptr<PictureAhead> DecodeAhead::NextWaiting()
 {
     std::unique_lock lock(mutex);

@@ -7,13 +7,13 @@
 
 namespace platform {
 
-/// A captured frame's bytes, kept alive by all who hold one.
+/// A captured frame's bytes, shared by all who use them.
 struct SharedFrame {
     std::shared_ptr<const void> owner;
     std::span<const uint8_t> bytes;
 };
 
-/// What a frame looks like, in 32-bit pixels, whole or reduced, and the frame to decode it from again.
+/// A frame decoded to 32-bit pixels, at full or reduced size, and the frame itself to decode it again.
 struct DecodedPicture {
     PictureBlock picture;
     SharedFrame frame;

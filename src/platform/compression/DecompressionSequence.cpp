@@ -1,21 +1,21 @@
 // SPDX-License-Identifier: MIT
 // Decompression sequences.
 //
-// A sequence is everything that one description needs to get onto one port, built once and used for each frame: the
-// decoder and the transform. A frame of 32-bit pixels is drawn from where it lies. Any other becomes a picture first,
-// decoded here or ahead by a worker (`FrameInHand`). A picture that meets its port upright and unscaled becomes
-// the port's by an exchange of pixels. All others are drawn.
+// A sequence contains everything needed to draw frames of one description into one port, created once and used for each
+// frame: the decoder and the transform. A frame of 32-bit pixels is drawn directly. Any other is decoded into a picture
+// first, here or ahead by a worker (`FrameInHand`). A picture that fits its port upright and unscaled is swapped with
+// the port's pixels. All others are drawn.
 //
-// A sequence whose frames fill a view of the port exactly draws them into the view from then on, wherever that goes.
+// A sequence whose frames fill a view of the port exactly draws them into the view from then on, wherever that moves.
 //
-// A port may have a reduced picture only. Then that is drawn from, and nobody reads the port's own pixels here.
+// A port may have only a reduced picture. Then that is drawn, and the port's own pixels are not read here.
 //
-// The port is only borrowed: its pixels are asked for again with each frame, since a window may have changed size or
-// gone. A sequence is used by one thread at a time.
+// The port is only borrowed: its pixels are looked up again for each frame, since a window may have been resized or
+// closed. A sequence is used by one thread at a time.
 //
-// Frames may change under a sequence: a camcorder's tape goes over from one television system to the other, a user
-// chooses another compressor. Where the change is known, everything is settled anew, and the new frames take the place
-// of those that the sequence was begun for, with bars where their shape differs.
+// Frames may change during a sequence: a camcorder's tape changes from one television system to the other, a user
+// chooses another compressor. If the change is known, everything is set up again, and the new frames are shown in the
+// place of the original ones, with bars if their aspect ratio differs.
 #include "platform/compression/DecompressionSequence.h"
 
 #include "platform/compression/Matrix.h"
@@ -93,7 +93,7 @@ private:
         return MakeDecoder();
     }
 
-    // Settles for frames of another description. A part of the image becomes the same part of the new one.
+    // Adapts to frames of another description. A part of the image becomes the same part of the new one.
     Result Adapt(const ImageDescription& changed)
     {
         if (IsDecodedAlike(changed, description))
@@ -107,7 +107,7 @@ private:
         return MakeDecoder();
     }
 
-    // Whether frames of this sequence are pixels like those of that port's picture, which then need not be read.
+    // Whether this sequence's frames are pixels like those of that port's picture, which then need not be read.
     bool DrawsFrom(const PortPicture& picture) const
     {
         return !NeedsDecoder() && picture.width == description.width && picture.height == description.height;
@@ -121,7 +121,7 @@ private:
         return Draw(SourceOf(picture.pixels));
     }
 
-    // Tells a frame where the picture of it is, in this sequence's port.
+    // Tells the frame where its picture is, in this sequence's port.
     void NotePictureOf(FrameInHand& frame) const
     {
         if (const auto layout = LayoutOfPort(port))
@@ -160,7 +160,7 @@ private:
         return Draw({picture->pixels, picture->rowBytes, picture->width, picture->height});
     }
 
-    // A picture that meets the port upright and unscaled becomes the port's.
+    // Swaps the pixels if the picture fits the port upright and unscaled.
     bool GiveToPort(DecodedPicture& picture) const
     {
         const auto target = LayoutOfPort(port);
@@ -217,13 +217,13 @@ private:
         NoteShown(double{1} * shown.width / part.width, double{1} * shown.height / part.height);
     }
 
-    // A place in a view, as seen along the picture's own rows.
+    // The size of a place in a view along the picture's own rows.
     ShownSize SizeIn(const PortRect& place) const
     {
         return onView->IsTurned() ? ShownSize{place.height, place.width} : ShownSize{place.width, place.height};
     }
 
-    // Notes the scales of the image's width and height.
+    // Stores the scales of the image's width and height.
     void NoteShown(double scaleX, double scaleY) const
     {
         const auto scaled = [](int32_t side, double scale) {
@@ -233,8 +233,8 @@ private:
             known->NoteShown({scaled(description.width, scaleX), scaled(description.height, scaleY)});
     }
 
-    // Draws the newest picture again, as it is kept here or in the port that it was drawn from. One that is too small
-    // for its new place is made whole.
+    // Draws the newest picture again, from the copy kept here or the port from which it was drawn. If it is too small
+    // for its new place it is decoded at full size.
     bool Redraw()
     {
         const auto view = onView->Target();
@@ -262,7 +262,7 @@ private:
 
     Result MakeDecoder() { return NeedsDecoder() ? decoder.Prepare(description) : noErr; }
 
-    // Maps the part onto the middle of the place that the sequence was begun with, as large as its shape allows.
+    // Maps the part to the centre of the original place, as large as its aspect ratio permits.
     void FitIntoPlace()
     {
         const PictureShape place = ShapeOfFrame(begun.part.width, begun.part.height);
@@ -284,7 +284,7 @@ private:
         placeIsStale = true;
     }
 
-    // Blackens what the frames before may have left beside the present ones.
+    // Blackens what the previous frames may have left beside the present ones.
     void ClearPlace(const PortPixels& target) const
     {
         const PortRect& place = begun.part;
@@ -351,20 +351,20 @@ private:
     Transform transform;
     PortRect part;
 
-    // As the sequence was begun.
+    // As at the start of the sequence.
     struct {
         int32_t width, height;
         PortRect part;
         Transform transform;
     } begun{};
 
-    bool placeIsStale = false; ///< frames of another shape may have left something in it
+    bool placeIsStale = false; ///< frames of another aspect ratio may have left something in it
     ReducingDecoder decoder;
-    std::unique_ptr<DecodedPicture> kept; ///< the newest that was drawn
+    std::unique_ptr<DecodedPicture> kept; ///< the newest drawn picture
     PictureDrawing drawing;
     std::optional<ViewDrawing> onView;
-    Address inPlace = 0;   ///< base of the port that the newest picture was drawn from
-    Address shownFrom = 0; ///< address of what was shown last
+    Address inPlace = 0;   ///< base of the port from which the newest picture was drawn
+    Address shownFrom = 0; ///< address of the last shown picture
 };
 
 ReferenceTable<Sequence>& Sequences()
@@ -373,7 +373,7 @@ ReferenceTable<Sequence>& Sequences()
     return *table;
 }
 
-// The frames being handed over: one for each session at the most.
+// The frames being delivered: at most one per session.
 std::vector<FrameInHand*>& FramesInHand()
 {
     static std::vector<FrameInHand*> frames;

@@ -12,87 +12,85 @@
 
 namespace platform {
 
-/// Accuracies and decompressors as callers pass them.
+/// Values that callers pass for accuracy and decompressor.
 inline constexpr int32_t kCodecNormalQuality = 768;
 inline constexpr int32_t kBestSpeedCodec = -1;
 
-/// Begins a sequence that decodes frames of one description into a port.
-/// Writes its number as 32 bits at `sequence` (0 on failure). `description` is a handle with an image description,
-/// which is copied. `data` and `dataSize` name a first frame and may be 0. `port` is the target, 0 refused.
-/// `device` is 0. `sourceRect` (address of a rectangle within the image) may be 0: the whole image.
-/// `matrix` (address of 36 bytes) maps image points to port points; 0: the identity. `mode` and `mask` are 0.
-/// `flags`, `accuracy` and `codec` are accepted and make no difference.
-/// `paramErr` for a dead handle or port and for a port whose pixels are not 32-bit ones, `codecBadDataErr` for a
-/// description that is cut short or of an impossible size, `noCodecErr` for a codec that can't be decoded.
+/// Begins a sequence that decodes frames of one description into a port. Writes its number as 32 bits at `sequence` (0
+/// on failure). `description` is a handle with an image description, which is copied. `data` and `dataSize` name a
+/// first frame and may be 0. `port` is the target and must not be 0. `device` is 0. `sourceRect` (address of a
+/// rectangle in the image) may be 0: the whole image. `matrix` (address of 36 bytes) maps image points to port points;
+/// 0: the identity. `mode` and `mask` are 0. `flags`, `accuracy` and `codec` have no effect. Returns `paramErr` for an
+/// invalid handle or port and for a port without 32-bit pixels, `codecBadDataErr` for a description that is truncated
+/// or has an impossible size, `noCodecErr` if the codec can't be decoded.
 Result DecompressSequenceBeginS(Address sequence, Handle description, Address data, int32_t dataSize,
                                 PortReference port, int32_t device, Address sourceRect, Address matrix, int16_t mode,
                                 int32_t mask, uint32_t flags, int32_t accuracy, int32_t codec);
 
-/// Decodes one frame into the sequence's port, clipped to it, and tells the port's owner what changed.
-/// Writes 0 as 32 bits at `outFlags` unless that is 0. `completion` and `frameTime` are 0.
-/// `paramErr` for a dead sequence or data outside of living blocks, `codecBadDataErr` for a frame that doesn't decode:
-/// what was decoded of it before the fault may show.
+/// Decodes one frame into the sequence's port, clipped to it, and notifies the port's owner. Writes 0 as 32 bits at
+/// `outFlags` unless that is 0. `completion` and `frameTime` are 0. Returns `paramErr` for an invalid sequence or data
+/// outside of allocated blocks, `codecBadDataErr` for a frame that doesn't decode: what was decoded before the error
+/// may be visible.
 Result DecompressSequenceFrameWhen(int32_t sequence, Address data, int32_t dataSize, int32_t inFlags, Address outFlags,
                                    int32_t completion, Address frameTime);
 
 /// The same for callers in C++.
 class DecompressionSequence {
 public:
-    /// Begins a sequence that decodes whole frames of a description into a port; `mapping` leads from points of the
-    /// image to points of the port. Null, and the result as of `DecompressSequenceBeginS`, when that fails.
+    /// Begins a sequence that decodes whole frames of a description into a port; `mapping` maps points of the image to
+    /// points of the port. Null on failure, with the result as for `DecompressSequenceBeginS`.
     static std::shared_ptr<DecompressionSequence> Begin(const ImageDescription& image, PortReference port,
                                                         const Transform& mapping, Result& result);
 
     virtual ~DecompressionSequence() = default;
 
-    /// Decodes and draws the frame of `dataSize` bytes at `data`. Results as `DecompressSequenceFrameWhen`.
+    /// Decodes and draws the frame of `dataSize` bytes at `data`. Results as for `DecompressSequenceFrameWhen`.
     virtual Result ShowFrame(Address data, int32_t dataSize) = 0;
 };
 
-/// What is known of a frame while it is handed over: callers pass it on by its address alone, and a sequence that is
-/// asked to decode what lies there finds the object by that address. It lives for the length of the hand-over, as does
-/// the description. Main thread.
+/// Describes a frame during its delivery. Callers pass on only the frame's address, and a sequence that is asked to
+/// decode the frame finds this object by that address. It exists during the delivery, and so must the description. Main
+/// thread.
 ///
-/// The frame may be of another codec or size than the sequence was begun for, because the device or its settings
-/// changed. The sequence shows it all the same, in the place that its own frames had.
+/// The frame may have another codec or size than the sequence was begun for, because the device or its settings
+/// changed. The sequence shows it all the same, in the place of its earlier frames.
 ///
-/// A frame that is not to be shown, because a newer one waits, is accepted, and so is the picture of the port that it
-/// would have been decoded into: `DecompressSequenceFrameWhen` checks its arguments, answers 0, and draws nothing.
+/// A frame that is not to be shown, because a newer one is waiting, is accepted, and so is the picture of the port into
+/// which it would have been decoded: `DecompressSequenceFrameWhen` checks its arguments, returns 0, and draws nothing.
 ///
-/// A frame whose picture was decoded ahead brings it along: the sequence takes the picture, by exchanging the pixels of
-/// its port where the picture has the port's size. A reduced picture stands for the whole one until the port's pixels
-/// are read.
+/// If the frame's picture was decoded ahead, the sequence takes it, by swapping the pixels of its port if the sizes
+/// agree. A reduced picture is used instead of the full one until the port's pixels are read.
 class FrameInHand {
 public:
-    /// Describes the frame at that address to all sequences until the destructor.
+    /// Describes the frame at that address to all sequences until it is destroyed.
     FrameInHand(Address frame, const ImageDescription& description, bool shown = true,
                 std::unique_ptr<DecodedPicture> picture = nullptr);
     ~FrameInHand();
     FrameInHand(const FrameInHand&) = delete;
     FrameInHand& operator=(const FrameInHand&) = delete;
 
-    /// Gives sequences another form of the same frame to show, one that can be decoded by itself. It is in the address
-    /// space, and both outlive the object.
+    /// Sets another form of the same frame for sequences to show, which can be decoded on its own. It must be in the
+    /// address space, and both must outlive this object.
     void ShowInstead(std::span<const uint8_t> other, const ImageDescription& itsDescription);
 
-    /// The largest size at which the frame was drawn onto a screen so far, 0 by 0 where it was not.
+    /// The largest size at which the frame was drawn on a screen so far, 0 by 0 if it was not.
     const ShownSize& Shown() const { return shownSize; }
 
     // For sequences.
 
-    /// The frame that is at an address, or whose picture has its pixels there; null where none is known.
+    /// The frame that is at an address, or whose picture has its pixels there; null if there is none.
     static FrameInHand* At(Address data);
 
-    /// Whether an address is that of the frame's picture, and not of the frame.
+    /// Whether an address is that of the frame's picture, not of the frame.
     bool IsPictureAt(Address data) const { return data == picturePixels; }
 
-    /// Notes where a port's pixels are that hold the frame's picture, or would if it were shown.
+    /// Stores where a port's pixels are that contain the frame's picture, or would if it were shown.
     void NotePicture(Address pixels) { picturePixels = pixels; }
 
     /// The picture decoded ahead, if it has that size and was not taken yet.
     std::unique_ptr<DecodedPicture> TakePicture(int32_t width, int32_t height);
 
-    /// Notes a size at which the frame was drawn onto a screen.
+    /// Stores a size at which the frame was drawn on a screen.
     void NoteShown(const ShownSize& size)
     {
         shownSize = {std::max(shownSize.width, size.width), std::max(shownSize.height, size.height)};

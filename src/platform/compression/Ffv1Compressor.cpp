@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Compressing FFV1 by libavcodec: each frame by itself, in four slices with a checksum each, in the samples that the
-// device delivers. The configuration record that decoders need is an atom of the description.
+// Compressing FFV1 with libavcodec: each frame on its own, in four slices with a checksum each, in the device's own
+// sample format. The configuration record that decoders need is an atom of the description.
 #include "platform/compression/Ffv1Compressor.h"
 
 #include "platform/compression/LibavEncoder.h"
@@ -42,7 +42,7 @@ private:
         colors = frameColors;
         picture =
             frame.width < 1 || frame.height < 1 ? nullptr : NewVideoPicture(format, frame.width, frame.height, colors);
-        // Small pictures of odd sides can't be cut into four: then the library chooses.
+        // Small pictures with odd sides can't be divided into four slices: then the library chooses.
         if (!picture || !(Open({{"slicecrc", "1"}, {"slices", "4"}}) || Open({{"slicecrc", "1"}})))
             return false;
         const auto header = encoder.Header();

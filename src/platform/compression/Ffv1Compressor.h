@@ -5,8 +5,8 @@
 
 namespace platform {
 
-/// A compressor for FFV1 ("FFV1", RFC 9043, version 3 with checksums of slices), which loses nothing of raw frames;
-/// null where libavcodec lacks it.
+/// A compressor for FFV1 ("FFV1", RFC 9043, version 3 with slice checksums), which is lossless for raw frames; null if
+/// libavcodec lacks it.
 std::unique_ptr<FrameCompressor> MakeFfv1Compressor(const CompressionSettings& settings);
 
 } // namespace platform

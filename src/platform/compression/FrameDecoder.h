@@ -9,21 +9,21 @@
 
 namespace platform {
 
-/// Decodes frames of one description into 32-bit pixels, in as few passes as the codec allows: JPEG by TurboJPEG in
-/// one, raw layouts by libyuv in one, everything else by libavcodec.
+/// Decodes frames of one description to 32-bit pixels, in as few passes as the codec permits: JPEG with TurboJPEG and
+/// raw layouts with libyuv in one pass, everything else with libavcodec.
 class FrameDecoder {
 public:
     virtual ~FrameDecoder() = default;
 
-    /// Decodes a frame onto the whole of `target` (32-bit pixels of the description's size, or of a smaller one where
-    /// the decoder can reduce). `codecBadDataErr` for one that does not decode, `codecSizeErr` for one of another
-    /// size, `codecConditionErr` while the codec holds its picture back; the target is then left undefined.
+    /// Decodes a frame onto the whole of `target` (32-bit pixels of the description's size, or of a smaller one if the
+    /// decoder can reduce). Returns `codecBadDataErr` for a frame that does not decode, `codecSizeErr` for one of
+    /// another size, `codecConditionErr` while the codec holds back its picture; the target is then undefined.
     virtual Result Decode(std::span<const uint8_t> frame, const PortPixels& target) = 0;
 
-    /// Whether `Decode` also takes smaller targets: a reduced picture for less work.
+    /// Whether `Decode` also supports smaller targets: a reduced picture for less work.
     virtual bool CanReduce() const { return false; }
 
-    /// A decoder for the description, or null when its codec can't be decoded.
+    /// Creates a decoder for the description; null if its codec can't be decoded.
     static std::unique_ptr<FrameDecoder> Create(const ImageDescription& description);
 };
 

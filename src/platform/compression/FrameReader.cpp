@@ -6,7 +6,7 @@
 namespace platform {
 namespace {
 
-// A picture of packed 32-bit rows in a block that is kept as long as it is large enough.
+// A picture with packed 32-bit rows in a block that is reused as long as it is large enough.
 std::optional<RawPicture> PictureIn32(OwnedBlock& block, int32_t width, int32_t height)
 {
     const int64_t needed = PackedImageSize(kPixelFormat32, width, height);

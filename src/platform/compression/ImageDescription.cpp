@@ -3,6 +3,7 @@
 
 #include "platform/components/FunctionTable.h"
 #include "platform/compression/RawPictures.h"
+#include "platform/drawing/PixelFormat.h"
 #include "platform/drawing/Ports.h"
 #include "platform/memory/FixedPoint.h"
 
@@ -12,8 +13,7 @@
 namespace platform {
 namespace {
 
-constexpr int32_t kLargestSide = 16384;
-constexpr size_t kLongestName = 31;
+constexpr size_t kMaxNameLength = 31;
 constexpr FourCharCode kVendor = CodeOf("velm");
 constexpr int32_t kResolution = 72;
 
@@ -63,8 +63,8 @@ uint32_t BigAt(std::span<const uint8_t> bytes, size_t offset)
     return __builtin_bswap32(Get<uint32_t>(bytes, offset));
 }
 
-// Takes the stride's atom out of a description's extensions, so that they hold only what belongs to the codec. What
-// isn't a well-formed list of atoms stays as it is: it is only carried along.
+// Removes the stride's atom from a description's extensions, so that they contain only what belongs to the codec.
+// Extensions that are not a well-formed list of atoms are not changed.
 void TakeRowBytes(ImageDescription& description)
 {
     auto& atoms = description.extensions;
@@ -80,11 +80,6 @@ void TakeRowBytes(ImageDescription& description)
         }
         at += size;
     }
-}
-
-bool IsSide(int32_t side)
-{
-    return side >= 1 && side <= kLargestSide;
 }
 
 } // namespace
@@ -131,7 +126,7 @@ std::vector<uint8_t> RecordOf(const ImageDescription& description)
     Put(record, kVerticalResolutionOffset, Long2Fix(kResolution));
     Put(record, kDataSizeOffset, description.rowBytes * description.height);
     Put(record, kFrameCountOffset, int16_t{1});
-    const size_t length = std::min(description.name.size(), kLongestName);
+    const size_t length = std::min(description.name.size(), kMaxNameLength);
     record[kNameOffset] = static_cast<uint8_t>(length);
     std::memcpy(record.data() + kNameOffset + 1, description.name.data(), length);
     Put(record, kDepthOffset, static_cast<int16_t>(description.depth));
@@ -160,9 +155,9 @@ bool ReadImageDescription(std::span<const uint8_t> record, ImageDescription& des
     read.width = Get<int16_t>(record, kWidthOffset);
     read.height = Get<int16_t>(record, kHeightOffset);
     read.depth = Get<int16_t>(record, kDepthOffset);
-    if (!IsSide(read.width) || !IsSide(read.height))
+    if (!IsPictureSize(read.width, read.height))
         return false;
-    const size_t length = std::min<size_t>(record[kNameOffset], kLongestName);
+    const size_t length = std::min<size_t>(record[kNameOffset], kMaxNameLength);
     const auto* name = reinterpret_cast<const char*>(record.data() + kNameOffset + 1);
     read.name.assign(name, length);
     read.extensions.assign(record.begin() + kImageDescriptionSize, record.begin() + size);

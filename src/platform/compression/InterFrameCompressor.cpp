@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
-// Compressing H.264 and HEVC by libavcodec.
+// Compressing H.264 and HEVC with libavcodec.
 //
-// A frame in is a frame out, in the same order: no frame looks ahead, and what the encoder does on several threads it
-// does within one frame, by slices or rows. So a recording that ends has all of its frames, and the live picture
-// isn't late.
+// Each frame in gives a frame out, in the same order: no frame looks ahead, and an encoder's threads work within one
+// frame, by slices or rows. So a recording that ends has all of its frames, and the live picture is not delayed.
 //
-// Frames are stored as movie files want them: parameter sets in the description alone, units behind lengths of four
-// bytes. Pictures are 4:2:0 in the limited range, which every player knows, with the device's own matrix where it
+// Frames are stored in the form of movie files: parameter sets only in the description, NAL units after lengths of four
+// bytes. Pictures are 4:2:0 in the limited range, which every player supports, with the device's own matrix if it
 // delivers luma and chroma. Odd sides get one more column or row.
 //
-// The quality is a constant one, so the data rate follows what the picture needs; a limit of the rate holds it down.
+// The quality is constant, so the data rate follows the picture; a rate limit caps it.
 #include "platform/compression/InterFrameCompressor.h"
 
 #include "platform/compression/KeyFrames.h"
@@ -26,20 +25,19 @@ namespace {
 
 struct Candidate {
     FourCharCode codec;
-    const char* name;     ///< the library's
-    const char* quality;  ///< the option that takes the quality
-    double normalQuality; ///< its value at normal quality; less is better
+    const char* name;     ///< in libavcodec
+    const char* quality;  ///< the option for the quality
+    double normalQuality; ///< its value at normal quality; lower is better
     LibavEncoder::Options options;
 };
 
 constexpr const char* kX265Options = "log-level=none:scenecut=0:open-gop=0:frame-threads=1";
-// The rows of a small picture are done before threads have woken one another for them: on a busy machine the threads
-// would take many times as long as one alone.
+// The rows of a small picture are done before threads have woken one another for them: on a busy machine threads would
+// take many times as long as a single one.
 constexpr const char* kX265OptionsForSmall = ":wpp=0:pools=none";
 constexpr int64_t kSmallPicture = int64_t{1280} * 720;
 
-// In the order in which they are tried. The encoders in software come first, as they answer to everything that can be
-// set here.
+// In the order in which they are tried. Software encoders come first, since they support all settings.
 const std::vector<Candidate>& Candidates()
 {
     static const std::vector<Candidate> candidates{
@@ -77,9 +75,9 @@ std::vector<const Candidate*> CandidatesFor(FourCharCode codec)
 }
 
 constexpr double kUsualFrameRate = 30;
-constexpr int kLongestKeyFrameRate = 65535;
+constexpr int kMaxKeyFrameRate = 65535;
 
-// Quantizers of key frames, and what is added to them for the frames between. Six more make a step twice as coarse.
+// Quantizers of key frames, and what is added to them for the frames in between. Six more double the step size.
 struct Quantizers {
     double key;
     double between;
@@ -145,7 +143,7 @@ private:
 
     bool Open(const Candidate& candidate)
     {
-        // All frames are key frames where there is none between.
+        // If there are no frames in between, all frames are key frames.
         const bool isIntra = settings.keyFrameRate == 1;
         const Quantizers quantizers = QuantizersOf(candidate.normalQuality, settings);
         auto options = candidate.options;
@@ -174,10 +172,10 @@ private:
         const double frameRate = settings.frameRate > 0 ? settings.frameRate : kUsualFrameRate;
         context.framerate = av_d2q(frameRate, 100000);
         context.time_base = av_inv_q(context.framerate);
-        // Two seconds are a length that players can skip by, and cost little.
+        // Players can skip by two seconds, and key frames at that distance cost little.
         const auto automatic = static_cast<int>(std::lround(2 * frameRate));
         context.gop_size =
-            std::clamp(settings.keyFrameRate > 0 ? settings.keyFrameRate : automatic, 1, kLongestKeyFrameRate);
+            std::clamp(settings.keyFrameRate > 0 ? settings.keyFrameRate : automatic, 1, kMaxKeyFrameRate);
         if (settings.dataRate > 0) {
             context.rc_max_rate = int64_t{8} * settings.dataRate;
             context.rc_buffer_size = static_cast<int>(std::min<int64_t>(context.rc_max_rate, INT32_MAX));

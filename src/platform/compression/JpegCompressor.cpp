@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Compressing JPEG by TurboJPEG.
+// Compressing JPEG with TurboJPEG.
 //
-// Pictures that come as luma and chroma go in as planes, without a detour through RGB: 4:2:2 stays 4:2:2 and 4:2:0
-// stays 4:2:0. The planes are stretched from the limited range to JPEG's on the way. Pictures of an odd width or
-// height, which the planes can't express exactly, those of another matrix than JPEG's (BT.601), and all RGB ones go in
-// as RGB and are stored as 4:2:2.
+// Pictures with luma and chroma are passed as planes, without a detour through RGB: 4:2:2 stays 4:2:2 and 4:2:0 stays
+// 4:2:0. The planes are stretched from the limited range to JPEG's on the way. Pictures with an odd width or height,
+// which the planes can't represent exactly, those with another matrix than JPEG's (BT.601), and all RGB ones are passed
+// as RGB and stored as 4:2:2.
 #include "platform/compression/JpegCompressor.h"
 
 #include "platform/compression/FrameReader.h"
@@ -23,7 +23,7 @@ struct TurboDeleter {
     void operator()(void* handle) const { tjDestroy(handle); }
 };
 
-// 512, the normal quality, is where artefacts stop being noticed at a glance.
+// At 512, the normal quality, artefacts are no longer noticed at a glance.
 int QualityOf(int32_t spatialQuality)
 {
     constexpr int kLowest = 25, kNormal = 85, kHighest = 100;
@@ -153,7 +153,7 @@ private:
     CompressionSettings settings;
     std::unique_ptr<void, TurboDeleter> turbo;
     FrameReader reader;
-    VideoColors colors; ///< of the frame before
+    VideoColors colors; ///< of the previous frame
     std::vector<uint8_t> planes;
     std::vector<uint8_t> output;
 };

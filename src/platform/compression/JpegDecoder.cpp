@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Decoding JPEG by TurboJPEG, straight into the target's rows where that has a size to which the library reduces.
+// Decoding JPEG with TurboJPEG, directly into the target's rows if the library can reduce to its size.
 //
-// Cameras deliver frames in which the usual Huffman tables are left out; the library then puts the usual ones in. It
-// also keeps tables from one frame to the next, which would let one corrupted frame spoil the later ones: after any
-// frame with an error or warning the decompressor is made anew.
+// Cameras deliver frames without the usual Huffman tables; the library then inserts them. It also keeps tables from one
+// frame to the next, which would let a corrupted frame spoil later ones: after any frame with an error or warning the
+// decompressor is created again.
 //
-// A frame whose fields are two JPEGs of half height is left to libavcodec, which weaves them.
+// A frame whose fields are two JPEGs of half height is left to libavcodec, which interleaves them.
 #include "platform/compression/JpegDecoder.h"
 
 #include "platform/compression/CodecDecoder.h"
@@ -27,8 +27,8 @@ using TurboOwner = std::unique_ptr<void, TurboDeleter>;
 constexpr uint8_t kMarker = 0xFF;
 constexpr uint8_t kStartOfScan = 0xDA;
 
-// The encoding's first frame header: where the coding process of the whole picture is named. Walks the segments as
-// the decoder does. 0 where there is none.
+// The marker of the first frame header, which names the coding process of the whole picture. Walks the segments as the
+// decoder does. 0 if there is none.
 uint8_t FrameHeaderOf(std::span<const uint8_t> jpeg)
 {
     size_t at = 0;
@@ -58,14 +58,14 @@ bool HasTooManyScans(std::span<const uint8_t> jpeg)
 {
     constexpr uint8_t kProgressive = 0xC2;
     constexpr uint8_t kProgressiveArithmetic = 0xCA;
-    constexpr int kMostScans = 50;
+    constexpr int kMaxScans = 50;
     const uint8_t header = FrameHeaderOf(jpeg);
     if (header != kProgressive && header != kProgressiveArithmetic)
         return false;
     int scans = 0;
     for (size_t at = 0; at + 1 < jpeg.size(); ++at)
         scans += jpeg[at] == kMarker && jpeg[at + 1] == kStartOfScan ? 1 : 0;
-    return scans > kMostScans;
+    return scans > kMaxScans;
 }
 
 namespace {
@@ -84,7 +84,7 @@ public:
             return memFullErr;
         int width = 0, height = 0, sampling = 0, colors = 0;
         const auto size = static_cast<unsigned long>(frame.size());
-        // A frame that ends before its header is no error to the library: it takes it for tables alone.
+        // The library does not treat a frame that ends before its header as an error: it could consist of tables only.
         if (frame.empty() ||
             tjDecompressHeader3(turbo.get(), frame.data(), size, &width, &height, &sampling, &colors) != 0 ||
             width < 1) {
@@ -103,7 +103,7 @@ public:
     bool CanReduce() const override { return true; }
 
 private:
-    // The library reduces by powers of two for less work. What is left to do after that is scaled.
+    // The library can reduce by powers of two for less work. The rest is scaled afterwards.
     Result DecodePicture(std::span<const uint8_t> frame, const PortPixels& target)
     {
         tjscalingfactor scale{1, 1};
@@ -134,7 +134,7 @@ private:
     {
         if (answer == 0)
             return noErr;
-        // A warning means that all rows are there, though some are not what they were.
+        // A warning means that all rows are there, though some are damaged.
         const bool hasPicture = tjGetErrorCode(turbo.get()) == TJERR_WARNING;
         compressionLog.Debug("JPEG: decode: ", tjGetErrorStr2(turbo.get()));
         turbo.reset();
@@ -150,7 +150,7 @@ private:
 
     ImageDescription description;
     TurboOwner turbo;
-    PictureBlock larger; ///< a picture that is still to be scaled
+    PictureBlock larger; ///< a picture before the final scaling
     std::unique_ptr<FrameDecoder> fields;
 };
 

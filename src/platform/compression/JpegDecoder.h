@@ -5,16 +5,16 @@
 
 namespace platform {
 
-/// A decoder for JPEG and Motion JPEG frames, one pass each.
+/// A decoder for JPEG and Motion JPEG frames, in one pass each.
 std::unique_ptr<FrameDecoder> MakeJpegDecoder(const ImageDescription& description);
 
-/// Flags of every JPEG decoding in this system. Chroma is repeated rather than smoothed between neighbours and the
-/// quicker of the two transforms is taken. Together they save about a twelfth of the time. On pictures with a camera's
-/// grain the loss is within 0.3 dB of the exact decoding's; on smooth synthetic colours it stays above 37 dB.
+/// Flags for all JPEG decoding. Chroma is repeated rather than interpolated, and the faster of the two transforms is
+/// used. Together they save about a twelfth of the time. On pictures with camera noise the result is within 0.3 dB of
+/// the exact decoding; on smooth synthetic colours it stays above 37 dB.
 int JpegDecodingFlags();
 
-/// Whether a progressive picture has more scans than any real encoder's, which use about ten. Each scan goes over all
-/// pixels, so a small frame could ask for minutes of work.
+/// Whether a progressive picture has more scans than any real encoder's, which use about ten. Each scan covers all
+/// pixels, so a small frame could cost minutes of work.
 bool HasTooManyScans(std::span<const uint8_t> jpeg);
 
 } // namespace platform

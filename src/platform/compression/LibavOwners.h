@@ -10,7 +10,7 @@ extern "C" {
 
 namespace platform {
 
-/// Gives back what libavcodec's and libswscale's own functions have made.
+/// Releases what functions of libavcodec and libswscale have created.
 struct LibavDeleter {
     /// Frees a codec context.
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
@@ -30,13 +30,13 @@ using FrameOwner = std::unique_ptr<AVFrame, LibavDeleter>;
 using BufferOwner = std::unique_ptr<AVBufferRef, LibavDeleter>;
 using ScalerOwner = std::unique_ptr<SwsContext, LibavDeleter>;
 
-/// Keeps the library from writing about each damaged frame to the terminal: results tell about those.
+/// Keeps the library from writing about each damaged frame to the terminal: results report these.
 inline void SilenceLibav()
 {
     av_log_set_level(AV_LOG_QUIET);
 }
 
-/// The words of one of the libraries' error numbers.
+/// The library's text for an error number.
 inline std::string LibavErrorText(int error)
 {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};

@@ -15,8 +15,8 @@ constexpr int32_t kThirdColumnOne = 1 << 30;
 // The record: a b u, c d v, tx ty w.
 using MatrixRecord = std::array<int32_t, 9>;
 
-// One step of a call in doubles. A matrix record holds at most 32 significant bits in each place and the steps 16 more,
-// so a double loses nothing of the products that matter.
+// One step of a call in doubles. A matrix record has at most 32 significant bits per element and the steps have 16
+// more, so a double is exact for the products that matter.
 Transform Followed(const Transform& first, const Transform& next)
 {
     Transform result;
@@ -60,7 +60,7 @@ struct Sides {
     int16_t top, left, bottom, right;
 };
 
-// Sine and cosine that are exact at the quarter turns, where pixels have to land on pixels.
+// Sine and cosine that are exact for quarter turns, where pixels must map to pixels.
 std::pair<double, double> SineAndCosine(double degrees)
 {
     const double turn = std::fmod(degrees, 360.0);

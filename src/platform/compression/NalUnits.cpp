@@ -30,7 +30,7 @@ Units UnitsOfType(NalCodec codec, std::span<const uint8_t> header, uint8_t type)
     return found;
 }
 
-// The first bytes of a unit without the 3 that stands after two zeros to keep start codes from appearing.
+// The first bytes of a unit without the emulation prevention bytes (a 3 after two zeros).
 std::vector<uint8_t> Unescaped(std::span<const uint8_t> unit, size_t count)
 {
     std::vector<uint8_t> plain;
@@ -92,8 +92,8 @@ std::vector<uint8_t> HevcConfiguration(std::span<const uint8_t> header)
         return {};
     std::vector<uint8_t> record{1};
     record.insert(record.end(), start.begin() + kProfile, start.end());
-    record.insert(record.end(), {0xF0, 0, 0xFC, 0xFC | 1, 0xF8, 0xF8}); // no restrictions told, 4:2:0, 8 bits
-    record.insert(record.end(), {0, 0});                                // no constant rate told
+    record.insert(record.end(), {0xF0, 0, 0xFC, 0xFC | 1, 0xF8, 0xF8}); // no restrictions, 4:2:0, 8 bits
+    record.insert(record.end(), {0, 0});                                // no constant rate
     const uint8_t layers = ((start[kIdentifiers] >> 1) & 7) + 1, nested = start[kIdentifiers] & 1;
     record.push_back(static_cast<uint8_t>(layers << 3 | nested << 2 | (kLengthSize - 1)));
     record.push_back(std::size(types));
@@ -101,7 +101,7 @@ std::vector<uint8_t> HevcConfiguration(std::span<const uint8_t> header)
         const Units units = UnitsOfType(NalCodec::Hevc, header, type);
         if (units.empty())
             return {};
-        record.push_back(0x80 | type); // all of the kind are here
+        record.push_back(0x80 | type); // complete
         AppendSize16(record, units.size());
         AppendUnits(record, units);
     }
@@ -148,7 +148,7 @@ std::optional<std::span<const uint8_t>> NalReader::NextByLength()
     return std::nullopt;
 }
 
-// Where the next 0, 0, 1 is; the end where there is none. Each third byte tells whether one may be near.
+// The position of the next 0, 0, 1; the end if there is none. Every third byte shows whether one may be near.
 size_t NalReader::FindStartCode(size_t from) const
 {
     for (size_t i = from + 2; i < bytes.size(); i += bytes[i] == 0 ? 1 : 3)

@@ -14,7 +14,7 @@ extern "C" {
 namespace platform {
 namespace {
 
-// The formats of JPEG heritage carry their range in their name and are to be treated as their plain siblings.
+// The JPEG variants of formats imply the full range and are treated like the plain ones.
 struct PlainFormat {
     int format;
     bool fullRange;
@@ -40,7 +40,7 @@ PlainFormat PlainFormatOf(const AVFrame& picture)
     }
 }
 
-// A damaged frame may state a matrix that its type has no value for, so it is read as the number it is.
+// A damaged frame may contain a matrix that the enumeration lacks, so it is read as a number.
 int MatrixOf(const AVFrame& picture)
 {
     int stated = 0;
@@ -66,7 +66,7 @@ const uint16_t* Words(const uint8_t* bytes)
     return reinterpret_cast<const uint16_t*>(bytes);
 }
 
-// The layouts that cameras and editing codecs use, in one pass. False for others.
+// Converts the layouts of cameras and editing codecs in one pass. Returns false for others.
 bool QuickTo32(const AVFrame& picture, const PlainFormat& plain, uint8_t* target, int32_t rowBytes)
 {
     const auto& data = picture.data;

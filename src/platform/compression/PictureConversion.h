@@ -7,14 +7,14 @@
 
 namespace platform {
 
-/// Converts and scales between libavcodec's pictures, keeping the scaler's tables from frame to frame.
+/// Converts and scales between libavcodec's pictures, and keeps the scaler's tables from frame to frame.
 class PictureConversion {
 public:
-    /// Converts a picture to the ports' 32-bit pixels of the same size, by the colors that it states. Where it states
-    /// none: small pictures are taken as BT.601, high-definition ones as BT.709.
+    /// Converts a picture to 32-bit pixels of ports with the same size, by the colors that it states. If it states
+    /// none, small pictures are treated as BT.601, high-definition ones as BT.709.
     bool To32(const AVFrame& picture, uint8_t* target, int32_t targetRowBytes);
 
-    /// Fills `target` (format, size, colour range and buffers set) from `picture`, scaled where the sizes differ.
+    /// Fills `target` (format, size, color range and buffers set) from `picture`, scaled if the sizes differ.
     bool Convert(const AVFrame& picture, AVFrame& target);
 
 private:

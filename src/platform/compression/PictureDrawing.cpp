@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: MIT
 // Drawing a picture into a port through a transform.
 //
-// Most transforms keep the picture's sides parallel to the port's: the preview's scaling, and mirrors of it. Those
-// have a placement, a rectangle of whole pixels with a mirror bit for each direction, and are drawn by libyuv:
+// Most transforms keep the picture's sides parallel to the port's: the preview's scaling, and mirroring. They have a
+// placement, a rectangle of whole pixels with a mirror flag for each direction, and are drawn by libyuv:
 //
 //   same size                 one copy or mirror of the visible part
 //   another size              one scaling of the visible part; upside down costs nothing
 //   another size, mirrored    scaling into a scratch block of the visible part's size, then a mirror from there
 //
-// Everything else (rotation, shear, a scale beyond what the vector code takes) goes through the sampler.
+// Everything else (rotation, shear, a scale beyond the limits of the vector code) uses the sampler.
 //
-// Both the scaler and the sampler look at four pixels only. Where a picture shrinks to less than half they would pass
-// over whole rows and columns, and fine patterns would flicker: such a picture is first halved (or quartered) by a
-// box filter, which is quick, and drawn from there.
+// Both the scaler and the sampler use only four pixels for each target pixel. If a picture shrinks to less than half
+// they would skip whole rows and columns, and fine patterns would flicker: so such a picture is first halved (or
+// quartered) by a box filter, which is fast.
 #include "platform/compression/PictureDrawing.h"
 
 #include <libyuv.h>
@@ -23,8 +23,8 @@
 namespace platform {
 
 struct PictureDrawing::Placement {
-    PortRect whole;   ///< where the picture lies, in the port's pixels, also outside of it
-    PortRect visible; ///< the part of that within the port
+    PortRect whole;   ///< the picture's rectangle in the port's pixels, which may extend beyond the port
+    PortRect visible; ///< the part of it within the port
     bool mirrored = false;
     bool upsideDown = false;
 };
@@ -39,7 +39,7 @@ int32_t AlignedRowBytes(int32_t width)
     return (width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
 }
 
-// The start of a block that is kept from frame to frame and replaced only by a larger one.
+// The start of a block that is reused from frame to frame and only replaced by a larger one.
 uint8_t* Reserve(OwnedBlock& block, int64_t size)
 {
     if (block.Size() < size)
@@ -58,8 +58,8 @@ PortRect ClippedTo(const PortPixels& port, const PortRect& rect)
     return {left, top, right - left, bottom - top};
 }
 
-// One side pair of a placement: from `origin` along `extent`, which is negative where the picture is mirrored.
-// Rounding puts an edge where the centres of pixels change sides.
+// One dimension of a placement: from `origin` along `extent`, which is negative if the picture is mirrored. Edges are
+// rounded so that a pixel is covered if its centre is.
 bool PlaceSide(double origin, double extent, int32_t& start, int32_t& length)
 {
     const double low = std::round(std::min(origin, origin + extent));
@@ -76,8 +76,8 @@ uint8_t* PixelAt(const PortPixels& port, int32_t x, int32_t y)
     return port.pixels + ptrdiff_t{y} * port.rowBytes + ptrdiff_t{x} * 4;
 }
 
-// Where a picture would begin of which only a part is to be drawn at `visible`. It may lie outside of any block and is
-// only counted from, never used.
+// The address at which a picture would start if only the part at `visible` is to be drawn. It may be outside of any
+// block and is only used for computing.
 uint8_t* CountedBack(uint8_t* visible, int32_t x, int32_t y, int32_t rowBytes)
 {
     const int64_t back = int64_t{y} * rowBytes + int64_t{x} * 4;
@@ -89,8 +89,8 @@ int32_t HeldBetween(double value, int32_t low, int32_t high)
     return static_cast<int32_t>(std::clamp<double>(value, low, high));
 }
 
-// A linear function of x, 0 to `limit` over a run of whole x from `first` up to but without `end`: cuts the run down
-// to where it holds.
+// A linear function of x must be between 0 and `limit`: restricts the range of whole x from `first` up to but excluding
+// `end` to where it is.
 void CutRun(double atZero, double step, double limit, int32_t& first, int32_t& end)
 {
     if (step == 0) {
@@ -105,7 +105,7 @@ void CutRun(double atZero, double step, double limit, int32_t& first, int32_t& e
     end = HeldBetween(std::ceil(high), first, end);
 }
 
-// Mixes two pixels, all four bytes at once in two pairs; `weight` of 256 goes to the second.
+// Mixes two pixels, all four bytes at once in two pairs; a `weight` of 256 selects the second one.
 uint32_t Mixed(uint32_t a, uint32_t b, uint32_t weight)
 {
     constexpr uint32_t kPairs = 0x00FF00FF;
@@ -115,8 +115,8 @@ uint32_t Mixed(uint32_t a, uint32_t b, uint32_t weight)
     return low | high;
 }
 
-// A picture's pixels by coordinates with 32 fraction bits, whole numbers at the pixels' centres; coordinates outside
-// of the picture are those of its border.
+// Reads a picture's pixels at coordinates with 32 fraction bits, integers being the centres of pixels; coordinates
+// outside of the picture read its border.
 class Sampler {
 public:
     explicit Sampler(const SourcePixels& source) : source(source) {}
@@ -152,7 +152,7 @@ int64_t Steps(double value)
     return std::llround(value * 4294967296.0);
 }
 
-// The rectangle of pixels around a transformed picture.
+// The bounding rectangle of a transformed picture in pixels.
 PortRect BoundsOf(const SourcePixels& source, const Transform& t, const PortPixels& port)
 {
     const double acrossX = t.a * source.width, acrossY = t.b * source.width;
@@ -221,7 +221,7 @@ void PictureDrawing::Reduce(SourcePixels& source, Transform& transform)
     uint8_t* pixels = Reserve(reduced, int64_t{rowBytes} * height);
     if (pixels == nullptr)
         return;
-    // Up to three columns and rows at the far edges are left out, for the box filter works on whole boxes.
+    // Leaves out up to three columns and rows at the far edges, since the box filter needs whole boxes.
     libyuv::ARGBScale(source.pixels, source.rowBytes, width * factor, height * factor, pixels, rowBytes, width, height,
                       libyuv::kFilterBox);
     const double wider = static_cast<double>(source.width) / width;
@@ -249,7 +249,7 @@ void PictureDrawing::DrawScaled(const SourcePixels& source, const Placement& pla
             return;
     }
     const int32_t height = place.upsideDown ? -source.height : source.height;
-    // The library takes its box filter where it halves exactly, the bilinear one elsewhere.
+    // The library uses its box filter for exact halving, otherwise the bilinear one.
     libyuv::ARGBScaleClip(source.pixels, source.rowBytes, source.width, height,
                           CountedBack(scaled, x, fromTop, rowBytes), rowBytes, place.whole.width, place.whole.height, x,
                           fromTop, visible.width, visible.height, libyuv::kFilterBox);
@@ -267,7 +267,7 @@ PortRect PictureDrawing::DrawSampled(const SourcePixels& source, const Transform
     const Sampler sampler(source);
     const int64_t stepU = Steps(inverse.a), stepV = Steps(inverse.b);
     for (int32_t y = bounds.top; y < bounds.top + bounds.height; ++y) {
-        // Where the centre of the row's pixel 0 lies in the picture.
+        // The centre of the row's pixel 0 in the picture.
         const double u = inverse.a * 0.5 + inverse.c * (y + 0.5) + inverse.tx;
         const double v = inverse.b * 0.5 + inverse.d * (y + 0.5) + inverse.ty;
         int32_t first = bounds.left, end = bounds.left + bounds.width;

@@ -6,7 +6,7 @@
 
 namespace platform {
 
-/// 32-bit pixels to draw from, borrowed.
+/// 32-bit pixels to draw, borrowed.
 struct SourcePixels {
     const uint8_t* pixels = nullptr;
     int32_t rowBytes = 0;
@@ -14,15 +14,15 @@ struct SourcePixels {
     int32_t height = 0;
 };
 
-/// Draws 32-bit pictures into ports through a transform, clipped to the port. A pixel of the port is drawn when its
-/// centre lies within the transformed picture.
+/// Draws 32-bit pictures into ports through a transform, clipped to the port. A pixel of the port is drawn if its
+/// centre is inside the transformed picture.
 class PictureDrawing {
 public:
-    /// Draws with the quickest road that the transform allows: copying, mirroring and scaling by vector code where
-    /// the picture stays upright, else `DrawSampled`. Returns the rectangle of the port that was touched.
+    /// Draws in the fastest way that the transform permits: copying, mirroring and scaling by vector code if the
+    /// picture stays upright, otherwise `DrawSampled`. Returns the changed rectangle of the port.
     PortRect Draw(SourcePixels source, Transform transform, const PortPixels& port);
 
-    /// The road for any transform: every pixel is looked up in the picture and mixed from its four neighbours.
+    /// Works for any transform: interpolates each pixel from the four nearest pixels of the picture.
     static PortRect DrawSampled(const SourcePixels& source, const Transform& transform, const PortPixels& port);
 
 private:
@@ -31,8 +31,8 @@ private:
     void Reduce(SourcePixels& source, Transform& transform);
     void DrawScaled(const SourcePixels& source, const Placement& placement, const PortPixels& port);
 
-    OwnedBlock reduced;    ///< a picture halved or quartered before it is drawn
-    OwnedBlock unmirrored; ///< a scaled picture that is still to be mirrored
+    OwnedBlock reduced;    ///< a picture halved or quartered before drawing
+    OwnedBlock unmirrored; ///< a scaled picture before mirroring
 };
 
 } // namespace platform

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Frames of devices as planes.
 //
-// JPEG frames with 4:2:2 or 4:2:0 chroma are decoded to their own planes, brought into the video range and, for 4:2:0,
-// reduced by averaging pairs of rows. Raw luma and chroma goes from layout to layout by libyuv. All else becomes 32-bit
-// pixels first.
+// JPEG frames with 4:2:2 or 4:2:0 chroma are decoded to their own planes, converted to the limited range and, for
+// 4:2:0, reduced by averaging pairs of rows. Raw luma and chroma is converted between layouts by libyuv. Everything
+// else becomes 32-bit pixels first.
 #include "platform/compression/PlanarReader.h"
 
 #include "platform/compression/JpegDecoder.h"
@@ -23,7 +23,7 @@ bool IsJpeg(FourCharCode format)
     return format == CodeOf("jpeg") || format == CodeOf("mjpa");
 }
 
-// Both chroma planes of a raw picture that has planes.
+// Both chroma planes of a raw picture with planes.
 struct Chroma {
     const uint8_t* first;
     const uint8_t* second; ///< of y420
@@ -37,7 +37,7 @@ Chroma ChromaOf(const RawPicture& picture)
     return {first, first + ptrdiff_t{rowBytes} * ((picture.height + 1) / 2), rowBytes};
 }
 
-// From luma and chroma to luma and chroma. False for pictures of another kind.
+// Converts luma and chroma to luma and chroma. Returns false for other pictures.
 bool StoreYuv(const RawPicture& picture, AVFrame& to)
 {
     const bool halfRows = to.format == AV_PIX_FMT_YUV420P;
@@ -65,7 +65,7 @@ std::span<uint8_t> RowOf(AVFrame& frame, int plane, int32_t row, int32_t width)
     return {frame.data[plane] + ptrdiff_t{row} * frame.linesize[plane], static_cast<size_t>(width)};
 }
 
-// Repeats the last column and row of luma where the target is larger. Chroma has half as many and fills its planes.
+// Repeats the last column and row of luma if the target is larger. Chroma has half as many and fills its planes.
 void RepeatEdges(AVFrame& to, int32_t width, int32_t height)
 {
     for (int32_t y = 0; y < height && width < to.width; ++y)
@@ -84,7 +84,7 @@ void LimitRange(AVFrame& picture, int32_t width, int32_t height)
             ForEachByte(RowOf(picture, plane, y, (width + 1) / 2), ShrunkChroma);
 }
 
-// A row of chroma from the rows that it stands for.
+// A row of chroma from the rows that it covers.
 void StoreChromaRow(std::span<const uint8_t> a, std::span<const uint8_t> b, std::span<uint8_t> target)
 {
     for (size_t i = 0; i < target.size(); ++i)
@@ -174,7 +174,7 @@ bool PlanarReader::StoreRgb(const RawPicture& picture, AVFrame& to)
                    to.linesize[2], picture.width, picture.height) == 0;
 }
 
-// False also for frames that are better read otherwise: other kinds of chroma, two fields, odd sides.
+// Also returns false for frames that are better read otherwise: other kinds of chroma, two fields, odd sides.
 bool PlanarReader::ReadJpeg(std::span<const uint8_t> jpeg, const RawFrame& frame, AVFrame& to)
 {
     if (!turbo)

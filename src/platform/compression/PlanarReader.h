@@ -9,24 +9,25 @@
 namespace platform {
 
 /// One of libavcodec's pictures, with buffers; `format` is one of those that `PlanarReader` fills. RGB and grey have
-/// the full range whatever the colors say. Null without memory.
+/// the full range in any case. Null if memory is full.
 FrameOwner NewVideoPicture(AVPixelFormat format, int32_t width, int32_t height, const VideoColors& colors);
 
-/// Gives a picture colors, and reads them.
+/// Sets the colors of a picture.
 void SetColors(AVFrame& picture, const VideoColors& colors);
+/// The colors of a picture.
 VideoColors ColorsOf(const AVFrame& picture);
 
-/// Brings what devices deliver into the planes that video encoders take, without a detour through RGB where the frame
-/// has luma and chroma.
+/// Converts frames of devices to the planes that video encoders take, without a detour through RGB if the frame has
+/// luma and chroma.
 class PlanarReader {
 public:
-    /// The format that keeps all that frames of a device's format hold. What the device compressed is taken as 4:2:2.
+    /// The format without loss for frames of a device's format. Compressed frames are treated as 4:2:2.
     static AVPixelFormat KeepingFormat(FourCharCode format);
 
-    /// Fills `target`: AV_PIX_FMT_YUV420P from any frame; AV_PIX_FMT_YUV422P, BGR0 or GRAY8 from frames whose
-    /// `KeepingFormat` it is. Its colors are those of `ColorsAsPlanes`; where they have the limited range and the frame
-    /// has not, values are brought into it. The target may be a column or a row larger: then the last one is repeated.
-    /// False for an unreadable frame.
+    /// Fills `target`: AV_PIX_FMT_YUV420P from any frame; AV_PIX_FMT_YUV422P, BGR0 or GRAY8 from frames with that
+    /// `KeepingFormat`. Its colors are those of `ColorsAsPlanes`; if they have the limited range and the frame has not,
+    /// values are converted. The target may be a column or a row larger: then the last one is repeated. Returns false
+    /// for an unreadable frame.
     bool Read(const RawFrame& frame, AVFrame& target);
 
 private:

@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    // From luma and chroma to luma and chroma in another order, with nothing lost. False for other pairs.
+    // Converts luma and chroma losslessly to another order. Returns false for other pairs of layouts.
     bool StoreYuv(const RawPicture& picture, uint8_t* target, int32_t rowBytes)
     {
         if (layout != k2vuyPixelFormat && layout != kYuvsPixelFormat)
@@ -87,7 +87,7 @@ private:
     CompressionSettings settings;
     FourCharCode layout;
     FrameReader reader;
-    VideoColors colors; ///< of the frame before
+    VideoColors colors; ///< of the previous frame
     std::vector<uint8_t> planes;
 };
 

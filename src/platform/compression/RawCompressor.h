@@ -5,7 +5,8 @@
 
 namespace platform {
 
-/// "Compressors" that store pixels in one layout: "raw " (24 or 32 bits by the settings' depth), "2vuy" and "yuvs".
+/// "Compressors" that store uncompressed pixels: "raw " (24 or 32 bits, depending on the depth setting), "2vuy" and
+/// "yuvs".
 std::unique_ptr<FrameCompressor> MakeRawCompressor(const CompressionSettings& settings);
 
 } // namespace platform

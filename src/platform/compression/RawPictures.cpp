@@ -15,13 +15,13 @@ bool IsPlanar(FourCharCode layout)
     return layout == kY420PixelFormat || layout == kNV12PixelFormat;
 }
 
-// A packed row of the first plane. ARGB and the ports' pixels differ only in the order of their bytes.
+// A packed row of the first plane. ARGB and the ports' pixels only differ in byte order.
 int32_t PackedRow(FourCharCode layout, int32_t width)
 {
     return PackedRowBytes(layout == kARGBLayout ? kPixelFormat32 : layout, width);
 }
 
-// Stride of one chroma plane of y420; two of them make the stride of nv12's second plane.
+// Stride of one chroma plane of y420; twice that is the stride of nv12's second plane.
 int32_t ChromaRowBytes(const RawPicture& picture)
 {
     return (picture.rowBytes + 1) / 2;
@@ -42,7 +42,7 @@ void ConvertPlanar(const RawPicture& picture, uint8_t* target, int32_t targetRow
                              targetRowBytes, constants, picture.width, picture.height);
 }
 
-// Packed pairs of other colors than the defaults, for which the library has no conversion in one step. In pieces of
+// Converts packed pairs with other than the default colors, for which the library has no single step, in pieces of
 // rows, so that the planes between the two steps stay in the processor's cache.
 void ConvertPairs(const RawPicture& picture, uint8_t* target, int32_t targetRowBytes)
 {
@@ -69,8 +69,8 @@ bool IsPairs(FourCharCode layout)
 
 using Conversion = int (*)(const uint8_t*, int, uint8_t*, int, int, int);
 
-// The library names 32-bit orders as they stand in a register, which is the reverse of memory; its "RAW" is red first
-// in memory and its "RGB24" blue first. Grey comes from cameras that use the full range.
+// The library names 32-bit orders as in a register, the reverse of memory; its "RAW" has red first in memory and its
+// "RGB24" blue first. Grey comes from cameras that use the full range.
 Conversion ConversionOf(FourCharCode layout)
 {
     switch (layout) {
@@ -133,7 +133,7 @@ ImageDescription DescriptionOfLayout(FourCharCode layout, int32_t width, int32_t
     case kBGR24PixelFormat:
         break;
     case kGreyPixelFormat:
-        description.depth = 40; // depths above 32 stand for shades of grey
+        description.depth = 40; // depths above 32 mean shades of grey
         description.name = "Uncompressed Grey";
         break;
     case kY420PixelFormat:

@@ -14,7 +14,7 @@ namespace platform {
 inline constexpr FourCharCode kARGBLayout = CodeOf("ARGB");
 
 /// An uncompressed picture, borrowed. `layout` is a pixel format of `PixelFormat.h` or `kARGBLayout`; `rowBytes` is the
-/// stride of its first plane, the chroma planes of a planar layout follow it without a gap.
+/// stride of its first plane, and the chroma planes of a planar layout follow it without a gap.
 struct RawPicture {
     const uint8_t* pixels = nullptr;
     int32_t rowBytes = 0;
@@ -24,27 +24,26 @@ struct RawPicture {
     VideoColors colors = {}; ///< of luma and chroma
 };
 
-/// The layout that a description's codec and depth stand for, 0 for one that is compressed or unknown.
+/// The layout for a description's codec and depth; 0 for a compressed or unknown one.
 FourCharCode LayoutOf(const ImageDescription& description);
 
-/// Whether a layout has luma and chroma, which colors give a meaning.
+/// Whether a layout has luma and chroma, so that colors have a meaning.
 bool HasChroma(FourCharCode layout);
 
-/// The description of pixels in a layout, with packed rows. The codec is the one under which movie files hold it.
-/// Colors other than the usual ones are stated.
+/// The description of pixels in a layout, with packed rows and the codec used in movie files. Colors other than the
+/// default ones are stated.
 ImageDescription DescriptionOfLayout(FourCharCode layout, int32_t width, int32_t height,
                                      const VideoColors& colors = {});
 
-/// A view of `bytes` as a picture. `rowBytes` 0 stands for packed rows. Nothing where the bytes don't suffice or the
-/// layout or size is none.
+/// A view of `bytes` as a picture. `rowBytes` 0: packed rows. Nothing if there are too few bytes or layout or size is
+/// invalid.
 std::optional<RawPicture> PictureIn(std::span<const uint8_t> bytes, FourCharCode layout, int32_t width, int32_t height,
                                     int32_t rowBytes = 0);
 
-/// The planes of a picture that has luma and chroma: its own, or such as are taken apart into `scratch`. Nothing for
-/// other layouts.
+/// The planes of a picture with luma and chroma: its own, or planes split into `scratch`. Nothing for other layouts.
 std::optional<PlanarPicture> AsPlanes(const RawPicture& picture, std::vector<uint8_t>& scratch);
 
-/// Converts a picture to the ports' 32-bit pixels in one pass.
+/// Converts a picture to 32-bit pixels of ports in one pass.
 void ConvertTo32(const RawPicture& picture, uint8_t* target, int32_t targetRowBytes);
 
 } // namespace platform

@@ -9,7 +9,7 @@
 
 namespace platform {
 
-/// A picture of separate luma and chroma planes, borrowed.
+/// A picture with separate luma and chroma planes, borrowed.
 struct PlanarPicture {
     std::array<const uint8_t*, 3> planes{};
     std::array<int32_t, 3> rowBytes{};
@@ -19,18 +19,18 @@ struct PlanarPicture {
     int32_t chromaHeight = 0;
 };
 
-/// Brings pictures to 32-bit pixels of a smaller size. Planes are scaled each by itself, which is less to move than
-/// 32-bit pixels, and converted only then.
+/// Converts pictures to 32-bit pixels of a smaller size. Planes are scaled separately, which is less data than 32-bit
+/// pixels, and converted afterwards.
 class ReducedConversion {
 public:
-    /// Whether `Draw` knows the subsampling: 4:4:4, 4:2:2 or 4:2:0.
+    /// Whether `Draw` supports the subsampling: 4:4:4, 4:2:2 or 4:2:0.
     static bool Suits(const PlanarPicture& picture);
 
-    /// Draws a suitable picture onto the whole of `target`, which is no larger than the picture.
+    /// Draws a supported picture onto the whole of `target`, which must not be larger than the picture.
     void Draw(const PlanarPicture& picture, const libyuv::YuvConstants& colors, const PortPixels& target);
 
 private:
-    std::vector<uint8_t> scaled; ///< the planes, kept from frame to frame
+    std::vector<uint8_t> scaled; ///< the scaled planes, reused from frame to frame
 };
 
 /// Scales 32-bit pixels onto the whole of `target`.

@@ -24,7 +24,7 @@ Result ReducingDecoder::Decode(SharedFrame frame, const ImageDescription& descri
     const int32_t height = std::clamp(shown.height, 1, decoded.height);
     const bool reduces = decoder->CanReduce() && (width < decoded.width || height < decoded.height);
     Result result = reduces ? DecodeAt(frame, width, height, picture) : codecSizeErr;
-    // Some frames can be decoded whole only.
+    // Some frames can only be decoded at full size.
     if (result != noErr)
         result = DecodeAt(frame, decoded.width, decoded.height, picture);
     if (result == noErr)

@@ -5,22 +5,22 @@
 
 namespace platform {
 
-/// For `ReducingDecoder::Decode`: as large as the frame.
+/// The size for `ReducingDecoder::Decode` that is never smaller than the frame.
 inline constexpr ShownSize kWholeSize{INT32_MAX, INT32_MAX};
 
-/// Decodes frames at the scale at which they are shown where the codec can reduce, else whole. It keeps the decoder
-/// from frame to frame.
+/// Decodes frames at the scale at which they are shown if the codec can reduce, otherwise at full size. It keeps the
+/// decoder from frame to frame.
 class ReducingDecoder {
 public:
-    /// Gets ready for frames of a description; `noCodecErr` for a codec that can't be decoded.
+    /// Prepares for frames with a description; `noCodecErr` if the codec can't be decoded.
     Result Prepare(const ImageDescription& description);
 
-    /// Decodes a frame for being shown at a size: no larger than that, and never larger than the frame. Results as
-    /// `FrameDecoder::Decode`; `memFullErr` without memory. `made` is only written for `noErr`.
+    /// Decodes a frame at most at the size at which it is shown, and never larger than the frame. Results as for
+    /// `FrameDecoder::Decode`; `memFullErr` if memory is full. `made` is only written on success.
     Result Decode(SharedFrame frame, const ImageDescription& description, const ShownSize& shown,
                   std::unique_ptr<DecodedPicture>& made);
 
-    /// Decodes a frame onto pixels of its whole size.
+    /// Decodes a frame into pixels of its full size.
     static Result DecodeWhole(const SharedFrame& frame, const ImageDescription& description, const PortPixels& target);
 
 private:

@@ -8,10 +8,10 @@
 namespace platform {
 namespace {
 
-// Matrices have 16 fraction bits, so that a side of thousands of points is met to a tenth of one.
+// Matrices have 16 fraction bits, so a side of thousands of points is accurate to a tenth of a point.
 constexpr double kTolerance = 0.1;
 
-// One pair of a rectangle's edges. False where they are no whole points.
+// One pair of a rectangle's edges. Returns false if they are not integers.
 bool Edges(double a, double b, int32_t& start, int32_t& length)
 {
     const double low = std::round(std::min(a, b));
@@ -36,7 +36,7 @@ PictureShape ShapeOfFrame(int32_t width, int32_t height)
 
 ViewDrawing::ViewDrawing(PortReference port, const PortRect& part, const Transform& t)
 {
-    // Two opposite corners are enough for what keeps the sides parallel.
+    // If the sides stay parallel to the axes, two opposite corners are enough.
     const double left = t.a * part.left + t.c * part.top + t.tx;
     const double top = t.b * part.left + t.d * part.top + t.ty;
     const double right = left + t.a * part.width + t.c * part.height;

@@ -12,7 +12,7 @@ namespace platform {
 namespace {
 
 constexpr FourCharCode kJpeg = CodeOf("jpeg");
-constexpr double kSlowestKept = 23.9; // film's 23.976 is 24 to people
+constexpr double kSlowestKept = 23.9; // film's 23.976 counts as 24
 constexpr double kFastEnough = 24.9;
 constexpr double kUsualRate = 30;
 
@@ -21,7 +21,7 @@ int64_t Pixels(const CaptureFormat& format)
     return int64_t{format.width} * format.height;
 }
 
-// Frames that build on one another are taken only when somebody asks for them, or from a camera that has no others.
+// Inter-frame formats are only used if requested, or if the camera has no others.
 std::vector<CaptureFormat> Eligible(const std::vector<CaptureFormat>& offered, FourCharCode wanted)
 {
     std::vector<CaptureFormat> eligible;

@@ -42,7 +42,7 @@ H264Stream::Found H264Stream::Read(std::span<const uint8_t> bytes, RawFrame& fra
     return Found::Picture;
 }
 
-// Cameras send the sets with every key frame, mostly unchanged, or each kind in a buffer of its own.
+// Cameras send the parameter sets with every key frame, mostly unchanged, or each kind in a separate buffer.
 void H264Stream::TakeParameterSets(Bytes newSequenceSets, Bytes newPictureSets)
 {
     const auto isKnown = [](const Bytes& sets, const Bytes& known) { return sets.empty() || sets == known; };

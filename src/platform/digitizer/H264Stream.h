@@ -7,18 +7,18 @@
 
 namespace platform {
 
-/// Turns the H.264 byte stream of a camera (ITU-T H.264, Annex B; one picture a buffer) into a movie's frames (ISO/IEC
-/// 14496-15, "avc1"): units behind lengths of four bytes, parameter sets in the decoder configuration alone. Everything
-/// else stays as the camera sent it.
+/// Converts the H.264 byte stream of a camera (ITU-T H.264, Annex B; one picture per buffer) to the frames of a movie
+/// (ISO/IEC 14496-15, "avc1"): units with lengths of four bytes before them, parameter sets only in the decoder
+/// configuration. Everything else is unchanged.
 class H264Stream {
 public:
     enum class Found {
         Picture,
-        Waiting, ///< no picture data, or the stream's first key frame or parameter sets have not come
+        Waiting, ///< no picture data, or the first key frame or parameter sets have not arrived
         Damaged, ///< no units at all
     };
 
-    /// Reads one buffer. `frame` gets bytes and configuration, borrowed from this object until the next call.
+    /// Reads one buffer. `frame` receives bytes and configuration, which are valid until the next call.
     Found Read(std::span<const uint8_t> bytes, RawFrame& frame);
 
 private:
@@ -26,7 +26,7 @@ private:
 
     void TakeParameterSets(Bytes newSequenceSets, Bytes newPictureSets);
 
-    Bytes sequenceSets; ///< with start codes, and the next
+    Bytes sequenceSets; ///< with start codes, like the next one
     Bytes pictureSets;
     Bytes configuration;
     Bytes packed;

@@ -11,10 +11,10 @@
 namespace platform {
 namespace {
 
-constexpr std::chrono::milliseconds kPause{5}; // after a wake-up for nothing
-constexpr int kSpuriousWakeups = 2;            // in a row that pass without that pause
+constexpr std::chrono::milliseconds kPause{5}; // after a spurious wake-up
+constexpr int kSpuriousWakeups = 2;            // consecutive ones that are tolerated without that pause
 constexpr int kRestartsWithoutFrame = 3;
-constexpr int64_t kSuspendCheckInterval = 250; // milliseconds that a silent device is waited for in one go
+constexpr int64_t kSuspendCheckInterval = 250; // milliseconds for which a silent device is awaited at a time
 
 } // namespace
 
@@ -65,8 +65,8 @@ void ReconnectingThread::Halt()
     thread.join();
 }
 
-// Hands the result of the beginning to the caller, or to the sink of a caller that has gone on. False when the caller
-// takes it for the end.
+// Passes the result of the start to the caller, or to the sink if the caller has not waited for it. Returns false if
+// the caller gives up.
 bool ReconnectingThread::ReportStart(Result result, bool persistent)
 {
     const std::lock_guard lock(mutex);
@@ -113,7 +113,7 @@ void ReconnectingThread::Run(bool persistent)
     }
 }
 
-// Delivers until something ends it. `noErr` means a stop, or a device that must be started again.
+// Delivers until something ends it. `noErr` means a stop, or that the device must be started again.
 Result ReconnectingThread::Deliver()
 {
     firstOfRun.reset();
@@ -146,7 +146,7 @@ Result ReconnectingThread::Deliver()
     }
 }
 
-// A device that still works after a suspension sends within half of the silence that it is allowed.
+// After a suspension a working device sends within half of its allowed silence.
 void ReconnectingThread::NoteSuspension()
 {
     const int64_t length = suspendWatch.TakeSuspension();
@@ -158,7 +158,7 @@ void ReconnectingThread::NoteSuspension()
     silenceEnds = std::min(silenceEnds, MonotonicNow() + device.SilenceAllowed(false) / 2);
 }
 
-// Acts on what was taken. A result ends the delivery.
+// Handles what was taken. A result ends the delivery.
 std::optional<Result> ReconnectingThread::Handle(Taken taken, CapturedFrame& frame)
 {
     spuriousWakeups = taken == Taken::Nothing ? spuriousWakeups + 1 : 0;
@@ -178,7 +178,7 @@ std::optional<Result> ReconnectingThread::Handle(Taken taken, CapturedFrame& fra
         sink->FrameDamaged(CountFrame(frame.sequence));
         return std::nullopt;
     case Taken::Nothing:
-        // Without a pause a driver that calls for ever would keep a processor busy.
+        // Without a pause a driver that keeps waking us up would keep a processor busy.
         if (spuriousWakeups > kSpuriousWakeups)
             WaitForStop(kPause);
         return std::nullopt;
@@ -208,7 +208,7 @@ void ReconnectingThread::DeliverFrame(CapturedFrame& frame)
     sink->FrameArrived(frame);
 }
 
-// True when the caller stops the device within that time.
+// Returns true if the caller stops the device within that time.
 bool ReconnectingThread::WaitForStop(std::chrono::milliseconds time)
 {
     pollfd stop{stopEvent.Get(), POLLIN, 0};

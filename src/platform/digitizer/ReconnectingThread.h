@@ -15,11 +15,11 @@
 
 namespace platform {
 
-/// What a look at a device found.
+/// What was found when a device was checked.
 enum class Taken {
     Frame,   ///< a good frame, borrowed until it is given back
-    Alive,   ///< frames that went another way, or can't be decoded before the next key frame
-    Damaged, ///< a frame that is no picture
+    Alive,   ///< frames that were delivered otherwise, or can't be decoded before the next key frame
+    Damaged, ///< a frame that is not a picture
     Nothing, ///< nothing to deliver
     Restart, ///< the device must be started again at once: its format has changed, or its bus was reset
     Failed,  ///< the device is gone or broken
@@ -30,41 +30,42 @@ class DeviceRun {
 public:
     virtual ~DeviceRun() = default;
 
-    /// Opens the device where need be, puts back what was requested of it, and starts it.
+    /// Opens the device if necessary, restores the requested settings, and starts it.
     virtual Result Begin() = 0;
 
-    /// Stops the device. After a failure (`why` other than `noErr`) it is closed as well.
+    /// Stops the device. After a failure (`why` other than `noErr`) also closes it.
     virtual void End(Result why) = 0;
 
-    /// What becomes ready when there is something to take; descriptor -1 for a device that is only watched for silence.
+    /// The descriptor that becomes ready when there is something to take; -1 for a device that is only checked for
+    /// silence.
     virtual pollfd Waiting() const = 0;
     /// Waits like poll() on the descriptors.
     virtual int Poll(std::span<pollfd> descriptors, int milliseconds);
 
-    /// Takes what is ready. The frame's sequence number counts from any number at the start of the run.
+    /// Takes what is ready. A frame's sequence number counts from any number at the start of the run.
     virtual Taken Take(short events, CapturedFrame& frame) = 0;
 
-    /// Gives the frame of the last `Take` back; false means a failure.
+    /// Gives back the frame of the last `Take`; returns false on failure.
     virtual bool GiveBack() { return true; }
 
-    /// Why the last call failed.
+    /// The reason why the last call failed.
     virtual Result Failure() const = 0;
 
-    /// Nanoseconds without a good frame after which `Silent` is asked.
+    /// Nanoseconds without a good frame after which `Silent` is called.
     virtual int64_t SilenceAllowed(bool beforeFirstFrame) const = 0;
 
-    /// What silence means: `Nothing` where all is well (a long exposure), `Restart`, or `Failed`.
+    /// The meaning of silence: `Nothing` if all is well (a long exposure), `Restart`, or `Failed`.
     virtual Taken Silent() { return Taken::Failed; }
 };
 
-/// The thread that keeps a device delivering and reconnects it after it was unplugged: the one state machine of all
+/// The thread that keeps a device delivering and reconnects it after it was unplugged: one state machine for all
 /// families.
 ///
-/// Its states: stopped; delivering; away. `Start` begins delivery and waits a moment for the result. A device that
-/// fails in mid-run is reported once, ended, and begun again at one interval until it delivers or is stopped; the next
-/// outage is reported when a good frame has come in between. Only good frames count as life: a device that sends
+/// Its states: stopped; delivering; away. `Start` starts delivery and waits a moment for the result. A failure in
+/// mid-run is reported once; the device is ended and started again at a fixed interval until it delivers or is stopped.
+/// The next outage is reported if a good frame has arrived in between. Only good frames count: a device that sends
 /// nothing but damaged ones has failed like a silent one. After the machine was suspended, a device that does not send
-/// soon is begun again without a report. Sequence numbers go on over all of this, with a gap of one for each
+/// soon is started again without a report. Sequence numbers continue across all of this, with a gap of one for each
 /// interruption.
 class ReconnectingThread {
 public:
@@ -78,14 +79,14 @@ public:
     /// reported to the sink.
     Result Start(FrameSink& sink);
 
-    /// Returns when no further call of the sink can come and the device has ended.
+    /// Stops and ends the device. Afterwards the sink is not called any more.
     void Stop();
 
     /// Whether it is started.
     bool IsRunning() const { return sink != nullptr; }
 
-    /// Stops a running device, makes a change, and goes on: the result is that of the change, else of the beginning. A
-    /// device that refuses to begin is tried again until it is stopped.
+    /// Stops a running device, makes a change, and starts it again. Returns the result of the change, or else of the
+    /// start. A device that refuses to start is tried again until it is stopped.
     template <typename Change> Result Around(Change change)
     {
         FrameSink* const running = sink;
@@ -117,12 +118,12 @@ private:
     UniqueFD stopEvent;
     std::atomic<bool> stopping{false};
 
-    std::mutex mutex; // guards the handing over of the first result
+    std::mutex mutex; // guards passing on the first result
     std::condition_variable changed;
     std::optional<Result> firstResult;
     bool callerWaits = false;
 
-    // The thread's own while it runs.
+    // Used by the thread while it runs.
     bool failureReported = false;
     int restartsWithoutFrame = 0;
     int spuriousWakeups = 0;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Two threads and one line of jobs.
+// Two threads and one queue of jobs.
 //
-// Jobs stand in the order of capture from the moment they come in until they are handed on. A worker takes the first
-// that waits, compresses it outside of the lock, and then hands on everything at the head of the line that is
-// finished: so a frame that was quick waits for the slow one before it, and the order needs no numbers.
+// Jobs are queued in the order of capture from their arrival until they are passed on. A worker takes the first waiting
+// one, compresses it without holding the lock, and then passes on all finished jobs at the head of the queue: so a fast
+// frame waits for the slow one before it, and the order needs no numbers.
 //
-// Frames of an inter-frame codec, made here or by the device, go through one compressor, in the order of the line, by
-// whichever worker is free: the codec has threads of its own. Such frames build on one another. When one is lost after
-// it was compressed, a key frame is requested.
+// Frames of an inter-frame codec, made here or by the device, go through one compressor, in the order of the queue, by
+// whichever worker is free: the codec has its own threads. Such frames depend on one another. When one is lost after it
+// was compressed, a key frame is requested.
 #include "platform/grabber/CompressionWorkers.h"
 
 #include "platform/compression/FrameDecoder.h"
@@ -20,18 +20,19 @@
 namespace platform {
 namespace {
 
-// Two keep up with a camera that one would just fail with, and leave the machine's other cores to the live picture.
+// Two workers keep up with a camera for which one is just too slow, and leave the machine's other cores to the live
+// picture.
 constexpr int kThreads = 2;
-// What may wait: a second or two of a machine that is held up, of the largest frames a few.
+// Limits of the queue: a second or two of a machine that is delayed, but only a few of the largest frames.
 constexpr size_t kFewJobs = 8;
 constexpr size_t kMaxJobs = 128;
 constexpr int64_t kMaxBytes = int64_t{96} << 20;
 
-// The pictures of frames that a device compressed in an inter-frame codec. When a frame does not decode, the previous
+// The pictures of frames that a device compressed with an inter-frame codec. If a frame does not decode, the previous
 // picture is repeated until the next key frame.
 class DeliveredPictures {
 public:
-    // The picture of the next frame, 32-bit pixels with packed rows; empty before the first.
+    // The picture of the next frame, as 32-bit pixels with packed rows; empty before the first one.
     SampleData Next(const SampleData& frame, const SharedDescription& delivered)
     {
         const ImageDescription& image = delivered->image;
@@ -66,11 +67,11 @@ private:
 
 } // namespace
 
-// A compressor that is made again when the settings change. Its descriptions are shared by the frames of one kind.
+// A compressor that is created again when the settings change. Frames of one kind share its descriptions.
 class CompressionWorkers::Compressor {
 public:
-    // Decodes a frame of an inter-frame codec, and compresses a frame that has settings. The sample's data becomes the
-    // compressed frame; it is empty when the frame can't be read.
+    // Decodes a frame of an inter-frame codec, and compresses a frame that has settings. The compressed frame replaces
+    // the sample's data, which is empty if the frame can't be read.
     void Process(Frame& frame)
     {
         Sample& sample = frame.sample;
@@ -131,7 +132,7 @@ private:
     Settings settings;
     std::unique_ptr<FrameCompressor> compressor;
     SharedDescription description;
-    SharedDescription described; ///< the delivered frames that `description` was made for
+    SharedDescription described; ///< the delivered frames for which `description` was made
     DeliveredPictures pictures;
     SharedDescription pixels; ///< of `pictures`
 };
@@ -179,7 +180,7 @@ bool CompressionWorkers::IsFull() const
         return jobs.size() >= kMaxJobs;
     int64_t bytes = 0;
     for (const Job& job : jobs)
-        bytes += job.state == State::Waiting ? job.frame.sample.data.Size() : 0; // others may belong to a worker
+        bytes += job.state == State::Waiting ? job.frame.sample.data.Size() : 0; // a worker may be using the others
     return bytes >= kMaxBytes;
 }
 
@@ -207,7 +208,7 @@ void CompressionWorkers::Discard()
     std::erase_if(jobs, [](const Job& job) { return job.state != State::InWork; });
     for (Job& job : jobs)
         job.state = State::Forgotten;
-    // Also where no job is in work: a finished one may have been among those.
+    // Even if no job is in progress: a finished one may have been among those.
     RequestKeyFrame();
     done.wait(lock, [this] { return jobs.empty(); });
 }

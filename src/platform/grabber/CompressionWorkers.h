@@ -15,46 +15,46 @@
 
 namespace platform {
 
-/// Compresses the frames of one video channel on threads of its own, and hands them on in the order in which they
-/// were captured. One device thread feeds it.
+/// Compresses the frames of one video channel on its own threads and passes them on in the order of capture. One device
+/// thread adds frames.
 class CompressionWorkers {
 public:
     using Settings = std::shared_ptr<const CompressionSettings>;
 
-    /// A frame to be compressed: packed pixels, or what the device itself compressed in another codec. One that the
-    /// device compressed in an inter-frame codec is also decoded, in the order of capture, to be shown.
+    /// A frame to be compressed: packed pixels, or a frame that the device compressed with another codec. If that is an
+    /// inter-frame codec, the frame is also decoded, in the order of capture, to be shown.
     struct Frame {
         Sample sample;
         SharedDescription delivered; ///< of the frame as the device delivers it
-        Settings settings;           ///< null: the sample's data goes on as it is
+        Settings settings;           ///< null: the sample's data is passed on unchanged
     };
 
-    /// What becomes of frames; both are called on a worker.
+    /// Receives the frames; both functions are called on a worker.
     struct Outlet {
         std::function<void(Sample)> finished;
         std::function<void(int64_t captureTime)> unreadable;
         std::function<void(int64_t captureTime)> dropped; ///< called on the device's thread
     };
 
-    /// Starts the threads. `outlet` is called on them.
+    /// Starts the threads, which call `outlet`.
     explicit CompressionWorkers(Outlet outlet);
     ~CompressionWorkers();
     CompressionWorkers(const CompressionWorkers&) = delete;
     CompressionWorkers& operator=(const CompressionWorkers&) = delete;
 
-    /// Takes a frame. With too many waiting, the one that waits longest is dropped.
+    /// Adds a frame. If too many are waiting, the oldest one is dropped.
     void Submit(Frame frame);
 
-    /// Whether a frame is on its way through, so that a later one must follow it.
+    /// Whether a frame is still being processed, so that a later one must follow it.
     bool Busy() const;
 
-    /// Whether a frame captured before `time` is on its way through.
+    /// Whether a frame captured before `time` is still being processed.
     bool Awaits(int64_t time) const;
 
-    /// Waits until every frame has been handed on.
+    /// Waits until every frame has been passed on.
     void Finish();
 
-    /// Forgets the frames that wait and waits for those in work, which are forgotten as well.
+    /// Discards the waiting frames and, when they are done, those being processed.
     void Discard();
 
 private:
@@ -77,9 +77,9 @@ private:
     mutable std::mutex mutex;
     std::condition_variable work;
     std::condition_variable done;
-    std::list<Job> jobs; ///< a job keeps its place in memory while a worker has it
+    std::list<Job> jobs; ///< a job keeps its address while a worker uses it
     bool ending = false;
-    std::unique_ptr<Compressor> ordered; ///< of the worker that set `orderedInWork`
+    std::unique_ptr<Compressor> ordered; ///< used by the worker that set `orderedInWork`
     bool orderedInWork = false;
     std::vector<std::thread> threads;
 };

@@ -56,7 +56,7 @@ bool SampleQueue::Add(int32_t track, Sample sample)
         sample.duration > 0 ? FrameWaitsBeside(target) : !sample.picture || !sample.picture->IsComing();
     bytes += sample.data.Size();
     target.samples.push_back(std::move(sample));
-    // Of frames that wait only the newest is shown, and what is shown may be large.
+    // Only the newest waiting frame is shown, and what is shown may be large.
     if (target.samples.size() > kMaxShown)
         target.samples[target.samples.size() - kMaxShown - 1].sent = {};
     while (bytes > kMaxBytes)

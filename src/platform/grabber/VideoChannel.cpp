@@ -2,11 +2,11 @@
 // A video channel.
 //
 // The digitizer delivers on its own thread. A frame in the chosen compressor's own format is copied once, into the
-// block that the data procedure will see; any other is copied once for the workers, which compress it. Either way the
-// queue gets the frames in the order of their capture.
+// block that the data procedure will receive; any other is copied once for the workers, which compress it. In either
+// case the queue receives the frames in the order of capture.
 //
-// The channel owns the digitizer together with the component instance around it, through which callers reach the
-// device's image controls. Both live until the channel takes another device.
+// The channel owns the digitizer and the component instance through which callers reach the device's image controls.
+// Both live until the channel switches to another device.
 #include "platform/grabber/VideoChannel.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -22,13 +22,13 @@
 namespace platform {
 namespace {
 
-// A device's counter jumps when it restarts; such a step is no loss.
-constexpr uint32_t kLargestGap = 0x10000;
+// A device's counter jumps when it restarts; such a step is not a loss.
+constexpr uint32_t kMaxGap = 0x10000;
 
-constexpr int64_t kLongestLatency = 300 * kNanosecondsPerMillisecond;
-// Scatter of the time from capture to arrival.
+constexpr int64_t kMaxLatency = 300 * kNanosecondsPerMillisecond;
+// Variation of the time from capture to arrival.
 constexpr int64_t kLatencyMargin = 10 * kNanosecondsPerMillisecond;
-// An unusual latency is forgotten within some seconds.
+// An unusual latency is forgotten within a few seconds.
 constexpr int64_t kLatencyDecay = 64;
 
 bool IsDv(FourCharCode codec)
@@ -36,7 +36,7 @@ bool IsDv(FourCharCode codec)
     return codec == CodeOf("dvc ") || codec == CodeOf("dvcp");
 }
 
-// A camcorder's frames have one of two codes, by the television system of the tape.
+// A camcorder's frames have one of two codes, depending on the television system of the tape.
 bool IsOneCodec(FourCharCode a, FourCharCode b)
 {
     return a == b || (IsDv(a) && IsDv(b));
@@ -83,7 +83,7 @@ void VideoChannel::ForgetSettings()
 
 void VideoChannel::ChooseUsualCompressor(bool wasCamcorder)
 {
-    // A tape is recorded as it comes unless something else is asked for.
+    // A tape is recorded unchanged unless another compressor is requested.
     CompressionSettings settings = Compression();
     if (const FourCharCode sent = digitizer->Format().format; IsDv(sent))
         settings.codec = sent;
@@ -167,7 +167,7 @@ std::function<void()> VideoChannel::RestorePoint()
 
 Bounds VideoChannel::SourceRect() const
 {
-    // A device may change its size by itself: then the newest frame knows better.
+    // A device may change its size on its own: then the newest frame has the present size.
     if (Running() && description)
         return BoundsOfSize(description->image.width, description->image.height);
     const CaptureFormat format = digitizer->Format();
@@ -206,8 +206,8 @@ Result VideoChannel::SetCompression(const CompressionSettings& settings)
     return noErr;
 }
 
-// Sets a camera to an inter-frame format of its own while that compressor is chosen, and back to another format
-// otherwise, if it has one in the present size and at the present rate.
+// Switches a camera to its own inter-frame format while that compressor is chosen, and otherwise back to another
+// format, if it has one in the present size and at the present rate.
 void VideoChannel::LetDeviceCompress(FourCharCode codec)
 {
     const CaptureFormat present = digitizer->Format();
@@ -225,7 +225,7 @@ void VideoChannel::LetDeviceCompress(FourCharCode codec)
 
 Result VideoChannel::SetFormat(const CaptureFormat& wanted)
 {
-    // A camera that has the nearest already is not restarted.
+    // A camera that uses the nearest format already is not restarted.
     const CaptureFormat nearest = NearestFormat(digitizer->Formats(), wanted);
     if (nearest == digitizer->Format())
         return noErr;
@@ -238,7 +238,7 @@ Result VideoChannel::SetFormat(const CaptureFormat& wanted)
     return result;
 }
 
-// Whether frames would go into a movie as before: in size, and in codec where they pass through.
+// Whether frames would go into a movie as before: in size, and in codec if they are not recompressed.
 bool VideoChannel::KeepsFormat(const CaptureFormat& other) const
 {
     const CaptureFormat present = digitizer->Format();
@@ -278,7 +278,7 @@ void VideoChannel::FrameArrived(const CapturedFrame& frame)
     NoteFrameArrival(frame.captureTime, now);
     if (Accepting())
         Take(frame, now);
-    // Only now, when the frame can be found further on.
+    // Only now can the frame be found downstream.
     newestArrived = frame.captureTime;
 }
 
@@ -306,14 +306,14 @@ void VideoChannel::Take(const CapturedFrame& frame, int64_t now)
     auto settings = CompressionInUse();
     const bool passesThrough = IsOneCodec(picture.format, settings->codec);
     sample.description = passesThrough ? delivered : nullptr;
-    // Frames that came before this one, when it still was another format, go first.
+    // Frames that arrived before this one, in the previous format, go first.
     if (passesThrough && !IsInterFrame(picture.format) && !(workers && workers->Busy()))
         queue.Put(number, std::move(sample));
     else
         Workers().Submit({std::move(sample), delivered, passesThrough ? nullptr : std::move(settings)});
 }
 
-// Its number is used up: it is not counted as lost on top of this.
+// Its number is used, so it is not counted as lost as well.
 void VideoChannel::FrameDamaged(uint32_t sequence)
 {
     const int64_t now = MonotonicNow();
@@ -322,8 +322,7 @@ void VideoChannel::FrameDamaged(uint32_t sequence)
         CountLost(counts.damaged, now, SGLostFrame::Cause::Damaged);
 }
 
-// A frame that is going to be shown is decoded from what the device delivered, also where a compressor makes another
-// frame of it.
+// A frame that will be shown is decoded from what the device delivered, even if a compressor makes another frame of it.
 void VideoChannel::DecodeMeanwhile(Sample& sample)
 {
     if (decodesAhead && DecodeAhead::Suits(delivered->image))
@@ -358,14 +357,14 @@ void VideoChannel::NoteFrameArrival(int64_t captureTime, int64_t now)
     NoteArrival(now, lastCaptureTime == 0 ? 0 : captureTime - lastCaptureTime);
     lastCaptureTime = captureTime;
     const int64_t faded = latency - latency / kLatencyDecay;
-    latency = std::clamp(now - captureTime, faded, std::max(faded, kLongestLatency));
+    latency = std::clamp(now - captureTime, faded, std::max(faded, kMaxLatency));
 }
 
-// Frames missing before the one of that number and time, each with the time that lies between its neighbours.
+// Reports the frames missing before the one of that number and time, at even distances.
 void VideoChannel::CountMissing(uint32_t sequence, int64_t captureTime)
 {
     const uint32_t step = lastSequence ? sequence - *lastSequence : 1;
-    if (Accepting() && step > 1 && step < kLargestGap)
+    if (Accepting() && step > 1 && step < kMaxGap)
         for (uint32_t i = 1; i < step; ++i)
             CountLost(counts.lostBeforeUs, lastCaptureTime + (captureTime - lastCaptureTime) / step * i,
                       SGLostFrame::Cause::Device);

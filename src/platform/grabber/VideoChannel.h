@@ -12,20 +12,20 @@
 
 namespace platform {
 
-/// A channel over a digitizer.
+/// A channel that captures from a digitizer.
 class VideoChannel final : public Channel, private FrameSink {
 public:
-    /// A channel on a digitizer, with the usual compressor of that device.
+    /// A channel on a digitizer, with the default compressor for that device.
     VideoChannel(SampleQueue& queue, std::shared_ptr<Digitizer> device);
     ~VideoChannel() override;
 
-    /// 600; a tape's is one in which the frames of both systems have whole lengths.
+    /// 600; for a tape, a scale in which the frames of both systems have integer durations.
     int32_t TimeScale() const override;
     std::string Reason() const override { return digitizer->Reason(); }
     void FinishArrived() override;
 
-    /// Whether a frame captured before `time` is to be expected that isn't in the queue yet: the device may still hold
-    /// it, for as long as frames lately took to arrive, or it is being compressed.
+    /// Whether a frame captured before `time` is expected that isn't in the queue yet: the device may still hold it,
+    /// for as long as frames recently took to arrive, or it is being compressed.
     bool AwaitsFrameBefore(int64_t time, int64_t now) const;
     void DiscardArrived() override;
 
@@ -37,24 +37,25 @@ public:
     void ApplySettings(const TaggedItems& settings) override;
     void ForgetSettings() override;
 
-    /// The digitizer in use, and the component instance through which callers reach it.
-    Digitizer& TheDigitizer() { return *digitizer; }
+    /// The digitizer in use.
+    Digitizer& GetDigitizer() { return *digitizer; }
     /// The component instance of the digitizer, for the VD calls.
     ComponentInstance DigitizerReference() const { return instance; }
 
-    /// The frame's own rectangle, from 0, 0.
+    /// The rectangle of the frame, at 0, 0.
     Bounds SourceRect() const;
 
     /// The compressor's settings.
     CompressionSettings Compression() const;
 
-    /// Whether the device's frames are of that codec already, so that they would be kept as they come.
+    /// Whether the device's frames already have that codec, so that they would be stored unchanged.
     bool IsDelivered(FourCharCode codec) const;
 
-    /// `noCodecErr` for a compressor that can't be made.
+    /// Sets the compressor. `noCodecErr` for an unsupported one.
     Result SetCompression(const CompressionSettings& settings);
 
-    /// Takes the nearest that the device has. A compressor that only the old format had gives way to the usual one.
+    /// Uses the nearest format that the device supports. A compressor that only the old format supported is replaced by
+    /// the default.
     Result SetFormat(const CaptureFormat& wanted);
     /// Uses the nearest frame rate that the device supports, in frames per second.
     Result SetFrameRate(double rate);
@@ -66,14 +67,14 @@ public:
     /// Draws a frame into the port, and keeps no sample.
     void DrawPreview(const Sample& frame, PortReference port);
 
-    /// The picture of a frame that is being handed over and shown, or the newest of the frames before it. Clears
-    /// `shown` where there is none in time. None for a frame that is not shown.
+    /// The picture of a frame that is being delivered and shown, or the newest of the frames before it. Clears `shown`
+    /// if there is none in time. None for a frame that is not shown.
     std::unique_ptr<DecodedPicture> TakePicture(Sample& frame, bool& shown);
 
-    /// Notes the size at which a frame was shown, 0 by 0 where it was not: then frames are no longer decoded ahead.
+    /// Stores the size at which a frame was shown, 0 by 0 if it was not: then frames are no longer decoded ahead.
     void NoteShown(const ShownSize& size);
 
-    /// The newest frame that came to the main thread, for grabbing it later.
+    /// The newest frame that reached the main thread, for grabbing it later.
     Sample newest;
 
 private:
@@ -100,21 +101,21 @@ private:
     ComponentInstance instance = 0;
     Preview preview;
 
-    std::unique_ptr<DecodeAhead> decodeAhead; ///< made by the main thread when the first frame was shown
+    std::unique_ptr<DecodeAhead> decodeAhead; ///< created by the main thread when the first frame was shown
     std::atomic<bool> decodesAhead{false};
-    std::unique_ptr<DecodedPicture> newestPicture; ///< of a frame that was handed over without being shown
+    std::unique_ptr<DecodedPicture> newestPicture; ///< of a frame that was delivered without being shown
 
     mutable std::mutex compressionMutex;
     CompressionWorkers::Settings compression;
 
-    // Of the device's thread, or of the main thread while the device is stopped.
+    // Used by the device's thread, or by the main thread while the device is stopped.
     std::optional<uint32_t> lastSequence;
     int64_t lastCaptureTime = 0;
     SharedDescription delivered;                 ///< of the frames as the device delivers them
-    RawFrame describedFrame;                     ///< what `delivered` was made for, without bytes
-    std::atomic<int64_t> newestArrived{0};       ///< capture time of the newest frame that came from the device
+    RawFrame describedFrame;                     ///< the frame for which `delivered` was made, without bytes
+    std::atomic<int64_t> newestArrived{0};       ///< capture time of the newest frame from the device
     std::atomic<int64_t> latency{0};             ///< from capture to arrival, the longest recent one
-    std::unique_ptr<CompressionWorkers> workers; ///< made with the first frame that needs them
+    std::unique_ptr<CompressionWorkers> workers; ///< created with the first frame that needs them
 };
 
 } // namespace platform

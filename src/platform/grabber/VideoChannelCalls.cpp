@@ -97,7 +97,7 @@ Result SGSetVideoFrameSize(SGChannel channel, int32_t width, int32_t height)
 Result SGSetVideoFrameFormat(SGChannel channel, FourCharCode format)
 {
     return OnVideo(channel, [&](VideoChannel& found) {
-        CaptureFormat wanted = found.TheDigitizer().Format();
+        CaptureFormat wanted = found.GetDigitizer().Format();
         wanted.format = format;
         return found.SetFormat(wanted);
     });
@@ -106,7 +106,7 @@ Result SGSetVideoFrameFormat(SGChannel channel, FourCharCode format)
 Result SGGetFrameRate(SGChannel channel, Address rate)
 {
     return OnVideo(channel,
-                   [&](VideoChannel& found) { return Written(rate, X2Fix(found.TheDigitizer().Format().frameRate)); });
+                   [&](VideoChannel& found) { return Written(rate, X2Fix(found.GetDigitizer().Format().frameRate)); });
 }
 
 } // namespace platform

@@ -42,9 +42,9 @@ constexpr auto kMaxWait = std::chrono::milliseconds(200);
 // Two seconds of the largest uncompressed pictures, but at most an eighth of the machine's memory.
 int64_t BufferForThisMachine()
 {
-    constexpr int64_t kLargest = int64_t{512} << 20;
+    constexpr int64_t kMaxBuffer = int64_t{512} << 20;
     const int64_t memory = int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
-    return std::min(kLargest, std::max<int64_t>(memory / 8, kChunkSize));
+    return std::min(kMaxBuffer, std::max<int64_t>(memory / 8, kChunkSize));
 }
 
 // Signals belong to the main thread. The one for a file that exceeds the allowed size would otherwise end the process.

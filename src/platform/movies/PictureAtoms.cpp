@@ -15,8 +15,8 @@ struct Colours {
     uint16_t matrix;
 };
 
-// What a camera sends in luma and chroma without saying more has these, the defaults of USB video: BT.709 with the
-// matrix of BT.601. Tape is BT.601 throughout.
+// The colors of luma and chroma for which a camera reports none, the defaults of USB video: BT.709 with the matrix of
+// BT.601. Tape is BT.601 throughout.
 std::optional<Colours> ColoursOf(const ImageDescription& description)
 {
     if (IsTapeFormat(description.codec))
@@ -36,7 +36,7 @@ std::optional<Colours> ColoursOf(const ImageDescription& description)
 }
 
 // The source control pack of IEC 61834-4 (0x61), in the video auxiliary blocks of the frame's first DIF sequence, has
-// the shape of the picture in the lowest bits of its third byte: 2 is 16:9, as is 7 in frames of older equipment.
+// the aspect ratio in the lowest bits of its third byte: 2 is 16:9, and so is 7 in frames of older equipment.
 bool IsWideTapeFrame(std::span<const uint8_t> frame)
 {
     constexpr size_t kBlockSize = 80;
@@ -79,11 +79,11 @@ void PutColours(ByteWriter& out, const Colours& colours)
 void PutPixelAspect(ByteWriter& out, const PixelAspect& aspect)
 {
     const Box box(out, "pasp");
-    out.U32(aspect.across);
-    out.U32(aspect.down);
+    out.U32(aspect.horizontal);
+    out.U32(aspect.vertical);
 }
 
-// Two fields, of which the lower one comes first.
+// Two fields, the lower one first.
 void PutTapeFields(ByteWriter& out)
 {
     const Box box(out, "fiel");
@@ -126,7 +126,7 @@ PixelAspect PixelAspectIn(std::span<const uint8_t> atoms)
         return {};
     ByteReader bytes(*content);
     const PixelAspect aspect{bytes.U32(), bytes.U32()};
-    return bytes.Failed() || aspect.across == 0 || aspect.down == 0 ? PixelAspect{} : aspect;
+    return bytes.Failed() || aspect.horizontal == 0 || aspect.vertical == 0 ? PixelAspect{} : aspect;
 }
 
 } // namespace platform

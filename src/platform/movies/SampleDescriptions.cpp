@@ -155,7 +155,7 @@ ShownSize ShownSizeOf(const TrackContents& track)
     const auto& description = track.descriptions.front();
     const PixelAspect aspect = PixelAspectIn(std::span(description).subspan(kImageDescriptionSize));
     const int64_t width = int64_t{FileField16(description, kImageWidth)} << 16;
-    return {static_cast<Fixed>(std::min<int64_t>(width * aspect.across / aspect.down, INT32_MAX)),
+    return {static_cast<Fixed>(std::min<int64_t>(width * aspect.horizontal / aspect.vertical, INT32_MAX)),
             static_cast<Fixed>(FileField16(description, kImageHeight) << 16)};
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Cameras of the PipeWire server: boards and laptops with libcamera, sandboxes, virtual cameras.
+// Cameras of the PipeWire server: libcamera on boards and laptops, sandboxes, virtual cameras.
 //
-// A camera that is started has a connection, a stream and a loop of its own, which the device's thread runs: the loop's
-// descriptor becomes readable, one turn of the loop lets the library's callbacks run, and what the stream has received
-// is taken. So no callback ever runs beside the thread.
+// A started camera has its own connection, stream and loop, which the device's thread runs: the loop's descriptor
+// becomes readable, one turn of the loop lets the library's callbacks run, and what the stream has received is taken.
+// So no callback runs concurrently with the thread.
 #include "platform/digitizer/pipewire/PipeWireCamera.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -23,9 +23,9 @@ namespace platform {
 namespace {
 
 constexpr std::string_view kIdentityPrefix = "pipewire:";
-constexpr int kTurn = 50; // milliseconds that one turn of the loop may wait at the start
+constexpr int kTurn = 50; // milliseconds that one turn of the loop may wait during the start
 
-// A number of the server's and the kernel's number for it.
+// A number of the server and the kernel's number for it.
 using SameColors = std::pair<uint32_t, uint32_t>;
 
 constexpr SameColors kPrimaries[] = {
@@ -52,7 +52,7 @@ constexpr SameColors kRanges[] = {
     {SPA_VIDEO_COLOR_RANGE_16_235, V4L2_QUANTIZATION_LIM_RANGE},
 };
 
-// 0, the kernel's default, for what is not stated or not known.
+// 0, the kernel's default, if it is not stated or unknown.
 uint32_t KernelNumber(std::span<const SameColors> known, uint32_t number)
 {
     const auto found = std::ranges::find(known, number, &SameColors::first);
@@ -97,7 +97,7 @@ public:
             return {deviceCantMeetRequest, node.description + " does not offer this format."};
         chosen = *offer;
         trouble.clear();
-        // A stream without its camera would wait for one.
+        // Without its camera a stream would wait for one.
         if (PipeWireNodes::Instance().Find(node.name).name.empty())
             return Failure();
         stamps = CaptureStamps(wanted.frameRate);
@@ -131,7 +131,7 @@ public:
 
     pollfd Waiting() const override { return {loop == nullptr ? -1 : pw_loop_get_fd(loop), POLLIN, 0}; }
 
-    // What was received with an earlier frame does not make the descriptor readable again.
+    // What was received together with an earlier frame does not make the descriptor readable again.
     int Poll(std::span<pollfd> descriptors, int milliseconds) override
     {
         const int ready = ::poll(descriptors.data(), descriptors.size(), received.empty() ? milliseconds : 0);
@@ -237,7 +237,7 @@ private:
         events.state_changed = [](void* self, pw_stream_state before, pw_stream_state state, const char* error) {
             static_cast<PipeWireCamera*>(self)->StateChanged(before, state, error);
         };
-        // What the server takes back while it waits here must not be read any more.
+        // What the server removes while we wait here must not be read any more.
         events.remove_buffer = [](void* self, pw_buffer* buffer) {
             std::erase(static_cast<PipeWireCamera*>(self)->received, buffer);
         };
@@ -257,7 +257,7 @@ private:
                            (before == PW_STREAM_STATE_STREAMING && state != PW_STREAM_STATE_STREAMING);
         isLost = isLost || isEnd;
         if (state == PW_STREAM_STATE_ERROR)
-            trouble = node.description + " is not to be had (" + (error == nullptr ? "no reason given" : error) + ").";
+            trouble = node.description + " is not available (" + (error == nullptr ? "no reason given" : error) + ").";
     }
 
     void FormatChosen(const spa_pod* parameter)
@@ -286,7 +286,7 @@ private:
         AnswerFormat();
     }
 
-    // What the camera offers is read again when it is opened the next time.
+    // The camera's formats are read again when it is opened the next time.
     void Lose(const std::string& why)
     {
         trouble = node.description + " " + why;
@@ -308,7 +308,7 @@ private:
         pw_stream_update_params(stream, answers, 2);
     }
 
-    // Servers and cameras that do not number their frames leave the count at one a frame.
+    // For servers and cameras that do not number their frames, the count advances by one per frame.
     void CountFrame(const spa_meta_header* header)
     {
         const uint64_t number = header == nullptr ? 0 : header->seq;
@@ -317,7 +317,7 @@ private:
         lastNumber = number;
     }
 
-    // The rows' distance is known from the buffers alone.
+    // Only the buffers contain the stride.
     void FollowStrides(const spa_buffer& buffer)
     {
         V4L2Layout present = layout;
@@ -341,7 +341,7 @@ private:
             const spa_data& data = buffer.datas[i];
             if (data.data == nullptr || data.chunk == nullptr)
                 return Taken::Damaged;
-            const spa_chunk chunk = *data.chunk; // in memory that the camera may write to at any time
+            const spa_chunk chunk = *data.chunk; // in memory to which the camera may write at any time
             if (chunk.size == 0 || (chunk.flags & SPA_CHUNK_FLAG_CORRUPTED) != 0 || chunk.offset > data.maxsize ||
                 chunk.size > data.maxsize - chunk.offset)
                 return Taken::Damaged;
@@ -355,14 +355,14 @@ private:
     }
 
     const PipeWireNode node;
-    PipeWireNode::Offer chosen; ///< the format that the stream asks for
+    PipeWireNode::Offer chosen; ///< the format requested by the stream
     pw_loop* loop = nullptr;
     pw_context* context = nullptr;
     pw_core* core = nullptr;
     pw_stream* stream = nullptr;
     spa_hook listener{};
-    std::deque<pw_buffer*> received; ///< taken off the stream and not given back; the first is delivered next
-    V4L2Layout layout;               ///< as agreed on
+    std::deque<pw_buffer*> received; ///< dequeued and not given back; the first is delivered next
+    V4L2Layout layout;               ///< as negotiated
     V4L2Layout inUse;                ///< with the buffers' strides
     std::optional<V4L2Pictures> pictures;
     CaptureStamps stamps;

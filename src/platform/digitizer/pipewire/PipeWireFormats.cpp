@@ -24,7 +24,7 @@ constexpr std::pair<uint32_t, uint32_t> kFormats[] = {
     {SPA_VIDEO_FORMAT_GRAY16_LE, V4L2_PIX_FMT_Y16},
 };
 
-// What is offered of a size or a rate that is given as a range.
+// The values offered for a size or rate that is given as a range.
 constexpr spa_rectangle kUsualSizes[] = {{320, 240},  {640, 360},  {640, 480},   {800, 600},
                                          {1280, 720}, {1280, 960}, {1920, 1080}, {3840, 2160}};
 constexpr spa_fraction kUsualRates[] = {{60, 1}, {50, 1}, {30, 1}, {25, 1}, {15, 1}};

@@ -9,13 +9,13 @@
 namespace platform {
 namespace {
 
-// A driver whose list never ends is followed no further than this.
-constexpr uint32_t kMostEntries = 1024;
+// Limits the enumeration for drivers whose list never ends.
+constexpr uint32_t kMaxEntries = 1024;
 
 std::vector<v4l2_standard> EnumerateStandards(const V4L2Device& device)
 {
     std::vector<v4l2_standard> standards;
-    for (uint32_t i = 0; i < kMostEntries; ++i) {
+    for (uint32_t i = 0; i < kMaxEntries; ++i) {
         v4l2_standard standard{};
         standard.index = i;
         if (device.Ioctl(VIDIOC_ENUMSTD, standard) != 0)
@@ -35,7 +35,7 @@ std::vector<CaptureFormat> V4L2Camera::Formats()
     return formats;
 }
 
-// Digital inputs have the signal's timings set by hand; other devices don't know the call.
+// Timings of digital inputs must be set explicitly; other devices don't support the call.
 Outcome V4L2Camera::Prepare()
 {
     v4l2_dv_timings timings{};
@@ -55,20 +55,20 @@ Outcome V4L2Camera::Begin(const CaptureFormat& wanted, bool sameSize, CaptureFor
     stream = V4L2Stream::Begin(device, offers, wanted, sameSize, error);
     if (!stream) {
         NoteInUse(*device, error == EBUSY);
-        // A virtual camera takes no reader while no program fills it.
+        // A virtual camera accepts no reader while no program feeds it.
         if (device->IsLoopback() && (error == EIO || error == EINVAL))
             return {noDeviceForChannel, "No program sends a picture to " + device->Card() + "."};
         return OutcomeOfDeviceError(error, device->Card());
     }
     NoteInUse(*device, false);
     NoteStreaming(*device, true);
-    // Only devices whose source can change know the event.
+    // Only devices whose source can change support the event.
     v4l2_event_subscription subscription{};
     subscription.type = V4L2_EVENT_SOURCE_CHANGE;
     device->Ioctl(VIDIOC_SUBSCRIBE_EVENT, subscription);
     controls.FollowEvents(true);
     actual = stream->Format();
-    keyFrameRequestsMet = KeyFrameRequests(); // a stream begins with one
+    keyFrameRequestsMet = KeyFrameRequests(); // a stream starts with one
     lastSequence = 0;
     return {};
 }
@@ -98,8 +98,8 @@ Taken V4L2Camera::Take(short events, CapturedFrame& frame)
     return taken;
 }
 
-// Asks a camera that compresses between frames for a key frame: when somebody needs one, and when a frame was lost. One
-// without that control sends them at its own times.
+// Requests a key frame from a camera with inter-frame compression: when one is needed, and when a frame was lost. A
+// camera without that control sends them at its own times.
 void V4L2Camera::FollowKeyFrames(Taken taken, uint32_t sequence)
 {
     if (!IsInterFrame(stream->Format().format))
@@ -126,7 +126,7 @@ Taken V4L2Camera::Silent()
     return Taken::Failed;
 }
 
-// Takes all pending events off the device.
+// Reads all pending events of the device.
 bool V4L2Camera::SourceChanged()
 {
     bool changed = false;
@@ -144,7 +144,7 @@ bool V4L2Camera::SourceChanged()
 std::vector<std::string> V4L2Camera::Inputs()
 {
     std::vector<std::string> names;
-    for (uint32_t i = 0; i < kMostEntries; ++i) {
+    for (uint32_t i = 0; i < kMaxEntries; ++i) {
         v4l2_input input{};
         input.index = i;
         if (device->Ioctl(VIDIOC_ENUMINPUT, input) != 0)
@@ -178,7 +178,7 @@ int V4L2Camera::Standard()
     v4l2_std_id present = 0;
     if (device->Ioctl(VIDIOC_G_STD, present) != 0)
         return 0;
-    // The list has groups and their members: what is set exactly comes before what only shares a bit with it.
+    // The list has groups and their members: an exact match comes before one that only shares a bit.
     const auto standards = EnumerateStandards(*device);
     auto found = std::ranges::find(standards, present, &v4l2_standard::id);
     if (found == standards.end())

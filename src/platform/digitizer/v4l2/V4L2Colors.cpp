@@ -8,7 +8,7 @@
 namespace platform {
 namespace {
 
-// A kernel's number and the code point of ITU-T H.273 for it.
+// A kernel's number and its code point in ITU-T H.273.
 struct Meaning {
     uint32_t number;
     uint8_t code;
@@ -29,7 +29,7 @@ constexpr Meaning kTransfers[] = {
     {V4L2_XFER_FUNC_SMPTE2084, 16},
 };
 
-// The two of the extended gamut differ from their siblings in what lies outside of the range.
+// The two for extended gamut only differ from the others outside of the range.
 constexpr Meaning kMatrices[] = {
     {V4L2_YCBCR_ENC_601, 6},       {V4L2_YCBCR_ENC_709, 1},    {V4L2_YCBCR_ENC_XV601, 6},
     {V4L2_YCBCR_ENC_XV709, 1},     {V4L2_YCBCR_ENC_BT2020, 9}, {V4L2_YCBCR_ENC_BT2020_CONST_LUM, 10},
@@ -42,7 +42,7 @@ template <size_t size> const Meaning* Find(const Meaning (&meanings)[size], uint
     return found == std::end(meanings) ? nullptr : found;
 }
 
-// The number that the driver reports, else the kernel's default for it, which is one of the list.
+// The number reported by the driver, or else the kernel's default for it, which is in the list.
 template <size_t size> Meaning FindOr(const Meaning (&meanings)[size], uint32_t number, uint32_t standard)
 {
     const Meaning* found = Find(meanings, number);

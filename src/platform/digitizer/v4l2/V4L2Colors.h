@@ -6,9 +6,8 @@
 
 namespace platform {
 
-/// The colors of pictures in a layout as the driver reports them. What it leaves open, or reports with a value that is
-/// none, has the kernel's documented default (Linux Media API, "Colorspaces"). JPEG always has the matrix and range of
-/// JFIF.
+/// The colors of pictures in a layout as reported by the driver. Values that it does not report, or that are invalid,
+/// get the kernel's documented default (Linux Media API, "Colorspaces"). JPEG always has the matrix and range of JFIF.
 VideoColors ColorsOfLayout(const V4L2Layout& layout);
 
 } // namespace platform

@@ -17,9 +17,9 @@
 namespace platform {
 namespace {
 
-constexpr int kNames = 64;       // what is tried where nothing is known of the nodes
-constexpr int kGuessedNames = 8; // of these, the ones that are tried even where there is no such file
-// Where no device events come, lists are made again after this time.
+constexpr int kNames = 64;       // tried if nothing is known about the nodes
+constexpr int kGuessedNames = 8; // of these, the ones tried even if there is no such file
+// Without device events, lists are created again after this time.
 constexpr int64_t kListsStayFresh = 300 * kNanosecondsPerMillisecond;
 
 using UdevContext = std::unique_ptr<udev, decltype(&udev_unref)>;
@@ -47,7 +47,7 @@ std::optional<int> NumberOf(std::string_view path)
     return error == std::errc() && last == end ? std::optional(node) : std::nullopt;
 }
 
-// The nodes that the device manager knows and that are there.
+// The existing nodes that the device manager knows.
 std::vector<int> ManagedNodes()
 {
     std::vector<int> nodes;
@@ -106,7 +106,7 @@ constexpr std::pair<unsigned long, const char*> kRequestNames[] = {
     {VIDIOC_S_DV_TIMINGS, "S_DV_TIMINGS"},
 };
 
-// Lists end with an error, and what a device can't do is found out by trying.
+// Lists end with an error, and unsupported calls are detected by trying them.
 bool IsExpected(int error)
 {
     return error == EINVAL || error == ENOTTY || error == ENODATA || error == ENOENT;
@@ -180,7 +180,7 @@ std::string V4L2System::SerialName(int descriptor)
     return TextOf(device ? udev_device_get_property_value(device.get(), "ID_SERIAL") : nullptr);
 }
 
-// Where udev has no word on what a node can do, the first node of a device is the one that captures.
+// If udev does not know what a node can do, the first node of a device is the one that captures.
 V4L2System::NodeLabel V4L2System::LabelOf(int node)
 {
     struct stat status {};
@@ -296,7 +296,7 @@ std::shared_ptr<V4L2Device> V4L2Device::Open(std::shared_ptr<V4L2System> system,
         return nullptr;
     const uint32_t abilities =
         (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0 ? capability.device_caps : capability.capabilities;
-    // What needs a pipeline of nodes set up around it can't stream by itself.
+    // Devices that need a pipeline of nodes to be set up can't stream on their own.
     if ((abilities & (V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_VIDEO_CAPTURE_MPLANE)) == 0 ||
         (abilities & V4L2_CAP_STREAMING) == 0 || (abilities & V4L2_CAP_IO_MC) != 0)
         return nullptr;

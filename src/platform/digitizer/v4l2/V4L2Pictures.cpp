@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Pictures of drivers' buffers.
+// Pictures in drivers' buffers.
 //
-// A buffer is read in two steps. The first copies its rows: without padding, each to its line of the picture where
-// fields come one after the other, the planes to where the handed-on format has them. The second turns the bytes of
-// formats that are not known downstream into the nearest that is. For the usual formats from usual cameras neither
-// step is needed.
+// A buffer is read in two steps. The first copies its rows: without padding, interleaved if the fields are separate,
+// and the planes in the order of the target format. The second converts the bytes of formats that are not supported
+// downstream to the nearest one that is. The usual formats of usual cameras need neither step.
 #include "platform/digitizer/v4l2/V4L2Pictures.h"
 
 #include "platform/digitizer/JpegFrames.h"
@@ -34,10 +33,10 @@ enum class Shape {
 enum class Change {
     None,
     PlanesSwapped, // Cr before Cb
-    ChromaSwapped, // the same within each pair
+    ChromaSwapped, // likewise, within each pair
     TenBits,
     SixteenBits,
-    Pairs, // two planes of 4:2:2 to one
+    Pairs, // two planes of 4:2:2 into one
     BGRX,
     XRGB,
     RGBX,
@@ -92,7 +91,7 @@ const Known* Find(uint32_t pixelFormat)
     return known == std::end(kKnown) ? nullptr : known;
 }
 
-// Exchanges the bytes at `first` and `first + distance` of each `unit` bytes.
+// Swaps the bytes at `first` and `first + distance` of each `unit` bytes.
 void Exchange(std::span<uint8_t> bytes, size_t unit, size_t first, size_t distance)
 {
     for (size_t at = first; at + distance < bytes.size(); at += unit)
@@ -125,7 +124,7 @@ void JoinPlanes(const std::vector<uint8_t>& planes, int32_t width, int32_t heigh
 
 void OrderTo32(const std::vector<uint8_t>& from, Change order, int32_t width, int32_t height, std::vector<uint8_t>& out)
 {
-    // The library names the orders as they are in a register, which is the reverse of memory.
+    // The library names the orders as in a register, the reverse of memory.
     const auto convert = order == Change::XRGB   ? libyuv::BGRAToARGB
                          : order == Change::RGBX ? libyuv::ABGRToARGB
                          : order == Change::XBGR ? libyuv::RGBAToARGB
@@ -133,6 +132,23 @@ void OrderTo32(const std::vector<uint8_t>& from, Change order, int32_t width, in
     convert(from.data(), width * 4, out.data(), width * 4, width, height);
     for (size_t at = 3; at < out.size(); at += 4)
         out[at] = 255;
+}
+
+// Bytes of a row of pixels in a single plane.
+int64_t PackedBytes(Shape shape, int64_t width)
+{
+    switch (shape) {
+    case Shape::OneByte:
+        return width;
+    case Shape::TwoBytes:
+        return 2 * width;
+    case Shape::ThreeBytes:
+        return 3 * width;
+    case Shape::FourBytes:
+        return 4 * width;
+    default:
+        return (width + 1) / 2 * 4;
+    }
 }
 
 } // namespace
@@ -162,6 +178,20 @@ int32_t PictureHeight(const V4L2Layout& layout)
     return static_cast<int32_t>(IsFieldByField(layout.field) ? 2 * layout.height : layout.height);
 }
 
+V4L2Pictures::Weave V4L2Pictures::WeaveOf(uint32_t field)
+{
+    switch (field) {
+    case V4L2_FIELD_SEQ_TB:
+        return Weave::TopThenBottom;
+    case V4L2_FIELD_SEQ_BT:
+        return Weave::BottomThenTop;
+    case V4L2_FIELD_ALTERNATE:
+        return Weave::Alternate;
+    default:
+        return IsFieldByField(field) ? Weave::Double : Weave::None;
+    }
+}
+
 V4L2Pictures::V4L2Pictures(const V4L2Layout& taken)
     : layout(taken),
       format(FormatOfPixelFormat(taken.pixelFormat)),
@@ -171,11 +201,7 @@ V4L2Pictures::V4L2Pictures(const V4L2Layout& taken)
     const Known* known = Find(layout.pixelFormat);
     if (known == nullptr || known->shape == Shape::Compressed)
         return;
-    weave = layout.field == V4L2_FIELD_SEQ_TB      ? Weave::TopThenBottom
-            : layout.field == V4L2_FIELD_SEQ_BT    ? Weave::BottomThenTop
-            : layout.field == V4L2_FIELD_ALTERNATE ? Weave::Alternate
-            : IsFieldByField(layout.field)         ? Weave::Double
-                                                   : Weave::None;
+    weave = WeaveOf(layout.field);
     const int64_t width = layout.width;
     const int64_t half = (width + 1) / 2;
     const int64_t halfRows = (height + 1) / 2;
@@ -195,12 +221,7 @@ V4L2Pictures::V4L2Pictures(const V4L2Layout& taken)
         AddPlane(half, halfRows, strideOf(2, stride / 2));
         break;
     default:
-        AddPlane(known->shape == Shape::OneByte      ? width
-                 : known->shape == Shape::TwoBytes   ? 2 * width
-                 : known->shape == Shape::ThreeBytes ? 3 * width
-                 : known->shape == Shape::FourBytes  ? 4 * width
-                                                     : 4 * half,
-                 height, stride);
+        AddPlane(PackedBytes(known->shape, width), height, stride);
     }
     if (known->change == Change::PlanesSwapped)
         std::swap(planes[1].placeInFrame, planes[2].placeInFrame);
@@ -223,7 +244,7 @@ void V4L2Pictures::AddPlane(int64_t rowBytes, int64_t rows, int64_t stride)
     planes.push_back(plane);
 }
 
-// The last row's padding may be missing.
+// The last row may lack its padding.
 bool V4L2Pictures::Suffices(std::span<const std::span<const uint8_t>> memory) const
 {
     return std::ranges::all_of(planes, [&](const Plane& plane) {
@@ -265,7 +286,8 @@ void V4L2Pictures::Copy(std::span<const std::span<const uint8_t>> memory, uint32
     }
 }
 
-// Whether the picture is whole with a buffer of that field. Two fields of one kind in a row are halves of two pictures.
+// Whether the picture is complete with a buffer of that field. Two consecutive fields of the same kind are halves of
+// two pictures.
 bool V4L2Pictures::CompleteAfter(uint32_t field)
 {
     if (weave != Weave::Alternate)

@@ -8,20 +8,20 @@
 
 namespace platform {
 
-/// The format in which pictures of a kernel pixel format are handed on, 0 for one that is not used here.
+/// The format in which pictures of a kernel pixel format are passed on; 0 if it is not supported.
 FourCharCode FormatOfPixelFormat(uint32_t pixelFormat);
 
-/// The kernel's pixel formats that are handed on in a format, the one with the least work first.
+/// The kernel's pixel formats that are passed on in a format, the one with the least work first.
 std::vector<uint32_t> PixelFormatsOf(FourCharCode format);
 
 /// Whether each buffer holds one field of an interlaced picture.
 bool IsFieldByField(uint32_t field);
 
-/// Lines of a whole picture in a layout.
+/// Number of lines of a whole picture in a layout.
 int32_t PictureHeight(const V4L2Layout& layout);
 
-/// Makes pictures of a driver's buffers: rows without padding, fields woven, planes and bytes in the order of the
-/// format that is handed on. What needs none of this is handed on in place.
+/// Converts drivers' buffers to pictures: rows without padding, fields interleaved, planes and bytes in the order of
+/// the target format. Buffers that need none of this are passed on in place.
 class V4L2Pictures {
 public:
     enum class Found {
@@ -31,11 +31,11 @@ public:
         Damaged,
     };
 
-    /// For buffers of that layout.
+    /// Reads buffers of that layout.
     explicit V4L2Pictures(const V4L2Layout& layout);
 
-    /// Reads one buffer: the bytes of each plane of memory, and its field. `picture` is borrowed from the buffer or
-    /// from this object.
+    /// Reads one buffer: the bytes of each memory plane, and its field. `picture` is borrowed from the buffer or from
+    /// this object.
     Found Read(std::span<const std::span<const uint8_t>> memory, uint32_t field, RawFrame& picture);
 
 private:
@@ -43,15 +43,16 @@ private:
     struct Plane {
         int64_t rowBytes = 0;
         int64_t rows = 0;       ///< of the picture
-        int64_t bufferRows = 0; ///< of one buffer: half of them where a buffer holds a field
+        int64_t bufferRows = 0; ///< of one buffer: half of them if a buffer holds a field
         int64_t stride = 0;
-        size_t memory = 0;        ///< which plane of memory holds it
-        int64_t offset = 0;       ///< in that
-        int64_t placeInFrame = 0; ///< in the packed picture
+        size_t memory = 0;        ///< index of the memory plane that contains it
+        int64_t offset = 0;       ///< within that plane
+        int64_t placeInFrame = 0; ///< position in the packed picture
     };
 
     enum class Weave { None, TopThenBottom, BottomThenTop, Alternate, Double };
 
+    static Weave WeaveOf(uint32_t field);
     void AddPlane(int64_t rowBytes, int64_t rows, int64_t stride);
     bool Suffices(std::span<const std::span<const uint8_t>> memory) const;
     void Copy(std::span<const std::span<const uint8_t>> memory, uint32_t field);
@@ -67,7 +68,7 @@ private:
     std::vector<Plane> planes;
     int64_t packedSize = 0;
     bool inPlace = false;
-    uint32_t firstField = V4L2_FIELD_ANY; ///< of a picture of which half has come
+    uint32_t firstField = V4L2_FIELD_ANY; ///< of a picture of which half has arrived
     std::vector<uint8_t> packed;
     std::vector<uint8_t> converted;
 };

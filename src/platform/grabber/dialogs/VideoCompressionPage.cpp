@@ -116,7 +116,7 @@ private:
         for (const CompressorName& one : known)
             offer(one.codec, one.name);
         // Frames that the device compresses itself can be stored unchanged, even if no compressor here could make them.
-        const FourCharCode sent = channel.TheDigitizer().Format().format;
+        const FourCharCode sent = channel.GetDigitizer().Format().format;
         const auto isDelivered = [&](const CompressorName& one) { return channel.IsDelivered(one.codec); };
         if (std::ranges::none_of(known, isDelivered))
             offer(sent, DescriptionOfPassThrough(sent, 16, 16).name);

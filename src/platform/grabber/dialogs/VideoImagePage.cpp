@@ -38,7 +38,7 @@ public:
 
     void ShowSettings() override
     {
-        auto present = channel.TheDigitizer().Controls();
+        auto present = channel.GetDigitizer().Controls();
         if (area->widget() == nullptr || !HaveSameRows(present, shown))
             MakeRows(present);
         for (size_t i = 0; i < present.size(); ++i) {
@@ -76,7 +76,7 @@ private:
     TakeValue SetterOf(const ImageControl& control)
     {
         return [this, identity = control.identity, name = ToText(control.name)](int64_t value) {
-            Changed(name, channel.TheDigitizer().SetControl(identity, value));
+            Changed(name, channel.GetDigitizer().SetControl(identity, value));
         };
     }
 
@@ -86,10 +86,10 @@ private:
         Result result = noErr;
         for (int round = 0; round < 2; ++round) {
             result = noErr;
-            for (const ImageControl& control : channel.TheDigitizer().Controls())
+            for (const ImageControl& control : channel.GetDigitizer().Controls())
                 if (control.kind != ImageControl::Kind::Button && !control.readOnly && !control.inactive &&
                     control.value != control.deviceDefault)
-                    if (const Result set = channel.TheDigitizer().SetControl(control.identity, control.deviceDefault);
+                    if (const Result set = channel.GetDigitizer().SetControl(control.identity, control.deviceDefault);
                         set != noErr)
                         result = set;
         }

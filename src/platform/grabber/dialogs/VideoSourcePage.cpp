@@ -21,7 +21,7 @@ public:
         AddRow("Frame si&ze:", size);
         AddRow("Frame &rate:", rate);
         connect(standard, &QComboBox::activated, this,
-                [this](int index) { Changed("Standard", channel.TheDigitizer().SelectStandard(index)); });
+                [this](int index) { Changed("Standard", channel.GetDigitizer().SelectStandard(index)); });
         connect(preset, &QComboBox::activated, this, [this] { TakePreset(); });
         for (QComboBox* popup : {format, size, rate})
             connect(popup, &QComboBox::activated, this, [this, popup] { TakeFormat(popup); });
@@ -33,8 +33,8 @@ public:
     {
         DevicePage::ShowSettings();
         ShowStandards();
-        const CaptureFormat present = channel.TheDigitizer().Format();
-        offered = channel.TheDigitizer().Formats();
+        const CaptureFormat present = channel.GetDigitizer().Format();
+        offered = channel.GetDigitizer().Formats();
         if (std::ranges::find(offered, present) == offered.end())
             offered.push_back(present);
         ShowPresets(present);
@@ -48,7 +48,7 @@ public:
     void ShowArrived(std::span<const Sample>) override { KeepShowingSettings(); }
 
 protected:
-    Result SelectInput(int input) override { return channel.TheDigitizer().SelectInput(input); }
+    Result SelectInput(int input) override { return channel.GetDigitizer().SelectInput(input); }
 
 private:
     // What cameras call Motion JPEG is stored as a sequence of still images, and named accordingly as a compressor.
@@ -106,9 +106,9 @@ private:
     void ShowStandards()
     {
         std::vector<Choice> choices;
-        for (const std::string& name : channel.TheDigitizer().Standards())
+        for (const std::string& name : channel.GetDigitizer().Standards())
             choices.push_back({ToText(name), static_cast<int>(choices.size())});
-        ShowChoices(*standard, choices, channel.TheDigitizer().Standard());
+        ShowChoices(*standard, choices, channel.GetDigitizer().Standard());
         Form()->setRowVisible(standard, choices.size() > 1);
     }
 
@@ -116,7 +116,7 @@ private:
     // such format, or of the one in use.
     template <typename Name, typename Goes> void ShowOffered(QComboBox& popup, Name name, Goes goes)
     {
-        const CaptureFormat present = channel.TheDigitizer().Format();
+        const CaptureFormat present = channel.GetDigitizer().Format();
         std::vector<Choice> choices;
         int chosen = -1;
         for (size_t i = 0; i < offered.size(); ++i) {
@@ -137,7 +137,7 @@ private:
         const auto index = static_cast<size_t>(touched->currentData().toInt());
         if (index >= offered.size())
             return;
-        CaptureFormat wanted = channel.TheDigitizer().Format();
+        CaptureFormat wanted = channel.GetDigitizer().Format();
         const CaptureFormat& chosen = offered[index];
         if (touched == format)
             wanted.format = chosen.format;
