@@ -33,10 +33,10 @@ class Dialog:
         self.screen.xdotool("windowactivate", "--sync", self.window)
         time.sleep(1)
 
-    def set(self, letter, *keys):
+    def set(self, letter, *keys, pause=0.7):
         """Goes to a row by its letter and presses keys there."""
         self.screen.key("alt+" + letter, *keys)
-        time.sleep(0.7)
+        time.sleep(pause)
 
     def next_page(self):
         self.screen.key("ctrl+Tab")
@@ -49,7 +49,8 @@ class Dialog:
 
 def choose_desk_camera(application):
     dialog = Dialog(application, VIDEO)
-    dialog.set("d", "Down")
+    # Keys that come before the camera is open meet the sizes of the one before.
+    dialog.set("d", "Down", pause=3)
     dialog.set("z", "Down")
     dialog.next_page()
     dialog.set("p", "P", "r", "o")
