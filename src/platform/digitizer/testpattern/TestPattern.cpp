@@ -51,7 +51,7 @@ public:
         clock = {.grid = grid, .first = grid.FrameAt(MonotonicNow()) + 1};
         if (!picture)
             compressed.emplace(format.width, format.height, clock, [this](int64_t frame) { SetTimer(frame); });
-        Prepare(clock.first);
+        PrepareFrame(clock.first);
         return {};
     }
 
@@ -86,7 +86,7 @@ public:
         // saves.
         const bool isBegun = compressed && compressed->HasBegun(due + 1);
         const int64_t latest = clock.grid.FrameAt(MonotonicNow()) - kMaxPeriodsLate + 1;
-        Prepare(isBegun ? due + 1 : std::max(due + 1, latest));
+        PrepareFrame(isBegun ? due + 1 : std::max(due + 1, latest));
         return true;
     }
 
@@ -95,7 +95,7 @@ public:
     Outcome Failure() const override { return {}; }
 
 private:
-    void Prepare(int64_t frame)
+    void PrepareFrame(int64_t frame)
     {
         due = frame;
         if (compressed)
