@@ -6,6 +6,7 @@
 #include "platform/movies/MovieRecovery.h"
 
 #include <array>
+#include <csignal>
 #include <sys/resource.h>
 
 using namespace grabbertest;
@@ -131,6 +132,7 @@ TEST_F(DirectModeTest, ReportsItsFirstFailure)
 {
     video = NewChannel(kVideoMediaType, 7);
     EXPECT_EQ(SGSetDataOutput(session, file.Get(), seqGrabToDisk), noErr);
+    std::signal(SIGXFSZ, SIG_IGN); // as in the programs: a write beyond the limit fails
     rlimit found{};
     getrlimit(RLIMIT_FSIZE, &found);
     const rlimit small{1 << 20, found.rlim_max};
