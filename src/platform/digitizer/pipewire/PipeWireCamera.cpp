@@ -67,8 +67,8 @@ void SetColors(V4L2Layout& layout, const spa_video_info_raw& info)
     layout.quantization = KernelNumber(kRanges, info.color_range);
 }
 
-// The client's part of the graph must keep up with the camera: a cycle that it misses is a lost frame. Older servers'
-// clients get a real-time thread only with this configuration, newer ones always, and may not have the file.
+// The client's part of the graph must keep up with the camera: a cycle that it misses is a lost frame. Clients of older
+// versions get a real-time thread only with this configuration, which newer ones do not have.
 pw_context* RealTimeContext(pw_loop* loop)
 {
     pw_context* context = pw_context_new(loop, pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", nullptr), 0);
