@@ -159,8 +159,11 @@ TEST_P(CameraColors, ReachScreenAndMovie)
         Send(frame);
     ExpectNear(ColorOnScreen(), Expected(one), "screen");
     ASSERT_EQ(SGStop(session), noErr);
-    EXPECT_EQ(Probe("stream=codec_name,color_range,color_space,color_transfer,color_primaries"),
-              one.probed + std::string("\n"));
+    std::string probed = Probe("stream=codec_name,color_range,color_space,color_transfer,color_primaries");
+    // Newer versions of ffprobe do not say the one range that ProRes has.
+    if (probed.starts_with("prores,unknown,"))
+        probed.replace(0, 14, "prores,tv");
+    EXPECT_EQ(probed, one.probed + std::string("\n"));
     ExpectNear(ColorInMovie(), Expected(one), "movie");
 }
 
