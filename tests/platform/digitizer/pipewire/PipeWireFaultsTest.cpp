@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <functional>
 
 using namespace platform;
 
@@ -42,17 +43,7 @@ public:
 
     bool Send(const SentFrame& frame) override
     {
-        const bool isSent = Await([&] {
-            pw_thread_loop_lock(loop);
-            const bool isFilled = stream != nullptr && Fill(frame);
-            cycleIsOver = !isFilled;
-            if (isFilled)
-                pw_stream_trigger_process(stream);
-            pw_thread_loop_unlock(loop);
-            return isFilled;
-        });
-        // A buffer that is queued while the server's cycle runs would wait for the next one.
-        return isSent && Await([this] { return cycleIsOver || !IsStreaming(); });
+        return Cycle([&] { return Fill(frame); }) && Cycle([] { return true; });
     }
 
     bool IsIdle() override
@@ -66,6 +57,22 @@ public:
     int32_t width = 64;
 
 private:
+    // A cycle of the server, once `prepare` succeeds. A buffer that is queued while it runs would wait for the next
+    // one; newer versions hand a frame on in the cycle after its own, so that each is followed by an empty one.
+    bool Cycle(const std::function<bool()>& prepare)
+    {
+        const bool isBegun = Await([&] {
+            pw_thread_loop_lock(loop);
+            const bool isReady = stream != nullptr && prepare();
+            cycleIsOver = !isReady;
+            if (isReady)
+                pw_stream_trigger_process(stream);
+            pw_thread_loop_unlock(loop);
+            return isReady;
+        });
+        return isBegun && Await([this] { return cycleIsOver || !IsStreaming(); });
+    }
+
     bool IsStreaming()
     {
         pw_thread_loop_lock(loop);
