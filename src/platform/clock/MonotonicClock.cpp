@@ -2,7 +2,6 @@
 #include "platform/clock/MonotonicClock.h"
 
 #include <atomic>
-#include <ctime>
 
 namespace platform {
 namespace {
@@ -15,14 +14,19 @@ int64_t MonotonicNow()
 {
     if (const auto clock = replacement.load())
         return clock();
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * kNanosecondsPerSecond + now.tv_nsec;
+    return ReadClock(CLOCK_MONOTONIC);
 }
 
 void SetMonotonicClock(int64_t (*clock)())
 {
     replacement = clock;
+}
+
+int64_t ReadClock(clockid_t clock)
+{
+    timespec now{};
+    clock_gettime(clock, &now);
+    return int64_t{now.tv_sec} * kNanosecondsPerSecond + now.tv_nsec;
 }
 
 } // namespace platform

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 
 namespace platform {
 
@@ -15,6 +16,9 @@ int64_t MonotonicNow();
 
 /// Replaces the clock in a test; null restores it. Threads that wait for a point in time still use the real clock.
 void SetMonotonicClock(int64_t (*clock)());
+
+/// The time in nanoseconds of one of the system's clocks, such as CLOCK_BOOTTIME. Any thread.
+int64_t ReadClock(clockid_t clock);
 
 /// Converts a time of the real monotonic clock for the standard library's waiting functions.
 inline std::chrono::steady_clock::time_point SteadyTime(int64_t nanoseconds)

@@ -58,13 +58,13 @@ VideoColors ColorsOfLayout(const V4L2Layout& layout)
     const uint32_t space = primaries.number;
     const Meaning transfer = FindOr(kTransfers, layout.transfer, V4L2_MAP_XFER_FUNC_DEFAULT(space));
     const Meaning matrix = FindOr(kMatrices, layout.encoding, V4L2_MAP_YCBCR_ENC_DEFAULT(space));
-    const bool isLimited = layout.quantization == V4L2_QUANTIZATION_LIM_RANGE;
-    const bool isFull = layout.quantization == V4L2_QUANTIZATION_FULL_RANGE;
-    const bool isFullUnlessStated =
-        V4L2_MAP_QUANTIZATION_DEFAULT(false, space, matrix.number) == V4L2_QUANTIZATION_FULL_RANGE;
     if (FormatOfPixelFormat(layout.pixelFormat) == CodeOf("jpeg"))
         return {primaries.code, transfer.code, 6, true};
-    return {primaries.code, transfer.code, matrix.code, isFull || (isFullUnlessStated && !isLimited)};
+    const bool isStated =
+        layout.quantization == V4L2_QUANTIZATION_LIM_RANGE || layout.quantization == V4L2_QUANTIZATION_FULL_RANGE;
+    const uint32_t standard = V4L2_MAP_QUANTIZATION_DEFAULT(false, space, matrix.number);
+    const uint32_t range = isStated ? layout.quantization : standard;
+    return {primaries.code, transfer.code, matrix.code, range == V4L2_QUANTIZATION_FULL_RANGE};
 }
 
 } // namespace platform
