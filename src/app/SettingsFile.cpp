@@ -2,7 +2,7 @@
 #include "app/SettingsFile.h"
 
 #include "framework/TextStreams.h"
-#include "platform/grabber/SessionSettings.h"
+#include "platform/grabber/SettingsCheck.h"
 
 namespace velmora {
 

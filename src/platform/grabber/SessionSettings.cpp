@@ -4,35 +4,12 @@
 #include "platform/grabber/SessionSettings.h"
 #include "platform/grabber/ChannelSettings.h"
 #include "platform/grabber/Session.h"
+#include "platform/grabber/SettingsCheck.h"
 
 #include <algorithm>
 
 namespace platform {
 namespace {
-
-constexpr FourCharCode kSession = CodeOf("sgrb");
-constexpr int64_t kSettingsVersion = 1;
-// Each channel opens a device, so the number that a file may request is limited.
-constexpr size_t kMaxChannels = 16;
-
-// A channel in the settings: its type and its own settings.
-using WantedChannels = std::vector<std::pair<FourCharCode, TaggedItems>>;
-
-std::optional<WantedChannels> ReadChannels(const TaggedItems& settings)
-{
-    if (settings.Number(kSession, 0) != kSettingsVersion)
-        return std::nullopt;
-    WantedChannels wanted;
-    for (const auto& item : settings.All()) {
-        if (item.tag != kVideoMediaType && item.tag != kSoundMediaType)
-            continue;
-        auto inner = TaggedItems::Read(item.bytes);
-        if (!inner || wanted.size() == kMaxChannels)
-            return std::nullopt;
-        wanted.emplace_back(item.tag, std::move(*inner));
-    }
-    return wanted;
-}
 
 std::vector<ReplacedDevice>& ReplacedDevices()
 {
@@ -54,7 +31,7 @@ void NoteReplacement(const Channel& channel, const TaggedItems& settings)
 TaggedItems Session::Settings() const
 {
     TaggedItems settings;
-    settings.AddNumber(kSession, kSettingsVersion);
+    settings.AddNumber(kSavedSession, kSettingsVersion);
     for (const auto& channel : channels.all)
         settings.AddItems(channel->type, channel->Settings());
     return settings;
@@ -65,24 +42,14 @@ std::vector<ReplacedDevice> TakeReplacedDevices()
     return std::exchange(ReplacedDevices(), {});
 }
 
-SettingsFault CheckSettings(std::span<const uint8_t> flattened)
-{
-    const auto items = TaggedItems::Read(flattened);
-    if (!items)
-        return TaggedItems::HasSignature(flattened) ? SettingsFault::Damaged : SettingsFault::Foreign;
-    if (!items->Find(kSession))
-        return SettingsFault::Foreign;
-    return ReadChannels(*items) ? SettingsFault::None : SettingsFault::Damaged;
-}
-
 Result Session::ApplySettings(const TaggedItems& settings)
 {
     // Read everything before changing anything.
     ReplacedDevices().clear();
-    const auto read = ReadChannels(settings);
+    const auto read = ReadSavedChannels(settings);
     if (!read)
         return paramErr;
-    const WantedChannels& wanted = *read;
+    const SavedChannels& wanted = *read;
     if (IsWritingMovie())
         return cantDoThatInCurrentMode;
     // The channels are new; devices that are used again keep running.
