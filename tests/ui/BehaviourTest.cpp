@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/FileDialogAnswer.h"
+#include "ui/DialogAnswers.h"
 #include "ui/UiTest.h"
 
 #include <QTemporaryDir>
@@ -34,9 +34,8 @@ TEST_F(BehaviourTest, RecordButton)
         window->btnstartcapture1()->Push();
         EXPECT_EQ(spy->TakeCalls(), press.calls);
         EXPECT_EQ(window->btnstartcapture1()->Caption(), press.caption);
-        EXPECT_EQ(answer.Asked(), press.asks);
-        EXPECT_EQ(answer.OfferedName(), press.asks ? "UntitledMovie" : "");
-        EXPECT_TRUE(!press.asks || lastFolder.empty() || answer.OfferedFolder() == lastFolder);
+        EXPECT_EQ(answer.offeredName, press.asks ? "UntitledMovie" : "");
+        EXPECT_TRUE(!press.asks || lastFolder.empty() || answer.offeredFolder == lastFolder);
         if (press.asks)
             lastFolder = folder.path().toStdString();
     }
@@ -72,16 +71,6 @@ TEST_F(BehaviourTest, LevelBars)
     EXPECT_EQ(values(), std::pair(30, 60));
     Choose("SoundLevelMeterActive");
     EXPECT_EQ(window->SoundLevelMeterTimer()->Mode(), framework::Timer::Off);
-}
-
-TEST_F(BehaviourTest, FlipBoxes)
-{
-    spy->TakeCalls();
-    window->CheckBox1()->Value(true);
-    window->CheckBox2()->Value(true);
-    window->CheckBox3()->Value(true);
-    window->CheckBox3()->Value(false);
-    EXPECT_EQ(spy->TakeCalls(), "VideoFlipHorizontal = 1; VideoFlipVertical = 1; VideoRotate 1 180; VideoRotate 0 180");
 }
 
 } // namespace

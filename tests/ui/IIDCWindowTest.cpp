@@ -39,19 +39,15 @@ protected:
         SetIIDCBusProvider([this] { return bus; });
         SetDigitizerProvider(std::move(provider));
         Open();
-        OpenSettings();
+        window->ChooseMenuItem(velmora::MenuBar1::Instance()->_Lookup("VideoIIDCVideoSettings"));
+        settings = velmora::IIDCVideoSettings::Instance();
+        settings->SetupTimer()->Action();
     }
     void OpenUsbCamera()
     {
         const std::vector<DigitizerEntry> list(1, {"USB Camera", "usb", {}, true});
         OpenCamera(
             {[list] { return list; }, [this](const auto&) { return std::make_unique<ControlledCamera>(controls); }});
-    }
-    void OpenSettings()
-    {
-        window->ChooseMenuItem(velmora::MenuBar1::Instance()->_Lookup("VideoIIDCVideoSettings"));
-        settings = velmora::IIDCVideoSettings::Instance();
-        settings->SetupTimer()->Action();
     }
     void TearDown() override
     {
@@ -104,20 +100,6 @@ TEST_F(IIDCWindowTest, EveryFeatureOfAnIIDCCamera)
     camera.Plug(false); // it leaves under the hand
     settings->Slider1(0)->Value(77);
     EXPECT_EQ(camera.features[Hue].value, 2000U);
-}
-
-TEST_F(IIDCWindowTest, ZoomAloneAndNothing)
-{
-    camera.features[IIDCFeature::Zoom] = {.minimum = 200, .maximum = 400, .value = 300};
-    OpenCamera();
-    EXPECT_EQ(Enabled(), "12:200/300/400 ");
-    // The values that a window reads one after the other come from one reading, which soon is an old one.
-    camera.features.clear();
-    for (int attempt = 0; attempt < 1000 && !Enabled().empty(); ++attempt) {
-        settings->Close();
-        OpenSettings();
-    }
-    EXPECT_EQ(Enabled(), "");
 }
 
 TEST_F(IIDCWindowTest, ControlsOfAnOrdinaryCamera)

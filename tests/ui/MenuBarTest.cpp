@@ -1,89 +1,57 @@
 // SPDX-License-Identifier: MIT
+#include "ui/AnalogVideoSettings.h"
+#include "ui/GrabWindow.h"
+#include "ui/IIDCVideoSettings.h"
 #include "ui/UiTest.h"
 
-#include <sstream>
+#include <QMenu>
 
 namespace {
 
-using framework::MenuItem;
-using velmora::MenuBar1;
-
-void DescribeMenu(const MenuItem& menu, const std::string& indent, std::ostringstream& text)
-{
-    for (int32_t i = 0; i < menu.Count(); i++) {
-        const auto item = menu.Item(i);
-        text << indent << item->Name.Bytes() << "|" << item->Text.Bytes() << "|" << item->KeyboardShortcut.Bytes()
-             << (item->AutoEnable ? "|auto" : "|") << (item->Checked ? "|checked" : "") << "\n";
-        DescribeMenu(*item, indent + " ", text);
-    }
-}
-
-TEST(MenuBarTest, Tree)
-{
-    std::ostringstream text;
-    DescribeMenu(MenuBar1(), "", text);
-    EXPECT_EQ(text.str(), R"(FileMenu|&File||
- FileClose|Close|Cmd+W|
- FileSaveSettings|Save Settings|Cmd+S|auto
- FileOpenSettings|Open Settings|Cmd+O|auto
- FileQuit|Quit|Cmd+Q|auto
-EditMenu|&Edit||
- EditUndo|&Undo|Cmd+Z|
- UntitledMenu0|-||
- EditCut|Cu&t|Cmd+X|
- EditCopy|&Copy|Cmd+C|
- EditPaste|&Paste|Cmd+V|
- EditClear|Clear||
-MonitorMenu|Monitor||
- MonitorEnablePreview|Preview|Cmd+R|auto
- MonitorPreviewWhileRecording|Preview While Recording||auto
- MonitorGrabPicture|Grab Picture|Cmd+G|auto
- MonitorSize|Size||auto
-  SizeFullSize|Full Size|Cmd+1|auto
-  SizeHalfSize|Half Size|Cmd+2|auto
-  SizeQuarterSize|Quarter Size|Cmd+3|auto
-SoundMenu|Sound||auto
- SoundEnabled|Enabled||auto
- SoundSettings|Settings…||auto
- UntitledSeparator|-||auto
- SoundChannelCount|Channel Count||auto
- SoundCompressionType|Compression Type||auto
- SoundDeviceMenu|Device Available||auto
- SoundInputGain|Input Gain||auto
- SoundLevelMeterActive|Level Meter Active||auto
- SoundSampleRate|Sample Rate||auto
- SoundSampleSize|Sample Size||auto
- SoundVolume|Volume||auto
-VideoMenu|Video||auto
- VideoEnabled|Enabled||auto
- VideoSettings|Settings…||auto
- VideoImageSettings|Analog Video Settings…||auto
- VideoIIDCVideoSettings|IIDCVideoSettings||auto
- UntitledSeparator0|-||auto
- VideoCompressionType|CompressionType||auto
- VideoDepth|Depth||auto
- VideoDeviceMenu|Device Available||
- VideoDeviceSelected|Device Selected||auto
- VideoFrameRate|Frame and Keyframe Rate||auto
- VideoSpatialQuality|Spatial Quality||auto
- VideoTemporalQuality|Temporal Quality||auto
-ZEMBRILMenu|ZEMBRIL||auto
- ZEMBRILWebsite|Website||auto
- ZEMBRILSupport|Support||auto
- UntitledItem1|-||auto
- ZEMBRILDocumentation|Documentation||auto
-)");
-}
-
 using MenuActionsTest = UiTest;
 
-TEST_F(MenuActionsTest, DeviceMenusShowWhatIsThere)
+// What a window's menu shows when it is opened: disabled items in brackets, checked ones with a star.
+std::string Shown(const framework::RectControl& anyControl, const char* name)
 {
-    std::ostringstream text;
-    DescribeMenu(*Item("SoundDeviceMenu"), "", text);
-    DescribeMenu(*Item("VideoDeviceMenu"), "", text);
-    EXPECT_EQ(text.str(), "|Microphone||auto|checked\n|Line||auto\n|Test Tone||auto\n"
-                          "testmenu|Camera||auto|checked\ntestmenu|Test Pattern||auto\n");
+    auto* menu = anyControl.Widget()->window()->findChild<QMenu*>(name);
+    if (menu == nullptr)
+        return "no menu";
+    emit menu->aboutToShow();
+    std::string items;
+    for (const QAction* action : menu->actions()) {
+        const std::string text = action->text().remove('&').toStdString();
+        items += items.empty() ? "" : "|";
+        items += action->isSeparator() ? "-" : action->isEnabled() ? text : "(" + text + ")";
+        items += action->isChecked() ? "*" : "";
+    }
+    return items;
+}
+
+TEST_F(MenuActionsTest, MenusOfTheMainWindow)
+{
+    spy->numbers = {{"VideoPreview", 1}, {"PreviewWhileRecording", 1}};
+    for (const auto& [menu, items] : {std::pair("EditMenu", "(Undo)|-|(Cut)|(Copy)|(Paste)|(Clear)"),
+                                      {"MonitorMenu", "Preview*|Preview While Recording*|Grab Picture|Size"},
+                                      {"MonitorSize", "Full Size|Half Size|Quarter Size"},
+                                      {"SoundDeviceMenu", "(Microphone)*|(Line)|(Test Tone)"},
+                                      {"VideoDeviceMenu", "Camera*|Test Pattern"}})
+        EXPECT_EQ(Shown(*window->PopupMenu1(), menu), items);
+    EXPECT_EQ(Item("VideoEnabled")->Text, "Disabled");
+}
+
+TEST_F(MenuActionsTest, AWindowInFrontEnablesItsOwnItems)
+{
+    const auto expectItems = [](framework::Window& front, const char* control, int32_t index, bool closes) {
+        const auto& any = *front.ControlNamed<framework::RectControl>(control, index);
+        EXPECT_EQ(Shown(any, "FileMenu"),
+                  std::string(closes ? "Close" : "(Close)") + "|(Save Settings)|(Open Settings)|Quit");
+        EXPECT_EQ(Shown(any, "MonitorMenu").substr(0, 9), "(Preview)");
+        EXPECT_EQ(Choose(front, "FileClose"), closes);
+        EXPECT_EQ(front.Visible(), !closes);
+    };
+    expectItems(*velmora::GrabWindow::Instance(), "Canvas1", -1, true);
+    expectItems(*velmora::IIDCVideoSettings::Instance(), "Slider1", 0, true);
+    expectItems(*velmora::AnalogVideoSettings::Instance(), "HueSlider", -1, false);
 }
 
 TEST_F(MenuActionsTest, CheckMarksFollowTheControl)
@@ -103,50 +71,41 @@ TEST_F(MenuActionsTest, CheckMarksFollowTheControl)
 // Each item, the boxes it shows and what it does to the control, from one set of starting values.
 TEST_F(MenuActionsTest, Actions)
 {
-    struct Case {
-        const char* item;
-        std::vector<std::string> boxes;
-        const char* calls;
-    };
-    const std::vector<Case> cases{
-        {"SoundCompressionType",
-         {"SoundCompressionType = raw ", "SoundCompressionType = ulaw"},
+    const struct {
+        const char *item, *boxes, *calls;
+    } cases[] = {
+        {"SoundCompressionType", "SoundCompressionType = raw |SoundCompressionType = ulaw",
          "SoundCompressionType = ulaw"},
-        {"SoundInputGain", {"SoundInputGain = 0.5", "SoundInputGain = 0.25"}, "SoundInputGain = 0.25"},
-        {"SoundSampleRate",
-         {"VelmoraCanvas1.SoundSampleRate = 44100", "VelmoraCanvas1.SoundSampleRate = 11025"},
+        {"SoundInputGain", "SoundInputGain = 0.5|SoundInputGain = 0.25", "SoundInputGain = 0.25"},
+        {"SoundSampleRate", "VelmoraCanvas1.SoundSampleRate = 44100|VelmoraCanvas1.SoundSampleRate = 11025",
          "SoundSampleRate = 11025"},
-        {"SoundSampleSize",
-         {"VelmoraCanvas1.SoundSampleSize = 16", "VelmoraCanvas1.SoundSampleSize = 8"},
+        {"SoundSampleSize", "VelmoraCanvas1.SoundSampleSize = 16|VelmoraCanvas1.SoundSampleSize = 8",
          "SoundSampleSize = 8"},
-        {"SoundVolume", {"VelmoraCanvas1.SoundVolume = 255", "VelmoraCanvas1.SoundVolume = 127"}, "SoundVolume = 127"},
-        {"VideoCompressionType",
-         {"VideoCompressionType = raw ", "VideoCompressionType = jpeg"},
+        {"SoundVolume", "VelmoraCanvas1.SoundVolume = 255|VelmoraCanvas1.SoundVolume = 127", "SoundVolume = 127"},
+        {"VideoCompressionType", "VideoCompressionType = raw |VideoCompressionType = jpeg",
          "VideoCompressionType = jpeg"},
-        {"VideoDepth", {"VideoDepth = 32", "VideoDepth = 16"}, "VideoDepth = 16"},
-        {"VideoFrameRate",
-         {"VideoFrameRate = 25\nVideoKeyFrameRate = 1", "VideoFrameRate = 29.92\nVideoKeyFrameRate = 20"},
+        {"VideoDepth", "VideoDepth = 32|VideoDepth = 16", "VideoDepth = 16"},
+        {"VideoFrameRate", "VideoFrameRate = 25\nVideoKeyFrameRate = 1|VideoFrameRate = 29.92\nVideoKeyFrameRate = 20",
          "VideoFrameRate = 29.92; VideoKeyFrameRate = 20"},
-        {"SoundChannelCount", {"SoundChannelCount = 2"}, ""},
-        {"VideoDeviceSelected", {"VideoDeviceSelected = 1"}, ""},
-        {"VideoSpatialQuality", {"VideoSpatialQuality = 512"}, ""},
-        {"VideoTemporalQuality", {"VideoTemporalQuality = 256"}, ""},
-        {"VideoEnabled", {}, "VideoEnabled = 0"},
-        {"SoundEnabled", {}, "SoundEnabled = 1"},
-        {"MonitorPreviewWhileRecording", {}, "PreviewWhileRecording = 1"},
-        {"SizeHalfSize", {}, "VideoRecordSize 320 240"},
-        {"SizeQuarterSize", {}, "VideoRecordSize 160 120"},
-        {"SizeFullSize", {}, "VideoRecordSize 640 480"},
-        {"VideoSettings", {}, "ShowVideoSettingsDialog"},
-        {"SoundSettings", {}, "ShowSoundSettingsDialog"},
-        {"MonitorGrabPicture", {}, "GrabPicture 640 480"},
-        {"MonitorEnablePreview", {}, "VideoPreview = 1"},
-        {"SoundLevelMeterActive",
-         {"SoundLevelMeterActive = FALSE", "SoundLevelMeterActive = TRUE"},
+        {"SoundChannelCount", "SoundChannelCount = 2", ""},
+        {"VideoDeviceSelected", "VideoDeviceSelected = 1", ""},
+        {"VideoSpatialQuality", "VideoSpatialQuality = 512", ""},
+        {"VideoTemporalQuality", "VideoTemporalQuality = 256", ""},
+        {"VideoEnabled", "", "VideoEnabled = 0"},
+        {"SoundEnabled", "", "SoundEnabled = 1"},
+        {"MonitorPreviewWhileRecording", "", "PreviewWhileRecording = 1"},
+        {"SizeHalfSize", "", "VideoRecordSize 320 240"},
+        {"SizeQuarterSize", "", "VideoRecordSize 160 120"},
+        {"SizeFullSize", "", "VideoRecordSize 640 480"},
+        {"VideoSettings", "", "ShowVideoSettingsDialog"},
+        {"SoundSettings", "", "ShowSoundSettingsDialog"},
+        {"MonitorGrabPicture", "", "GrabPicture 640 480"},
+        {"MonitorEnablePreview", "", "VideoPreview = 1"},
+        {"SoundLevelMeterActive", "SoundLevelMeterActive = FALSE|SoundLevelMeterActive = TRUE",
          "SoundLevelMeterActive = 1"},
     };
     spy->TakeCalls();
-    for (const Case& each : cases) {
+    for (const auto& each : cases) {
         spy->texts = {{"SoundCompressionType", "raw "}, {"VideoCompressionType", "raw "}, {"VideoDeviceName", "Other"}};
         spy->numbers = {{"SoundInputGain", 0.5},
                         {"SoundSampleRate", 44100},
@@ -161,7 +120,10 @@ TEST_F(MenuActionsTest, Actions)
                         {"VideoTemporalQuality", 256},
                         {"VideoEnabled", 1}};
         EXPECT_TRUE(Choose(each.item)) << each.item;
-        EXPECT_EQ(TakeBoxes(), each.boxes) << each.item;
+        std::string boxes;
+        for (const std::string& box : TakeBoxes())
+            boxes += (boxes.empty() ? "" : "|") + box;
+        EXPECT_EQ(boxes, each.boxes) << each.item;
         EXPECT_EQ(spy->TakeCalls(), each.calls) << each.item;
     }
     EXPECT_EQ(window->Title(), "Other") << "the title is the device's name after the dialog";

@@ -1,18 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/App.h"
-#include "app/FileTypes.h"
 #include "platform/Platform.h"
 #include "platform/digitizer/testpattern/TestPattern.h"
 #include "platform/sound/TestTone.h"
-#include "ui/MenuBar1.h"
-#include "ui/MovieWindow.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
+#include "ui/UiTest.h"
 
 /// A built-in device under another name.
 template <typename Device> class Named : public Device {
@@ -27,7 +19,7 @@ private:
 
 /// The application with its real control and platform, on devices of the test's making: each is known by its place in
 /// the list of names. `vanishAfter` asks for the list, the last device is gone.
-class RealDevicesTest : public testing::Test {
+class RealDevicesTest : public MainWindowTest {
 protected:
     void SetUp() override
     {
@@ -38,24 +30,20 @@ protected:
              [this](const auto& identity) { return Open<platform::TestPattern>(identity); }});
         platform::SetSoundSourceProvider({[this] { return List<platform::SoundSourceEntry>(); },
                                           [this](const auto& identity) { return Open<platform::TestTone>(identity); }});
-        framework::SetMsgBoxHandler([this](const framework::String& text) { boxes.push_back(text.Bytes()); });
+        MainWindowTest::SetUp();
     }
 
     void TearDown() override
     {
         Close();
-        framework::SetMsgBoxHandler({});
+        MainWindowTest::TearDown();
         platform::SetDigitizerProvider({});
         platform::SetSoundSourceProvider({});
     }
 
     void Open(const std::shared_ptr<velmora::MovieWindow>& made = std::make_shared<velmora::MovieWindow>())
     {
-        velmora::_InitialiseModules();
-        velmora::_InitFileTypes();
-        velmora::_NewAppInstance();
-        framework::_GetImplicitWindow("MovieWindow.MovieWindow", [made] { return made; });
-        window = velmora::MovieWindow::Instance();
+        OpenMainWindow(made);
         window->UpdateMenus();
     }
 
@@ -63,18 +51,12 @@ protected:
     {
         if (!window)
             return;
-        // A control and its poll timer hold each other up to the end of the process.
-        static auto* const controls = new std::vector<framework::Reference<velmora::VelmoraCanvas>>;
-        controls->push_back(window->VelmoraCanvas1());
-        controls->back()->Destructor();
-        window = nullptr;
-        velmora::_FinaliseModules();
+        window->VelmoraCanvas1()->Destructor();
+        CloseMainWindow();
     }
 
     std::vector<std::string> names{"Camera"};
     int vanishAfter = -1;
-    std::vector<std::string> boxes;
-    framework::Reference<velmora::MovieWindow> window;
 
 private:
     template <typename Entry> std::vector<Entry> List()

@@ -2,7 +2,7 @@
 #include "app/RecordingWatch.h"
 #include "framework/Runtime.h"
 #include "platform/memory/ResultCodes.h"
-#include "ui/BoxAnswer.h"
+#include "ui/DialogAnswers.h"
 #include "ui/RecordingTexts.h"
 #include "ui/UiTest.h"
 
@@ -91,7 +91,7 @@ TEST_F(RecordingWatchTest, AsksBeforeItEnds)
                           Case{"Stop and save", true, "Stop", "Record"}}) {
         BoxAnswer answer(c.answer);
         EXPECT_EQ(framework::RequestQuit(), c.quits);
-        EXPECT_EQ(answer.Question(), "A movie is being recorded: Take.mov.");
+        EXPECT_EQ(answer.question, "A movie is being recorded: Take.mov.");
         EXPECT_EQ(spy->TakeCalls(), c.calls);
         EXPECT_EQ(window->btnstartcapture1()->Caption(), c.caption);
     }
@@ -157,7 +157,7 @@ TEST_F(RecordingWatchTest, OffersToRepairWhatWasCutOff)
     {
         BoxAnswer later("Later");
         watch->OfferRepairs();
-        EXPECT_NE(later.Question().find(movie), std::string::npos);
+        EXPECT_NE(later.question.find(movie), std::string::npos);
     }
     EXPECT_TRUE(TakeBoxes().empty());
     BoxAnswer repair("Repair");
@@ -165,7 +165,7 @@ TEST_F(RecordingWatchTest, OffersToRepairWhatWasCutOff)
     EXPECT_EQ(TakeBoxes(), std::vector<std::string>{"Take.mov can't be repaired: nothing had been recorded yet."});
     BoxAnswer again("Later");
     watch->OfferRepairs();
-    EXPECT_EQ(again.Question(), "");
+    EXPECT_EQ(again.question, "");
 
     Begin();
     spy->Stop();

@@ -11,7 +11,6 @@
 class SpyCanvas : public velmora::VelmoraCanvas {
 public:
     using String = framework::String;
-    using OSType = velmora::OSType;
 
     std::vector<std::string> calls;        ///< what was done to it, in order; reading a property is not noted
     std::map<std::string, double> numbers; ///< properties by name; a setter's value is what the getter then gives
@@ -58,9 +57,6 @@ public:
     void VideoEnabled(bool value) override { Set("VideoEnabled", value); }
     bool SoundEnabled() override { return Is("SoundEnabled"); }
     void SoundEnabled(bool value) override { Set("SoundEnabled", value); }
-    void VideoFlipHorizontal(bool value) override { Set("VideoFlipHorizontal", value); }
-    void VideoFlipVertical(bool value) override { Set("VideoFlipVertical", value); }
-    void VideoRotate(bool on, int32_t angle) override { Note("VideoRotate", on, angle); }
 
     String VideoCompressionType() override { return texts["VideoCompressionType"]; }
     void VideoCompressionType(const String& code) override { SetText("VideoCompressionType", code); }
@@ -124,19 +120,7 @@ public:
     void DeviceControlSlowReverse() override { Note("SlowReverse"); }
     void DeviceControlRecord() override { Note("Record"); }
 
-    /// IIDC features by code: a feature that has no maximum here is not supported.
-    void IIDCFeature(OSType feature, int32_t value) override { Set(Code(feature), value); }
-    int32_t IIDCFeatureMaximum(OSType feature) override { return Whole(Code(feature) + " maximum"); }
-    int32_t IIDCFeatureMinimum(OSType feature) override { return Whole(Code(feature) + " minimum"); }
-    int32_t IIDCFeatureValue(OSType feature) override { return Whole(Code(feature)); }
-    bool isIIDCFeatureSupported(const String& name, OSType feature) override
-    {
-        Note(name.Bytes());
-        return numbers.contains(Code(feature) + " maximum");
-    }
-
 private:
-    static std::string Code(OSType feature) { return framework::StringFromOSType(feature).Bytes(); }
     static std::string Text(double number) { return framework::Str(number).Bytes(); }
     bool Is(const std::string& name) { return numbers[name] != 0; }
     int32_t Whole(const std::string& name) { return static_cast<int32_t>(numbers[name]); }

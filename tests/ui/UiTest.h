@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// The main window over a spying control. Its own handlers, layout and menus are the real ones.
+/// Its handlers, layout and menus are the real ones.
 class SpiedMovieWindow : public velmora::MovieWindow {
 public:
     std::shared_ptr<SpyCanvas> spy = std::make_shared<SpyCanvas>();
@@ -22,31 +22,55 @@ protected:
 };
 
 /// The application as it stands after its start, with message boxes caught.
-class UiTest : public testing::Test {
+class MainWindowTest : public testing::Test {
 protected:
     void SetUp() override
+    {
+        framework::SetMsgBoxHandler([this](const framework::String& text) { boxes.push_back(text.Bytes()); });
+    }
+
+    void TearDown() override { framework::SetMsgBoxHandler({}); }
+
+    void OpenMainWindow(const std::shared_ptr<velmora::MovieWindow>& made)
     {
         velmora::_InitialiseModules();
         velmora::_InitFileTypes();
         velmora::_NewAppInstance();
-        framework::SetMsgBoxHandler([this](const framework::String& text) { boxes.push_back(text.Bytes()); });
-        auto made = std::make_shared<SpiedMovieWindow>();
-        spy = made->spy;
+        framework::_GetImplicitWindow("MovieWindow.MovieWindow", [made] { return made; });
+        window = velmora::MovieWindow::Instance();
         // A control and its poll timer hold each other up to the end of the process.
-        static auto* const controls = new std::vector<std::shared_ptr<SpyCanvas>>;
-        controls->push_back(spy);
+        static auto* const controls = new std::vector<framework::Reference<velmora::VelmoraCanvas>>;
+        controls->push_back(window->VelmoraCanvas1());
+    }
+
+    void CloseMainWindow()
+    {
+        window = nullptr;
+        velmora::_FinaliseModules();
+    }
+
+    framework::Reference<velmora::MovieWindow> window;
+    std::vector<std::string> boxes;
+};
+
+/// The main window over a spying control.
+class UiTest : public MainWindowTest {
+protected:
+    void SetUp() override
+    {
+        MainWindowTest::SetUp();
+        const auto made = std::make_shared<SpiedMovieWindow>();
+        spy = made->spy;
         spy->texts["VideoDeviceName"] = "Camera";
         spy->videoDevices = {"Camera", "Test Pattern"};
         spy->soundDevices = {"Microphone", "Line", "Test Tone"};
-        framework::_GetImplicitWindow("MovieWindow.MovieWindow", [made] { return made; });
-        window = velmora::MovieWindow::Instance();
+        OpenMainWindow(made);
     }
 
     void TearDown() override
     {
-        window = nullptr;
-        velmora::_FinaliseModules();
-        framework::SetMsgBoxHandler({});
+        CloseMainWindow();
+        MainWindowTest::TearDown();
     }
 
     static framework::Reference<framework::MenuItem> Item(const char* name)
@@ -64,7 +88,5 @@ protected:
 
     std::vector<std::string> TakeBoxes() { return std::exchange(boxes, {}); }
 
-    framework::Reference<velmora::MovieWindow> window;
     std::shared_ptr<SpyCanvas> spy;
-    std::vector<std::string> boxes;
 };
