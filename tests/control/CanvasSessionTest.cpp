@@ -47,22 +47,15 @@ TEST_F(ControlTest, InitializeInBothModes)
             canvas->EnableSound = canvas->EnableVideo = false; // plays no part in the set-up
             inside.VideoPreviewState = preview;
             canvas->Initialize();
-            Lines expected{"> *******************************", "> OpenComponent noErr: session",
-                           "SGInitialize(session)", "> SGInitialize=0", "SGSetGWorld(session, @, 0)"};
-            const auto add = [&expected](const Lines& lines) {
-                std::ranges::copy(lines, std::back_inserter(expected));
-            };
-            if (dataProc)
-                add({"SGSetDataRef(session, 0, 0, 32)", "> SGSetDataRef=0"});
-            add({"> err dataRef=0"});
-            add(SetUpLines(dataProc));
-            if (preview)
-                add({dataProc ? "SGStartRecord(session)" : "SGStartPreview(session)"});
-            if (dataProc)
-                add({"SGStop(session)", "> SGStop=0", "NewSGDataUPP()", "SGSetDataProc(session, 91, 1)",
-                     "SGStartRecord(session)"});
-            add({"SGGetSrcVideoBounds(22, @)", "SGGetSrcVideoBounds(22, @)", "> SGGetSrcVideoBounds err =0"});
-            Expect(expected);
+            const Lines data{"SGStop(session)", "> SGStop=0", "NewSGDataUPP()", "SGSetDataProc(session, 91, 1)",
+                             "SGStartRecord(session)"};
+            Expect(Lines{"> *******************************", "> OpenComponent noErr: session", "SGInitialize(session)",
+                         "> SGInitialize=0", "SGSetGWorld(session, @, 0)"} +
+                   (dataProc ? Lines{"SGSetDataRef(session, 0, 0, 32)", "> SGSetDataRef=0"} : Lines{}) +
+                   Lines{"> err dataRef=0"} + SetUpLines(dataProc) +
+                   (preview ? Lines{dataProc ? "SGStartRecord(session)" : "SGStartPreview(session)"} : Lines{}) +
+                   (dataProc ? data : Lines{}) +
+                   Lines{"SGGetSrcVideoBounds(22, @)", "SGGetSrcVideoBounds(22, @)", "> SGGetSrcVideoBounds err =0"});
             EXPECT_EQ(inside.videoRecordWidth, 640);
             EXPECT_GT(inside.pollTimer->ref, 0);
             EXPECT_EQ(std::exchange(rates, {}), (std::vector<int32_t>{8000, 11025, 16000, 22050, 32000}));

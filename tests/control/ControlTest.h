@@ -13,6 +13,12 @@ namespace velmora {
 
 using Lines = std::vector<std::string>;
 
+inline Lines operator+(Lines left, const Lines& right)
+{
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
 /// Gives access to the control's private state.
 struct VelmoraCanvasInspector {
     VelmoraCanvas& canvas;

@@ -11,12 +11,6 @@ const Lines buildSecond{"RectMatrix(@, [0 0 240 320], [14 20 494 660])", "MakeIm
 const Lines show{"DecompressSequenceFrameWhen(81, @, 16, 0, @, 0, 0)", "PaintActive",
                  "DecompressSequenceFrameWhen(82, @, 307200, 0, @, 0, 0)"};
 
-Lines operator+(Lines left, const Lines& right)
-{
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
 class DataProcTest : public ControlTest {
 protected:
     DataProcTest()

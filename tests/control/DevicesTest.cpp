@@ -88,22 +88,19 @@ TEST_F(ControlTest, DialogsAreBracketed)
             inside.displaySeq = framework::New<MemoryBlock>(4);
             c.show();
             const std::string arrow = "> " + c.operation + " -->";
-            Lines expected;
-            const auto add = [&expected](const Lines& lines) {
-                std::ranges::copy(lines, std::back_inserter(expected));
-            };
-            add(dataProc ? Lines{"SGStop(12)", "> SGStop=0", arrow + "SGStop = 0"}
-                         : Lines{"SGPause(12, 1)", arrow + "SGPause = 0"});
-            add({"NewSGModalFilterUPP()", arrow + "seqGragModalFilterUPP = 92",
-                 "SGSettingsDialog(12, " + c.channel + ", 0, 0, 0, 92, 0)", "> SGSettingsDialog = -128",
-                 "DisposeSGModalFilterUPP(92)"});
+            Lines expected = dataProc ? Lines{"SGStop(12)", "> SGStop=0", arrow + "SGStop = 0"}
+                                      : Lines{"SGPause(12, 1)", arrow + "SGPause = 0"};
+            expected = expected + Lines{"NewSGModalFilterUPP()", arrow + "seqGragModalFilterUPP = 92",
+                                        "SGSettingsDialog(12, " + c.channel + ", 0, 0, 0, 92, 0)",
+                                        "> SGSettingsDialog = -128", "DisposeSGModalFilterUPP(92)"};
             if (dataProc && c.channel == "22")
-                add({"CDSequenceEnd(0)"});
-            if (preview)
-                add(dataProc ? Lines{"SGStartRecord(12)", "> " + c.tag + " SGRecord"}
-                             : Lines{"SGPause(12, 0)", "> " + c.tag + " SGSettingsDialog SGPause = 0"});
+                expected.push_back("CDSequenceEnd(0)");
+            if (preview && dataProc)
+                expected = expected + Lines{"SGStartRecord(12)", "> " + c.tag + " SGRecord"};
+            else if (preview)
+                expected = expected + Lines{"SGPause(12, 0)", "> " + c.tag + " SGSettingsDialog SGPause = 0"};
             if (!c.namedAfter.empty())
-                add({"SGGetChannelDeviceAndInputNames(" + c.namedAfter + ", @, @, @)"});
+                expected.push_back("SGGetChannelDeviceAndInputNames(" + c.namedAfter + ", @, @, @)");
             Expect(expected);
         }
 }

@@ -54,12 +54,11 @@ class Desk:
 
     @contextlib.contextmanager
     def disk(self, options):
-        """A small file system of its own; nothing where this machine does not allow that."""
+        """A small file system of its own; skips the test where this machine does not allow that."""
         mounted = tempfile.mkdtemp(dir=self.folder, prefix="disk-")
         if subprocess.run(["mount", "-t", "tmpfs", "-o", options, "velmora-test", mounted], capture_output=True,
                           check=False).returncode != 0:
-            yield None
-            return
+            raise unittest.SkipTest("this user may not mount a file system")
         try:
             yield mounted
         finally:
