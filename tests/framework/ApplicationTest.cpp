@@ -10,26 +10,7 @@
 #include <QMessageBox>
 #include <QTimer>
 
-#include <cstdarg>
 #include <stdexcept>
-#include <syslog.h>
-
-namespace {
-
-std::vector<std::pair<int, std::string>> systemLog;
-
-} // namespace
-
-// In place of the C library's.
-extern "C" void syslog(int priority, const char* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    char text[256];
-    std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    systemLog.emplace_back(priority, text);
-}
 
 namespace framework {
 namespace {
@@ -108,19 +89,6 @@ TEST(MsgBoxes, OfATimerAreNotRepeatedAtOnce)
         QCoreApplication::processEvents();
     platform::RemoveEventLoopTimer(platform::Peek<int32_t>(timer.Get()));
     EXPECT_EQ(boxes.texts, (Log{"from the user", "from the user", "a frame is lost", "another failure"}));
-}
-
-// An invalid level counts as an error, not as an emergency.
-TEST(SystemLog, GetsEachTextAtItsPriority)
-{
-    systemLog.clear();
-    System::DebugLog("100 %s");
-    for (const int32_t level : {1000, 1003, 1007, 3, 999, 1008})
-        System::Log(level, "x");
-    const std::vector<std::pair<int, std::string>> expected{{LOG_DEBUG, "100 %s"}, {LOG_EMERG, "x"}, {LOG_ERR, "x"},
-                                                            {LOG_DEBUG, "x"},      {LOG_ERR, "x"},   {LOG_ERR, "x"},
-                                                            {LOG_ERR, "x"}};
-    EXPECT_EQ(systemLog, expected);
 }
 
 TEST(Exceptions, OfOthersEndTheProgramWithAFailure)

@@ -47,29 +47,6 @@ class Dialog:
         wait_for("the dialog to close", 10, lambda: self.window not in self.application.dialogs())
 
 
-def choose_desk_camera(application):
-    dialog = Dialog(application, VIDEO)
-    # Keys that come before the camera is open meet the sizes of the one before.
-    dialog.set("d", "Down", pause=3)
-    dialog.set("z", "Down")
-    dialog.next_page()
-    dialog.set("p", "P", "r", "o")
-    dialog.set("q", "Page_Up")
-    return dialog
-
-
-def recorded_size(application, name):
-    path = os.path.join(FOLDER, name)
-    application.record(path)
-    time.sleep(2)
-    application.click("btnstartcapture1")
-    time.sleep(0.5)
-    errors = decode_errors(path)
-    check(errors == "", f"{name} does not decode cleanly: {errors}")
-    video = probe(path)["video"]
-    return video["codec_name"], video["width"], video["height"]
-
-
 def saved(application, name):
     """The settings as the menu writes them into a file."""
     path = os.path.join(FOLDER, name)
@@ -95,19 +72,25 @@ def check_picture_runs(application):
              lambda: application.find_shape() and application.frame_number() not in (None, first))
 
 
-def check_dialogs(application):
-    before = saved(application, "before")
-    choose_desk_camera(application).end("Escape")
-    check(application.title() == "Front Camera", f"after Cancel the title is {application.title()!r}")
-    check(saved(application, "cancelled") == before, "Cancel left something changed")
-    size = recorded_size(application, "cancelled.mov")
-    check(size == ("mjpeg", "640", "480"), f"after Cancel a movie is {size}")
-
-    choose_desk_camera(application).end("Return")
+def check_dialog(application):
+    dialog = Dialog(application, VIDEO)
+    # Keys that come before the camera is open meet the sizes of the one before.
+    dialog.set("d", "Down", pause=3)
+    dialog.set("z", "Down")
+    dialog.next_page()
+    dialog.set("p", "P", "r", "o")
+    dialog.set("q", "Page_Up")
+    dialog.end("Return")
     wait_for("the camera's name in the title", 10, lambda: application.title() == "Desk Camera")
     check_picture_runs(application)
-    size = recorded_size(application, "kept.mov")
-    check(size == ("prores", "640", "360"), f"after OK a movie is {size}")
+    path = os.path.join(FOLDER, "kept.mov")
+    application.record(path)
+    time.sleep(2)
+    application.click("btnstartcapture1")
+    wait_for("the movie to be finished", 10, lambda: decode_errors(path) == "")
+    video = probe(path)["video"]
+    size = video["codec_name"], video["width"], video["height"]
+    check(size == ("prores", "640", "360"), f"the movie is {size}")
 
 
 def check_settings_file(application):
@@ -127,7 +110,7 @@ def main():
     try:
         with Camera(PROGRAMS, *FRONT), Camera(PROGRAMS, *DESK):
             application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
-            check_dialogs(application)
+            check_dialog(application)
             check_settings_file(application)
             check(application.close() == 0, "the application failed at its end")
         elsewhere = Velmora(screen, PROGRAMS)
