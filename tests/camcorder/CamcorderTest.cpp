@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A camcorder on a simulated bus through the whole product: the real control in a real window, over the real platform.
 // The test holds the clock and plays a tape; other people's programs judge the movie.
-#include "app/App.h"
 #include "camcorder/CanvasWindow.h"
 #include "framework/PortImage.h"
-#include "platform/Platform.h"
-#include "platform/clock/MonotonicClock.h"
-#include "platform/digitizer/dv/DvDigitizer.h"
 #include "platform/digitizer/dv/DvFrame.h"
 #include "platform/dv/IsochronousDataHandler.h"
 #include "support/DvTape.h"
@@ -18,7 +14,6 @@
 #include <thread>
 
 using namespace velmora;
-using test::CanvasWindow;
 using test::OutputOf;
 using test::Tape;
 
@@ -28,30 +23,19 @@ constexpr uint64_t kGuid = 0x0011223344556677;
 
 std::atomic<int64_t> handClock{platform::kNanosecondsPerSecond};
 
-class CamcorderTest : public testing::Test {
+class CamcorderTest : public testing::Test, protected test::CamcorderControl {
 protected:
-    CamcorderTest()
+    CamcorderTest() : CamcorderControl([] { return handClock.load(); })
     {
         bus->decks[kGuid];
-        platform::SetMonotonicClock([] { return handClock.load(); });
         platform::SetBusProvider([this] { return bus; });
-        platform::SetDigitizerProvider({platform::ListDvDigitizers, platform::OpenDvDigitizer});
-        platform::SetSoundSourceProvider({platform::ListDvSoundSources, platform::OpenDvSoundSource});
-        window.Construct();
-        canvas().Error = [this](int32_t result) { errors.push_back(result); };
     }
 
     ~CamcorderTest() override
     {
-        canvas().Destructor();
-        window.Close();
-        platform::SetSoundSourceProvider({});
-        platform::SetDigitizerProvider({});
+        End();
         platform::SetBusProvider({});
-        platform::SetMonotonicClock(nullptr);
     }
-
-    VelmoraCanvas& canvas() const { return *window.canvas; }
 
     platform::DvStreamSink& Stream() const
     {
@@ -83,15 +67,7 @@ protected:
         EXPECT_EQ(errors, std::vector<int32_t>());
     }
 
-    void Record(const std::string& path)
-    {
-        canvas().VideoRecordSize(640, 480);
-        canvas().Record(framework::New<FolderItem>(path));
-    }
-
     std::shared_ptr<test::SimulatedBus> bus = std::make_shared<test::SimulatedBus>();
-    CanvasWindow window;
-    std::vector<int32_t> errors;
 };
 
 using Bytes = std::vector<uint8_t>;

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "app/App.h"
 #include "capture/VelmoraCanvas.h"
 #include "framework/Window.h"
+#include "platform/Platform.h"
+#include "platform/clock/MonotonicClock.h"
+#include "platform/digitizer/dv/DvDigitizer.h"
 
 #include <memory>
 #include <vector>
@@ -32,6 +36,42 @@ protected:
         canvas->EnableSound = true;
         canvas->UseDataProc = true;
     }
+};
+
+/// A control over the camcorders of the platform, with the clock in the test's hand.
+class CamcorderControl {
+protected:
+    explicit CamcorderControl(int64_t (*clock)())
+    {
+        static const bool started = (platform::StartPlatform(), velmora::_InitialiseModules(), true);
+        (void)started;
+        platform::SetMonotonicClock(clock);
+        platform::SetDigitizerProvider({platform::ListDvDigitizers, platform::OpenDvDigitizer});
+        platform::SetSoundSourceProvider({platform::ListDvSoundSources, platform::OpenDvSoundSource});
+        window.Construct();
+        canvas().Error = [this](int32_t result) { errors.push_back(result); };
+    }
+
+    /// Ends the session, which must be before its bus is gone.
+    void End()
+    {
+        canvas().Destructor();
+        window.Close();
+        platform::SetSoundSourceProvider({});
+        platform::SetDigitizerProvider({});
+        platform::SetMonotonicClock(nullptr);
+    }
+
+    velmora::VelmoraCanvas& canvas() const { return *window.canvas; }
+
+    void Record(const std::string& path)
+    {
+        canvas().VideoRecordSize(640, 480);
+        canvas().Record(framework::New<framework::FolderItem>(path));
+    }
+
+    CanvasWindow window;
+    std::vector<int32_t> errors;
 };
 
 } // namespace test

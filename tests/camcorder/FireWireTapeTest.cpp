@@ -2,8 +2,6 @@
 // A camcorder on the real FireWire libraries through the whole product into a movie. `VELMORA_TAPE_SECONDS` makes the
 // tape as long as wanted; its events keep their places in it.
 #include "camcorder/CanvasWindow.h"
-#include "platform/clock/MonotonicClock.h"
-#include "platform/digitizer/dv/DvDigitizer.h"
 #include "platform/dv/FireWireUnits.h"
 #include "support/DvTape.h"
 #include "support/SimulatedFireWire.h"
@@ -34,30 +32,19 @@ struct Manner {
     bool direct; ///< the grabber writes the movie by itself
 };
 
-class FireWireTape : public testing::TestWithParam<Manner> {
+class FireWireTape : public testing::TestWithParam<Manner>, protected test::CamcorderControl {
 protected:
-    FireWireTape()
+    FireWireTape() : CamcorderControl(&test::SimulatedFireWire::Clock)
     {
         std::filesystem::create_directories(folder.path / "units");
         std::ofstream(folder.path / "fw0");
         platform::SetFireWirePaths({folder.path, folder.path / "units", folder.path});
-        platform::SetMonotonicClock(&test::SimulatedFireWire::Clock);
-        platform::SetDigitizerProvider({platform::ListDvDigitizers, platform::OpenDvDigitizer});
-        platform::SetSoundSourceProvider({platform::ListDvSoundSources, platform::OpenDvSoundSource});
-        window.Construct();
-        canvas().Error = [this](int32_t result) { errors.push_back(result); };
     }
     ~FireWireTape() override
     {
-        canvas().Destructor();
-        window.Close();
-        platform::SetSoundSourceProvider({});
-        platform::SetDigitizerProvider({});
-        platform::SetMonotonicClock(nullptr);
+        End();
         platform::SetFireWirePaths({});
     }
-
-    VelmoraCanvas& canvas() const { return *window.canvas; }
 
     void PlayFor(int64_t nanoseconds)
     {
@@ -98,8 +85,6 @@ protected:
 
     test::TemporaryFolder folder;
     test::SimulatedFireWire bus;
-    test::CanvasWindow window;
-    std::vector<int32_t> errors;
 };
 
 TEST_P(FireWireTape, AMovieIsAtOneRateAndInStepThroughBusResets)
@@ -122,8 +107,7 @@ TEST_P(FireWireTape, AMovieIsAtOneRateAndInStepThroughBusResets)
     bus.receiversExpected = 1;
     PlayFor(platform::kNanosecondsPerSecond);
     const std::string movie = folder.path / "tape.mov";
-    canvas().VideoRecordSize(640, 480);
-    canvas().Record(framework::New<framework::FolderItem>(movie));
+    Record(movie);
     const int64_t part = TapeSeconds() * platform::kNanosecondsPerSecond / 6;
     PlayFor(part);
     bus.Reset();
