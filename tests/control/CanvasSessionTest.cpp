@@ -130,6 +130,21 @@ TEST_F(ControlTest, ChannelSetUpFailures)
     }
 }
 
+TEST_F(ControlTest, PollTimerOnTheRealLoop)
+{
+    OpenSession();
+    script.Returns("SGIdle", -9400);
+    canvas->Close = [this] { script.Note("Close"); };
+    canvas->StartPollTimer();
+    while (script.calls.size() < 4) // a failure doesn't stop the polling
+        framework::Application::Instance()->DoEvents(50);
+    inside.CloseEvent();
+    ExpectAmong({"SGIdle(12)", "Error(-9400)", "SGIdle(12)", "Error(-9400)", "Close"});
+    for (int i = 0; i < 3; ++i)
+        framework::Application::Instance()->DoEvents(15);
+    EXPECT_TRUE(script.Take().empty());
+}
+
 TEST_F(ControlTest, DestructorReportsAndGoesOn)
 {
     OpenSession();

@@ -37,7 +37,6 @@ struct VelmoraCanvasInspector {
     Reference<MemoryBlock>& videoList = canvas.theSGVideoDeviceList;
     Reference<MemoryBlock>& soundList = canvas.theSGSoundDeviceList;
 
-    void Paint(Graphics& graphics) { canvas.Event_Paint(graphics); }
     void CloseEvent() { canvas.Event_Close(); }
     void CreateChannels() { canvas.CreateSGChannel(); }
     void Append(int32_t c, int32_t p, int32_t len, int32_t duration = 40)

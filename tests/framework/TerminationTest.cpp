@@ -75,21 +75,5 @@ TEST(Quit, IsTheApplicationsToAllow)
     RegisterApplication(nullptr);
 }
 
-TEST(WindowTitle, KeepsItsNoteApart)
-{
-    TestWindow window;
-    window.controls = [](TestWindow& w) { w.Add<TestCanvas>("Canvas"); };
-    window.Construct();
-    const QWidget* widget = window.ControlNamed<Canvas>("Canvas")->Widget()->window();
-    window.Title("Camera");
-    window.TitleNote("Recording");
-    EXPECT_EQ(widget->windowTitle(), "Camera - Recording");
-    window.Title("Another");
-    EXPECT_EQ(widget->windowTitle(), "Another - Recording");
-    EXPECT_EQ(window.Title(), "Another");
-    window.TitleNote("");
-    EXPECT_EQ(widget->windowTitle(), "Another");
-}
-
 } // namespace
 } // namespace framework

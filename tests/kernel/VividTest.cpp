@@ -121,20 +121,13 @@ std::vector<std::array<int, 3>> BarsIn(const RawFrame& picture)
 /// What differs most from the driver's bars: white, yellow, cyan, green, magenta, red, blue, black, all of them full.
 int WorstOfBars(const std::vector<std::array<int, 3>>& bars, bool grey)
 {
-    constexpr std::array<std::array<int, 3>, 8> expected{{{255, 255, 255},
-                                                          {255, 255, 0},
-                                                          {0, 255, 255},
-                                                          {0, 255, 0},
-                                                          {255, 0, 255},
-                                                          {255, 0, 0},
-                                                          {0, 0, 255},
-                                                          {0, 0, 0}}};
-    int worst = bars.size() == expected.size() ? 0 : 255;
+    int worst = bars.size() == 8 ? 0 : 255;
     for (size_t bar = 0; bar < bars.size(); ++bar) {
-        const auto& [red, green, blue] = expected[bar];
+        const int red = bar & 2 ? 0 : 255, green = bar & 4 ? 0 : 255, blue = bar & 1 ? 0 : 255;
+        const std::array<int, 3> expected{red, green, blue};
         const int luma = (213 * red + 715 * green + 72 * blue) / 1000; // as the driver weighs it: Rec. 709
         for (size_t i = 0; i < 3; ++i)
-            worst = std::max(worst, std::abs(bars[bar][i] - (grey ? luma : expected[bar][i])));
+            worst = std::max(worst, std::abs(bars[bar][i] - (grey ? luma : expected[i])));
     }
     return worst;
 }
@@ -247,14 +240,13 @@ TEST_F(Vivid, HasControlsOfAllKinds)
         const auto all = digitizer->Controls();
         return *std::ranges::find(all, "Gain", &ImageControl::name);
     };
-    for (const bool automatic : {false, true, false, true}) {
-        driver->Set("Gain, Automatic", automatic);
-        EXPECT_TRUE(Await([&] { return gain().inactive == automatic; })) << automatic;
-    }
-    Run();
-    for (const bool automatic : {false, true}) {
-        driver->Set("Gain, Automatic", automatic);
-        EXPECT_TRUE(Await([&] { return gain().inactive == automatic; })) << automatic;
+    for (const bool runs : {false, true}) {
+        if (runs)
+            Run();
+        for (const bool automatic : {false, true}) {
+            driver->Set("Gain, Automatic", automatic);
+            EXPECT_TRUE(Await([&] { return gain().inactive == automatic; })) << automatic;
+        }
     }
 }
 

@@ -18,15 +18,17 @@ TEST_PATTERN = ("--camera", "Test Pattern")
 
 
 class Desk:
-    """A folder of its own, with an environment in which no server of the user's can be reached."""
+    """A folder of its own, with an environment in which no server can be reached, or only those of the session that this
+    script runs in."""
 
-    def __init__(self):
+    def __init__(self, reach_session=False):
         self.place = tempfile.TemporaryDirectory(prefix="velmora-desk-")
         self.folder = self.place.name
         self.environment = {
             **{key: value for key, value in os.environ.items()
                if not key.startswith(("PULSE", "DBUS", "XDG", "DISPLAY"))},
-            "HOME": self.folder, "XDG_RUNTIME_DIR": self.folder, "LC_ALL": "C.UTF-8"}
+            "HOME": self.folder, "XDG_RUNTIME_DIR": self.folder, "LC_ALL": "C.UTF-8",
+            **{key: value for key, value in os.environ.items() if reach_session and key.startswith(("PULSE", "XDG"))}}
 
     def path(self, *names):
         return os.path.join(self.folder, *names)
@@ -83,14 +85,6 @@ def sound_bytes(path):
                           capture_output=True, check=True).stdout
 
 
-def flattened(suite):
-    for test in suite:
-        if isinstance(test, unittest.TestSuite):
-            yield from flattened(test)
-        else:
-            yield test
-
-
 def run_test(test):
     text = io.StringIO()
     passed = unittest.TextTestRunner(stream=text, verbosity=2).run(test).wasSuccessful()
@@ -99,11 +93,10 @@ def run_test(test):
 
 def run_tests_at_once():
     """Runs the tests of the main module, four at a time: a recording mostly waits for its seconds to pass."""
-    main = sys.modules["__main__"]
-    load = unittest.defaultTestLoader
-    suite = load.loadTestsFromNames(sys.argv[1:], main) if sys.argv[1:] else load.loadTestsFromModule(main)
+    cases = unittest.defaultTestLoader.loadTestsFromModule(sys.modules["__main__"])
+    tests = [test for case in cases for test in case if not sys.argv[1:] or test.id().endswith(tuple(sys.argv[1:]))]
     with concurrent.futures.ThreadPoolExecutor(4) as pool:
-        results = list(pool.map(run_test, flattened(suite)))
+        results = list(pool.map(run_test, tests))
     for _, text in results:
         print(text)
     sys.exit(not results or not all(passed for passed, _ in results))

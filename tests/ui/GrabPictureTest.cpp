@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "platform/digitizer/testpattern/TestPatternLayout.h"
 #include "platform/drawing/View.h"
+#include "support/Await.h"
 #include "ui/GrabWindow.h"
 #include "ui/RealDevices.h"
 
 #include "framework/Date.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QImage>
 
 namespace {
@@ -32,15 +32,6 @@ protected:
         return framework::HasImplicitWindow("GrabWindow.GrabWindow");
     }
 
-    bool GrabFirstFrame()
-    {
-        QElapsedTimer clock;
-        for (clock.start(); clock.elapsed() < 10000; QCoreApplication::processEvents())
-            if (Grab())
-                return true;
-        return false;
-    }
-
     static std::optional<uint32_t> NumberIn(const QImage& image)
     {
         return platform::ReadFrameNumber(image.constBits(), image.width(), image.height(),
@@ -54,7 +45,10 @@ TEST_F(GrabPictureTest, ShowsTheFrameInBothModes)
     for (const bool direct : {false, true}) {
         Open(direct ? std::make_shared<DirectMovieWindow>() : std::make_shared<velmora::MovieWindow>());
         EXPECT_TRUE(direct || !Grab()) << "no event has been handled, so no frame has come";
-        ASSERT_TRUE(GrabFirstFrame()) << direct;
+        ASSERT_TRUE(Await([this] {
+            QCoreApplication::processEvents();
+            return Grab();
+        }));
         const QImage image = velmora::GrabWindow::Instance()->Backdrop()->Image();
         EXPECT_EQ(image.size(), QSize(640, 480)) << direct;
         EXPECT_TRUE(NumberIn(image)) << direct << " holds no frame of the pattern";

@@ -41,8 +41,11 @@ class LivePicture(unittest.TestCase):
         caption = {pixel for row in self.screen.pixels(left, top + 200, width, 80) for pixel in row}
         self.assertIn((255, 255, 255), caption)
         self.velmora.choose("PopupMenu1", 1)
-        self.wait_for_colours("colour bars", {(5, 5): (204, 204, 204), (300, 5): (0, 255, 0), (-5, 5): BLUE,
-                                              (5, -5): (8, 62, 89)})
+        # Columns are 91 wide and 320 high; the band in the middle begins there, the lower one at 360.
+        gray, dark, white = (204, 204, 204), (19, 19, 19), (254, 254, 254)
+        self.wait_for_colours("colour bars", {(90, 319): gray, (91, 0): (254, 254, 0), (545, 319): RED, (-1, 319): BLUE,
+                                              (91, 320): dark, (-1, 359): gray, (110, 360): (8, 62, 89),
+                                              (111, 360): white, (458, 360): (0, 0, 0), (-1, -1): dark})
         self.velmora.choose("PopupMenu1", 2)
         self.wait_for_colours("the custom drawing", {(0, 0): RED, (-1, -1): RED, (5, 5): DARK_BLUE, (-5, -5): DARK_BLUE})
         self.preview()
