@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/SimulatedFireWire.h"
 
-#include "platform/files/UniqueFD.h"
-
 #include <libraw1394/csr.h>
-#include <libraw1394/raw1394.h>
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -29,6 +26,7 @@ constexpr int64_t kCycle = 125'000;
 constexpr int64_t kRenewalTime = 1'000'000'000;
 constexpr size_t kPacketSize = 488;
 constexpr size_t kHeaderSize = 8;
+constexpr int kAdapter = 1;
 
 test::SimulatedFireWire* theBus = nullptr;
 
@@ -50,38 +48,6 @@ int Fail(int error)
 }
 
 } // namespace
-
-struct raw1394_handle {
-    struct Opened {
-        uint64_t guid;
-        int number;
-        unsigned generation;
-        bool lost;
-    };
-    struct Receiver {
-        raw1394_iso_recv_handler_t handler = nullptr;
-        size_t interval = 0;
-        unsigned char channel = 0;
-        bool running = false;
-        std::vector<uint8_t> bytes;
-        std::vector<uint16_t> lengths;
-    };
-
-    void* userData = nullptr;
-    platform::UniqueFD readable{eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC | EFD_SEMAPHORE)};
-    unsigned generation = 0;
-    int localNumber = 0;
-    int nodeCount = 0;
-    std::vector<Opened> opened;
-    fcp_handler_t responseHandler = nullptr;
-    bool listens = false;
-    Receiver receiver;
-};
-
-struct test::SimulatedFireWire::Handle : raw1394_handle {
-    std::deque<Event> events;
-    bool working = false; // on an event
-};
 
 namespace test {
 
@@ -129,7 +95,6 @@ SimulatedFireWire::SimulatedFireWire() : books(new (MapShared(sizeof(Books))) Bo
     local.guid = kLocalGuid;
     local.rom = MakeRom(kLocalGuid, 0, 0, "Local");
     local.masterPlug = 0;
-    pluggedIn.push_back(kLocalGuid);
 }
 
 SimulatedFireWire::~SimulatedFireWire()
@@ -148,8 +113,8 @@ FireWireNode& SimulatedFireWire::Plug(FireWireNode node)
 {
     const auto lock = Lock();
     node.state.appears = now + (handles.empty() ? 0 : eventDelay);
-    pluggedIn.push_back(node.guid);
-    books->plugs[pluggedIn.size() - 1] = node.plug;
+    node.state.slot = ++plugged;
+    PlugOf(node) = node.plug;
     nodes.push_back(std::move(node));
     Reset();
     return nodes.back();
@@ -178,7 +143,8 @@ void SimulatedFireWire::Reset()
     for (Handle& handle : handles)
         for (const auto& opened : handle.opened) {
             const bool isThere = Find(opened.guid) != nullptr;
-            Post(handle, {isThere ? Event::Kind::NodeReset : Event::Kind::NodeLost, opened.guid, {}, {}},
+            Post(handle,
+                 {isThere ? FireWireEvent::Kind::NodeReset : FireWireEvent::Kind::NodeLost, opened.guid, {}, {}},
                  opened.guid == kLocalGuid ? 0 : eventDelay);
         }
 }
@@ -189,21 +155,10 @@ FireWireNode* SimulatedFireWire::Find(uint64_t guid)
     return found == nodes.end() ? nullptr : &*found;
 }
 
-std::atomic<uint32_t>& SimulatedFireWire::PlugOf(const FireWireNode& node)
-{
-    const auto slot = std::ranges::find(pluggedIn.rbegin(), pluggedIn.rend(), node.guid).base() - pluggedIn.begin() - 1;
-    return books->plugs[slot];
-}
-
 int SimulatedFireWire::NumberOf(const FireWireNode& node) const
 {
-    int index = 0;
-    for (const FireWireNode& one : nodes) {
-        if (&one == &node)
-            break;
-        ++index;
-    }
-    return static_cast<int>((static_cast<size_t>(index) + rotation) % nodes.size());
+    const auto place = std::ranges::find(nodes, node.guid, &FireWireNode::guid);
+    return static_cast<int>((static_cast<size_t>(std::distance(nodes.begin(), place)) + rotation) % nodes.size());
 }
 
 size_t SimulatedFireWire::Handles()
@@ -222,43 +177,7 @@ size_t SimulatedFireWire::Receivers()
     }));
 }
 
-// Handles.
-
-SimulatedFireWire::Handle* SimulatedFireWire::Open(int adapter)
-{
-    const auto lock = Lock();
-    if (adapter != brokenAdapters) {
-        errno = adapter < brokenAdapters ? EACCES : ENODEV;
-        return nullptr;
-    }
-    Handle handle;
-    for (const FireWireNode& node : nodes) {
-        const int number = NumberOf(node);
-        const bool isLocal = node.guid == kLocalGuid;
-        if (isLocal)
-            handle.localNumber = number;
-        if ((isLocal ? localMayBeOpened : node.mayBeOpened) && node.state.appears <= now)
-            handle.opened.push_back({node.guid, number, Generation(), false});
-    }
-    if (handle.opened.empty()) {
-        errno = EACCES;
-        return nullptr;
-    }
-    handle.generation = Generation();
-    handle.nodeCount = static_cast<int>(nodes.size());
-    handles.push_back(std::move(handle));
-    return &handles.back();
-}
-
-void SimulatedFireWire::Close(Handle* handle)
-{
-    const auto lock = Lock();
-    std::erase_if(due, [handle](const auto& entry) { return entry.second.first == handle; });
-    handles.remove_if([handle](const Handle& one) { return &one == handle; });
-    consumed.notify_all();
-}
-
-void SimulatedFireWire::Post(Handle& handle, Event event, int64_t delay)
+void SimulatedFireWire::Post(Handle& handle, FireWireEvent event, int64_t delay)
 {
     if (delay > 0) {
         due.emplace(now + delay, std::pair(&handle, std::move(event)));
@@ -277,61 +196,35 @@ void SimulatedFireWire::PostDue()
     }
 }
 
-int SimulatedFireWire::Iterate(Handle& handle)
+void SimulatedFireWire::Process(Handle& handle, FireWireEvent event)
 {
-    pollfd ready{handle.readable.Get(), POLLIN, 0};
-    poll(&ready, 1, -1);
-    auto lock = Lock();
-    if (handle.events.empty())
-        return 0;
-    eventfd_t one = 0;
-    eventfd_read(handle.readable.Get(), &one);
-    Event event = std::move(handle.events.front());
-    handle.events.pop_front();
-    handle.working = true;
-    lock.unlock();
-    const int result = Process(handle, std::move(event));
-    lock.lock();
-    handle.working = false;
-    consumed.notify_all();
-    return result;
-}
-
-int SimulatedFireWire::Process(Handle& handle, Event event)
-{
-    if (event.kind == Event::Kind::Packets) {
+    if (event.kind == FireWireEvent::Kind::Packets) {
         uint8_t* data = event.bytes.data();
         for (size_t i = 0; i < event.lengths.size() && handle.receiver.running; data += event.lengths[i++])
             handle.receiver.handler(&handle, data, event.lengths[i], handle.receiver.channel, 1, 0, 0, 0);
-        return 0;
+        return;
     }
-    if (event.kind == Event::Kind::Response) {
-        const auto opened = std::ranges::find(handle.opened, event.guid, &raw1394_handle::Opened::guid);
-        const int number = opened == handle.opened.end() ? 0 : opened->number;
-        return handle.responseHandler == nullptr
-                   ? 0
-                   : handle.responseHandler(&handle, static_cast<nodeid_t>(0xFFC0 | number), 1, event.bytes.size(),
-                                            event.bytes.data());
+    const auto opened = std::ranges::find(handle.opened, event.guid, &raw1394_handle::Opened::guid);
+    if (event.kind == FireWireEvent::Kind::Response) {
+        if (handle.responseHandler != nullptr)
+            handle.responseHandler(&handle, static_cast<nodeid_t>(0xFFC0 | opened->number), 1, event.bytes.size(),
+                                   event.bytes.data());
+        return;
     }
     const auto lock = Lock();
-    const auto opened = std::ranges::find(handle.opened, event.guid, &raw1394_handle::Opened::guid);
-    if (event.kind == Event::Kind::NodeLost || Find(event.guid) == nullptr) {
-        opened->lost = true;
-        return 0;
-    }
-    opened->number = NumberOf(*Find(event.guid));
-    opened->generation = Generation();
+    const FireWireNode* const node = Find(event.guid);
+    if (event.kind == FireWireEvent::Kind::NodeLost || node == nullptr)
+        return;
+    opened->number = NumberOf(*node);
+    opened->generation = books->generation;
     if (event.guid == kLocalGuid) {
-        handle.generation = Generation();
+        handle.generation = books->generation;
         handle.localNumber = opened->number;
         handle.nodeCount = static_cast<int>(nodes.size());
     }
-    return 0;
 }
 
-// Requests.
-
-FireWireNode* SimulatedFireWire::Reach(Handle& handle, int number)
+FireWireNode* SimulatedFireWire::Reach(const Handle& handle, int number)
 {
     const auto opened = std::ranges::find(handle.opened, number & 0x3F, &raw1394_handle::Opened::number);
     FireWireNode* const node = opened == handle.opened.end() ? nullptr : Find(opened->guid);
@@ -339,79 +232,11 @@ FireWireNode* SimulatedFireWire::Reach(Handle& handle, int number)
         errno = EREMOTEIO;
     else if (node == nullptr)
         errno = ENODEV;
-    else if (opened->generation != handle.generation || handle.generation != Generation())
+    else if (opened->generation != handle.generation || handle.generation != books->generation)
         errno = EAGAIN;
     else
         return node;
     return nullptr;
-}
-
-int SimulatedFireWire::Read(Handle& handle, int number, uint64_t address, size_t length, uint32_t* data)
-{
-    auto lock = Lock();
-    if (address >= kRomAddress && address < kRomAddress + CSR_CONFIG_ROM_END - CSR_CONFIG_ROM) {
-        const auto opened = std::ranges::find(handle.opened, number & 0x3F, &raw1394_handle::Opened::number);
-        const FireWireNode* const node = opened == handle.opened.end() ? nullptr : Find(opened->guid);
-        const size_t first = (address - kRomAddress) / 4;
-        if (node == nullptr || first + length / 4 > node->rom.size())
-            return Fail(node == nullptr ? EREMOTEIO : EINVAL);
-        std::transform(node->rom.begin() + static_cast<long>(first),
-                       node->rom.begin() + static_cast<long>(first + length / 4), data, htonl);
-        return 0;
-    }
-    FireWireNode* const node = Reach(handle, number);
-    if (node == nullptr)
-        return -1;
-    while (!handle.events.empty()) {
-        lock.unlock();
-        Iterate(handle);
-        lock.lock();
-    }
-    if (length != 4 || node->masterPlug == 0 || (address != kMasterPlugAddress && address != kPlugAddress))
-        return Fail(EREMOTEIO);
-    *data = htonl(address == kMasterPlugAddress ? node->masterPlug : PlugOf(*node).load());
-    return 0;
-}
-
-int SimulatedFireWire::Swap(Handle& handle, int number, uint64_t address, uint32_t next, uint32_t expected,
-                            uint32_t& found)
-{
-    const auto lock = Lock();
-    FireWireNode* const node = Reach(handle, number);
-    if (node == nullptr)
-        return -1;
-    if (address != kPlugAddress || node->masterPlug == 0)
-        return Fail(EREMOTEIO);
-    uint32_t plug = PlugOf(*node);
-    found = htonl(plug);
-    if (node->refusesConnections || plug != ntohl(expected))
-        return 0;
-    plug = ntohl(next);
-    PlugOf(*node) = plug;
-    node->state.connectedUntil = INT64_MAX;
-    return 0;
-}
-
-int SimulatedFireWire::Write(Handle& handle, int number, uint64_t address, size_t length, const uint32_t* data)
-{
-    auto lock = Lock();
-    FireWireNode* const node = Reach(handle, number);
-    if (node == nullptr)
-        return -1;
-    if (address != kCommandAddress || length > 512 || node->writesToFail > 0) {
-        node->writesToFail -= node->writesToFail > 0 ? 1 : 0;
-        return Fail(EREMOTEIO);
-    }
-    const auto* bytes = reinterpret_cast<const uint8_t*>(data);
-    Answer(handle, *node, {bytes, bytes + length});
-    if (node->losesAcknowledgements)
-        return Fail(EAGAIN);
-    while (!handle.events.empty()) {
-        lock.unlock();
-        Iterate(handle);
-        lock.lock();
-    }
-    return 0;
 }
 
 void SimulatedFireWire::Answer(Handle& handle, FireWireNode& node, std::vector<uint8_t> command)
@@ -430,33 +255,7 @@ void SimulatedFireWire::Answer(Handle& handle, FireWireNode& node, std::vector<u
     for (int times = node.answersTwice ? 2 : 1; times > 0; --times)
         for (const auto& answer : answers)
             if (handle.listens)
-                Post(handle, {Event::Kind::Response, node.guid, answer, {}}, node.answerDelay);
-}
-
-int SimulatedFireWire::ModifyBandwidth(int units, bool take)
-{
-    const auto lock = Lock();
-    if (take && books->bandwidth + units > kBandwidth)
-        return Fail(EBUSY);
-    books->bandwidth += take ? units : -units;
-    return 0;
-}
-
-int SimulatedFireWire::ModifyChannel(unsigned channel, bool take)
-{
-    const auto lock = Lock();
-    const uint64_t bit = uint64_t{1} << channel;
-    if (channel > 63 || ((books->channels & bit) != 0) == take)
-        return Fail(EBUSY);
-    books->channels ^= bit;
-    return 0;
-}
-
-// Time and packets.
-
-bool SimulatedFireWire::Waits(const Handle& handle) const
-{
-    return handle.receiver.running && (handle.working || !handle.events.empty());
+                Post(handle, {FireWireEvent::Kind::Response, node.guid, answer, {}}, node.answerDelay);
 }
 
 void SimulatedFireWire::Advance(int64_t nanoseconds)
@@ -487,13 +286,15 @@ void SimulatedFireWire::SendCycle(std::unique_lock<std::recursive_mutex>& lock)
         auto& receiver = handle.receiver;
         if (!receiver.running || receiver.lengths.size() < receiver.interval)
             continue;
-        Post(handle, {Event::Kind::Packets, 0, std::exchange(receiver.bytes, {}), std::exchange(receiver.lengths, {})},
+        Post(handle,
+             {FireWireEvent::Kind::Packets, 0, std::exchange(receiver.bytes, {}), std::exchange(receiver.lengths, {})},
              0);
     }
     if (!realTime)
         consumed.wait(lock, [this] {
-            return Receivers() >= receiversExpected &&
-                   std::ranges::none_of(handles, [this](auto& one) { return Waits(one); });
+            return Receivers() >= receiversExpected && std::ranges::none_of(handles, [](const Handle& one) {
+                       return one.receiver.running && (one.isWorking || !one.events.empty());
+                   });
         });
 }
 
@@ -505,7 +306,7 @@ void SimulatedFireWire::SendPacket(FireWireNode& node, int channel)
         const auto& frame = (*node.tape)[node.state.frames % node.tape->size()];
         const bool pal = frame.size() == 144'000;
         const size_t packets = frame.size() / 480;
-        const double period = (pal ? 40e6 : 1001e6 / 30) * (1 - node.clockError / 1e6);
+        const double period = pal ? 40e6 : 1001e6 / 30;
         if (node.state.tapeBegan < 0)
             node.state.tapeBegan = now;
         const double sent = static_cast<double>(node.state.frames) +
@@ -548,13 +349,16 @@ void SimulatedFireWire::RunInRealTime()
 
 // What this program puts in the place of libraw1394.
 
-using Handle = test::SimulatedFireWire::Handle;
-
 namespace {
 
-Handle& Of(raw1394handle_t handle)
+// As within a request that waits for its answer.
+void RunLoop(raw1394_handle& handle, std::unique_lock<std::recursive_mutex>& lock)
 {
-    return *static_cast<Handle*>(handle);
+    while (!handle.events.empty()) {
+        lock.unlock();
+        raw1394_loop_iterate(&handle);
+        lock.lock();
+    }
 }
 
 } // namespace
@@ -563,30 +367,52 @@ extern "C" {
 
 raw1394handle_t raw1394_new_handle()
 {
-    if (theBus == nullptr) {
-        errno = ENODEV;
-        return nullptr;
-    }
     static raw1394_handle unbound;
-    return &unbound;
+    errno = ENODEV;
+    return theBus == nullptr ? nullptr : &unbound;
 }
 
 raw1394handle_t raw1394_new_handle_on_port(int port)
 {
-    return theBus == nullptr ? nullptr : theBus->Open(port);
+    errno = port < kAdapter ? EACCES : ENODEV;
+    if (theBus == nullptr || port != kAdapter)
+        return nullptr;
+    const auto lock = theBus->Lock();
+    raw1394_handle handle;
+    handle.generation = theBus->books->generation;
+    handle.nodeCount = static_cast<int>(theBus->nodes.size());
+    for (const test::FireWireNode& node : theBus->nodes) {
+        const int number = theBus->NumberOf(node);
+        const bool isLocal = node.guid == kLocalGuid;
+        if (isLocal)
+            handle.localNumber = number;
+        if ((isLocal ? theBus->localMayBeOpened : node.mayBeOpened) && node.state.appears <= theBus->now)
+            handle.opened.push_back({node.guid, number, handle.generation});
+    }
+    if (handle.opened.empty()) {
+        errno = EACCES;
+        return nullptr;
+    }
+    handle.readable = platform::UniqueFD(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC | EFD_SEMAPHORE));
+    theBus->handles.push_back(std::move(handle));
+    return &theBus->handles.back();
 }
 
 void raw1394_destroy_handle(raw1394handle_t handle)
 {
-    if (handle != nullptr && handle->nodeCount > 0)
-        theBus->Close(&Of(handle));
+    if (handle == nullptr || handle->nodeCount == 0)
+        return;
+    const auto lock = theBus->Lock();
+    std::erase_if(theBus->due, [handle](const auto& entry) { return entry.second.first == handle; });
+    theBus->handles.remove_if([handle](const raw1394_handle& one) { return &one == handle; });
+    theBus->consumed.notify_all();
 }
 
 int raw1394_get_port_info(raw1394handle_t, raw1394_portinfo* ports, int most)
 {
-    for (int i = 0; i < std::min(most, theBus->Adapters()); ++i)
+    for (int i = 0; i < std::min(most, kAdapter + 1); ++i)
         ports[i] = {2, "simulated"};
-    return theBus->Adapters();
+    return kAdapter + 1;
 }
 
 int raw1394_get_fd(raw1394handle_t handle)
@@ -624,36 +450,103 @@ nodeid_t raw1394_get_irm_id(raw1394handle_t handle)
     return static_cast<nodeid_t>(0xFFC0 | (handle->nodeCount - 1));
 }
 
-int raw1394_read(raw1394handle_t handle, nodeid_t node, nodeaddr_t address, size_t length, quadlet_t* data)
+int raw1394_read(raw1394handle_t handle, nodeid_t number, nodeaddr_t address, size_t length, quadlet_t* data)
 {
-    return theBus->Read(Of(handle), node, address, length, data);
+    auto lock = theBus->Lock();
+    if (address >= kRomAddress && address < kRomAddress + CSR_CONFIG_ROM_END - CSR_CONFIG_ROM) {
+        const auto opened = std::ranges::find(handle->opened, number & 0x3F, &raw1394_handle::Opened::number);
+        const auto* node = opened == handle->opened.end() ? nullptr : theBus->Find(opened->guid);
+        const size_t first = (address - kRomAddress) / 4;
+        if (node == nullptr || first + length / 4 > node->rom.size())
+            return Fail(node == nullptr ? EREMOTEIO : EINVAL);
+        const auto quadlets = std::span(node->rom).subspan(first, length / 4);
+        std::ranges::transform(quadlets, data, htonl);
+        return 0;
+    }
+    const auto* node = theBus->Reach(*handle, number);
+    if (node == nullptr)
+        return -1;
+    RunLoop(*handle, lock);
+    if (length != 4 || node->masterPlug == 0 || (address != kMasterPlugAddress && address != kPlugAddress))
+        return Fail(EREMOTEIO);
+    *data = htonl(address == kMasterPlugAddress ? node->masterPlug : theBus->PlugOf(*node).load());
+    return 0;
 }
 
-int raw1394_write(raw1394handle_t handle, nodeid_t node, nodeaddr_t address, size_t length, quadlet_t* data)
+int raw1394_write(raw1394handle_t handle, nodeid_t number, nodeaddr_t address, size_t length, quadlet_t* data)
 {
-    return theBus->Write(Of(handle), node, address, length, data);
+    auto lock = theBus->Lock();
+    auto* const node = theBus->Reach(*handle, number);
+    if (node == nullptr)
+        return -1;
+    if (address != kCommandAddress || length > 512 || node->writesToFail > 0) {
+        node->writesToFail -= node->writesToFail > 0 ? 1 : 0;
+        return Fail(EREMOTEIO);
+    }
+    const auto* bytes = reinterpret_cast<const uint8_t*>(data);
+    theBus->Answer(*handle, *node, {bytes, bytes + length});
+    if (node->losesAcknowledgements)
+        return Fail(EAGAIN);
+    RunLoop(*handle, lock);
+    return 0;
 }
 
-int raw1394_lock(raw1394handle_t handle, nodeid_t node, nodeaddr_t address, unsigned code, quadlet_t data,
+int raw1394_lock(raw1394handle_t handle, nodeid_t number, nodeaddr_t address, unsigned code, quadlet_t data,
                  quadlet_t expected, quadlet_t* found)
 {
-    return code == RAW1394_EXTCODE_COMPARE_SWAP ? theBus->Swap(Of(handle), node, address, data, expected, *found)
-                                                : Fail(EINVAL);
+    const auto lock = theBus->Lock();
+    auto* const node = theBus->Reach(*handle, number);
+    if (node == nullptr)
+        return -1;
+    if (code != RAW1394_EXTCODE_COMPARE_SWAP || address != kPlugAddress || node->masterPlug == 0)
+        return Fail(EREMOTEIO);
+    auto& plug = theBus->PlugOf(*node);
+    *found = htonl(plug);
+    if (!node->refusesConnections && *found == expected) {
+        plug = ntohl(data);
+        node->state.connectedUntil = INT64_MAX;
+    }
+    return 0;
 }
 
 int raw1394_bandwidth_modify(raw1394handle_t, unsigned units, raw1394_modify_mode mode)
 {
-    return theBus->ModifyBandwidth(static_cast<int>(units), mode == RAW1394_MODIFY_ALLOC);
+    const auto lock = theBus->Lock();
+    const int change = mode == RAW1394_MODIFY_ALLOC ? static_cast<int>(units) : -static_cast<int>(units);
+    if (theBus->books->bandwidth + change > test::SimulatedFireWire::kBandwidth)
+        return Fail(EBUSY);
+    theBus->books->bandwidth += change;
+    return 0;
 }
 
 int raw1394_channel_modify(raw1394handle_t, unsigned channel, raw1394_modify_mode mode)
 {
-    return theBus->ModifyChannel(channel, mode == RAW1394_MODIFY_ALLOC);
+    const auto lock = theBus->Lock();
+    const uint64_t bit = uint64_t{1} << channel;
+    if (channel > 63 || ((theBus->books->channels & bit) != 0) == (mode == RAW1394_MODIFY_ALLOC))
+        return Fail(EBUSY);
+    theBus->books->channels ^= bit;
+    return 0;
 }
 
 int raw1394_loop_iterate(raw1394handle_t handle)
 {
-    return theBus->Iterate(Of(handle));
+    pollfd ready{handle->readable.Get(), POLLIN, 0};
+    poll(&ready, 1, -1);
+    auto lock = theBus->Lock();
+    if (handle->events.empty())
+        return 0;
+    eventfd_t one = 0;
+    eventfd_read(handle->readable.Get(), &one);
+    auto event = std::move(handle->events.front());
+    handle->events.pop_front();
+    handle->isWorking = true;
+    lock.unlock();
+    theBus->Process(*handle, std::move(event));
+    lock.lock();
+    handle->isWorking = false;
+    theBus->consumed.notify_all();
+    return 0;
 }
 
 fcp_handler_t raw1394_set_fcp_handler(raw1394handle_t handle, fcp_handler_t handler)
@@ -686,7 +579,7 @@ int raw1394_iso_recv_start(raw1394handle_t handle, int, int, int)
 {
     const auto lock = theBus->Lock();
     handle->receiver.running = true;
-    theBus->ReceiversChanged();
+    theBus->consumed.notify_all();
     return 0;
 }
 

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/files/UniqueFD.h"
 #include "support/SimulatedDeck.h"
+
+#include <libraw1394/raw1394.h>
 
 #include <atomic>
 #include <bitset>
@@ -39,7 +42,6 @@ struct FireWireNode {
 
     const std::vector<std::vector<uint8_t>>* tape = nullptr; ///< frames sent in a loop; null at a standstill
     bool sendsPackets = true;                                ///< also at a standstill, empty ones
-    double clockError = 0;                                   ///< of its frame rate, parts per million
     std::function<bool(uint64_t frame, size_t packet)> loses;
 
     /// Called in each cycle of the bus, to simulate the device.
@@ -47,6 +49,7 @@ struct FireWireNode {
 
     /// The bus's own: how far it has sent, and what became of its connection.
     struct {
+        size_t slot = 0;     ///< of its plug among the books
         int64_t appears = 0; ///< when its device file does
         int64_t connectedUntil = INT64_MAX;
         int64_t tapeBegan = -1;
@@ -60,6 +63,48 @@ struct FireWireNode {
 /// by itself if wanted.
 void MakeDeck(FireWireNode& node, const std::vector<std::vector<uint8_t>>& tape, size_t frames, bool stopsByItself);
 
+/// What the loop of a handle learns.
+struct FireWireEvent {
+    enum class Kind { NodeReset, NodeLost, Response, Packets };
+    Kind kind{};
+    uint64_t guid = 0;
+    std::vector<uint8_t> bytes;
+    std::vector<uint16_t> lengths; ///< of packets
+};
+
+} // namespace test
+
+/// What libraw1394 calls a handle.
+struct raw1394_handle {
+    struct Opened {
+        uint64_t guid;
+        int number;
+        unsigned generation;
+    };
+    struct Receiver {
+        raw1394_iso_recv_handler_t handler = nullptr;
+        size_t interval = 0;
+        unsigned char channel = 0;
+        bool running = false;
+        std::vector<uint8_t> bytes;
+        std::vector<uint16_t> lengths;
+    };
+
+    void* userData = nullptr;
+    platform::UniqueFD readable;
+    unsigned generation = 0;
+    int localNumber = 0;
+    int nodeCount = 0;
+    std::vector<Opened> opened;
+    fcp_handler_t responseHandler = nullptr;
+    bool listens = false;
+    Receiver receiver;
+    std::deque<test::FireWireEvent> events;
+    bool isWorking = false; ///< on an event
+};
+
+namespace test {
+
 /// The FireWire bus behind the functions of libraw1394, which this file's program defines itself, so that the libraries
 /// above it (librom1394, libiec61883, libdc1394) run as they are. It keeps the rules of libraw1394 on the kernel's
 /// present FireWire driver:
@@ -70,6 +115,7 @@ void MakeDeck(FireWireNode& node, const std::vector<std::vector<uint8_t>>& tape,
 ///   generation, never comes where the local node may not be opened; those of the others come late;
 /// - the ROM is read from memory, also of a node that has left; other requests to it fail with ENODEV;
 /// - received packets wait until there are as many as the receiver's interrupt interval.
+/// The bus is on the second adapter of the machine; the first can't be opened.
 ///
 /// A reset gives the nodes other numbers, empties the books of channels and bandwidth, and ends the connections of
 /// plugs that are not renewed within a second.
@@ -113,60 +159,41 @@ public:
     size_t receiversExpected = 0;
 
     bool localMayBeOpened = true;
-    int brokenAdapters = 0; ///< first adapters of the machine that can't be opened; this bus is on the one after them
     int64_t eventDelay = 0;
 
-    /// What the functions of libraw1394 are made of.
-    struct Handle;
-    Handle* Open(int adapter);
-    void Close(Handle* handle);
-    int Read(Handle& handle, int node, uint64_t address, size_t length, uint32_t* data);
-    int Write(Handle& handle, int node, uint64_t address, size_t length, const uint32_t* data);
-    int Swap(Handle& handle, int node, uint64_t address, uint32_t next, uint32_t expected, uint32_t& found);
-    int ModifyBandwidth(int units, bool take);
-    int ModifyChannel(unsigned channel, bool take);
-    int Iterate(Handle& handle);
-    void ReceiversChanged() { consumed.notify_all(); }
-    int Adapters() const { return brokenAdapters + 1; }
-    unsigned Generation() const { return books->generation; }
-
-private:
-    struct Event {
-        enum class Kind { NodeReset, NodeLost, Response, Packets };
-        Kind kind{};
-        uint64_t guid = 0;
-        std::vector<uint8_t> bytes;
-        std::vector<uint16_t> lengths; // of packets
-    };
+    /// What the functions of libraw1394 work on.
+    using Handle = raw1394_handle;
     struct Books {
         std::atomic<uint64_t> channels{0};
         std::atomic<int> bandwidth{0};
         std::atomic<unsigned> generation{1};
-        std::atomic<uint32_t> plugs[16]{}; // by the order of plugging in
+        std::atomic<uint32_t> plugs[64]{};
     };
 
     int NumberOf(const FireWireNode& node) const;
-    std::atomic<uint32_t>& PlugOf(const FireWireNode& node);
-    FireWireNode* Reach(Handle& handle, int number);
-    void Post(Handle& handle, Event event, int64_t delay);
-    void PostDue();
+    std::atomic<uint32_t>& PlugOf(const FireWireNode& node) const { return books->plugs[node.state.slot]; }
+    FireWireNode* Reach(const Handle& handle, int number);
     void Answer(Handle& handle, FireWireNode& node, std::vector<uint8_t> command);
-    void SendCycle(std::unique_lock<std::recursive_mutex>& lock);
-    void SendPacket(FireWireNode& node, int channel);
-    bool Waits(const Handle& handle) const;
-    int Process(Handle& handle, Event event);
+    void Process(Handle& handle, FireWireEvent event);
 
     std::recursive_mutex mutex;
     std::condition_variable_any consumed;
+    std::list<FireWireNode> nodes;
+    std::list<Handle> handles;
+    std::multimap<int64_t, std::pair<Handle*, FireWireEvent>> due;
+    Books* books;
     std::atomic<int64_t> now{kStart};
+
+private:
+    void Post(Handle& handle, FireWireEvent event, int64_t delay);
+    void PostDue();
+    void SendCycle(std::unique_lock<std::recursive_mutex>& lock);
+    void SendPacket(FireWireNode& node, int channel);
+
     int64_t cycle = 0;
     bool realTime = false;
-    std::list<FireWireNode> nodes;
-    std::vector<uint64_t> pluggedIn; // GUIDs in the order of plugging in
+    size_t plugged = 0; // nodes, up to now
     unsigned rotation = 0;
-    std::list<Handle> handles;
-    std::multimap<int64_t, std::pair<Handle*, Event>> due;
-    Books* books;
     std::jthread ticker;
 };
 

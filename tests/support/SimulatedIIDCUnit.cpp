@@ -15,7 +15,7 @@ test::SimulatedIIDCUnit* theUnit = nullptr;
 constexpr uint64_t kCommandBase = 0xF00000; // from the beginning of the register space
 constexpr uint64_t kFormat7 = 0x2000;       // from the command registers
 constexpr uint64_t kAbsoluteGain = 0x3000;
-constexpr size_t kBufferSize = 1024 * 768 * 3;
+constexpr size_t kFrameSize = 640 * 480 * 2;
 
 // IIDC 1.31: an offset in a register counts quadlets.
 constexpr uint32_t QuadletsTo(uint64_t offset)
@@ -81,87 +81,14 @@ void SimulatedIIDCUnit::UpdateFormat7()
     registers[kFormat7 + 0x7C] = 0x8000'0000;
 }
 
-dc1394error_t SimulatedIIDCUnit::Read(uint64_t offset, uint32_t* values, uint32_t count)
-{
-    for (uint32_t i = 0; i < count; ++i)
-        values[i] = registers[offset + 4 * i];
-    return isPlugged ? DC1394_SUCCESS : DC1394_FAILURE;
-}
-
-dc1394error_t SimulatedIIDCUnit::Write(uint64_t offset, const uint32_t* values, uint32_t count)
-{
-    if (!isPlugged)
-        return DC1394_FAILURE;
-    for (uint32_t i = 0; i < count; ++i)
-        registers[offset + 4 * i] = values[i];
-    if (offset >= kFormat7 && offset < kFormat7 + 0x100)
-        UpdateFormat7();
-    return DC1394_SUCCESS;
-}
-
-dc1394error_t SimulatedIIDCUnit::SetUp(uint32_t buffers)
-{
-    const uint32_t speed = registers[0x60C] >> 24 & 3;
-    if (!isPlugged || setupError != DC1394_SUCCESS || speed + DC1394_ISO_SPEED_100 > fastestSpeed)
-        return setupError == DC1394_SUCCESS ? DC1394_IOCTL_FAILURE : setupError;
-    descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC | EFD_SEMAPHORE);
-    memorySize = kBufferSize * buffers;
-    memory = static_cast<uint8_t*>(
-        mmap(nullptr, memorySize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-    frames.assign(buffers, {});
-    unused.clear();
-    filled.clear();
-    for (size_t i = 0; i < buffers; ++i) {
-        frames[i].image = memory + i * kBufferSize;
-        frames[i].allocated_image_bytes = kBufferSize;
-        frames[i].color_coding = DC1394_COLOR_CODING_YUV422;
-        frames[i].size[0] = 640;
-        frames[i].size[1] = 480;
-        frames[i].image_bytes = 640 * 480 * 2;
-        frames[i].data_depth = 8;
-        unused.push_back(i);
-    }
-    return DC1394_SUCCESS;
-}
-
-dc1394error_t SimulatedIIDCUnit::Stop()
-{
-    if (!isPlugged || descriptor < 0)
-        return DC1394_IOCTL_FAILURE;
-    close(std::exchange(descriptor, -1));
-    munmap(memory, memorySize);
-    return DC1394_SUCCESS;
-}
-
 bool SimulatedIIDCUnit::Emit(uint64_t microseconds)
 {
     if (unused.empty())
         return false;
-    frames[unused.front()].timestamp = microseconds;
     filled.push_back(unused.front());
     unused.pop_front();
+    filled.back()->timestamp = microseconds;
     return eventfd_write(descriptor, 1) == 0;
-}
-
-dc1394error_t SimulatedIIDCUnit::Dequeue(dc1394video_frame_t** frame)
-{
-    *frame = nullptr;
-    if (!isPlugged)
-        return DC1394_IOCTL_FAILURE;
-    eventfd_t one = 0;
-    if (eventfd_read(descriptor, &one) != 0)
-        return DC1394_SUCCESS;
-    *frame = &frames[filled.front()];
-    filled.pop_front();
-    ++framesOut;
-    return DC1394_SUCCESS;
-}
-
-dc1394error_t SimulatedIIDCUnit::Enqueue(dc1394video_frame_t* frame)
-{
-    --framesOut;
-    unused.push_back(static_cast<size_t>(frame - frames.data()));
-    return DC1394_SUCCESS;
 }
 
 } // namespace test
@@ -172,27 +99,57 @@ extern "C" {
 
 dc1394error_t dc1394_get_control_registers(dc1394camera_t*, uint64_t offset, uint32_t* values, uint32_t count)
 {
-    return theUnit->Read(offset, values, count);
+    for (uint32_t i = 0; i < count; ++i)
+        values[i] = theUnit->registers[offset + 4 * i];
+    return theUnit->isPlugged ? DC1394_SUCCESS : DC1394_FAILURE;
 }
 
 dc1394error_t dc1394_set_control_registers(dc1394camera_t*, uint64_t offset, const uint32_t* values, uint32_t count)
 {
-    return theUnit->Write(offset, values, count);
+    if (!theUnit->isPlugged)
+        return DC1394_FAILURE;
+    for (uint32_t i = 0; i < count; ++i)
+        theUnit->registers[offset + 4 * i] = values[i];
+    if (offset >= kFormat7 && offset < kFormat7 + 0x100)
+        theUnit->UpdateFormat7();
+    return DC1394_SUCCESS;
 }
 
-dc1394error_t dc1394_get_registers(dc1394camera_t*, uint64_t offset, uint32_t* values, uint32_t count)
+dc1394error_t dc1394_get_registers(dc1394camera_t* camera, uint64_t offset, uint32_t* values, uint32_t count)
 {
-    return theUnit->Read(offset - kCommandBase, values, count);
+    return dc1394_get_control_registers(camera, offset - kCommandBase, values, count);
 }
 
-dc1394error_t dc1394_set_registers(dc1394camera_t*, uint64_t offset, const uint32_t* values, uint32_t count)
+dc1394error_t dc1394_set_registers(dc1394camera_t* camera, uint64_t offset, const uint32_t* values, uint32_t count)
 {
-    return theUnit->Write(offset - kCommandBase, values, count);
+    return dc1394_set_control_registers(camera, offset - kCommandBase, values, count);
 }
 
 dc1394error_t dc1394_capture_setup(dc1394camera_t*, uint32_t buffers, uint32_t)
 {
-    return theUnit->SetUp(buffers);
+    const uint32_t speed = theUnit->registers[0x60C] >> 24 & 3;
+    if (theUnit->setupError != DC1394_SUCCESS)
+        return theUnit->setupError;
+    if (!theUnit->isPlugged || speed + DC1394_ISO_SPEED_100 > theUnit->fastestSpeed)
+        return DC1394_IOCTL_FAILURE;
+    theUnit->descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC | EFD_SEMAPHORE);
+    auto* memory = static_cast<uint8_t*>(mmap(nullptr, kFrameSize * buffers, PROT_READ | PROT_WRITE,
+                                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+    dc1394video_frame_t frame{};
+    frame.allocated_image_bytes = kFrameSize;
+    frame.color_coding = DC1394_COLOR_CODING_YUV422;
+    frame.size[0] = 640;
+    frame.size[1] = 480;
+    frame.image_bytes = kFrameSize;
+    frame.data_depth = 8;
+    theUnit->frames.assign(buffers, frame);
+    theUnit->filled.clear();
+    theUnit->unused.clear();
+    for (auto& each : theUnit->frames) {
+        each.image = std::exchange(memory, memory + kFrameSize);
+        theUnit->unused.push_back(&each);
+    }
+    return DC1394_SUCCESS;
 }
 
 dc1394error_t dc1394_iso_allocate_channel(dc1394camera_t*, uint64_t, int*)
@@ -207,22 +164,37 @@ dc1394error_t dc1394_iso_release_channel(dc1394camera_t*, int)
 
 dc1394error_t dc1394_capture_stop(dc1394camera_t*)
 {
-    return theUnit->Stop();
+    if (!theUnit->isPlugged || theUnit->descriptor < 0)
+        return DC1394_IOCTL_FAILURE;
+    close(std::exchange(theUnit->descriptor, -1));
+    munmap(theUnit->frames.front().image, theUnit->frames.size() * kFrameSize);
+    return DC1394_SUCCESS;
 }
 
 int dc1394_capture_get_fileno(dc1394camera_t*)
 {
-    return theUnit->Descriptor();
+    return theUnit->descriptor;
 }
 
 dc1394error_t dc1394_capture_dequeue(dc1394camera_t*, dc1394capture_policy_t, dc1394video_frame_t** frame)
 {
-    return theUnit->Dequeue(frame);
+    *frame = nullptr;
+    if (!theUnit->isPlugged)
+        return DC1394_IOCTL_FAILURE;
+    eventfd_t one = 0;
+    if (eventfd_read(theUnit->descriptor, &one) != 0)
+        return DC1394_SUCCESS;
+    *frame = theUnit->filled.front();
+    theUnit->filled.pop_front();
+    ++theUnit->framesOut;
+    return DC1394_SUCCESS;
 }
 
 dc1394error_t dc1394_capture_enqueue(dc1394camera_t*, dc1394video_frame_t* frame)
 {
-    return theUnit->Enqueue(frame);
+    --theUnit->framesOut;
+    theUnit->unused.push_back(frame);
+    return DC1394_SUCCESS;
 }
 
 dc1394bool_t dc1394_capture_is_frame_corrupt(dc1394camera_t*, dc1394video_frame_t*)

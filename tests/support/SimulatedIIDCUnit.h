@@ -13,8 +13,7 @@ namespace test {
 ///
 /// Capture keeps the library's rules: a frame for each readable event, polling without one is a success without a
 /// frame, `frames_behind` is always 0, and stopping fails for a camera that was unplugged.
-class SimulatedIIDCUnit {
-public:
+struct SimulatedIIDCUnit {
     static constexpr uint64_t kGuid = 0x0814436100003DA7;
 
     explicit SimulatedIIDCUnit(SimulatedFireWire& bus);
@@ -30,23 +29,13 @@ public:
     bool isChannelTaken = false; ///< its channel, by another program
     size_t framesOut = 0;        ///< taken and not given back
 
-    dc1394error_t Read(uint64_t offset, uint32_t* values, uint32_t count);
-    dc1394error_t Write(uint64_t offset, const uint32_t* values, uint32_t count);
-    dc1394error_t SetUp(uint32_t buffers);
-    dc1394error_t Stop();
-    dc1394error_t Dequeue(dc1394video_frame_t** frame);
-    dc1394error_t Enqueue(dc1394video_frame_t* frame);
-    int Descriptor() const { return descriptor; }
-
-private:
+    /// What the functions of the library work on.
     void UpdateFormat7();
 
     int descriptor = -1;
-    uint8_t* memory = nullptr;
-    size_t memorySize = 0;
     std::vector<dc1394video_frame_t> frames;
-    std::deque<size_t> unused;
-    std::deque<size_t> filled;
+    std::deque<dc1394video_frame_t*> unused;
+    std::deque<dc1394video_frame_t*> filled;
 };
 
 } // namespace test
