@@ -40,12 +40,14 @@ TEST_F(CameraHabits, TheListHoldsWhatCanBeUsedAndTriesNothingOut)
     auto locked = Camera::Simple();
     locked.card = "Locked: Locked";
     locked.openError = EACCES;
+    auto output = Camera::Simple();
+    output.capabilities = V4L2_CAP_VIDEO_OUTPUT | V4L2_CAP_STREAMING;
     auto loopback = Camera::Simple();
     loopback.card = "Virtual";
     loopback.driver = "v4l2 loopback";
-    int node = 0;
-    for (Camera camera : {infrared, pipeline, useless, busy, locked, loopback}) {
-        camera.node = node++;
+    int node = 63;
+    for (Camera camera : {loopback, output, locked, busy, useless, pipeline, infrared}) {
+        camera.node = node--;
         camera.busInfo += std::to_string(node);
         cameras->Plug(camera);
     }
@@ -56,7 +58,10 @@ TEST_F(CameraHabits, TheListHoldsWhatCanBeUsedAndTriesNothingOut)
                      "\"video\".), Virtual, Test Pattern, ");
     EXPECT_EQ(cameras->Calls(VIDIOC_REQBUFS) + cameras->Calls(VIDIOC_S_FMT), 0);
     EXPECT_EQ(OpenDigitizer()->Name(), "Virtual") << "the first that is free and has colour";
+    EXPECT_EQ(OpenDigitizer("gone", "gone")->Name(), "Virtual");
+    EXPECT_EQ(OpenDigitizer("gone", "Infrared")->Name(), "Infrared") << "back under another identity";
     EXPECT_EQ(cameras->Calls(VIDIOC_REQBUFS), 0);
+    EXPECT_FALSE(ListDigitizers()[1].available) << "known since it was tried";
 }
 
 TEST_F(CameraHabits, TheListIsKeptUntilTheSystemReportsAChange)
@@ -172,6 +177,46 @@ TEST_F(CameraHabits, AControlThatHangsHoldsNobodyUp)
     EXPECT_TRUE(frames.WaitFor(1));
 }
 
+TEST_F(CameraHabits, ControlsAreOfEachKindForDriversOfTheExtendedCalls)
+{
+    constexpr int64_t large = int64_t{1} << 40;
+    auto camera = Camera::Simple();
+    camera.takesExtendedCalls = true;
+    camera.controls = {{1, {-large, large, 1, large - 1, V4L2_CTRL_TYPE_INTEGER64}},
+                       {2, {-9, 9, 1, -3, V4L2_CTRL_TYPE_INTEGER64}}, // small, and of 64 bits all the same
+                       {3, {0, 2, 1, 2, V4L2_CTRL_TYPE_INTEGER_MENU}},
+                       {4, {0, 0, 1, 0, V4L2_CTRL_TYPE_BUTTON, V4L2_CTRL_FLAG_WRITE_ONLY}},
+                       {5, {0, 9, 1, 0, V4L2_CTRL_TYPE_STRING, V4L2_CTRL_FLAG_HAS_PAYLOAD}},
+                       {6, {0, 9, 1, 4}}};
+    // A control whose range changes by itself.
+    camera.peculiarity = [](Camera& self, unsigned long, void*) -> std::optional<int> {
+        self.controls[6].maximum = self.controls[3].value == 0 ? 99 : 9;
+        return std::nullopt;
+    };
+    cameras->Plug(camera);
+    int error = 0;
+    V4L2Controls controls(V4L2Device::Open(cameras, 0, error));
+    const auto read = controls.Read();
+    std::map<uint32_t, int64_t> values;
+    for (const ImageControl& control : read)
+        values[control.identity] = control.value;
+    EXPECT_EQ(values, (std::map<uint32_t, int64_t>{{1, large - 1}, {2, -3}, {3, 2}, {4, 0}, {6, 4}}));
+    EXPECT_EQ(read[2].choices, (decltype(read[2].choices){{0, "0"}, {2, "50"}}));
+    EXPECT_EQ(read[3].kind, ImageControl::Kind::Button);
+
+    const std::tuple<uint32_t, int64_t, Result> writes[] = {
+        {1, -large, noErr}, {2, -9, noErr},           {3, 0, noErr},
+        {4, 1, noErr},      {1, 2 * large, paramErr}, {5, 0, digiUnimpErr}};
+    for (const auto& [identity, value, result] : writes) {
+        EXPECT_EQ(controls.Write(identity, value), result) << identity;
+        EXPECT_TRUE(result != noErr || cameras->At(0).controls[identity].value == value) << identity;
+    }
+    v4l2_event event{};
+    event.u.ctrl.changes = V4L2_EVENT_CTRL_CH_RANGE;
+    controls.Changed(event);
+    EXPECT_EQ(controls.Read().back().maximum, 99);
+}
+
 // A camera that is silent after the machine was suspended is started again within two seconds, without a report. The
 // clocks are the test's: the monotonic one goes on as the thread looks at the device.
 TEST_F(CameraHabits, ACameraIsBackWithinTwoSecondsOfASuspension)
@@ -244,6 +289,11 @@ TEST(V4L2Pictures, LayoutsAndFields)
         {V4L2_PIX_FMT_GREY, V4L2_FIELD_SEQ_TB, 2, "1 2 5 6 3 4 7 8", kGreyPixelFormat, rows},
         {V4L2_PIX_FMT_GREY, V4L2_FIELD_SEQ_BT, 2, "3 4 7 8 1 2 5 6", kGreyPixelFormat, rows},
         {V4L2_PIX_FMT_GREY, V4L2_FIELD_TOP, 2, "1 2 5 6", kGreyPixelFormat, "1 2 1 2 5 6 5 6"},
+        {V4L2_PIX_FMT_GREY, frame, 3, "1 2 0 3 4 0 5 6 0 7 8", kGreyPixelFormat, rows}, // padded, as the next two
+        {V4L2_PIX_FMT_NV12, frame, 4, "1 2 0 0 3 4 0 0 5 6 0 0 7 8 0 0 11 21 0 0 12 22", kNV12PixelFormat,
+         "1 2 3 4 5 6 7 8 11 21 12 22"},
+        {V4L2_PIX_FMT_YUV420, frame, 4, "1 2 0 0 3 4 0 0 5 6 0 0 7 8 0 0 11 0 12 0 21 0 22", kY420PixelFormat,
+         "1 2 3 4 5 6 7 8 11 12 21 22"},
         {V4L2_PIX_FMT_Y16, frame, 4, "9 1 9 2 9 3 9 4 9 5 9 6 9 7 9 8", kGreyPixelFormat, rows},
         {V4L2_PIX_FMT_Y10, frame, 4, "4 0 8 0 12 0 16 0 20 0 24 0 28 0 255 3", kGreyPixelFormat, "1 2 3 4 5 6 7 255"},
         {V4L2_PIX_FMT_YVYU, frame, 4, "1 8 2 9 1 8 2 9 1 8 2 9 1 8 2 9", kYuvsPixelFormat,
@@ -276,8 +326,7 @@ TEST(V4L2Pictures, LayoutsAndFields)
     }
 }
 
-// Fields that come in buffers of their own are put together, the top one of a frame first; the last row may lack its
-// padding.
+// Fields that come in buffers of their own are put together, the top one of a frame first.
 TEST(V4L2Pictures, FieldsOfTheirOwnBuffersBecomeFrames)
 {
     V4L2Layout layout{.pixelFormat = V4L2_PIX_FMT_GREY, .width = 2, .height = 2, .field = V4L2_FIELD_ALTERNATE};

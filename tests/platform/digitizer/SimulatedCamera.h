@@ -25,10 +25,12 @@ struct SimulatedCamera {
         std::vector<v4l2_frmivalenum> intervals; ///< empty: the same
     };
     struct Control {
-        int32_t minimum = 0;
-        int32_t maximum = 0;
-        int32_t step = 0;
-        int32_t value = 0;
+        int64_t minimum = 0;
+        int64_t maximum = 0;
+        uint8_t step = 1;
+        int64_t value = 0;
+        uint32_t type = V4L2_CTRL_TYPE_INTEGER;
+        uint32_t flags = 0;
     };
     struct Frame {
         std::vector<uint8_t> bytes;
@@ -43,6 +45,7 @@ struct SimulatedCamera {
     uint32_t capabilities = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
     std::vector<Format> formats;
     std::map<uint32_t, Control> controls; ///< by identity
+    bool takesExtendedCalls = false;      ///< for its controls, and no others
     v4l2_pix_format now{};                ///< as it is set
     v4l2_fract interval{1, 30};
     uint32_t padding = 0;               ///< bytes that each row has behind its pixels
@@ -128,11 +131,11 @@ public:
         return true;
     }
 
-    /// The call of that kind after `skipped` others fails once, or for ever.
-    void Fail(unsigned long request, int error, int skipped = 0, bool always = false)
+    /// Calls of that kind fail after `skipped` others.
+    void Fail(unsigned long request, int error, int skipped = 0)
     {
         const std::lock_guard lock(mutex);
-        failures[request] = {error, skipped, always};
+        failures[request] = {error, skipped};
     }
     void FailNothing()
     {
@@ -252,20 +255,15 @@ private:
     struct PlannedFailure {
         int error = 0;
         int skipped = 0;
-        bool always = false;
     };
 
     int Failure(unsigned long request)
     {
         const auto found = failures.find(request);
-        if (found == failures.end() || found->second.skipped-- > 0)
-            return 0;
-        const int error = found->second.error;
-        if (!found->second.always)
-            failures.erase(found);
-        else
-            found->second.skipped = 0;
-        return error;
+        if (found == failures.end() || found->second.skipped == 0)
+            return found == failures.end() ? 0 : found->second.error;
+        --found->second.skipped;
+        return 0;
     }
 
     static int Answer(Slot& slot, int descriptor, unsigned long request, void* argument)
@@ -367,23 +365,62 @@ private:
 
     static int AnswerControl(Camera& camera, unsigned long request, void* argument)
     {
-        if (request != VIDIOC_QUERYCTRL && request != VIDIOC_G_CTRL && request != VIDIOC_S_CTRL)
+        const bool isExtended = camera.takesExtendedCalls;
+        switch (request) {
+        case VIDIOC_QUERYCTRL:
+            return isExtended ? ENOTTY : Query(camera, *static_cast<v4l2_queryctrl*>(argument));
+        case VIDIOC_QUERY_EXT_CTRL:
+            return isExtended ? Query(camera, *static_cast<v4l2_query_ext_ctrl*>(argument)) : ENOTTY;
+        case VIDIOC_G_CTRL:
+        case VIDIOC_S_CTRL:
+            return isExtended ? ENOTTY
+                              : Transfer(camera, request == VIDIOC_S_CTRL, *static_cast<v4l2_control*>(argument));
+        case VIDIOC_G_EXT_CTRLS:
+        case VIDIOC_S_EXT_CTRLS:
+            return isExtended ? Transfer(camera, request == VIDIOC_S_EXT_CTRLS,
+                                         *static_cast<v4l2_ext_controls*>(argument)->controls)
+                              : ENOTTY;
+        case VIDIOC_SUBSCRIBE_EVENT:
+            return isExtended ? 0 : ENOTTY;
+        case VIDIOC_QUERYMENU: { // a menu with a hole
+            auto& entry = *static_cast<v4l2_querymenu*>(argument);
+            entry.value = 25 * entry.index;
+            return entry.index == 1 ? EINVAL : 0;
+        }
+        default:
             return -1;
-        const uint32_t asked = *static_cast<uint32_t*>(argument); // the first field of all three records
-        const bool isStep = (asked & V4L2_CTRL_FLAG_NEXT_CTRL) != 0;
+        }
+    }
+
+    template <typename Record> static int Query(const Camera& camera, Record& query)
+    {
+        const bool isStep = (query.id & V4L2_CTRL_FLAG_NEXT_CTRL) != 0;
         const auto found =
-            isStep ? camera.controls.upper_bound(asked & ~V4L2_CTRL_FLAG_NEXT_CTRL) : camera.controls.find(asked);
+            isStep ? camera.controls.upper_bound(query.id & ~V4L2_CTRL_FLAG_NEXT_CTRL) : camera.controls.find(query.id);
         if (found == camera.controls.end())
             return EINVAL;
-        const uint32_t identity = found->first;
-        auto& [minimum, maximum, step, value] = found->second;
-        auto& query = *static_cast<v4l2_queryctrl*>(argument);
-        if (request == VIDIOC_G_CTRL)
-            static_cast<v4l2_control*>(argument)->value = value;
-        else if (request == VIDIOC_S_CTRL)
-            value = static_cast<v4l2_control*>(argument)->value;
-        else
-            query = {identity, V4L2_CTRL_TYPE_INTEGER, {}, minimum, maximum, step, value, 0, {}};
+        const Camera::Control& control = found->second;
+        query.id = found->first;
+        query.type = control.type;
+        query.minimum = static_cast<decltype(query.minimum)>(control.minimum);
+        query.maximum = static_cast<decltype(query.maximum)>(control.maximum);
+        query.step = control.step;
+        query.flags = control.flags;
+        return 0;
+    }
+
+    template <typename Record> static int Transfer(Camera& camera, bool isWrite, Record& record)
+    {
+        const auto found = camera.controls.find(record.id);
+        if (found == camera.controls.end())
+            return EINVAL;
+        int64_t& value = found->second.value;
+        if constexpr (requires { record.value64; })
+            if (found->second.type == V4L2_CTRL_TYPE_INTEGER64) {
+                isWrite ? value = record.value64 : record.value64 = value;
+                return 0;
+            }
+        isWrite ? value = record.value : record.value = static_cast<int32_t>(value);
         return 0;
     }
 
