@@ -99,11 +99,12 @@ SourcePixels SourceOf(const TestPort& port)
 }
 
 // The four quarters in the middle of a rectangle of pixels, and black around it.
-void ExpectPicture(const PortPixels& pixels, const PortRect& place, const std::array<Color, 4>& expected)
+void ExpectPicture(const PortPixels& pixels, const PortRect& place, const std::array<Color, 4>& expected,
+                   int loss = kScalingLoss)
 {
     const Color* corner = expected.data();
     for (const auto& [x, y] : QuarterCentres(place.width, place.height))
-        EXPECT_LE(Distance(ColorIn(pixels, place.left + x, place.top + y), *corner++), kScalingLoss) << x << "," << y;
+        EXPECT_LE(Distance(ColorIn(pixels, place.left + x, place.top + y), *corner++), loss) << x << "," << y;
     int wrong = 0;
     for (int32_t y = 0; y < pixels.height; ++y)
         for (int32_t x = 0; x < pixels.width; ++x) {
@@ -134,16 +135,7 @@ TEST_F(Sequence, FlipsAndTurnsPutEveryQuarterWhereItBelongsAndCoverTheRectangle)
                 ASSERT_EQ(Begin(window.Number(), matrix.Get()), noErr);
                 ASSERT_EQ(Show(GetPixBaseAddr(map), frameHeight * GetPixRowBytes(map)), noErr);
                 EXPECT_EQ(CDSequenceEnd(Number()), noErr);
-                const Color* corner = c.expected.data();
-                for (const auto& [x, y] : QuarterCentres(width, height))
-                    EXPECT_LE(Distance(window.ColorAt(kLeft + x, kTop + y), *corner++), 3) << x << "," << y;
-                int wrong = 0;
-                for (int32_t y = 0; y < 300; ++y)
-                    for (int32_t x = 0; x < 400; ++x) {
-                        const bool isInside = x >= kLeft && y >= kTop && x < kLeft + width && y < kTop + height;
-                        wrong += (ColorIn(window.Pixels(), x, y) != Color{}) == isInside ? 0 : 1;
-                    }
-                EXPECT_EQ(wrong, 0) << "pixels left out or drawn outside";
+                ExpectPicture(window.Pixels(), {kLeft, kTop, width, height}, c.expected, 3);
             }
         }
 }
@@ -206,8 +198,7 @@ TEST(PictureDrawing, AnyTransformStaysWithinThePort)
 TEST_F(Sequence, CompressedFramesShowAndBadOnesHarmNotTheNext)
 {
     const auto jpeg = QuartersJpeg(64, 48);
-    const OwnedBlock frame(static_cast<int64_t>(jpeg.size()));
-    std::ranges::copy(jpeg, frame.Bytes().begin());
+    const OwnedBlock frame = BlockOf(jpeg);
     const TestPort port(64, 48);
     ASSERT_EQ(Begin(port.Number()), noErr);
     EXPECT_EQ(Show(frame.Get(), 60), codecBadDataErr);
@@ -256,18 +247,17 @@ TEST_F(Sequence, ShowsFramesThatChangedUnderIt)
     ASSERT_EQ(Begin(window.Number()), noErr);
     const ImageDescription small = DescriptionOfPassThrough(CodeOf("raw "), 32, 24);
     const auto pixels = Quarters(kRGB24PixelFormat, 32, 24);
-    const OwnedBlock frame(static_cast<int64_t>(pixels.size()));
-    std::ranges::copy(pixels, frame.Bytes().begin());
-    EXPECT_NE(Show(frame.Get(), frame.Bytes().size()), noErr); // no JPEG
+    const OwnedBlock frame = BlockOf(pixels);
+    EXPECT_NE(Show(frame.Get(), frame.Size()), noErr); // no JPEG
     {
         const FrameInHand skipped(frame.Get(), small, false);
-        EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noErr);
+        EXPECT_EQ(Show(frame.Get(), frame.Size()), noErr);
         EXPECT_EQ(window.ColorAt(50, 40), Color{}) << "nothing is drawn of a frame that is not to be shown";
         EXPECT_EQ(Show(0, 4), paramErr);
     }
     for (int repeated = 0; repeated < 2; ++repeated) {
         const FrameInHand known(frame.Get(), small);
-        EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noErr);
+        EXPECT_EQ(Show(frame.Get(), frame.Size()), noErr);
         // Scaling loses up to a hundredth of the brightness.
         EXPECT_NEAR(window.ColorAt(50, 40).green, kWhite.green, 3);
         EXPECT_NEAR(window.ColorAt(10, 40).blue, kBlue.blue, 3);
@@ -276,8 +266,8 @@ TEST_F(Sequence, ShowsFramesThatChangedUnderIt)
     ImageDescription unknown = small;
     unknown.codec = CodeOf("????");
     const FrameInHand known(frame.Get(), unknown);
-    EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noCodecErr);
-    EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), noCodecErr);
+    EXPECT_EQ(Show(frame.Get(), frame.Size()), noCodecErr);
+    EXPECT_EQ(Show(frame.Get(), frame.Size()), noCodecErr);
 }
 
 // Frames of another shape keep theirs, in the place of the ones before; those that come back fill it again.
@@ -289,34 +279,27 @@ TEST_F(Sequence, FramesThatChangeTheirShapeAreNotSqueezed)
         int32_t width, height;
         PortRect place;
     };
-    for (const Case& c :
-         {Case{128, 72, {0, 6, 64, 36}}, Case{48, 64, {14, 0, 36, 48}}, Case{128, 96, {0, 0, 64, 48}}}) {
+    for (const Case& c : {Case{128, 72, {0, 6, 64, 36}}, Case{48, 64, {14, 0, 36, 48}}, Case{128, 96, {0, 0, 64, 48}},
+                          // Frames of standard television, whose pixels are not square, and one that is as wide.
+                          Case{720, 480, {0, 0, 64, 48}}, Case{704, 486, {0, 0, 64, 48}},
+                          Case{720, 576, {0, 0, 64, 48}}, Case{720, 960, {14, 0, 36, 48}}}) {
         SCOPED_TRACE(c.width);
         const ImageDescription image = DescriptionOfPassThrough(CodeOf("raw "), c.width, c.height);
         const auto pixels = Quarters(kRGB24PixelFormat, c.width, c.height);
-        const OwnedBlock frame(static_cast<int64_t>(pixels.size()));
-        std::ranges::copy(pixels, frame.Bytes().begin());
+        const OwnedBlock frame = BlockOf(pixels);
         const FrameInHand known(frame.Get(), image);
         ASSERT_EQ(Show(frame.Get(), frame.Size()), noErr);
         ExpectPicture(port.Pixels(), c.place, {kRed, kGreen, kBlue, kWhite});
     }
 }
 
-namespace {
-
-struct Resized {
-    PortRect area;
-    double density;
-};
-
-} // namespace
-
 // Whatever fills a view when its sequence begins stays in it: through moves and changes of size without a new frame,
 // in the frame's shape, at the screen's density, and in the port's own pixels as well.
 TEST_F(Sequence, PicturesFollowTheirView)
 {
     const PortRect start{kLeft, kTop, 128, 96};
-    const Resized steps[] = {
+    const std::pair<PortRect, double> steps[] = {
+        // with their densities
         {start, 1},        {{kLeft, kTop, 128, 96}, 2}, {{5, 40, 300, 96}, 1.5}, {{5, 40, 32, 200}, 1},
         {{0, 0, 1, 1}, 2}, {{0, 0, 0, 50}, 1},          {{7, 9, 160, 120}, 1}};
     for (const auto& [frameWidth, frameHeight] : {std::pair<int16_t, int16_t>{64, 48}, {320, 180}})
@@ -332,15 +315,15 @@ TEST_F(Sequence, PicturesFollowTheirView)
             MapOnto(start, frameWidth, frameHeight, c.turn, c.mirror, c.upsideDown);
             ASSERT_EQ(Begin(window.Number(), matrix.Get()), noErr);
             ASSERT_EQ(Show(GetPixBaseAddr(map), frameHeight * GetPixRowBytes(map)), noErr);
-            for (const Resized& step : steps) {
+            for (const auto& [area, density] : steps) {
                 SCOPED_TRACE(testing::Message() << c.turn << c.mirror << c.upsideDown << " " << frameWidth << " in "
-                                                << step.area.width << "x" << step.area.height << "*" << step.density);
-                if (step.area.left == 7)
+                                                << area.width << "x" << area.height << "*" << density);
+                if (area.left == 7)
                     picture.reset(); // then the old pixels are all that is left
-                view->Update(step.area, step.density);
+                view->Update(area, density);
                 EXPECT_TRUE(view->ShowsPicture());
-                EXPECT_EQ(view->Pixels().width, step.area.width * step.density);
-                if (step.area.width < 2 || !picture)
+                EXPECT_EQ(view->Pixels().width, area.width * density);
+                if (area.width < 2 || !picture)
                     continue;
                 const double scale = std::min(view->Pixels().width / double{1.0 * frameWidth},
                                               view->Pixels().height / double{1.0 * frameHeight});
@@ -352,8 +335,7 @@ TEST_F(Sequence, PicturesFollowTheirView)
                 EXPECT_EQ(place.left, (view->Pixels().width - width) / 2);
                 ExpectPicture(view->Pixels(), place, c.expected);
                 const auto whole = window.Pixels();
-                EXPECT_LE(Distance(ColorIn(whole, step.area.left + step.area.width / 2 - 2,
-                                           step.area.top + step.area.height / 2 - 2),
+                EXPECT_LE(Distance(ColorIn(whole, area.left + area.width / 2 - 2, area.top + area.height / 2 - 2),
                                    c.expected[0]),
                           kScalingLoss);
             }
@@ -364,8 +346,7 @@ TEST_F(Sequence, PicturesFollowTheirView)
 TEST_F(Sequence, AViewOfAClosedWindowIsRefusedAndAnotherRectangleIsNotTheViews)
 {
     const auto pixels = Quarters(kPixelFormat32, 64, 48);
-    const OwnedBlock frame(static_cast<int64_t>(pixels.size()));
-    std::ranges::copy(pixels, frame.Bytes().begin());
+    const OwnedBlock frame = BlockOf(pixels);
     SetHandleBytes(description, RecordOf(DescriptionOfLayout(kPixelFormat32, 64, 48)));
     auto window = std::make_unique<TestPort>(200, 150);
     int changes = 0;
@@ -374,7 +355,7 @@ TEST_F(Sequence, AViewOfAClosedWindowIsRefusedAndAnotherRectangleIsNotTheViews)
     for (const int32_t left : {10, 20}) {
         MapOnto({left, 10, 64, 48}, 64, 48, false, false, false);
         ASSERT_EQ(Begin(window->Number(), matrix.Get()), noErr);
-        ASSERT_EQ(Show(frame.Get(), frame.Bytes().size()), noErr);
+        ASSERT_EQ(Show(frame.Get(), frame.Size()), noErr);
         // What is drawn beside the view shows in the part of it that it covers.
         EXPECT_LE(Distance(ColorIn(view->Pixels(), 2 * (left - 10) + 16, 12), kRed), kScalingLoss);
         EXPECT_LE(Distance(window->ColorAt(left + 16, 22), kRed), kScalingLoss);
@@ -384,18 +365,7 @@ TEST_F(Sequence, AViewOfAClosedWindowIsRefusedAndAnotherRectangleIsNotTheViews)
     MapOnto({10, 10, 64, 48}, 64, 48, false, false, false);
     ASSERT_EQ(Begin(window->Number(), matrix.Get()), noErr);
     window.reset();
-    EXPECT_EQ(Show(frame.Get(), frame.Bytes().size()), paramErr);
+    EXPECT_EQ(Show(frame.Get(), frame.Size()), paramErr);
     view->Update({0, 0, 30, 30}, 1);
     EXPECT_EQ(View::Register(1, {}), nullptr);
-}
-
-TEST(ShapeOfFrame, IsFourToThreeForStandardTelevision)
-{
-    for (const auto& [width, height, ratio] : {std::tuple(640, 480, 4.0 / 3),
-                                               {1280, 720, 16.0 / 9},
-                                               {720, 480, 4.0 / 3},
-                                               {720, 576, 4.0 / 3},
-                                               {704, 486, 4.0 / 3},
-                                               {720, 1280, 0.5625}})
-        EXPECT_DOUBLE_EQ(ShapeOfFrame(width, height).width / ShapeOfFrame(width, height).height, ratio) << width;
 }

@@ -139,6 +139,14 @@ inline void ExpectQuarters(const TestPort& port, int tolerance, const std::strin
     }
 }
 
+/// The bytes at an address, as the calls take them.
+inline platform::OwnedBlock BlockOf(const std::vector<uint8_t>& bytes)
+{
+    platform::OwnedBlock block(static_cast<int64_t>(bytes.size()));
+    std::ranges::copy(bytes, block.Bytes().begin());
+    return block;
+}
+
 /// A JPEG of four quarters.
 inline std::vector<uint8_t> QuartersJpeg(int32_t width, int32_t height)
 {

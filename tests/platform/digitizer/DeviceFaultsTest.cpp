@@ -16,16 +16,27 @@ class V4L2Tested : public TestedDevice {
 public:
     V4L2Tested() { V4L2System::SetCurrent(cameras); }
     ~V4L2Tested() override { V4L2System::SetCurrent(nullptr); }
-    void Plug(bool in) override { in ? cameras->Plug(SimulatedCamera::Simple()) : cameras->Unplug(0); }
+    // Each time in another place.
+    void Plug(bool in) override
+    {
+        cameras->Unplug(node);
+        if (!in)
+            return;
+        auto camera = SimulatedCamera::Simple();
+        camera.node = ++node;
+        camera.busInfo += std::to_string(node);
+        cameras->Plug(camera);
+    }
     bool Send(const SentFrame& frame) override
     {
-        return cameras->Emit(0, {.bytes = std::vector<uint8_t>(frame.isDamaged ? 12 : 128, 9),
-                                 .sequence = frame.number,
-                                 .time = MonotonicNow() - frame.stampAge});
+        return cameras->Emit(node, {.bytes = std::vector<uint8_t>(frame.isDamaged ? 12 : 128, 9),
+                                    .sequence = frame.number,
+                                    .time = MonotonicNow() - frame.stampAge});
     }
-    bool IsIdle() override { return cameras->IsIdle(0); }
+    bool IsIdle() override { return cameras->IsIdle(node); }
 
 private:
+    int node = 0;
     std::shared_ptr<SimulatedCameras> cameras = std::make_shared<SimulatedCameras>();
 };
 
