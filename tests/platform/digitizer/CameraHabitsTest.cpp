@@ -8,9 +8,6 @@
 #include "platform/digitizer/v4l2/V4L2Pictures.h"
 #include "platform/drawing/PixelFormat.h"
 #include "support/Await.h"
-#include "support/FrameCollector.h"
-
-#include <gtest/gtest.h>
 
 #include <sstream>
 
@@ -19,14 +16,7 @@ using Camera = SimulatedCamera;
 
 namespace {
 
-class CameraHabits : public testing::Test {
-protected:
-    void SetUp() override { V4L2System::SetCurrent(cameras); }
-    void TearDown() override { V4L2System::SetCurrent(nullptr); }
-
-    std::shared_ptr<SimulatedCameras> cameras = std::make_shared<SimulatedCameras>();
-    FrameCollector frames;
-};
+using CameraHabits = V4L2Test;
 
 TEST_F(CameraHabits, TheListHoldsWhatCanBeUsedAndTriesNothingOut)
 {
@@ -66,9 +56,7 @@ TEST_F(CameraHabits, TheListHoldsWhatCanBeUsedAndTriesNothingOut)
 
 TEST_F(CameraHabits, TheListIsKeptUntilTheSystemReportsAChange)
 {
-    cameras->Plug(Camera::Simple());
-    const auto camera = OpenDigitizer();
-    ASSERT_EQ(camera->Start(frames), noErr);
+    Start(Camera::Simple());
     const int opened = cameras->Opened();
     for (int i = 0; i < 10; ++i)
         ListDigitizers();
@@ -91,8 +79,7 @@ TEST_F(CameraHabits, ABusWithoutBandwidthGetsACheaperFormat)
     camera.peculiarity = [](Camera& self, unsigned long request, void*) -> std::optional<int> {
         return request == VIDIOC_STREAMON && self.now.width > 640 ? std::optional(ENOSPC) : std::nullopt;
     };
-    cameras->Plug(camera);
-    const auto digitizer = OpenDigitizer();
+    Open(camera);
     EXPECT_EQ(digitizer->Format().width, 1920);
     EXPECT_EQ(digitizer->Start(frames), noErr);
     ASSERT_TRUE(cameras->Emit(0, {{1, 2, 3}, 1}));
@@ -116,9 +103,7 @@ TEST_F(CameraHabits, SilenceIsAllowedByTheRateAndAtTheStart)
 
 TEST_F(CameraHabits, OnlyDamagedFramesAreAnOutage)
 {
-    cameras->Plug(Camera::Simple());
-    const auto digitizer = OpenDigitizer();
-    ASSERT_EQ(digitizer->Start(frames), noErr);
+    Start(Camera::Simple());
     std::atomic<bool> isOver = false;
     std::thread sender([&] {
         for (uint32_t i = 0; !isOver; ++i) {
@@ -145,8 +130,7 @@ TEST_F(CameraHabits, SettingsComeBackInTheOrderInWhichTheCameraTakesThem)
                                self.controls[V4L2_CID_FOCUS_AUTO].value == 1;
         return isDropped ? std::optional(0) : std::nullopt;
     };
-    cameras->Plug(camera);
-    const auto digitizer = OpenDigitizer();
+    Open(camera);
     EXPECT_EQ(digitizer->SetFeature(CodeOf("fcus"), 85), noErr);
     EXPECT_EQ(cameras->At(0).controls[V4L2_CID_FOCUS_ABSOLUTE].value, 85);
     ASSERT_EQ(digitizer->Start(frames), noErr);
@@ -158,12 +142,33 @@ TEST_F(CameraHabits, SettingsComeBackInTheOrderInWhichTheCameraTakesThem)
     EXPECT_EQ(cameras->At(0).controls[V4L2_CID_FOCUS_AUTO].value, 0);
 }
 
+// A source that is set to something else in mid-run, by its signal or by another program, is started again.
+TEST_F(CameraHabits, AFormatThatChangesUnderARunIsFollowed)
+{
+    std::atomic<bool> changes = false;
+    auto camera = Camera::Simple();
+    camera.peculiarity = [&changes](Camera& self, unsigned long request, void*) -> std::optional<int> {
+        if (request == VIDIOC_G_FMT && changes.exchange(false))
+            self.now.height = 2;
+        return std::nullopt;
+    };
+    Start(camera);
+    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128), 1}));
+    ASSERT_TRUE(frames.WaitFor(1));
+    changes = true;
+    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(64), 2}));
+    EXPECT_TRUE(Await([&] { return cameras->Calls(VIDIOC_STREAMON) == 2; }));
+    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(64), 3}));
+    ASSERT_TRUE(frames.WaitFor(2));
+    EXPECT_EQ(frames.Seen()[1].height, 2);
+    digitizer->Stop();
+}
+
 TEST_F(CameraHabits, AControlThatHangsHoldsNobodyUp)
 {
     auto camera = Camera::Simple();
     camera.controls[V4L2_CID_BRIGHTNESS] = {0, 100, 1, 50};
-    cameras->Plug(camera);
-    const auto digitizer = OpenDigitizer();
+    Open(camera);
     ASSERT_EQ(digitizer->Controls().size(), 1U);
     ASSERT_EQ(digitizer->SetControl(V4L2_CID_BRIGHTNESS, 60), noErr);
     cameras->hangControls = true;
@@ -226,9 +231,7 @@ TEST_F(CameraHabits, ACameraIsBackWithinTwoSecondsOfASuspension)
     suspended = 0;
     SetMonotonicClock([] { return now.load(); });
     SetSuspendedTime([] { return suspended.load(); });
-    cameras->Plug(Camera::Simple());
-    const auto digitizer = OpenDigitizer();
-    ASSERT_EQ(digitizer->Start(frames), noErr);
+    Start(Camera::Simple());
     ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128), 7}));
     ASSERT_TRUE(frames.WaitFor(1));
     const int starts = cameras->Calls(VIDIOC_STREAMON);

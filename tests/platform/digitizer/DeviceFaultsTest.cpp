@@ -112,34 +112,6 @@ INSTANTIATE_TEST_SUITE_P(, DeviceFaults,
                                          std::pair("DV", &MakeDevice<DvTested>)),
                          [](const auto& one) { return one.param.first; });
 
-// A source that is set to something else in mid-run, by its signal or by another program, is started again.
-TEST(V4L2Stream, AFormatThatChangesUnderARunIsFollowed)
-{
-    const auto cameras = std::make_shared<SimulatedCameras>();
-    V4L2System::SetCurrent(cameras);
-    std::atomic<bool> changes = false;
-    auto camera = SimulatedCamera::Simple();
-    camera.peculiarity = [&changes](SimulatedCamera& self, unsigned long request, void*) -> std::optional<int> {
-        if (request == VIDIOC_G_FMT && changes.exchange(false))
-            self.now.height = 2;
-        return std::nullopt;
-    };
-    cameras->Plug(camera);
-    FrameCollector frames;
-    const auto digitizer = OpenDigitizer();
-    ASSERT_EQ(digitizer->Start(frames), noErr);
-    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128), 1}));
-    ASSERT_TRUE(frames.WaitFor(1));
-    changes = true;
-    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(64), 2}));
-    EXPECT_TRUE(Await([&] { return cameras->Calls(VIDIOC_STREAMON) == 2; }));
-    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(64), 3}));
-    ASSERT_TRUE(frames.WaitFor(2));
-    EXPECT_EQ(frames.Seen()[1].height, 2);
-    digitizer->Stop();
-    V4L2System::SetCurrent(nullptr);
-}
-
 /// A device whose runs are written in letters: it is absent, fails at once, delivers a frame and fails, or waits.
 class ScriptedRun : public DeviceRun {
 public:

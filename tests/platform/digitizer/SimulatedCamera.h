@@ -3,6 +3,9 @@
 
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/v4l2/V4L2Device.h"
+#include "support/FrameCollector.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -488,4 +491,27 @@ private:
     std::atomic<int> polls = 0;
     std::atomic<uint64_t> listChanges = 1;
     size_t mapped = 0;
+};
+
+/// Tests of a machine with simulated cameras.
+class V4L2Test : public testing::Test {
+protected:
+    void SetUp() override { platform::V4L2System::SetCurrent(cameras); }
+    void TearDown() override { platform::V4L2System::SetCurrent(nullptr); }
+
+    void Open(const SimulatedCamera& camera)
+    {
+        cameras->Plug(camera);
+        digitizer = platform::OpenDigitizer();
+        ASSERT_EQ(digitizer->Name(), camera.card);
+    }
+    void Start(const SimulatedCamera& camera)
+    {
+        Open(camera);
+        ASSERT_EQ(digitizer->Start(frames), platform::noErr);
+    }
+
+    std::shared_ptr<SimulatedCameras> cameras = std::make_shared<SimulatedCameras>();
+    FrameCollector frames;
+    std::unique_ptr<platform::Digitizer> digitizer;
 };

@@ -3,10 +3,7 @@
 #include "platform/digitizer/FormatChoice.h"
 #include "platform/digitizer/VideoDigitizer.h"
 #include "platform/digitizer/v4l2/V4L2List.h"
-#include "support/FrameCollector.h"
 
-#include <functional>
-#include <gtest/gtest.h>
 #include <numeric>
 
 using namespace platform;
@@ -35,22 +32,7 @@ std::vector<uint8_t> Ramp(size_t size)
     return bytes;
 }
 
-class V4L2DigitizerTest : public testing::Test {
-protected:
-    void SetUp() override { V4L2System::SetCurrent(cameras); }
-    void TearDown() override { V4L2System::SetCurrent(nullptr); }
-
-    void Open(const Camera& camera)
-    {
-        cameras->Plug(camera);
-        digitizer = OpenDigitizer();
-        ASSERT_EQ(digitizer->Name(), camera.card);
-    }
-
-    std::shared_ptr<SimulatedCameras> cameras = std::make_shared<SimulatedCameras>();
-    std::unique_ptr<Digitizer> digitizer;
-    FrameCollector frames;
-};
+using V4L2DigitizerTest = V4L2Test;
 
 TEST_F(V4L2DigitizerTest, EnumeratesListsRangesAndDevicesThatCanDoNeither)
 {
@@ -146,8 +128,7 @@ TEST_F(V4L2DigitizerTest, DeliversDriversStampsAndCountsAndTellsLossesBySequence
     auto camera = Camera::Simple();
     camera.padding = 6;
     camera.reported = {V4L2_COLORSPACE_REC709, V4L2_YCBCR_ENC_601, V4L2_QUANTIZATION_FULL_RANGE};
-    Open(camera);
-    ASSERT_EQ(digitizer->Start(frames), noErr);
+    Start(camera);
     const auto bytes = Ramp(152);
     const int64_t stamp = MonotonicNow() / 1000 * 1000 - 20'000'000;
     ASSERT_TRUE(cameras->Emit(0, {bytes, 100, V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC, stamp}));
@@ -177,8 +158,7 @@ TEST_F(V4L2DigitizerTest, DeliversDriversStampsAndCountsAndTellsLossesBySequence
 
 TEST_F(V4L2DigitizerTest, JpegFramesCarryTheirOwnSizeAndBrokenOnesAreDropped)
 {
-    Open(Camera::Simple(V4L2_PIX_FMT_MJPEG, 640, 480));
-    ASSERT_EQ(digitizer->Start(frames), noErr);
+    Start(Camera::Simple(V4L2_PIX_FMT_MJPEG, 640, 480));
     auto padded = JpegBytes(320, 200);
     padded.resize(4096);
     padded.insert(padded.begin(), {1, 2, 3}); // bytes in front of the picture
@@ -224,8 +204,7 @@ TEST_F(V4L2DigitizerTest, AnyCallThatFailsAtTheStartGivesAResultAndLeavesNothing
 
 TEST_F(V4L2DigitizerTest, ADeviceThatFailsAndIsThenInUseIsTakenUpAgain)
 {
-    Open(Camera::Simple());
-    ASSERT_EQ(digitizer->Start(frames), noErr);
+    Start(Camera::Simple());
     cameras->Fail(VIDIOC_REQBUFS, EBUSY, 1);
     cameras->Fail(VIDIOC_DQBUF, EIO);
     ASSERT_TRUE(cameras->Emit(0, {Ramp(128), 8}));
