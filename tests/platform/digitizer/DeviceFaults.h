@@ -108,8 +108,6 @@ TEST_P(DeviceFaults, AnOutageIsReportedOnceAndEndsByItself)
         ASSERT_TRUE(Send(false));
         ASSERT_TRUE(frames.WaitFor(2 * round));
         EXPECT_EQ(digitizer->Reason(), "");
-        const auto seen = frames.Seen();
-        EXPECT_EQ(seen[2 * round - 1].sequence - seen[2 * round - 2].sequence, 2U) << "the gap is counted";
     }
     digitizer->Stop();
     EXPECT_EQ(frames.Failures(), std::vector<Result>(2, noDeviceForChannel));

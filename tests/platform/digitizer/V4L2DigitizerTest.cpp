@@ -205,15 +205,18 @@ TEST_F(V4L2DigitizerTest, AnyCallThatFailsAtTheStartGivesAResultAndLeavesNothing
 TEST_F(V4L2DigitizerTest, ADeviceThatFailsAndIsThenInUseIsTakenUpAgain)
 {
     Start(Camera::Simple());
+    ASSERT_TRUE(cameras->Emit(0, {Ramp(128), 7}));
+    ASSERT_TRUE(frames.WaitFor(1));
     cameras->Fail(VIDIOC_REQBUFS, EBUSY, 1);
     cameras->Fail(VIDIOC_DQBUF, EIO);
     ASSERT_TRUE(cameras->Emit(0, {Ramp(128), 8}));
     ASSERT_TRUE(frames.WaitForFailure());
     cameras->FailNothing();
     ASSERT_TRUE(cameras->Emit(0, {Ramp(128), 0}));
-    ASSERT_TRUE(frames.WaitFor(1));
+    ASSERT_TRUE(frames.WaitFor(2));
     digitizer->Stop();
     EXPECT_EQ(frames.Failures(), std::vector<Result>{ioErr});
+    EXPECT_EQ(frames.Seen()[1].sequence, 2U) << "a gap of one";
 }
 
 TEST_F(V4L2DigitizerTest, ATwinIsNeverTakenForADeviceThatWent)

@@ -6,6 +6,7 @@
 #include "platform/dv/Bus.h"
 #include "platform/dv/DvFrameClock.h"
 #include "platform/dv/FireWireUnits.h"
+#include "platform/log/Log.h"
 #include "support/DvTape.h"
 #include "support/SimulatedFireWire.h"
 
@@ -69,6 +70,7 @@ protected:
     ~FireWireTest() override
     {
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "lines that a library wrote";
+        ConfigureLog(nullptr);
         EXPECT_EQ(bus.Handles(), 0U);
         SetMonotonicClock(nullptr);
         SetFireWirePaths({});
@@ -271,6 +273,7 @@ TEST_F(FireWireTest, FramesGoOnThroughBusResets)
 // The bus keeps what a killed process held; the next one that connects gives it back.
 TEST_F(FireWireTest, AKilledProcessLeavesNothingForGood)
 {
+    ConfigureLog("digitizer:warning"); // there is nothing to warn of
     PlugIn();
     Recorder recorder;
     const pid_t child = fork();
