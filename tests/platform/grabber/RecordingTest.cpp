@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "TestSession.h"
 
-#include "platform/atoms/UserData.h"
+#include "platform/drawing/PixelFormat.h"
 #include "platform/events/EventLoop.h"
-#include "platform/movies/Movies.h"
-#include "support/Files.h"
+#include "platform/movies/RecordedMovie.h"
 
 #include <chrono>
 #include <thread>
 
 using namespace grabbertest;
+using movietest::RecordedMovie;
 
 namespace {
 
@@ -17,47 +17,20 @@ const std::vector<uint8_t> kFrame = FrameOf();
 
 } // namespace
 
-/// A data procedure that adds what comes to a movie of its own, as the capture control does.
+/// A data procedure that adds the frames to a movie of its own, as the capture control does.
 class RecordingTest : public GrabberTest {
 protected:
     RecordingTest()
     {
         StartBoth();
-        onDelivery = [this](const Delivered& buffer) { return Add(buffer); };
+        onDelivery = [this](const Delivered& buffer) {
+            return movie && buffer.isVideo ? movie->AddVideo(buffer.bytes, buffer.description, 20) : noErr;
+        };
     }
     ~RecordingTest() override
     {
-        if (handler != 0)
-            CloseMovieStorage(handler);
-    }
-
-    void Record()
-    {
-        const std::string path = folder / "movie.mov";
-        const Handle reference = NewHandle(0);
-        SetHandleBytes(reference, {reinterpret_cast<const uint8_t*>(path.data()), path.size()});
-        ASSERT_EQ(CreateMovieStorage(reference, CodeOf("alis"), CodeOf("TVOD"), 0, createMovieFileDeleteCurFile,
-                                     cell.Get(), cell.Get() + 4),
-                  noErr);
-        DisposeHandle(reference);
-        handler = Peek<DataHandler>(cell.Get());
-        const auto movie = Peek<Movie>(cell.Get() + 4);
-        pictures = NewTrackMedia(NewMovieTrack(movie, 64 << 16, 48 << 16, 256), kVideoMediaType, 600, 0, 0);
-        BeginMediaEdits(pictures);
-    }
-
-    Result Add(const Delivered& buffer)
-    {
-        if (!buffer.isVideo || pictures == 0)
-            return noErr;
-        const Handle data = NewHandle(0);
-        const Handle description = NewHandle(0);
-        SetHandleBytes(data, buffer.bytes);
-        SetHandleBytes(description, buffer.description);
-        EXPECT_EQ(AddMediaSample(pictures, data, 0, GetHandleSize(data), 20, description, 1, 0, 0), noErr);
-        DisposeHandle(data);
-        DisposeHandle(description);
-        return noErr;
+        if (movie)
+            movie->Close();
     }
 
     void Send(int64_t time)
@@ -67,8 +40,7 @@ protected:
     }
 
     test::TemporaryFolder folder;
-    DataHandler handler = 0;
-    Media pictures = 0;
+    std::unique_ptr<RecordedMovie> movie;
 };
 
 // What was captured before a press is in the movie when the press arrives: what waits in the queue, and what comes from
@@ -86,10 +58,10 @@ TEST_F(RecordingTest, InputComesBehindWhatWasCapturedBefore)
     NoteInput();
     EXPECT_TRUE(delivered.empty());
     IdleAt(now);
-    Record();
+    movie = std::make_unique<RecordedMovie>(folder / "movie.mov");
     run(1);
     IdleAt(now);
-    ASSERT_TRUE(IsMediaOpen(pictures));
+    ASSERT_TRUE(IsMediaOpen(movie->video));
     run(30);
     const size_t before = VideoCount();
     const uint64_t notShown = SGGetChannelCounts(video).notShown;
@@ -104,7 +76,14 @@ TEST_F(RecordingTest, InputComesBehindWhatWasCapturedBefore)
     }
     EXPECT_EQ(VideoCount() - before, 31U);
     EXPECT_EQ(SGGetChannelCounts(video).notShown - notShown, 31U);
-    EXPECT_EQ(GetMediaDuration(pictures), 32 * 20);
+    EXPECT_EQ(GetMediaDuration(movie->video), 32 * 20);
+    // Of a camera that is gone, what is still in a compressor.
+    const std::vector<uint8_t> pixels(size_t{1920} * 1080 * 2);
+    devices.Camera()->Send(now, {pixels, kYuvsPixelFormat, 1920, 1080});
+    devices.Camera()->Fail(noDeviceForChannel);
+    TestDevices::SetTime(now + kMillisecond);
+    NoteInput();
+    EXPECT_EQ(GetMediaDuration(movie->video), 33 * 20);
 }
 
 // While a movie is written, its format can't change; afterwards it can.
@@ -117,16 +96,10 @@ TEST_F(RecordingTest, MovieKeepsItsFormat)
         EXPECT_EQ(SGSetSoundInputRate(sound, 8000 << 16), expected);
         EXPECT_EQ(SGSetSoundInputParameters(sound, 16, 1, CodeOf("twos")), expected);
         EXPECT_EQ(SGSetSoundInputParameters(sound, 16, 2, CodeOf("ulaw")), expected);
-        const Handle handle = NewHandle(0);
-        SetHandleBytes(handle, settings);
-        EXPECT_EQ(NewUserDataFromHandle(handle, cell.Get()), noErr);
-        DisposeHandle(handle);
-        const auto stored = Peek<UserData>(cell.Get());
         EXPECT_EQ(Save() == settings, expected != noErr);
-        EXPECT_EQ(SGSetSettings(session, stored, 0), expected);
-        DisposeUserData(stored);
+        EXPECT_EQ(Restore(settings), expected);
     };
-    Record();
+    movie = std::make_unique<RecordedMovie>(folder / "movie.mov");
     Send(2 * kSecond);
     IdleAt(2 * kSecond);
     change(cantDoThatInCurrentMode);
@@ -134,6 +107,6 @@ TEST_F(RecordingTest, MovieKeepsItsFormat)
     EXPECT_EQ(SGSetVideoCompressor(video, 0, 0, 100, -1, -1), noErr);
     SGPause(session, 1);
     change(cantDoThatInCurrentMode);
-    EndMediaEdits(pictures);
+    movie->Finish();
     change(noErr);
 }

@@ -2,8 +2,10 @@
 #include "TestSession.h"
 
 #include "platform/atoms/UserData.h"
+#include "platform/sound/SoundInput.h"
 
 #include <array>
+#include <cmath>
 
 using namespace grabbertest;
 
@@ -16,18 +18,6 @@ protected:
         video = NewChannel(kVideoMediaType, 7);
         Poke(cell.Get(), std::array<char, 7>{6, 'C', 'a', 'm', 'e', 'r', 'a'});
         EXPECT_EQ(SGSetChannelDevice(video, cell.Get()), noErr);
-    }
-
-    Result Restore(std::span<const uint8_t> saved)
-    {
-        const Handle handle = NewHandle(0);
-        SetHandleBytes(handle, saved);
-        NewUserDataFromHandle(handle, cell.Get());
-        DisposeHandle(handle);
-        const auto settings = Peek<UserData>(cell.Get());
-        const Result result = SGSetSettings(session, settings, 0);
-        DisposeUserData(settings);
-        return result;
     }
 
     SGChannel ChannelAt(int16_t index)
@@ -111,14 +101,8 @@ TEST_F(GrabberTest, DevicesRestartOnlyForWhatChanged)
         EXPECT_EQ(devices.Microphone()->starts, microphone += ofMicrophone) << action;
     };
     const auto apply = [&](const std::vector<uint8_t>& settings) {
-        const Handle handle = NewHandle(0);
-        SetHandleBytes(handle, settings);
-        EXPECT_EQ(NewUserDataFromHandle(handle, cell.Get()), noErr);
-        const auto stored = Peek<UserData>(cell.Get());
-        DisposeHandle(handle);
         SGStop(session);
-        EXPECT_EQ(SGSetSettings(session, stored, 0), noErr);
-        DisposeUserData(stored);
+        EXPECT_EQ(Restore(settings), noErr);
         SGGetIndChannel(session, 2, cell.Get(), cell.Get() + 4);
         video = Peek<SGChannel>(cell.Get());
         SGStartRecord(session);
@@ -153,4 +137,23 @@ TEST_F(GrabberTest, DevicesRestartOnlyForWhatChanged)
     SGStartRecord(session);
     EXPECT_EQ(SGRelease(session), noErr);
     EXPECT_EQ(devices.Camera("Other")->sink, nullptr);
+}
+
+// What a source can't do is refused with a code, and changes nothing.
+TEST_F(GrabberTest, SoundParametersOutOfRange)
+{
+    sound = NewChannel(kSoundMediaType);
+    const TestMicrophone& microphone = *devices.Microphone();
+    const SoundFormat format = microphone.format;
+    for (const double gain : {std::nan(""), 1e9, -0.5, 4.1}) {
+        Poke(cell.Get(), X2Fix(gain));
+        EXPECT_EQ(SPBSetDeviceInfo(SGGetSoundInputDriver(sound), CodeOf("gain"), cell.Get()), paramErr) << gain;
+    }
+    for (const int32_t rate : {0, -1, 7999 << 16})
+        EXPECT_EQ(SGSetSoundInputRate(sound, rate), siInvalidSampleRate) << rate;
+    EXPECT_EQ(SGSetSoundInputParameters(sound, 12, 2, CodeOf("raw ")), siInvalidSampleSize);
+    EXPECT_EQ(SGSetSoundInputParameters(sound, 16, 3, CodeOf("raw ")), siBadSoundInDevice);
+    EXPECT_EQ(SGSetSoundInputParameters(sound, 16, 2, CodeOf("MAC3")), siInvalidCompression);
+    EXPECT_EQ(microphone.gain, 1);
+    EXPECT_EQ(microphone.format, format);
 }

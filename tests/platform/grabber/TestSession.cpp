@@ -3,6 +3,7 @@
 
 #include "platform/atoms/UserData.h"
 #include "platform/files/DirectoryNumbers.h"
+#include "support/Await.h"
 
 #include <array>
 
@@ -67,6 +68,26 @@ std::vector<uint8_t> GrabberTest::Save()
     const std::vector<uint8_t> saved(bytes.begin(), bytes.end());
     DisposeHandle(handle);
     return saved;
+}
+
+Result GrabberTest::Restore(std::span<const uint8_t> saved)
+{
+    const Handle handle = NewHandle(0);
+    SetHandleBytes(handle, saved);
+    NewUserDataFromHandle(handle, cell.Get());
+    DisposeHandle(handle);
+    const auto settings = Peek<UserData>(cell.Get());
+    const Result result = SGSetSettings(session, settings, 0);
+    DisposeUserData(settings);
+    return result;
+}
+
+bool GrabberTest::AwaitDelivered(size_t count, int64_t now)
+{
+    return Await([&] {
+        IdleAt(now);
+        return delivered.size() >= count;
+    });
 }
 
 size_t GrabberTest::VideoCount() const

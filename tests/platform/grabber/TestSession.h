@@ -56,6 +56,12 @@ protected:
     /// The session's settings, flattened.
     std::vector<uint8_t> Save();
 
+    /// Gives the session flattened settings.
+    Result Restore(std::span<const uint8_t> saved);
+
+    /// Gives the session time at `now` until that many buffers were delivered in all.
+    bool AwaitDelivered(size_t count, int64_t now);
+
     size_t VideoCount() const;
     int64_t SoundFrames() const;
 

@@ -1,38 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "TestSession.h"
 
-#include "platform/clock/MonotonicClock.h"
 #include "platform/drawing/PixelFormat.h"
 
 #include <atomic>
 #include <thread>
 
 using namespace grabbertest;
-
-namespace {
-
-/// Runs something over and over on a thread of its own, until it goes.
-class Repeating {
-public:
-    explicit Repeating(std::function<void()> what)
-        : thread([this, what = std::move(what)] {
-              while (!ended)
-                  what();
-          })
-    {
-    }
-    ~Repeating()
-    {
-        ended = true;
-        thread.join();
-    }
-
-private:
-    std::atomic<bool> ended{false};
-    std::thread thread;
-};
-
-} // namespace
 
 // Devices that deliver on their own threads while everything that a caller may do is done: the sanitizers watch. Frames
 // stay in order all the time.
@@ -47,21 +21,21 @@ TEST_F(GrabberTest, CallsWhileDevicesDeliver)
             lastTime = buffer.time;
         return noErr;
     };
-    TestCamera& camera = *devices.Camera();
-    TestMicrophone& microphone = *devices.Microphone();
-    FrameSink* const frames = camera.sink;
-    SoundSink* const samples = microphone.sink;
+    FrameSink* const frames = devices.Camera()->sink;
+    SoundSink* const samples = devices.Microphone()->sink;
     std::atomic<int64_t> time{kSecond};
     {
-        const Repeating filming([&, sequence = 0U]() mutable {
-            const int64_t at = time += kMillisecond;
-            frames->FrameArrived({{pixels, kYuvsPixelFormat, 64, 48}, at, sequence++});
-            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        const std::jthread filming([&](const std::stop_token& end) {
+            for (uint32_t sequence = 0; !end.stop_requested(); ++sequence) {
+                frames->FrameArrived({{pixels, kYuvsPixelFormat, 64, 48}, time += kMillisecond, sequence});
+                std::this_thread::sleep_for(std::chrono::microseconds(200));
+            }
         });
-        const Repeating listening([&, at = kSecond]() mutable {
-            samples->SoundArrived({pixels, {48000, 2, 16}, at, 0});
-            at += static_cast<int64_t>(pixels.size()) / 4 * kSecond / 48000;
-            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        const std::jthread listening([&](const std::stop_token& end) {
+            for (int64_t at = kSecond; !end.stop_requested(); at += kSecond * 1536 / 48000) {
+                samples->SoundArrived({pixels, {48000, 2, 16}, at, 0});
+                std::this_thread::sleep_for(std::chrono::microseconds(200));
+            }
         });
         for (int i = 0; i < 400; ++i) {
             TestDevices::SetTime(time);

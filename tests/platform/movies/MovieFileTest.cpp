@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Movies written by the calls and read back by other people's programs.
-
 #include "RecordedMovie.h"
 #include "platform/movies/CaptureInHand.h"
 #include "platform/movies/MovieCheck.h"
@@ -10,7 +9,9 @@
 #include "platform/movies/SampleDescriptions.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <limits>
 #include <sstream>
 #include <tuple>
 
@@ -22,9 +23,9 @@ namespace {
 // What ffprobe says of each stream: codec, tag, number of samples, duration in the stream's units, size or rate.
 std::string StreamsOf(const std::string& path)
 {
-    return OutputOf("ffprobe -v error -of csv=p=0 -show_entries "
-                    "stream=codec_name,codec_tag_string,width,height,sample_rate,channels,duration_ts,nb_frames " +
-                    Quoted(path));
+    return ProbeOf("-show_entries stream=codec_name,codec_tag_string,width,height,sample_rate,channels,duration_ts,"
+                   "nb_frames",
+                   path);
 }
 
 Bytes StreamBytes(const std::string& path, const std::string& stream, const std::string& format)
@@ -37,8 +38,7 @@ Bytes StreamBytes(const std::string& path, const std::string& stream, const std:
 
 std::vector<int64_t> PresentationTimes(const std::string& path, const std::string& stream)
 {
-    std::istringstream lines(OutputOf("ffprobe -v error -of csv=p=0 -show_entries packet=pts -select_streams " +
-                                      stream + " " + Quoted(path)));
+    std::istringstream lines(ProbeOf("-show_entries packet=pts -select_streams " + stream, path));
     std::vector<int64_t> times;
     for (std::string line; std::getline(lines, line);)
         times.push_back(std::stoll(line));
@@ -49,6 +49,20 @@ class MovieFile : public testing::Test {
 protected:
     const TemporaryFolder folder;
 };
+
+// The first numbers of a movie's first table of that name.
+using Numbers = std::vector<uint32_t>;
+Numbers NumbersOf(const std::string& path, const std::string& table, size_t count)
+{
+    const Bytes file = ReadFile(path);
+    const auto moov = std::ranges::find_end(file, std::string("moov")).begin();
+    const auto name = std::search(moov, file.end(), table.begin(), table.end());
+    ByteReader reader(std::span(name, file.end()).subspan(8));
+    Numbers numbers(count);
+    for (uint32_t& number : numbers)
+        number = reader.U32();
+    return numbers;
+}
 
 void Append(Bytes& to, const Bytes& more)
 {
@@ -75,17 +89,15 @@ TEST_F(MovieFile, HoldsEverySampleByteForByteAtItsTime)
         std::vector<int64_t> times;
         int64_t time = 0;
         for (int i = 0; i < 40; ++i) {
-            const Bytes picture = JpegFrame(64, 48, i);
             const Bytes sound = Noise(frameBytes * (1000 + i), static_cast<uint32_t>(i));
-            ASSERT_EQ(movie.AddVideo(picture, ImageRecord("jpeg", 64, 48), 14 + i * 7 % 13), noErr);
+            ASSERT_EQ(movie.AddPicture(i, 14 + i * 7 % 13), noErr);
             ASSERT_EQ(movie.AddSound(sound, SoundRecord(format.c_str(), channels, bits, rate), 1000 + i), noErr);
-            Append(pictures, picture);
+            Append(pictures, JpegFrame(64, 48, i));
             Append(sounds, sound);
             times.push_back(time);
             time += 14 + i * 7 % 13;
         }
         ASSERT_EQ(movie.Finish(), noErr);
-        ASSERT_EQ(movie.Close(), noErr);
         const std::string frames = std::to_string(sounds.size() / frameBytes);
         EXPECT_EQ(StreamsOf(path), "mjpeg,jpeg,64,48," + std::to_string(time) + ",40\n" + codec + "," + format + "," +
                                        std::to_string(rate) + "," + std::to_string(channels) + "," + frames + "," +
@@ -117,18 +129,12 @@ TEST_F(MovieFile, IsReadAlikeByEveryReaderWhereATrackStaysEmpty)
         SCOPED_TRACE(test.name);
         const std::string path = folder / (std::string(test.name) + ".mov");
         RecordedMovie movie(path, test.rate);
-        for (int i = 0; i < 60; ++i) {
-            if (i < test.pictures) {
-                EXPECT_EQ(movie.AddVideo(JpegFrame(64, 48, i), ImageRecord("jpeg", 64, 48), 20), noErr);
-            }
-            if (i < test.sounds) {
-                EXPECT_EQ(movie.AddSound(Noise(1600 * 4, 1), SoundRecord("twos", 2, 16, 48000), 1600), noErr);
-            }
-        }
+        for (int i = 0; i < test.pictures; ++i)
+            EXPECT_EQ(movie.AddPicture(i), noErr);
+        for (int i = 0; i < test.sounds; ++i)
+            EXPECT_EQ(movie.AddSound(Noise(1600 * 4, 1), SoundRecord("twos", 2, 16, 48000), 1600), noErr);
         ASSERT_EQ(movie.Finish(), noErr);
-        ASSERT_EQ(movie.Close(), noErr);
-        EXPECT_EQ(OutputOf("ffprobe -v warning -of csv=p=0 -show_entries stream=codec_type " + Quoted(path)),
-                  test.streams);
+        EXPECT_EQ(ProbeOf("-v warning -show_entries stream=codec_type", path), test.streams);
         EXPECT_EQ(OutputOf("mediainfo '--Inform=General;%VideoCount%|%AudioCount%|%Duration%|' " + Quoted(path) +
                            " | tr -d '\\n'; mediainfo '--Inform=Video;%FrameCount%' " + Quoted(path)),
                   std::string(test.mediainfo) + "\n");
@@ -161,9 +167,7 @@ TEST_F(MovieFile, IsShownInItsShape)
         for (int i = 0; i < 3; ++i)
             ASSERT_EQ(movie.AddVideo(frame, ImageRecord(codec, width, height), 20), noErr);
         ASSERT_EQ(movie.Finish(), noErr);
-        ASSERT_EQ(movie.Close(), noErr);
-        EXPECT_EQ(OutputOf("ffprobe -v error -of csv=p=0 -show_entries stream=display_aspect_ratio " + Quoted(path)),
-                  std::string(aspect) + "\n");
+        EXPECT_EQ(ProbeOf("-show_entries stream=display_aspect_ratio", path), std::string(aspect) + "\n");
         EXPECT_EQ(OutputOf("mediainfo '--Inform=Video;%DisplayAspectRatio/String%' " + Quoted(path)),
                   std::string(aspect) + "\n");
     }
@@ -179,11 +183,10 @@ TEST_F(MovieFile, PictureAndSoundAreShownAsTheyWereCaptured)
             const int64_t time = 5000000000 + i * int64_t{33333333} + (i % 7 == 0 ? 20000000 : 0);
             const CaptureInHand frame(kVideoMediaType, time);
             const CaptureInHand sound(kSoundMediaType, 5000000000 + (i * int64_t{33333333}) + milliseconds * 1000000);
-            ASSERT_EQ(movie.AddVideo(JpegFrame(64, 48, i), ImageRecord("jpeg", 64, 48), 20), noErr);
+            ASSERT_EQ(movie.AddPicture(i), noErr);
             ASSERT_EQ(movie.AddSound(Noise(1600 * 4, 1), SoundRecord("twos", 2, 16, 48000), 1600), noErr);
         }
         ASSERT_EQ(movie.Finish(), noErr);
-        ASSERT_EQ(movie.Close(), noErr);
         const int put = std::abs(milliseconds) > 500 ? 0 : milliseconds; // that much is no rest of arithmetic
         EXPECT_EQ(PresentationTimes(path, "v").front(), 0);
         // What is heard at the beginning, decoded up to the second frame of 1600 samples.
@@ -209,14 +212,9 @@ TEST_F(MovieFile, KeepsDescriptionsThatChangeAndSamplesThatNeedOthers)
         sizes += std::to_string(width) + "\n";
     }
     ASSERT_EQ(movie.Finish(), noErr);
-    ASSERT_EQ(movie.Close(), noErr);
-    EXPECT_EQ(OutputOf("ffprobe -v error -of csv=p=0 -show_entries frame=width " + Quoted(path)), sizes);
-    const Bytes file = ReadFile(path);
-    const std::string text(file.begin(), file.end());
-    const size_t table = text.find("stsd");
-    EXPECT_EQ(text.substr(table + 4, 8), std::string("\0\0\0\0\0\0\0\2", 8)) << "two descriptions";
-    const size_t keys = text.find("stss");
-    EXPECT_EQ(text.substr(keys + 4, 24), std::string("\0\0\0\0\0\0\0\4\0\0\0\1\0\0\0\4\0\0\0\7\0\0\0\n", 24));
+    EXPECT_EQ(ProbeOf("-show_entries frame=width", path), sizes);
+    EXPECT_EQ(NumbersOf(path, "stsd", 1), (Numbers{2})) << "two descriptions";
+    EXPECT_EQ(NumbersOf(path, "stss", 5), (Numbers{4, 1, 4, 7, 10}));
 }
 
 // A tape's frames say themselves which shape they have, whatever the record that comes with them.
@@ -227,7 +225,6 @@ TEST_F(MovieFile, FollowsTheShapeThatATapeChangesTo)
     for (const char* aspect : {"4:3", "4:3", "16:9"})
         ASSERT_EQ(movie.AddVideo(TapeFrame(folder.path, true, aspect), ImageRecord("dvcp", 720, 576), 24), noErr);
     ASSERT_EQ(movie.Finish(), noErr);
-    ASSERT_EQ(movie.Close(), noErr);
     CheckedMovie checked;
     EXPECT_EQ(CheckMovie(path, checked), noErr);
     EXPECT_EQ(checked.tracks.at(0).descriptions.size(), 2U);
@@ -243,54 +240,60 @@ TEST_F(MovieFile, FindsKeyFramesInTheSamples)
         ASSERT_EQ(movie.AddVideo(kind == 'K' ? key : other, record, 20), noErr);
     EXPECT_EQ(GetMediaDuration(movie.video), 120);
     ASSERT_EQ(movie.Finish(), noErr);
-    ASSERT_EQ(movie.Close(), noErr);
-    const Bytes file = ReadFile(path);
-    const std::string text(file.begin(), file.end());
-    EXPECT_EQ(text.substr(text.rfind("stss") + 4, 16), std::string("\0\0\0\0\0\0\0\2\0\0\0\1\0\0\0\4", 16));
-    EXPECT_EQ(text.substr(text.rfind("stts") + 8, 20), std::string("\0\0\0\2\0\0\0\1\0\0\0\x3C\0\0\0\3\0\0\0\x14", 20));
+    EXPECT_EQ(NumbersOf(path, "stss", 3), (Numbers{2, 1, 4}));
+    EXPECT_EQ(NumbersOf(path, "stts", 5), (Numbers{2, 1, 60, 3, 20}));
 }
 
-// For movies whose media data has holes, too large to be recorded.
-MovieContents MovieOfOneTrack(FourCharCode type, int32_t timeScale, const Bytes& record)
-{
+// A movie of one track whose media data has holes, too large to be recorded. The holes take no space on the disk.
+class SparseMovie {
+public:
+    SparseMovie(const std::string& path, FourCharCode type, int32_t timeScale, const Bytes& record)
+    {
+        EXPECT_EQ(CreateOutputFile(path, false, 0, file), noErr);
+        track.mediaType = type;
+        track.timeScale = timeScale;
+        EXPECT_EQ(FileFormOfDescription(type, record, {}, track.descriptions.emplace_back()), noErr);
+    }
+
+    /// Adds samples behind a place at which `bytes` are written, and moves that place on.
+    void Add(int64_t count, int32_t duration, int64_t size, const Bytes& bytes, int64_t step)
+    {
+        ASSERT_EQ(file->Write(bytes, position), noErr);
+        movie.samples.Add({0, 0, true, count, duration, position, size});
+        position += step;
+        track.samples += count;
+        track.duration += count * duration;
+    }
+
+    void Finish()
+    {
+        track.edits.push_back({MovieTimeOf(track.duration, track.timeScale), 0});
+        EXPECT_EQ(file->Write(MovieHeader(movie), position), noErr);
+        EXPECT_EQ(file->Write(FileHead(), 0), noErr);
+        EXPECT_EQ(file->Write(MediaDataHead(position), kReservedPosition), noErr);
+    }
+
     MovieContents movie;
     TrackContents& track = movie.tracks.emplace_back();
-    track.mediaType = type;
-    track.timeScale = timeScale;
-    EXPECT_EQ(FileFormOfDescription(type, record, {}, track.descriptions.emplace_back()), noErr);
-    return movie;
-}
 
-void WriteFinished(DiskFile& file, const MovieContents& movie, int64_t headerPosition)
-{
-    EXPECT_EQ(file.Write(MovieHeader(movie), headerPosition), noErr);
-    EXPECT_EQ(file.Write(FileHead(), 0), noErr);
-    EXPECT_EQ(file.Write(MediaDataHead(headerPosition), kReservedPosition), noErr);
-}
+private:
+    std::unique_ptr<DiskFile> file;
+    int64_t position = kFileHeadSize;
+};
 
 TEST_F(MovieFile, ReachesPastFourGigabytes)
 {
     const std::string path = folder / "large.mov";
-    std::unique_ptr<DiskFile> file;
-    ASSERT_EQ(CreateOutputFile(path, false, 0, file), noErr);
-    MovieContents movie = MovieOfOneTrack(kVideoMediaType, 600, ImageRecord("jpeg", 64, 48));
-    TrackContents& track = movie.tracks[0];
-    track.width = Long2Fix(64);
-    track.height = Long2Fix(48);
-    // Ten frames with holes between them, which take no space on the disk.
+    SparseMovie movie(path, kVideoMediaType, 600, ImageRecord("jpeg", 64, 48));
+    movie.track.width = Long2Fix(64);
+    movie.track.height = Long2Fix(48);
     Bytes all;
-    int64_t position = kFileHeadSize;
     for (int i = 0; i < 10; ++i) {
         const Bytes frame = JpegFrame(64, 48, i);
-        ASSERT_EQ(file->Write(frame, position), noErr);
+        movie.Add(1, 20, std::ssize(frame), frame, int64_t{600} << 20);
         Append(all, frame);
-        movie.samples.Add({0, 0, true, 1, 20, position, static_cast<int64_t>(frame.size())});
-        position += int64_t{600} << 20;
     }
-    track.samples = 10;
-    track.duration = 200;
-    track.edits.push_back({200, 0});
-    WriteFinished(*file, movie, position);
+    movie.Finish();
     EXPECT_EQ(StreamsOf(path), "mjpeg,jpeg,64,48,200,10\n");
     EXPECT_EQ(StreamBytes(path, "v", "image2pipe"), all);
     // The frame at 0.3 s lies at 5.3 GB.
@@ -300,31 +303,75 @@ TEST_F(MovieFile, ReachesPastFourGigabytes)
     EXPECT_EQ(ReadFile(folder / "one.jpg"), JpegFrame(64, 48, 9));
 }
 
+// 26 hours of silence, and then half a second of sound.
 TEST_F(MovieFile, HoldsMoreSoundThan32BitsCount)
 {
     const std::string path = folder / "day.mov";
-    std::unique_ptr<DiskFile> file;
-    ASSERT_EQ(CreateOutputFile(path, false, 0, file), noErr);
-    MovieContents movie = MovieOfOneTrack(kSoundMediaType, 48000, SoundRecord("raw ", 1, 8, 48000));
-    TrackContents& track = movie.tracks[0];
-    // 26 hours of nothing, which take no space on the disk, and then half a second of sound.
-    constexpr int64_t kRun = 1000000;
-    int64_t position = kFileHeadSize;
-    const int64_t frames = int64_t{26} * 3600 * 48000 + 24000;
-    for (int64_t left = frames; left > 0; left -= kRun) {
-        const int64_t count = std::min(left, kRun);
-        movie.samples.Add({0, 0, true, count, 1, position, count});
-        position += count;
-    }
-    track.samples = track.duration = frames;
-    track.edits.push_back({MovieTimeOf(frames, 48000), 0});
+    SparseMovie movie(path, kSoundMediaType, 48000, SoundRecord("raw ", 1, 8, 48000));
+    constexpr int64_t kMinute = int64_t{60} * 48000;
+    for (int i = 0; i < 26 * 60; ++i)
+        movie.Add(kMinute, 1, kMinute, {}, kMinute);
     const Bytes sound = Noise(24000, 1);
-    ASSERT_EQ(file->Write(sound, position - 24000), noErr);
-    WriteFinished(*file, movie, position);
-    EXPECT_EQ(OutputOf("ffprobe -v error -of csv=p=0 -show_entries stream=duration " + Quoted(path)), "93600.500000\n");
+    movie.Add(24000, 1, 24000, sound, 24000);
+    movie.Finish();
+    EXPECT_EQ(ProbeOf("-show_entries stream=duration", path), "93600.500000\n");
     OutputOf("ffmpeg -v error -y -ss 93600 -i " + Quoted(path) + " -f u8 " + Quoted(path + ".pcm"));
     EXPECT_TRUE(ReadFile(path + ".pcm") == sound);
     EXPECT_NE(OutputOf("gst-discoverer-1.0 " + Quoted(path)).find("26:00:00.500"), std::string::npos);
+}
+
+TEST_F(MovieFile, SamplesAreCheckedBeforeTheyAreAdded)
+{
+    RecordedMovie movie(folder / "a.mov");
+    const TestHandle data(Bytes(100, 1));
+    const TestHandle picture(ImageRecord("jpeg", 64, 48));
+    const TestHandle cutPicture(Bytes(40));
+    const TestHandle stereo(SoundRecord("sowt", 2, 16, 44100));
+    const TestHandle mute(SoundRecord("sowt", 0, 16, 44100));
+    Bytes claimed = SoundRecord("sowt", 2, 16, 44100);
+    claimed[0] = 52;
+    const TestHandle tooShort(claimed);
+    const int32_t most = std::numeric_limits<int32_t>::max();
+    const std::tuple<Media, Handle, int32_t, int32_t, int32_t, Handle, int32_t, Result> cases[] = {
+        {movie.video, data, 91, 10, 1, picture, 1, paramErr},
+        {movie.video, data, most, most, 1, picture, 1, paramErr},
+        {movie.video, data, 0, 100, 1, picture, 3, paramErr},
+        {movie.video, 0, 0, 1, 1, picture, 1, paramErr},
+        {movie.video, data, 0, 100, -1, picture, 1, invalidDuration},
+        {movie.video, data, 0, 100, 1, cutPicture, 1, badImageDescription},
+        {movie.sound, data, 0, 100, 1, mute, 25, badImageDescription},
+        {movie.sound, data, 0, 100, 1, tooShort, 25, badImageDescription},
+        {movie.sound, data, 0, 100, 1, stereo, 26, paramErr},
+        {movie.sound, data, 3, 97, 1, stereo, 24, noErr}, // a byte that makes no frame
+        {movie.video, data, 0, 100, most, picture, 100, noErr},
+        {movie.video, data, 90, 10, 0, picture, 1, noErr},
+    };
+    for (const auto& [media, bytes, offset, size, duration, description, count, expected] : cases)
+        EXPECT_EQ(AddMediaSample(media, bytes, offset, size, duration, description, count, 0, 0), expected) << offset;
+    EXPECT_EQ(GetMediaDuration(movie.sound), 24);
+    EXPECT_EQ(GetMediaDuration(movie.video), most) << "held at the end of the range";
+}
+
+TEST_F(MovieFile, StorageAnswersForTheFile)
+{
+    DataHandler handler = 0;
+    Movie movie = 0;
+    const std::string path = folder / "a.mov";
+    WriteFile(path, Bytes(5000, 1));
+    EXPECT_EQ(CreateStorage(path, 0, handler, movie), dupFNErr);
+    EXPECT_EQ(std::filesystem::file_size(path), 5000U) << "left as it was";
+    EXPECT_EQ(CreateStorage(folder / "none/a.mov", 0, handler, movie), dirNFErr);
+    EXPECT_EQ(CreateStorage(folder / std::string(300, 'a'), 0, handler, movie), bdNamErr);
+    EXPECT_EQ(CreateStorage("relative.mov", 0, handler, movie), couldNotResolveDataRef);
+    // A movie still being recorded keeps its file when another one takes its name.
+    RecordedMovie first(path);
+    ASSERT_EQ(first.AddSound(Bytes(400, 1), SoundRecord("sowt", 2, 16, 44100), 100), noErr);
+    RecordedMovie second(path);
+    ASSERT_EQ(second.AddSound(Bytes(8000, 2), SoundRecord("sowt", 2, 16, 44100), 2000), noErr);
+    EXPECT_EQ(second.Finish(), noErr);
+    const Bytes file = ReadFile(path);
+    EXPECT_EQ(first.Finish(), noErr);
+    EXPECT_EQ(ReadFile(path), file);
 }
 
 } // namespace
