@@ -2,11 +2,11 @@
 #include "platform/events/EventLoop.h"
 
 #include "platform/memory/CodeAddress.h"
+#include "support/Await.h"
 
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
 
@@ -33,11 +33,10 @@ void Fire(EventLoopTimer timer, int32_t userData)
 
 bool RunUntil(const std::function<bool()>& done)
 {
-    QElapsedTimer clock;
-    clock.start();
-    while (!done() && clock.elapsed() < 10000)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    return done();
+    return Await([&] {
+        QCoreApplication::processEvents();
+        return done();
+    });
 }
 
 int64_t CountOf(int32_t userData)
@@ -59,17 +58,6 @@ protected:
     int32_t callback = NewEventLoopTimerUPP(CodeAddressOf(Fire));
 };
 
-TEST_F(EventLoopTest, RepeatsUntilItIsRemovedAndForgetsTheNumber)
-{
-    const EventLoopTimer timer = Install(0.02, 0.01, 7);
-    ASSERT_TRUE(RunUntil([] { return CountOf(7) == 4; }));
-    EXPECT_EQ(RemoveEventLoopTimer(timer), noErr);
-    Install(0.05, 0, 8);
-    ASSERT_TRUE(RunUntil([] { return CountOf(8) == 1; }));
-    EXPECT_EQ(CountOf(7), 4) << "a removed timer is silent";
-    EXPECT_EQ(RemoveEventLoopTimer(timer), eventLoopInvalidTimer);
-}
-
 TEST_F(EventLoopTest, FiresAtOnceWhenAnotherThreadHastensIt)
 {
     const EventLoopTimer timer = Install(3600, 3600, 1);
@@ -86,7 +74,8 @@ TEST_F(EventLoopTest, FiresAtOnceWhenAnotherThreadHastensIt)
     }
     EXPECT_EQ(CurrentEventLoopTimer(), 0);
     HastenEventLoopTimer(timer);
-    RemoveEventLoopTimer(timer);
+    EXPECT_EQ(RemoveEventLoopTimer(timer), noErr);
+    EXPECT_EQ(RemoveEventLoopTimer(timer), eventLoopInvalidTimer);
     QCoreApplication::processEvents();
     EXPECT_EQ(CountOf(1), 3) << "a removed timer is silent";
 }
@@ -116,7 +105,7 @@ TEST_F(EventLoopTest, NeverFiresInsideACallback)
     Install(0.001, 0, 1);
     const EventLoopTimer repeating = Install(0.01, 0.01, 2);
     Install(0.02, 0, 3);
-    ASSERT_TRUE(RunUntil([] { return CountOf(3) == 1 && CountOf(2) > 0; }));
+    ASSERT_TRUE(RunUntil([] { return CountOf(3) == 1 && CountOf(2) > 2; }));
     RemoveEventLoopTimer(repeating);
 }
 

@@ -9,11 +9,6 @@
 /// and start again. The environment of the test process points to it.
 class PulseSession {
 public:
-    static bool IsInstalled()
-    {
-        return std::system("which pipewire wireplumber pipewire-pulse pactl pacat >/dev/null 2>&1") == 0;
-    }
-
     PulseSession()
     {
         const std::string note = directory / "note";
