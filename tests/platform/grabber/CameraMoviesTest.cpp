@@ -9,15 +9,14 @@
 #include "platform/compression/PlanarReader.h"
 #include "platform/digitizer/H264Stream.h"
 #include "platform/digitizer/SimulatedCamera.h"
-#include "support/Await.h"
+#include "platform/movies/RecordedMovie.h"
 
 #include <array>
 #include <cmath>
 #include <random>
 
 using namespace grabbertest;
-using test::OutputOf;
-using Bytes = std::vector<uint8_t>;
+using namespace movietest;
 using Color = std::array<int, 3>;
 
 namespace {
@@ -71,15 +70,14 @@ protected:
 
     std::string Probe(const std::string& entries) const
     {
-        return OutputOf("ffprobe -v error -select_streams v -show_entries " + entries + " -of csv=p=0 \"" + path +
-                        "\"");
+        return ProbeOf("-select_streams v -show_entries " + entries, path);
     }
 
     /// Of the first frame, decoded by FFmpeg.
     Color ColorInMovie() const
     {
         std::string pixels =
-            OutputOf("ffmpeg -v error -i \"" + path + "\" -frames:v 1 -vf format=gbrp,format=rgb24 -f rawvideo -");
+            OutputOf("ffmpeg -v error -i " + Quoted(path) + " -frames:v 1 -vf format=gbrp,format=rgb24 -f rawvideo -");
         pixels.resize(3); // all are alike
         return {static_cast<uint8_t>(pixels[0]), static_cast<uint8_t>(pixels[1]), static_cast<uint8_t>(pixels[2])};
     }
@@ -89,11 +87,17 @@ protected:
     uint32_t sequence = 0;
 };
 
+struct Matrix {
+    double red, blue; ///< its coefficients
+};
+
+constexpr Matrix k601{0.299, 0.114}, k709{0.2126, 0.0722}, k2020{0.2627, 0.0593};
+
 struct ColorCase {
     const char* name;
     std::array<uint32_t, 4> reported; ///< by the driver: color space, encoding, quantization, transfer function
     FourCharCode compressor;
-    double red, blue; ///< the matrix's coefficients
+    Matrix matrix;
     bool isFull;
     const char* probed; ///< codec, range, matrix, transfer, primaries
 };
@@ -102,24 +106,17 @@ constexpr uint32_t kFull = V4L2_QUANTIZATION_FULL_RANGE;
 constexpr FourCharCode kRaw = CodeOf("yuvs");
 
 const ColorCase kColorCases[] = {
-    {"Webcam", {V4L2_COLORSPACE_SRGB}, kRaw, 0.299, 0.114, false, "rawvideo,unknown,smpte170m,iec61966-2-1,bt709"},
-    {"Nonsense", {999, 77, 55, 1u << 31}, kRaw, 0.299, 0.114, false, "rawvideo,unknown,smpte170m,iec61966-2-1,bt709"},
-    {"Hdmi", {V4L2_COLORSPACE_REC709}, kRaw, 0.2126, 0.0722, false, "rawvideo,unknown,bt709,bt709,bt709"},
-    {"Wide", {V4L2_COLORSPACE_BT2020}, kRaw, 0.2627, 0.0593, false, "rawvideo,unknown,bt2020nc,bt709,bt2020"},
-    {"Full601", {V4L2_COLORSPACE_JPEG}, kRaw, 0.299, 0.114, true, "rawvideo,pc,smpte170m,iec61966-2-1,bt709"},
-    {"Full709", {V4L2_COLORSPACE_REC709, 0, kFull}, kRaw, 0.2126, 0.0722, true, "rawvideo,pc,bt709,bt709,bt709"},
-    {"H264", {V4L2_COLORSPACE_REC709, 0, kFull}, CodeOf("avc1"), 0.2126, 0.0722, true, "h264,tv,bt709,bt709,bt709"},
-    {"Jpeg", {V4L2_COLORSPACE_REC709}, CodeOf("jpeg"), 0.2126, 0.0722, false, "mjpeg,pc,bt470bg,bt709,bt709"},
-    {"FullJpeg", {V4L2_COLORSPACE_JPEG}, CodeOf("jpeg"), 0.299, 0.114, true, "mjpeg,pc,bt470bg,iec61966-2-1,bt709"},
-    {"ProRes", {V4L2_COLORSPACE_REC709}, CodeOf("apcn"), 0.2126, 0.0722, false, "prores,tv,bt709,bt709,bt709"},
-    {"Ffv1", {V4L2_COLORSPACE_REC709, 0, kFull}, CodeOf("FFV1"), 0.2126, 0.0722, true, "ffv1,pc,bt709,bt709,bt709"},
-    {"Rgb",
-     {V4L2_COLORSPACE_REC709},
-     CodeOf("raw "),
-     0.2126,
-     0.0722,
-     false,
-     "rawvideo,unknown,unknown,unknown,unknown"},
+    {"Webcam", {V4L2_COLORSPACE_SRGB}, kRaw, k601, false, "rawvideo,unknown,smpte170m,iec61966-2-1,bt709"},
+    {"Nonsense", {999, 77, 55, 1u << 31}, kRaw, k601, false, "rawvideo,unknown,smpte170m,iec61966-2-1,bt709"},
+    {"Hdmi", {V4L2_COLORSPACE_REC709}, kRaw, k709, false, "rawvideo,unknown,bt709,bt709,bt709"},
+    {"Wide", {V4L2_COLORSPACE_BT2020}, kRaw, k2020, false, "rawvideo,unknown,bt2020nc,bt709,bt2020"},
+    {"Full601", {V4L2_COLORSPACE_JPEG}, kRaw, k601, true, "rawvideo,pc,smpte170m,iec61966-2-1,bt709"},
+    {"H264", {V4L2_COLORSPACE_REC709, 0, kFull}, CodeOf("avc1"), k709, true, "h264,tv,bt709,bt709,bt709"},
+    {"Jpeg", {V4L2_COLORSPACE_REC709}, CodeOf("jpeg"), k709, false, "mjpeg,pc,bt470bg,bt709,bt709"},
+    {"FullJpeg", {V4L2_COLORSPACE_JPEG}, CodeOf("jpeg"), k601, true, "mjpeg,pc,bt470bg,iec61966-2-1,bt709"},
+    {"ProRes", {V4L2_COLORSPACE_REC709}, CodeOf("apcn"), k709, false, "prores,tv,bt709,bt709,bt709"},
+    {"Ffv1", {V4L2_COLORSPACE_REC709, 0, kFull}, CodeOf("FFV1"), k709, true, "ffv1,pc,bt709,bt709,bt709"},
+    {"Rgb", {V4L2_COLORSPACE_REC709}, CodeOf("raw "), k709, false, "rawvideo,unknown,unknown,unknown,unknown"},
 };
 
 class CameraColors : public CameraMovie, public testing::WithParamInterface<ColorCase> {};
@@ -134,9 +131,10 @@ Color Expected(const ColorCase& one)
     const double luma = one.isFull ? kPair[0] / 255.0 : (kPair[0] - 16) / 219.0;
     const double cb = (kPair[1] - 128) / (one.isFull ? 255.0 : 224.0);
     const double cr = (kPair[3] - 128) / (one.isFull ? 255.0 : 224.0);
-    const double red = luma + 2 * (1 - one.red) * cr;
-    const double blue = luma + 2 * (1 - one.blue) * cb;
-    const double green = (luma - one.red * red - one.blue * blue) / (1 - one.red - one.blue);
+    const auto [r, b] = one.matrix;
+    const double red = luma + 2 * (1 - r) * cr;
+    const double blue = luma + 2 * (1 - b) * cb;
+    const double green = (luma - r * red - b * blue) / (1 - r - b);
     const auto rounded = [](double value) { return static_cast<int>(std::lround(std::clamp(value, 0.0, 1.0) * 255)); };
     return {rounded(red), rounded(green), rounded(blue)};
 }
@@ -259,9 +257,9 @@ TEST_F(CameraMovie, H264IsRecordedAsTheCameraSendsIt)
     const std::string flags = Probe("packet=flags");
     EXPECT_EQ(std::count(flags.begin(), flags.end(), 'K'), 2) << flags;
     EXPECT_EQ(flags[0], 'K');
-    EXPECT_EQ(OutputOf("ffmpeg -v error -i \"" + path + "\" -f null - 2>&1"), "");
+    EXPECT_EQ(DecodingErrorsOf(path), "");
     const std::string extracted =
-        OutputOf("ffmpeg -v error -i \"" + path + "\" -c copy -bsf h264_mp4toannexb -f h264 -");
+        OutputOf("ffmpeg -v error -i " + Quoted(path) + " -c copy -bsf h264_mp4toannexb -f h264 -");
     EXPECT_EQ(UnitsOf({extracted.begin(), extracted.end()}), UnitsOf(sent));
 }
 

@@ -3,7 +3,6 @@
 
 #include <QAbstractButton>
 #include <QAbstractSlider>
-#include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -15,6 +14,8 @@
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTimer>
+
+#include <array>
 
 using namespace grabbertest;
 
@@ -34,8 +35,7 @@ class SettingsDialogTest : public GrabberTest {
 protected:
     SettingsDialogTest()
     {
-        devices.cameraList = {{"Camera", "id of Camera", {}, true}, {"Other", "id of Other", {}, true}};
-        devices.microphoneList = {{"Microphone", "id of Microphone", {}, true}};
+        devices.cameraList.push_back({"Other", "id of Other", {}, true});
         CollectDeliveries();
         video = NewChannel(kVideoMediaType, seqGrabRecord | seqGrabPreview);
         sound = NewChannel(kSoundMediaType);
@@ -76,6 +76,14 @@ protected:
     {
         dialog->findChild<QTabWidget*>()->setCurrentIndex(page);
         Settle();
+    }
+
+    /// Leaves the dialog open for a while, works it once more, and waits until it has closed.
+    void Linger(const std::function<void()>& work)
+    {
+        QTimer::singleShot(100, qApp, work);
+        while (dialog->isVisible())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
 
     static void Settle()
@@ -119,8 +127,13 @@ protected:
         Choose("Input", "S-Video");
         Choose("Picture", "32 × 24, 15 a second, Motion JPEG");
         Open(1);
-        Choose("Compressor", "ProRes 422");
+        EXPECT_FALSE(Named<QComboBox>("Key frames")->isEnabled());
+        EXPECT_EQ(Named<QComboBox>("Key frames")->currentText(), "Every frame");
+        Choose("Compressor", "H.264");
         Slide("Quality", 900);
+        Choose("Key frames", "Every 30 frames");
+        Choose("Rate limit", "4 Mbit a second");
+        Slide("Quality between key frames", 700);
         Open(2);
         Slide("Zoom & more", 33);
         Named<QCheckBox>("Automatic")->click();
@@ -164,33 +177,26 @@ TEST_F(SettingsDialogTest, OkKeepsWhatCancelPutsBack)
     EXPECT_EQ(devices.Microphone()->gain, 0.5);
     EXPECT_TRUE(devices.Microphone()->muted);
     EXPECT_EQ(devices.Microphone()->format, (SoundFormat{22050, 1, 16}));
-    SGGetVideoCompressor(video, 0, cell.Get(), cell.Get() + 4, 0, 0);
-    EXPECT_EQ(Peek<FourCharCode>(cell.Get()), CodeOf("apcn"));
-    EXPECT_EQ(Peek<int32_t>(cell.Get() + 4), 900);
+    SGGetVideoCompressor(video, 0, cell.Get(), cell.Get() + 4, cell.Get() + 8, cell.Get() + 12);
+    EXPECT_EQ(Peek<FourCharCode>(cell.Get()), CodeOf("avc1"));
+    EXPECT_EQ((Peek<std::array<int32_t, 3>>(cell.Get() + 4)), (std::array{900, 700, 30}));
 }
 
 TEST_F(SettingsDialogTest, DevicesComeAndGoWhileItIsOpen)
 {
     Show(video, [&] {
         Choose("Device", "Other");
-        devices.Camera("Other")->analog[AnalogControl::Hue] = 5;
         devices.Camera("Other")->Fail(noDeviceForChannel);
-        devices.cameraList = {{.name = "Третья",
-                               .identity = "id of Third",
-                               .inputs = {},
-                               .available = false,
-                               .reason = "may not be opened"}};
+        devices.cameraList = {{"Третья", "id of Third", {}, false, "may not be opened"}};
         Named<QComboBox>("Device")->showPopup();
         Named<QComboBox>("Device")->hidePopup();
         EXPECT_EQ(Named<QComboBox>("Device")->currentText(), "Other (not connected)");
         EXPECT_GE(Named<QComboBox>("Device")->findText("Третья (not available)"), 0);
         EXPECT_TRUE(Said().contains("may not be opened")) << Said().toStdString();
-        QTimer::singleShot(100, qApp, [&] {
+        Linger([&] {
             EXPECT_TRUE(Said().contains("\"Other\" is not connected")) << Said().toStdString();
             Press(Qt::Key_Escape);
         });
-        while (dialog->isVisible())
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     });
     // Cancel brings the first one back, though it has left the list as well.
     EXPECT_NE(devices.Camera(), nullptr);
@@ -202,7 +208,7 @@ TEST_F(SettingsDialogTest, DevicesComeAndGoWhileItIsOpen)
 // Whatever the session does when the dialog opens, it delivers nothing meanwhile and does the same again afterwards.
 TEST_F(SettingsDialogTest, TheSessionGoesOnAsItWas)
 {
-    const auto picture = JpegPicture(64, 48, 100);
+    const auto picture = JpegFrame(64, 48, 100);
     const auto sendAt = [&](int64_t now) {
         devices.Camera()->Send(now, picture);
         IdleAt(now);
@@ -224,9 +230,7 @@ TEST_F(SettingsDialogTest, TheSessionGoesOnAsItWas)
         Show(video, [&] {
             for (int i = 0; i < 10; ++i)
                 sendAt(now += 100 * kMillisecond);
-            QTimer::singleShot(100, qApp, [&] { dialog->accept(); });
-            while (dialog->isVisible())
-                QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+            Linger([&] { dialog->accept(); });
             EXPECT_TRUE(Said().contains("64 × 48, 10.0 frames a second")) << Said().toStdString();
             EXPECT_TRUE(delivered.empty());
         });
@@ -277,48 +281,6 @@ TEST_F(SettingsDialogTest, AFilterSeesClicksAndKeysFirst)
         filter);
     EXPECT_EQ(seen, (std::vector<int32_t>{1, 1, 3}));
 }
-
-// What only inter-frame compressors have can be set for them alone.
-TEST_F(SettingsDialogTest, KeyFramesBelongToInterFrameCompressors)
-{
-    Show(video, [&] {
-        Open(1);
-        EXPECT_FALSE(Named<QComboBox>("Key frames")->isEnabled());
-        EXPECT_EQ(Named<QComboBox>("Key frames")->currentText(), "Every frame");
-        Choose("Compressor", "H.264");
-        Choose("Key frames", "Every 30 frames");
-        Choose("Rate limit", "4 Mbit a second");
-        Slide("Quality between key frames", 700);
-        Press(Qt::Key_Return);
-    });
-    SGGetVideoCompressor(video, 0, cell.Get(), 0, cell.Get() + 4, cell.Get() + 8);
-    EXPECT_EQ(Peek<FourCharCode>(cell.Get()), CodeOf("avc1"));
-    EXPECT_EQ(Peek<int32_t>(cell.Get() + 4), 700);
-    EXPECT_EQ(Peek<int32_t>(cell.Get() + 8), 30);
-}
-
-namespace {
-
-// The letter of a row leads to its slider.
-void ExpectLettersLeadToSliders(const QDialog& dialog)
-{
-    for (const QLabel* label : dialog.findChildren<QLabel*>())
-        if (label->isVisible() && label->buddy() != nullptr && label->text().contains('&')) {
-            EXPECT_NE(label->buddy()->focusPolicy(), Qt::NoFocus) << label->text().toStdString();
-        }
-}
-
-// Each widget that takes the keyboard and has no name that a screen reader could read.
-void ListNameless(QAccessibleInterface* widget, QString& nameless)
-{
-    if (widget->state().focusable && !widget->state().invisible && widget->text(QAccessible::Name).isEmpty())
-        nameless += QString("%1 in %2; ").arg(widget->role()).arg(widget->rect().top());
-    for (int i = 0; i < widget->childCount(); ++i)
-        if (QAccessibleInterface* child = widget->child(i))
-            ListNameless(child, nameless);
-}
-
-} // namespace
 
 // Each range is shown in its unit, moved by slider and number, and reset; a short value of a wide range has its place.
 TEST_F(SettingsDialogTest, RangesAreMovedAndReset)
@@ -388,14 +350,6 @@ TEST_F(SettingsDialogTest, DevicesMaySayAnything)
         EXPECT_TRUE(Named<QAbstractSlider>(QString(79, 'W') + "…"));
         for (const QLabel* label : dialog->findChildren<QLabel*>())
             EXPECT_EQ(label->textFormat(), label->text().contains('<') ? Qt::PlainText : label->textFormat());
-        QString nameless;
-        for (int page = 2; page >= 0; --page) {
-            Open(page);
-            ListNameless(QAccessible::queryAccessibleInterface(dialog), nameless);
-            ExpectLettersLeadToSliders(*dialog);
-        }
-        EXPECT_EQ(nameless, "");
-        Open(2);
         auto* last = Named<QAbstractSlider>("Control 499");
         last->setSliderDown(true);
         controls.resize(2);

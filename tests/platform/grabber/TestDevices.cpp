@@ -2,8 +2,6 @@
 #include "TestDevices.h"
 
 #include "platform/clock/MonotonicClock.h"
-#include "platform/compression/FrameCompressor.h"
-#include "platform/drawing/PixelFormat.h"
 
 #include <algorithm>
 #include <atomic>
@@ -85,15 +83,6 @@ std::vector<uint8_t> FrameOf(const std::vector<uint8_t>& scan)
     place = std::ranges::copy(scan, place).out;
     std::ranges::copy(kEnd, place);
     return frame;
-}
-
-std::vector<uint8_t> JpegPicture(int width, int height, uint8_t brightness)
-{
-    const std::vector<uint8_t> pixels(static_cast<size_t>(width * height) * 4, brightness);
-    const auto compressor = FrameCompressor::Create({.codec = CodeOf("jpeg")});
-    const OwnedBlock compressed = compressor->Compress({pixels, kPixelFormat32, width, height});
-    const auto bytes = compressed.Bytes();
-    return {bytes.begin(), bytes.end()};
 }
 
 } // namespace grabbertest

@@ -182,7 +182,4 @@ private:
 /// A frame with the markers of a whole JPEG image around some bytes of no meaning; the first one stands at place 6.
 std::vector<uint8_t> FrameOf(const std::vector<uint8_t>& scan = {1, 2, 3});
 
-/// A small valid JPEG picture of one colour.
-std::vector<uint8_t> JpegPicture(int width, int height, uint8_t brightness);
-
 } // namespace grabbertest

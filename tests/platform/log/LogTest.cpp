@@ -3,36 +3,17 @@
 
 #include <cerrno>
 #include <gtest/gtest.h>
+#include <tuple>
 #include <vector>
 
 using namespace platform;
 
 namespace {
 
-struct Lines {
-    Lines()
-    {
-        SetLogWriter([this](const LogCategory& category, LogLevel, const std::string& text) {
-            lines.push_back(std::string(category.Name()) + ": " + text);
-        });
-    }
-    ~Lines()
-    {
-        SetLogWriter(nullptr);
-        ConfigureLog(nullptr);
-    }
-    std::vector<std::string> lines;
-};
-
 TEST(Log, SettingsChooseCategoriesAndLevels)
 {
-    struct Case {
-        const char* settings;
-        LogLevel digitizer;
-        LogLevel movies;
-        bool isUnderstood;
-    };
-    const Case cases[] = {
+    // The settings, the levels of the digitizer and of movies, and whether they are understood.
+    const std::tuple<const char*, LogLevel, LogLevel, bool> cases[] = {
         {nullptr, LogLevel::Off, LogLevel::Off, true},
         {"", LogLevel::Off, LogLevel::Off, true},
         {"digitizer,movies:debug", LogLevel::Info, LogLevel::Debug, true},
@@ -41,14 +22,14 @@ TEST(Log, SettingsChooseCategoriesAndLevels)
         {"movies:loud,digitizer", LogLevel::Info, LogLevel::Off, false},
         {"cameras", LogLevel::Off, LogLevel::Off, false},
     };
-    for (const Case& one : cases) {
-        SCOPED_TRACE(one.settings == nullptr ? "(null)" : one.settings);
+    for (const auto& [settings, digitizer, movies, isUnderstood] : cases) {
+        SCOPED_TRACE(settings == nullptr ? "(null)" : settings);
         testing::internal::CaptureStderr();
-        ConfigureLog(one.settings);
-        EXPECT_EQ(testing::internal::GetCapturedStderr().empty(), one.isUnderstood);
+        ConfigureLog(settings);
+        EXPECT_EQ(testing::internal::GetCapturedStderr().empty(), isUnderstood);
         for (const auto level : {LogLevel::Error, LogLevel::Warning, LogLevel::Info, LogLevel::Debug}) {
-            EXPECT_EQ(digitizerLog.Writes(level), level <= one.digitizer);
-            EXPECT_EQ(moviesLog.Writes(level), level <= one.movies);
+            EXPECT_EQ(digitizerLog.Writes(level), level <= digitizer);
+            EXPECT_EQ(moviesLog.Writes(level), level <= movies);
         }
     }
     ConfigureLog(nullptr);
@@ -56,12 +37,17 @@ TEST(Log, SettingsChooseCategoriesAndLevels)
 
 TEST(Log, AMessageIsOneLineOfItsParts)
 {
-    Lines log;
+    std::vector<std::string> lines;
+    SetLogWriter([&](const LogCategory& category, LogLevel, const std::string& text) {
+        lines.push_back(std::string(category.Name()) + ": " + text);
+    });
     ConfigureLog("digitizer");
     digitizerLog.Info("Camera\n\x1B[2J", ": ", -5, " at ", 29.97, ", ", ErrorText(ENOSPC));
     digitizerLog.Debug("not at this level");
     soundLog.Error("nor this category");
-    EXPECT_EQ(log.lines, std::vector<std::string>{"digitizer: Camera  [2J: -5 at 29.97, No space left on device"});
+    ConfigureLog(nullptr);
+    SetLogWriter(nullptr);
+    EXPECT_EQ(lines, std::vector<std::string>{"digitizer: Camera  [2J: -5 at 29.97, No space left on device"});
 }
 
 } // namespace

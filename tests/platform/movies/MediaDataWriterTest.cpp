@@ -179,20 +179,6 @@ TEST(MovieStorage, AFrameThatTheBufferCannotHoldRepeatsTheOneBefore)
     EXPECT_EQ(movie.Finish(), noErr);
 }
 
-TEST(MovieStorage, ASyncThatFailsIsReported)
-{
-    Disk disk;
-    disk.stallEnds.set_value();
-    disk.syncsThatWork = 0;
-    StorageOnDisk movie(disk);
-    while (movie.AddFrame(1000) == noErr) {
-    }
-    EXPECT_EQ(movie.storage.Status().failure, ioErr);
-    EXPECT_EQ(movie.Finish(), ioErr);
-    ASSERT_GT(disk.content.size(), static_cast<size_t>(kFileHeadSize));
-    EXPECT_EQ(disk.content[kReservedPosition], 0) << "no head of a finished movie";
-}
-
 TEST(MovieStorage, TakesWhatTheDiskHasRoomForAndFinishes)
 {
     Disk disk;

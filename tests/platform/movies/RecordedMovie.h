@@ -22,11 +22,12 @@ using Bytes = std::vector<uint8_t>;
 /// A handle that is disposed with its owner.
 class TestHandle {
 public:
-    explicit TestHandle(const Bytes& bytes) : handle(NewHandle(0)) { SetHandleBytes(handle, bytes); }
+    explicit TestHandle(const Bytes& bytes = {}) : handle(NewHandle(0)) { SetHandleBytes(handle, bytes); }
     ~TestHandle() { DisposeHandle(handle); }
     TestHandle(const TestHandle&) = delete;
     TestHandle& operator=(const TestHandle&) = delete;
     operator Handle() const { return handle; }
+    Bytes Content() const { return {HandleBytes(handle).begin(), HandleBytes(handle).end()}; }
 
 private:
     Handle handle;
@@ -79,28 +80,20 @@ inline std::string ProbeOf(const std::string& options, const std::string& path)
     return OutputOf("ffprobe -v error -of csv=p=0 " + options + " " + Quoted(path));
 }
 
-/// Creates a storage at a path: its result, and the numbers.
-inline Result CreateStorage(const std::string& path, uint32_t flags, DataHandler& handler, Movie& movie)
-{
-    const TestHandle reference(Bytes(path.begin(), path.end()));
-    const OwnedBlock numbers(8);
-    const Result result =
-        CreateMovieStorage(reference, CodeOf("alis"), CodeOf("TVOD"), 0, flags, numbers.Get(), numbers.Get() + 4);
-    handler = Peek<int32_t>(numbers.Get());
-    movie = Peek<int32_t>(numbers.Get() + 4);
-    return result;
-}
-
 /// A movie with one video and one sound track, in the middle of its recording.
 class RecordedMovie {
 public:
     explicit RecordedMovie(const std::string& path, int soundRate = 44100)
-        : created(CreateStorage(path, createMovieFileDeleteCurFile, handler, movie)),
-          videoTrack(NewMovieTrack(movie, Long2Fix(64), Long2Fix(48), 256)),
-          soundTrack(NewMovieTrack(movie, 0, 0, 256)),
-          video(NewTrackMedia(videoTrack, kVideoMediaType, 600, 0, 0)),
-          sound(NewTrackMedia(soundTrack, kSoundMediaType, soundRate, 0, 0))
     {
+        const OwnedBlock numbers(8);
+        created = CreateMovieStorage(TestHandle({path.begin(), path.end()}), CodeOf("alis"), CodeOf("TVOD"), 0,
+                                     createMovieFileDeleteCurFile, numbers.Get(), numbers.Get() + 4);
+        handler = Peek<DataHandler>(numbers.Get());
+        movie = Peek<Movie>(numbers.Get() + 4);
+        videoTrack = NewMovieTrack(movie, Long2Fix(64), Long2Fix(48), 256);
+        soundTrack = NewMovieTrack(movie, 0, 0, 256);
+        video = NewTrackMedia(videoTrack, kVideoMediaType, 600, 0, 0);
+        sound = NewTrackMedia(soundTrack, kSoundMediaType, soundRate, 0, 0);
         BeginMediaEdits(video);
         BeginMediaEdits(sound);
     }
@@ -142,9 +135,9 @@ public:
         return noErr;
     }
 
+    Result created = noErr;
     DataHandler handler = 0;
     Movie movie = 0;
-    Result created = noErr;
     Track videoTrack = 0;
     Track soundTrack = 0;
     Media video = 0;

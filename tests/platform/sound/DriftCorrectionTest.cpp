@@ -121,19 +121,3 @@ TEST(DriftCorrection, Resamples24Bits)
     }
     EXPECT_NE(wide.Correction(), 0);
 }
-
-// Sound that agrees with the clock is passed on unchanged, and a gap starts a new segment.
-TEST(DriftCorrection, LeavesExactSourcesAlone)
-{
-    DriftCorrection recovery;
-    DriftingSource source{.jitter = 0.001};
-    for (int buffer = 0; buffer < 6000; ++buffer) {
-        const CapturedSound captured = source.Next(true);
-        const CapturedSound line = recovery.Take(captured);
-        ASSERT_EQ(line.bytes.data(), captured.bytes.data());
-        ASSERT_EQ(line.bytes.size(), captured.bytes.size());
-    }
-    source.frame += 4800;
-    const CapturedSound captured = source.Next(true);
-    EXPECT_EQ(recovery.Take(captured).captureTime, captured.captureTime);
-}

@@ -2,43 +2,13 @@
 #include "platform/sound/TestTone.h"
 
 #include "CollectingSink.h"
-#include "SampleValues.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 using namespace platform;
 
 namespace {
-
-std::vector<double> Rendered(int64_t startFrame, int64_t frames, const SoundFormat& format)
-{
-    std::vector<uint8_t> bytes(static_cast<size_t>(frames * format.BytesPerFrame()));
-    RenderTestTone(startFrame, format, bytes);
-    return SampleValues(bytes, format, static_cast<size_t>(format.channels - 1));
-}
-
-TEST(TestTone, BeepsAtEachWholeSecond)
-{
-    for (const double rate : {8000.0, 11025.0, 44100.0, 48000.0, 44099.5})
-        for (const int32_t sampleSize : {8, 16}) {
-            SCOPED_TRACE(testing::Message() << rate << " Hz, " << sampleSize << " bits");
-            const SoundFormat format{rate, sampleSize / 8, sampleSize};
-            // A whole second after a fortnight of uptime, with half a second before it and one behind.
-            const int64_t beep = FrameAtOrAfter(int64_t{1'200'000} * 1'000'000'000, rate);
-            const auto half = static_cast<size_t>(rate / 2);
-            const auto values = Rendered(beep - static_cast<int64_t>(half), static_cast<int64_t>(1.5 * rate), format);
-            const auto part = [&](double start, double end) {
-                const auto first = half + static_cast<size_t>(start * rate);
-                return std::span(values).subspan(first, half + static_cast<size_t>(end * rate) - first);
-            };
-            EXPECT_EQ(PeakOf(std::span(values).first(half)), 0);
-            // In 8 bits the first steps of the sine lie below the smallest value.
-            EXPECT_GT(PeakOf(part(0, 0.0002 + 2 / rate)), 0);
-            EXPECT_NEAR(FrequencyOf(part(0.01, 0.09), rate), 1000, 1);
-            EXPECT_NEAR(PeakOf(part(0.01, 0.09)), 0.2512, sampleSize == 8 ? 0.005 : 0.001);
-            EXPECT_EQ(PeakOf(part(0.1 + 2 / rate, 0.99)), 0);
-        }
-}
 
 TEST(TestTone, DeliversWithoutGapsAndChangesItsFormatBetweenBuffers)
 {
