@@ -30,6 +30,7 @@ start_machine() {
     ln -sfn "$modules" "/lib/modules/$(uname -r)"
     /lib/systemd/systemd-udevd --daemon
     modprobe vivid n_devs=2 node_types=1,1 num_inputs=4,1 input_types=0xe4,0 multiplanar=1,2
+    modprobe snd-aloop
     modprobe snd-dummy
     modprobe vhci-hcd
     udevadm settle || udevadm settle # on a busy machine the first answer may be late

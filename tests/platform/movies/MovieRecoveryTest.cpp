@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Recordings that were cut off, damaged or killed, and what is got back of them.
+
 #include "platform/movies/MovieRecovery.h"
 #include "RecordedMovie.h"
 #include "platform/clock/MonotonicClock.h"
@@ -193,6 +194,10 @@ TEST_F(MovieRecovery, LeavesAloneWhatIsNotOurs)
         heads.Zeros(12);
     }
     EXPECT_EQ(Recover({heads.Bytes().begin(), heads.Bytes().end()}), invalidMovie);
+    // A recording without a sample.
+    RecordedMovie empty(folder / "empty.mov");
+    EXPECT_EQ(empty.Close(), noErr);
+    EXPECT_EQ(RecoverMovie(folder / "empty.mov", "", found, written), invalidMovie);
 }
 
 TEST_F(MovieRecovery, FlippedBitsCostTheirOwnSamplesAndNoStep)
