@@ -324,8 +324,7 @@ void PulseSource::OpenStream(pa_context* context)
     pa_stream_set_read_callback(
         stream, [](pa_stream*, size_t, void* source) { SourceOf(source).ReadAll(); }, this);
     clock.Interrupt();
-    ConnectStream(selectsPair ? static_cast<pa_stream_flags_t>(PA_STREAM_NO_REMIX_CHANNELS) : PA_STREAM_NOFLAGS,
-                  streamed);
+    ConnectStream(selectsPair ? PA_STREAM_NO_REMIX_CHANNELS : PA_STREAM_NOFLAGS, streamed);
 }
 
 void PulseSource::ConnectStream(pa_stream_flags_t more, const SoundFormat& streamed)
