@@ -227,7 +227,7 @@ private:
     void NoteShown(double scaleX, double scaleY) const
     {
         const auto scaled = [](int32_t side, double scale) {
-            return static_cast<int32_t>(std::clamp<double>(std::lround(side * scale), 1, INT16_MAX));
+            return static_cast<int32_t>(std::clamp<long>(std::lround(side * scale), 1, INT16_MAX));
         };
         if (FrameInHand* known = FrameInHand::At(shownFrom))
             known->NoteShown({scaled(description.width, scaleX), scaled(description.height, scaleY)});

@@ -154,7 +154,8 @@ private:
         options.emplace_back(candidate.quality, std::to_string(std::lround(quality)));
         const bool isOpen = encoder.Open(candidate.name, *picture, options, [&](AVCodecContext& context) {
             SetRates(context);
-            context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_LOW_DELAY | AV_CODEC_FLAG_CLOSED_GOP;
+            context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_LOW_DELAY;
+            context.flags |= static_cast<int>(AV_CODEC_FLAG_CLOSED_GOP); // the sign bit
             context.max_b_frames = 0;
             context.i_quant_factor = static_cast<float>(std::exp2(quantizers.between / 6));
             context.thread_count = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U));

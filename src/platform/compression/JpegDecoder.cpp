@@ -83,10 +83,9 @@ public:
         if (!turbo)
             return memFullErr;
         int width = 0, height = 0, sampling = 0, colors = 0;
-        const auto size = static_cast<unsigned long>(frame.size());
         // The library does not treat a frame that ends before its header as an error: it could consist of tables only.
         if (frame.empty() ||
-            tjDecompressHeader3(turbo.get(), frame.data(), size, &width, &height, &sampling, &colors) != 0 ||
+            tjDecompressHeader3(turbo.get(), frame.data(), frame.size(), &width, &height, &sampling, &colors) != 0 ||
             width < 1) {
             turbo.reset();
             return codecBadDataErr;
@@ -125,9 +124,8 @@ private:
 
     Result DecodePixels(std::span<const uint8_t> frame, const PortPixels& target)
     {
-        return Conclude(tjDecompress2(turbo.get(), frame.data(), static_cast<unsigned long>(frame.size()),
-                                      target.pixels, target.width, target.rowBytes, target.height, TJPF_BGRA,
-                                      JpegDecodingFlags()));
+        return Conclude(tjDecompress2(turbo.get(), frame.data(), frame.size(), target.pixels, target.width,
+                                      target.rowBytes, target.height, TJPF_BGRA, JpegDecodingFlags()));
     }
 
     Result Conclude(int answer)

@@ -151,7 +151,7 @@ std::optional<std::span<const uint8_t>> NalReader::NextByLength()
 // The position of the next 0, 0, 1; the end if there is none. Every third byte shows whether one may be near.
 size_t NalReader::FindStartCode(size_t from) const
 {
-    for (size_t i = from + 2; i < bytes.size(); i += bytes[i] == 0 ? 1 : 3)
+    for (size_t i = from + 2; i < bytes.size(); i += bytes[i] == 0 ? 1U : 3U)
         if (bytes[i] <= 1) {
             if (bytes[i] == 1 && bytes[i - 1] == 0 && bytes[i - 2] == 0)
                 return i - 2;

@@ -180,9 +180,8 @@ bool PlanarReader::ReadJpeg(std::span<const uint8_t> jpeg, const RawFrame& frame
     if (!turbo)
         turbo = {tjInitDecompress(), [](void* handle) { tjDestroy(handle); }};
     int width = 0, height = 0, sampling = 0, colors = 0;
-    const auto size = static_cast<unsigned long>(jpeg.size());
     if (!turbo || jpeg.empty() ||
-        tjDecompressHeader3(turbo.get(), jpeg.data(), size, &width, &height, &sampling, &colors) != 0) {
+        tjDecompressHeader3(turbo.get(), jpeg.data(), jpeg.size(), &width, &height, &sampling, &colors) != 0) {
         turbo.reset();
         return false;
     }
@@ -194,8 +193,8 @@ bool PlanarReader::ReadJpeg(std::span<const uint8_t> jpeg, const RawFrame& frame
     chroma.resize(2 * plane);
     uint8_t* planes[3] = {to.data[0], chroma.data(), chroma.data() + plane};
     int strides[3] = {to.linesize[0], half, half};
-    if (tjDecompressToYUVPlanes(turbo.get(), jpeg.data(), size, planes, width, strides, height, JpegDecodingFlags()) !=
-        0) {
+    if (tjDecompressToYUVPlanes(turbo.get(), jpeg.data(), jpeg.size(), planes, width, strides, height,
+                                JpegDecodingFlags()) != 0) {
         const bool hasPicture = tjGetErrorCode(turbo.get()) == TJERR_WARNING;
         turbo.reset();
         if (!hasPicture)

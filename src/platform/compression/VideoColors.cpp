@@ -69,7 +69,8 @@ VideoColors ColorsIn(const ImageDescription& description)
     if (!atom || atom->size() < kType + kCodes)
         return {};
     const auto bytes = *atom;
-    const FourCharCode type = FourCharCode{bytes[0]} << 24 | bytes[1] << 16 | bytes[2] << 8 | bytes[3];
+    const FourCharCode type =
+        FourCharCode{bytes[0]} << 24 | FourCharCode{bytes[1]} << 16 | FourCharCode{bytes[2]} << 8 | bytes[3];
     if (type != kWithoutRange && type != kWithRange)
         return {};
     const bool isFull = type == kWithRange && bytes.size() > kType + kCodes && (bytes[kType + kCodes] & 0x80) != 0;
