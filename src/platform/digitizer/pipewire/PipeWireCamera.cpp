@@ -333,6 +333,7 @@ private:
     Taken Examine(const spa_buffer& buffer, const spa_meta_header* header, RawFrame& picture)
     {
         constexpr uint32_t bad = SPA_META_HEADER_FLAG_CORRUPTED;
+        constexpr int32_t badChunk = SPA_CHUNK_FLAG_CORRUPTED;
         if (layout.width == 0 || buffer.n_datas == 0 || (header != nullptr && (header->flags & bad) != 0))
             return Taken::Damaged;
         std::array<std::span<const uint8_t>, 3> memory;
@@ -342,7 +343,7 @@ private:
             if (data.data == nullptr || data.chunk == nullptr)
                 return Taken::Damaged;
             const spa_chunk chunk = *data.chunk; // in memory to which the camera may write at any time
-            if (chunk.size == 0 || (chunk.flags & SPA_CHUNK_FLAG_CORRUPTED) != 0 || chunk.offset > data.maxsize ||
+            if (chunk.size == 0 || (chunk.flags & badChunk) != 0 || chunk.offset > data.maxsize ||
                 chunk.size > data.maxsize - chunk.offset)
                 return Taken::Damaged;
             memory[i] = {static_cast<const uint8_t*>(data.data) + chunk.offset, chunk.size};

@@ -73,7 +73,7 @@ void DrawStripes(const PatternSurface& surface, uint32_t number)
     const int32_t period = surface.width / kStripes;
     const int32_t top = surface.height / 2;
     const int32_t height = surface.height * 5 / 8 - top;
-    const auto shift = static_cast<int32_t>(number * 4ULL % static_cast<uint64_t>(period));
+    const auto shift = static_cast<int32_t>(int64_t{number} * 4 % period);
     FillPatternArea(surface, {0, top, surface.width, height}, {32, 32, 96});
     for (int32_t left = shift - period; left < surface.width; left += period)
         FillPatternArea(surface, {left, top, period / 2, height}, {224, 224, 160});

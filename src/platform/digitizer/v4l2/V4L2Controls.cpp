@@ -77,7 +77,7 @@ std::optional<v4l2_query_ext_ctrl> Query(const V4L2Device& device, uint32_t iden
     std::copy_n(brief.name, sizeof brief.name, query.name);
     query.minimum = brief.minimum;
     query.maximum = brief.maximum;
-    query.step = static_cast<uint64_t>(std::max(brief.step, 1));
+    query.step = static_cast<__u64>(std::max(brief.step, 1));
     query.default_value = brief.default_value;
     query.flags = brief.flags;
     return query;
