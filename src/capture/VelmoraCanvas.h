@@ -509,7 +509,7 @@ private:
     void FindChannels();
 
     // DV device control (devices/DeviceControl.cpp).
-    int32_t FindVideoMode(int32_t container, int32_t devices);
+    int32_t FindVideoMode(int32_t container, int16_t devices);
     bool IsVideoMode(int32_t container, int32_t mode);
     void SendToVideoDevice(int32_t instance, const MemoryBlock& frame);
     bool IsTransportMode(int32_t mode);

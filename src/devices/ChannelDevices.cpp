@@ -208,7 +208,7 @@ void VelmoraCanvas::SoundInput(int32_t index)
     if (driver < 1)
         return;
     input.Short(0, static_cast<int32_t>(int64_t{index} + 1));
-    RaiseFailure(platform::SPBSetDeviceInfo(driver, OSTypeToLong("sour"), input.Pointer()));
+    RaiseFailure(platform::SPBSetDeviceInfo(driver, framework::StringToOSType("sour"), input.Pointer()));
 }
 
 } // namespace velmora

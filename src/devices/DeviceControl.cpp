@@ -15,6 +15,7 @@
 namespace velmora {
 
 using framework::New;
+using framework::StringToOSType;
 
 namespace {
 
@@ -27,16 +28,11 @@ constexpr int32_t kModeRecording = 0xC2;
 constexpr int32_t kModePlaying = 0xC3;
 constexpr int32_t kModeWinding = 0xC4;
 
-int32_t Code(const char* text)
-{
-    return VelmoraCanvas::OSTypeToLong(text);
-}
-
 int32_t FindHandlerComponent()
 {
     MemoryBlock description(20);
-    description.Long(0, Code("ihlr"));
-    description.Long(4, Code("dv  "));
+    description.Long(0, VelmoraCanvas::OSTypeToLong("ihlr"));
+    description.Long(4, VelmoraCanvas::OSTypeToLong("dv  "));
     return platform::FindNextComponent(0, description.Pointer());
 }
 
@@ -150,7 +146,7 @@ void VelmoraCanvas::SendToVideoDevice(int32_t instance, const MemoryBlock& frame
         RaiseError(result);
         return;
     }
-    const int32_t devices = platform::QTCountChildrenOfType(container.Long(0), kRoot, Code("devc"));
+    const int16_t devices = platform::QTCountChildrenOfType(container.Long(0), kRoot, StringToOSType("devc"));
     if (devices == 0) {
         RaiseError(result); // raises the event with code 0
         return;
@@ -169,18 +165,19 @@ void VelmoraCanvas::SendToVideoDevice(int32_t instance, const MemoryBlock& frame
 }
 
 // The first video mode of the first device that has one; 0 if none has.
-int32_t VelmoraCanvas::FindVideoMode(int32_t container, int32_t devices)
+int32_t VelmoraCanvas::FindVideoMode(int32_t container, int16_t devices)
 {
-    for (int32_t i = 1; i <= devices; ++i) {
+    for (int16_t i = 1; i <= devices; ++i) {
         framework::YieldToBackground();
-        const int32_t device = platform::QTFindChildByIndex(container, kRoot, Code("devc"), i, 0);
-        const int32_t isoc = device == 0 ? 0 : platform::QTFindChildByIndex(container, device, Code("isoc"), 1, 0);
+        const int32_t device = platform::QTFindChildByIndex(container, kRoot, StringToOSType("devc"), i, 0);
+        const int32_t isoc =
+            device == 0 ? 0 : platform::QTFindChildByIndex(container, device, StringToOSType("isoc"), 1, 0);
         if (isoc == 0)
             continue;
-        const int32_t modes = platform::QTCountChildrenOfType(container, isoc, Code("mode"));
-        for (int32_t j = 1; j <= modes; ++j) {
+        const int16_t modes = platform::QTCountChildrenOfType(container, isoc, StringToOSType("mode"));
+        for (int16_t j = 1; j <= modes; ++j) {
             framework::YieldToBackground();
-            const int32_t mode = platform::QTFindChildByIndex(container, isoc, Code("mode"), j, 0);
+            const int32_t mode = platform::QTFindChildByIndex(container, isoc, StringToOSType("mode"), j, 0);
             if (mode != 0 && IsVideoMode(container, mode))
                 return mode;
         }
@@ -191,7 +188,7 @@ int32_t VelmoraCanvas::FindVideoMode(int32_t container, int32_t devices)
 // Whether the media type of a mode is video. Raises `Error` if the type cannot be read.
 bool VelmoraCanvas::IsVideoMode(int32_t container, int32_t mode)
 {
-    const int32_t mediaType = platform::QTFindChildByIndex(container, mode, Code("av  "), 1, 0);
+    const int32_t mediaType = platform::QTFindChildByIndex(container, mode, StringToOSType("av  "), 1, 0);
     if (mediaType == 0)
         return false;
     platform::QTLockContainer(container);
@@ -199,7 +196,7 @@ bool VelmoraCanvas::IsVideoMode(int32_t container, int32_t mode)
     const MemoryBlock size(4);
     RaiseFailure(platform::QTCopyAtomDataToPtr(container, mediaType, 1, 4, type.Pointer(), size.Pointer()));
     platform::QTUnlockContainer(container);
-    return type.Long(0) == Code("vide");
+    return type.Long(0) == OSTypeToLong("vide");
 }
 
 // Always raises `NilObjectException`: `instance` stays nil because the handler is never opened.

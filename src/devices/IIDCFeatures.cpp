@@ -81,7 +81,7 @@ bool VelmoraCanvas::FetchFeature(OSType feature, FeatureSettings& settings)
         return false;
     }
     settings.container = container.Long(0);
-    settings.feat = platform::QTFindChildByIndex(settings.container, kRoot, OSTypeToLong("feat"), 1, null.Pointer());
+    settings.feat = platform::QTFindChildByIndex(settings.container, kRoot, StringToOSType("feat"), 1, null.Pointer());
     if (settings.feat == 0)
         return false;
     const int32_t fstg = FindSettings(settings.container, settings.feat);

@@ -11,7 +11,7 @@ namespace velmora {
 /// code. The driver is looked up at each call, since the channel may have changed its device.
 inline platform::Result ReadSoundDriver(int32_t channel, const String& selector, const MemoryBlock& block)
 {
-    return platform::SPBGetDeviceInfo(platform::SGGetSoundInputDriver(channel), VelmoraCanvas::OSTypeToLong(selector),
+    return platform::SPBGetDeviceInfo(platform::SGGetSoundInputDriver(channel), framework::StringToOSType(selector),
                                       block.Pointer());
 }
 

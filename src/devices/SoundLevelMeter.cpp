@@ -27,7 +27,7 @@ void VelmoraCanvas::SoundLevelMeterActive(bool value)
     MemoryBlock state(4);
     const int32_t driver = platform::SGGetSoundInputDriver(sgSoundChannel);
     state.Short(0, value ? SoundChannelCount() : 0);
-    RaiseFailure(platform::SPBSetDeviceInfo(driver, OSTypeToLong("lmet"), state.Pointer()));
+    RaiseFailure(platform::SPBSetDeviceInfo(driver, framework::StringToOSType("lmet"), state.Pointer()));
 }
 
 // The low half of the gain, which this property has always returned.

@@ -6,6 +6,8 @@
 #include "devices/SoundDriver.h"
 #include "framework/LazyFunction.h"
 
+#include <algorithm>
+
 namespace velmora {
 namespace {
 
@@ -13,6 +15,12 @@ constexpr uint32_t kFixedOne = 65536;
 
 const framework::LazyFunction<int32_t(int32_t, uint32_t, int32_t)>
     lazySPBSetDeviceInfo("/System/Library/Frameworks/Carbon.framework/Carbon", "SPBSetDeviceInfo");
+
+// The nearest number of 16 bits, so that the platform refuses what is too large instead of taking its low half.
+int16_t Saturated(int32_t value)
+{
+    return static_cast<int16_t>(std::clamp(value, INT16_MIN, INT16_MAX));
+}
 
 } // namespace
 
@@ -30,8 +38,8 @@ int32_t VelmoraCanvas::ReadSoundParameters(const SoundParameters& now)
 
 void VelmoraCanvas::WriteSoundParameters(int32_t sampleSize, int32_t channels, int32_t compression)
 {
-    RaiseFailure(platform::SGSetSoundInputParameters(sgSoundChannel, static_cast<int16_t>(sampleSize),
-                                                     static_cast<int16_t>(channels), compression));
+    RaiseFailure(platform::SGSetSoundInputParameters(sgSoundChannel, Saturated(sampleSize), Saturated(channels),
+                                                     static_cast<OSType>(compression)));
 }
 
 int32_t VelmoraCanvas::SoundSampleSize()
@@ -83,13 +91,15 @@ void VelmoraCanvas::SoundCompressionType(const String& code)
 // In hertz; the fraction is truncated.
 int32_t VelmoraCanvas::SoundSampleRate()
 {
-    const platform::Fixed rate = platform::SGGetSoundInputRate(sgSoundChannel);
+    const auto rate = static_cast<uint32_t>(platform::SGGetSoundInputRate(sgSoundChannel));
     return static_cast<int32_t>(platform::UnsignedFixedMulDiv(rate, 1, kFixedOne));
 }
 
+// A negative rate becomes the highest of all, which no channel accepts.
 void VelmoraCanvas::SoundSampleRate(int32_t rate)
 {
-    platform::SGSetSoundInputRate(sgSoundChannel, platform::UnsignedFixedMulDiv(rate, kFixedOne, 1));
+    const uint32_t fixed = platform::UnsignedFixedMulDiv(static_cast<uint32_t>(rate), kFixedOne, 1);
+    platform::SGSetSoundInputRate(sgSoundChannel, static_cast<platform::Fixed>(fixed));
 }
 
 int32_t VelmoraCanvas::SoundVolume()
@@ -101,7 +111,7 @@ int32_t VelmoraCanvas::SoundVolume()
 
 void VelmoraCanvas::SoundVolume(int32_t volume)
 {
-    platform::SGSetChannelVolume(sgSoundChannel, static_cast<int16_t>(volume));
+    platform::SGSetChannelVolume(sgSoundChannel, Saturated(volume));
 }
 
 double VelmoraCanvas::SoundInputGain()
@@ -117,7 +127,7 @@ void VelmoraCanvas::SoundInputGain(double value)
     MemoryBlock gain(4);
     const int32_t driver = platform::SGGetSoundInputDriver(sgSoundChannel);
     gain.Long(0, platform::X2Fix(value));
-    RaiseFailure(lazySPBSetDeviceInfo(driver, OSTypeToLong("gain"), gain.Pointer()));
+    RaiseFailure(lazySPBSetDeviceInfo(driver, framework::StringToOSType("gain"), gain.Pointer()));
 }
 
 } // namespace velmora

@@ -75,9 +75,9 @@ void VelmoraCanvas::createmoviestorage(const Reference<FolderItem>& file)
                                                                      dataRefType.Pointer()));
     moviedatahandler = New<MemoryBlock>(4);
     outputMovie = New<MemoryBlock>(4);
-    BreakUnlessZero(platform::CreateMovieStorage(dataRef.Long(0), dataRefType.Long(0), StringToOSType("TVOD"), 0,
-                                                 platform::createMovieFileDeleteCurFile, moviedatahandler->Pointer(),
-                                                 outputMovie->Pointer()));
+    BreakUnlessZero(platform::CreateMovieStorage(dataRef.Long(0), static_cast<OSType>(dataRefType.Long(0)),
+                                                 StringToOSType("TVOD"), 0, platform::createMovieFileDeleteCurFile,
+                                                 moviedatahandler->Pointer(), outputMovie->Pointer()));
     platform::DisposeHandle(dataRef.Long(0));
 }
 

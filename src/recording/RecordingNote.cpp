@@ -72,7 +72,7 @@ std::unique_ptr<RecordingNote> RecordingNote::Write(const std::string& moviePath
     note->moviePath = moviePath;
     note->began = std::time(nullptr);
     std::array<char, 64> head;
-    std::snprintf(head.data(), head.size(), kForm, static_cast<int>(getpid()), note->began);
+    std::snprintf(head.data(), head.size(), kForm, getpid(), note->began);
     const std::string shown = folder / fs::path(name).filename().string().substr(1);
     if (!WriteAll(descriptor, head.data() + moviePath) || flock(descriptor, LOCK_EX | LOCK_NB) != 0 ||
         rename(name.c_str(), shown.c_str()) != 0) {

@@ -75,7 +75,7 @@ String VelmoraCanvas::VideoCompressionType()
 
 void VelmoraCanvas::VideoCompressionType(const String& code)
 {
-    RaiseFailure(platform::SGSetVideoCompressorType(sgVideoChannel, OSTypeToLong(code)));
+    RaiseFailure(platform::SGSetVideoCompressorType(sgVideoChannel, static_cast<OSType>(OSTypeToLong(code))));
 }
 
 struct VelmoraCanvas::CompressorSettings {
