@@ -47,6 +47,12 @@ constexpr std::array<Feature, IIDCVideoSettings::kFeatureCount> kFeatures{{
     {"Edge Enhancement", "eden", "vdIIDCFeatureEdgeEnhancement", 493, 489, 493},
 }};
 
+// By the index of its controls.
+const Feature& FeatureAt(int32_t index)
+{
+    return kFeatures[static_cast<size_t>(index)];
+}
+
 // A value label without a slider, which stays empty.
 constexpr int32_t kSpareLabel = 18;
 constexpr int32_t kSpareLabelTop = 10;
@@ -101,7 +107,7 @@ void IIDCVideoSettings::_CreateControls0()
     for (int32_t index = 0; index < kFeatureCount; index++)
         MakeSlider(index);
     for (int32_t index = 0; index < kFeatureCount; index++)
-        MakeText("StaticText1", index, 20, kFeatures[index].labelTop, 114, kFeatures[index].label,
+        MakeText("StaticText1", index, 20, FeatureAt(index).labelTop, 114, FeatureAt(index).label,
                  TextAlignment::Right);
 }
 
@@ -117,10 +123,10 @@ void IIDCVideoSettings::_CreateControls1()
     };
     // The spare label is at the bottom of the stacking order, the second one at the top.
     makeValue(kSpareLabel, kSpareLabelTop);
-    makeValue(0, kFeatures[0].valueTop);
+    makeValue(0, FeatureAt(0).valueTop);
     for (int32_t index = 2; index < kFeatureCount; index++)
-        makeValue(index, kFeatures[index].valueTop);
-    makeValue(1, kFeatures[1].valueTop);
+        makeValue(index, FeatureAt(index).valueTop);
+    makeValue(1, FeatureAt(1).valueTop);
 }
 
 void IIDCVideoSettings::MakeSlider(int32_t index)
@@ -128,8 +134,8 @@ void IIDCVideoSettings::MakeSlider(int32_t index)
     auto slider = std::make_shared<Slider>();
     slider->Index = index;
     Add("Slider1", slider);
-    slider->Place(144, kFeatures[index].sliderTop, 100, 16);
-    slider->AccessibleName(kFeatures[index].label);
+    slider->Place(144, FeatureAt(index).sliderTop, 100, 16);
+    slider->AccessibleName(FeatureAt(index).label);
     slider->Minimum(0);
     slider->Maximum(100);
     slider->Value(0);
@@ -174,9 +180,9 @@ void IIDCVideoSettings::SetSliderVisibility()
 
 void IIDCVideoSettings::ShowFeature(int32_t index)
 {
-    const OSType code = framework::StringToOSType(kFeatures[index].code);
+    const OSType code = framework::StringToOSType(FeatureAt(index).code);
     const auto slider = Slider1(index);
-    if (!parentCanvas->isIIDCFeatureSupported(kFeatures[index].name, code)) {
+    if (!parentCanvas->isIIDCFeatureSupported(FeatureAt(index).name, code)) {
         slider->Enabled(false);
         return;
     }
@@ -197,7 +203,7 @@ void IIDCVideoSettings::SetValuesFromSliders(int32_t index)
         return;
     const int32_t value = Slider1(index)->Value();
     if (parentCanvas)
-        parentCanvas->IIDCFeature(framework::StringToOSType(kFeatures[index].code), value);
+        parentCanvas->IIDCFeature(framework::StringToOSType(FeatureAt(index).code), value);
     StaticText2(index)->Text(framework::Str(value));
 }
 

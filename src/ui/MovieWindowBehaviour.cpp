@@ -62,9 +62,9 @@ void MovieWindow::btnstartcapture1_Action()
 void MovieWindow::PushButton1_Action()
 {
     const int32_t row = PopupMenu2()->ListIndex();
-    if (row < 0 || row >= static_cast<int32_t>(kDeckOperations.size()))
+    if (row < 0 || row >= std::ssize(kDeckOperations))
         return;
-    if (const DeckOperation operation = kDeckOperations[row])
+    if (const DeckOperation operation = kDeckOperations[static_cast<size_t>(row)])
         (*VelmoraCanvas1().*operation)();
     else
         framework::MsgBox("Caution! Record can permanently erase data.");
