@@ -42,12 +42,11 @@ bool IsUnfinished(const platform::FinishingMovie& movie)
     return !movie.done;
 }
 
-std::string DateText(int64_t time)
+std::string DateText(std::time_t time)
 {
-    const auto seconds = static_cast<std::time_t>(time);
     std::array<char, 32> text{};
     std::tm local{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%d at %H:%M", localtime_r(&seconds, &local));
+    std::strftime(text.data(), text.size(), "%Y-%m-%d at %H:%M", localtime_r(&time, &local));
     return text.data();
 }
 
