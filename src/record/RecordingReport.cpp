@@ -126,7 +126,7 @@ bool RecordingReport::Write(const std::vector<std::string>& files)
     root["frames"] = frames;
     const auto damaged = std::ranges::count_if(
         lostFrames, [](const QJsonValue& frame) { return frame["cause"].toString() == "damaged"; });
-    root["lost"] = static_cast<qint64>(lostFrames.size() - damaged);
+    root["lost"] = lostFrames.size() - damaged;
     root["damaged"] = static_cast<qint64>(damaged);
     root["lostFrames"] = lostFrames;
     root["deviceChanges"] = deviceChanges;

@@ -102,7 +102,7 @@ ExitCode OperateDeck(platform::Deck deck, const std::string& name, const std::st
 // File names show the time of the camera's clock, which `OutputNames` treats as a time of this machine.
 std::time_t LocalTimeOf(platform::TapeTime time)
 {
-    const auto shown = static_cast<std::time_t>(time);
+    const std::time_t shown = time;
     std::tm parts{};
     gmtime_r(&shown, &parts);
     parts.tm_isdst = -1;
