@@ -57,6 +57,7 @@ class Tasks(unittest.TestCase):
         self.dialog(picture)
         self.name_file("s.png")
         self.wait_for_dialogs(picture)
+        wait_for("the file", 20, lambda: os.path.exists(self.path("s.png")))
         with open(self.path("s.png"), "rb") as file:
             self.assertEqual(file.read(8)[1:4], b"PNG")
         self.dialog()
