@@ -6,6 +6,7 @@
 #include "platform/files/DeviceText.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace platform {
 namespace {
@@ -69,13 +70,19 @@ void BoundNode::ParameterCame(uint32_t id, uint32_t index, const spa_pod* parame
 {
     const std::lock_guard lock(mutex);
     if (id == SPA_PARAM_EnumFormat && index == 0)
-        node.offers.clear();
+        arriving.clear();
     if (id == SPA_PARAM_EnumFormat)
-        AddOffers(parameter, node.offers);
+        AddOffers(parameter, arriving);
     else if (id == SPA_PARAM_PropInfo)
         AddProperty(parameter, node.properties);
     else if (id == SPA_PARAM_Props)
         ReadPropertyValues(parameter, node.properties);
+}
+
+void BoundNode::TakeOffers()
+{
+    if (!arriving.empty())
+        node.offers = std::exchange(arriving, {});
 }
 
 PipeWireNode::Property* BoundNode::FindProperty(uint32_t property)

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <mutex>
+#include <vector>
 
 namespace platform {
 
@@ -22,6 +23,9 @@ public:
 
     /// What is known of the node. Hold the mutex; any thread.
     const PipeWireNode& Node() const { return node; }
+
+    /// Gives the node the formats that have come one by one, now that they are complete. Hold the mutex.
+    void TakeOffers();
 
     /// Stores a property's new value. Returns `paramErr` if it is out of range, `digiUnimpErr` if the node lacks the
     /// property. Hold the mutex; any thread.
@@ -41,6 +45,7 @@ private:
     pw_proxy* proxy = nullptr;
     spa_hook listener{};
     PipeWireNode node;
+    std::vector<PipeWireNode::Offer> arriving; ///< an incomplete list of formats
 };
 
 } // namespace platform

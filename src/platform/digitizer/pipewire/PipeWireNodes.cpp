@@ -71,6 +71,8 @@ private:
     void AllAnswered() override
     {
         const std::lock_guard lock(mutex);
+        for (const auto& [id, bound] : nodes)
+            bound->TakeOffers();
         allAnswered = true;
         changed.notify_all();
     }
