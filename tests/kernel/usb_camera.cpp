@@ -235,7 +235,7 @@ private:
     void MakeFrame()
     {
         DrawPatternFrame(Surface(), number++, false);
-        const Bytes bytes = agreed.format == kMjpeg ? SplicedJpeg(picture, kWidth, kHeight, 80).Join() : picture;
+        const Bytes bytes = agreed.format == kMjpeg ? SplicedJpeg(picture, kWidth, kHeight, 470).Join() : picture;
         odd = !odd;
         constexpr size_t room = kPacketSize - 2;
         for (size_t at = 0; at < bytes.size(); at += room) {

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/compression/FrameCompressor.h"
+#include "platform/drawing/PixelFormat.h"
+
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <span>
 #include <stdexcept>
-#include <turbojpeg.h>
 #include <vector>
 
 /// A 4:2:2 JPEG picture ("yuvs" in) whose rows of 8 lines can be replaced one by one, so that a camera of large frames
@@ -15,24 +17,24 @@ class SplicedJpeg {
 public:
     static constexpr int kRowHeight = 8;
 
-    /// Compresses a whole picture. Width is a multiple of 16, height one of 8.
-    SplicedJpeg(std::span<const uint8_t> picture, int width, int height, int quality)
-        : compressor(tjInitCompress(), tjDestroy), width(width), quality(quality)
+    /// Compresses a whole picture. Width is a multiple of 16, height one of 8; `quality` is up to `kHighestQuality`.
+    SplicedJpeg(std::span<const uint8_t> picture, int width, int height, int quality) : width(width)
     {
-        // The library takes the interval from the environment alone: one row of blocks.
+        // The compressor's library takes the interval from the environment alone: one row of blocks.
         setenv("TJ_RESTART", "1", 1);
-        const auto bytes = Compress(picture, height);
-        const size_t start = EndOfHeader(bytes);
-        header.assign(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(start));
-        rows = Split(std::span(bytes).subspan(start));
+        compressor = platform::FrameCompressor::Create({.spatialQuality = quality});
+        const auto block = Compress(picture, height);
+        const std::span<const uint8_t> bytes = block.Bytes();
+        const auto scan = ScanOf(bytes);
+        header.assign(bytes.begin(), bytes.end() - static_cast<ptrdiff_t>(scan.size()));
+        rows = Split(scan);
     }
 
     /// Compresses `picture` (whole lines, a multiple of 8) in place of the rows from `firstRow` on.
     void Replace(int firstRow, std::span<const uint8_t> picture)
     {
-        const int height = static_cast<int>(picture.size()) / (width * 2);
-        const auto bytes = Compress(picture, height);
-        auto replaced = Split(std::span<const uint8_t>(bytes).subspan(EndOfHeader(bytes)));
+        const auto block = Compress(picture, static_cast<int>(picture.size()) / (width * 2));
+        auto replaced = Split(ScanOf(block.Bytes()));
         for (size_t i = 0; i < replaced.size(); ++i)
             rows.at(static_cast<size_t>(firstRow) + i) = std::move(replaced[i]);
     }
@@ -50,56 +52,18 @@ public:
     }
 
 private:
-    std::vector<uint8_t> Compress(std::span<const uint8_t> picture, int height) const
+    platform::OwnedBlock Compress(std::span<const uint8_t> picture, int height) const
     {
-        const auto samples = static_cast<size_t>(width) * static_cast<size_t>(height);
-        std::vector<uint8_t> y(samples), cb(samples / 2), cr(samples / 2);
-        for (size_t i = 0; i < samples / 2; ++i) {
-            const uint8_t* from = picture.data() + i * 4;
-            y[2 * i] = FullRange().luma[from[0]];
-            cb[i] = FullRange().chroma[from[1]];
-            y[2 * i + 1] = FullRange().luma[from[2]];
-            cr[i] = FullRange().chroma[from[3]];
-        }
-        const uint8_t* planes[] = {y.data(), cb.data(), cr.data()};
-        unsigned char* memory = nullptr;
-        unsigned long size = 0;
-        if (tjCompressFromYUVPlanes(compressor.get(), planes, width, nullptr, height, TJSAMP_422, &memory, &size,
-                                    quality, TJFLAG_FASTDCT) != 0)
-            throw std::runtime_error(tjGetErrorStr2(compressor.get()));
-        std::vector<uint8_t> bytes(memory, memory + size);
-        tjFree(memory);
-        return bytes;
+        return compressor->Compress({picture, platform::kYuvsPixelFormat, width, height});
     }
-
-    // JPEG holds luma and chroma in full range, "yuvs" in video range.
-    struct RangeTables {
-        uint8_t luma[256];
-        uint8_t chroma[256];
-    };
-
-    static const RangeTables& FullRange()
-    {
-        static const RangeTables tables = [] {
-            RangeTables made{};
-            for (int i = 0; i < 256; ++i) {
-                made.luma[i] = Clamp((i - 16) * 255.0 / 219 + 0.5);
-                made.chroma[i] = Clamp((i - 128) * 255.0 / 224 + 128.5);
-            }
-            return made;
-        }();
-        return tables;
-    }
-
-    static uint8_t Clamp(double value) { return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value); }
 
     // The entropy-coded data begins behind the scan's header.
-    static size_t EndOfHeader(std::span<const uint8_t> bytes)
+    static std::span<const uint8_t> ScanOf(std::span<const uint8_t> bytes)
     {
         for (size_t at = 2; at + 4 < bytes.size();) {
             const size_t length = static_cast<size_t>(bytes[at + 2]) << 8 | bytes[at + 3];
             if (bytes[at + 1] == 0xDA)
-                return at + 2 + length;
+                return bytes.subspan(at + 2 + length);
             at += 2 + length;
         }
         throw std::logic_error("a picture without a scan");
@@ -121,9 +85,8 @@ private:
         return parts;
     }
 
-    std::unique_ptr<void, decltype(&tjDestroy)> compressor;
     int width;
-    int quality;
+    std::unique_ptr<platform::FrameCompressor> compressor;
     std::vector<uint8_t> header;
     std::vector<std::vector<uint8_t>> rows;
 };

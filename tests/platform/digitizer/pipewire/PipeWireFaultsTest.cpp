@@ -4,6 +4,7 @@
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/pipewire/PipeWireFormats.h"
 #include "support/Await.h"
+#include "support/PipeWireStream.h"
 
 #include <algorithm>
 #include <atomic>
@@ -93,11 +94,8 @@ private:
         const spa_rectangle size{static_cast<uint32_t>(width), static_cast<uint32_t>(width / 2)};
         const spa_rectangle endless{100'000, 100'000};
         const spa_fraction rate{10'000'000, 333'333}; // as UVC cameras have it
-        const spa_pod* offers[] = {Offer(builder, endless, rate), Offer(builder, {0, 0}, rate),
-                                   Offer(builder, size, {30, 0}), Offer(builder, size, rate)};
-        const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS |
-                                                        PW_STREAM_FLAG_NO_CONVERT);
-        EXPECT_GE(pw_stream_connect(stream, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, offers, std::size(offers)), 0);
+        EXPECT_TRUE(test::ConnectCamera(stream, {Offer(builder, endless, rate), Offer(builder, {0, 0}, rate),
+                                                 Offer(builder, size, {30, 0}), Offer(builder, size, rate)}));
         pw_thread_loop_unlock(loop);
     }
 
@@ -127,41 +125,15 @@ private:
         events.state_changed = [](void* self, pw_stream_state before, pw_stream_state state, const char*) {
             auto* camera = static_cast<PipeWireTested*>(self);
             if (before == PW_STREAM_STATE_STREAMING && state == PW_STREAM_STATE_PAUSED && camera->stream != nullptr)
-                camera->Suspend();
+                test::SuspendNode(camera->stream);
         };
         events.param_changed = [](void* self, uint32_t id, const spa_pod* parameter) {
+            const auto* camera = static_cast<PipeWireTested*>(self);
             if (id == SPA_PARAM_Format && parameter != nullptr)
-                static_cast<PipeWireTested*>(self)->AnswerFormat();
+                test::AnswerFormat(camera->stream, camera->width * camera->width, camera->width * 2);
         };
         events.trigger_done = [](void* self) { static_cast<PipeWireTested*>(self)->cycleIsOver = true; };
         return events;
-    }
-
-    void AnswerFormat()
-    {
-        uint8_t memory[1024];
-        spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof memory);
-        const spa_pod* answers[2];
-        answers[0] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
-            &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
-            SPA_POD_CHOICE_RANGE_Int(8, 2, 16), SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1), SPA_PARAM_BUFFERS_size,
-            SPA_POD_Int(width * width), SPA_PARAM_BUFFERS_stride, SPA_POD_Int(width * 2)));
-        answers[1] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
-            &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(SPA_META_Header),
-            SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_header))));
-        pw_stream_update_params(stream, answers, 2);
-    }
-
-    // A receiver that leaves takes the buffers along that it holds: a node that is suspended gets new ones.
-    void Suspend()
-    {
-        pw_registry* registry = pw_core_get_registry(pw_stream_get_core(stream), PW_VERSION_REGISTRY, 0);
-        auto* node = static_cast<pw_node*>(
-            pw_registry_bind(registry, pw_stream_get_node_id(stream), PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
-        const spa_command suspend = SPA_NODE_COMMAND_INIT(SPA_NODE_COMMAND_Suspend);
-        pw_node_send_command(node, &suspend);
-        pw_proxy_destroy(reinterpret_cast<pw_proxy*>(node));
-        pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry));
     }
 
     // False while there is no buffer.
@@ -252,8 +224,10 @@ TEST(PipeWireFormats, EachIsOnePixelFormatAndTheOtherWayRound)
             ++known;
         }
     EXPECT_GT(known, 20);
-    // These have one name in both worlds; the kernel's codes are written from the last letter on.
-    for (const auto& [format, name] : {std::pair(SPA_VIDEO_FORMAT_UYVY, "UYVY"),
+    // These have the same name in both worlds, but for the first; the kernel's codes are written from the last letter
+    // on.
+    for (const auto& [format, name] : {std::pair(SPA_VIDEO_FORMAT_YUY2, "YUYV"),
+                                       {SPA_VIDEO_FORMAT_UYVY, "UYVY"},
                                        {SPA_VIDEO_FORMAT_YVYU, "YVYU"},
                                        {SPA_VIDEO_FORMAT_NV12, "NV12"},
                                        {SPA_VIDEO_FORMAT_NV21, "NV21"},
