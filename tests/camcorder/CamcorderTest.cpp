@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <thread>
 
 using namespace velmora;
 using test::OutputOf;
@@ -19,30 +18,12 @@ using test::Tape;
 
 namespace {
 
-constexpr uint64_t kGuid = 0x0011223344556677;
-
 std::atomic<int64_t> handClock{platform::kNanosecondsPerSecond};
 
-class CamcorderTest : public testing::Test, protected test::CamcorderControl {
+class CamcorderTest : public testing::Test, protected test::DeckMachine, protected test::CamcorderControl {
 protected:
-    CamcorderTest() : CamcorderControl([] { return handClock.load(); })
-    {
-        bus->decks[kGuid];
-        platform::SetBusProvider([this] { return bus; });
-    }
-
-    ~CamcorderTest() override
-    {
-        End();
-        platform::SetBusProvider({});
-    }
-
-    platform::DvStreamSink& Stream() const
-    {
-        while (bus->streaming == nullptr)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return *bus->streaming;
-    }
+    CamcorderTest() : CamcorderControl([] { return handClock.load(); }) {}
+    ~CamcorderTest() override { End(); }
 
     /// A frame's time goes by, at whose end the frame is there.
     void Play(std::span<const uint8_t> frame, bool complete = true)
@@ -66,8 +47,6 @@ protected:
         EXPECT_EQ(canvas().VideoDeviceName(), String("Deck"));
         EXPECT_EQ(errors, std::vector<int32_t>());
     }
-
-    std::shared_ptr<test::SimulatedBus> bus = std::make_shared<test::SimulatedBus>();
 };
 
 using Bytes = std::vector<uint8_t>;

@@ -2,14 +2,12 @@
 // A camcorder on the real FireWire libraries through the whole product into a movie. `VELMORA_TAPE_SECONDS` makes the
 // tape as long as wanted; its events keep their places in it.
 #include "camcorder/CanvasWindow.h"
-#include "platform/dv/FireWireUnits.h"
 #include "support/DvTape.h"
 #include "support/SimulatedFireWire.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <thread>
 
 using namespace velmora;
@@ -32,19 +30,12 @@ struct Manner {
     bool direct; ///< the grabber writes the movie by itself
 };
 
-class FireWireTape : public testing::TestWithParam<Manner>, protected test::CamcorderControl {
+class FireWireTape : public testing::TestWithParam<Manner>,
+                     protected test::FireWireMachine,
+                     protected test::CamcorderControl {
 protected:
-    FireWireTape() : CamcorderControl(&test::SimulatedFireWire::Clock)
-    {
-        std::filesystem::create_directories(folder.path / "units");
-        std::ofstream(folder.path / "fw0");
-        platform::SetFireWirePaths({folder.path, folder.path / "units", folder.path});
-    }
-    ~FireWireTape() override
-    {
-        End();
-        platform::SetFireWirePaths({});
-    }
+    FireWireTape() : CamcorderControl(&test::SimulatedFireWire::Clock) {}
+    ~FireWireTape() override { End(); }
 
     void PlayFor(int64_t nanoseconds)
     {
@@ -53,14 +44,6 @@ protected:
             for (int i = 0; i < 3; ++i)
                 canvas().Idle();
         }
-    }
-
-    static test::FireWireNode Device(uint64_t guid, uint32_t specifier, uint32_t version)
-    {
-        test::FireWireNode node;
-        node.guid = guid;
-        node.rom = test::MakeRom(guid, specifier, version, "Device");
-        return node;
     }
 
     // Seconds by which the sound is behind the picture at a frame of the movie, by the places of both on the tape.
@@ -72,19 +55,12 @@ protected:
         const auto length = static_cast<double>(tape.frames.size()) * period;
         const double seenOnTape = std::fmod((static_cast<double>(frame) + static_cast<double>(seen)) * period, length);
 
-        const std::string piece = movie + ".pcm";
-        OutputOf("ffmpeg -v error -y -i " + movie + " -ss " + std::to_string(static_cast<double>(seen) * period) +
-                 " -map 0:a:0 -t 0.2 -ac 2 -f s16le " + piece);
-        const auto bytes = test::ReadFile(piece);
-        std::vector<int16_t> sound(bytes.size() / 2);
-        std::memcpy(sound.data(), bytes.data(), sound.size() * 2);
+        const auto sound =
+            test::SoundOf(movie, "-ss " + std::to_string(static_cast<double>(seen) * period) + " -t 0.2");
         const auto heard = std::ranges::search(tape.heard, sound).begin();
         EXPECT_FALSE(sound.empty() || heard == tape.heard.end());
         return seenOnTape - static_cast<double>(heard - tape.heard.begin()) / 2 / 48'000;
     }
-
-    test::TemporaryFolder folder;
-    test::SimulatedFireWire bus;
 };
 
 TEST_P(FireWireTape, AMovieIsAtOneRateAndInStepThroughBusResets)
@@ -96,7 +72,7 @@ TEST_P(FireWireTape, AMovieIsAtOneRateAndInStepThroughBusResets)
     tape.frames.resize(tape.frames.size() / 5 * 5);
     bus.eventDelay = 250'000'000;
     bus.localMayBeOpened = false;
-    auto node = Device(kGuid, 0x00A02D, 0x010001);
+    auto node = test::MakeCamcorder(kGuid);
     node.tape = &tape.frames;
     bus.Plug(node);
     bus.Advance(platform::kNanosecondsPerSecond);
@@ -113,7 +89,7 @@ TEST_P(FireWireTape, AMovieIsAtOneRateAndInStepThroughBusResets)
     bus.Reset();
     PlayFor(part);
     for (int i = 0; i < 2; ++i) {
-        bus.Plug(Device(7, 0x00609E, 0x010483));
+        bus.Plug(test::MakeDisk(7));
         PlayFor(part);
         bus.Unplug(7);
         PlayFor(part);
@@ -134,8 +110,7 @@ TEST_P(FireWireTape, AMovieIsAtOneRateAndInStepThroughBusResets)
     EXPECT_LT(std::abs(atLast - atFirst), 0.001);
     canvas().Destructor();
     EXPECT_EQ(bus.Handles(), 0U);
-    EXPECT_EQ(bus.Channels().count(), 0U);
-    EXPECT_EQ(bus.Bandwidth(), 0);
+    EXPECT_TRUE(bus.HasEmptyBooks());
 }
 
 INSTANTIATE_TEST_SUITE_P(, FireWireTape,

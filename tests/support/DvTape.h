@@ -11,12 +11,13 @@
 
 namespace test {
 
-/// The sound of a file, decoded by an independent decoder: 16-bit samples, interleaved.
-inline std::vector<int16_t> SoundOf(const std::string& path)
+/// The sound of a file, or of the `part` that options of ffmpeg choose, decoded by an independent decoder: 16-bit
+/// samples, interleaved.
+inline std::vector<int16_t> SoundOf(const std::string& path, const std::string& part = {})
 {
-    const auto pcm = OutputOf("ffmpeg -v error -y -i " + path + " -map 0:a:0 -ac 2 -f s16le " + path + ".pcm").empty()
-                         ? ReadFile(path + ".pcm")
-                         : std::vector<uint8_t>();
+    const std::string command = "ffmpeg -v error -y -i " + path + " -map 0:a:0 " + part;
+    const auto pcm = OutputOf(command + " -ac 2 -f s16le " + path + ".pcm").empty() ? ReadFile(path + ".pcm")
+                                                                                    : std::vector<uint8_t>();
     std::vector<int16_t> samples(pcm.size() / 2);
     if (!samples.empty())
         std::memcpy(samples.data(), pcm.data(), samples.size() * 2);

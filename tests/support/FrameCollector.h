@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/compression/FrameDecoder.h"
+#include "platform/compression/FrameReader.h"
 #include "platform/digitizer/Digitizer.h"
 #include "platform/digitizer/FrameGrid.h"
 #include "platform/digitizer/testpattern/TestPatternLayout.h"
-#include "platform/drawing/PixelFormat.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -102,20 +101,14 @@ private:
 
     void Read(const platform::RawFrame& frame, SeenFrame& one)
     {
-        using namespace platform;
         if (frame.width < 160 || frame.height < 60)
             return;
-        const auto decoder = FrameDecoder::Create(DescriptionOfPassThrough(frame.format, frame.width, frame.height));
-        pixels.resize(static_cast<size_t>(frame.width) * static_cast<size_t>(frame.height) * 4);
-        PortPixels target;
-        target.pixels = pixels.data();
-        target.rowBytes = frame.width * 4;
-        target.width = frame.width;
-        target.height = frame.height;
-        if (!decoder || decoder->Decode(frame.bytes, target) != noErr)
+        const auto read = reader.Read(frame);
+        const auto picture = read ? reader.As32(*read) : std::nullopt;
+        if (!picture)
             return;
-        one.number = ReadFrameNumber(pixels.data(), frame.width, frame.height, frame.width * 4);
-        one.flash = ReadFlash(pixels.data(), frame.width, frame.height, frame.width * 4);
+        one.number = platform::ReadFrameNumber(picture->pixels, picture->width, picture->height, picture->rowBytes);
+        one.flash = platform::ReadFlash(picture->pixels, picture->width, picture->height, picture->rowBytes);
     }
 
     mutable std::mutex mutex;
@@ -123,6 +116,6 @@ private:
     std::vector<SeenFrame> seen;
     std::vector<uint8_t> last;
     std::vector<platform::Result> failures;
-    std::vector<uint8_t> pixels;
+    platform::FrameReader reader;
     size_t damaged = 0;
 };

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/dv/Bus.h"
+#include "support/Await.h"
 
 #include <atomic>
 #include <deque>
@@ -116,6 +117,28 @@ private:
     };
 
     std::deque<std::vector<uint8_t>> waiting;
+};
+
+/// A machine whose bus has one deck.
+struct DeckMachine {
+    static constexpr uint64_t kGuid = 0x0011223344556677;
+
+    DeckMachine()
+    {
+        bus->decks[kGuid];
+        platform::SetBusProvider([this] { return bus; });
+    }
+    ~DeckMachine() { platform::SetBusProvider({}); }
+
+    /// Waits for the stream of the deck.
+    platform::DvStreamSink& Stream() const
+    {
+        platform::DvStreamSink* sink = nullptr;
+        Await([&] { return (sink = bus->streaming) != nullptr; });
+        return *sink;
+    }
+
+    std::shared_ptr<SimulatedBus> bus = std::make_shared<SimulatedBus>();
 };
 
 } // namespace test

@@ -51,23 +51,32 @@ int Fail(int error)
 
 namespace test {
 
-std::vector<uint32_t> MakeRom(uint64_t guid, uint32_t specifier, uint32_t version, const std::string& model)
+FireWireNode MakeNode(uint64_t guid, uint32_t specifier, uint32_t version, const std::string& label)
 {
-    const auto text = static_cast<uint32_t>((model.size() + 3) / 4);
-    std::vector<uint32_t> rom{
-        0x0404'0000, 0x3133'3934, 0x0000'A002, static_cast<uint32_t>(guid >> 32), static_cast<uint32_t>(guid),
-        // Root directory: maker, capabilities, its one unit.
-        3U << 16, 0x0300'0000 | static_cast<uint32_t>(guid >> 40), 0x0C00'83C0, 0xD100'0001,
-        // The unit: specifier, version, model with its label.
-        4U << 16, 0x1200'0000 | specifier, 0x1300'0000 | version, 0x1700'0001, 0x8100'0001, (text + 2) << 16, 0, 0};
-    std::vector<char> padded(model.begin(), model.end());
+    const auto text = static_cast<uint32_t>((label.size() + 3) / 4);
+    FireWireNode node;
+    node.guid = guid;
+    node.rom = {0x0404'0000, 0x3133'3934, 0x0000'A002, static_cast<uint32_t>(guid >> 32), static_cast<uint32_t>(guid),
+                // Root directory: maker, capabilities, its one unit.
+                3U << 16, 0x0300'0000 | static_cast<uint32_t>(guid >> 40), 0x0C00'83C0, 0xD100'0001,
+                // The unit: specifier, version, model with its label.
+                4U << 16, 0x1200'0000 | specifier, 0x1300'0000 | version, 0x1700'0001, 0x8100'0001, (text + 2) << 16, 0,
+                0};
+    std::vector<char> padded(label.begin(), label.end());
     padded.resize(text * 4);
     for (size_t i = 0; i < padded.size(); i += 4) {
         uint32_t quadlet = 0;
         std::memcpy(&quadlet, &padded[i], 4);
-        rom.push_back(ntohl(quadlet));
+        node.rom.push_back(ntohl(quadlet));
     }
-    return rom;
+    return node;
+}
+
+FireWireNode MakeDisk(uint64_t guid)
+{
+    FireWireNode node = MakeNode(guid, 0x00609E, 0x010483, "Disk");
+    node.masterPlug = 0;
+    return node;
 }
 
 void MakeDeck(FireWireNode& node, const std::vector<std::vector<uint8_t>>& tape, size_t frames, bool stopsByItself)
@@ -91,10 +100,8 @@ void MakeDeck(FireWireNode& node, const std::vector<std::vector<uint8_t>>& tape,
 SimulatedFireWire::SimulatedFireWire() : books(new (MapShared(sizeof(Books))) Books)
 {
     theBus = this;
-    FireWireNode& local = nodes.emplace_back();
-    local.guid = kLocalGuid;
-    local.rom = MakeRom(kLocalGuid, 0, 0, "Local");
-    local.masterPlug = 0;
+    nodes.push_back(MakeNode(kLocalGuid, 0, 0, "Local"));
+    nodes.front().masterPlug = 0;
 }
 
 SimulatedFireWire::~SimulatedFireWire()

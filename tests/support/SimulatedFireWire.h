@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/dv/FireWireUnits.h"
 #include "platform/files/UniqueFD.h"
+#include "support/Files.h"
 #include "support/SimulatedDeck.h"
 
 #include <libraw1394/raw1394.h>
@@ -16,10 +18,6 @@
 #include <thread>
 
 namespace test {
-
-/// Configuration ROM (IEEE 1212) of a device with one unit: quadlets in host byte order from the bus information block
-/// on. `model` is the device's label, as it comes.
-std::vector<uint32_t> MakeRom(uint64_t guid, uint32_t specifier, uint32_t version, const std::string& model);
 
 /// A device on the simulated bus: its ROM, output plug and tape deck. Everything may be changed under
 /// `SimulatedFireWire::Lock`.
@@ -58,6 +56,19 @@ struct FireWireNode {
         uint8_t blockCount = 0;
     } state{};
 };
+
+/// A device with a configuration ROM (IEEE 1212) of one unit: quadlets in host byte order from the bus information
+/// block on. `label` is the unit's model, as it comes.
+FireWireNode MakeNode(uint64_t guid, uint32_t specifier, uint32_t version, const std::string& label);
+
+/// A device that takes AV/C commands.
+inline FireWireNode MakeCamcorder(uint64_t guid, const std::string& label = "Camcorder")
+{
+    return MakeNode(guid, 0x00A02D, 0x010001, label);
+}
+
+/// A disk, which has no plugs.
+FireWireNode MakeDisk(uint64_t guid);
 
 /// Makes a transport of a node: it winds for a second, plays its tape of so many frames up to the end, and stops there
 /// by itself if wanted.
@@ -149,6 +160,7 @@ public:
     /// What is taken of channels and bandwidth. Kept in memory that processes made by fork share.
     std::bitset<64> Channels() const { return books->channels.load(); }
     int Bandwidth() const { return books->bandwidth; }
+    bool HasEmptyBooks() const { return Channels().none() && Bandwidth() == 0; }
     void TakeBandwidth(int units) { books->bandwidth += units; }
     void TakeChannel(int channel) { books->channels |= uint64_t{1} << channel; }
 
@@ -195,6 +207,20 @@ private:
     size_t plugged = 0; // nodes, up to now
     unsigned rotation = 0;
     std::jthread ticker;
+};
+
+/// A machine with such a bus, and a folder in which it lists the bus's devices.
+struct FireWireMachine {
+    FireWireMachine()
+    {
+        folder.Add("fw0", "");
+        std::filesystem::create_directories(folder.path / "units");
+        platform::SetFireWirePaths({folder.path, folder.path / "units", folder.path});
+    }
+    ~FireWireMachine() { platform::SetFireWirePaths({}); }
+
+    TemporaryFolder folder;
+    SimulatedFireWire bus;
 };
 
 } // namespace test

@@ -31,9 +31,7 @@ SimulatedIIDCUnit::SimulatedIIDCUnit(SimulatedFireWire& bus)
 {
     theUnit = this;
     setenv("RAW1394DEV", "/dev/null", 1); // the library asks whether this file is there
-    FireWireNode node;
-    node.guid = kGuid;
-    node.rom = MakeRom(kGuid, 0x00A02D, 0x000102, "");
+    FireWireNode node = MakeNode(kGuid, 0x00A02D, 0x000102, "");
     // The unit leads to a directory of the registers' place and the names.
     node.rom.resize(9);
     node.rom.insert(node.rom.end(), {3U << 16, 0x1200'A02D, 0x1300'0102, 0xD400'0001, 3U << 16,

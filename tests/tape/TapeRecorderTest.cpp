@@ -2,7 +2,6 @@
 // A tape on a simulated deck, from rewinding to its end, over the real FireWire libraries.
 #include "tape/TapeRecorder.h"
 #include "platform/clock/MonotonicClock.h"
-#include "platform/dv/FireWireUnits.h"
 #include "support/DvTape.h"
 #include "support/SimulatedFireWire.h"
 
@@ -15,25 +14,17 @@ namespace {
 
 constexpr uint64_t kGuid = 0x0080450000009999;
 
-class TapeRecorderTest : public testing::Test {
+class TapeRecorderTest : public testing::Test, protected test::FireWireMachine {
 protected:
     TapeRecorderTest()
     {
-        std::filesystem::create_directories(folder.path / "units");
-        std::ofstream(folder.path / "fw0");
-        SetFireWirePaths({folder.path, folder.path / "units", folder.path});
         SetMonotonicClock(&test::SimulatedFireWire::Clock);
-        test::FireWireNode node;
-        node.guid = kGuid;
-        node.rom = test::MakeRom(kGuid, 0x00A02D, 0x010001, "Deck");
-        bus.Plug(node);
+        bus.Plug(test::MakeCamcorder(kGuid, "Deck"));
     }
     ~TapeRecorderTest() override
     {
-        EXPECT_EQ(bus.Channels().count(), 0U);
-        EXPECT_EQ(bus.Bandwidth(), 0);
+        EXPECT_TRUE(bus.HasEmptyBooks());
         SetMonotonicClock(nullptr);
-        SetFireWirePaths({});
     }
 
     void Run(TapeRecorder& recorder)
@@ -52,9 +43,7 @@ protected:
                 .replace = true};
     }
 
-    test::TemporaryFolder folder;
     const test::Tape tape{true, 0.4};
-    test::SimulatedFireWire bus;
 };
 
 TEST_F(TapeRecorderTest, ADeckIsWorkedFromItsStartToTheEndOfTheTape)

@@ -12,10 +12,17 @@ using namespace platform;
 
 namespace {
 
-class V4L2Tested : public TestedDevice {
+/// A device on a machine without cameras of its own.
+class SimulatedDevice : public TestedDevice {
+protected:
+    SimulatedDevice() { V4L2System::SetCurrent(cameras); }
+    ~SimulatedDevice() override { V4L2System::SetCurrent(nullptr); }
+
+    std::shared_ptr<SimulatedCameras> cameras = std::make_shared<SimulatedCameras>();
+};
+
+class V4L2Tested : public SimulatedDevice {
 public:
-    V4L2Tested() { V4L2System::SetCurrent(cameras); }
-    ~V4L2Tested() override { V4L2System::SetCurrent(nullptr); }
     // Each time in another place.
     void Plug(bool in) override
     {
@@ -37,22 +44,15 @@ public:
 
 private:
     int node = 0;
-    std::shared_ptr<SimulatedCameras> cameras = std::make_shared<SimulatedCameras>();
 };
 
-class IIDCTested : public TestedDevice {
+class IIDCTested : public SimulatedDevice {
 public:
     IIDCTested()
     {
-        V4L2System::SetCurrent(std::make_shared<SimulatedCameras>()); // none of the machine's own
         SetIIDCBusProvider([this] { return camera; });
-        camera->Plug(false);
     }
-    ~IIDCTested() override
-    {
-        SetIIDCBusProvider({});
-        V4L2System::SetCurrent(nullptr);
-    }
+    ~IIDCTested() override { SetIIDCBusProvider({}); }
     void Plug(bool in) override { camera->Plug(in); }
     bool Send(const SentFrame& frame) override
     {
@@ -71,19 +71,8 @@ private:
     std::shared_ptr<test::SimulatedIIDCCamera> camera = std::make_shared<test::SimulatedIIDCCamera>();
 };
 
-class DvTested : public TestedDevice {
+class DvTested : public SimulatedDevice, test::DeckMachine {
 public:
-    DvTested()
-    {
-        V4L2System::SetCurrent(std::make_shared<SimulatedCameras>());
-        bus->decks[7];
-        SetBusProvider([this] { return bus; });
-    }
-    ~DvTested() override
-    {
-        SetBusProvider({});
-        V4L2System::SetCurrent(nullptr);
-    }
     void Plug(bool in) override
     {
         bus->isPlugged = in;
@@ -92,18 +81,14 @@ public:
     }
     bool Send(const SentFrame& frame) override
     {
-        DvStreamSink* sink = nullptr;
-        if (!Await([&] { return (sink = bus->streaming) != nullptr; }))
-            return false;
-        sink->DvFrameArrived(std::span(tape.frames[0]).first(frame.isDamaged ? 999 : tape.frames[0].size()),
-                             !frame.isDamaged, MonotonicNow());
+        Stream().DvFrameArrived(std::span(tape.frames[0]).first(frame.isDamaged ? 999 : tape.frames[0].size()),
+                                !frame.isDamaged, MonotonicNow());
         return true;
     }
     bool IsIdle() override { return bus->streaming == nullptr; }
 
 private:
     test::Tape tape{false, 0.1};
-    std::shared_ptr<test::SimulatedBus> bus = std::make_shared<test::SimulatedBus>();
 };
 
 INSTANTIATE_TEST_SUITE_P(, DeviceFaults,

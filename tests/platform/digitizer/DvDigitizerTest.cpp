@@ -9,15 +9,12 @@
 
 #include <array>
 #include <functional>
-#include <thread>
 #include <tuple>
 
 using namespace platform;
 using test::Tape;
 
 namespace {
-
-constexpr uint64_t kGuid = 0x0011223344556677;
 
 struct Collector : SoundSink {
     void SoundArrived(const CapturedSound& arrived) override
@@ -30,23 +27,7 @@ struct Collector : SoundSink {
     std::vector<int16_t> sound;
 };
 
-class DvDigitizerTest : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        bus->decks[kGuid];
-        SetBusProvider([this] { return bus; });
-    }
-    void TearDown() override { SetBusProvider({}); }
-
-    DvStreamSink& WaitForStream() const
-    {
-        while (bus->streaming == nullptr)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return *bus->streaming;
-    }
-
-    std::shared_ptr<test::SimulatedBus> bus = std::make_shared<test::SimulatedBus>();
+struct DvDigitizerTest : testing::Test, test::DeckMachine {
     Collector collector;
 };
 
@@ -87,7 +68,7 @@ TEST_F(DvDigitizerTest, TwelveBitSoundIsThatOfAnotherDecoder)
         for (auto& frame : tape.frames) {
             WriteTwelveBitSound(frame, code);
             file.write(reinterpret_cast<const char*>(frame.data()), static_cast<long>(frame.size()));
-            WaitForStream().DvFrameArrived(frame, true, 0);
+            Stream().DvFrameArrived(frame, true, 0);
         }
         file.close();
         EXPECT_GE(collector.sound.size(), tape.frames.size() * 2 * 1067);
@@ -110,7 +91,7 @@ TEST_F(DvDigitizerTest, PictureSoundAndASecondPictureStopIndependently)
     ASSERT_EQ(source->Start(collector), noErr);
     const auto send = [&] {
         const auto before = std::tuple(frames.Seen().size(), others.Seen().size(), collector.sound.size());
-        WaitForStream().DvFrameArrived(tape.frames[0], true, MonotonicNow());
+        Stream().DvFrameArrived(tape.frames[0], true, MonotonicNow());
         return std::array{frames.Seen().size() > std::get<0>(before), others.Seen().size() > std::get<1>(before),
                           collector.sound.size() > std::get<2>(before)};
     };

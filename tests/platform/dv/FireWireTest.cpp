@@ -5,7 +5,6 @@
 #include "platform/dv/AvcTransaction.h"
 #include "platform/dv/Bus.h"
 #include "platform/dv/DvFrameClock.h"
-#include "platform/dv/FireWireUnits.h"
 #include "platform/log/Log.h"
 #include "support/DvTape.h"
 #include "support/SimulatedFireWire.h"
@@ -22,7 +21,6 @@ using test::FireWireNode;
 namespace {
 
 constexpr uint64_t kGuid = 0x0080450000001234;
-constexpr uint32_t kAvc = 0x010001;
 constexpr int64_t kSecond = kNanosecondsPerSecond;
 constexpr int64_t kPalPeriod = 40'000'000;
 
@@ -57,13 +55,10 @@ private:
     std::vector<Result> failures;
 };
 
-class FireWireTest : public testing::Test {
+class FireWireTest : public testing::Test, protected test::FireWireMachine {
 protected:
     FireWireTest()
     {
-        std::filesystem::create_directories(folder.path / "units");
-        folder.Add("fw0", "");
-        SetFireWirePaths({folder.path, folder.path / "units", folder.path});
         SetMonotonicClock(&test::SimulatedFireWire::Clock);
         testing::internal::CaptureStderr();
     }
@@ -73,7 +68,6 @@ protected:
         ConfigureLog(nullptr);
         EXPECT_EQ(bus.Handles(), 0U);
         SetMonotonicClock(nullptr);
-        SetFireWirePaths({});
     }
 
     static const std::vector<std::vector<uint8_t>>& Frames()
@@ -82,36 +76,12 @@ protected:
         return tape.frames;
     }
 
-    static FireWireNode Camcorder(uint64_t guid = kGuid)
-    {
-        FireWireNode node;
-        node.guid = guid;
-        node.rom = test::MakeRom(guid, 0x00A02D, kAvc, "Camcorder");
-        return node;
-    }
     FireWireNode& PlugIn()
     {
-        FireWireNode node = Camcorder();
+        FireWireNode node = test::MakeCamcorder(kGuid);
         node.tape = &Frames();
         return bus.Plug(node);
     }
-    static FireWireNode Disk(uint64_t guid)
-    {
-        FireWireNode node;
-        node.guid = guid;
-        node.rom = test::MakeRom(guid, 0x00609E, 0x010483, "Disk");
-        node.masterPlug = 0;
-        return node;
-    }
-
-    void ExpectEmptyBooks() const
-    {
-        EXPECT_EQ(bus.Channels().count(), 0U);
-        EXPECT_EQ(bus.Bandwidth(), 0);
-    }
-
-    test::TemporaryFolder folder;
-    test::SimulatedFireWire bus;
 };
 
 // Arrivals late by the batch of packets and by a busy machine, gaps, and a source whose clock is another.
@@ -190,7 +160,7 @@ TEST_F(FireWireTest, EachPlugIsConnectedAsItAllowsOrRefusedInWords)
     };
     for (const Case& one : cases) {
         SCOPED_TRACE(one.name);
-        FireWireNode node = Camcorder();
+        FireWireNode node = test::MakeCamcorder(kGuid);
         node.tape = &Frames();
         one.prepare(bus, node);
         bus.Plug(node);
@@ -226,7 +196,7 @@ TEST_F(FireWireTest, FramesGoOnThroughBusResets)
         bus.receiversExpected = 1;
         bus.Advance(kSecond);
         for (int i = 0; i < 2; ++i) {
-            bus.Plug(Disk(7));
+            bus.Plug(test::MakeDisk(7));
             if (i == 1)
                 bus.TakeChannel(0); // another's
             bus.Advance(3 * kSecond);
@@ -253,7 +223,7 @@ TEST_F(FireWireTest, FramesGoOnThroughBusResets)
             bus.Advance(kSecond / 10);
         stream->Stop();
         EXPECT_EQ(recorder.Failures(), std::vector<Result>{noDeviceForChannel});
-        ExpectEmptyBooks();
+        EXPECT_TRUE(bus.HasEmptyBooks());
         EXPECT_EQ(stream->Start(recorder), noDeviceForChannel);
         PlugIn();
         bus.Advance(kSecond);
@@ -296,7 +266,7 @@ TEST_F(FireWireTest, AKilledProcessLeavesNothingForGood)
     beside->Stop();
     EXPECT_EQ(bus.Channels().count(), 1U);
     stream->Stop();
-    ExpectEmptyBooks();
+    EXPECT_TRUE(bus.HasEmptyBooks());
 }
 
 TEST_F(FireWireTest, WhatAPacketCarriedIsAllThatGoesWithIt)
@@ -334,7 +304,7 @@ TEST_F(FireWireTest, ListsWhatSendsDvUnderItsName)
         const char* listed; ///< its name; null when it isn't
     };
     const auto label = [](const std::string& text) {
-        return [text](FireWireNode& node) { node.rom = test::MakeRom(kGuid, 0x00A02D, kAvc, text); };
+        return [text](FireWireNode& node) { node.rom = test::MakeCamcorder(kGuid, text).rom; };
     };
     const Case cases[] = {
         {"tape and plug", [](auto&) {}, "Camcorder"},
@@ -346,7 +316,7 @@ TEST_F(FireWireTest, ListsWhatSendsDvUnderItsName)
              node.plug = 0x8000'0040;
          },
          nullptr},
-        {"disk", [](FireWireNode& node) { node = Disk(kGuid); }, nullptr},
+        {"disk", [](FireWireNode& node) { node = test::MakeDisk(kGuid); }, nullptr},
         {"no label", label(""), "DV camcorder"},
         {"control characters", label(" Deck\n\x01 2 "), "Deck 2"},
         {"Latin-1", label("Cam\xE9ra"), "Caméra"},
@@ -367,7 +337,7 @@ TEST_F(FireWireTest, ListsWhatSendsDvUnderItsName)
     uint64_t guid = kGuid; // another each time, since what is known of one is kept
     for (const Case& one : cases) {
         SCOPED_TRACE(one.name);
-        FireWireNode node = Camcorder();
+        FireWireNode node = test::MakeCamcorder(kGuid);
         one.prepare(node);
         node.guid = ++guid;
         if (node.rom.size() > 4)
@@ -386,7 +356,7 @@ TEST_F(FireWireTest, ListsWhatSendsDvUnderItsName)
 TEST_F(FireWireTest, ADeckThatStartsUpIsAskedAgain)
 {
     constexpr uint64_t guid = kGuid + 1000; // what is known of the others is kept
-    FireWireNode node = Camcorder(guid);
+    FireWireNode node = test::MakeCamcorder(guid);
     node.masterPlug = 0;
     node.silentUntil = bus.Now() + 3 * kSecond;
     bus.Plug(node);
@@ -408,7 +378,7 @@ TEST_F(FireWireTest, AClosedDeviceIsListedWithTheReason)
     folder.Add("units/fw1/model_name", "Deck\n");
     folder.Add("units/fw1.0/specifier_id", "0x00a02d\n");
     folder.Add("units/fw1.0/version", "0x010001\n");
-    FireWireNode node = Camcorder();
+    FireWireNode node = test::MakeCamcorder(kGuid);
     node.mayBeOpened = false;
     bus.Plug(node);
     auto devices = OpenFireWireBus()->Devices();
@@ -453,7 +423,7 @@ TEST_F(FireWireTest, CommandsReachTheDeckOnceHoweverItAnswers)
     std::vector<uint8_t> response;
     for (const Case& one : cases) {
         SCOPED_TRACE(one.name);
-        FireWireNode node = Camcorder();
+        FireWireNode node = test::MakeCamcorder(kGuid);
         one.prepare(node);
         auto& plugged = bus.Plug(node);
         EXPECT_EQ(DoAvcTransaction(*machine, kGuid, next, response), noErr);

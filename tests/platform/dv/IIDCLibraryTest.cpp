@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 // IIDC cameras on the real libdc1394 above simulated registers.
 #include "platform/digitizer/iidc/IIDCBus.h"
-#include "platform/dv/FireWireUnits.h"
-#include "support/Files.h"
 #include "support/SimulatedIIDCUnit.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +12,7 @@ using test::SimulatedIIDCUnit;
 
 namespace {
 
-class IIDCLibraryTest : public testing::Test {
+class IIDCLibraryTest : public testing::Test, protected test::FireWireMachine {
 protected:
     IIDCLibraryTest()
     {
@@ -23,13 +21,11 @@ protected:
         folder.Add("units/fw1/model_name", "Camera\n");
         folder.Add("units/fw1.0/specifier_id", "0x00a02d\n");
         folder.Add("units/fw1.0/version", "0x000102\n");
-        SetFireWirePaths({folder.path, folder.path / "units"});
         testing::internal::CaptureStderr();
     }
     ~IIDCLibraryTest() override
     {
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "lines that a library wrote";
-        SetFireWirePaths({});
     }
 
     static size_t OpenDescriptors()
@@ -38,8 +34,6 @@ protected:
         return static_cast<size_t>(std::distance(begin(open), end(open)));
     }
 
-    test::TemporaryFolder folder;
-    test::SimulatedFireWire bus;
     SimulatedIIDCUnit unit{bus};
     const IIDCMode fixed{DC1394_VIDEO_MODE_640x480_YUV422, IIDCCoding::Yuv422, 640, 480, {30}};
 };
