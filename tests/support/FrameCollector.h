@@ -75,24 +75,18 @@ public:
         return Wait([=, this] { return failures.size() >= count; });
     }
 
-    std::vector<SeenFrame> Seen() const
-    {
-        const std::lock_guard lock(mutex);
-        return seen;
-    }
+    std::vector<SeenFrame> Seen() const { return Copy(seen); }
     /// The bytes of the last frame.
-    std::vector<uint8_t> Last() const
-    {
-        const std::lock_guard lock(mutex);
-        return last;
-    }
-    std::vector<platform::Result> Failures() const
-    {
-        const std::lock_guard lock(mutex);
-        return failures;
-    }
+    std::vector<uint8_t> Last() const { return Copy(last); }
+    std::vector<platform::Result> Failures() const { return Copy(failures); }
 
 private:
+    template <typename Value> Value Copy(const Value& value) const
+    {
+        const std::lock_guard lock(mutex);
+        return value;
+    }
+
     template <typename Condition> bool Wait(Condition condition)
     {
         std::unique_lock lock(mutex);

@@ -148,12 +148,9 @@ void SimulatedFireWire::Reset()
         plug &= ~kConnections;
     }
     for (Handle& handle : handles)
-        for (const auto& opened : handle.opened) {
-            const bool isThere = Find(opened.guid) != nullptr;
-            Post(handle,
-                 {isThere ? FireWireEvent::Kind::NodeReset : FireWireEvent::Kind::NodeLost, opened.guid, {}, {}},
-                 opened.guid == kLocalGuid ? 0 : eventDelay);
-        }
+        for (const auto& opened : handle.opened)
+            Post(handle, opened.guid == kLocalGuid ? 0 : eventDelay,
+                 [this, &handle, guid = opened.guid] { NoteReset(handle, guid); });
 }
 
 FireWireNode* SimulatedFireWire::Find(uint64_t guid)
@@ -184,7 +181,7 @@ size_t SimulatedFireWire::Receivers()
     }));
 }
 
-void SimulatedFireWire::Post(Handle& handle, FireWireEvent event, int64_t delay)
+void SimulatedFireWire::Post(Handle& handle, int64_t delay, std::function<void()> event)
 {
     if (delay > 0) {
         due.emplace(now + delay, std::pair(&handle, std::move(event)));
@@ -199,32 +196,21 @@ void SimulatedFireWire::PostDue()
     while (!due.empty() && due.begin()->first <= now) {
         auto [handle, event] = std::move(due.begin()->second);
         due.erase(due.begin());
-        Post(*handle, std::move(event), 0);
+        Post(*handle, 0, std::move(event));
     }
 }
 
-void SimulatedFireWire::Process(Handle& handle, FireWireEvent event)
+// The handle learns the new number of a node that is still there.
+void SimulatedFireWire::NoteReset(Handle& handle, uint64_t guid)
 {
-    if (event.kind == FireWireEvent::Kind::Packets) {
-        uint8_t* data = event.bytes.data();
-        for (size_t i = 0; i < event.lengths.size() && handle.receiver.running; data += event.lengths[i++])
-            handle.receiver.handler(&handle, data, event.lengths[i], handle.receiver.channel, 1, 0, 0, 0);
-        return;
-    }
-    const auto opened = std::ranges::find(handle.opened, event.guid, &raw1394_handle::Opened::guid);
-    if (event.kind == FireWireEvent::Kind::Response) {
-        if (handle.responseHandler != nullptr)
-            handle.responseHandler(&handle, static_cast<nodeid_t>(0xFFC0 | opened->number), 1, event.bytes.size(),
-                                   event.bytes.data());
-        return;
-    }
     const auto lock = Lock();
-    const FireWireNode* const node = Find(event.guid);
-    if (event.kind == FireWireEvent::Kind::NodeLost || node == nullptr)
+    const FireWireNode* const node = Find(guid);
+    if (node == nullptr)
         return;
+    const auto opened = std::ranges::find(handle.opened, guid, &raw1394_handle::Opened::guid);
     opened->number = NumberOf(*node);
     opened->generation = books->generation;
-    if (event.guid == kLocalGuid) {
+    if (guid == kLocalGuid) {
         handle.generation = books->generation;
         handle.localNumber = opened->number;
         handle.nodeCount = static_cast<int>(nodes.size());
@@ -262,7 +248,16 @@ void SimulatedFireWire::Answer(Handle& handle, FireWireNode& node, std::vector<u
     for (int times = node.answersTwice ? 2 : 1; times > 0; --times)
         for (const auto& answer : answers)
             if (handle.listens)
-                Post(handle, {FireWireEvent::Kind::Response, node.guid, answer, {}}, node.answerDelay);
+                Post(handle, node.answerDelay,
+                     [this, &handle, guid = node.guid, answer] { PassAnswer(handle, guid, answer); });
+}
+
+void SimulatedFireWire::PassAnswer(Handle& handle, uint64_t guid, std::vector<uint8_t> answer)
+{
+    const auto opened = std::ranges::find(handle.opened, guid, &raw1394_handle::Opened::guid);
+    if (handle.responseHandler != nullptr)
+        handle.responseHandler(&handle, static_cast<nodeid_t>(0xFFC0 | opened->number), 1, answer.size(),
+                               answer.data());
 }
 
 void SimulatedFireWire::Advance(int64_t nanoseconds)
@@ -291,11 +286,14 @@ void SimulatedFireWire::SendCycle(std::unique_lock<std::recursive_mutex>& lock)
     }
     for (Handle& handle : handles) {
         auto& receiver = handle.receiver;
-        if (!receiver.running || receiver.lengths.size() < receiver.interval)
+        if (!receiver.running || receiver.packets.size() < receiver.interval)
             continue;
-        Post(handle,
-             {FireWireEvent::Kind::Packets, 0, std::exchange(receiver.bytes, {}), std::exchange(receiver.lengths, {})},
-             0);
+        Post(handle, 0, [&handle, packets = std::exchange(receiver.packets, {})]() mutable {
+            for (auto& packet : packets)
+                if (handle.receiver.running)
+                    handle.receiver.handler(&handle, packet.data(), static_cast<unsigned>(packet.size()),
+                                            handle.receiver.channel, 1, 0, 0, 0);
+        });
     }
     if (!realTime)
         consumed.wait(lock, [this] {
@@ -332,10 +330,8 @@ void SimulatedFireWire::SendPacket(FireWireNode& node, int channel)
     }
     for (Handle& handle : handles) {
         auto& receiver = handle.receiver;
-        if (!receiver.running || receiver.channel != channel || length == 0)
-            continue;
-        receiver.bytes.insert(receiver.bytes.end(), packet, packet + length);
-        receiver.lengths.push_back(static_cast<uint16_t>(length));
+        if (receiver.running && receiver.channel == channel && length > 0)
+            receiver.packets.emplace_back(packet, packet + length);
     }
 }
 
@@ -549,7 +545,7 @@ int raw1394_loop_iterate(raw1394handle_t handle)
     handle->events.pop_front();
     handle->isWorking = true;
     lock.unlock();
-    theBus->Process(*handle, std::move(event));
+    event();
     lock.lock();
     handle->isWorking = false;
     theBus->consumed.notify_all();
@@ -578,7 +574,7 @@ int raw1394_iso_recv_init(raw1394handle_t handle, raw1394_iso_recv_handler_t han
 {
     const auto lock = theBus->Lock();
     const size_t most = packets / 2;
-    handle->receiver = {handler, interval > 0 ? static_cast<size_t>(interval) : most, channel, false, {}, {}};
+    handle->receiver = {handler, interval > 0 ? static_cast<size_t>(interval) : most, channel, false, {}};
     return 0;
 }
 

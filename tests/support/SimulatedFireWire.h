@@ -74,15 +74,6 @@ FireWireNode MakeDisk(uint64_t guid);
 /// by itself if wanted.
 void MakeDeck(FireWireNode& node, const std::vector<std::vector<uint8_t>>& tape, size_t frames, bool stopsByItself);
 
-/// What the loop of a handle learns.
-struct FireWireEvent {
-    enum class Kind { NodeReset, NodeLost, Response, Packets };
-    Kind kind{};
-    uint64_t guid = 0;
-    std::vector<uint8_t> bytes;
-    std::vector<uint16_t> lengths; ///< of packets
-};
-
 } // namespace test
 
 /// What libraw1394 calls a handle.
@@ -97,8 +88,7 @@ struct raw1394_handle {
         size_t interval = 0;
         unsigned char channel = 0;
         bool running = false;
-        std::vector<uint8_t> bytes;
-        std::vector<uint16_t> lengths;
+        std::vector<std::vector<uint8_t>> packets;
     };
 
     void* userData = nullptr;
@@ -110,8 +100,8 @@ struct raw1394_handle {
     fcp_handler_t responseHandler = nullptr;
     bool listens = false;
     Receiver receiver;
-    std::deque<test::FireWireEvent> events;
-    bool isWorking = false; ///< on an event
+    std::deque<std::function<void()>> events; ///< for its loop
+    bool isWorking = false;                   ///< on an event
 };
 
 namespace test {
@@ -186,18 +176,19 @@ public:
     std::atomic<uint32_t>& PlugOf(const FireWireNode& node) const { return books->plugs[node.state.slot]; }
     FireWireNode* Reach(const Handle& handle, int number);
     void Answer(Handle& handle, FireWireNode& node, std::vector<uint8_t> command);
-    void Process(Handle& handle, FireWireEvent event);
 
     std::recursive_mutex mutex;
     std::condition_variable_any consumed;
     std::list<FireWireNode> nodes;
     std::list<Handle> handles;
-    std::multimap<int64_t, std::pair<Handle*, FireWireEvent>> due;
+    std::multimap<int64_t, std::pair<Handle*, std::function<void()>>> due;
     Books* books;
     std::atomic<int64_t> now{kStart};
 
 private:
-    void Post(Handle& handle, FireWireEvent event, int64_t delay);
+    void Post(Handle& handle, int64_t delay, std::function<void()> event);
+    void PassAnswer(Handle& handle, uint64_t guid, std::vector<uint8_t> answer);
+    void NoteReset(Handle& handle, uint64_t guid);
     void PostDue();
     void SendCycle(std::unique_lock<std::recursive_mutex>& lock);
     void SendPacket(FireWireNode& node, int channel);

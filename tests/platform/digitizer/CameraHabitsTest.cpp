@@ -57,16 +57,16 @@ TEST_F(CameraHabits, TheListHoldsWhatCanBeUsedAndTriesNothingOut)
 TEST_F(CameraHabits, TheListIsKeptUntilTheSystemReportsAChange)
 {
     Start(Camera::Simple());
-    const int opened = cameras->Opened();
+    const int opened = cameras->Calls(SimulatedCameras::kOpen);
     for (int i = 0; i < 10; ++i)
         ListDigitizers();
-    EXPECT_EQ(cameras->Opened(), opened);
+    EXPECT_EQ(cameras->Calls(SimulatedCameras::kOpen), opened);
     auto other = Camera::Simple();
     other.node = 1;
     other.busInfo = "usb-2";
     cameras->Plug(other);
     EXPECT_EQ(ListDigitizers().size(), 3U);
-    EXPECT_EQ(cameras->Opened(), opened + 1) << "the camera that runs is not opened again";
+    EXPECT_EQ(cameras->Calls(SimulatedCameras::kOpen), opened + 1) << "the camera that runs is not opened again";
 }
 
 TEST_F(CameraHabits, ABusWithoutBandwidthGetsACheaperFormat)
@@ -153,13 +153,11 @@ TEST_F(CameraHabits, AFormatThatChangesUnderARunIsFollowed)
         return std::nullopt;
     };
     Start(camera);
-    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128), 1}));
-    ASSERT_TRUE(frames.WaitFor(1));
+    ASSERT_TRUE(Deliver(1));
     changes = true;
     ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(64), 2}));
     EXPECT_TRUE(Await([&] { return cameras->Calls(VIDIOC_STREAMON) == 2; }));
-    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(64), 3}));
-    ASSERT_TRUE(frames.WaitFor(2));
+    ASSERT_TRUE(Deliver(3, 64));
     EXPECT_EQ(frames.Seen()[1].height, 2);
     digitizer->Stop();
 }
@@ -178,8 +176,7 @@ TEST_F(CameraHabits, AControlThatHangsHoldsNobodyUp)
         EXPECT_EQ(digitizer->SetControl(V4L2_CID_BRIGHTNESS, i), noErr);
     EXPECT_LT(MonotonicNow() - start, kNanosecondsPerSecond);
     ASSERT_EQ(digitizer->Start(frames), noErr);
-    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128)}));
-    EXPECT_TRUE(frames.WaitFor(1));
+    ASSERT_TRUE(Deliver(0));
 }
 
 TEST_F(CameraHabits, ControlsAreOfEachKindForDriversOfTheExtendedCalls)
@@ -232,17 +229,17 @@ TEST_F(CameraHabits, ACameraIsBackWithinTwoSecondsOfASuspension)
     SetMonotonicClock([] { return now.load(); });
     SetSuspendedTime([] { return suspended.load(); });
     Start(Camera::Simple());
-    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128), 7}));
-    ASSERT_TRUE(frames.WaitFor(1));
+    ASSERT_TRUE(Deliver(7));
     const int starts = cameras->Calls(VIDIOC_STREAMON);
     suspended = 3'600 * kNanosecondsPerSecond;
     for (int step = 0; step < 7; ++step) {
-        ASSERT_TRUE(Await([&, polls = cameras->Polls()] { return cameras->Polls() > polls + 1; }));
+        ASSERT_TRUE(Await([&, polls = cameras->Calls(SimulatedCameras::kPoll)] {
+            return cameras->Calls(SimulatedCameras::kPoll) > polls + 1;
+        }));
         now += 250 * kNanosecondsPerMillisecond;
     }
     EXPECT_TRUE(Await([&] { return cameras->Calls(VIDIOC_STREAMON) > starts; }));
-    ASSERT_TRUE(cameras->Emit(0, {std::vector<uint8_t>(128), 0}));
-    ASSERT_TRUE(frames.WaitFor(2));
+    ASSERT_TRUE(Deliver(0));
     digitizer->Stop();
     EXPECT_EQ(frames.Seen()[1].sequence, 2U) << "the gap is counted";
     EXPECT_TRUE(frames.Failures().empty());

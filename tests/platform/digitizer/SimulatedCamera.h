@@ -90,7 +90,7 @@ struct SimulatedCamera {
 class SimulatedCameras : public platform::V4L2System {
 public:
     using Camera = SimulatedCamera;
-    static constexpr unsigned long kMap = 1; ///< stands for the mapping of memory among the requests
+    static constexpr unsigned long kMap = 1, kOpen = 2, kPoll = 3; ///< stand for other calls among the requests
 
     void Plug(Camera camera)
     {
@@ -161,7 +161,7 @@ public:
             errno = ENOENT;
             return {};
         }
-        ++opened;
+        ++calls[kOpen];
         if (slots[node].camera.openError != 0) {
             errno = slots[node].camera.openError;
             return {};
@@ -213,8 +213,8 @@ public:
     int Poll(std::span<pollfd> descriptors, int milliseconds) override
     {
         const int ready = V4L2System::Poll(descriptors, milliseconds);
-        ++polls;
         const std::lock_guard lock(mutex);
+        ++calls[kPoll];
         for (auto& descriptor : descriptors) {
             const auto at = open.find(descriptor.fd);
             if (at != open.end() && descriptor.revents != 0 && !slots.contains(at->second))
@@ -235,9 +235,7 @@ public:
     }
     uint64_t ChangeCount() override { return listChanges; }
 
-    /// How often nodes were opened, devices were waited for, and a call was made.
-    int Opened() const { return opened; }
-    int Polls() const { return polls; }
+    /// How often a call was made.
     int Calls(unsigned long request)
     {
         const std::lock_guard lock(mutex);
@@ -262,10 +260,10 @@ private:
 
     int Failure(unsigned long request)
     {
-        const auto found = failures.find(request);
-        if (found == failures.end() || found->second.skipped == 0)
-            return found == failures.end() ? 0 : found->second.error;
-        --found->second.skipped;
+        PlannedFailure& planned = failures[request];
+        if (planned.skipped == 0)
+            return planned.error;
+        --planned.skipped;
         return 0;
     }
 
@@ -487,8 +485,6 @@ private:
     std::map<int, int> open; // descriptor to node; a number may come back for another node
     std::map<unsigned long, PlannedFailure> failures;
     std::map<unsigned long, int> calls;
-    std::atomic<int> opened = 0;
-    std::atomic<int> polls = 0;
     std::atomic<uint64_t> listChanges = 1;
     size_t mapped = 0;
 };
@@ -509,6 +505,13 @@ protected:
     {
         Open(camera);
         ASSERT_EQ(digitizer->Start(frames), platform::noErr);
+    }
+
+    /// Has the first camera send a frame, and waits until it has arrived.
+    bool Deliver(uint32_t sequence, size_t size = 128)
+    {
+        const size_t before = frames.Seen().size();
+        return cameras->Emit(0, {std::vector<uint8_t>(size), sequence}) && frames.WaitFor(before + 1);
     }
 
     std::shared_ptr<SimulatedCameras> cameras = std::make_shared<SimulatedCameras>();

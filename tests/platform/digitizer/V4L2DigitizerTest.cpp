@@ -196,8 +196,7 @@ TEST_F(V4L2DigitizerTest, AnyCallThatFailsAtTheStartGivesAResultAndLeavesNothing
             EXPECT_TRUE(cameras->IsIdle(0));
         }
     ASSERT_EQ(digitizer->Start(frames), noErr);
-    ASSERT_TRUE(cameras->Emit(0, {Ramp(128)}));
-    EXPECT_TRUE(frames.WaitFor(1));
+    ASSERT_TRUE(Deliver(0));
     digitizer->Stop();
     EXPECT_TRUE(frames.Failures().empty());
 }
@@ -205,15 +204,13 @@ TEST_F(V4L2DigitizerTest, AnyCallThatFailsAtTheStartGivesAResultAndLeavesNothing
 TEST_F(V4L2DigitizerTest, ADeviceThatFailsAndIsThenInUseIsTakenUpAgain)
 {
     Start(Camera::Simple());
-    ASSERT_TRUE(cameras->Emit(0, {Ramp(128), 7}));
-    ASSERT_TRUE(frames.WaitFor(1));
+    ASSERT_TRUE(Deliver(7));
     cameras->Fail(VIDIOC_REQBUFS, EBUSY, 1);
     cameras->Fail(VIDIOC_DQBUF, EIO);
     ASSERT_TRUE(cameras->Emit(0, {Ramp(128), 8}));
     ASSERT_TRUE(frames.WaitForFailure());
     cameras->FailNothing();
-    ASSERT_TRUE(cameras->Emit(0, {Ramp(128), 0}));
-    ASSERT_TRUE(frames.WaitFor(2));
+    ASSERT_TRUE(Deliver(0));
     digitizer->Stop();
     EXPECT_EQ(frames.Failures(), std::vector<Result>{ioErr});
     EXPECT_EQ(frames.Seen()[1].sequence, 2U) << "a gap of one";

@@ -157,36 +157,24 @@ private:
     }
 
     // Each time in another way.
-    void Damage(spa_meta_header& header, spa_chunk& chunk)
+    void Damage(spa_meta_header& sentHeader, spa_chunk& sentChunk)
     {
-        switch (damages++ % 7) {
-        case 0:
-            header.flags = SPA_META_HEADER_FLAG_CORRUPTED;
-            break;
-        case 1:
-            chunk.flags = SPA_CHUNK_FLAG_CORRUPTED;
-            break;
-        case 2:
-            chunk.size = 0;
-            break;
-        case 3:
-            chunk.size = 7;
-            break;
-        case 4:
-            chunk.size = UINT32_MAX;
-            break;
-        case 5:
-            chunk.offset = UINT32_MAX - 7;
-            break;
-        default:
-            chunk.stride = INT32_MAX;
-        }
+        static constexpr void (*kFaults[])(spa_meta_header&, spa_chunk&) = {
+            [](auto& header, auto&) { header.flags = SPA_META_HEADER_FLAG_CORRUPTED; },
+            [](auto&, auto& chunk) { chunk.flags = SPA_CHUNK_FLAG_CORRUPTED; },
+            [](auto&, auto& chunk) { chunk.size = 0; },
+            [](auto&, auto& chunk) { chunk.size = 7; },
+            [](auto&, auto& chunk) { chunk.size = UINT32_MAX; },
+            [](auto&, auto& chunk) { chunk.offset = UINT32_MAX - 7; },
+            [](auto&, auto& chunk) { chunk.stride = INT32_MAX; },
+        };
+        kFaults[damages++ % std::size(kFaults)](sentHeader, sentChunk);
     }
 
     pw_thread_loop* loop = nullptr;
     pw_stream* stream = nullptr;
     std::atomic<bool> cycleIsOver = true;
-    int damages = 0;
+    size_t damages = 0;
 };
 
 INSTANTIATE_TEST_SUITE_P(, DeviceFaults, testing::Values(std::pair("PipeWire", &MakeDevice<PipeWireTested>)),
