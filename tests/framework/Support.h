@@ -7,10 +7,9 @@
 #include "framework/Timer.h"
 #include "framework/Widgets.h"
 #include "framework/Window.h"
+#include "support/Await.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QImage>
 #include <QWidget>
 
 #include <functional>
@@ -29,14 +28,13 @@ inline void Turn()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-/// Runs the event loop until a condition is true. Returns false after ten seconds.
+/// Runs the event loop until a condition is true; false if that took too long.
 inline bool TurnUntil(const std::function<bool()>& done)
 {
-    QElapsedTimer clock;
-    clock.start();
-    while (!done() && clock.elapsed() < 10000)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-    return done();
+    return Await([&] {
+        QCoreApplication::processEvents();
+        return done();
+    });
 }
 
 /// A canvas that logs its events and paints one colour.

@@ -56,31 +56,21 @@ TEST(Window, ShowsAPictureToFit)
     EXPECT_FALSE(window.Visible());
 }
 
-constexpr const char* kName = "TestWindow.TestWindow";
-
-std::shared_ptr<Window> Implicit(const std::function<void(TestWindow&)>& prepare = {})
-{
-    return _GetImplicitWindow(kName, [&] {
-        const auto window = std::make_shared<TestWindow>();
-        if (prepare)
-            prepare(*window);
-        return window;
-    });
-}
-
 TEST(ImplicitWindow, LivesThroughTheHandlerThatClosesIt)
 {
     std::weak_ptr<Window> window;
     bool aliveInHandler = false;
-    window = Implicit([&](TestWindow& w) {
-        auto* timer = w.Add<Timer>("Timer");
-        timer->Action = [&w, &window, &aliveInHandler] {
+    window = _GetImplicitWindow("TestWindow.TestWindow", [&] {
+        const auto made = std::make_shared<TestWindow>();
+        auto* timer = made->Add<Timer>("Timer");
+        timer->Action = [&w = *made, &window, &aliveInHandler] {
             w.Close();
             Application().DoEvents(); // a handler that continues, and even runs events
             aliveInHandler = !window.expired() && w.log.back() == "window close";
         };
         timer->Period(1);
         timer->Mode(Timer::Multiple);
+        return made;
     });
     ASSERT_TRUE(TurnUntil([&] { return aliveInHandler; }));
     Turn();

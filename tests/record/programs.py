@@ -70,6 +70,15 @@ class Desk:
         self.place.cleanup()
 
 
+class DeskTest(unittest.TestCase):
+    """A test at a desk of its own."""
+    reach_session = False
+
+    def setUp(self):
+        self.desk = Desk(self.reach_session)
+        self.addCleanup(self.desk.close)
+
+
 def frame_numbers(path):
     """The Test Pattern's frame numbers in a movie, read from their cells: two guards, then 32 bits."""
     rows = subprocess.run(["ffmpeg", "-v", "error", "-i", path, "-fps_mode", "passthrough", "-enc_time_base", "-1", "-vf",

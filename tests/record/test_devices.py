@@ -9,7 +9,7 @@ import subprocess
 import threading
 import unittest
 
-from programs import PROGRAMS, TEST_PATTERN, Desk, probe
+from programs import PROGRAMS, TEST_PATTERN, DeskTest, probe
 from desktop import Camera
 
 MICROPHONE = "Monitor of Test Sink"
@@ -30,10 +30,11 @@ def send_to(processes, number):
         os.kill(process, number)
 
 
-class Devices(unittest.TestCase):
+class Devices(DeskTest):
+    reach_session = True
+
     def setUp(self):
-        self.desk = Desk(reach_session=True)
-        self.addCleanup(self.desk.close)
+        super().setUp()
         self.path = self.desk.path("a.mov")
 
     def test_a_sound_server_that_answers_late(self):

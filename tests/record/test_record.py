@@ -8,9 +8,8 @@ import os
 import re
 import signal
 import subprocess
-import unittest
 
-from programs import (TEST_PATTERN, Desk, decode_errors, frame_numbers, probe, run_tests_at_once, sound_bytes,
+from programs import (TEST_PATTERN, DeskTest, decode_errors, frame_numbers, probe, run_tests_at_once, sound_bytes,
                       wait_for)
 
 RECORDED, WRONG_USE, NO_DEVICE, UNWRITABLE, DISK_FULL, FAILED = range(6)
@@ -39,11 +38,7 @@ int avcodec_send_frame(void* context, const void* frame)
 """
 
 
-class Recording(unittest.TestCase):
-    def setUp(self):
-        self.desk = Desk()
-        self.addCleanup(self.desk.close)
-
+class Recording(DeskTest):
     def check_refused(self, done, code, text, path=None):
         self.assertEqual((done.returncode, done.stdout), (code, b""), done.stderr)
         self.assertIn(text.encode(), done.stderr)
@@ -211,10 +206,13 @@ class Recording(unittest.TestCase):
     def test_a_limit_to_the_size_of_files(self):
         for name, mode in MODES.items():
             with self.subTest(mode=name):
-                command = self.desk.command(*mode, *TEST_PATTERN, *LARGE, "--seconds", "50", self.desk.path(name + ".mov"))
+                path = self.desk.path(name + ".mov")
+                command = self.desk.command(*mode, *TEST_PATTERN, *LARGE, "--seconds", "50", path)
                 done = subprocess.run(["prlimit", "--fsize=3000000", "--", *command], env=self.desk.environment,
                                       capture_output=True, timeout=60, check=False)
                 self.assertEqual(done.returncode, DISK_FULL, done.stderr)
+                self.assertEqual(done.stderr.count(b"the disk is full"), 1)
+                self.check_movie(path, {"video"})
 
     def test_an_encoder_that_fails(self):
         self.preload(FAILING_ENCODER)
@@ -248,7 +246,6 @@ class Recording(unittest.TestCase):
         process.stderr.close()
         self.assertEqual(process.wait(30), RECORDED)
         self.check_movie(path, {"video"})
-
 
     def check_splits(self, mode, codec):
         """A recording in several files, joined again: no frame and no sample is missing or in two of them."""

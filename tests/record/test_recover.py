@@ -4,9 +4,8 @@
 import os
 import signal
 import subprocess
-import unittest
 
-from programs import TEST_PATTERN, Desk, decode_errors, run_tests_at_once, wait_for
+from programs import TEST_PATTERN, DeskTest, decode_errors, run_tests_at_once, wait_for
 
 DONE, FAILED, WRONG_USAGE, NO_MOVIE, NOT_WHOLE = range(5)
 
@@ -25,11 +24,7 @@ FOREIGN = {
 }
 
 
-class Recovering(unittest.TestCase):
-    def setUp(self):
-        self.desk = Desk()
-        self.addCleanup(self.desk.close)
-
+class Recovering(DeskTest):
     def check(self, code, *arguments):
         done = self.desk.recover(*arguments)
         self.assertEqual(done.returncode, code, (arguments, done.stdout, done.stderr))

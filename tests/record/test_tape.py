@@ -9,16 +9,15 @@ import struct
 import subprocess
 import unittest
 
-from programs import PROGRAMS, Desk, decode_errors, wait_for
+from programs import PROGRAMS, DeskTest, decode_errors, wait_for
 
 RECORDED, WRONG_USE, NO_DEVICE = range(3)
 EMPTY_BOOKS = (0, 0)
 
 
-class Tape(unittest.TestCase):
+class Tape(DeskTest):
     def setUp(self):
-        self.desk = Desk()
-        self.addCleanup(self.desk.close)
+        super().setUp()
         self.desk.environment["VELMORA_BUS_BOOKS"] = self.desk.path("books")
 
     def run_program(self, *arguments, program="record_from_simulated_deck"):

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <tuple>
 
 using namespace platform;
 using namespace pictures;

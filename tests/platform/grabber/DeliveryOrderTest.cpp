@@ -10,7 +10,6 @@ namespace {
 
 constexpr int64_t kStart = 10 * kSecond;
 constexpr int64_t kInterval = kSecond / 30;
-const std::vector<uint8_t> kFrame = FrameOf();
 
 } // namespace
 

@@ -7,18 +7,10 @@
 #include "platform/movies/MovieCheck.h"
 
 #include <chrono>
-#include <csignal>
-#include <sys/resource.h>
 #include <thread>
 
 using namespace grabbertest;
 using namespace movietest;
-
-namespace {
-
-const std::vector<uint8_t> kFrame = FrameOf();
-
-} // namespace
 
 /// A data procedure that adds the frames to a movie of its own, as the capture control does.
 class RecordingTest : public GrabberTest {
@@ -154,31 +146,4 @@ TEST_F(DirectModeTest, RecordsAMovie)
     EXPECT_NEAR(static_cast<double>(movie.tracks.at(1).samples), 48000 * (50 * 0.04 - 0.015), 2);
     EXPECT_EQ(DecodingErrorsOf(path), "");
     EXPECT_EQ(ProbeOf("-select_streams v -show_entries packet=duration", path).substr(0, 9), "25\n25\n22\n");
-}
-
-// A disk that is full ends the movie and not the session: it is reported once while frames come, and again by the stop.
-TEST_F(DirectModeTest, ReportsItsFirstFailure)
-{
-    video = NewChannel(kVideoMediaType, 7);
-    EXPECT_EQ(SGSetDataOutput(session, file.Get(), seqGrabToDisk), noErr);
-    std::signal(SIGXFSZ, SIG_IGN); // as in the programs: a write beyond the limit fails
-    rlimit found{};
-    getrlimit(RLIMIT_FSIZE, &found);
-    const rlimit small{1 << 20, found.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &small);
-    EXPECT_EQ(SGStartRecord(session), noErr);
-    const std::vector<uint8_t> large = JpegFrame(640, 480, 200);
-    std::vector<Result> failures;
-    for (int64_t i = 0, end = 2 * (1 << 20) / static_cast<int64_t>(large.size()); i < end; ++i) {
-        devices.Camera()->Send(5 * kSecond + i * 40 * kMillisecond, {large, CodeOf("jpeg"), 640, 480});
-        if (const Result result = IdleAt(5 * kSecond + i * 40 * kMillisecond); result != noErr)
-            failures.push_back(result);
-    }
-    EXPECT_EQ(failures, std::vector<Result>{dskFulErr});
-    EXPECT_EQ(SGStop(session), dskFulErr);
-    setrlimit(RLIMIT_FSIZE, &found);
-    CheckedMovie movie;
-    EXPECT_EQ(CheckMovie(path, movie), noErr);
-    EXPECT_TRUE(movie.IsWhole());
-    EXPECT_GT(movie.tracks.at(0).samples, 1U) << "what was written before";
 }

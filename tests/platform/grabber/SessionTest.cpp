@@ -9,12 +9,6 @@
 
 using namespace grabbertest;
 
-namespace {
-
-const std::vector<uint8_t> kFrame = FrameOf();
-
-} // namespace
-
 TEST_F(GrabberTest, DeadNumbersGiveTheirCodes)
 {
     const SGChannel channel = NewChannel(kVideoMediaType);

@@ -5,7 +5,6 @@
 #include "platform/sound/SoundSource.h"
 
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,25 +15,34 @@ using namespace platform;
 inline constexpr int64_t kMillisecond = 1'000'000;
 inline constexpr int64_t kSecond = 1000 * kMillisecond;
 
+/// Takes a value over, which always succeeds.
+template <typename T> Result Assign(T& target, const T& value)
+{
+    target = value;
+    return noErr;
+}
+
+/// Lets a test find a device at `place` while the device lives.
+template <typename Device> class Findable {
+public:
+    Findable(Device& device, Device*& place) : device(device), place(place) { place = &device; }
+    ~Findable() { place = place == &device ? nullptr : place; }
+
+private:
+    Device& device;
+    Device*& place;
+};
+
 /// A camera whose frames the test sends.
 class TestCamera : public Digitizer {
 public:
-    TestCamera(std::string name, TestCamera*& place) : name(std::move(name)), place(place) { place = this; }
-    ~TestCamera() override
-    {
-        if (place == this)
-            place = nullptr;
-    }
+    TestCamera(std::string name, TestCamera*& place) : name(std::move(name)), place(*this, place) {}
 
     std::string Name() const override { return name; }
     std::string Identity() const override { return "id of " + name; }
     std::vector<std::string> Inputs() const override { return inputs; }
     int Input() const override { return input; }
-    Result SelectInput(int wanted) override
-    {
-        input = wanted;
-        return noErr;
-    }
+    Result SelectInput(int wanted) override { return Assign(input, wanted); }
     std::vector<CaptureFormat> Formats() const override { return formats; }
     CaptureFormat Format() const override { return format; }
     Result SetFormat(const CaptureFormat& wanted) override
@@ -61,14 +69,9 @@ public:
     void Stop() override { sink = nullptr; }
     Result GetAnalog(AnalogControl control, uint16_t& value) const override
     {
-        value = analog.at(control);
-        return noErr;
+        return Assign(value, analog.at(control));
     }
-    Result SetAnalog(AnalogControl control, uint16_t value) override
-    {
-        analog[control] = value;
-        return noErr;
-    }
+    Result SetAnalog(AnalogControl control, uint16_t value) override { return Assign(analog[control], value); }
 
     /// Sends a frame of JPEG bytes (or of another format and size) captured at `time`.
     void Send(int64_t time, std::vector<uint8_t> bytes);
@@ -94,47 +97,22 @@ public:
     FrameSink* sink = nullptr;
 
 private:
-    TestCamera*& place; ///< where the test finds the device while it lives
+    const Findable<TestCamera> place;
 };
 
 /// A microphone whose sound the test sends.
 class TestMicrophone : public SoundSource {
 public:
-    TestMicrophone(std::string name, TestMicrophone*& place) : name(std::move(name)), place(place) { place = this; }
-    ~TestMicrophone() override
-    {
-        if (place == this)
-            place = nullptr;
-    }
+    TestMicrophone(std::string name, TestMicrophone*& place) : name(std::move(name)), place(*this, place) {}
 
     std::string Name() const override { return name; }
     std::string Identity() const override { return "id of " + name; }
-    Result GetGain(double& value) const override
-    {
-        value = gain;
-        return noErr;
-    }
-    Result SetGain(double value) override
-    {
-        gain = value;
-        return noErr;
-    }
-    Result GetMuted(bool& value) const override
-    {
-        value = muted;
-        return noErr;
-    }
-    Result SetMuted(bool value) override
-    {
-        muted = value;
-        return noErr;
-    }
+    Result GetGain(double& value) const override { return Assign(value, gain); }
+    Result SetGain(double value) override { return Assign(gain, value); }
+    Result GetMuted(bool& value) const override { return Assign(value, muted); }
+    Result SetMuted(bool value) override { return Assign(muted, value); }
     SoundFormat Format() const override { return format; }
-    Result SetFormat(const SoundFormat& wanted) override
-    {
-        format = wanted;
-        return noErr;
-    }
+    Result SetFormat(const SoundFormat& wanted) override { return Assign(format, wanted); }
     Result Start(SoundSink& to) override
     {
         ++starts;
@@ -155,7 +133,7 @@ public:
     SoundSink* sink = nullptr;
 
 private:
-    TestMicrophone*& place;
+    const Findable<TestMicrophone> place;
 };
 
 /// Offers devices of the test's own making instead of the machine's, and holds the clock, while it lives.
@@ -180,6 +158,8 @@ private:
 };
 
 /// A frame with the markers of a whole JPEG image around some bytes of no meaning; the first one stands at place 6.
-std::vector<uint8_t> FrameOf(const std::vector<uint8_t>& scan = {1, 2, 3});
+std::vector<uint8_t> FrameOf(const std::vector<uint8_t>& scan);
+
+inline const std::vector<uint8_t> kFrame = FrameOf({1, 2, 3});
 
 } // namespace grabbertest

@@ -37,26 +37,18 @@ TEST_F(GrabberTest, CallsWhileDevicesDeliver)
                 std::this_thread::sleep_for(std::chrono::microseconds(200));
             }
         });
-        for (int i = 0; i < 400; ++i) {
+        const std::function<void(int)> calls[] = {
+            [&](int i) { SGSetVideoCompressor(video, 24, CodeOf(i % 2 == 0 ? "yuvs" : "jpeg"), 8 * i, 0, 0); },
+            [&](int i) { SGPause(session, i % 2); },
+            [&](int i) { SGSetSoundInputParameters(sound, 16, 1, CodeOf(i % 2 == 0 ? "ulaw" : "twos")); },
+            [&](int) { SGGetChannelCounts(video); },
+        };
+        for (int i = 0; i < 200; ++i) {
             TestDevices::SetTime(time);
             EXPECT_EQ(SGIdle(session), noErr);
             delivered.clear();
-            switch (i % 8) {
-            case 0:
-                SGSetVideoCompressor(video, 24, CodeOf(i % 16 == 0 ? "yuvs" : "jpeg"), i, 0, 0);
-                break;
-            case 2:
-                SGPause(session, i / 8 % 2);
-                break;
-            case 4:
-                SGSetSoundInputParameters(sound, 16, 1, CodeOf(i % 16 == 4 ? "ulaw" : "twos"));
-                break;
-            case 6:
-                SGGetChannelCounts(video);
-                break;
-            default:
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
+            calls[i % std::size(calls)](i / static_cast<int>(std::size(calls)));
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         SGPause(session, 0);
     }

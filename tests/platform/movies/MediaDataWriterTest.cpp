@@ -8,7 +8,6 @@
 #include "platform/movies/SampleDescriptions.h"
 #include "support/Await.h"
 
-#include <atomic>
 #include <future>
 #include <gtest/gtest.h>
 

@@ -234,76 +234,35 @@ TEST_F(MovieFile, FindsKeyFramesInTheSamples)
     EXPECT_EQ(NumbersOf(path, "stts", 5), (Numbers{2, 1, 60, 3, 20}));
 }
 
-// A movie of one track whose media data has holes, too large to be recorded. The holes take no space on the disk.
-class SparseMovie {
-public:
-    SparseMovie(const std::string& path, FourCharCode type, int32_t timeScale, const Bytes& record)
-    {
-        EXPECT_EQ(CreateOutputFile(path, false, 0, file), noErr);
-        track.mediaType = type;
-        track.timeScale = timeScale;
-        EXPECT_EQ(FileFormOfDescription(type, record, {}, track.descriptions.emplace_back()), noErr);
-    }
-
-    /// Adds samples behind a place at which `bytes` are written, and moves that place on.
-    void Add(int64_t count, int32_t duration, int64_t size, const Bytes& bytes, int64_t step)
-    {
-        ASSERT_EQ(file->Write(bytes, position), noErr);
-        movie.samples.Add({0, 0, true, count, duration, position, size});
-        position += step;
-        track.samples += count;
-        track.duration += count * duration;
-    }
-
-    void Finish()
-    {
-        track.edits.push_back({MovieTimeOf(track.duration, track.timeScale), 0});
-        EXPECT_EQ(file->Write(MovieHeader(movie), position), noErr);
-        EXPECT_EQ(file->Write(FileHead(), 0), noErr);
-        EXPECT_EQ(file->Write(MediaDataHead(position), kReservedPosition), noErr);
-    }
-
-    MovieContents movie;
-    TrackContents& track = movie.tracks.emplace_back();
-
-private:
-    std::unique_ptr<DiskFile> file;
-    int64_t position = kFileHeadSize;
-};
-
-TEST_F(MovieFile, ReachesPastFourGigabytes)
-{
-    const std::string path = folder / "large.mov";
-    SparseMovie movie(path, kVideoMediaType, 600, ImageRecord("jpeg", 64, 48));
-    movie.track.width = Long2Fix(64);
-    movie.track.height = Long2Fix(48);
-    Bytes all;
-    for (int i = 0; i < 10; ++i) {
-        const Bytes frame = JpegFrame(64, 48, i);
-        movie.Add(1, 20, std::ssize(frame), frame, int64_t{600} << 20);
-        Append(all, frame);
-    }
-    movie.Finish();
-    EXPECT_EQ(StreamsOf(path), "mjpeg,jpeg,64,48,200,10\n");
-    EXPECT_EQ(StreamBytes(path, "v", "image2pipe"), all);
-    // The frame at 0.3 s lies at 5.3 GB.
-    EXPECT_EQ(OutputOf("ffmpeg -v error -y -ss 0.3 -i " + Quoted(path) + " -frames:v 1 -c copy -f image2pipe " +
-                       Quoted(folder / "one.jpg")),
-              "");
-    EXPECT_EQ(ReadFile(folder / "one.jpg"), JpegFrame(64, 48, 9));
-}
-
-// 26 hours of silence, and then half a second of sound.
-TEST_F(MovieFile, HoldsMoreSoundThan32BitsCount)
+// 26 hours of silence, and then half a second of sound, which is behind 4.5 GB of holes that take no space on the disk.
+TEST_F(MovieFile, HoldsMoreSamplesAndBytesThan32BitsCount)
 {
     const std::string path = folder / "day.mov";
-    SparseMovie movie(path, kSoundMediaType, 48000, SoundRecord("raw ", 1, 8, 48000));
-    constexpr int64_t kMinute = int64_t{60} * 48000;
-    for (int i = 0; i < 26 * 60; ++i)
-        movie.Add(kMinute, 1, kMinute, {}, kMinute);
+    std::unique_ptr<DiskFile> file;
+    ASSERT_EQ(CreateOutputFile(path, false, 0, file), noErr);
+    MovieContents movie;
+    TrackContents& track = movie.tracks.emplace_back();
+    track.mediaType = kSoundMediaType;
+    track.timeScale = 48000;
+    ASSERT_EQ(
+        FileFormOfDescription(kSoundMediaType, SoundRecord("raw ", 1, 8, 48000), {}, track.descriptions.emplace_back()),
+        noErr);
+    int64_t position = kFileHeadSize;
+    const auto add = [&](int64_t samples) {
+        movie.samples.Add({0, 0, true, samples, 1, position, samples});
+        position += samples;
+        track.samples += samples;
+        track.duration += samples;
+    };
+    for (int minute = 0; minute < 26 * 60; ++minute)
+        add(int64_t{60} * 48000);
     const Bytes sound = Noise(24000, 1);
-    movie.Add(24000, 1, 24000, sound, 24000);
-    movie.Finish();
+    EXPECT_EQ(file->Write(sound, position), noErr);
+    add(std::ssize(sound));
+    track.edits.push_back({MovieTimeOf(track.duration, track.timeScale), 0});
+    EXPECT_EQ(file->Write(MovieHeader(movie), position), noErr);
+    EXPECT_EQ(file->Write(FileHead(), 0), noErr);
+    EXPECT_EQ(file->Write(MediaDataHead(position), kReservedPosition), noErr);
     EXPECT_EQ(ProbeOf("-show_entries stream=duration", path), "93600.500000\n");
     OutputOf("ffmpeg -v error -y -ss 93600 -i " + Quoted(path) + " -f u8 " + Quoted(path + ".pcm"));
     EXPECT_TRUE(ReadFile(path + ".pcm") == sound);

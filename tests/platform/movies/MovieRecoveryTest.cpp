@@ -23,7 +23,6 @@
 #include <ranges>
 #include <sstream>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>

@@ -17,8 +17,10 @@ public:
         int64_t captureTime;
         uint64_t framesLost;
 
-        int64_t Frames() const { return static_cast<int64_t>(bytes.size()) / format.BytesPerFrame(); }
-        double Seconds() const { return static_cast<double>(Frames()) / format.sampleRate; }
+        double Seconds() const
+        {
+            return static_cast<double>(bytes.size()) / format.BytesPerFrame() / format.sampleRate;
+        }
     };
 
     void SoundArrived(const platform::CapturedSound& sound) override
@@ -31,11 +33,11 @@ public:
 
     void SoundFailed(platform::Result) override { ++failures; }
 
-    /// Waits until `enough` is true for the buffers so far, ten seconds at most, and returns them.
+    /// Waits until `enough` is true for the buffers so far, 20 seconds at most, and returns them.
     template <typename Condition> std::vector<Buffer> WaitFor(Condition enough)
     {
         std::unique_lock lock(mutex);
-        changed.wait_for(lock, std::chrono::seconds(10), [&] { return enough(buffers); });
+        changed.wait_for(lock, std::chrono::seconds(20), [&] { return enough(buffers); });
         return buffers;
     }
 
