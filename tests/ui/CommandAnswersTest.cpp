@@ -1,7 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "app/CommandAnswers.h"
+#include "platform/atoms/TaggedItems.h"
+#include "platform/memory/ResultCodes.h"
 #include "ui/MessageTexts.h"
 #include "ui/UiTest.h"
+
+#include <QTemporaryDir>
+
+#include <fstream>
 
 namespace {
 
@@ -73,6 +79,27 @@ TEST_F(CommandAnswersTest, TellWhatACommandCouldNotDo)
     ASSERT_EQ(TakeBoxes().size(), 3U);
     EXPECT_EQ(explanations[0].find("Sound is off."), 0U) << "the value of a channel that is off";
     EXPECT_EQ(explanations[1] + explanations[2], "") << "values that are";
+}
+
+// Only what holds settings is taken for a settings file, whatever its name.
+TEST_F(CommandAnswersTest, KnowSettingsByTheirContent)
+{
+    platform::TaggedItems settings;
+    settings.AddNumber(platform::CodeOf("sgrb"), 1);
+    settings.AddItems(platform::CodeOf("vide"), {});
+    const auto bytes = settings.Flatten();
+    const std::string whole(bytes.begin(), bytes.end());
+    QTemporaryDir folder;
+    for (const auto& [content, objection] :
+         {std::pair{whole, ""}, std::pair{whole.substr(0, whole.size() - 1), "damaged"},
+          std::pair{whole + "x", "damaged"}, std::pair{std::string("shopping list"), "does not contain"},
+          std::pair{std::string(), "does not contain"}}) {
+        const std::string path = folder.filePath("settings").toStdString();
+        std::ofstream(path, std::ios::binary) << content;
+        const std::string told = velmora::FileTypes::pText->Objection(framework::FolderItem(path)).Bytes();
+        EXPECT_NE(told.find(objection), std::string::npos) << told;
+        EXPECT_EQ(told.empty(), *objection == 0) << told;
+    }
 }
 
 } // namespace

@@ -179,6 +179,22 @@ TEST(PictureDrawing, QuickRoadsAgreeWithTheSampler)
     }
 }
 
+TEST(PictureDrawing, AnyTransformStaysWithinThePort)
+{
+    const TestPort picture(50, 40), port(64, 64);
+    PaintQuarters(picture);
+    PictureDrawing drawing;
+    std::mt19937 random(4);
+    const double values[] = {0, 1, -1, 0.001, 30000, -30000, 0.7071, -0.3, 2.5, 1e-5};
+    const auto pick = [&] { return values[random() % std::size(values)]; };
+    for (int round = 0; round < 1000; ++round) {
+        const Transform t{pick(), pick(), pick(), pick(), pick() * 20, pick() * 20};
+        const PortRect touched = drawing.Draw(SourceOf(picture), t, port.Pixels());
+        EXPECT_TRUE(touched.left >= 0 && touched.top >= 0 && touched.width >= 0 && touched.height >= 0 &&
+                    touched.left + touched.width <= 64 && touched.top + touched.height <= 64);
+    }
+}
+
 TEST_F(Sequence, CompressedFramesShowAndBadOnesHarmNotTheNext)
 {
     const auto jpeg = QuartersJpeg(64, 48);
