@@ -109,7 +109,7 @@ def main():
     screen = Screen(reach_session=True)
     try:
         with Camera(PROGRAMS, *FRONT), Camera(PROGRAMS, *DESK):
-            application = Velmora(screen, PROGRAMS, ["pw-v4l2"])
+            application = Velmora(screen, PROGRAMS)
             check_dialog(application)
             check_settings_file(application)
             check(application.close() == 0, "the application failed at its end")
