@@ -76,6 +76,12 @@ public:
     }
 
     std::vector<SeenFrame> Seen() const { return Copy(seen); }
+    /// The number of frames that came, whole or damaged.
+    size_t Arrived() const
+    {
+        const std::lock_guard lock(mutex);
+        return seen.size() + damaged;
+    }
     /// The bytes of the last frame.
     std::vector<uint8_t> Last() const { return Copy(last); }
     std::vector<platform::Result> Failures() const { return Copy(failures); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/digitizer/Digitizer.h"
+#include "support/Await.h"
 #include "support/FrameCollector.h"
 
 #include <gtest/gtest.h>
@@ -23,6 +24,8 @@ public:
     virtual void Plug(bool in) = 0;
     /// Sends a frame as soon as the device delivers; false when that takes too long.
     virtual bool Send(const SentFrame& frame) = 0;
+    /// Runs on while a sent frame has not arrived, where that needs more than the frame. False: nothing more will come.
+    virtual bool RunOn() { return false; }
     /// Whether the device has been stopped, or is soon.
     virtual bool IsIdle() = 0;
     /// Steps of the test that starts, stops and plugs at random: fewer where each takes long.
@@ -37,12 +40,19 @@ template <typename Device> std::unique_ptr<TestedDevice> MakeDevice()
     return device;
 }
 
+/// Sends a frame; from a device that must run on for it, until it has arrived, whole or damaged.
+inline bool SendTo(const FrameCollector& frames, TestedDevice& device, const SentFrame& frame)
+{
+    const size_t before = frames.Arrived();
+    return device.Send(frame) && Await([&] { return frames.Arrived() > before || !device.RunOn(); });
+}
+
 /// What devices of every family do with bad input, in one table: a program instantiates it for its families.
 class DeviceFaults : public testing::TestWithParam<std::pair<const char*, MakeTestedDevice>> {
 protected:
     void SetUp() override { ASSERT_NE(digitizer->Identity(), "test-pattern"); }
 
-    bool Send(bool isDamaged) { return device->Send({.isDamaged = isDamaged, .number = ++number}); }
+    bool Send(bool isDamaged) { return SendTo(frames, *device, {.isDamaged = isDamaged, .number = ++number}); }
 
     std::unique_ptr<TestedDevice> device = GetParam().second();
     std::unique_ptr<platform::Digitizer> digitizer = platform::OpenDigitizer();
@@ -79,7 +89,7 @@ TEST_P(DeviceFaults, TimesAscendAndFramesAreCountedWhateverTheDeviceSays)
     uint32_t sent = UINT32_MAX - 3;
     size_t count = 0;
     for (const int64_t age : stampAges) {
-        ASSERT_TRUE(device->Send({.number = sent++, .stampAge = age}));
+        ASSERT_TRUE(SendTo(frames, *device, {.number = sent++, .stampAge = age}));
         ASSERT_TRUE(frames.WaitFor(++count));
     }
     digitizer->Stop();

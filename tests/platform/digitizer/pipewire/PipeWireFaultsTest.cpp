@@ -44,7 +44,14 @@ public:
 
     bool Send(const SentFrame& frame) override
     {
-        return Cycle([&] { return Fill(frame); }) && Cycle([] { return true; });
+        return Cycle([&] { return Fill(frame); });
+    }
+
+    // Newer versions hand a frame on in the cycle after its own, and a receiver that still handles a cycle misses the
+    // next one.
+    bool RunOn() override
+    {
+        return IsStreaming() && Cycle([] { return true; });
     }
 
     bool IsIdle() override
@@ -59,7 +66,7 @@ public:
 
 private:
     // A cycle of the server, once `prepare` succeeds. A buffer that is queued while it runs would wait for the next
-    // one; newer versions hand a frame on in the cycle after its own, so that each is followed by an empty one.
+    // one.
     bool Cycle(const std::function<bool()>& prepare)
     {
         const bool isBegun = Await([&] {
@@ -190,12 +197,12 @@ TEST(PipeWireFaults, OffersOfNoUseAreLeftOutAndColorsAndAnotherFormatFollowed)
     EXPECT_NEAR(camera->Formats()[0].frameRate, 30, 0.001);
     FrameCollector frames;
     ASSERT_EQ(camera->Start(frames), noErr) << camera->Reason();
-    ASSERT_TRUE(device.Send({}));
+    ASSERT_TRUE(SendTo(frames, device, {}));
     ASSERT_TRUE(frames.WaitFor(1));
     device.Plug(false);
     device.width = 128;
     device.Plug(true);
-    ASSERT_TRUE(device.Send({}));
+    ASSERT_TRUE(SendTo(frames, device, {}));
     ASSERT_TRUE(frames.WaitFor(2));
     EXPECT_EQ(frames.Seen()[0].width, 64);
     EXPECT_EQ(frames.Seen()[0].colors, (VideoColors{.primaries = 9, .transfer = 13, .matrix = 1, .isFullRange = true}));
