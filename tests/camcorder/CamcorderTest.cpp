@@ -10,8 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 using namespace velmora;
 using test::OutputOf;
 using test::Tape;
@@ -63,11 +61,6 @@ void Append(Bytes& bytes, std::span<const Bytes> frames)
 {
     for (const Bytes& frame : frames)
         bytes.insert(bytes.end(), frame.begin(), frame.end());
-}
-
-void ExpectWholeDecode(const std::string& movie)
-{
-    EXPECT_EQ(OutputOf("ffmpeg -v error -xerror -i " + movie + " -f null -"), "");
 }
 
 // A frame of a tape as another decoder shows it, at the size of an image.
@@ -147,9 +140,8 @@ TEST_F(CamcorderTest, ARecordingLivesThroughWhatTapesAndCablesDo)
     for (const Bytes& other : std::span(pal.frames).first(5))
         EXPECT_NE(std::search(file.begin(), file.end(), other.begin(), other.end()), file.end());
     // The other system's frames lie under a description of their own, which not every reader follows.
-    EXPECT_EQ(OutputOf("ffprobe -v error -select_streams v -show_entries stream=nb_frames -of csv=p=0 " + movie),
-              "23\n");
-    ExpectWholeDecode(movie);
+    EXPECT_EQ(test::ProbeOf("-select_streams v -show_entries stream=nb_frames", movie), "23\n");
+    EXPECT_EQ(test::DecodingErrorsOf(movie), "");
 }
 
 // The bytes of each command belong to the control's own test, decks' answers to that of the transaction.

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <thread>
 
 using namespace velmora;
 using test::OutputOf;

@@ -5,9 +5,12 @@
 #include "control/ScriptedPlatform.h"
 #include "framework/Application.h"
 #include "platform/components/Components.h"
+#include "platform/drawing/Ports.h"
 #include "recording/Utilities.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 namespace velmora {
 
@@ -53,20 +56,68 @@ struct VelmoraCanvasInspector {
 /// "> text", with the component's number written as "session"; events and message boxes are logged too.
 class ControlTest : public ::testing::Test {
 protected:
-    ControlTest();
-    ~ControlTest() override;
+    ControlTest()
+    {
+        framework::RegisterApplication(std::make_shared<framework::Application>());
+        scripted::Reset();
+        platform::StartDrawing();
+        CarbonTimer::timers = std::make_unique<std::vector<Reference<CarbonTimer>>>();
+        Utilities::displayHook = [this](const String& text) {
+            const bool open = inside.theSGComp > 1000;
+            const String plain = open ? ReplaceAll(text, framework::Str(inside.theSGComp), "session") : text;
+            script.Note("> " + plain.Bytes());
+        };
+        framework::SetMsgBoxHandler([this](const String& text) { script.Note("MsgBox(" + text.Bytes() + ")"); });
+        window.Add<VelmoraCanvas>("VelmoraCanvas1", canvas.Shared());
+        canvas->Constructor(canvas);
+        canvas->Place(20, 14, 640, 480);
+        canvas->UseDataProc = true;
+        canvas->EnableSound = true;
+        canvas->Error = [this](int32_t result) { script.Note("Error(" + std::to_string(result) + ")"); };
+        script.Take();
+    }
+    // A control and its timer reference each other, so the cycle is broken explicitly.
+    ~ControlTest() override
+    {
+        canvas->StopPollTimer();
+        inside.pollTimer = nullptr;
+        CarbonTimer::timers.reset();
+        VelmoraCanvas::SeqGrabbers = nullptr;
+        Utilities::displayHook = nullptr;
+        framework::SetMsgBoxHandler({});
+        platform::UnregisterComponent(component);
+        framework::RegisterApplication(nullptr);
+    }
 
     /// Registers a component for sessions until the test ends.
-    void OfferSession();
+    void OfferSession()
+    {
+        component = platform::RegisterComponent({.type = platform::CodeOf("barg")}, "Grabber",
+                                                [] { return std::make_shared<platform::ComponentObject>(); });
+    }
 
     /// Opens a session with both channels.
-    void OpenSession();
+    void OpenSession()
+    {
+        inside.theSGComp = 12;
+        inside.sgSoundChannel = scripted::kSound;
+        inside.sgVideoChannel = scripted::kVideo;
+    }
 
     /// The lines logged since the last call.
     void Expect(const Lines& expected) { EXPECT_EQ(script.Take(), expected); }
 
     /// Whether the lines of `expected` were logged in this order, with any lines in between.
-    void ExpectAmong(const Lines& expected);
+    void ExpectAmong(const Lines& expected)
+    {
+        const Lines noted = script.Take();
+        auto from = noted.begin();
+        for (const std::string& line : expected) {
+            from = std::find(from, noted.end(), line);
+            ASSERT_NE(from, noted.end()) << line << " is not among " << ::testing::PrintToString(noted);
+            ++from;
+        }
+    }
 
     scripted::Script& script = scripted::TheScript();
     framework::Window window;

@@ -13,8 +13,6 @@
 #include "platform/movies/Movies.h"
 #include "platform/sound/SoundInput.h"
 
-#include <utility>
-
 namespace scripted {
 namespace {
 
@@ -70,48 +68,6 @@ template <typename... A> int32_t Play(const char* function, A... given)
 }
 
 } // namespace
-
-Script& TheScript()
-{
-    static Script script;
-    return script;
-}
-
-void Script::Returns(const std::string& function, int32_t result)
-{
-    answers[function] = [result](const Arguments&) { return result; };
-}
-
-void Script::Writes(const std::string& function, std::vector<std::pair<size_t, int32_t>> values)
-{
-    answers[function] = [values = std::move(values)](const Arguments& arguments) {
-        for (const auto& [place, value] : values)
-            platform::Poke<int32_t>(arguments.at(place), value);
-        return 0;
-    };
-}
-
-std::vector<std::string> Script::Take()
-{
-    return std::exchange(calls, {});
-}
-
-void FillSoundDescription(int32_t handle, int channels, int bits, uint32_t rate)
-{
-    platform::SetHandleSize(handle, 36);
-    const auto data = platform::Peek<int32_t>(handle);
-    platform::Poke<int16_t>(data + 24, static_cast<int16_t>(channels));
-    platform::Poke<int16_t>(data + 26, static_cast<int16_t>(bits));
-    platform::Poke<uint32_t>(data + 32, rate << 16);
-}
-
-void FillImageDescription(int32_t handle, int width, int height)
-{
-    platform::SetHandleSize(handle, 86);
-    const auto data = platform::Peek<int32_t>(handle);
-    platform::Poke<int16_t>(data + 32, static_cast<int16_t>(width));
-    platform::Poke<int16_t>(data + 34, static_cast<int16_t>(height));
-}
 
 void Reset()
 {

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/memory/AddressSpace.h"
+#include "platform/memory/Handles.h"
 
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// A second implementation of the platform's calls for devices, codecs and files: each call is logged as a line of text
@@ -31,23 +32,51 @@ struct Script {
     /// Functions whose calls are not logged.
     std::set<std::string> unnoted;
 
-    void Returns(const std::string& function, int32_t result);
+    void Returns(const std::string& function, int32_t result)
+    {
+        answers[function] = [result](const Arguments&) { return result; };
+    }
     /// Writes 32-bit values to the addresses in the given arguments of a call, and succeeds.
-    void Writes(const std::string& function, std::vector<std::pair<size_t, int32_t>> values);
+    void Writes(const std::string& function, std::vector<std::pair<size_t, int32_t>> values)
+    {
+        answers[function] = [values = std::move(values)](const Arguments& arguments) {
+            for (const auto& [place, value] : values)
+                platform::Poke<int32_t>(arguments.at(place), value);
+            return 0;
+        };
+    }
     /// Returns and clears the lines logged so far.
-    std::vector<std::string> Take();
+    std::vector<std::string> Take() { return std::exchange(calls, {}); }
     void Note(const std::string& line) { calls.push_back(line); }
 };
 
 /// The script of the running test.
-Script& TheScript();
+inline Script& TheScript()
+{
+    static Script script;
+    return script;
+}
 
 /// Resets to a machine without faults: sound channel 21, video channel 22 (320 by 240), driver 31, digitizer 41.
 void Reset();
 
 /// Fills a handle with a sound description of that form, or with an image description of that size.
-void FillSoundDescription(int32_t handle, int channels, int bits, uint32_t rate);
-void FillImageDescription(int32_t handle, int width, int height);
+inline void FillSoundDescription(int32_t handle, int channels, int bits, uint32_t rate)
+{
+    platform::SetHandleSize(handle, 36);
+    const auto data = platform::Peek<int32_t>(handle);
+    platform::Poke<int16_t>(data + 24, static_cast<int16_t>(channels));
+    platform::Poke<int16_t>(data + 26, static_cast<int16_t>(bits));
+    platform::Poke<uint32_t>(data + 32, rate << 16);
+}
+
+inline void FillImageDescription(int32_t handle, int width, int height)
+{
+    platform::SetHandleSize(handle, 86);
+    const auto data = platform::Peek<int32_t>(handle);
+    platform::Poke<int16_t>(data + 32, static_cast<int16_t>(width));
+    platform::Poke<int16_t>(data + 34, static_cast<int16_t>(height));
+}
 
 inline constexpr int32_t kSound = 21;
 inline constexpr int32_t kVideo = 22;

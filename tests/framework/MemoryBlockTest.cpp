@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <filesystem>
 #include <functional>
 #include <limits>
 #include <sys/resource.h>

@@ -3,9 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <QComboBox>
-#include <QKeyEvent>
-#include <QLabel>
+#include <QtWidgets>
 
 namespace framework {
 namespace {

@@ -15,7 +15,6 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
-#include <vector>
 
 using namespace platform;
 

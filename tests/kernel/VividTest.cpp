@@ -7,7 +7,6 @@
 #include "support/Await.h"
 #include "support/FrameCollector.h"
 
-#include <fstream>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <set>
@@ -34,14 +33,6 @@ std::vector<int> Nodes()
         if (V4L2Device::Open(Kernel(), node, error))
             nodes.push_back(node);
     return nodes;
-}
-
-/// Unbinds the driver from its devices, or binds it, and waits until the nodes disappear or appear.
-void Attach(bool attached)
-{
-    std::ofstream(attached ? "/sys/bus/platform/drivers/vivid/bind" : "/sys/bus/platform/drivers/vivid/unbind")
-        << "vivid.0";
-    ASSERT_TRUE(Await([=] { return Nodes().size() == (attached ? 2 : 0); }));
 }
 
 /// A node beside the program that uses it.
@@ -266,16 +257,6 @@ TEST_F(Vivid, CountsLostAndDamagedFrames)
     EXPECT_EQ(frames_.Failures().size(), 1U);
 }
 
-TEST_F(Vivid, StartsAfterACallHasFailed)
-{
-    for (const char* call : {"REQBUFS", "QBUF", "STREAMON"}) {
-        driver->Set("Inject VIDIOC_" + std::string(call) + " Error", 0);
-        digitizer->Start(frames_); // opens the device again after the first attempt has failed
-        EXPECT_TRUE(MoreFrames(1)) << call << ": " << digitizer->Reason();
-        digitizer->Stop();
-    }
-}
-
 TEST_F(Vivid, IsToldToBeInUse)
 {
     Run();
@@ -286,22 +267,6 @@ TEST_F(Vivid, IsToldToBeInUse)
     digitizer->Stop();
     EXPECT_TRUE(none.WaitFor(1));
     second->Stop();
-}
-
-TEST_F(Vivid, ComesBackWithItsSettings)
-{
-    const auto brightness = driver->Control("Brightness").identity;
-    EXPECT_EQ(digitizer->SetControl(brightness, 77), noErr);
-    Run();
-    driver.reset();
-    for (size_t outage = 1; outage <= 2; ++outage) {
-        Attach(false);
-        EXPECT_TRUE(frames_.WaitForFailure(outage));
-        Attach(true);
-        EXPECT_TRUE(MoreFrames());
-        EXPECT_EQ(frames_.Failures().size(), outage);
-        EXPECT_EQ(Driver(Nodes()[0]).Control("Brightness").value, 77);
-    }
 }
 
 TEST_F(Vivid, ChangesItsFormatWhileItRuns)

@@ -9,7 +9,6 @@
 // The camera is plugged in until the program ends.
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/testpattern/TestPatternLayout.h"
-#include "platform/drawing/PixelFormat.h"
 #include "support/SplicedJpeg.h"
 
 #include <algorithm>
@@ -28,7 +27,6 @@
 #include <string_view>
 #include <sys/prctl.h>
 #include <sys/socket.h>
-#include <vector>
 
 using namespace platform;
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Cameras of a PipeWire server that are no V4L2 nodes: a server of the test's own, cameras that are processes of their
 // own, and both killed while they deliver.
-#include "platform/digitizer/Digitizer.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 #include "support/Files.h"
@@ -10,9 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sstream>

@@ -71,4 +71,16 @@ inline std::string Quoted(const std::string& name)
     return quoted + "'";
 }
 
+/// What a full decode of a movie complains of; empty for a sound one.
+inline std::string DecodingErrorsOf(const std::string& path)
+{
+    return OutputOf("ffmpeg -v error -i " + Quoted(path) + " -enc_time_base -1 -f null -");
+}
+
+/// What ffprobe prints for these options.
+inline std::string ProbeOf(const std::string& options, const std::string& path)
+{
+    return OutputOf("ffprobe -v error -of csv=p=0 " + options + " " + Quoted(path));
+}
+
 } // namespace test

@@ -24,11 +24,9 @@
 #include <fstream>
 #include <iostream>
 #include <linux/videodev2.h>
-#include <memory>
 #include <random>
 #include <string>
 #include <sys/prctl.h>
-#include <vector>
 
 using namespace platform;
 

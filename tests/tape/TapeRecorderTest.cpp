@@ -69,18 +69,17 @@ TEST_F(TapeRecorderTest, ADeckIsWorkedFromItsStartToTheEndOfTheTape)
 
 TEST_F(TapeRecorderTest, EachWayInWhichNothingCanBeRecordedIsSaid)
 {
-    struct Case {
+    const struct {
         std::function<void(test::FireWireNode&)> prepare;
         TapeRecorder::Outcome outcome;
         const char* reason;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {[](auto&) {}, TapeRecorder::Outcome::NoPicture, "the tape is blank"},
         {[](auto& node) { node.deck.manner = test::SimulatedDeck::Manner::Silent; }, TapeRecorder::Outcome::NoDeck,
          "does not play"},
         {[](auto& node) { node.refusesConnections = true; }, TapeRecorder::Outcome::NoDeck, "refuses the connection"},
     };
-    for (const Case& one : cases) {
+    for (const auto& one : cases) {
         one.prepare(*bus.Find(kGuid));
         TapeRecorder recorder(OpenFireWireBus(), {kGuid, "Deck"}, {.play = true, .signalSeconds = 2}, Outputs());
         Run(recorder);

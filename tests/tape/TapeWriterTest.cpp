@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 using namespace velmora;
 using namespace platform;
 using test::OutputOf;
@@ -59,11 +57,6 @@ private:
     test::Tape pal{true, 1}, ntsc{false, 1};
 };
 
-std::string Probe(const std::string& what, const std::string& path)
-{
-    return OutputOf("ffprobe -v error " + what + " -of csv=p=0 '" + path + "'");
-}
-
 std::string Line(std::string text)
 {
     std::ranges::replace(text, '\n', ' ');
@@ -113,12 +106,13 @@ TEST(TapeWriter, ATapeBecomesMoviesWithTimecodeDatesAndAReport)
         const Expected& movie = movies[i];
         SCOPED_TRACE(TextOf(file));
         EXPECT_EQ(file.length, movie.length);
-        EXPECT_EQ(Probe("-select_streams v -show_entries stream=codec_tag_string,nb_frames", file.path),
+        EXPECT_EQ(test::ProbeOf("-select_streams v -show_entries stream=codec_tag_string,nb_frames", file.path),
                   std::string(movie.codec) + "," + std::to_string(movie.frames) + "\n");
         const std::string timecode = movie.timecode != nullptr ? movie.timecode : TextOf(*file.firstTimecode);
-        EXPECT_EQ(Line(Probe("-select_streams v -show_entries stream_tags=timecode", file.path)), timecode + " ");
-        EXPECT_EQ(Probe("-show_entries format_tags=date", file.path), std::string(movie.date) + "\n");
-        const auto lengths = Probe("-select_streams a -show_entries stream=duration", file.path);
+        EXPECT_EQ(Line(test::ProbeOf("-select_streams v -show_entries stream_tags=timecode", file.path)),
+                  timecode + " ");
+        EXPECT_EQ(test::ProbeOf("-show_entries format_tags=date", file.path), std::string(movie.date) + "\n");
+        const auto lengths = test::ProbeOf("-select_streams a -show_entries stream=duration", file.path);
         EXPECT_NEAR(std::stod(lengths), file.Seconds(), 0.005) << "sound";
         const auto subtitles = test::ReadFile(folder / (std::to_string(i + 1) + ".srt"));
         const std::string text(subtitles.begin(), subtitles.end());

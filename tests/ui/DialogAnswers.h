@@ -1,13 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QAbstractButton>
-#include <QApplication>
-#include <QFileDialog>
-#include <QFileInfo>
-#include <QLineEdit>
-#include <QMessageBox>
-#include <QTimer>
+#include <QtWidgets>
 
 #include <functional>
 #include <string>

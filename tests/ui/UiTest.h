@@ -9,9 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 /// Its handlers, layout and menus are the real ones.
 class SpiedMovieWindow : public velmora::MovieWindow {
 public:

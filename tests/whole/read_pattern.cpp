@@ -20,7 +20,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <span>
 #include <string_view>
 #include <thread>
 #include <utility>

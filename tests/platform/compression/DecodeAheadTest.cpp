@@ -5,8 +5,6 @@
 #include "platform/compression/Pictures.h"
 #include "platform/compression/RawPictures.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -154,18 +152,6 @@ TEST(ReducingDecoder, ReducesFramesOfEachKindToAnySize)
                     << x << "," << y << ColorIn(pixels, x, y);
         }
     }
-}
-
-// The largest frames that cameras send.
-TEST(ReducingDecoder, TakesFramesOfEightThousandPixels)
-{
-    const std::vector<uint8_t> grey(7680 * 4320, 128);
-    const auto block = FrameCompressor::Create({})->Compress({grey, kGreyPixelFormat, 7680, 4320});
-    std::unique_ptr<DecodedPicture> made;
-    ASSERT_EQ(ReducingDecoder().Decode(FrameOf({block.Bytes().begin(), block.Bytes().end()}),
-                                       DescriptionOfPassThrough(CodeOf("jpeg"), 7680, 4320), kWholeSize, made),
-              noErr);
-    EXPECT_EQ(made->picture.pixels.width, 7680);
 }
 
 TEST(DecodeAhead, LeavesFramesOutWhenItsPicturesAreNotTakenAndShowsLateOnes)

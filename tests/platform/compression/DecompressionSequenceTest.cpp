@@ -7,8 +7,6 @@
 #include "platform/compression/RawPictures.h"
 #include "platform/compression/ViewDrawing.h"
 
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <random>
 #include <tuple>

@@ -4,8 +4,6 @@
 #include "platform/compression/Pictures.h"
 #include "platform/compression/RawPictures.h"
 
-#include <gtest/gtest.h>
-
 #include <random>
 
 using namespace platform;

@@ -10,14 +10,13 @@ namespace {
 
 TEST(CoreFoundation, ConvertsBetweenEncodings)
 {
-    struct Case {
+    const struct {
         std::string bytes;
         int32_t encoding;
         int32_t length; // -1: refused
         std::string inUTF8;
         std::string inLatin1; // "-": can't be encoded
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"", kCFStringEncodingUTF8, 0, "", ""},
         {"abc", kCFStringEncodingASCII, 3, "abc", "abc"},
         {"\xFC", kCFStringEncodingASCII, -1, "", ""},
@@ -30,7 +29,7 @@ TEST(CoreFoundation, ConvertsBetweenEncodings)
         {"\xED\xA0\x80", kCFStringEncodingUTF8, -1, "", ""},     // half of a pair
         {"\xF4\x90\x80\x80", kCFStringEncodingUTF8, -1, "", ""}, // above the last character
     };
-    for (const Case& each : cases) {
+    for (const auto& each : cases) {
         SCOPED_TRACE(testing::PrintToString(each.bytes));
         const OwnedBlock buffer(64);
         std::ranges::copy(each.bytes, buffer.Bytes().begin());

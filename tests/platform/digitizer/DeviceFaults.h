@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/digitizer/Digitizer.h"
 #include "support/Await.h"
 #include "support/FrameCollector.h"
 

@@ -3,7 +3,6 @@
 #include "DeviceFaults.h"
 #include "SimulatedCamera.h"
 #include "platform/digitizer/ReconnectingThread.h"
-#include "support/Await.h"
 #include "support/DvTape.h"
 #include "support/SimulatedDeck.h"
 #include "support/SimulatedIIDCCamera.h"

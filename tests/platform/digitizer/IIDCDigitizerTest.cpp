@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/digitizer/iidc/IIDCDigitizer.h"
 #include "platform/atoms/AtomContainers.h"
-#include "platform/compression/FrameReader.h"
 #include "platform/digitizer/VideoDigitizer.h"
 #include "platform/digitizer/iidc/IIDCFrames.h"
 #include "support/FrameCollector.h"
@@ -34,13 +33,12 @@ struct IIDCDigitizer : testing::Test {
 
 TEST(IIDCFrames, EveryCodingDecodesToItsColours)
 {
-    struct Case {
+    // The YUV values are those of red, white, black and blue in the full range.
+    const struct {
         Coding coding;
         Bytes bytes;         ///< four pixels of one row, which all rows repeat, or the row below as well
         Bytes first, second; ///< blue, green, red of the pixel at the left and the next but one
-    };
-    // The YUV values are those of red, white, black and blue in the full range.
-    const Case cases[] = {
+    } cases[] = {
         {Coding::Yuv422, {85, 76, 255, 76, 128, 255, 128, 0}, {0, 0, 254}, {255, 255, 255}},
         {Coding::Yuv411, {85, 76, 76, 255, 76, 76}, {0, 0, 254}, {0, 0, 254}},
         {Coding::Yuv444, {85, 76, 255, 85, 76, 255, 255, 29, 107, 255, 29, 107}, {0, 0, 254}, {254, 0, 0}},

@@ -9,16 +9,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <map>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <sys/eventfd.h>
 #include <thread>
-#include <vector>
 
 /// A V4L2 device in memory. Set up before it is plugged in; `Emit` lets it deliver.
 struct SimulatedCamera {

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "platform/digitizer/testpattern/TestPattern.h"
-#include "platform/digitizer/testpattern/TestPatternLayout.h"
 #include "support/FrameCollector.h"
 
 #include <algorithm>

@@ -3,7 +3,6 @@
 #include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/dv/DvFrame.h"
 #include "platform/dv/AvcTransaction.h"
-#include "platform/dv/Bus.h"
 #include "platform/dv/DvFrameClock.h"
 #include "platform/log/Log.h"
 #include "support/DvTape.h"
@@ -87,7 +86,7 @@ protected:
 // Arrivals late by the batch of packets and by a busy machine, gaps, and a source whose clock is another.
 TEST(DvFrameClock, StepsByTheRateAndFollowsOnlyWhatLasts)
 {
-    struct Case {
+    const struct {
         const char* name;
         double clockError; // parts per million
         int64_t lateness;  // of frames 1000 to 1005
@@ -96,8 +95,7 @@ TEST(DvFrameClock, StepsByTheRateAndFollowsOnlyWhatLasts)
         uint32_t lost;
         int64_t error; // in the end
         int64_t largestStep;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"steady", 0, 0, 0, false, 0, 2'000'000, kPalPeriod},
         {"busy machine", 0, 200'000'000, 0, false, 0, 2'000'000, kPalPeriod},
         {"fast source", 100, 0, 0, false, 0, 12'000'000, kPalPeriod},
@@ -107,7 +105,7 @@ TEST(DvFrameClock, StepsByTheRateAndFollowsOnlyWhatLasts)
         {"long gap", 0, 0, 100, true, 100, 4'000'000, 102 * kPalPeriod},
         {"standstill", 0, 0, 100, false, 0, 4'000'000, 102 * kPalPeriod},
     };
-    for (const Case& one : cases) {
+    for (const auto& one : cases) {
         SCOPED_TRACE(one.name);
         DvFrameClock clock;
         uint32_t lost = 0;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // IIDC cameras on the real libdc1394 above simulated registers.
+#include "SimulatedIIDCUnit.h"
 #include "platform/digitizer/iidc/IIDCBus.h"
-#include "support/SimulatedIIDCUnit.h"
 
 #include <gtest/gtest.h>
 

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <functional>
 #include <map>
-#include <thread>
 #include <vector>
 
 using namespace platform;

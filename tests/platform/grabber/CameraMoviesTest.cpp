@@ -9,11 +9,8 @@
 #include "platform/compression/PlanarReader.h"
 #include "platform/digitizer/H264Stream.h"
 #include "platform/digitizer/SimulatedCamera.h"
-#include "platform/movies/RecordedMovie.h"
 
-#include <array>
 #include <cmath>
-#include <random>
 
 using namespace grabbertest;
 using namespace movietest;

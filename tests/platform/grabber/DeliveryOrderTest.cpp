@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "TestSession.h"
 
-#include <random>
 #include <ranges>
 
 using namespace grabbertest;

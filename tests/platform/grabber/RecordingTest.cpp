@@ -2,12 +2,8 @@
 // Movies that a data procedure writes, and those that the grabber writes by itself.
 #include "TestSession.h"
 
-#include "platform/drawing/PixelFormat.h"
 #include "platform/events/EventLoop.h"
 #include "platform/movies/MovieCheck.h"
-
-#include <chrono>
-#include <thread>
 
 using namespace grabbertest;
 using namespace movietest;

@@ -1,21 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "TestSession.h"
 
-#include <QAbstractButton>
-#include <QAbstractSlider>
-#include <QApplication>
-#include <QCheckBox>
-#include <QComboBox>
-#include <QDialog>
-#include <QDoubleSpinBox>
-#include <QKeyEvent>
-#include <QLabel>
-#include <QMouseEvent>
-#include <QPushButton>
-#include <QTabWidget>
-#include <QTimer>
-
-#include <array>
+#include <QtWidgets>
 
 using namespace grabbertest;
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "TestSession.h"
 
-#include <array>
-
 using namespace grabbertest;
 
 class SettingsTest : public GrabberTest {

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/clock/MonotonicClock.h"
 #include "platform/digitizer/Digitizer.h"
 #include "platform/sound/SoundSource.h"
 
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cmath>
 #include <map>
-#include <string>
-#include <vector>
 
 namespace grabbertest {
 
@@ -74,8 +77,15 @@ public:
     Result SetAnalog(AnalogControl control, uint16_t value) override { return Assign(analog[control], value); }
 
     /// Sends a frame of JPEG bytes (or of another format and size) captured at `time`.
-    void Send(int64_t time, std::vector<uint8_t> bytes);
-    void Send(int64_t time, const RawFrame& picture);
+    void Send(int64_t time, std::vector<uint8_t> bytes)
+    {
+        Send(time, {bytes, format.format, format.width, format.height});
+    }
+    void Send(int64_t time, const RawFrame& picture)
+    {
+        if (sink)
+            sink->FrameArrived({picture, time, sequence++});
+    }
     void Fail(Result result) { sink->CaptureFailed(result); }
 
     std::string name;
@@ -123,7 +133,17 @@ public:
 
     /// Sends so many milliseconds of 16-bit sound captured from `time` on; each sample frame holds the low bits of
     /// its own place on the clock, in frames.
-    void Send(int64_t time, int milliseconds, uint64_t lost = 0);
+    void Send(int64_t time, int milliseconds, uint64_t lost = 0)
+    {
+        const auto frames = std::lround(format.sampleRate * milliseconds / 1000);
+        const auto first = std::llround(static_cast<double>(time) * format.sampleRate / kSecond);
+        std::vector<int16_t> samples;
+        for (long i = 0; i < frames * format.channels; ++i)
+            samples.push_back(static_cast<int16_t>(first + i / format.channels));
+        const std::span bytes(reinterpret_cast<const uint8_t*>(samples.data()), samples.size() * 2);
+        if (sink)
+            sink->SoundArrived({bytes, format, time, lost});
+    }
 
     std::string name;
     SoundFormat format{48000, 2, 16};
@@ -139,26 +159,53 @@ private:
 /// Offers devices of the test's own making instead of the machine's, and holds the clock, while it lives.
 class TestDevices {
 public:
-    TestDevices();
-    ~TestDevices();
+    TestDevices()
+    {
+        SetTime(kSecond);
+        SetMonotonicClock(&Time);
+        SetDigitizerProvider({[this] { return cameraList; },
+                              [this](const std::string& identity) {
+                                  const std::string name = identity.substr(6);
+                                  return std::make_unique<TestCamera>(name, cameras[name]);
+                              }});
+        SetSoundSourceProvider({[this] { return microphoneList; },
+                                [this](const std::string& identity) {
+                                    const std::string name = identity.substr(6);
+                                    return std::make_unique<TestMicrophone>(name, microphones[name]);
+                                }});
+    }
+    ~TestDevices()
+    {
+        SetDigitizerProvider({});
+        SetSoundSourceProvider({});
+        SetMonotonicClock(nullptr);
+    }
 
     /// The device of that name that was opened last; null when there is none.
     TestCamera* Camera(const std::string& name = "Camera") { return cameras[name]; }
     TestMicrophone* Microphone(const std::string& name = "Microphone") { return microphones[name]; }
 
-    static void SetTime(int64_t now);
-    static int64_t Time();
+    static void SetTime(int64_t now) { clock = now; }
+    static int64_t Time() { return clock; }
 
-    std::vector<DigitizerEntry> cameraList;
-    std::vector<SoundSourceEntry> microphoneList;
+    std::vector<DigitizerEntry> cameraList{{"Camera", "id of Camera", {}, true}};
+    std::vector<SoundSourceEntry> microphoneList{{"Microphone", "id of Microphone", {}, true}};
 
 private:
+    static inline std::atomic<int64_t> clock{0};
     std::map<std::string, TestCamera*> cameras;
     std::map<std::string, TestMicrophone*> microphones;
 };
 
 /// A frame with the markers of a whole JPEG image around some bytes of no meaning; the first one stands at place 6.
-std::vector<uint8_t> FrameOf(const std::vector<uint8_t>& scan);
+inline std::vector<uint8_t> FrameOf(const std::vector<uint8_t>& scan)
+{
+    std::vector<uint8_t> frame(6 + scan.size() + 2);
+    std::ranges::copy(std::array<uint8_t, 6>{0xFF, 0xD8, 0xFF, 0xDA, 0, 2}, frame.begin());
+    std::ranges::copy(scan, frame.begin() + 6);
+    std::ranges::copy(std::array<uint8_t, 2>{0xFF, 0xD9}, frame.end() - 2);
+    return frame;
+}
 
 inline const std::vector<uint8_t> kFrame = FrameOf({1, 2, 3});
 

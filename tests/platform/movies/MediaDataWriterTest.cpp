@@ -4,7 +4,6 @@
 #include "RecordedMovie.h"
 #include "platform/movies/FinishMovie.h"
 #include "platform/movies/MovieStorage.h"
-#include "platform/movies/Movies.h"
 #include "platform/movies/SampleDescriptions.h"
 #include "support/Await.h"
 

@@ -8,10 +8,7 @@
 #include "support/Files.h"
 
 #include <array>
-#include <cstdint>
 #include <random>
-#include <string>
-#include <vector>
 
 namespace movietest {
 
@@ -66,18 +63,6 @@ inline Bytes Noise(size_t size, uint32_t seed)
     for (auto& byte : noise)
         byte = static_cast<uint8_t>(random() >> 8);
     return noise;
-}
-
-/// What a full decode of a movie complains of; empty for a sound one.
-inline std::string DecodingErrorsOf(const std::string& path)
-{
-    return OutputOf("ffmpeg -v error -i " + Quoted(path) + " -enc_time_base -1 -f null -");
-}
-
-/// What ffprobe prints for these options.
-inline std::string ProbeOf(const std::string& options, const std::string& path)
-{
-    return OutputOf("ffprobe -v error -of csv=p=0 " + options + " " + Quoted(path));
 }
 
 /// A movie with one video and one sound track, in the middle of its recording.
