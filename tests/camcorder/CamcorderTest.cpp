@@ -49,14 +49,6 @@ protected:
 
 using Bytes = std::vector<uint8_t>;
 
-// The bytes of a movie's video track.
-Bytes SamplesOf(const std::string& movie)
-{
-    const std::string copy = movie + ".copy";
-    EXPECT_EQ(OutputOf("ffmpeg -v error -y -i " + movie + " -map 0:v:0 -c copy -f rawvideo " + copy), "");
-    return test::ReadFile(copy);
-}
-
 void Append(Bytes& bytes, std::span<const Bytes> frames)
 {
     for (const Bytes& frame : frames)
@@ -133,7 +125,7 @@ TEST_F(CamcorderTest, ARecordingLivesThroughWhatTapesAndCablesDo)
     Bytes expected;
     Append(expected, std::span(ntsc.frames).subspan(1, 9));
     Append(expected, std::span(ntsc.frames).subspan(12, 8));
-    const Bytes samples = SamplesOf(movie);
+    const Bytes samples = test::StreamBytes(movie, "v", "rawvideo");
     ASSERT_GT(samples.size(), expected.size());
     EXPECT_TRUE(std::equal(expected.begin(), expected.end(), samples.begin()));
     const Bytes file = test::ReadFile(movie);

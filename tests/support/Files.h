@@ -83,4 +83,13 @@ inline std::string ProbeOf(const std::string& options, const std::string& path)
     return OutputOf("ffprobe -v error -of csv=p=0 " + options + " " + Quoted(path));
 }
 
+/// The bytes of a movie's stream ("v", "a"), in a raw format of ffmpeg.
+inline std::vector<uint8_t> StreamBytes(const std::string& path, const std::string& stream, const std::string& format)
+{
+    const std::string copy = path + "." + stream;
+    OutputOf("ffmpeg -v error -y -i " + Quoted(path) + " -map 0:" + stream + " -c copy -f " + format + " " +
+             Quoted(copy));
+    return ReadFile(copy);
+}
+
 } // namespace test

@@ -87,15 +87,14 @@ TEST(TapeWriter, ATapeBecomesMoviesWithTimecodeDatesAndAReport)
     }
     EXPECT_EQ(dv.peek(), EOF);
 
-    struct Expected {
+    const struct {
         int frames;
         int length;
         const char* codec;
         const char* timecode;
         const char* date;
         const char* firstCue;
-    };
-    const Expected movies[] = {
+    } movies[] = {
         {part * 25, part * 25 + 3, "dvcp", "01:00:00:00", "2004-05-12T14:00:00", "2004-05-12 14:00:00"},
         {part * 25, part * 25 + 1, "dvcp", nullptr, "2004-06-01T09:30:00", "2004-06-01 09:30:00"},
         {part * 30, part * 30, "dvc ", "00:00:00;00", "1999-12-31T23:59:55", "1999-12-31 23:59:55"},
@@ -103,7 +102,7 @@ TEST(TapeWriter, ATapeBecomesMoviesWithTimecodeDatesAndAReport)
     ASSERT_EQ(writer.Files().size(), std::size(movies));
     for (size_t i = 0; i < std::size(movies); ++i) {
         const TapeFileReport& file = writer.Files()[i];
-        const Expected& movie = movies[i];
+        const auto& movie = movies[i];
         SCOPED_TRACE(TextOf(file));
         EXPECT_EQ(file.length, movie.length);
         EXPECT_EQ(test::ProbeOf("-select_streams v -show_entries stream=codec_tag_string,nb_frames", file.path),

@@ -5,8 +5,6 @@
 #include "ui/MessageTexts.h"
 #include "ui/UiTest.h"
 
-#include <QTemporaryDir>
-
 #include <fstream>
 
 namespace {

@@ -4,8 +4,6 @@
 #include "ui/IIDCVideoSettings.h"
 #include "ui/UiTest.h"
 
-#include <QMenu>
-
 namespace {
 
 using MenuActionsTest = UiTest;

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "ui/AnalogVideoSettings.h"
-#include "ui/DialogAnswers.h"
 #include "ui/GrabWindow.h"
 #include "ui/IIDCVideoSettings.h"
 #include "ui/UiTest.h"

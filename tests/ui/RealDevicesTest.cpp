@@ -6,8 +6,6 @@
 #include "support/Await.h"
 #include "ui/GrabWindow.h"
 
-#include <QtWidgets>
-
 namespace {
 
 // What a device menu shows. Behind a camera's name stands the number of its inputs, before it the name's length as a

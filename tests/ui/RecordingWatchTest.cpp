@@ -2,11 +2,8 @@
 #include "app/RecordingWatch.h"
 #include "framework/Runtime.h"
 #include "platform/memory/ResultCodes.h"
-#include "ui/DialogAnswers.h"
 #include "ui/RecordingTexts.h"
 #include "ui/UiTest.h"
-
-#include <QTemporaryDir>
 
 #include <filesystem>
 #include <fstream>

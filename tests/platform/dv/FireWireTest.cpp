@@ -296,15 +296,11 @@ TEST_F(FireWireTest, WhatAPacketCarriedIsAllThatGoesWithIt)
 
 TEST_F(FireWireTest, ListsWhatSendsDvUnderItsName)
 {
-    struct Case {
-        const char* name;
-        std::function<void(FireWireNode&)> prepare;
-        const char* listed; ///< its name; null when it isn't
-    };
     const auto label = [](const std::string& text) {
         return [text](FireWireNode& node) { node.rom = test::MakeCamcorder(kGuid, text).rom; };
     };
-    const Case cases[] = {
+    // What is listed of it: its name, or null.
+    const std::tuple<const char*, std::function<void(FireWireNode&)>, const char*> cases[] = {
         {"tape and plug", [](auto&) {}, "Camcorder"},
         {"converter", [](FireWireNode& node) { node.subunits = {}; }, "Camcorder"},
         {"deck without plugs", [](FireWireNode& node) { node.masterPlug = 0; }, "Camcorder"},
@@ -333,18 +329,18 @@ TEST_F(FireWireTest, ListsWhatSendsDvUnderItsName)
         {"cut short", [](FireWireNode& node) { node.rom.resize(3); }, nullptr},
     };
     uint64_t guid = kGuid; // another each time, since what is known of one is kept
-    for (const Case& one : cases) {
-        SCOPED_TRACE(one.name);
+    for (const auto& [name, prepare, listed] : cases) {
+        SCOPED_TRACE(name);
         FireWireNode node = test::MakeCamcorder(kGuid);
-        one.prepare(node);
+        prepare(node);
         node.guid = ++guid;
         if (node.rom.size() > 4)
             node.rom[4] = static_cast<uint32_t>(guid);
         bus.Plug(node);
         const auto devices = OpenFireWireBus()->Devices();
-        ASSERT_EQ(devices.size(), one.listed == nullptr ? 0U : 1U);
-        if (one.listed != nullptr) {
-            EXPECT_EQ(std::pair(devices[0].guid, devices[0].name), std::pair(guid, std::string(one.listed)));
+        ASSERT_EQ(devices.size(), listed == nullptr ? 0U : 1U);
+        if (listed != nullptr) {
+            EXPECT_EQ(std::pair(devices[0].guid, devices[0].name), std::pair(guid, std::string(listed)));
         }
         bus.Unplug(guid);
     }
@@ -398,14 +394,9 @@ TEST_F(FireWireTest, AClosedDeviceIsListedWithTheReason)
 
 TEST_F(FireWireTest, CommandsReachTheDeckOnceHoweverItAnswers)
 {
-    using Prepare = std::function<void(FireWireNode&)>;
     const std::vector<uint8_t> next{0x00, 0x20, 0xC3, 0x30};
     const std::vector<uint8_t> state{0x01, 0x20, 0xD0, 0x7F};
-    struct Case {
-        const char* name;
-        Prepare prepare;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, void (*)(FireWireNode&)> cases[] = {
         {"late", [](FireWireNode& node) { node.answerDelay = 150'000'000; }},
         {"doubled and late",
          [](FireWireNode& node) {
@@ -419,10 +410,10 @@ TEST_F(FireWireTest, CommandsReachTheDeckOnceHoweverItAnswers)
     bus.RunInRealTime();
     const auto machine = OpenFireWireBus();
     std::vector<uint8_t> response;
-    for (const Case& one : cases) {
-        SCOPED_TRACE(one.name);
+    for (const auto& [name, prepare] : cases) {
+        SCOPED_TRACE(name);
         FireWireNode node = test::MakeCamcorder(kGuid);
-        one.prepare(node);
+        prepare(node);
         auto& plugged = bus.Plug(node);
         EXPECT_EQ(DoAvcTransaction(*machine, kGuid, next, response), noErr);
         bus.Reset();

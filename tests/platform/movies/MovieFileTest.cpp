@@ -27,14 +27,6 @@ std::string StreamsOf(const std::string& path)
                    path);
 }
 
-Bytes StreamBytes(const std::string& path, const std::string& stream, const std::string& format)
-{
-    const std::string copy = path + "." + stream;
-    OutputOf("ffmpeg -v error -y -i " + Quoted(path) + " -map 0:" + stream + " -c copy -f " + format + " " +
-             Quoted(copy));
-    return ReadFile(copy);
-}
-
 std::vector<int64_t> PresentationTimes(const std::string& path, const std::string& stream)
 {
     std::istringstream lines(ProbeOf("-show_entries packet=pts -select_streams " + stream, path));

@@ -91,15 +91,13 @@ std::string PacketsOf(const std::string& path)
 // Checks the samples of a movie, byte for byte.
 void ExpectSamples(const std::string& path, int frames, int sounds)
 {
-    OutputOf("ffmpeg -v error -y -i " + Quoted(path) + " -map 0:v -c copy -f image2pipe " + Quoted(path + ".v") +
-             " -map 0:a -c copy -f s16le " + Quoted(path + ".a"));
     Bytes pictures, sound;
     for (int i = 0; i < frames; ++i)
         std::ranges::copy(JpegFrame(64, 48, i), std::back_inserter(pictures));
     for (int i = 0; i < sounds; ++i)
         std::ranges::copy(SoundOf(static_cast<uint32_t>(i)), std::back_inserter(sound));
-    EXPECT_TRUE(ReadFile(path + ".v") == pictures);
-    EXPECT_TRUE(ReadFile(path + ".a") == sound);
+    EXPECT_TRUE(StreamBytes(path, "v", "image2pipe") == pictures);
+    EXPECT_TRUE(StreamBytes(path, "a", "s16le") == sound);
 }
 
 class MovieRecovery : public testing::Test {
