@@ -89,8 +89,9 @@ public:
     /// The result that `SetFormat` would give.
     virtual Result CheckFormat(const SoundFormat& format) const { return CheckSoundFormat(format); }
 
-    /// Sets the format; while the source runs, from the next buffer on. `siInvalidSampleRate`, `siInvalidSampleSize` or
-    /// `siBadSoundInDevice` for a format that is not supported, which changes nothing.
+    /// Sets the format. A source that runs drops what it has not delivered yet: nothing arrives in the old format once
+    /// this function has returned. `siInvalidSampleRate`, `siInvalidSampleSize` or `siBadSoundInDevice` for a format
+    /// that is not supported, which changes nothing.
     virtual Result SetFormat(const SoundFormat& format) = 0;
 
     /// Starts delivery to `sink`, which must stay valid until `Stop`. `noDeviceForChannel` if the device is absent; the

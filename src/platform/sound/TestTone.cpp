@@ -5,7 +5,7 @@
 // exact, and the beep starts exactly at the frame of the whole second, however late the thread wakes up.
 //
 // The thread renders 10 ms of sound after they have passed, and sleeps until absolute times in between. The mutex
-// guards the format, which changes with the next buffer, and the request to end.
+// guards the request to end. A change of format restarts the thread, so that no buffer in the old format follows it.
 #include "platform/sound/TestTone.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -81,25 +81,23 @@ void RenderTestTone(int64_t startFrame, const SoundFormat& format, std::span<uin
     }
 }
 
-SoundFormat TestTone::Format() const
-{
-    const std::lock_guard lock(mutex);
-    return format;
-}
-
 Result TestTone::SetFormat(const SoundFormat& wanted)
 {
     if (const Result result = CheckFormat(wanted); result != noErr)
         return result;
-    const std::lock_guard lock(mutex);
+    if (wanted == format)
+        return noErr;
+    SoundSink* const sink = running;
+    Stop();
     format = wanted;
-    return noErr;
+    return sink != nullptr ? Start(*sink) : noErr;
 }
 
 Result TestTone::Start(SoundSink& sink)
 {
     Stop();
     ending = false;
+    running = &sink;
     thread = std::thread([this, &sink] { Run(sink); });
     return noErr;
 }
@@ -114,6 +112,7 @@ void TestTone::Stop()
     }
     ended.notify_one();
     thread.join();
+    running = nullptr;
 }
 
 bool TestTone::WaitUntil(int64_t time)
@@ -124,31 +123,25 @@ bool TestTone::WaitUntil(int64_t time)
 
 void TestTone::Run(SoundSink& sink)
 {
-    CapturedSound sound;
-    sound.format = Format();
-    std::vector<uint8_t> buffer;
-    int64_t frame = FrameAtOrAfter(MonotonicNow(), sound.format.sampleRate);
+    const double rate = format.sampleRate;
+    const auto frames = std::llround(rate * kBufferSeconds);
+    std::vector<uint8_t> buffer(static_cast<size_t>(frames * format.BytesPerFrame()));
+    CapturedSound sound{.bytes = buffer, .format = format};
+    int64_t frame = FrameAtOrAfter(MonotonicNow(), rate);
     for (;;) {
-        const auto frames = std::llround(sound.format.sampleRate * kBufferSeconds);
-        buffer.resize(static_cast<size_t>(frames * sound.format.BytesPerFrame()));
-        const int64_t end = TimeOfFrame(frame + frames, sound.format.sampleRate);
+        const int64_t end = TimeOfFrame(frame + frames, rate);
         if (!WaitUntil(end))
             return;
         sound.framesLost = 0;
         if (MonotonicNow() - end > kMaxDelay) {
-            const int64_t next = FrameAtOrAfter(MonotonicNow(), sound.format.sampleRate) - frames;
+            const int64_t next = FrameAtOrAfter(MonotonicNow(), rate) - frames;
             sound.framesLost = static_cast<uint64_t>(next - frame);
             frame = next;
         }
-        RenderTestTone(frame, sound.format, buffer);
-        sound.bytes = buffer;
-        sound.captureTime = TimeOfFrame(frame, sound.format.sampleRate);
+        RenderTestTone(frame, format, buffer);
+        sound.captureTime = TimeOfFrame(frame, rate);
         sink.SoundArrived(sound);
         frame += frames;
-        if (const SoundFormat wanted = Format(); wanted != sound.format) {
-            frame = FrameAtOrAfter(TimeOfFrame(frame, sound.format.sampleRate), wanted.sampleRate);
-            sound.format = wanted;
-        }
     }
 }
 

@@ -26,7 +26,7 @@ public:
 
     std::string Name() const override { return "Test Tone"; }
     std::string Identity() const override { return kIdentity; }
-    SoundFormat Format() const override;
+    SoundFormat Format() const override { return format; }
     Result SetFormat(const SoundFormat& format) override;
     Result Start(SoundSink& sink) override;
     void Stop() override;
@@ -37,9 +37,11 @@ private:
     void Run(SoundSink& sink);
     bool WaitUntil(int64_t time);
 
-    mutable std::mutex mutex;
+    SoundFormat format; ///< only changes while the thread does not run
+    SoundSink* running = nullptr;
+
+    std::mutex mutex;
     std::condition_variable ended;
-    SoundFormat format;
     bool ending = false;
     std::thread thread;
 };
