@@ -248,7 +248,7 @@ Result Delivery::HandOverSound(SoundChannel& channel, const SoundStream::Piece& 
     soundAt = channel.Stream().Position();
     channel.description = piece.description;
     channel.CountDelivered();
-    return sink.TakeSound(channel, piece, TimeOf(piece.captureTime, channel.TimeScale()));
+    return sink.TakeSound(channel, piece, TimeOf(piece.captureTime, piece.description->SoundTimeScale()));
 }
 
 // Rounded, and counted from the origin each time, so that rounding errors do not add up and an even rate stays even.

@@ -114,7 +114,7 @@ Result DirectRecording::AddSound(const SoundStream::Piece& piece)
     if (!soundStart) {
         soundStart = piece.captureTime + early;
         // A tape's sample rate is known from its first sound.
-        soundScale = static_cast<int32_t>(std::lround(rate));
+        soundScale = piece.description->SoundTimeScale();
         const Result made = movie.Keep(movie.AddTrack(sound, kSoundMediaType, soundScale, 0, 0, kFullVolume));
         if (made != noErr)
             return made;

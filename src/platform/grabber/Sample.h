@@ -6,6 +6,7 @@
 #include "platform/memory/AddressSpace.h"
 #include "platform/sound/SoundFormatConversion.h"
 
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -67,6 +68,9 @@ struct SampleDescription {
 
     /// Size in bytes of one sample of all channels.
     int32_t BytesPerFrame() const { return channels * coding.sampleSize / 8; }
+
+    /// Time scale of the sound: the sample rate, rounded.
+    int32_t SoundTimeScale() const { return static_cast<int32_t>(std::lround(sampleRate)); }
 };
 
 using SharedDescription = std::shared_ptr<const SampleDescription>;

@@ -33,7 +33,10 @@ Result SampleHandOver::TakeFrame(VideoChannel& channel, Sample frame, int32_t ti
 Result SampleHandOver::TakeSound(SoundChannel& channel, const SoundStream::Piece& piece, int32_t time)
 {
     movie.AddSound(piece);
-    return CallProcedure(channel, piece.data, piece.bytes, time, piece.captureTime);
+    const Result result = CallProcedure(channel, piece.data, piece.bytes, time, piece.captureTime);
+    if (channel.FormatIsFixed())
+        channel.HoldRate(piece.description->sampleRate);
+    return result;
 }
 
 Result SampleHandOver::CallProcedure(Channel& channel, Address data, int64_t bytes, int32_t time,

@@ -100,6 +100,7 @@ void Session::SetDataProcedure(int32_t callback, int32_t refCon)
 
 Result Session::Start(GrabMode wanted)
 {
+    ReleaseSoundRates();
     Result result = noErr;
     if (wanted == GrabMode::Preview && movie.IsOpen())
         result = Stop();
@@ -205,6 +206,7 @@ Result Session::Idle()
 {
     const int64_t now = MonotonicNow();
     poller = CurrentEventLoopTimer();
+    ReleaseSoundRates();
     if (mode == GrabMode::Stopped && !trying)
         devices.ReleaseRested(now);
     // A procedure that waits for the user runs timers, which call this function again.
@@ -237,6 +239,12 @@ bool Session::IsWritingMovie() const
 bool Channel::FormatIsFixed() const
 {
     return owner != nullptr && owner->IsWritingMovie();
+}
+
+void Session::ReleaseSoundRates()
+{
+    for (const auto& sound : channels.sound)
+        sound->ReleaseRate();
 }
 
 // Everything captured up to now goes into the movie, including what is still on its way from a device or compressor.

@@ -117,6 +117,7 @@ private:
     Result RunDevices();
     void UpdateAcceptedChannels();
     Result TakeFailure();
+    void ReleaseSoundRates();
     void HandOverCaptured();
     void DrawNewestFrames();
 

@@ -3,7 +3,11 @@
 //
 // The source delivers PCM on its own thread; there each buffer is encoded as requested, into the block from which
 // pieces are delivered later. The description belongs to the buffer, so a change of format takes effect exactly where
-// the first buffer of the new format starts.
+// the first buffer of the new format starts; what still waits in the old format is replaced by silence.
+//
+// A movie counts its sound in samples of one rate, but on a tape the rate may change with each scene. So the channel
+// holds the rate of the first sound delivered while a movie is written, and converts sound of another rate until no
+// movie is written any more.
 //
 // The channel owns the source, its level meter and the driver number that refers to both.
 #include "platform/grabber/SoundChannel.h"
@@ -87,13 +91,14 @@ void SoundChannel::StopDevice()
 
 int32_t SoundChannel::TimeScale() const
 {
-    return static_cast<int32_t>(std::lround(source->Format().sampleRate));
+    return static_cast<int32_t>(std::lround(Rate()));
 }
 
 SoundStream& SoundChannel::Stream()
 {
     if (!stream)
-        stream = std::make_unique<SoundStream>(queue, number);
+        stream = std::make_unique<SoundStream>(queue, number,
+                                               [this](const SampleDescription& sound) { return IsPresent(sound); });
     return *stream;
 }
 
@@ -189,8 +194,21 @@ SoundChannel::Parameters SoundChannel::GetParameters() const
     return present;
 }
 
+double SoundChannel::Rate() const
+{
+    const double held = heldRate;
+    return held != 0 ? held : source->Format().sampleRate;
+}
+
+void SoundChannel::ReleaseRate()
+{
+    if (!FormatIsFixed())
+        heldRate = 0;
+}
+
 Result SoundChannel::SetRate(double rate)
 {
+    ReleaseRate();
     if (rate == Rate())
         return noErr;
     if (FormatIsFixed())
@@ -208,10 +226,25 @@ SoundCoding SoundChannel::Coding() const
     return coding;
 }
 
+SoundFormat SoundChannel::PresentFormat() const
+{
+    SoundFormat format = source->Format();
+    if (!IsSound(format))
+        format = SoundFormat();
+    if (const double held = heldRate; held != 0)
+        format.sampleRate = held;
+    return format;
+}
+
 SharedDescription SoundChannel::PresentDescription() const
 {
-    const SoundFormat format = source->Format();
-    return MakeDescription(IsSound(format) ? format : SoundFormat(), Coding());
+    return MakeDescription(PresentFormat(), Coding());
+}
+
+bool SoundChannel::IsPresent(const SampleDescription& sound) const
+{
+    const SoundFormat format = PresentFormat();
+    return sound.sampleRate == format.sampleRate && sound.channels == format.channels && sound.coding == Coding();
 }
 
 SharedDescription SoundChannel::DescriptionOf(const SoundFormat& format, const SoundCoding& coded)
@@ -237,7 +270,7 @@ void SoundChannel::SoundArrived(const CapturedSound& sound)
     captured.bytes = sound.bytes.first(whole);
     // Drift correction follows the source even while its sound is not wanted, so that it knows the source's clock
     // later.
-    const CapturedSound line = clock.Take(captured);
+    const CapturedSound line = clock.Take(captured, heldRate);
     if (Accepting() && !line.bytes.empty())
         Take(line, now);
 }

@@ -57,8 +57,12 @@ public:
     /// Sets the sample format; see `SGSetSoundInputParameters` for results.
     Result SetParameters(const Parameters& wanted);
 
-    /// The sample rate in hertz.
-    double Rate() const { return source->Format().sampleRate; }
+    /// The sample rate in hertz: that of the source, or the one that is held.
+    double Rate() const;
+    /// Holds a sample rate: sound that the source delivers at another one is converted from now on.
+    void HoldRate(double rate) { heldRate = rate; }
+    /// Ends `HoldRate`, unless a movie is being written.
+    void ReleaseRate();
     /// Sets the sample rate in hertz; see `SGSetSoundInputRate` for results.
     Result SetRate(double rate);
 
@@ -87,6 +91,8 @@ private:
     void StopAwaiting();
     Result TakeSource(std::shared_ptr<SoundSource> other);
     void AdoptSource(std::shared_ptr<SoundSource> adopted);
+    SoundFormat PresentFormat() const;
+    bool IsPresent(const SampleDescription& sound) const;
     SoundCoding Coding() const;
     SharedDescription DescriptionOf(const SoundFormat& format, const SoundCoding& coded);
 
@@ -98,6 +104,7 @@ private:
     int32_t driver = 0;
     Parameters parameters;
     std::unique_ptr<SoundStream> stream;
+    std::atomic<double> heldRate{0}; ///< 0: none
 
     mutable std::mutex codingMutex;
     SoundCoding coding;

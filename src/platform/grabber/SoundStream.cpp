@@ -81,7 +81,7 @@ void SoundStream::Rebase(const SharedDescription& next)
 
 bool SoundStream::TakeSample()
 {
-    if (interrupted) {
+    if (interrupted || (current.description && !isPresent(*current.description))) {
         current = {};
         align = true;
         interrupted = false;
@@ -89,6 +89,8 @@ bool SoundStream::TakeSample()
     if (current.description && offset < FramesOf(current))
         return true;
     auto next = queue.Take(channel);
+    while (next && !isPresent(*next->description))
+        next = queue.Take(channel);
     if (!next)
         return false;
     current = std::move(*next);
@@ -152,11 +154,10 @@ SoundStream::Piece SoundStream::Cut(int64_t count)
     return piece;
 }
 
-std::optional<SoundStream::Piece> SoundStream::Silence(int64_t limit, int64_t longest,
-                                                       const SharedDescription& standard)
+std::optional<SoundStream::Piece> SoundStream::Silence(int64_t limit, int64_t longest, const SharedDescription& present)
 {
-    if (!description)
-        Rebase(standard);
+    if (!description || !isPresent(*description))
+        Rebase(present);
     const int64_t count = std::min(FramesUntil(limit), FramesIn(longest, description->sampleRate));
     if (count < 1)
         return std::nullopt;

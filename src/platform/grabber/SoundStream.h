@@ -4,11 +4,14 @@
 #include "platform/grabber/SampleQueue.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <utility>
 
 namespace platform {
 
-/// The sound of one channel as a stream without gaps, cut into the pieces in which it is delivered.
+/// The sound of one channel as a stream without gaps, cut into the pieces in which it is delivered. Silence replaces
+/// sound whose format is not the channel's present one.
 class SoundStream {
 public:
     /// A piece of sound. Its bytes belong to the stream and are valid until the next piece is requested.
@@ -23,8 +26,14 @@ public:
     /// The maximum length of a piece of captured sound.
     static constexpr int64_t kMaxPiece = 10'000'000;
 
+    /// Whether samples of that description are in the channel's present format.
+    using IsPresent = std::function<bool(const SampleDescription&)>;
+
     /// Takes the samples of a channel from the queue, which must outlive the stream.
-    SoundStream(SampleQueue& queue, int32_t channel) : queue(queue), channel(channel) {}
+    SoundStream(SampleQueue& queue, int32_t channel, IsPresent isPresent)
+        : queue(queue), channel(channel), isPresent(std::move(isPresent))
+    {
+    }
 
     /// Whether the stream has a position on the clock yet.
     bool HasBegun() const { return begun; }
@@ -56,8 +65,8 @@ public:
     std::optional<Piece> Next(int64_t limit, int64_t longestSilence);
 
     /// A piece of silence up to `limit`, at most `longest`, in place of sound that has not arrived; nothing if `limit`
-    /// is less than one frame away. `description` selects the format if no sound has arrived yet.
-    std::optional<Piece> Silence(int64_t limit, int64_t longest, const SharedDescription& description);
+    /// is less than one frame away. `present` selects the format if no sound has arrived in it yet.
+    std::optional<Piece> Silence(int64_t limit, int64_t longest, const SharedDescription& present);
 
 private:
     int64_t FramesUntil(int64_t time) const;
@@ -69,6 +78,7 @@ private:
 
     SampleQueue& queue;
     int32_t channel; ///< number of the track queue
+    IsPresent isPresent;
 
     // The end of the stream: `frames` sample frames after `base`, so that rounding errors do not add up.
     bool begun = false;

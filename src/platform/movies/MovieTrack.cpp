@@ -104,6 +104,16 @@ Result MovieTrack::UseDescription(std::span<const uint8_t> record, std::span<con
     return noErr;
 }
 
+// A movie may be opened before the source of its sound knows its rate: that of a tape is only known once it plays.
+void MovieTrack::TakeRateOfFirstSound(const MediaSamples& samples)
+{
+    TrackContents& track = Contents();
+    if (track.mediaType != kSoundMediaType || track.samples > 0 || track.timeScale == 0 || !samples.captureTime)
+        return;
+    if (const int32_t rate = SampleRateOf(track.descriptions[lastDescription]); rate > 0)
+        track.timeScale = rate;
+}
+
 // Whether the movie has the frame that this one depends on and the buffer has space. Frames of other codecs, and sound,
 // need neither.
 bool MovieTrack::MayAddFrame(int64_t size, bool isKey)
@@ -139,6 +149,7 @@ Result MovieTrack::AddSamples(const MediaSamples& samples)
         return invalidDuration;
     if (const Result result = UseDescription(samples.description, samples.bytes); result != noErr)
         return result;
+    TakeRateOfFirstSound(samples);
     const TrackContents& track = Contents();
     const auto size = static_cast<int64_t>(samples.bytes.size());
     if (!HoldsSamples(track, lastDescription, size, samples.count))

@@ -68,6 +68,7 @@ public:
 
 private:
     Result UseDescription(std::span<const uint8_t> record, std::span<const uint8_t> sample);
+    void TakeRateOfFirstSound(const MediaSamples& samples);
     bool MayAddFrame(int64_t size, bool isKey);
     std::optional<int64_t> CaptureTimeOf(const MediaSamples& samples) const;
 

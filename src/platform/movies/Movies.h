@@ -111,6 +111,7 @@ Track NewMovieTrack(Movie movie, Fixed width, Fixed height, int16_t volume);
 /// Creates a track's media: "vide", "soun" or "tmcd", with `timeScale` units per second. The last two arguments are 0.
 /// Returns 0 on failure: an invalid track, a track that has media already, another type, or a negative scale. A scale
 /// of 0 is that of an absent source: such media accepts samples but stays empty, and the file gets no track for it.
+/// Sound that the grabber delivers changes the scale to its own rate if it is the first in the media.
 Media NewTrackMedia(Track track, FourCharCode mediaType, int32_t timeScale, int32_t dataRef, FourCharCode dataRefType);
 
 /// Opens media for samples.

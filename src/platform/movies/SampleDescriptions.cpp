@@ -20,6 +20,7 @@ constexpr size_t kImageDataSize = 44;
 constexpr size_t kSoundVersion = 16;
 constexpr size_t kSoundChannels = 24;
 constexpr size_t kSoundSampleSize = 26;
+constexpr size_t kSoundRate = 32; // 16.16 fixed-point
 constexpr size_t kSoundDescriptionSize = 36;
 constexpr size_t kSoundDescriptionV1Size = 52;
 
@@ -182,6 +183,14 @@ int64_t BytesPerSoundFrame(std::span<const uint8_t> fileForm)
     default:
         return 0;
     }
+}
+
+int32_t SampleRateOf(std::span<const uint8_t> fileForm)
+{
+    if (fileForm.size() < kSoundDescriptionSize)
+        return 0;
+    const uint32_t half = FileField16(fileForm, kSoundRate + 2) >> 15;
+    return static_cast<int32_t>(FileField16(fileForm, kSoundRate) + half);
 }
 
 std::vector<uint8_t> UnknownDescription(const TrackContents& track)

@@ -27,6 +27,9 @@ FourCharCode FormatOf(std::span<const uint8_t> fileForm);
 /// formats.
 int64_t BytesPerSoundFrame(std::span<const uint8_t> fileForm);
 
+/// Sample rate in hertz, rounded, from a stored sound description; 0 if it is truncated.
+int32_t SampleRateOf(std::span<const uint8_t> fileForm);
+
 /// The size at which pictures of a track are shown: that of its frames, scaled horizontally by their pixel aspect
 /// ratio. The size that the track was created with if that is unknown.
 struct ShownSize {

@@ -8,7 +8,8 @@
 // milliseconds from the first second on.
 //
 // The resampler is inserted when the difference first becomes noticeable. It starts with the samples passed on just
-// before and drops their output, so its filter is full when the first new sample arrives, and nothing clicks.
+// before and drops their output, so its filter is full when the first new sample arrives, and nothing clicks. If the
+// output has another nominal rate it is there from the start of the segment.
 #include "platform/sound/DriftCorrection.h"
 
 #include "platform/clock/MonotonicClock.h"
@@ -36,16 +37,17 @@ double Seconds(int64_t nanoseconds)
     return static_cast<double>(nanoseconds) / kNanosecondsPerSecond;
 }
 
-SwrContext* MakeResampler(const SoundFormat& format)
+SwrContext* MakeResampler(const SoundFormat& format, double outputRate)
 {
     AVChannelLayout layout{};
     av_channel_layout_default(&layout, format.channels);
     const AVSampleFormat samples = format.sampleSize == 8    ? AV_SAMPLE_FMT_U8
                                    : format.sampleSize == 16 ? AV_SAMPLE_FMT_S16
                                                              : AV_SAMPLE_FMT_S32;
-    const int rate = static_cast<int>(std::lround(format.sampleRate));
+    const int from = static_cast<int>(std::lround(format.sampleRate));
+    const int to = static_cast<int>(std::lround(outputRate));
     SwrContext* made = nullptr;
-    if (swr_alloc_set_opts2(&made, &layout, samples, rate, &layout, samples, rate, 0, nullptr) < 0)
+    if (swr_alloc_set_opts2(&made, &layout, samples, to, &layout, samples, from, 0, nullptr) < 0)
         return nullptr;
     // Resample even at equal rates, and interpolate between the phases of the filter.
     av_opt_set_int(made, "flags", SWR_FLAG_RESAMPLE, 0);
@@ -74,7 +76,7 @@ void DriftCorrection::Reset()
 
 int64_t DriftCorrection::SegmentEnd() const
 {
-    return begin + std::llround(static_cast<double>(frames) * kNanosecondsPerSecond / format.sampleRate);
+    return begin + std::llround(static_cast<double>(frames) * kNanosecondsPerSecond / rate);
 }
 
 // The duration of the samples inside the resampler.
@@ -83,14 +85,18 @@ int64_t DriftCorrection::ResamplerDelay() const
     return resampler ? swr_get_delay(resampler.get(), kNanosecondsPerSecond) : 0;
 }
 
-CapturedSound DriftCorrection::Take(const CapturedSound& captured)
+CapturedSound DriftCorrection::Take(const CapturedSound& captured, double wantedRate)
 {
+    if (wantedRate == 0)
+        wantedRate = captured.format.sampleRate;
     const double error = begun ? Seconds(captured.captureTime - SegmentEnd() - ResamplerDelay()) : 0;
-    if (!begun || captured.format != format || captured.framesLost > 0 || std::abs(error) > settings.gap)
-        BeginSegment(captured);
+    const bool isSame = begun && captured.format == format && wantedRate == rate;
+    if (!isSame || captured.framesLost > 0 || std::abs(error) > settings.gap)
+        BeginSegment(captured, wantedRate);
     else
         Follow(error, static_cast<double>(captured.bytes.size()) / format.BytesPerFrame() / format.sampleRate);
     CapturedSound result = captured;
+    result.format.sampleRate = rate;
     result.captureTime = SegmentEnd();
     if (resampler)
         result.bytes = Resample(captured.bytes);
@@ -101,21 +107,24 @@ CapturedSound DriftCorrection::Take(const CapturedSound& captured)
 }
 
 // Keeps what the loop has learned about the crystal.
-void DriftCorrection::BeginSegment(const CapturedSound& captured)
+void DriftCorrection::BeginSegment(const CapturedSound& captured, double wantedRate)
 {
     if (captured.format != format)
         steady = 0;
     resampler.reset();
     history.clear();
     format = captured.format;
+    rate = wantedRate;
     begun = true;
     begin = captured.captureTime;
     frames = 0;
     smoothed = 0;
     secondsInSegment = 0;
     correction = steady;
-    if (steady != 0)
+    if (steady != 0 || rate != format.sampleRate)
         Engage();
+    if (!resampler)
+        rate = format.sampleRate;
 }
 
 void DriftCorrection::Follow(double error, double seconds)
@@ -136,7 +145,7 @@ void DriftCorrection::Follow(double error, double seconds)
 
 void DriftCorrection::Engage()
 {
-    resampler.reset(MakeResampler(format));
+    resampler.reset(MakeResampler(format, rate));
     if (!resampler || history.empty())
         return;
     const auto skipped = static_cast<int>(history.size() / static_cast<size_t>(format.BytesPerFrame()));
@@ -158,7 +167,8 @@ std::span<const uint8_t> DriftCorrection::Convert(std::span<const uint8_t> bytes
     const bool isPacked = format.sampleSize == 24;
     const auto frameBytes = static_cast<size_t>(isPacked ? 4 * format.channels : format.BytesPerFrame());
     const auto given = static_cast<int>(bytes.size() / static_cast<size_t>(format.BytesPerFrame()));
-    const int available = given + given / 100 + static_cast<int>(kHistoryFrames);
+    const auto atRate = static_cast<int>(given * rate / format.sampleRate);
+    const int available = atRate + atRate / 100 + static_cast<int>(kHistoryFrames);
     output.resize(std::max(output.size(), static_cast<size_t>(available) * frameBytes));
     uint8_t* target = output.data();
     const uint8_t* source = isPacked ? Widened(bytes) : bytes.data();

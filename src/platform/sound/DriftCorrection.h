@@ -16,7 +16,7 @@ namespace platform {
 /// A source samples by its own crystal, which is some ppm fast or slow, while a recording assumes the nominal rate.
 /// This class compares the two clocks and resamples very slightly (libswresample), so that its output has exactly the
 /// nominal rate by the monotonic clock, in segments that last from one gap to the next. Sound whose stamps agree with
-/// its sample count is passed on unchanged.
+/// its sample count is passed on unchanged, unless another nominal rate is wanted: the same resampler converts it.
 class DriftCorrection {
 public:
     /// The parameters of the control loop.
@@ -36,9 +36,10 @@ public:
     /// Resets to the initial state, for another source.
     void Reset();
 
-    /// Takes captured sound and returns the corrected sound in the same format. That may be a few samples more or
-    /// fewer, or none. `bytes` of the result are valid until the next call, or are those of `captured`.
-    CapturedSound Take(const CapturedSound& captured);
+    /// Takes captured sound and returns the corrected sound, at `wantedRate` in hertz (0: that of `captured`) and
+    /// otherwise in the same format. That may be a few samples more or fewer, or none. `bytes` of the result are valid
+    /// until the next call, or are those of `captured`.
+    CapturedSound Take(const CapturedSound& captured, double wantedRate = 0);
 
     /// By how much the source is slow, as a fraction of its rate (1e-4: 100 samples per million too few).
     double Correction() const { return correction; }
@@ -50,7 +51,7 @@ private:
 
     int64_t SegmentEnd() const;
     int64_t ResamplerDelay() const;
-    void BeginSegment(const CapturedSound& captured);
+    void BeginSegment(const CapturedSound& captured, double wantedRate);
     void Follow(double error, double seconds);
     void Engage();
     std::span<const uint8_t> Resample(std::span<const uint8_t> bytes);
@@ -60,9 +61,11 @@ private:
     void Remember(std::span<const uint8_t> bytes);
 
     const Settings settings;
-    SoundFormat format;
+    SoundFormat format; ///< of the source
+    double rate = 0;    ///< of the output
 
-    // The present segment ends `frames` sample frames after `begin`, which avoids accumulating rounding errors.
+    // The present segment ends `frames` sample frames at that rate after `begin`, which avoids accumulating rounding
+    // errors.
     bool begun = false;
     int64_t begin = 0;
     int64_t frames = 0;
