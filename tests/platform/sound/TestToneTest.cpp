@@ -13,7 +13,7 @@ TEST(TestTone, DeliversNothingInTheOldFormatAfterAChange)
     tone.Start(sink);
     for (int i = 0; i < 20; ++i) {
         const platform::SoundFormat format{i % 2 == 0 ? 8000.0 : 44100.0, 1 + i / 2 % 2, 16};
-        ASSERT_EQ(tone.SetFormat(format), platform::noErr);
+        tone.SetFormat(format);
         sink.Clear();
         const auto buffers = sink.WaitFor([](const auto& seen) { return seen.size() >= 3; });
         ASSERT_GE(buffers.size(), 3U);
