@@ -114,6 +114,7 @@ TEST(Exceptions, OfOthersEndTheProgramWithAFailure)
     application->TerminationRequested = [](Termination reason) {
         std::fprintf(stderr, reason == Termination::Signal ? "asked by a signal" : "display lost %d", HasDisplay());
     };
+    std::signal(SIGHUP, SIG_DFL); // what nohup starts ignores it
     HandleTerminationSignals();
     TestWindow window;
     window.Construct();
