@@ -15,9 +15,10 @@ namespace test {
 /// samples, interleaved.
 inline std::vector<int16_t> SoundOf(const std::string& path, const std::string& part = {})
 {
-    const std::string command = "ffmpeg -v error -y -i " + path + " -map 0:a:0 " + part;
-    const auto pcm = OutputOf(command + " -ac 2 -f s16le " + path + ".pcm").empty() ? ReadFile(path + ".pcm")
-                                                                                    : std::vector<uint8_t>();
+    const std::string command = "ffmpeg -v error -y -i " + Quoted(path) + " -map 0:a:0 " + part;
+    const std::string output = path + ".pcm";
+    const auto pcm =
+        OutputOf(command + " -ac 2 -f s16le " + Quoted(output)).empty() ? ReadFile(output) : std::vector<uint8_t>();
     std::vector<int16_t> samples(pcm.size() / 2);
     if (!samples.empty())
         std::memcpy(samples.data(), pcm.data(), samples.size() * 2);
