@@ -10,7 +10,8 @@
 namespace platform {
 
 /// Decodes frames of one description to 32-bit pixels, in as few passes as the codec permits: JPEG with TurboJPEG and
-/// raw layouts with libyuv in one pass, everything else with libavcodec.
+/// raw layouts with libyuv in one pass, JPEG at half its size or less by `ReducedJpeg`, everything else with
+/// libavcodec.
 class FrameDecoder {
 public:
     virtual ~FrameDecoder() = default;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Decoding JPEG with TurboJPEG, directly into the target's rows if the library can reduce to its size.
+// Decoding JPEG with TurboJPEG, directly into the target's rows if the library can reduce to its size. Frames that are
+// shown at half their size or less are decoded by `ReducedJpeg` if it supports them.
 //
 // Cameras deliver frames without the usual Huffman tables; the library then inserts them. It also keeps tables from one
 // frame to the next, which would let a corrupted frame spoil later ones: after any frame with an error or warning the
@@ -9,7 +10,8 @@
 #include "platform/compression/JpegDecoder.h"
 
 #include "platform/compression/CodecDecoder.h"
-#include "platform/compression/ReducedConversion.h"
+#include "platform/compression/ReducedJpeg.h"
+#include "platform/compression/VideoColors.h"
 #include "platform/log/Log.h"
 
 #include <algorithm>
@@ -112,6 +114,8 @@ private:
                 scale = smaller;
         const int width = TJSCALED(description.width, scale);
         const int height = TJSCALED(description.height, scale);
+        if (scale.denom > 1 && DecodeReduced(frame, scale.denom, target))
+            return noErr;
         if (width == target.width && height == target.height)
             return DecodePixels(frame, target);
         if (larger.pixels.width != width || larger.pixels.height != height)
@@ -120,6 +124,15 @@ private:
         if (result == noErr)
             ScaleTo(larger.pixels, target);
         return result;
+    }
+
+    // False for frames that only the library decodes.
+    bool DecodeReduced(std::span<const uint8_t> frame, int32_t factor, const PortPixels& target)
+    {
+        const auto picture = reduced.Decode(frame, description.width, description.height, factor);
+        if (picture)
+            conversion.Draw(*picture, ConstantsOf({.matrix = 6, .isFullRange = true}), target);
+        return picture.has_value();
     }
 
     Result DecodePixels(std::span<const uint8_t> frame, const PortPixels& target)
@@ -148,6 +161,8 @@ private:
 
     ImageDescription description;
     TurboOwner turbo;
+    ReducedJpeg reduced;
+    ReducedConversion conversion;
     PictureBlock larger; ///< a picture before the final scaling
     std::unique_ptr<FrameDecoder> fields;
 };

@@ -39,20 +39,6 @@ ImageDescription Described()
     return description;
 }
 
-// The frame with its Huffman tables cut out, as many cameras deliver it.
-std::vector<uint8_t> WithoutHuffmanTables(const std::vector<uint8_t>& jpeg)
-{
-    std::vector<uint8_t> result = {0xFF, 0xD8};
-    for (size_t at = 2; at + 4 < jpeg.size();) {
-        const size_t size = jpeg[at + 1] == 0xDA ? jpeg.size() - at : 2U + jpeg[at + 2] * 256U + jpeg[at + 3];
-        if (jpeg[at + 1] != 0xC4)
-            result.insert(result.end(), jpeg.begin() + static_cast<ptrdiff_t>(at),
-                          jpeg.begin() + static_cast<ptrdiff_t>(at + size));
-        at += size;
-    }
-    return result;
-}
-
 void Corrupt(std::vector<uint8_t>& frame, std::mt19937& random)
 {
     for (auto flips = random() % 20; flips > 0; --flips) {

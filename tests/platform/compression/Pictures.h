@@ -156,4 +156,18 @@ inline std::vector<uint8_t> QuartersJpeg(int32_t width, int32_t height)
     return {block.Bytes().begin(), block.Bytes().end()};
 }
 
+// The frame with its Huffman tables cut out, as many cameras deliver it.
+inline std::vector<uint8_t> WithoutHuffmanTables(const std::vector<uint8_t>& jpeg)
+{
+    std::vector<uint8_t> result = {0xFF, 0xD8};
+    for (size_t at = 2; at + 4 < jpeg.size();) {
+        const size_t size = jpeg[at + 1] == 0xDA ? jpeg.size() - at : 2U + jpeg[at + 2] * 256U + jpeg[at + 3];
+        if (jpeg[at + 1] != 0xC4)
+            result.insert(result.end(), jpeg.begin() + static_cast<ptrdiff_t>(at),
+                          jpeg.begin() + static_cast<ptrdiff_t>(at + size));
+        at += size;
+    }
+    return result;
+}
+
 } // namespace pictures
