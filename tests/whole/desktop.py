@@ -57,10 +57,16 @@ class Screen:
         with os.fdopen(read_end) as pipe:
             self.environment["DISPLAY"] = ":" + pipe.readline().strip()
         self.memory = os.path.join(self.folder, "Xvfb_screen0")
+        # A window manager takes its keys anew at the first key that ever comes, and loses those that come meanwhile.
+        self.key("Shift_L")
         if manager:
             self.start(["openbox"])
-            wait_for("the window manager", 10,
-                     lambda: self.output("xprop", "-root", "_NET_SUPPORTING_WM_CHECK").count("#"))
+            wait_for("the window manager", 10, self.manager_answers)
+
+    def manager_answers(self):
+        """Changes a setting of the window manager's. Until it does that it may overlook a new window."""
+        self.output("xdotool", "set_num_desktops", "1")
+        return self.output("xdotool", "get_num_desktops").strip() == "1"
 
     def start(self, command, **options):
         options.setdefault("stdout", subprocess.DEVNULL)
