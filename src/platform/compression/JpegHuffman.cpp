@@ -5,12 +5,16 @@
 
 namespace platform {
 
-bool JpegHuffmanTable::Build(std::span<const uint8_t, 16> counts, std::span<const uint8_t> givenSymbols, bool isDc)
+bool JpegHuffmanTable::Build(std::span<const uint8_t, 16> givenCounts, std::span<const uint8_t> givenSymbols, bool isDc)
 {
-    isBuilt = false;
-    isDcTable = isDc;
     if (givenSymbols.size() > symbols.size())
         return false;
+    if (isBuilt && isDc == isDcTable && std::ranges::equal(givenCounts, counts) &&
+        std::ranges::equal(givenSymbols, std::span(symbols).first(givenSymbols.size())))
+        return true;
+    isBuilt = false;
+    isDcTable = isDc;
+    std::ranges::copy(givenCounts, counts.begin());
     std::ranges::copy(givenSymbols, symbols.begin());
     uint32_t code = 0;
     size_t index = 0;
@@ -39,6 +43,20 @@ bool JpegHuffmanTable::Build(std::span<const uint8_t, 16> counts, std::span<cons
     }
     isBuilt = true;
     return true;
+}
+
+JpegHuffmanTable JpegHuffmanTable::JoinedWithEnds(const JpegHuffmanTable& ac) const
+{
+    JpegHuffmanTable joined = *this;
+    for (uint32_t pattern = 0; pattern < fast.size(); ++pattern) {
+        Value& value = joined.fast[pattern];
+        const Value next = ac.fast[pattern << value.length & (fast.size() - 1)];
+        if (value.length == 0 || next.length == 0 || next.step != kEndOfBlock || value.length + next.length > kFastBits)
+            continue;
+        value.step = kEndOfBlock;
+        value.length = static_cast<uint8_t>(value.length + next.length);
+    }
+    return joined;
 }
 
 JpegHuffmanTable::Value JpegHuffmanTable::LookLonger(uint32_t bits) const

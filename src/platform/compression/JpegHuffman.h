@@ -67,10 +67,14 @@ public:
     static constexpr uint8_t kEndOfBlock = 64;
 
     /// Builds the table from a segment's 16 counts of codes and the symbols; a DC table's symbols have no runs. False
-    /// for tables that no canonical code has.
+    /// for tables that no canonical code has. Building the present table again takes no time.
     bool Build(std::span<const uint8_t, 16> counts, std::span<const uint8_t> symbols, bool isDc);
 
     bool IsBuilt() const { return isBuilt; }
+
+    /// A copy of a DC table in which the lookup of a short code also takes the end of the block if it follows at once,
+    /// as in every block of one even color. The step of such a value is `kEndOfBlock`.
+    JpegHuffmanTable JoinedWithEnds(const JpegHuffmanTable& ac) const;
 
     /// The value at the reader's bits, of which at least 32 must be available. Does not move the reader.
     Value Look(const JpegBits& bits) const
@@ -90,6 +94,7 @@ private:
     std::array<Value, 1U << kFastBits> fast{}; ///< length 0: code and value do not fit
     std::array<uint32_t, 17> endOfLength{};    ///< of each length the first code that is longer, at 16 bits
     std::array<int32_t, 17> offsetOfLength{};  ///< from a code of that length to the index of its symbol
+    std::array<uint8_t, 16> counts{};          ///< what the table was built from
     std::array<uint8_t, 256> symbols{};
     bool isDcTable = false;
     bool isBuilt = false;

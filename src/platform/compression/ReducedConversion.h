@@ -30,7 +30,8 @@ public:
     void Draw(const PlanarPicture& picture, const libyuv::YuvConstants& colors, const PortPixels& target);
 
 private:
-    std::vector<uint8_t> scaled; ///< the scaled planes, reused from frame to frame
+    std::vector<uint8_t> scaled; ///< the scaled planes; these two are reused from frame to frame
+    std::vector<uint8_t> band;   ///< rows between two steps of scaling
 };
 
 /// Scales 32-bit pixels onto the whole of `target`.

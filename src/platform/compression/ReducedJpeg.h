@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/compression/JpegHuffman.h"
+#include "platform/compression/JpegHeaders.h"
 #include "platform/compression/ReducedConversion.h"
 
 #include <optional>
+#include <vector>
 
 namespace platform {
 
@@ -15,54 +16,35 @@ namespace platform {
 /// are for TurboJPEG.
 class ReducedJpeg {
 public:
-    ReducedJpeg();
-
     /// Decodes a frame of `width` x `height` pixels at 1 / `factor` (2, 4 or 8) of its sides, rounded up. The planes
     /// have the full range and the matrix of BT.601 (ITU-T T.871), and are valid until the next call. Returns nothing
     /// for a frame of another size, one that is not supported, or one with any damage that shows in its structure.
     std::optional<PlanarPicture> Decode(std::span<const uint8_t> jpeg, int32_t width, int32_t height, int32_t factor);
 
 private:
-    struct Component {
-        uint8_t id = 0;
+    struct Plane {
         int32_t horizontal = 1; ///< blocks in a group
         int32_t vertical = 1;
-        size_t quantization = 0;
-        size_t dcTable = 0;
-        size_t acTable = 0;
+        JpegHuffmanTable first; ///< of a block's first code
+        JpegHuffmanTable others;
         std::array<float, 16> scale{}; ///< of the coefficients, for the transform's input
         std::vector<uint8_t> pixels;
         int32_t rowBytes = 0;
         int32_t lastDc = 0;
     };
-    struct Tables {
-        std::array<std::array<uint16_t, 64>, 4> quantization{};
-        std::array<bool, 4> hasQuantization{};
-        std::array<JpegHuffmanTable, 4> dc, ac;
-    };
-    using Bytes = std::span<const uint8_t>;
 
-    bool ReadHeaders(Bytes jpeg);
-    bool ReadSegment(uint8_t marker, Bytes content);
-    bool ReadQuantization(Bytes content);
-    bool ReadHuffman(Bytes content);
-    bool ReadFrame(Bytes content);
-    bool ReadScanHeader(Bytes content);
-    void RemoveStuffing(Bytes scan);
     void Prepare(int32_t factor);
+    void PreparePlane(Plane& plane, const JpegHeaders::Component& component);
+    void RemoveStuffing(std::span<const uint8_t> scan);
     bool DecodeScan();
     // Inline, so that the bits stay in registers from block to block.
     [[gnu::always_inline]] inline bool DecodeGroup(JpegBits& bits, int32_t column, int32_t row);
-    [[gnu::always_inline]] inline bool DecodeBlock(JpegBits& bits, Component& component, uint8_t* target);
+    [[gnu::always_inline]] inline bool DecodeBlock(JpegBits& bits, Plane& plane, uint8_t* target);
     PlanarPicture Picture(int32_t factor) const;
 
-    Tables standard; ///< for frames without Huffman tables, as many cameras send them
-    Tables tables;
-    std::array<Component, 3> components;
-    int32_t width = 0;
-    int32_t height = 0;
-    int32_t restartInterval = 0; ///< in groups of blocks; 0 for none
-    int32_t columns = 0;         ///< of groups
+    JpegHeaders headers;
+    std::array<Plane, 3> planes;
+    int32_t columns = 0; ///< of groups
     int32_t rows = 0;
     int32_t side = 4;                ///< of a block's pixels
     std::vector<uint8_t> scanBytes;  ///< without stuffing

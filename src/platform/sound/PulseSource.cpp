@@ -223,7 +223,7 @@ std::string PulseSource::Reason() const
 
 SoundFormat PulseSource::Format() const
 {
-    const PulseServer::Lock lock(*server);
+    const std::lock_guard lock(formatMutex);
     return format;
 }
 
@@ -233,8 +233,11 @@ Result PulseSource::SetFormat(const SoundFormat& wanted)
         return result;
     const PulseServer::Lock lock(*server);
     const SoundFormat old = format;
-    format = wanted;
-    format.sampleRate = std::round(wanted.sampleRate); // the server counts in whole hertz
+    {
+        const std::lock_guard formatLock(formatMutex);
+        format = wanted;
+        format.sampleRate = std::round(wanted.sampleRate); // the server counts in whole hertz
+    }
     if (stream != nullptr && format != old) {
         DropStream();
         OpenStream(server->Context());

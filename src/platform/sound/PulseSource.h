@@ -6,6 +6,8 @@
 #include "platform/sound/PulseServer.h"
 #include "platform/sound/SoundSource.h"
 
+#include <mutex>
+
 namespace platform {
 
 /// A source of the sound server: a microphone, a line input, or the monitor of a sink.
@@ -66,7 +68,8 @@ private:
     pa_cvolume lastAudible{}; ///< the last volumes that were not all 0, to restore their ratio
 
     // Guarded by the loop's lock.
-    SoundFormat format;
+    SoundFormat format;             ///< written with the server's lock and this mutex, read with either
+    mutable std::mutex formatMutex; ///< asked for each piece of sound, which must not wait for the server's thread
     SoundSink* sink = nullptr;
     pa_stream* stream = nullptr;
     uint32_t streamedIndex = PA_INVALID_INDEX; ///< index of the source that the stream was opened on
