@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Two threads and one queue of jobs.
+// Two workers and one queue of jobs.
 //
 // Jobs are queued in the order of capture from their arrival until they are passed on. A worker takes the first waiting
 // one, compresses it without holding the lock, and then passes on all finished jobs at the head of the queue: so a fast
@@ -20,9 +20,6 @@
 namespace platform {
 namespace {
 
-// Two workers keep up with a camera for which one is just too slow, and leave the machine's other cores to the live
-// picture.
-constexpr int kThreads = 2;
 // Limits of the queue: a second or two of a machine that is delayed, but only a few of the largest frames.
 constexpr size_t kFewJobs = 8;
 constexpr size_t kMaxJobs = 128;
@@ -140,8 +137,8 @@ private:
 CompressionWorkers::CompressionWorkers(Outlet toOutlet)
     : outlet(std::move(toOutlet)), ordered(std::make_unique<Compressor>())
 {
-    for (int i = 0; i < kThreads; ++i)
-        threads.emplace_back([this] { Work(); });
+    for (Worker& worker : workers)
+        worker.thread = std::thread([this, &worker] { Work(worker); });
 }
 
 CompressionWorkers::~CompressionWorkers()
@@ -150,9 +147,10 @@ CompressionWorkers::~CompressionWorkers()
         const std::lock_guard lock(mutex);
         ending = true;
     }
-    work.notify_all();
-    for (std::thread& thread : threads)
-        thread.join();
+    for (Worker& worker : workers)
+        worker.work.notify_one();
+    for (Worker& worker : workers)
+        worker.thread.join();
 }
 
 void CompressionWorkers::Submit(Frame frame)
@@ -171,7 +169,17 @@ void CompressionWorkers::Submit(Frame frame)
     }
     jobs.push_back({std::move(frame), state});
     HandOnFinished();
-    work.notify_one();
+    WakeWorker();
+}
+
+// The first one that has nothing to do: what it needs is still in its processor's cache if it did the last job as well.
+void CompressionWorkers::WakeWorker()
+{
+    const auto idle = std::ranges::find(workers, true, &Worker::isIdle);
+    if (idle == workers.end())
+        return;
+    idle->isIdle = false;
+    idle->work.notify_one();
 }
 
 bool CompressionWorkers::IsFull() const
@@ -213,7 +221,7 @@ void CompressionWorkers::Discard()
     done.wait(lock, [this] { return jobs.empty(); });
 }
 
-void CompressionWorkers::Work()
+void CompressionWorkers::Work(Worker& self)
 {
     Compressor own;
     std::unique_lock lock(mutex);
@@ -222,7 +230,9 @@ void CompressionWorkers::Work()
         if (ending)
             return;
         if (!job) {
-            work.wait(lock);
+            self.isIdle = true;
+            self.work.wait(lock);
+            self.isIdle = false;
             continue;
         }
         const bool isOrdered = IsOrdered(job->frame);
@@ -233,7 +243,7 @@ void CompressionWorkers::Work()
         lock.lock();
         if (isOrdered) {
             orderedInWork = false;
-            work.notify_one();
+            WakeWorker();
         }
         if (job->state == State::Forgotten)
             std::erase_if(jobs, [job](const Job& other) { return &other == job; });

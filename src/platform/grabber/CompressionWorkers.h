@@ -4,6 +4,7 @@
 #include "platform/compression/FrameCompressor.h"
 #include "platform/grabber/Sample.h"
 
+#include <array>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -11,7 +12,6 @@
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 namespace platform {
 
@@ -63,11 +63,17 @@ private:
         Frame frame;
         State state = State::Waiting;
     };
+    struct Worker {
+        std::thread thread;
+        std::condition_variable work;
+        bool isIdle = false;
+    };
     class Compressor;
 
     static bool NeedsWork(const Frame& frame);
 
-    void Work();
+    void Work(Worker& self);
+    void WakeWorker();
     bool IsFull() const;
     static bool IsOrdered(const Frame& frame);
     Job* NextWaiting();
@@ -75,13 +81,13 @@ private:
 
     Outlet outlet;
     mutable std::mutex mutex;
-    std::condition_variable work;
     std::condition_variable done;
     std::list<Job> jobs; ///< a job keeps its address while a worker uses it
     bool ending = false;
     std::unique_ptr<Compressor> ordered; ///< used by the worker that set `orderedInWork`
     bool orderedInWork = false;
-    std::vector<std::thread> threads;
+    // Two keep up with a camera for which one is just too slow, and leave the machine's other cores to the live picture.
+    std::array<Worker, 2> workers;
 };
 
 } // namespace platform
