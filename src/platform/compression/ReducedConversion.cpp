@@ -42,12 +42,13 @@ void ScaleToTwoThirds(const Plane& from, uint8_t* target, std::vector<uint8_t>& 
         uint8_t* band = scratch.data();
         libyuv::InterpolatePlane(upper, step, middle, step, band, 2 * wide, wide, rows / 2, kQuarter);
         libyuv::InterpolatePlane(lower, step, middle, step, band + wide, 2 * wide, wide, rows / 2, kQuarter);
-        const std::array columns{band + rows * wide, band + rows * (wide + third), band + rows * (wide + 2 * third)};
-        const auto& [left, centre, right] = columns;
+        uint8_t* left = band + ptrdiff_t{rows} * wide;
+        uint8_t* centre = left + ptrdiff_t{rows} * third;
+        uint8_t* right = centre + ptrdiff_t{rows} * third;
         libyuv::SplitRGBPlane(band, wide, left, third, centre, third, right, third, third, rows);
         libyuv::InterpolatePlane(left, third, centre, third, left, third, third, rows, kQuarter);
         libyuv::InterpolatePlane(right, third, centre, third, right, third, third, rows, kQuarter);
-        libyuv::MergeUVPlane(left, third, right, third, target + ptrdiff_t{top} * 2 * third, 2 * third, third, rows);
+        libyuv::MergeUVPlane(left, third, right, third, target + ptrdiff_t{top} * (2 * third), 2 * third, third, rows);
     }
 }
 
