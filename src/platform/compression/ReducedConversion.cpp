@@ -35,7 +35,7 @@ void ScaleToTwoThirds(const Plane& from, uint8_t* target, std::vector<uint8_t>& 
     scratch.resize(static_cast<size_t>(2 * kBand) * static_cast<size_t>(wide));
     for (int32_t top = 0; top < height; top += kBand) {
         const int32_t rows = std::min(kBand, height - top);
-        const uint8_t* upper = from.pixels + ptrdiff_t{top / 2 * 3} * from.rowBytes;
+        const uint8_t* upper = from.pixels + ptrdiff_t{top} / 2 * 3 * from.rowBytes;
         const uint8_t* middle = upper + from.rowBytes;
         const uint8_t* lower = middle + from.rowBytes;
         const int32_t step = 3 * from.rowBytes;
@@ -48,7 +48,7 @@ void ScaleToTwoThirds(const Plane& from, uint8_t* target, std::vector<uint8_t>& 
         libyuv::SplitRGBPlane(band, wide, left, third, centre, third, right, third, third, rows);
         libyuv::InterpolatePlane(left, third, centre, third, left, third, third, rows, kQuarter);
         libyuv::InterpolatePlane(right, third, centre, third, right, third, third, rows, kQuarter);
-        libyuv::MergeUVPlane(left, third, right, third, target + ptrdiff_t{top} * (2 * third), 2 * third, third, rows);
+        libyuv::MergeUVPlane(left, third, right, third, target + ptrdiff_t{top} * 2 * third, 2 * third, third, rows);
     }
 }
 
