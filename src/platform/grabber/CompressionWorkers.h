@@ -86,7 +86,8 @@ private:
     bool ending = false;
     std::unique_ptr<Compressor> ordered; ///< used by the worker that set `orderedInWork`
     bool orderedInWork = false;
-    // Two keep up with a camera for which one is just too slow, and leave the machine's other cores to the live picture.
+    // Two keep up with a camera for which one is just too slow, and leave the machine's other cores to the live
+    // picture.
     std::array<Worker, 2> workers;
 };
 
