@@ -69,14 +69,16 @@ public:
         const auto inPort = PictureWithBase(data);
         if (inPort && dataSize > 0 && dataSize <= inPort->bytes && DrawsFrom(*inPort))
             return isShown ? ShowPort(*inPort, data) : noErr;
-        const auto frame = BytesAt(data, dataSize);
+        // What is shown instead is shown without reading the frame, whose bytes may not have been made.
+        const bool hasOther = known != nullptr && !known->IsPictureAt(data) && !known->Instead().empty();
+        const auto frame = hasOther ? known->Instead() : BytesAt(data, dataSize);
         if (frame.empty())
             return paramErr;
         if (known == nullptr || known->IsPictureAt(data))
             return isShown ? Show(data, frame) : noErr;
         Result result = isShown ? Adapt(known->Description()) : noErr;
         if (isShown && result == noErr)
-            result = Show(data, known->Instead().empty() ? frame : known->Instead());
+            result = Show(data, frame);
         NotePictureOf(*known);
         return result;
     }

@@ -99,6 +99,8 @@ private:
 
     void Compress(Frame& frame)
     {
+        if (!frame.isWanted && PutOff(frame))
+            return;
         if (!settings || (frame.settings != settings && *frame.settings != *settings)) {
             compressor = FrameCompressor::Create(*frame.settings);
             description = nullptr;
@@ -111,6 +113,21 @@ private:
             Describe(frame);
         if (!frame.sample.sentDescription)
             frame.sample.sent = SampleData();
+    }
+
+    // Leaves the frame as it is if its description is known without compressing it. False if not.
+    bool PutOff(Frame& frame)
+    {
+        if (IsOrdered(frame) || !description || frame.delivered != described || *frame.settings != *settings)
+            return false;
+        Sample& sample = frame.sample;
+        sample.description = description;
+        sample.sent = sample.data;
+        sample.sentDescription = frame.delivered;
+        sample.compress = [settings = frame.settings, delivered = frame.delivered, data = sample.data] {
+            return FrameCompressor::Create(*settings)->Compress(FrameOfDescription(data.Bytes(), delivered->image));
+        };
+        return true;
     }
 
     void Describe(Frame& frame)

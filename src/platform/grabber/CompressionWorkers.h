@@ -27,6 +27,7 @@ public:
         Sample sample;
         SharedDescription delivered; ///< of the frame as the device delivers it
         Settings settings;           ///< null: the sample's data is passed on unchanged
+        bool isWanted = true;        ///< false: compressing may be left to whoever asks for the bytes
     };
 
     /// Receives the frames; both functions are called on a worker.

@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <utility>
@@ -97,6 +98,10 @@ struct Sample {
     SampleData sent;                       ///< the device's own frame, if `data` can't be decoded on its own
     SharedDescription sentDescription;     ///< of `sent`
     std::shared_ptr<PictureAhead> picture; ///< the frame's picture, decoded ahead; null: not decoded ahead
+
+    /// Compresses a frame that has not been compressed yet, since nobody seems to want its bytes: `data` is still the
+    /// device's frame. `description` is of the compressed one. Null: it is compressed, or needs not be.
+    std::function<OwnedBlock()> compress;
 
     /// The bytes to decode for showing the frame.
     const SampleData& Shown() const { return sentDescription ? sent : data; }

@@ -11,6 +11,8 @@ namespace platform {
 
 Result SampleHandOver::TakeFrame(VideoChannel& channel, Sample frame, int32_t time, bool shown)
 {
+    if (!channel.ProvideBytes(frame, movie.IsOpen() || IsAnyMediaOpen()))
+        return noErr;
     movie.AddFrame(frame);
     bool inTime = shown;
     auto picture = channel.TakePicture(frame, inTime);

@@ -43,9 +43,10 @@ inline constexpr int16_t seqGrabWriteReserve = 1;
 inline constexpr int16_t seqGrabWriteFill = 2;
 
 /// Receives one captured buffer: `p` holds `len` bytes in the channel's present sample description and is only valid
-/// during the call. `time` is the capture time in the channel's time scale, counted from the first buffer of the
-/// session on, across stops and pauses. A result other than 0 stops the session and is returned by the `SGIdle` that
-/// delivered the buffer.
+/// during the call. While no movie is being written, a frame that the grabber would have to compress is compressed when
+/// its bytes are read; `len` is then an upper bound, and zeros follow the frame. `time` is the capture time in the
+/// channel's time scale, counted from the first buffer of the session on, across stops and pauses. A result other than
+/// 0 stops the session and is returned by the `SGIdle` that delivered the buffer.
 using SGDataProc = int32_t (*)(SGChannel channel, Address p, int32_t len, Address offset, int32_t chRefCon,
                                int32_t time, int16_t writeType, int32_t refCon);
 

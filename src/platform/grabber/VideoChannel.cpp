@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace platform {
 namespace {
@@ -46,6 +47,20 @@ bool CanCompress(const CompressionSettings& settings)
 {
     return std::ranges::any_of(AvailableCompressors(),
                                [&](const CompressorName& known) { return known.codec == settings.codec; });
+}
+
+// A block with room for a frame, compressed when it is read. A frame that does not fit, or can't be read, leaves zeros.
+SampleData BytesOnDemand(const ImageDescription& image, std::function<OwnedBlock()> compress)
+{
+    constexpr int64_t kHeaders = 0x10000;
+    OwnedBlock room = OwnedBlock::Uncleared(PackedImageSize(kPixelFormat32, image.width, image.height) + kHeaders);
+    FillWhenRead(room.Get(), [start = room.Get(), size = room.Size(), compress = std::move(compress)] {
+        auto* const target = PointerAt<uint8_t>(start);
+        std::memset(target, 0, static_cast<size_t>(size));
+        if (const OwnedBlock frame = compress(); frame.Size() <= size)
+            std::ranges::copy(frame.Bytes(), target);
+    });
+    return SampleData(std::move(room));
 }
 
 } // namespace
@@ -310,7 +325,8 @@ void VideoChannel::Take(const CapturedFrame& frame, int64_t now)
     if (passesThrough && !IsInterFrame(picture.format) && !(workers && workers->Busy()))
         queue.Put(number, std::move(sample));
     else
-        Workers().Submit({std::move(sample), delivered, passesThrough ? nullptr : std::move(settings)});
+        Workers().Submit(
+            {std::move(sample), delivered, passesThrough ? nullptr : std::move(settings), compressesAhead});
 }
 
 // Its number is used, so it is not counted as lost as well.
@@ -340,6 +356,21 @@ std::unique_ptr<DecodedPicture> VideoChannel::TakePicture(Sample& frame, bool& s
         return nullptr;
     shown = newestPicture != nullptr;
     return std::move(newestPicture);
+}
+
+bool VideoChannel::ProvideBytes(Sample& frame, bool wanted)
+{
+    compressesAhead = wanted;
+    const auto compress = std::exchange(frame.compress, nullptr);
+    if (!compress)
+        return true;
+    if (wanted)
+        frame.data = SampleData(compress());
+    else
+        frame.data = BytesOnDemand(frame.description->image, compress);
+    if (frame.data.Size() == 0)
+        CountLost(counts.unreadable, frame.captureTime, SGLostFrame::Cause::Unreadable);
+    return frame.data.Size() > 0;
 }
 
 void VideoChannel::NoteShown(const ShownSize& size)

@@ -71,6 +71,11 @@ public:
     /// if there is none in time. None for a frame that is not shown.
     std::unique_ptr<DecodedPicture> TakePicture(Sample& frame, bool& shown);
 
+    /// Makes the bytes of a frame that has not been compressed. If they are not `wanted`, for a movie, this only
+    /// happens when somebody reads them: the frame then has room for them, and zeros after them. Frames that arrive
+    /// from now on are compressed ahead if these were wanted. False, and a loss, if the frame can't be read.
+    bool ProvideBytes(Sample& frame, bool wanted);
+
     /// Stores the size at which a frame was shown, 0 by 0 if it was not: then frames are no longer decoded ahead.
     void NoteShown(const ShownSize& size);
 
@@ -103,6 +108,7 @@ private:
 
     std::unique_ptr<DecodeAhead> decodeAhead; ///< created by the main thread when the first frame was shown
     std::atomic<bool> decodesAhead{false};
+    std::atomic<bool> compressesAhead{true};       ///< whether the last frame's bytes were wanted
     std::unique_ptr<DecodedPicture> newestPicture; ///< of a frame that was delivered without being shown
 
     mutable std::mutex compressionMutex;

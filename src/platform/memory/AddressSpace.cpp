@@ -93,6 +93,7 @@ public:
 
     void Free(Address block)
     {
+        decltype(unfilled)::node_type discarded; // what it owns may be blocks, and these are freed without the lock
         const std::lock_guard lock(mutex);
         const auto found = allocated.find(block);
         if (found == allocated.end())
@@ -100,7 +101,7 @@ public:
         const SizeClass sizeClass = ClassFor(found->second);
         inUse -= found->second;
         allocated.erase(found);
-        unfilled.erase(block);
+        discarded = unfilled.extract(block);
         auto& list = freeLists[static_cast<size_t>(sizeClass.index)];
         const bool isKept = sizeClass.capacity < kLargeBlock || list.size() < kKeptBlocks ||
                             (static_cast<int64_t>(list.size()) + 1) * sizeClass.capacity <= kKeptFree;
@@ -136,7 +137,7 @@ public:
     {
         const std::lock_guard lock(mutex);
         if (allocated.contains(block))
-            unfilled[block] = std::move(fill);
+            unfilled[block].swap(fill);
     }
 
     int64_t InUse()

@@ -13,6 +13,7 @@
 #include "platform/movies/FinishMovie.h"
 #include "platform/movies/MovieTrack.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace platform {
@@ -171,6 +172,11 @@ Result AddMediaSample(Media media, Handle data, int32_t offset, int32_t size, in
         return result;
     CaptureInHand::NoteAdded(type, media);
     return time == 0 || Poke(time, start) ? noErr : paramErr;
+}
+
+bool IsAnyMediaOpen()
+{
+    return std::ranges::any_of(AllMedia().Numbers(), IsMediaOpen);
 }
 
 bool IsMediaOpen(Media media)

@@ -116,6 +116,8 @@ Media NewTrackMedia(Track track, FourCharCode mediaType, int32_t timeScale, int3
 
 /// Opens media for samples.
 Result BeginMediaEdits(Media media);
+/// Whether any media is open for samples.
+bool IsAnyMediaOpen();
 /// Closes media. `invalidMedia` unless edits were begun.
 Result EndMediaEdits(Media media);
 

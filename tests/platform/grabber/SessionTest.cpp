@@ -298,6 +298,46 @@ TEST_F(GrabberTest, FramesAreCompressedInOrder)
     EXPECT_EQ(SGGetChannelCounts(video).droppedInQueue, 0U);
 }
 
+// Without a movie nobody may read what the compressor makes, so it waits for a reader; with one, every frame has its
+// own size, that of the frames which waited included.
+TEST_F(GrabberTest, FramesAreCompressedAheadForAMovieOnly)
+{
+    StartVideo();
+    const std::vector<uint8_t> pixels(size_t{64} * 48 * 2, 100);
+    int64_t now = kSecond;
+    const auto send = [&] { devices.Camera()->Send(now += 40 * kMillisecond, {pixels, kYuvsPixelFormat, 64, 48}); };
+    const auto sendAndCollect = [&](size_t frames) {
+        delivered.clear();
+        for (size_t i = 1; i <= frames; ++i) {
+            send();
+            ASSERT_TRUE(AwaitDelivered(i, now));
+        }
+    };
+    constexpr size_t kRoom = 64 * 48 * 4 + 0x10000;
+    sendAndCollect(2);
+    const auto compressed = delivered[0].bytes;
+    ASSERT_LT(compressed.size(), kRoom) << "the first frame is compressed at once, to describe it";
+    sendAndCollect(5);
+    auto expected = compressed;
+    expected.resize(kRoom);
+    EXPECT_EQ(delivered.back().bytes, expected);
+    EXPECT_EQ(delivered.back().description, delivered.front().description);
+
+    send();
+    {
+        const test::TemporaryFolder folder;
+        movietest::RecordedMovie movie(folder / "a.mov");
+        sendAndCollect(6);
+        ASSERT_TRUE(AwaitDelivered(7, now));
+        for (const Delivered& frame : delivered)
+            EXPECT_EQ(frame.bytes, compressed);
+        EXPECT_EQ(movie.Finish(), noErr);
+    }
+    sendAndCollect(2);
+    EXPECT_EQ(delivered.back().bytes, expected);
+    EXPECT_EQ(SGGetChannelCounts(video).unreadable, 0U);
+}
+
 // More and larger frames than most machines can compress meanwhile: each is delivered or counted.
 TEST_F(GrabberTest, LossesBeforeACompressorAreCounted)
 {

@@ -78,6 +78,23 @@ TEST(AddressSpace, BlocksNeverOverlap)
     EXPECT_EQ(BytesInUse(), before);
 }
 
+// What fills a block may own other blocks, which are freed together with it, unless it has run.
+TEST(AddressSpace, ABlockThatWasNotReadFreesWhatWouldHaveFilledIt)
+{
+    const int64_t before = BytesInUse();
+    int filled = 0;
+    for (const int readers : {0, 2}) {
+        const OwnedBlock block(16);
+        for (int i = 0; i < 2; ++i)
+            FillWhenRead(block.Get(), [&filled, owned = std::make_shared<OwnedBlock>(1000)] { ++filled; });
+        EXPECT_EQ(BytesInUse() - before, 1016);
+        for (int i = 0; i < readers; ++i)
+            EXPECT_EQ(BytesFrom(block.Get()), 16);
+    }
+    EXPECT_EQ(BytesInUse(), before);
+    EXPECT_EQ(filled, 1);
+}
+
 TEST(Handles, KeepTheirContentWhileTheyGrowAndForgetItAtTheEnd)
 {
     const Handle handle = NewHandle(0);
