@@ -116,8 +116,6 @@ Media NewTrackMedia(Track track, FourCharCode mediaType, int32_t timeScale, int3
 
 /// Opens media for samples.
 Result BeginMediaEdits(Media media);
-/// Whether any media is open for samples.
-bool IsAnyMediaOpen();
 /// Closes media. `invalidMedia` unless edits were begun.
 Result EndMediaEdits(Media media);
 
@@ -138,6 +136,8 @@ Result AddMediaSample(Media media, Handle data, int32_t offset, int32_t size, in
 
 /// Whether samples can be added to media: its edits have begun and its file is open.
 bool IsMediaOpen(Media media);
+/// Whether samples can be added to any media.
+bool IsAnyMediaOpen();
 
 /// Sum of the durations added so far, in the media's units, at most 2^31 - 1; 0 for invalid media.
 int32_t GetMediaDuration(Media media);
